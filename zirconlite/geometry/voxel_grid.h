@@ -1,0 +1,46 @@
+/** @file
+ *  The two-level grid over the scene: built once before a render, read by every ray. */
+#ifndef ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
+#define ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
+
+#include "zirconlite/frame/types.h"
+
+ZR_EXTERN_C_BEGIN
+
+typedef struct document document;
+typedef struct voxel_grid voxel_grid;
+
+/** A half space: a point is outside if (point - `point`) . `normal` is above 0. */
+typedef struct clip_plane
+{
+    vector3 normal, point;
+    double d; /**< `normal` . `point` */
+} clip_plane;
+
+typedef struct clip_set
+{
+    int32_t count;
+    const clip_plane* planes;
+} clip_set;
+
+/** Builds the grid of the document's objects on a thread of its own and waits for it, serving the host's
+ *  messages meanwhile. Reports `host_progress` codes 100, 101 and 102; a 0 answer to 100 or 101 stops it.
+ *  Returns 1; 0 when stopped or memory fails, with DOCUMENT_GRID_BUILT clear. */
+ZR_API int32_t zr_build_voxel_grid(document* document);
+
+/** Frees the arena and working store of the grid; the record stays until the document is closed. Returns 1. */
+ZR_API int32_t zr_free_voxel_grid(document* document);
+
+/** Sub-grids made by level, [10] the levels, [11] the bytes of cells and entries (at most 2^31 - 1). Twelve
+ *  zeros and 0 for a null grid, else 1. */
+ZR_API int32_t zr_voxel_grid_stats(const voxel_grid* grid, int32_t counts[12]);
+
+/** Sutherland-Hodgman clipping of a polygon against each plane in turn. `polygon` and `scratch` each have
+ *  room for `vertex_count` + planes + 1 vertices; both are overwritten. Returns the vertices left (at least
+ *  3) with `result_out` naming the buffer that holds them, or 0. */
+ZR_API int32_t zr_sh_clip_arbitrary(
+    const clip_set* set, int32_t vertex_count, vector3* polygon, vector3* scratch, vector3** result_out);
+
+ZR_EXTERN_C_END
+
+#endif

@@ -1,0 +1,97 @@
+/** @file
+ *  Image files through one small registry: a `bitmap_format` names a format, carries its reader and writer,
+ *  and describes one file being read or written. 8 bits a channel; rows are bottom-up everywhere. */
+#ifndef ZIRCONLITE_IMAGEFILES_BITMAP_FORMAT_H
+#define ZIRCONLITE_IMAGEFILES_BITMAP_FORMAT_H
+
+#include "zirconlite/display/progress.h"
+#include "zirconlite/frame/types.h"
+
+ZR_EXTERN_C_BEGIN
+
+typedef struct bitmap bitmap;
+typedef struct bitmap_format bitmap_format;
+typedef struct pixel_cache pixel_cache;
+
+/** Values of `bitmap_format.format_id`. */
+enum bitmap_format_id
+{
+    BITMAP_JPEG = 1,
+    BITMAP_TARGA = 2,
+    BITMAP_BMP = 3,
+    BITMAP_TIF = 4,
+    BITMAP_TIFF = 5
+};
+
+/** Values of `line_request.pixel_kind` and `bitmap_format.alpha_mode`. */
+enum
+{
+    LINE_RGB = 1,
+    LINE_RGBA = 2
+};
+
+/** One row wanted by a writer. */
+typedef struct line_request
+{
+    uint32_t pixel_kind; /**< LINE_RGB, LINE_RGBA */
+    uint32_t row;        /**< 0 is the bottom row */
+    uint8_t* buffer;     /**< receives `width` pixels */
+} line_request;
+
+struct bitmap_format
+{
+    uint32_t format_id;    /**< a bitmap_format_id */
+    uint32_t option_class; /**< 0, 1 or 2, for the host's dialogs */
+    int32_t (*write_image)(bitmap_format* record); /**< 1; 0 on failure, with the old file kept. NULL: the
+                                                        format has no writer */
+    bitmap* (*read_image)(bitmap_format* record);  /**< a new bitmap, NULL on failure */
+    char16_t name[32];
+    char16_t extension[16]; /**< without a dot, lower case */
+    uint32_t alpha_mode;    /**< LINE_RGB, LINE_RGBA */
+    uint32_t selected_format;
+    char16_t path[256];
+    uint32_t width, height; /**< size of the picture to write, pixels */
+    uint32_t compression;   /**< JPEG only: 100 minus the quality */
+    void* image;            /**< where the rows come from: the `render_view`; not owned */
+    progress_bar* progress; /**< NULL none */
+    int32_t (*line_source)(bitmap_format* record, line_request* request); /**< 1; 0 ends the writing */
+    struct pixel_cache* pixel_cache;
+};
+
+/** A picture in memory. */
+struct bitmap
+{
+    bitmap* next;
+    uint32_t flags;      /**< 0x1 pixels are allocated, 0x2 a store of at least 0x1400001 bytes */
+    char16_t name[512];  /**< full path; the cache key */
+    int32_t width, height;
+    int32_t pixel_count; /**< `width` x `height` */
+    int32_t byte_count;  /**< `pixel_count` x `bytes_per_pixel` */
+    int32_t bits_per_pixel;  /**< 24, 32 or 8 */
+    int32_t pixel_format;    /**< 1 RGB, 2 RGBA, 3 grey */
+    int32_t bytes_per_pixel; /**< 3, 4 or 1 */
+    float average[4];
+    uint32_t store_bytes;
+    uint8_t* pixels;     /**< level 0 first, bottom row first; room for the mipmaps behind it */
+    int32_t level_count;
+    uint8_t* levels[24];
+};
+
+/** Calls `callback` with each format in order until it answers 0: then 0, else 1. */
+ZR_API int32_t zr_enum_bitmap_formats(
+    int32_t (*callback)(bitmap_format* record, void* argument), void* argument);
+/** Fills `record` for a format id. 1; 0 for an unknown id, which fills it as JPEG. */
+ZR_API int32_t zr_init_bitmap_format(uint32_t format_id, bitmap_format* record);
+/** Fills `record` for an extension, which is lower-cased in place. 1; 0 for an unknown one, as JPEG. */
+ZR_API int32_t zr_get_bitmap_format_by_ext(char16_t* extension, bitmap_format* record);
+/** The id for an extension, which is lower-cased in place; 1 when unknown. */
+ZR_API uint32_t zr_bitmap_format_id_from_ext(char16_t* extension);
+/** Fills `record` from the entry at `index`, 0 to 4. 1; 0 for another index, as JPEG. */
+ZR_API int32_t zr_init_bitmap_format_by_index(int32_t index, bitmap_format* record);
+
+/** Frees a bitmap with its store; NULL is fine. Returns 1. */
+ZR_API int32_t zr_free_bitmap(bitmap* bitmap);
+
+ZR_EXTERN_C_END
+
+#endif

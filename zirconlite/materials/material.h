@@ -1,0 +1,200 @@
+/** @file
+ *  What a point of a surface does with light. A simple material holds colours and weights; a complex one
+ *  blends two children. */
+#ifndef ZIRCONLITE_MATERIALS_MATERIAL_H
+#define ZIRCONLITE_MATERIALS_MATERIAL_H
+
+#include "zirconlite/frame/types.h"
+
+ZR_EXTERN_C_BEGIN
+
+typedef struct document document;
+typedef struct mat_image mat_image;
+typedef struct mask_source mask_source;
+typedef struct ray ray;
+typedef struct surface surface;
+
+/** Bits of `material.flags`. Bits 16 to 19 hold the size class of the preview. */
+enum material_flag
+{
+    MATERIAL_COMPLEX = 0x1,
+    MATERIAL_REFLECT_FOLLOWS_COLOR = 0x10, /**< metals: `reflect_color` follows `color` */
+    MATERIAL_STORES_LUMINOSITY = 0x20,
+    MATERIAL_NO_MIRROR = 0x40,
+    MATERIAL_FLOAT_LUMINOSITY = 0x80,
+    MATERIAL_SHARP_REFLECTION = 0x100,
+    MATERIAL_SHARP_TRANSMISSION = 0x200,
+    MATERIAL_OWN_HIGHLIGHT = 0x400, /**< the highlight comes from the `own_` fields */
+    MATERIAL_STORES_OWN = 0x800
+};
+
+/** Bits of `complex_material.blend_flags`. */
+enum blend_flag
+{
+    BLEND_MAPPED = 0x2, /**< the pattern runs on the mapped coordinates, not on the world point */
+    BLEND_JITTER_COLOR = 0x4,
+    BLEND_JITTER_COORDINATES = 0x8,
+    BLEND_COMPILED = 0x10
+};
+
+/** The head that both forms begin with. A `material*` points to one of the two; MATERIAL_COMPLEX tells. */
+typedef struct material
+{
+    uint32_t flags;          /**< MATERIAL_* bits */
+    struct surface* surface; /**< the surface with no ray; owned, NULL until resolved */
+    struct material* parent; /**< complex material that owns this one; NULL at the top */
+    char16_t *name, *library; /**< owned */
+    uint16_t id;             /**< value for the object-id plane */
+} material;
+
+typedef struct bump bump;
+/** Tilts `normal` at `point` (already scaled). */
+typedef void (*bump_function)(const vector3* point, vector3* normal, double strength);
+
+/** Bits of `bump.flags`. */
+enum
+{
+    BUMP_MAPPED = 0x2 /**< runs on the mapped coordinates, not on the world point */
+};
+
+struct bump
+{
+    struct bump* next;
+    uint32_t flags;    /**< BUMP_* bits */
+    char16_t name[32];
+    bump_function function;
+    vector3 axis;
+    float rotation;    /**< radians */
+    vector3 origin;
+    vector3 scale;     /**< repeats per unit */
+    matrix4 transform; /**< zr_build_matrix(axis, origin, -rotation) */
+    double strength;
+};
+
+/** Colours and weights. Whoever changes a share or `opacity` calls zr_update_material_weights. */
+typedef struct simple_material
+{
+    material head;
+    int32_t style;
+    float opacity;           /**< 1 - `transparency` */
+    float diffuse_share;     /**< part of the opaque light that is diffuse */
+    float reflect_share;     /**< part of the opaque light that is mirrored, 1 - `diffuse_share` */
+    float reflect;           /**< derived: `opacity` x `reflect_share` */
+    float diffuse;           /**< derived: `opacity` x `diffuse_share` */
+    float transparency;
+    float translucent_share; /**< part of the passing light that spreads */
+    float transparent_share; /**< 1 - `translucent_share` */
+    float transparent;       /**< derived: `transparency` x `transparent_share` */
+    float translucent;       /**< derived: `transparency` x `translucent_share` */
+    float highlight;         /**< exponent of the highlight */
+    float ior;               /**< index of refraction, >= 1 */
+    float attenuation;       /**< loss per unit of distance inside, 0 to 1 */
+    float color[3];          /**< diffuse colour, linear, 0 to 1 */
+    float reflect_color[3];
+    float translucent_color[3];
+    float transparent_color[3];
+    float luminosity;         /**< self-emission: radiance is `color` x this, cd/m^2 */
+    float own_highlight;      /**< exponent with MATERIAL_OWN_HIGHLIGHT */
+    float own_strength;
+    float own_highlight_color[3];
+    struct bump* bumps;
+    struct mat_image* images;
+} simple_material;
+
+typedef struct blend_params
+{
+    int32_t octaves;
+    uint32_t jitter_flags; /**< bit 0 colour, bit 1 coordinates */
+    float ratio[3];        /**< share of the first child */
+    float turbulence[3];
+    float softness[3];
+    vector3 tile_offset;
+    struct mask_source* mask;
+    vector3 color_jitter, coordinate_jitter;
+} blend_params;
+
+typedef struct child_context child_context;
+typedef struct complex_material complex_material;
+/** Share of the first child at `point`; with a null point the kind's neutral value. */
+typedef double (*blend_function)(
+    const complex_material* material, struct ray* ray, const vector3* point, child_context* children);
+typedef void (*prepare_function)(
+    const complex_material* material, struct ray* ray, const vector3* point, child_context* children);
+
+/** Two children and the function that says how much of the first stands at each point. */
+struct complex_material
+{
+    material head;
+    material* children[2];
+    uint32_t blend_flags; /**< BLEND_* bits */
+    blend_function blend;
+    prepare_function prepare; /**< NULL for most kinds */
+    char16_t kind_label[32];
+    char16_t child_labels[2][32];
+    blend_params params;
+    vector3 scale;     /**< pattern repeats per unit */
+    vector3 origin;
+    vector3 axis;      /**< z axis of the pattern */
+    float rotation;    /**< radians */
+    matrix4 transform; /**< zr_build_matrix(axis, origin, -rotation) */
+    int32_t has_own_pattern; /**< 0 for blend, clear finish and angular blend: the pattern scale is a child's */
+};
+
+/** Bits of `material_entry.flags`. */
+enum
+{
+    MATERIAL_ENTRY_PRIORITY = 0x1
+};
+
+/** One material in use by a document. */
+struct material_entry
+{
+    uint32_t flags;           /**< MATERIAL_ENTRY_* bits */
+    char16_t *name, *library; /**< owned; the key of the list */
+    struct material* material; /**< owned; NULL if the library could not give it */
+    struct material_entry* next;
+};
+typedef struct material_entry material_entry;
+
+/** Zeroed and defaulted records with no surface; NULL when memory fails. The caller frees them with
+ *  free_material. `new_simple_material` differs from the default material in `ior` 1, `highlight` 1 and
+ *  black colours. */
+ZR_API material* new_simple_material(void);
+ZR_API material* new_complex_material(void);
+
+/** A deep copy with names, surface, children, bumps and images; NULL for NULL or when memory fails. */
+ZR_API material* dupe_material(const material* source);
+
+/** Frees a material with all that it owns. 0 for NULL, else 1. */
+ZR_API int32_t free_material(material* material);
+
+/** Works out `diffuse`, `reflect`, `transparent`, `translucent` and the complements from `opacity`,
+ *  `diffuse_share` and `translucent_share`, each held to 0 to 1. Returns 1; 0 for a complex material. */
+ZR_API int32_t zr_update_material_weights(material* material);
+
+/** A default material of that display colour: `color` = min(c, 0.99) ^ 2.2, with its surface. */
+ZR_API material* zr_build_fake_material_ex(const float rgb[3]);
+/** The same in light grey, 0.86704016. */
+ZR_API material* zr_build_fake_material(void);
+/** A default material with the linear `color` as given, with its surface. */
+ZR_API material* zr_build_matte_material(const float rgb[3]);
+
+/** Adds a material of the host to the document's list under `name`; the document owns it from then on and
+ *  resolves its surface. Gives the present entry, and frees `material`, when the name is taken already. NULL
+ *  when memory fails. */
+ZR_API material_entry* zr_add_material(document* document, const char16_t* name, material* material);
+
+/** Looks for the entry of `name` in `library`, else makes one. Its `material` is NULL when the library cannot
+ *  give it, and stays so. NULL when memory fails. */
+ZR_API material_entry* zr_load_material(
+    document* document, const char16_t* name, const char16_t* library);
+
+ZR_API int32_t zr_free_material_list(document* document);  /**< returns 1 */
+ZR_API int32_t zr_free_plant_materials(document* document); /**< returns 1 */
+
+/** Raises three floats in place to the power 2.2. */
+ZR_API void zr_degamma_color(float rgb[3]);
+
+ZR_EXTERN_C_END
+
+#endif
