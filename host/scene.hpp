@@ -1,0 +1,182 @@
+/// @file
+/// A scene as its file describes it: plain records with their defaults, before anything is imported or
+/// built. Lengths are metres, angles degrees, colours display values from 0 to 1 (see `color3`).
+#pragma once
+
+#include <array>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace host
+{
+
+using vec3 = std::array<double, 3>;
+
+/// A colour as a screen shows it: each channel 0 to 1, to be raised to the power 2.2 for linear light.
+struct color3
+{
+    std::array<double, 3> rgb { 0.7, 0.7, 0.7 };
+};
+
+/// One plane a x + b y + c z + d: what lies on its negative side is cut away.
+using clip_plane = std::array<double, 4>;
+
+struct scene_camera
+{
+    vec3 eye { 0, -10, 1.6 };
+    vec3 target { 0, 0, 1.6 };
+    vec3 up { 0, 0, 1 };
+    int projection = 2; ///< the library's number: 1 parallel to 6 light probe
+    std::optional<double> lens_mm;
+    std::optional<double> fov_deg; ///< horizontal
+    double near_distance = -1;     ///< below 0: none
+    std::vector<clip_plane> clip_planes;
+    std::optional<double> parallel_width, parallel_height;
+    double pano_angle_deg = 360, pano_fov_deg = 90;
+    std::optional<double> f_stop, focus_distance;
+    std::optional<std::array<double, 4>> sub_frame; ///< left, top, right, bottom of the whole frame, 0 to 1
+};
+
+struct scene_render
+{
+    std::array<int, 2> size { 960, 640 };
+    int threads = 0; ///< 0: all processors, at most 8
+    int quality = 3;
+    double antialiasing = 0.9;
+    int light_model = 1; ///< 0 fast, 1 exact
+    int reflect_limit = 6, refract_limit = 8;
+    bool soft_shadows = true;
+    bool glossy_reflections = true, glossy_transmission = true;
+    int gloss_samples = 4, translucency_samples = 4;
+    double gloss_jitter = 0.0625, translucency_jitter = 0.0625, pixel_jitter = 0.5;
+    bool ambient = true;
+    double ambient_scale = 0.8;
+    bool fast = false;
+    std::optional<std::array<int, 4>> region; ///< left, top, width, height in pixels from the top left
+    bool calibration = false;
+    bool skip_preprocess = false;
+};
+
+struct scene_tone
+{
+    int method = 1; ///< 0 power curve, 1 histogram
+    double brightness = 0, contrast = 0.5, source_gain = 1;
+    bool lock = false;
+};
+
+struct scene_output
+{
+    std::string file, alpha, depth, object_id;
+};
+
+/// One more picture of the same render, at another exposure.
+struct scene_variant
+{
+    std::string file;
+    std::optional<int> method;
+    std::optional<double> brightness, contrast, source_gain;
+};
+
+struct scene_background
+{
+    color3 color { { 0, 0, 0 } };
+};
+
+struct scene_material
+{
+    color3 color;
+    double mirror = 0;       ///< share of the opaque light that is mirrored; the rest is diffuse
+    double transparency = 0; ///< share of the light that passes
+    double translucency = 0; ///< share of the passing light that spreads
+    double ior = 1.5;
+    double attenuation = 0; ///< loss per metre inside
+    double luminosity = 0;  ///< luminance of the surface itself, cd/m2, times `color`
+    std::optional<double> highlight;
+    double highlight_strength = 1;
+    std::optional<color3> highlight_color, mirror_color, transparent_color;
+    bool metal = false;
+    bool glossy = true;
+    std::optional<bool> thin;
+    int id = 0; ///< value in the object-id picture
+};
+
+struct scene_model
+{
+    std::string file;
+    std::string unit; ///< empty: the format's own
+    std::string up;   ///< empty: the format's own
+    vec3 scale { 1, 1, 1 }, rotate { 0, 0, 0 }, translate { 0, 0, 0 };
+    std::optional<std::array<double, 16>> matrix;
+    std::string material;                         ///< for every mesh that `materials` does not name
+    std::map<std::string, std::string> materials; ///< the model's material name to the scene's
+    std::optional<double> smooth_angle_deg;
+    std::optional<bool> thin;
+    bool casts_shadow = true;
+    int line = 0; ///< of its table in the scene file
+};
+
+struct scene_light
+{
+    std::string name;
+    int kind = 0; ///< row of `light_kinds`
+    vec3 position { 0, 0, 3 };
+    std::optional<vec3> target;
+    std::optional<double> lumens, candela, watts, lux;
+    int bulb = 1; ///< row of the library's table of lamp efficacies
+    double kelvin = 5000;
+    color3 filter { { 1, 1, 1 } };
+    double beam_deg = 60, field_deg = 90; ///< full angles of the cone
+    std::optional<double> azimuth_deg, altitude_deg;
+    double radius = 0, disc_deg = 0;
+    int shadow_samples = 1;
+    double shadow_jitter = 0.5, shadow_strength = 1, falloff = 2;
+    bool highlight = true;
+    int line = 0;
+};
+
+struct scene
+{
+    std::filesystem::path file; ///< as given; paths inside it start from its folder
+    scene_camera camera;
+    scene_render render;
+    scene_tone tone;
+    scene_output output;
+    scene_background background;
+    std::vector<scene_variant> variants;
+    std::vector<scene_model> models;
+    std::vector<scene_light> lights;
+    std::map<std::string, scene_material> materials;
+};
+
+/// Rows of the choices that need a name outside the tables of keys.
+enum { light_point = 0, light_spot = 1, light_distant = 2 };
+
+/// Names by projection number less 1.
+extern const char* const projection_names[7];
+extern const char* const light_model_names[3];
+extern const char* const light_kind_names[4];
+extern const char* const tone_method_names[3];
+extern const char* const bulb_names[8];
+
+/// Reads and checks a scene file. Throws `failure`: the file is missing (3), or a line of it is wrong (2).
+scene read_scene(const std::filesystem::path& file);
+
+/// The same from text; `file` names it in messages.
+scene parse_scene(const std::string& text, const std::filesystem::path& file);
+
+/// The reference of all sections and keys as a Markdown text, made from the tables that the reader uses.
+std::string describe_scene_keys();
+
+/// `path` of a scene file, taken from the scene file's folder unless it is absolute.
+std::filesystem::path beside_scene(const scene& s, const std::string& path);
+
+/// Metres in a unit's name or number such as "mm" or "0.0254"; nothing when it is neither.
+std::optional<double> metres_per_unit(const std::string& unit);
+
+/// The nearest of `names` (ends with a null) by edits, or null when none is near.
+const char* nearest_name(const std::string& wrong, const char* const* names);
+
+} // namespace host

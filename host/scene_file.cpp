@@ -1,0 +1,351 @@
+/// @file
+/// Reads a scene file: its sections, then the checks that need more than one key.
+#include "host/failure.hpp"
+#include "host/scene_keys.hpp"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+
+namespace host
+{
+
+namespace
+{
+
+constexpr size_t file_limit = 16u << 20;
+
+struct unit_row
+{
+    const char* name;
+    double metres;
+};
+constexpr unit_row units[] = { { "m", 1 }, { "cm", 0.01 }, { "mm", 0.001 }, { "km", 1000 }, { "in", 0.0254 },
+    { "ft", 0.3048 }, { "yd", 0.9144 } };
+
+const char* const top_level_names[] = { "camera", "render", "tone", "output", "variant", "background", "model",
+    "materials", "light", nullptr };
+
+template <class R>
+void read_one(const toml::table& root, const char* name, const section<R>& s, R& record, const std::string& file)
+{
+    const toml::node* n = root.get(name);
+    if (!n) { return; }
+    if (!n->is_table())
+    {
+        bad_scene(file, int(n->source().begin.line), fmt::format("{} must be a table of keys", s.heading));
+    }
+    read_table(*n->as_table(), record, s.rows, { file, s.heading });
+}
+
+template <class R>
+void read_list(const toml::table& root, const char* name, const section<R>& s, std::vector<R>& records,
+    size_t limit, const std::string& file)
+{
+    const toml::node* n = root.get(name);
+    if (!n) { return; }
+    const int line = int(n->source().begin.line);
+    const toml::array* list = n->as_array();
+    if (!list || !list->is_homogeneous(toml::node_type::table))
+    {
+        bad_scene(file, line, fmt::format("\"{}\" must be written as {}", name, s.heading));
+    }
+    if (list->size() > limit) { bad_scene(file, line, fmt::format("more than {} of {}", limit, s.heading)); }
+    records.resize(list->size());
+    for (size_t i = 0; i < records.size(); ++i)
+    {
+        read_table(*list->get_as<toml::table>(i), records[i], s.rows, { file, s.heading });
+        if constexpr (requires { records[i].line; }) { records[i].line = int(list->get(i)->source().begin.line); }
+    }
+}
+
+void read_materials(const toml::table& root, scene& s, const std::string& file)
+{
+    const toml::node* n = root.get("materials");
+    if (!n) { return; }
+    const toml::table* list = n->as_table();
+    if (!list) { bad_scene(file, int(n->source().begin.line), "materials are written as [materials.NAME]"); }
+    if (list->size() > 10000) { bad_scene(file, int(n->source().begin.line), "more than 10000 materials"); }
+    for (const auto& [name, value] : *list)
+    {
+        const std::string heading = fmt::format("[materials.{}]", std::string(name.str()));
+        if (!value.is_table())
+        {
+            bad_scene(file, int(name.source().begin.line),
+                fmt::format("materials are written as {} with keys of their own", heading));
+        }
+        read_table(*value.as_table(), s.materials[std::string(name.str())], material_section.rows, { file, heading });
+    }
+}
+
+void check_top_level(const toml::table& root, const std::string& file)
+{
+    for (const auto& [key, value] : root)
+    {
+        const std::string name(key.str());
+        bool known = false;
+        for (const char* const* n = top_level_names; *n; ++n) { known = known || name == *n; }
+        if (known) { continue; }
+        const char* near = nearest_name(name, top_level_names);
+        bad_scene(file, int(key.source().begin.line),
+            fmt::format("there is no section \"{}\"{}", name,
+                near ? fmt::format("; did you mean \"{}\"?", near) : ""));
+    }
+}
+
+/// Line of a key that stands in `section`, or of the section itself.
+int line_of_key(const toml::table& root, const char* section, const char* key)
+{
+    const toml::node_view<const toml::node> s = root[section];
+    if (!s) { return 0; }
+    return int((s[key] ? s[key] : s).node()->source().begin.line);
+}
+
+void check_camera(const scene& s, const toml::table& root, const std::string& file)
+{
+    const auto wrong = [&](const char* key, const std::string& text)
+    { bad_scene(file, line_of_key(root, "camera", key), "[camera] " + text); };
+
+    const scene_camera& c = s.camera;
+    if (!root["camera"]) { bad_scene(file, 0, "there is no [camera] section"); }
+    vec3 view;
+    double view_length = 0, up_length = 0;
+    for (int i = 0; i < 3; ++i)
+    {
+        view[i] = c.target[i] - c.eye[i];
+        view_length += view[i] * view[i];
+        up_length += c.up[i] * c.up[i];
+    }
+    if (view_length < 1e-18) { wrong("target", "target: the target is where the eye is"); }
+    if (up_length < 1e-18) { wrong("up", "up: has no length"); }
+    if (c.lens_mm && c.fov_deg) { wrong("fov_deg", "takes lens_mm or fov_deg, not both"); }
+    if (c.projection == 1 && !c.parallel_width)
+    {
+        wrong("projection", "projection: a parallel picture needs parallel_width");
+    }
+    if (c.sub_frame)
+    {
+        const auto& f = *c.sub_frame;
+        if (c.projection != 2) { wrong("sub_frame", "sub_frame: only a perspective picture has one"); }
+        if (f[0] >= f[2] || f[1] >= f[3]) { wrong("sub_frame", "sub_frame: left, top, right, bottom must grow"); }
+    }
+    for (const clip_plane& p : c.clip_planes)
+    {
+        if (p[0] * p[0] + p[1] * p[1] + p[2] * p[2] < 1e-18)
+        {
+            wrong("clip_planes", "clip_planes: a plane has no direction");
+        }
+    }
+}
+
+void check_render(const scene& s, const toml::table& root, const std::string& file)
+{
+    const auto wrong = [&](const char* section, const char* key, const std::string& text)
+    { bad_scene(file, line_of_key(root, section, key), fmt::format("[{}] {}: {}", section, key, text)); };
+
+    const scene_render& r = s.render;
+    if (r.reflect_limit + r.refract_limit >= 42)
+    {
+        wrong("render", "refract_limit", "reflect_limit and refract_limit together must stay below 42");
+    }
+    if (r.region)
+    {
+        const auto& g = *r.region;
+        if (g[2] < 1 || g[3] < 1 || g[0] + g[2] > r.size[0] || g[1] + g[3] > r.size[1])
+        {
+            wrong("render", "region", fmt::format("does not lie in the picture of {}x{}", r.size[0], r.size[1]));
+        }
+    }
+}
+
+void check_models(const scene& s, const std::string& file)
+{
+    const auto check_material = [&](int line, const std::string& name)
+    {
+        if (s.materials.count(name)) { return; }
+        std::vector<const char*> names;
+        for (const auto& m : s.materials) { names.push_back(m.first.c_str()); }
+        names.push_back(nullptr);
+        const char* near = nearest_name(name, names.data());
+        bad_scene(file, line,
+            fmt::format("[[model]] there is no [materials.{}]{}", name,
+                near ? fmt::format("; did you mean \"{}\"?", near) : ""));
+    };
+    for (const scene_model& m : s.models)
+    {
+        if (m.file.empty()) { bad_scene(file, m.line, "[[model]] has no file"); }
+        if (!m.unit.empty() && !metres_per_unit(m.unit))
+        {
+            bad_scene(file, m.line,
+                fmt::format("[[model]] unit: \"{}\" is not m, cm, mm, km, in, ft, yd or metres per unit", m.unit));
+        }
+        if (!m.up.empty() && m.up != "x" && m.up != "y" && m.up != "z")
+        {
+            bad_scene(file, m.line, fmt::format("[[model]] up: \"{}\" is not x, y or z", m.up));
+        }
+        if (m.scale[0] == 0 || m.scale[1] == 0 || m.scale[2] == 0)
+        {
+            bad_scene(file, m.line, "[[model]] scale: a factor is 0");
+        }
+        if (m.matrix)
+        {
+            const auto& t = *m.matrix;
+            if (t[12] != 0 || t[13] != 0 || t[14] != 0 || t[15] != 1)
+            {
+                bad_scene(file, m.line, "[[model]] matrix: the last row must be 0, 0, 0, 1");
+            }
+        }
+        if (!m.material.empty()) { check_material(m.line, m.material); }
+        for (const auto& pair : m.materials) { check_material(m.line, pair.second); }
+    }
+}
+
+void check_lights(const scene& s, const std::string& file)
+{
+    for (const scene_light& l : s.lights)
+    {
+        const auto wrong = [&](const std::string& text)
+        {
+            bad_scene(file, l.line,
+                fmt::format("[[light]]{} {}", l.name.empty() ? "" : " \"" + l.name + "\"", text));
+        };
+        const int given = int(l.lumens.has_value()) + int(l.candela.has_value()) + int(l.watts.has_value());
+        if (l.kind == light_distant)
+        {
+            if (!l.lux || given) { wrong("is distant: give its lux, and no lumens, candela or watts"); }
+            if (!l.azimuth_deg || !l.altitude_deg) { wrong("is distant: give azimuth_deg and altitude_deg"); }
+            continue;
+        }
+        if (l.lux || given != 1) { wrong("give one of lumens, candela and watts"); }
+        if (l.kind != light_spot) { continue; }
+        if (!l.target) { wrong("is a spot: give its target"); }
+        double distance = 0;
+        for (int i = 0; i < 3; ++i) { distance += std::abs((*l.target)[i] - l.position[i]); }
+        if (distance < 1e-9) { wrong("aims at its own position"); }
+        if (l.field_deg < l.beam_deg) { wrong("has a field_deg below its beam_deg"); }
+    }
+}
+
+void check_pictures(const scene& s, const std::string& file)
+{
+    for (const scene_variant& v : s.variants)
+    {
+        if (v.file.empty()) { bad_scene(file, 0, "[[variant]] has no file"); }
+    }
+}
+
+} // namespace
+
+scene parse_scene(const std::string& text, const std::filesystem::path& path)
+{
+    const std::string file = path.string();
+    toml::table root;
+    try
+    {
+        root = toml::parse(text, file);
+    }
+    catch (const toml::parse_error& e)
+    {
+        bad_scene(file, int(e.source().begin.line), std::string(e.description()));
+    }
+    check_top_level(root, file);
+
+    scene s;
+    s.file = path;
+    read_one(root, "camera", camera_section, s.camera, file);
+    read_one(root, "render", render_section, s.render, file);
+    read_one(root, "tone", tone_section, s.tone, file);
+    read_one(root, "output", output_section, s.output, file);
+    read_one(root, "background", background_section, s.background, file);
+    read_list(root, "variant", variant_section, s.variants, 64, file);
+    read_list(root, "model", model_section, s.models, 4096, file);
+    read_list(root, "light", light_section, s.lights, 10000, file);
+    read_materials(root, s, file);
+
+    check_camera(s, root, file);
+    check_render(s, root, file);
+    check_models(s, file);
+    check_lights(s, file);
+    check_pictures(s, file);
+    return s;
+}
+
+scene read_scene(const std::filesystem::path& path)
+{
+    std::error_code error;
+    const auto type = std::filesystem::status(path, error).type();
+    if (type == std::filesystem::file_type::not_found)
+    {
+        throw failure(exit_missing_file, fmt::format("{}: scene file not found", path.string()));
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (type == std::filesystem::file_type::directory || !in)
+    {
+        throw failure(exit_missing_file, fmt::format("{}: scene file cannot be read", path.string()));
+    }
+    std::string text(file_limit + 1, '\0');
+    in.read(text.data(), std::streamsize(text.size()));
+    text.resize(size_t(in.gcount()));
+    if (text.size() > file_limit) { bad_scene(path.string(), 0, "the scene file is larger than 16 MB"); }
+    return parse_scene(text, path);
+}
+
+std::filesystem::path beside_scene(const scene& s, const std::string& path)
+{
+    return (s.file.parent_path() / path).lexically_normal();
+}
+
+std::optional<double> metres_per_unit(const std::string& unit)
+{
+    for (const unit_row& u : units)
+    {
+        if (unit == u.name) { return u.metres; }
+    }
+    char* end = nullptr;
+    const double metres = std::strtod(unit.c_str(), &end);
+    if (unit.empty() || *end || !std::isfinite(metres) || metres < 1e-9 || metres > 1e9) { return {}; }
+    return metres;
+}
+
+namespace
+{
+
+template <class R> void describe(std::string& out, const section<R>& s)
+{
+    out += fmt::format("### `{}`\n\n{}\n\n| Key | What it is |\n|---|---|\n", s.heading, s.help);
+    for (const key_row<R>* row = s.rows; row->name; ++row)
+    {
+        out += fmt::format("| `{}` | {}", row->name, row->help);
+        if (row->choices)
+        {
+            out += ": ";
+            for (const char* const* c = row->choices; *c; ++c)
+            {
+                out += fmt::format("{}`{}`", c == row->choices ? "" : ", ", *c);
+            }
+        }
+        out += " |\n";
+    }
+    out += "\n";
+}
+
+} // namespace
+
+std::string describe_scene_keys()
+{
+    std::string out;
+    describe(out, camera_section);
+    describe(out, render_section);
+    describe(out, tone_section);
+    describe(out, output_section);
+    describe(out, variant_section);
+    describe(out, background_section);
+    describe(out, model_section);
+    describe(out, material_section);
+    describe(out, light_section);
+    return out;
+}
+
+} // namespace host
