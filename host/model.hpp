@@ -1,0 +1,73 @@
+/// @file
+/// A model as it comes out of its file: polygons in the file's own space, raw material properties, and
+/// what was left out. The importing child fills it; the parent checks it again after the pipe.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace host
+{
+
+/// Material properties as the file gives them; what it does not give is absent. Colours as in the file.
+struct model_material
+{
+    std::string name;
+    std::optional<std::array<float, 3>> diffuse, specular, emissive, transparent, base_color;
+    std::optional<float> opacity, shininess, shininess_strength, reflectivity, ior;
+    std::optional<float> metallic, roughness, transmission;
+    std::optional<int32_t> illumination; ///< the illumination model of an OBJ material
+    bool linear_colors = false;          ///< the format defines its colours as linear light
+    bool blended = false;                ///< glTF's alpha mode BLEND: opacity counts
+    std::string texture;                 ///< of the diffuse colour; named in a note
+};
+
+/// A polygon mesh. Positions are shared by equal place; texture coordinates belong to corners.
+struct model_mesh
+{
+    std::string name;
+    uint32_t material = 0;              ///< index in `model::materials`
+    std::vector<float> positions;       ///< x, y, z of each vertex
+    std::vector<uint32_t> corner_count; ///< of each polygon, 3 or more
+    std::vector<uint32_t> corners;      ///< vertex of each corner, polygon after polygon
+    std::vector<float> uv[2];           ///< u, v of each corner, or empty
+    bool is_closed = false;             ///< every edge joins two polygons that run it in opposite ways
+    double smooth_cosine = 1;           ///< faces whose normals agree by more are shaded smoothly
+};
+
+struct model
+{
+    std::vector<model_material> materials;
+    std::vector<model_mesh> meshes;
+    uint64_t dropped_polygons = 0; ///< points, lines and polygons without area in their indices
+    bool has_normals = false;
+};
+
+/// The largest coordinate in file units; beyond it a file counts as damaged.
+constexpr float model_far = 1e9f;
+
+/// What is wrong with the mesh (a vertex that is not finite or too far, an index out of range, arrays of
+/// wrong lengths); empty when it is sound.
+std::string mesh_fault(const model_mesh& mesh, size_t material_count);
+
+/// Polygons with everything still by corner, as importers give them.
+struct corner_mesh
+{
+    std::string name;
+    uint32_t material = 0;
+    std::vector<float> positions;       ///< x, y, z per corner
+    std::vector<float> normals;         ///< x, y, z per corner, or empty
+    std::vector<float> uv[2];           ///< u, v per corner, or empty
+    std::vector<uint32_t> corner_count; ///< of each polygon; any number
+};
+
+/// Welds the meshes of one part of a model and appends them to `out`: equal positions become one vertex,
+/// repeated corners go, polygons of fewer than 3 corners are counted and dropped. The part's connected
+/// pieces are looked at over all its meshes, so that a solid of two materials still counts as closed; a
+/// mesh with closed and open pieces becomes two.
+void weld_part(const std::vector<corner_mesh>& part, model& out);
+
+} // namespace host

@@ -1,0 +1,50 @@
+/// @file
+/// The handlers only count and, the second time, leave: nothing else is safe in them.
+#include "host/stop_signals.hpp"
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <csignal>
+#include <unistd.h>
+
+namespace host
+{
+
+namespace
+{
+
+std::atomic<int> first_signal { 0 };
+static_assert(std::atomic<int>::is_always_lock_free);
+
+void on_signal(int number)
+{
+    int none = 0;
+    if (!first_signal.compare_exchange_strong(none, number)) { _exit(128 + number); }
+}
+
+} // namespace
+
+void watch_stop_signals()
+{
+    struct sigaction action {};
+    action.sa_handler = on_signal;
+    sigemptyset(&action.sa_mask);
+    // System calls go on after the signal: a picture that is being written must not end half way.
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    // A reader that closes the progress pipe must not end the render.
+    signal(SIGPIPE, SIG_IGN);
+}
+
+int stop_signal() { return first_signal.load(); }
+
+exit_code stopped_exit_code() { return stop_signal() == SIGTERM ? exit_terminated : exit_interrupted; }
+
+void end_if_stopped(const char* during)
+{
+    if (stop_signal()) { throw failure(stopped_exit_code(), fmt::format("stopped during {}; nothing saved", during)); }
+}
+
+} // namespace host
