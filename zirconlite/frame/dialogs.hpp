@@ -1,0 +1,16 @@
+/// @file
+/// Message boxes through the host's dialogs, or without any.
+#pragma once
+
+#include "zirconlite/frame/window.h"
+
+namespace zr
+{
+
+/// Shows a text to be read; without dialogs it becomes a status message.
+void show_information(const char16_t* text);
+
+/// Asks; without dialogs the answer is MESSAGE_BOX_CANCEL.
+message_box_answer ask(const char16_t* text);
+
+} // namespace zr
