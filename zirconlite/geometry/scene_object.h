@@ -27,6 +27,7 @@ typedef struct scene_object
     struct scene_object* next; /**< link of the list that it stands in */
     const object_vft* vft;
     uint32_t number; /**< place in the document's object table, in order of creation from 1 */
+    uint32_t kind_word; /**< a word of the kind's own: the `axes` of a y_face; 0 where a kind has no use */
 } scene_object;
 
 /** Type ids, `object_vft.type_id`. */

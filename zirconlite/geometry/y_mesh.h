@@ -23,13 +23,12 @@ enum
     Y_FACE_EXTENDED = 0x4  /**< a y_face_extension */
 };
 
-/** One triangle. */
+/** One triangle. `head.kind_word` is its `axes`: bits 28 to 31 the first projection axis, 24 to 27 the second;
+ *  six nibbles from the lowest name for min x, min y, min z, max x, max y, max z the vertex (0 to 2) that
+ *  holds that extreme. So a face needs no stored box. */
 typedef struct y_face
 {
     scene_object head;
-    /** Bits 28 to 31 the first projection axis, 24 to 27 the second; six nibbles from the lowest name for
-     *  min x, min y, min z, max x, max y, max z the vertex (0 to 2) that holds that extreme. */
-    uint32_t axes;
     mesh_attributes* attributes;
     float normal[3];  /**< unit geometric normal; zero for a degenerate face, which is never hit */
     float plane_d;    /**< minus the normal times vertex 0 */

@@ -1,0 +1,19 @@
+/// @file
+/// Steps that every mesh builder shares.
+#pragma once
+
+#include "zirconlite/geometry/mesh_build.h"
+
+namespace zr
+{
+
+/// Sets material, mapping, flags, properties and colour of a new mesh by its head. False when memory fails.
+bool apply_descriptor(mesh_build& build, scene_object* head);
+
+/// Checks counts, indices and coordinates of the build's geometry, reporting what is wrong.
+bool check_geometry(const mesh_geometry& geometry);
+
+/// Builds the mesh as y_mesh faces.
+bool build_y_mesh(document* document, mesh_build& build);
+
+} // namespace zr

@@ -1,0 +1,190 @@
+// The operations of a render mesh's faces.
+#include "zirconlite/geometry/y_mesh.hpp"
+
+#include <cmath>
+
+#include "zirconlite/geometry/grid_insertion.hpp"
+#include "zirconlite/geometry/mesh_attributes.hpp"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/materials/mapping.h"
+#include "zirconlite/materials/material.h"
+#include "zirconlite/raytrace/ray.h"
+#include "zirconlite/raytrace/surface.h"
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr double edge_tolerance = 1e-6;
+
+const y_face* as_face(const scene_object* object) { return reinterpret_cast<const y_face*>(object); }
+mesh_attributes& attributes_of(const scene_object* object) { return *as_face(object)->attributes; }
+
+double element(const vector3& v, uint32_t axis) { return (&v.x)[axis]; }
+
+vector3 blend_normals(const y_face& face, double w0, double w1, double w2)
+{
+    const float *m0 = face.vertex[0]->normal, *m1 = face.vertex[1]->normal, *m2 = face.vertex[2]->normal;
+    return { w0 * m0[0] + w1 * m1[0] + w2 * m2[0], w0 * m0[1] + w1 * m1[1] + w2 * m2[1],
+        w0 * m0[2] + w1 * m1[2] + w2 * m2[2] };
+}
+
+int32_t intersect(ray* r, scene_object* object, double t_low, double t_high)
+{
+    const y_face& face = *as_face(object);
+    const vector3 n = { face.normal[0], face.normal[1], face.normal[2] };
+    const double den = dot(n, r->direction);
+    if (std::fabs(den) < geometry_zero) { return 0; }
+    const double t = -(dot(n, r->origin) + face.plane_d) / den;
+    if (!(t >= t_low && t <= t_high && t <= r->hit_t && t >= r->t_min && t <= r->t_max)) { return 0; }
+
+    const uint32_t a = face.head.kind_word >> 28, b = face.head.kind_word >> 24 & 0xf;
+    const double pa = element(r->origin, a) + t * element(r->direction, a);
+    const double pb = element(r->origin, b) + t * element(r->direction, b);
+    const float* v2 = face.vertex[2]->position;
+    double s = face.edge_a_first * (pa - v2[a]) + face.edge_a_second * (pb - v2[b]);
+    if (!(s >= -edge_tolerance && s <= 1.0 + edge_tolerance)) { return 0; }
+    const double w2 = 1.0 - (s < 0.0 ? 0.0 : s > 1.0 ? 1.0 : s);
+
+    const float* v1 = face.vertex[1]->position;
+    s = face.edge_b_first * (pa - v1[a]) + face.edge_b_second * (pb - v1[b]);
+    if (!(s >= -edge_tolerance && s <= 1.0 + edge_tolerance)) { return 0; }
+    const double w1 = 1.0 - (s < 0.0 ? 0.0 : s > 1.0 ? 1.0 : s);
+    if (w1 + w2 > 1.0 + 2.0 * edge_tolerance) { return 0; }
+
+    // Of hits at one distance the object made first wins, so that a picture does not depend on the order in
+    // which a search meets its objects.
+    if (t == r->hit_t && r->hit_object && r->hit_object->number < object->number) { return 0; }
+
+    const double w0 = 1.0 - std::fmin(w1 + w2, 1.0);
+    r->hit_t = t;
+    r->hit_point = r->origin + t * r->direction;
+    r->geometric_normal = n;
+    r->interpolated_normal = blend_normals(face, w0, w1, w2);
+    r->hit_object = object;
+    r->element_coords[0] = w2;
+    r->element_coords[1] = w1;
+    r->element_coords[2] = w0;
+    return 1;
+}
+
+void get_bounds(const scene_object* object, bounding_box* box)
+{
+    const y_face& face = *as_face(object);
+    const auto extreme = [&](int nibble, int axis) {
+        return double(face.vertex[face.head.kind_word >> (4 * nibble) & 0xf]->position[axis]);
+    };
+    box->min = { extreme(0, 0), extreme(1, 1), extreme(2, 2) };
+    box->max = { extreme(3, 0), extreme(4, 1), extreme(5, 2) };
+}
+
+void add_to_grid(voxel_node* node, scene_object* object)
+{
+    const y_face& face = *as_face(object);
+    vector3 corners[3];
+    for (int i = 0; i < 3; ++i)
+    {
+        const float* p = face.vertex[i]->position;
+        corners[i] = { p[0], p[1], p[2] };
+    }
+    bounding_box box;
+    get_bounds(object, &box);
+    insert_polygon(node, object, 3, corners, box);
+}
+
+void visit_triangles(scene_object* object, void*, void*, triangle_callback callback, void* extra)
+{
+    const y_face& face = *as_face(object);
+    triangle_visit visit = {};
+    visit.vertex_count = 3;
+    for (int i = 0; i < 3; ++i)
+    {
+        const y_vertex& v = *face.vertex[i];
+        visit.position[i] = { v.position[0], v.position[1], v.position[2] };
+        visit.normal[i] = { v.normal[0], v.normal[1], v.normal[2] };
+    }
+    const material* m = object->vft->get_material(object);
+    surface neutral;
+    if (m && m->surface) { neutral = *m->surface; }
+    else { zr_void_surface(&neutral); }
+    for (int i = 0; i < 3; ++i)
+    {
+        visit.color[i] = neutral.color[i] * neutral.diffuse;
+        visit.transparent_color[i] = neutral.transparent_color[i];
+    }
+    visit.opacity = static_cast<float>(luminance(neutral.transparent_color) * neutral.transparent);
+    visit.extra = extra;
+    callback(&visit, object);
+}
+
+int32_t get_vertex_uv(const scene_object* object, int32_t set, const double weights[3], float uv_out[2])
+{
+    if (set != 0 && set != 1) { return 0; }
+    auto* face = const_cast<y_face*>(as_face(object));
+    const float(*corner)[2] = y_face_corner_uv(face, set);
+    double sum[2] = { 0.0, 0.0 };
+    for (int i = 0; i < 3; ++i)
+    {
+        float uv[2];
+        if (corner)
+        {
+            uv[0] = corner[i][0];
+            uv[1] = corner[i][1];
+        }
+        else if (!zr_prim_uv_to_float(face->vertex[i]->uv[set], uv)) { return 0; }
+        sum[0] += weights[i] * uv[0];
+        sum[1] += weights[i] * uv[1];
+    }
+    uv_out[0] = static_cast<float>(sum[0]);
+    uv_out[1] = static_cast<float>(sum[1]);
+    return 1;
+}
+
+} // namespace
+
+const object_vft y_mesh_vft = {
+    .type_id = OBJECT_Y_MESH,
+    .get_flags = [](const scene_object* o) { return attributes_of(o).flags; },
+    .get_material = [](const scene_object* o) { return effective_material(attributes_of(o)); },
+    .get_color =
+        [](const scene_object* o, uint8_t out[4]) {
+            for (int i = 0; i < 4; ++i) { out[i] = attributes_of(o).color[i]; }
+        },
+    .get_properties = [](const scene_object* o) { return attributes_of(o).properties; },
+    .intersect = intersect,
+    .add_to_grid = add_to_grid,
+    .add_to_frustum = nullptr,
+    .get_bounds = get_bounds,
+    .slot_9 = nullptr,
+    .visit_triangles = visit_triangles,
+    .get_area = [](const scene_object* o) { return as_face(o)->area; },
+    .get_mapping =
+        [](const scene_object* o, mapping* out) { return attributes_get_mapping(attributes_of(o), out); },
+    .get_surface =
+        [](scene_object* o, ray* r, surface* out) {
+            zr_resolve_surface(effective_material(attributes_of(o)), r, out);
+        },
+    .add_property =
+        [](scene_object* o, property_node* node) { attributes_add_property(attributes_of(o), node); },
+    .set_flags =
+        [](scene_object* o, uint32_t value, int32_t mode) {
+            attributes_set_flags(attributes_of(o), value, mode);
+        },
+    .set_material =
+        [](scene_object* o, material_entry* entry) { attributes_of(o).material = entry; },
+    .set_color =
+        [](scene_object* o, const uint8_t in[4]) {
+            for (int i = 0; i < 4; ++i) { attributes_of(o).color[i] = in[i]; }
+        },
+    .set_mapping = [](scene_object* o, mapping* m) { attributes_of(o).mapping = m; },
+    .sharp_edges = [](const scene_object*) { return int32_t(1); },
+    .get_identity = [](const scene_object* o) -> const void* { return as_face(o)->attributes; },
+    .update_for_view = nullptr,
+    .get_vertex_uv = get_vertex_uv,
+};
+
+} // namespace zr
+
+const object_vft* y_mesh_get_vft(void) { return &zr::y_mesh_vft; }

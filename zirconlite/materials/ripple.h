@@ -1,0 +1,22 @@
+/** @file
+ *  `ripple`: rings of waves on an object, a property of kind PROPERTY_RIPPLES. */
+#ifndef ZIRCONLITE_MATERIALS_RIPPLE_H
+#define ZIRCONLITE_MATERIALS_RIPPLE_H
+
+#include "zirconlite/frame/types.h"
+
+ZR_EXTERN_C_BEGIN
+
+typedef struct ripple
+{
+    struct ripple* next;
+    vector3 center;   /**< model units */
+    double frequency; /**< 1 / wavelength */
+    float amplitude;  /**< tilt of the normal at the centre */
+    float decay;      /**< what is left after one wavelength, 0 to 1 */
+    float phase;      /**< radians */
+} ripple;
+
+ZR_EXTERN_C_END
+
+#endif
