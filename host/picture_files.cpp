@@ -1,0 +1,211 @@
+/// @file
+/// Writing goes to a temporary file in the same folder, is forced to the disk, and then takes the name.
+#include "host/picture_files.hpp"
+
+#include "host/failure.hpp"
+#include "zirconlite/frame/error.h"
+#include "zirconlite/imagefiles/bitmap_format.h"
+
+#include <fmt/format.h>
+#include <png.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csetjmp>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace host
+{
+
+namespace
+{
+
+[[noreturn]] void cannot_write(const std::filesystem::path& file, const std::string& why)
+{
+    throw failure(exit_render_failed, fmt::format("{}: cannot be written: {}", file.string(), why));
+}
+
+int bytes_per_pixel(pixel_layout layout)
+{
+    return layout == pixel_layout::rgb8 ? 3 : layout == pixel_layout::grey16 ? 2 : 1;
+}
+
+/// A file beside the target that goes away unless it takes the target's name.
+struct temporary_file
+{
+    std::filesystem::path target, path;
+    FILE* stream = nullptr;
+
+    explicit temporary_file(const std::filesystem::path& file)
+    {
+        // A link keeps pointing where it did: what it names is replaced.
+        std::error_code error;
+        target = std::filesystem::weakly_canonical(file, error);
+        if (error) { target = file; }
+        std::string name = (target.parent_path() / ("." + target.filename().string() + ".XXXXXX")).string();
+        const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+        if (descriptor < 0) { cannot_write(file, strerror(errno)); }
+        path = name;
+        // mkstemp gives 0600; a picture has the rights of any new file.
+        const mode_t mask = umask(0);
+        umask(mask);
+        fchmod(descriptor, 0666 & ~mask);
+        stream = fdopen(descriptor, "wb");
+        if (!stream)
+        {
+            close(descriptor);
+            unlink(path.c_str());
+            cannot_write(file, strerror(errno));
+        }
+    }
+    ~temporary_file()
+    {
+        if (stream) { fclose(stream); }
+        if (!path.empty()) { unlink(path.c_str()); }
+    }
+    void take_name()
+    {
+        const bool written = fflush(stream) == 0 && fsync(fileno(stream)) == 0;
+        const int error = errno;
+        const bool closed = fclose(stream) == 0;
+        stream = nullptr;
+        if (!written || !closed) { cannot_write(target, strerror(written ? errno : error)); }
+        if (rename(path.c_str(), target.c_str()) != 0) { cannot_write(target, strerror(errno)); }
+        path.clear();
+        // The name is only safe once its folder is on the disk as well; not all file systems offer it.
+        const int folder = open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (folder >= 0)
+        {
+            (void)!fsync(folder);
+            close(folder);
+        }
+    }
+    temporary_file(const temporary_file&) = delete;
+    temporary_file& operator=(const temporary_file&) = delete;
+};
+
+struct png_failure
+{
+    char text[200] = "the PNG writer failed";
+    jmp_buf back;
+};
+
+void on_png_error(png_structp png, png_const_charp text)
+{
+    auto* f = static_cast<png_failure*>(png_get_error_ptr(png));
+    // A failed write reaches libpng as "Write Error"; the system knows more.
+    std::snprintf(f->text, sizeof f->text, "%s", errno ? strerror(errno) : text);
+    longjmp(f->back, 1);
+}
+
+void on_png_warning(png_structp, png_const_charp) {}
+
+/// Everything that a jump out of libpng could skip lives outside of this function.
+bool encode_png(FILE* stream, const picture& p, png_structp png, png_infop info, png_failure& f, std::vector<uint8_t>& row)
+{
+    if (setjmp(f.back)) { return false; }
+    const bool is_color = p.layout == pixel_layout::rgb8;
+    png_set_user_limits(png, 1 << 17, 1 << 17);
+    png_init_io(png, stream);
+    png_set_IHDR(png, info, png_uint_32(p.width), png_uint_32(p.height), p.layout == pixel_layout::grey16 ? 16 : 8,
+        is_color ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+        PNG_FILTER_TYPE_DEFAULT);
+    if (is_color) { png_set_gAMA(png, info, 1 / 2.2); }
+    png_write_info(png, info);
+    for (int y = 0; y < p.height; ++y)
+    {
+        p.read_row(y, row.data());
+        errno = 0;
+        png_write_row(png, row.data());
+    }
+    png_write_end(png, info);
+    return true;
+}
+
+void write_png(const std::filesystem::path& file, const picture& p)
+{
+    temporary_file out(file);
+    std::vector<uint8_t> row(size_t(p.width) * bytes_per_pixel(p.layout));
+    png_failure f;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &f, on_png_error, on_png_warning);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    errno = 0;
+    const bool done = info && encode_png(out.stream, p, png, info, f, row);
+    png_destroy_write_struct(&png, &info);
+    if (!done) { cannot_write(file, f.text); }
+    out.take_name();
+}
+
+/// The library's writer asks for rows from below.
+int32_t bmp_row(bitmap_format* record, line_request* request)
+{
+    const picture& p = *static_cast<const picture*>(record->image);
+    p.read_row(p.height - 1 - int(request->row), request->buffer);
+    return 1;
+}
+
+void write_bmp(const std::filesystem::path& file, const picture& p)
+{
+    bitmap_format record {};
+    zr_init_bitmap_format(BITMAP_BMP, &record);
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::weakly_canonical(file, error);
+    const std::u16string path = (error ? file : target).u16string();
+    if (path.size() >= std::size(record.path)) { cannot_write(file, "the path of a BMP has at most 255 characters"); }
+    std::copy(path.begin(), path.end(), record.path);
+    record.width = uint32_t(p.width);
+    record.height = uint32_t(p.height);
+    record.alpha_mode = LINE_RGB;
+    record.image = const_cast<picture*>(&p);
+    record.line_source = bmp_row;
+    if (!record.write_image || !record.write_image(&record)) { cannot_write(file, zr_last_error()->text); }
+}
+
+struct format_row
+{
+    const char* extension;
+    void (*write)(const std::filesystem::path&, const picture&);
+    bool has_grey;
+};
+constexpr format_row formats[] = {
+    { ".png", write_png, true },
+    { ".bmp", write_bmp, false },
+};
+
+const format_row& format_of(const std::filesystem::path& file, pixel_layout layout)
+{
+    std::string extension = file.extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(), [](unsigned char c) { return char(tolower(c)); });
+    for (const format_row& f : formats)
+    {
+        if (extension == f.extension && (layout == pixel_layout::rgb8 || f.has_grey)) { return f; }
+    }
+    cannot_write(file, layout == pixel_layout::rgb8 ? "the name must end in .png or .bmp" : "the name must end in .png");
+}
+
+} // namespace
+
+void check_picture_file(const std::filesystem::path& file, const picture& shape)
+{
+    format_of(file, shape.layout);
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (std::filesystem::is_directory(status)) { cannot_write(file, "it is a folder"); }
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+    {
+        cannot_write(file, "it is not a plain file");
+    }
+    if (std::filesystem::exists(status) && access(file.c_str(), W_OK) != 0) { cannot_write(file, strerror(errno)); }
+    temporary_file probe(file);
+    const auto bytes = off_t(int64_t(shape.width) * shape.height * bytes_per_pixel(shape.layout) + 4096);
+    const int result = posix_fallocate(fileno(probe.stream), 0, bytes);
+    if (result == ENOSPC || result == EFBIG || result == EDQUOT) { cannot_write(file, strerror(result)); }
+}
+
+void write_picture(const std::filesystem::path& file, const picture& p) { format_of(file, p.layout).write(file, p); }
+
+} // namespace host
