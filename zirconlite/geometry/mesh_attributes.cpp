@@ -32,7 +32,8 @@ material* effective_material(const mesh_attributes& attributes)
 {
     material_entry* own = attributes.material;
     const uint8_t index = attributes.color[3];
-    material_entry* table = index != 0 ? color_material_table() : nullptr;
+    auto* table =
+        index != 0 ? static_cast<material_entry*>(host::get_color_material_table()) : nullptr;
     if (!table) { return entry_material(own); }
 
     material_entry* listed = &table[index];

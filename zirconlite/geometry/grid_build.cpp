@@ -1,0 +1,320 @@
+// Building the voxel grid on a thread of its own, with reports to the host.
+#include <new>
+#include <stdio.h>
+
+#include "zirconlite/frame/host_callbacks.hpp"
+#include "zirconlite/frame/status.hpp"
+#include "zirconlite/frame/string_table.h"
+#include "zirconlite/geometry/preprocess.hpp"
+#include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/geometry/voxel_grid.hpp"
+#include "zirconlite/platform/text.hpp"
+#include "zirconlite/platform/threads.hpp"
+
+using namespace zr;
+
+namespace
+{
+
+enum preprocess_code
+{
+    grid_starts = 100,
+    grid_advances = 101,
+    grid_ends = 102
+};
+constexpr int32_t preprocess_kind = 0;
+constexpr int32_t building_grid_message = 5201;
+constexpr int32_t objects_per_report = 32;
+
+struct level_shape
+{
+    double least_flatness; ///< this shape serves scenes whose height is at least this share of their width
+    int32_t resolution[3];
+    int32_t shift[3];
+    int32_t subdivide_at;
+    double child_ratio;
+};
+
+// Scenes are taken to lie flat on the xy plane: z alone loses resolution.
+constexpr level_shape top_shapes[] = {
+    { 0.5, { 32, 32, 32 }, { 10, 5, 0 }, 32, 1.0 },
+    { 0.25, { 32, 32, 16 }, { 9, 4, 0 }, 32, 1.0 },
+    { 0.0, { 32, 32, 8 }, { 8, 3, 0 }, 32, 1.0 },
+};
+constexpr level_shape sub_shape = { 0.0, { 4, 4, 4 }, { 4, 2, 0 }, 0, 0.25 };
+
+const level_shape& top_shape(const vector3& size)
+{
+    const double flatness = (size.z + 0.001) / std::fmin(size.x + 0.001, size.y + 0.001);
+    int i = 0;
+    while (i < 2 && !(flatness >= top_shapes[i].least_flatness)) { ++i; }
+    return top_shapes[i];
+}
+
+voxel_level make_level(int32_t index, const level_shape& shape)
+{
+    voxel_level level = {};
+    level.index = index;
+    level.subdivide_at = shape.subdivide_at;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        level.max_index[axis] = shape.resolution[axis] - 1;
+        level.shift[axis] = shape.shift[axis];
+        level.stride[axis] = 1 << shape.shift[axis];
+        level.child_ratio[axis] = shape.child_ratio;
+    }
+    return level;
+}
+
+vector3 size_of(const bounding_box& box)
+{
+    const vector3 size = box.max - box.min;
+    const auto extent = [](double d) { return d > 0.0 && std::isfinite(d) ? d : 0.0; };
+    return { extent(size.x), extent(size.y), extent(size.z) };
+}
+
+/// The scene's box with a margin, so that no object touches the border. Sets the document's epsilon.
+bounding_box root_box(document& document)
+{
+    bounding_box box = document.bounds;
+    if (!(box.min.x <= box.max.x && box.min.y <= box.max.y && box.min.z <= box.max.z)) { box = {}; }
+    const vector3 size = size_of(box);
+    const double extent = std::fmax(size.x, std::fmax(size.y, size.z));
+    document.epsilon = extent > 0.0 ? extent * 1e-6 : 0.0001;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        const double margin = component(size, axis) <= geometry_zero ? 0.5 : document.epsilon;
+        component(box.min, axis) -= margin;
+        component(box.max, axis) += margin;
+    }
+    return box;
+}
+
+bool make_levels(voxel_grid& grid, document& document)
+{
+    const level_shape& top = top_shape(size_of(document.bounds));
+    grid.levels[0] = make_level(0, top);
+    grid.levels[1] = make_level(1, sub_shape);
+    const bounding_box box = root_box(document);
+    const vector3 size = box.max - box.min;
+    double cells_across[3] = { 1.0, 1.0, 1.0 };
+    for (voxel_level& level : grid.levels)
+    {
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            cells_across[axis] *= level.max_index[axis] + 1;
+            level.cell_size[axis] = component(size, axis) / cells_across[axis];
+            level.inv_cell_size[axis] = 1.0 / level.cell_size[axis];
+        }
+    }
+    const size_t root_cells = size_t(top.resolution[0]) * top.resolution[1] * top.resolution[2];
+    const voxel_node root = { box, 0, 0, &grid };
+    grid.memory_bytes = root_cells * sizeof(voxel_cell);
+    return grid.cells.resize(root_cells) && grid.nodes.push(root) && grid.entries.resize(1);
+}
+
+void empty_grid(voxel_grid& grid)
+{
+    grid.nodes.clear();
+    grid.cells.clear();
+    grid.entries.clear();
+    grid.spare = 0;
+    grid.reentering = grid.out_of_memory = 0;
+    grid.memory_bytes = 0;
+    for (int32_t& count : grid.subgrid_count) { count = 0; }
+}
+
+bool stop_asked(document& document)
+{
+    const bool asked = platform::load_word(&document.preprocess_stop) != 0 ||
+        platform::load_word(&document.stop_render) != 0 ||
+        platform::load_word(&document.progress_record.state) == PROGRESS_CANCELLED;
+    if (asked)
+    {
+        platform::store_word(&document.preprocess_stop, 0);
+        platform::store_word(&document.stop_render, 0);
+    }
+    return asked;
+}
+
+float fraction_done(const document& document)
+{
+    if (document.build_total <= 1) { return 0.0f; }
+    const double f = double(document.build_count) / (document.build_total - 1);
+    return static_cast<float>(std::fmin(std::fmax(f, 0.0), 1.0));
+}
+
+bool report_advance(document& document)
+{
+    progress_bar& bar = document.progress_record.bar;
+    bar.fraction = fraction_done(document);
+    char text[16];
+    snprintf(text, sizeof text, "%.0f%%", bar.fraction * 100.0);
+    for (size_t i = 0; i < sizeof text; ++i) { bar.text[i] = static_cast<char16_t>(text[i]); }
+    return host::progress(
+        preprocess_kind, &document, nullptr, grid_advances, static_cast<float>(bar.fraction));
+}
+
+/// False when the build was stopped or memory failed.
+bool enter_list(document& document, scene_object* list)
+{
+    if (!list) { return true; }
+    if (!host::progress(preprocess_kind, &document, nullptr, grid_starts, 0.0f)) { return false; }
+    voxel_grid& grid = *document.voxel_grid;
+    for (scene_object* object = list; object; object = object->next)
+    {
+        if (document.build_count % objects_per_report == 0 &&
+            (stop_asked(document) || !report_advance(document)))
+        {
+            return false;
+        }
+        ++document.build_count;
+        if (!object->vft || !object->vft->add_to_grid || !object->vft->intersect) { continue; }
+        object->vft->add_to_grid(&grid.nodes[grid.root], object);
+        if (grid.out_of_memory) { return false; }
+    }
+    return true;
+}
+
+/// Lays the entries of each cell side by side in the order of the cells, oldest object first, so that a walk
+/// reads memory forward. On failure the grid stays as it was.
+bool lay_out_entries(voxel_grid& grid)
+{
+    array<voxel_entry> sorted;
+    if (!sorted.reserve(grid.entries.count)) { return false; }
+    sorted.push({});
+    for (voxel_cell& cell : grid.cells)
+    {
+        if (cell.count == split_cell || !cell.head) { continue; }
+        uint32_t entry = cell.head;
+        cell.head = static_cast<uint32_t>(sorted.count);
+        while (entry)
+        {
+            const voxel_entry old = grid.entries[entry];
+            const uint32_t next = old.next ? static_cast<uint32_t>(sorted.count + 1) : 0u;
+            sorted.push({ next, old.object });
+            entry = old.next;
+        }
+    }
+    grid.entries = static_cast<array<voxel_entry>&&>(sorted);
+    grid.spare = 0;
+    return true;
+}
+
+bool build(document& document)
+{
+    document.state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
+    voxel_grid& grid = *document.voxel_grid;
+    empty_grid(grid);
+    document.build_count = document.build_reentered = 0;
+    document.build_total = document.radiosity_objects.totals[OBJECT_GROUP_COUNT] +
+        document.scene_objects.totals[OBJECT_GROUP_COUNT];
+    if (!make_levels(grid, document) || !enter_list(document, document.radiosity_objects.first) ||
+        !enter_list(document, document.scene_objects.first))
+    {
+        return false;
+    }
+    lay_out_entries(grid);
+    host::progress(preprocess_kind, &document, nullptr, grid_ends, 1.0f);
+    document.state_flags |= DOCUMENT_GRID_BUILT;
+    return true;
+}
+
+struct build_work
+{
+    document& doc;
+    bool done;
+};
+
+void build_thread(void* argument)
+{
+    auto& work = *static_cast<build_work*>(argument);
+    work.done = build(work.doc);
+    platform::store_word(
+        &work.doc.progress_record.state, work.done ? PROGRESS_FINISHED : PROGRESS_CANCELLED);
+}
+
+void set_progress_texts(progress& record)
+{
+    const char16_t* title = zr_get_message(nullptr, building_grid_message);
+    size_t i = 0;
+    for (; title[i] && i < 255; ++i) { record.title[i] = title[i]; }
+    record.title[i] = 0;
+    record.line1[0] = record.line2[0] = record.line3[0] = 0;
+    record.bar.fraction = 0.0;
+    record.bar.text[0] = u'0';
+    record.bar.text[1] = u'%';
+    record.bar.text[2] = 0;
+    platform::store_word(&record.state, PROGRESS_WORKING);
+}
+
+voxel_grid* grid_record(document& document)
+{
+    if (!document.voxel_grid)
+    {
+        void* block = zr_calloc(1, sizeof(voxel_grid));
+        if (!block) { return nullptr; }
+        document.voxel_grid = new (block) voxel_grid{};
+        document.voxel_grid->level_count = grid_levels;
+        document.voxel_grid->document = &document;
+    }
+    return document.voxel_grid;
+}
+
+} // namespace
+
+namespace zr
+{
+
+int32_t preprocess_running = 0;
+
+} // namespace zr
+
+int32_t zr_build_voxel_grid(document* document)
+{
+    if (!document || platform::load_word(&preprocess_running))
+    {
+        report_failure(ZR_ERROR_STATE, "grid: no document, or another build runs");
+        return 0;
+    }
+    if (!grid_record(*document))
+    {
+        report_failure(ZR_ERROR_MEMORY, "grid: memory is exhausted");
+        return 0;
+    }
+    platform::store_word(&document->preprocess_stop, 0);
+    set_progress_texts(document->progress_record);
+    platform::store_word(&preprocess_running, 1);
+    build_work work = { *document, false };
+    zr_handle thread = platform::start_thread(build_thread, &work, 0);
+    document->preprocess_thread = thread;
+    // The thread reports to the host itself; until it has ended the caller has nothing to do.
+    if (thread) { platform::wait_for_thread(thread, -1); }
+    else { build_thread(&work); }
+    document->preprocess_thread = nullptr;
+    platform::close_thread(thread);
+    platform::store_word(&preprocess_running, 0);
+    if (work.done) { return 1; }
+    const bool no_memory = document->voxel_grid->out_of_memory || document->voxel_grid->entries.count == 0;
+    if (no_memory) { report_failure(ZR_ERROR_MEMORY, "grid: memory is exhausted"); }
+    else { report_failure(ZR_ERROR_STATE, "grid: the build was stopped"); }
+    return 0;
+}
+
+int32_t zr_free_voxel_grid(document* document)
+{
+    document->state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
+    if (document->voxel_grid) { empty_grid(*document->voxel_grid); }
+    return 1;
+}
+
+int32_t zr_voxel_grid_stats(const voxel_grid* grid, int32_t counts[12])
+{
+    for (int i = 0; i < 12; ++i) { counts[i] = 0; }
+    if (!grid) { return 0; }
+    for (int i = 0; i < grid->level_count; ++i) { counts[i] = grid->subgrid_count[i]; }
+    counts[10] = grid->level_count;
+    counts[11] = grid->memory_bytes > INT32_MAX ? INT32_MAX : static_cast<int32_t>(grid->memory_bytes);
+    return 1;
+}
