@@ -57,9 +57,6 @@ enum progress_code
     PROGRESS_STOPPED = -1     /**< the rendering was stopped */
 };
 
-/** Command posted to a document's `notify_window` when a render or a radiosity run has ended. */
-#define ZR_COMMAND_FINISHED 10001
-
 typedef struct zr_find_data zr_find_data;
 
 /** Called for each library file found; the result is merged into the search's. */

@@ -9,7 +9,7 @@
 
 ZR_EXTERN_C_BEGIN
 
-/** A window that hands each command, such as ZR_COMMAND_FINISHED, to `on_command`, on the thread that
+/** A window that hands each command, such as ZR_COMMAND_JOB_ENDED, to `on_command`, on the thread that
  *  posts it. That may be a job's own thread, which the callback must not wait for. NULL when memory is
  *  exhausted. */
 ZR_API zr_handle zr_window_from_callback(void (*on_command)(void* context, uint32_t command), void* context);

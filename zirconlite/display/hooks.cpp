@@ -1,0 +1,72 @@
+/// @file
+/// The display's locks and the table that it fills.
+#include "zirconlite/display/hooks.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+platform::lock* made_display_lock = nullptr;
+platform::lock* made_image_lock = nullptr;
+display_functions installed = {};
+
+/// Two threads may come first at once: one lock stays, the other goes.
+platform::lock* made_once(platform::lock** place)
+{
+    platform::lock* present = __atomic_load_n(place, __ATOMIC_ACQUIRE);
+    if (present) { return present; }
+    platform::lock* made = platform::new_lock();
+    if (__atomic_compare_exchange_n(place, &present, made, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE))
+    {
+        return made;
+    }
+    platform::free_lock(made);
+    return present;
+}
+
+template <class Function> Function entry(Function& place)
+{
+    return __atomic_load_n(&place, __ATOMIC_ACQUIRE);
+}
+
+} // namespace
+
+platform::lock* display_lock()
+{
+    return made_once(&made_display_lock);
+}
+
+platform::lock* image_lock()
+{
+    return made_once(&made_image_lock);
+}
+
+void set_display_functions(const display_functions* functions)
+{
+    const display_functions next = functions ? *functions : display_functions{};
+    __atomic_store_n(&installed.show_image, next.show_image, __ATOMIC_RELEASE);
+    __atomic_store_n(&installed.send_message, next.send_message, __ATOMIC_RELEASE);
+    __atomic_store_n(&installed.change_document, next.change_document, __ATOMIC_RELEASE);
+}
+
+int32_t show_image_on_display(render_view* view, int32_t wait_flag)
+{
+    const auto show = entry(installed.show_image);
+    return show ? show(view, wait_flag) : 0;
+}
+
+int32_t send_display_message(uint32_t message, uintptr_t argument, uint32_t flags)
+{
+    const auto send = entry(installed.send_message);
+    return send ? send(message, argument, flags) : 0;
+}
+
+int32_t change_display_document(document* document)
+{
+    const auto change = entry(installed.change_document);
+    return change ? change(document) : 0;
+}
+
+} // namespace zr

@@ -1,0 +1,123 @@
+/// @file
+/// Operations on a document that need no other room: units, the free list, waiting, the exception handler.
+#include "zirconlite/frame/document_state.hpp"
+
+#include "zirconlite/display/hooks.hpp"
+#include "zirconlite/platform/fatal_signals.hpp"
+#include "zirconlite/platform/threads.hpp"
+
+namespace
+{
+
+zr_exception_handler stored_handler = nullptr;
+
+free_list_node** link_to(document* document, const void* block);
+
+} // namespace
+
+int32_t zr_change_document(document* document)
+{
+    return zr::change_display_document(document);
+}
+
+int32_t zr_is_doc_metric(const document* document)
+{
+    return document->units != 3 && document->units != 4;
+}
+
+void zr_document_reload(void) {}
+
+int32_t zr_free_doc_free_list(document* document)
+{
+    while (free_list_node* node = document->free_list)
+    {
+        document->free_list = node->next;
+        zr_free(node->block);
+        zr_free(node);
+    }
+    return 1;
+}
+
+int32_t free_list_add(document* document, void* block)
+{
+    auto* node = static_cast<free_list_node*>(zr_malloc(sizeof(free_list_node)));
+    if (!node) { return 0; }
+    node->next = document->free_list;
+    node->block = block;
+    document->free_list = node;
+    return 1;
+}
+
+int32_t free_list_swap(document* document, void* old_block, void* new_block)
+{
+    free_list_node** link = link_to(document, old_block);
+    if (!link) { return 0; }
+    free_list_node* node = *link;
+    if (new_block != old_block) { zr_free(old_block); }
+    node->block = new_block;
+    if (!new_block)
+    {
+        *link = node->next;
+        zr_free(node);
+    }
+    return 1;
+}
+
+int32_t free_list_replace(document* document, void* old_block, void* new_block)
+{
+    if (free_list_swap(document, old_block, new_block)) { return 1; }
+    return free_list_add(document, new_block) ? 2 : 0;
+}
+
+uint32_t zr_wait_for_state_variable_ex(const uint32_t* variable, int32_t interval_ms, uint32_t mask)
+{
+    for (;;)
+    {
+        const uint32_t value = zr::platform::load_word(variable);
+        if (mask == 0 ? value == 0 : (value & mask) != 0) { return value; }
+        zr::platform::sleep_ms(interval_ms);
+    }
+}
+
+uint32_t zr_wait_for_state_variable(const uint32_t* variable)
+{
+    return zr_wait_for_state_variable_ex(variable, 100, 0xffffff);
+}
+
+void zr_install_exception_handler(zr_exception_handler handler)
+{
+    __atomic_store_n(&stored_handler, handler, __ATOMIC_RELEASE);
+}
+
+int32_t zr_set_light_model(document* document, int32_t model)
+{
+    const int32_t former = document->light_model;
+    if (model == LIGHT_MODEL_FAST || model == LIGHT_MODEL_EXACT) { document->light_model = model; }
+    return former;
+}
+
+namespace zr
+{
+
+void install_stored_exception_handler()
+{
+    const zr_exception_handler handler = __atomic_load_n(&stored_handler, __ATOMIC_ACQUIRE);
+    if (handler) { platform::install_fatal_handler(handler); }
+}
+
+} // namespace zr
+
+namespace
+{
+
+/// The pointer that leads to the node of `block`; null when it is on no node.
+free_list_node** link_to(document* document, const void* block)
+{
+    for (free_list_node** link = &document->free_list; *link; link = &(*link)->next)
+    {
+        if ((*link)->block == block) { return link; }
+    }
+    return nullptr;
+}
+
+} // namespace
