@@ -13,4 +13,7 @@ void show_information(const char16_t* text);
 /// Asks; without dialogs the answer is MESSAGE_BOX_CANCEL.
 message_box_answer ask(const char16_t* text);
 
+/// Asks for a file to write; false when cancelled and without dialogs.
+bool ask_for_file(zr_handle parent, zr_save_dialog* dialog);
+
 } // namespace zr

@@ -114,6 +114,12 @@ message_box_answer ask(const char16_t* text)
                                       : MESSAGE_BOX_CANCEL;
 }
 
+bool ask_for_file(zr_handle parent, zr_save_dialog* dialog)
+{
+    const zr_dialogs& d = installed_dialogs;
+    return d.save_file && d.save_file(d.context, parent, dialog) == 1;
+}
+
 } // namespace zr
 
 namespace

@@ -64,6 +64,19 @@ enum message_box_answer
     MESSAGE_BOX_NO = 2
 };
 
+/** A question for a file to write. All texts but `path` are only lent for the call. */
+typedef struct zr_save_dialog
+{
+    const char16_t* title;
+    const char16_t* folder; /**< where to start; empty for the dialog's own choice */
+    int32_t filter_count;
+    const char16_t* const* filter_names;    /**< such as "BMP (*.bmp)" */
+    const char16_t* const* filter_patterns; /**< such as "*.bmp" */
+    const char16_t* default_extension;      /**< without a dot */
+    int32_t filter;     /**< in: the one to start with; out: the one in force; counted from 1 */
+    char16_t path[256]; /**< in: the name to start with; out: the full path */
+} zr_save_dialog;
+
 /** The host's dialogs. An entry that is NULL, or no table at all: a question counts as cancelled, and an
  *  information goes to `host_status_message`. */
 typedef struct zr_dialogs
@@ -71,6 +84,8 @@ typedef struct zr_dialogs
     void* context; /**< handed to each function */
     /** Shows `text` over `parent` (may be NULL) until it is answered; a message_box_answer. */
     int32_t (*message_box)(void* context, zr_handle parent, const char16_t* text, int32_t kind);
+    /** Asks for a file to write, and before an existing one is overwritten. 1; 0 when cancelled. */
+    int32_t (*save_file)(void* context, zr_handle parent, zr_save_dialog* dialog);
 } zr_dialogs;
 
 /** Installs a copy of `dialogs`; NULL takes them away. While no job runs. Returns 1. */

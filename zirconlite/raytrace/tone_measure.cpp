@@ -5,6 +5,7 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/status.hpp"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/raytrace/tone.h"
 
 namespace
@@ -119,7 +120,7 @@ luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width
             pixel_components found;
             zr_unpack_internal_pixel(&image, pixel, &found, 0);
             if (clear) { std::fill_n(pixel, 2 * size_t(image.pixel_size), uint8_t(0)); }
-            const double l = luminance(found.surface);
+            const double l = zr::luminance(found.surface);
             if (l > 0.0)
             {
                 sum.log_sum += log10(l);
