@@ -64,7 +64,6 @@ struct scene_tone
 {
     int method = 1; ///< 0 power curve, 1 histogram
     double brightness = 0, contrast = 0.5, source_gain = 1;
-    bool lock = false;
 };
 
 struct scene_output

@@ -80,7 +80,7 @@ const key_row<scene_render> render_rows[] = {
     { "calibration", &scene_render::calibration, 0, 0, nullptr, 0,
         "measure the exposure and make no picture, false" },
     { "skip_preprocess", &scene_render::skip_preprocess, 0, 0, nullptr, 0,
-        "no measuring: the exposure is that of a display with nothing measured, false" },
+        "measure the exposure by probe rays in place of the first pass, false" },
     { nullptr, &scene_render::size, 0, 0, nullptr, 0, nullptr },
 };
 
@@ -89,7 +89,6 @@ const key_row<scene_tone> tone_rows[] = {
     { "brightness", &scene_tone::brightness, -5, 5, nullptr, 0, "-5 to 5 in powers of ten of light, 0" },
     { "contrast", &scene_tone::contrast, 0.001, 0.999, nullptr, 0, "0.001 to 0.999, 0.5" },
     { "source_gain", &scene_tone::source_gain, 0, 4, nullptr, 0, "gain of lamps that are seen directly, 1" },
-    { "lock", &scene_tone::lock, 0, 0, nullptr, 0, "keep the exposure that was measured first, false" },
     { nullptr, &scene_tone::method, 0, 0, nullptr, 0, nullptr },
 };
 

@@ -1,0 +1,418 @@
+/// @file
+/// The order matters: settings, then meshes (they make the bounds), then lights (distant ones take their
+/// power from the bounds).
+#include "host/build_scene.hpp"
+
+#include "host/failure.hpp"
+#include "host/library_session.hpp"
+#include "host/model_materials.hpp"
+#include "host/model_transform.hpp"
+#include "host/stop_signals.hpp"
+#include "zirconlite/geometry/mesh_build.h"
+#include "zirconlite/lighting/light.h"
+#include "zirconlite/materials/material.h"
+#include "zirconlite/raytrace/projection.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace host
+{
+
+namespace
+{
+
+constexpr double pi = 3.14159265358979323846;
+constexpr double radians = pi / 180;
+
+void set_color(float (&out)[3], const color3& c)
+{
+    for (int i = 0; i < 3; ++i) { out[i] = float(linear_value(c.rgb[i])); }
+}
+
+void set_settings(const scene& s, document* d)
+{
+    const scene_render& r = s.render;
+    d->mode = MODE_RAYTRACE;
+    d->world_to_model = d->model_to_world = 1; // the host's scenes are in metres
+    d->quality = r.quality;
+    d->aa_level = r.antialiasing;
+    d->pixel_jitter = r.pixel_jitter;
+    d->reflect_limit = r.reflect_limit;
+    d->refract_limit = r.refract_limit;
+    d->sky_scale = r.ambient_scale;
+    d->gloss_samples = r.gloss_samples;
+    d->gloss_jitter = float(r.gloss_jitter);
+    d->translucency_samples = r.translucency_samples;
+    d->translucency_jitter = float(r.translucency_jitter);
+    d->default_smooth_cosine = 1;
+    zr_set_light_model(d, r.light_model);
+
+    d->render_flags = 0;
+    if (r.soft_shadows) { d->render_flags |= RENDER_SOFT_SHADOWS; }
+    if (!r.glossy_reflections) { d->render_flags |= RENDER_SHARP_REFLECTION; }
+    if (!r.glossy_transmission) { d->render_flags |= RENDER_SHARP_TRANSMISSION; }
+    if (r.fast) { d->render_flags |= RENDER_FAST; }
+    if (!s.output.depth.empty()) { d->render_flags |= RENDER_DEPTH_PLANE; }
+    if (!s.output.object_id.empty()) { d->render_flags |= RENDER_OBJECT_IDS; }
+    if (s.camera.f_stop)
+    {
+        d->render_flags |= RENDER_DEPTH_OF_FIELD;
+        d->lens_f_stop = *s.camera.f_stop;
+        double distance = 0;
+        for (int i = 0; i < 3; ++i) { distance += std::pow(s.camera.target[i] - s.camera.eye[i], 2); }
+        d->focus_distance = s.camera.focus_distance.value_or(std::sqrt(distance));
+    }
+    if (!s.output.alpha.empty()) { d->environment_flags |= ENVIRONMENT_ALPHA; }
+
+    for (environment* e : { &d->environment, &d->reflected_environment })
+    {
+        e->mode = ENVIRONMENT_FLAT;
+        for (int i = 0; i < 3; ++i) { e->color0[i] = float(s.background.color.rgb[i]); }
+    }
+}
+
+material_entry* add_material(document* d, const std::string& name, const scene_material& m)
+{
+    material* made = new_simple_material();
+    if (!made) { throw failure(exit_render_failed, "out of memory for materials"); }
+    auto* out = reinterpret_cast<simple_material*>(made);
+    out->head.id = uint16_t(m.id);
+    out->style = 3;
+    out->opacity = float(1 - m.transparency);
+    out->diffuse_share = float(1 - m.mirror);
+    out->translucent_share = float(m.translucency);
+    zr_update_material_weights(made);
+    out->ior = float(m.ior);
+    out->attenuation = float(m.attenuation);
+    out->luminosity = float(m.luminosity);
+    set_color(out->color, m.color);
+    set_color(out->translucent_color, m.color);
+    set_color(out->transparent_color, m.transparent_color.value_or(m.color));
+    set_color(out->reflect_color, m.mirror_color.value_or(color3 { { 1, 1, 1 } }));
+    if (m.metal) { out->head.flags |= MATERIAL_REFLECT_FOLLOWS_COLOR; }
+    if (!m.glossy) { out->head.flags |= MATERIAL_SHARP_REFLECTION | MATERIAL_SHARP_TRANSMISSION; }
+    // A mirror shows lamps as highlights of an exponent that grows with its share; 1 gives none.
+    out->highlight = out->reflect_share * 300 + 1;
+    if (m.highlight)
+    {
+        out->head.flags |= MATERIAL_OWN_HIGHLIGHT;
+        out->own_highlight = float(*m.highlight);
+        out->own_strength = float(m.highlight_strength);
+        set_color(out->own_highlight_color, m.highlight_color.value_or(color3 { { 1, 1, 1 } }));
+    }
+    const std::u16string key = std::filesystem::path(name).u16string();
+    material_entry* entry = zr_add_material(d, key.c_str(), made);
+    if (!entry) { throw failure(exit_render_failed, fmt::format("material \"{}\"{}", name, library_error())); }
+    return entry;
+}
+
+/// A material in use: its entry, and what it says about sheets.
+struct used_material
+{
+    material_entry* entry = nullptr;
+    std::optional<bool> thin;
+};
+
+/// Materials are added when a mesh first asks for them: a model library of hundreds costs nothing.
+struct material_store
+{
+    const scene& s;
+    document* d;
+    std::map<std::string, used_material> by_name;
+
+    const used_material& of(const std::string& key, const scene_material& m)
+    {
+        used_material& u = by_name[key];
+        if (!u.entry) { u = { add_material(d, key, m), m.thin }; }
+        return u;
+    }
+    const used_material& of_mesh(const scene_model& from, const model& m, uint32_t index)
+    {
+        const model_material& own = m.materials[index];
+        const auto named = from.materials.find(own.name);
+        const std::string& chosen = named != from.materials.end() ? named->second : from.material;
+        if (!chosen.empty()) { return of(chosen, s.materials.at(chosen)); }
+        // A colon cannot start a name of the scene's materials as TOML writes them bare.
+        return of(fmt::format(":{}:{}:{}", from.file, index, own.name), material_from_model(own));
+    }
+};
+
+/// Where the mesh comes from, for messages.
+std::string mesh_name(const scene_model& from, const model_mesh& mesh)
+{
+    return mesh.name.empty() ? from.file : fmt::format("{}: mesh \"{}\"", from.file, mesh.name);
+}
+
+void add_mesh(document* d, const scene_model& from, const transform& t, const model_mesh& mesh,
+    const used_material& material, built_scene& built)
+{
+    constexpr size_t most = size_t(std::numeric_limits<int32_t>::max());
+    const size_t vertices = mesh.positions.size() / 3;
+    if (vertices > most || mesh.corners.size() > most)
+    {
+        throw failure(exit_bad_scene, mesh_name(from, mesh) + ": too large");
+    }
+    std::vector<vector3> points(vertices);
+    for (size_t i = 0; i < vertices; ++i)
+    {
+        points[i] = apply(t, mesh.positions[3 * i], mesh.positions[3 * i + 1], mesh.positions[3 * i + 2]);
+        if (!(std::abs(points[i].x) <= model_far && std::abs(points[i].y) <= model_far && std::abs(points[i].z) <= model_far))
+        {
+            throw failure(exit_bad_scene,
+                fmt::format("{}: vertex {} lies beyond 1e9 metres in the scene", mesh_name(from, mesh), i));
+        }
+    }
+    const std::vector<int32_t> corners(mesh.corners.begin(), mesh.corners.end());
+    std::vector<mesh_polygon> polygons;
+    size_t at = 0;
+    for (const uint32_t count : mesh.corner_count)
+    {
+        polygons.push_back({ int32_t(count), &corners[at] });
+        at += count;
+        built.triangles += count - 2;
+    }
+
+    mesh_geometry geometry {};
+    geometry.vertex_count = int32_t(vertices);
+    geometry.vertices = points.data();
+    geometry.polygon_count = int32_t(polygons.size());
+    geometry.polygons = polygons.data();
+    for (int set = 0; set < 2; ++set)
+    {
+        if (!mesh.uv[set].empty()) { geometry.corner_uv[set] = reinterpret_cast<const float(*)[2]>(mesh.uv[set].data()); }
+    }
+
+    object_descriptor descriptor {};
+    descriptor.smooth_cosine = from.smooth_angle_deg ? std::cos(*from.smooth_angle_deg * radians) : mesh.smooth_cosine;
+    // -1 means "the document's default" to the library; an angle of 180 degrees is just above it.
+    descriptor.smooth_cosine = std::max(descriptor.smooth_cosine, -0.9999999);
+    const bool is_thin = from.thin ? *from.thin : material.thin ? *material.thin : !mesh.is_closed;
+    if (is_thin) { descriptor.flags |= OBJECT_THIN; }
+    if (!from.casts_shadow) { descriptor.flags |= OBJECT_NO_SHADOW | OBJECT_NO_SOLVER_SHADOW; }
+
+    mesh_build build {};
+    zr_init_mesh_build(d, &build);
+    build.descriptor = &descriptor;
+    build.material = material.entry;
+    build.geometry = &geometry;
+    if (!zr_create_mesh(d, &build))
+    {
+        throw failure(exit_render_failed, mesh_name(from, mesh) + ": cannot be built" + library_error());
+    }
+}
+
+void add_model(document* d, const scene& s, const scene_model& from, const import_limits& limits,
+    material_store& materials, built_scene& built)
+{
+    import_request request;
+    request.file = beside_scene(s, from.file);
+    request.metres_per_unit = from.unit.empty() ? 0 : metres_per_unit(from.unit).value_or(0);
+    request.up = from.up.empty() ? 0 : from.up[0];
+    request.limits = limits;
+    const model m = import_model(request);
+
+    for (const auto& [name, chosen] : from.materials)
+    {
+        const bool known = std::any_of(
+            m.materials.begin(), m.materials.end(), [&](const model_material& own) { return own.name == name; });
+        if (known) { continue; }
+        std::vector<const char*> names;
+        for (const model_material& own : m.materials) { names.push_back(own.name.c_str()); }
+        names.push_back(nullptr);
+        const char* near = nearest_name(name, names.data());
+        throw failure(exit_bad_scene,
+            fmt::format("{}:{}: the model {} has no material \"{}\"{}", s.file.string(), from.line, from.file, name,
+                near ? fmt::format("; did you mean \"{}\"?", near) : ""));
+    }
+    if (m.dropped_polygons)
+    {
+        built.notes.push_back(
+            fmt::format("{}: {} points, lines or polygons without area left out", from.file, m.dropped_polygons));
+    }
+    const transform t = transform_of(from);
+    std::vector<bool> noted(m.materials.size());
+    for (const model_mesh& mesh : m.meshes)
+    {
+        end_if_stopped("the build of the scene");
+        const used_material& material = materials.of_mesh(from, m, mesh.material);
+        add_mesh(d, from, t, mesh, material, built);
+        const model_material& own = m.materials[mesh.material];
+        if (!own.texture.empty() && !noted[mesh.material] && from.material.empty() && !from.materials.count(own.name))
+        {
+            noted[mesh.material] = true;
+            built.notes.push_back(fmt::format(
+                "{}: material \"{}\": picture \"{}\" is not used; its colour is", from.file, own.name, own.texture));
+        }
+    }
+}
+
+void set_strength(const scene_light& from, light& l)
+{
+    l.brightness_unit = from.watts ? BRIGHTNESS_WATTS : from.lumens ? BRIGHTNESS_LUMENS : BRIGHTNESS_CANDELA;
+    l.lumens = float(from.lumens.value_or(0));
+    l.candela = float(from.candela.value_or(0));
+    l.watts = float(from.watts.value_or(0));
+    l.bulb_index = uint32_t(from.bulb);
+}
+
+void set_point(const scene_light& from, light& l)
+{
+    l.type = LIGHT_SPHERICAL;
+    l.distribution = DISTRIBUTION_ISOTROPIC;
+    set_strength(from, l);
+}
+
+void set_spot(const scene_light& from, light& l)
+{
+    l.type = LIGHT_SPHERICAL;
+    l.distribution = DISTRIBUTION_SPOT;
+    set_strength(from, l);
+    l.aim_point = { (*from.target)[0], (*from.target)[1], (*from.target)[2] };
+    const double x = l.aim_point.x - l.position.x, y = l.aim_point.y - l.position.y, z = l.aim_point.z - l.position.z;
+    const double length = std::sqrt(x * x + y * y + z * z);
+    l.normal = { x / length, y / length, z / length };
+    // The record counts from the axis.
+    l.beam_angle = float(from.beam_deg / 2 * radians);
+    l.field_angle = float(from.field_deg / 2 * radians);
+}
+
+void set_distant(const scene_light& from, light& l)
+{
+    l.type = LIGHT_PARALLEL;
+    l.distribution = DISTRIBUTION_DEFAULT;
+    l.azimuth = std::remainder(*from.azimuth_deg * radians, 2 * pi);
+    l.altitude = *from.altitude_deg * radians;
+    l.dimmer = float(std::pow(*from.lux / 100000, 0.25));
+    l.disc_size = float(std::min(5 * std::tan(from.disc_deg / 2 * radians), 2.0));
+    l.falloff = 0;
+}
+
+/// By light kind; the names stand in light_kind_names.
+constexpr void (*set_kind[])(const scene_light&, light&) = { set_point, set_spot, set_distant };
+
+void add_light(document* d, const scene& s, const scene_light& from)
+{
+    light l {};
+    l.position = { from.position[0], from.position[1], from.position[2] };
+    l.normal = { 0, 0, -1 };
+    l.axis_u = { 1, 0, 0 };
+    l.axis_v = { 0, 1, 0 };
+    l.radius = from.radius;
+    l.area = 4 * pi * from.radius * from.radius;
+    l.color_temperature = float(from.kelvin);
+    set_color(l.filter, from.filter);
+    l.falloff = from.falloff;
+    l.shadow_strength = from.shadow_strength;
+    l.shadow_samples = from.shadow_samples;
+    l.sample_jitter = float(from.shadow_jitter);
+    l.simple_brightness = 1;
+    l.fixture_scale = 1;
+    l.flags = from.highlight ? 0 : LIGHT_NO_HIGHLIGHT;
+    set_kind[from.kind](from, l);
+
+    light* made = zr_create_light(&l, d->sun_sky);
+    if (!made || zr_insert_light_source_ex(&d->lights, made, d) != 1)
+    {
+        zr_light_free(made);
+        throw failure(exit_render_failed,
+            fmt::format("{}:{}: the light cannot be made{}", s.file.string(), from.line, library_error()));
+    }
+}
+
+vector3 unit(const vector3& v)
+{
+    const double length = std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
+    return { v.x / length, v.y / length, v.z / length };
+}
+
+vector3 cross(const vector3& a, const vector3& b)
+{
+    return { a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x };
+}
+
+/// The camera's axes; a view straight along `up` takes north, or east, for the picture's top.
+void set_axes(const scene_camera& c, render_view& v)
+{
+    v.position = { c.eye[0], c.eye[1], c.eye[2] };
+    v.target = { c.target[0], c.target[1], c.target[2] };
+    v.back = unit({ c.eye[0] - c.target[0], c.eye[1] - c.target[1], c.eye[2] - c.target[2] });
+    const vector3 given = unit({ c.up[0], c.up[1], c.up[2] });
+    for (const vector3& up : { given, vector3 { 0, 1, 0 }, vector3 { 1, 0, 0 } })
+    {
+        const vector3 right = cross(up, v.back);
+        if (right.x * right.x + right.y * right.y + right.z * right.z < 1e-12) { continue; }
+        v.right = unit(right);
+        v.up = cross(v.back, v.right);
+        return;
+    }
+}
+
+} // namespace
+
+built_scene build_scene(const scene& s, document* d, const import_limits& limits)
+{
+    built_scene built;
+    set_settings(s, d);
+    material_store materials { s, d, {} };
+    for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, built); }
+    d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
+    for (const scene_light& l : s.lights) { add_light(d, s, l); }
+    return built;
+}
+
+void set_exposure(render_view& view, const scene_tone& tone)
+{
+    view.tone_method = tone.method;
+    view.brightness = float(tone.brightness);
+    view.contrast = float(tone.contrast);
+    view.source_gain = float(tone.source_gain);
+}
+
+void build_view(const scene& s, document* d, built_scene& built)
+{
+    const scene_camera& c = s.camera;
+    render_view& from = d->views[0];
+    render_view& v = d->views[1];
+    d->current_view = 1;
+    zr_init_view(d, &from, nullptr);
+    zr_init_view(d, &v, nullptr);
+    set_exposure(from, s.tone);
+    set_axes(c, from);
+    from.projection = c.projection;
+    from.lens_length = c.fov_deg ? zr_FOVtoMM(*c.fov_deg * radians) : c.lens_mm.value_or(28);
+    from.near = c.near_distance;
+    from.pano_angle = c.pano_angle_deg * radians;
+    from.pano_fov = c.pano_fov_deg * radians;
+    from.pixel_aspect = 1;
+    for (const clip_plane& p : c.clip_planes) { built.clip_planes.push_back({ p[0], p[1], p[2], p[3] }); }
+    from.clip_plane_count = int32_t(built.clip_planes.size());
+    from.clip_planes = built.clip_planes.data();
+    const int32_t size[2] = { s.render.size[0], s.render.size[1] };
+    if (c.sub_frame)
+    {
+        const auto& f = *c.sub_frame; // from above; the record counts from below
+        from.frame_low[0] = float(f[0]);
+        from.frame_low[1] = float(1 - f[3]);
+        from.frame_high[0] = float(f[2]);
+        from.frame_high[1] = float(1 - f[1]);
+        from.frame_aspect = float((size[1] / (f[3] - f[1])) / (size[0] / (f[2] - f[0])));
+    }
+    zr_new_render_view(&v, &from, size);
+    // A new view is never parallel, and its size comes before its projection.
+    v.projection = c.projection;
+    if (c.projection == PROJECTION_PARALLEL)
+    {
+        v.image_width = *c.parallel_width;
+        v.image_height = c.parallel_height.value_or(*c.parallel_width * size[1] / size[0]);
+    }
+    if (!zr_init_projection(&v))
+    {
+        throw failure(exit_render_failed, "the camera cannot be projected" + library_error());
+    }
+}
+
+} // namespace host

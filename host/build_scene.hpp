@@ -1,0 +1,30 @@
+/// @file
+/// Puts a scene into a document of the library: settings, background, materials, meshes, lights, camera.
+#pragma once
+
+#include "host/import.hpp"
+#include "host/scene.hpp"
+#include "zirconlite/frame/document.h"
+
+namespace host
+{
+
+/// What a build leaves to be said or kept.
+struct built_scene
+{
+    uint64_t triangles = 0;
+    std::vector<std::string> notes;          ///< one line each: what a file has and the picture lacks
+    std::vector<view_clip_plane> clip_planes; ///< the view points to these
+};
+
+/// Settings, materials, models and lights. Throws `failure`.
+built_scene build_scene(const scene& s, document* d, const import_limits& limits);
+
+/// Camera and exposure of view 1 for a picture of the scene's size, projected and ready to render.
+/// `built` must outlive the view.
+void build_view(const scene& s, document* d, built_scene& built);
+
+/// Brightness, contrast and method of a view.
+void set_exposure(render_view& view, const scene_tone& tone);
+
+} // namespace host

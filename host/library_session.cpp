@@ -1,0 +1,119 @@
+/// @file
+/// The host is a plain program, so it hands the library a function that finds the callbacks by name. They
+/// show progress, and answer 0 once a signal has asked to stop.
+#include "host/library_session.hpp"
+
+#include "host/failure.hpp"
+#include "host/stop_signals.hpp"
+#include "zirconlite/frame/error.h"
+#include "zirconlite/frame/host.h"
+#include "zirconlite/frame/module.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+#include <filesystem>
+
+namespace host
+{
+
+namespace
+{
+
+// The callbacks carry no context, and the library is started once per process.
+progress_line* progress = nullptr;
+document* current_document = nullptr;
+
+std::string step_name(int32_t kind, int32_t code, const document* d)
+{
+    if (kind == PROGRESS_PREPROCESS) { return "sorting the scene"; }
+    if (code == PROGRESS_PASS_1_DONE) { return "measuring"; }
+    const int passes = d->render_flags & RENDER_FAST ? 2 : 3;
+    return fmt::format("pass {} of {}", d->render_pass, passes);
+}
+
+int32_t on_progress(int32_t kind, document* d, render_view*, int32_t code, float fraction, int32_t)
+{
+    if (kind == PROGRESS_PREPROCESS && code == PROGRESS_GRID_STARTS) { progress->restart(); }
+    if (code == PROGRESS_STRIP || code == PROGRESS_GRID_ADVANCES) { progress->show(step_name(kind, code, d), fraction); }
+    return stop_signal() ? 0 : 1;
+}
+
+document* on_get_current_doc() { return current_document; }
+
+int32_t on_status_message(const char16_t*) { return 1; }
+
+int32_t on_set_legend(render_view*, int32_t) { return 1; }
+
+struct callback_row
+{
+    const char* name;
+    void* function;
+};
+const callback_row callbacks[] = {
+    { "host_progress", reinterpret_cast<void*>(static_cast<host_progress_function*>(on_progress)) },
+    { "host_get_current_doc", reinterpret_cast<void*>(static_cast<host_get_current_doc_function*>(on_get_current_doc)) },
+    { "host_status_message", reinterpret_cast<void*>(static_cast<host_status_message_function*>(on_status_message)) },
+    { "host_set_legend", reinterpret_cast<void*>(static_cast<host_set_legend_function*>(on_set_legend)) },
+};
+
+void* find_callback(void*, const char* name)
+{
+    for (const callback_row& c : callbacks)
+    {
+        if (std::strcmp(c.name, name) == 0) { return c.function; }
+    }
+    return nullptr;
+}
+
+/// Where the library's messages stand: installed, or in the source tree of a build that is not.
+std::u16string resource_folder()
+{
+    std::error_code error;
+    for (const char* folder : { ZIRCONLITE_INSTALL_RESOURCES, ZIRCONLITE_BUILD_RESOURCES })
+    {
+        if (std::filesystem::exists(std::filesystem::path(folder) / "zr3.uni", error))
+        {
+            return std::filesystem::path(folder).u16string() + u"/";
+        }
+    }
+    return u"";
+}
+
+} // namespace
+
+library_session::library_session(progress_line& line)
+{
+    progress = &line;
+    const std::u16string folder = resource_folder();
+    module_ = zr_module_from_function(find_callback, nullptr);
+    if (!module_ || !zr_init_ex(folder.c_str(), nullptr, nullptr, module_, folder.c_str(), folder.c_str(), folder.c_str(), 0))
+    {
+        zr_free_module(module_);
+        throw failure(exit_render_failed, "the library does not start" + library_error());
+    }
+    scene = zr_open_document();
+    current_document = scene;
+    if (!scene)
+    {
+        zr_term();
+        zr_free_module(module_);
+        throw failure(exit_render_failed, "no document" + library_error());
+    }
+}
+
+library_session::~library_session()
+{
+    current_document = nullptr;
+    zr_close_document(scene);
+    zr_term();
+    zr_free_module(module_);
+}
+
+std::string library_error()
+{
+    const zr_status* s = zr_last_error();
+    return s->code == ZR_ERROR_NONE ? "" : fmt::format(": {}", s->text);
+}
+
+} // namespace host

@@ -1,0 +1,36 @@
+/// @file
+/// Progress on standard error: one line redrawn in place on a terminal, else a line now and then.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace host
+{
+
+/// Shows how far an operation has come. One thread at a time.
+class progress_line
+{
+  public:
+    explicit progress_line(bool is_terminal) : is_terminal_(is_terminal) {}
+
+    /// A step of `what` at `fraction`, 0 to 1 of the whole; a different `what` starts a line of its own.
+    void show(const std::string& what, double fraction);
+    /// Leaves the line as it stands, so that other text can follow.
+    void finish();
+    /// The same for the next show(): its clock starts anew.
+    void restart();
+
+  private:
+    using clock = std::chrono::steady_clock;
+    bool is_terminal_;
+    bool is_open_ = false;
+    std::string what_;
+    int shown_percent_ = -1;
+    clock::time_point start_ = clock::now(), shown_ = {};
+};
+
+/// "1:05" for 65 seconds, "2:00:05" from an hour on.
+std::string clock_text(double seconds);
+
+} // namespace host

@@ -1,0 +1,39 @@
+/// @file
+/// The options of `zirconlite render` and how they change a scene.
+#pragma once
+
+#include "host/import.hpp"
+#include "host/scene.hpp"
+
+namespace CLI
+{
+class App;
+}
+
+namespace host
+{
+
+struct render_options
+{
+    std::string scene;
+    std::string output; ///< from the working folder, unlike paths in the scene
+    std::string size, region;
+    std::optional<int> threads, quality;
+    std::optional<double> antialiasing, brightness, contrast;
+    std::string projection, light_model;
+    bool preview = false;
+    int import_megabytes = 4096;
+    double import_seconds = 300;
+};
+
+void add_render_options(CLI::App& command, render_options& o);
+
+/// Puts the options over the scene's own settings and checks what then does not fit together. Throws
+/// `failure` for wrong usage.
+void apply_options(const render_options& o, scene& s);
+
+/// "640x480" or "10,20,300,200": `count` whole numbers from 0 to 65535 with `separator` between them. False
+/// when the text is anything else.
+bool read_numbers(const std::string& text, char separator, int* out, int count);
+
+} // namespace host
