@@ -46,7 +46,7 @@ struct temporary_file
         std::error_code error;
         target = std::filesystem::weakly_canonical(file, error);
         if (error) { target = file; }
-        std::string name = (target.parent_path() / ("." + target.filename().string() + ".XXXXXX")).string();
+        std::string name = (target.parent_path() / fmt::format(".{}.XXXXXX", target.filename().string())).string();
         const int descriptor = mkostemp(name.data(), O_CLOEXEC);
         if (descriptor < 0) { cannot_write(file, strerror(errno)); }
         path = name;
