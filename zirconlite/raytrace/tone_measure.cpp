@@ -22,10 +22,6 @@ struct luminance_sum
 
 luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width, int32_t height, bool clear);
 void set_neutral_tone(render_view& view);
-double luminance(const float rgb[3])
-{
-    return 0.3 * rgb[0] + 0.6 * rgb[1] + 0.1 * rgb[2];
-}
 double held_brightness(const render_view& view)
 {
     return isnan(view.brightness) ? 0.0 : std::clamp(double(view.brightness), -5.0, 5.0);

@@ -1,0 +1,140 @@
+#include "zirconlite/lighting/light_emission.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <math.h>
+
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/raytrace/job_state.hpp"
+
+namespace
+{
+
+constexpr int32_t most_shadow_samples = 4096;
+constexpr double largest_length = 1e12; // lengths and coordinates, metres
+constexpr float largest_strength = 1e12f;
+constexpr double largest_power = 1e30; // lumens of a distant light over an absurd scene
+
+template <class T> T held(T value, T low, T high, T neutral)
+{
+    return isfinite(value) ? std::clamp(value, low, high) : neutral;
+}
+
+void hold_point(vector3& p)
+{
+    p.x = held(p.x, -largest_length, largest_length, 0.0);
+    p.y = held(p.y, -largest_length, largest_length, 0.0);
+    p.z = held(p.z, -largest_length, largest_length, 0.0);
+}
+
+bool is_zero(const vector3& v)
+{
+    return zr::dot(v, v) == 0.0;
+}
+
+void hold_frame(light& l)
+{
+    using zr::operator-;
+    hold_point(l.aim_point);
+    hold_point(l.normal);
+    if (is_zero(l.normal)) { l.normal = l.aim_point - l.position; }
+    if (is_zero(l.normal)) { l.normal = { 0.0, 0.0, -1.0 }; }
+    l.normal = zr::normalized(l.normal);
+    const bool has_axes =
+        zr::is_finite(l.axis_u) && zr::is_finite(l.axis_v) && !is_zero(l.axis_u) && !is_zero(l.axis_v);
+    if (!has_axes) { zr_make_axes(&l.normal, &l.axis_u, &l.axis_v, 0.01); }
+}
+
+} // namespace
+
+namespace zr
+{
+
+void hold_light_to_ranges(light& l)
+{
+    hold_point(l.position);
+    hold_frame(l);
+    for (double* size : { &l.length, &l.height, &l.radius, &l.area })
+    {
+        *size = held(*size, 0.0, largest_length, 0.0);
+    }
+    l.vertex_count = std::clamp(l.vertex_count, 0, LIGHT_MAX_VERTICES);
+    for (vector3& v : l.vertices) { hold_point(v); }
+    l.name[std::size(l.name) - 1] = 0;
+    l.host_data_size = std::min(l.host_data_size, uint32_t(sizeof(l.host_data)));
+    for (float* strength : { &l.lumens, &l.candela, &l.watts, &l.simple_brightness })
+    {
+        *strength = held(*strength, 0.0f, largest_strength, 0.0f);
+    }
+    for (float& f : l.filter) { f = held(f, 0.0f, largest_strength, 1.0f); }
+    l.bulb_index = std::min(l.bulb_index, 6u);
+    l.dimmer = held(l.dimmer, 0.0f, 1000.0f, 0.0f);
+    l.fixture_scale = held(l.fixture_scale, 0.0f, largest_strength, 0.0f);
+    for (float* angle : { &l.beam_angle, &l.field_angle }) { *angle = held(*angle, 0.0f, float(pi), 0.0f); }
+    l.falloff = held(l.falloff, 0.0, 16.0, 2.0);
+    l.shadow_strength = held(l.shadow_strength, 0.0, 1.0, 1.0);
+    l.opacity = held(l.opacity, 0.0f, 0.999f, 0.0f);
+    l.azimuth = isfinite(l.azimuth) ? l.azimuth : 0.0;
+    l.altitude = isfinite(l.altitude) ? l.altitude : half_pi;
+    l.shadow_samples = std::clamp(l.shadow_samples, 1, most_shadow_samples);
+    l.sample_jitter = held(l.sample_jitter, 0.0f, 1.0f, 0.0f);
+    l.disc_size = held(l.disc_size, 0.0f, 2.0f, 0.0f);
+}
+
+void derive_brightness(light& l)
+{
+    switch (l.distribution)
+    {
+    case DISTRIBUTION_SPOT:
+        zr_get_spot_brightness(&l);
+        break;
+    case DISTRIBUTION_GONIOMETRIC:
+        zr_get_goniometric_brightness(&l);
+        break;
+    case DISTRIBUTION_DIFFUSE:
+        zr_get_diffuse_brightness(&l);
+        break;
+    default:
+        zr_get_isotropic_brightness(&l);
+        break;
+    }
+}
+
+double parallel_illuminance(const light& l)
+{
+    const double squared = double(l.dimmer) * l.dimmer;
+    return squared * squared * 100000.0;
+}
+
+float parallel_lumens(const light& l)
+{
+    const vector3 size = l.world_bounds.max - l.world_bounds.min;
+    if (!is_finite(size) || size.x < 0.0 || size.y < 0.0 || size.z < 0.0) { return 0.0f; }
+    const double projected_area = fabs(l.normal.x) * size.y * size.z + fabs(l.normal.y) * size.z * size.x +
+                                  fabs(l.normal.z) * size.x * size.y;
+    return float(std::min(parallel_illuminance(l) * projected_area, largest_power));
+}
+
+double spot_factor(const light& l, const vector3& direction)
+{
+    const double c = -dot(l.normal, direction);
+    if (c < geometry_zero || c < l.cos_field) { return 0.0; }
+    return pow(c, double(l.spot_exponent));
+}
+
+void finish_sample(const light& l, const vector3& shading_point, source_sample& sample)
+{
+    sample.direction = sample.point - shading_point;
+    sample.distance = length(sample.direction);
+    sample.direction = normalized(sample.direction);
+    color_sample(l, sample);
+}
+
+void color_sample(const light& l, source_sample& sample)
+{
+    const float* base = job.simple_colors ? l.simple_color : l.intensity_color;
+    const double factor = l.distribution == DISTRIBUTION_SPOT ? spot_factor(l, sample.direction) : 1.0;
+    for (int i = 0; i < 3; ++i) { sample.color[i] = base[i] * factor; }
+}
+
+} // namespace zr
