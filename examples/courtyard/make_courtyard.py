@@ -63,13 +63,17 @@ class Mesh:
             c = c % columns if wrap_columns else min(max(c, 0), columns - 1)
             return pts[r][c]
 
+        def normal(r, c, inward=0):
+            u = [at(r + 1, c)[i] - at(r - 1, c)[i] for i in range(3)]
+            v = [at(r + inward, c + 1)[i] - at(r + inward, c - 1)[i] for i in range(3)]
+            return [v[1] * u[2] - v[2] * u[1], v[2] * u[0] - v[0] * u[2], v[0] * u[1] - v[1] * u[0]]
+
         for r in range(rows):
             for c in range(columns):
-                u = [at(r + 1, c)[i] - at(r - 1, c)[i] for i in range(3)]
-                v = [at(r, c + 1)[i] - at(r, c - 1)[i] for i in range(3)]
-                n = [v[1] * u[2] - v[2] * u[1], v[2] * u[0] - v[0] * u[2], v[0] * u[1] - v[1] * u[0]]
-                if math.hypot(*n) < 1e-12:  # a pole: its ring has one point
-                    n = [0, 0, 1 if at(r, c)[2] > at(r + (1 if r == 0 else -1), c)[2] else -1]
+                n = normal(r, c)
+                if math.hypot(*n) < 1e-12:  # a pole: its ring is one point, so the next ring says how it lies
+                    inward = 1 if r == 0 else -1
+                    n = [sum(normal(r, k, inward)[i] for k in range(columns)) for i in range(3)]
                 self.vertex(part, pts[r][c], unit(n))
         for r in range(rows if wrap_rows else rows - 1):
             for c in range(columns if wrap_columns else columns - 1):
@@ -82,17 +86,22 @@ class Mesh:
                 if pts[(r + 1) % rows][c] != at(r + 1, c + 1):
                     part["i"].extend((a, e, d))
 
-    def lathe(self, material, profile, segments, centre=(0.0, 0.0, 0.0), closed=False, wave=None):
+    def lathe(self, material, profile, segments, centre=(0.0, 0.0, 0.0), wave=None):
         """Turns (radius, height) pairs, from below to above on the outside, about the vertical."""
         turn = [(math.cos(2 * math.pi * c / segments), math.sin(2 * math.pi * c / segments)) for c in range(segments)]
 
-        def point(r, c):
-            radius, z = profile[r]
-            if wave:
-                z += wave(r, radius)
-            return (centre[0] + radius * turn[c][0], centre[1] + radius * turn[c][1], centre[2] + z)
+        first = 0
+        for last in creases(profile) + [len(profile) - 1]:
+            run = range(first, last + 1)
 
-        self.grid(material, len(profile), segments, point, closed, True)
+            def point(r, c):
+                radius, z = profile[run[r]]
+                if wave:
+                    z += wave(run[r], radius)
+                return (centre[0] + radius * turn[c][0], centre[1] + radius * turn[c][1], centre[2] + z)
+
+            self.grid(material, len(run), segments, point, False, True)
+            first = last
 
     def triangles(self):
         return sum(len(p["i"]) // 3 for p in self.parts.values())
@@ -100,7 +109,18 @@ class Mesh:
 
 def unit(v):
     length = math.hypot(*v)
-    return [c / length for c in v] if length > 0 else [0.0, 0.0, 1.0]
+    return [c / length for c in v] if length > 0 else [0.0] * (len(v) - 1) + [1.0]
+
+
+def creases(profile):
+    """Points at which a profile turns by more than 35 degrees: the surface has an edge there."""
+    out = []
+    for k in range(1, len(profile) - 1):
+        a = unit([profile[k][i] - profile[k - 1][i] for i in range(2)])
+        b = unit([profile[k + 1][i] - profile[k][i] for i in range(2)])
+        if a[0] * b[0] + a[1] * b[1] < math.cos(math.radians(35)):
+            out.append(k)
+    return out
 
 
 def curve(points, steps):
@@ -296,7 +316,7 @@ def knot(m, x, y, z):
 
     def centre(t):
         r = 0.34 + 0.13 * math.cos(3 * t)
-        return (x + r * math.cos(2 * t), y + 0.5 * r * math.sin(2 * t), z + 0.62 + 0.2 * math.sin(3 * t) + 0.3 * math.cos(2 * t + 0.6))
+        return (x + r * math.cos(2 * t), y + 0.85 * r * math.sin(2 * t), z + 0.62 + 0.2 * math.sin(3 * t) + 0.3 * math.cos(2 * t + 0.6))
 
     def point(r, c):
         t, a = 2 * math.pi * r / rows, 2 * math.pi * c / columns
@@ -304,11 +324,11 @@ def knot(m, x, y, z):
         along = unit([q[i] - p[i] for i in range(3)])
         side = unit([along[1], -along[0], 0.0])
         up = [side[1] * along[2] - side[2] * along[1], side[2] * along[0] - side[0] * along[2], side[0] * along[1] - side[1] * along[0]]
-        return tuple(p[i] + 0.062 * (side[i] * math.cos(a) + up[i] * math.sin(a)) for i in range(3))
+        return tuple(p[i] + 0.058 * (side[i] * math.cos(a) + up[i] * math.sin(a)) for i in range(3))
 
     m.grid("bronze", rows, columns, point, True, True)
-    m.box("plinth", (x - 0.5, y - 0.34, 0), (x + 0.5, y + 0.34, 0.08))
-    m.box("plinth", (x - 0.42, y - 0.27, 0.08), (x + 0.42, y + 0.27, z))
+    m.box("plinth", (x - 0.55, y - 0.48, 0), (x + 0.55, y + 0.48, 0.08))
+    m.box("plinth", (x - 0.47, y - 0.4, 0.08), (x + 0.47, y + 0.4, z))
 
 
 def planter():
