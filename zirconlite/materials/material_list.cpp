@@ -1,0 +1,142 @@
+#include "zirconlite/materials/material_list.hpp"
+
+#include <atomic>
+
+#include "zirconlite/frame/document.h"
+#include "zirconlite/frame/memory.h"
+#include "zirconlite/frame/status.hpp"
+#include "zirconlite/platform/text.hpp"
+
+namespace platform = zr::platform;
+
+namespace
+{
+
+constexpr const char16_t* host_library = u""; // where materials that hosts hand in are listed
+
+material_entry* find_entry(const document& scene, const char16_t* name, const char16_t* library);
+material_entry* push_entry(document& scene, const char16_t* name, const char16_t* library);
+
+} // namespace
+
+material_entry* zr_add_material(document* document, const char16_t* name, material* material)
+{
+    if (!document || !name || !material)
+    {
+        zr::report_failure(ZR_ERROR_ARGUMENT, "a document, a name and a material are needed");
+        return nullptr;
+    }
+    if (material_entry* present = find_entry(*document, name, host_library))
+    {
+        if (present->material != material) { free_material(material); }
+        return present;
+    }
+    if (!zr::resolve_neutral_surface(*material)) { return nullptr; }
+    material_entry* entry = push_entry(*document, name, host_library);
+    if (entry) { entry->material = material; }
+    return entry;
+}
+
+material_entry* zr_load_material(document* document, const char16_t* name, const char16_t* library)
+{
+    if (!document || !name || !library)
+    {
+        zr::report_failure(ZR_ERROR_ARGUMENT, "a document, a name and a library are needed");
+        return nullptr;
+    }
+    if (material_entry* present = find_entry(*document, name, library)) { return present; }
+    material_entry* entry = push_entry(*document, name, library);
+    if (!entry) { return nullptr; }
+    entry->material = zr::material_library_hook ? zr::material_library_hook(library, name) : nullptr;
+    if (entry->material && !zr::resolve_neutral_surface(*entry->material))
+    {
+        free_material(entry->material);
+        entry->material = nullptr;
+    }
+    return entry;
+}
+
+int32_t zr_free_material_list(document* document)
+{
+    material_entry* entry = document->materials;
+    document->materials = nullptr;
+    while (entry)
+    {
+        material_entry* next = entry->next;
+        free_material(entry->material);
+        zr_free(entry->name);
+        zr_free(entry->library);
+        zr_free(entry);
+        entry = next;
+    }
+    return 1;
+}
+
+int32_t zr_free_plant_materials(document*)
+{
+    return 1; // no plant has been read, so none has materials
+}
+
+namespace zr
+{
+
+material_library_function material_library_hook = nullptr;
+
+material* entry_material(material_entry* entry)
+{
+    if (!entry) { return nullptr; }
+    std::atomic_ref<material*> place(entry->material);
+    material* present = place.load(std::memory_order_acquire);
+    if (present) { return present; }
+
+    material* made = new_default_material();
+    if (!made) { return nullptr; }
+    resolve_neutral_surface(*made);
+    // Of several threads that come here at once the first one's material stays.
+    if (place.compare_exchange_strong(present, made, std::memory_order_acq_rel)) { return made; }
+    free_material(made);
+    return present;
+}
+
+} // namespace zr
+
+namespace
+{
+
+material_entry* find_entry(const document& scene, const char16_t* name, const char16_t* library)
+{
+    for (material_entry* entry = scene.materials; entry; entry = entry->next)
+    {
+        if (platform::same_text(entry->name, name) && platform::same_text(entry->library, library))
+        {
+            return entry;
+        }
+    }
+    return nullptr;
+}
+
+material_entry* push_entry(document& scene, const char16_t* name, const char16_t* library)
+{
+    auto* entry = static_cast<material_entry*>(zr_calloc(1, sizeof(material_entry)));
+    if (entry)
+    {
+        entry->name = zr_dupestring(name);
+        entry->library = zr_dupestring(library);
+    }
+    if (!entry || !entry->name || !entry->library)
+    {
+        if (entry)
+        {
+            zr_free(entry->name);
+            zr_free(entry->library);
+            zr_free(entry);
+        }
+        zr::report_failure(ZR_ERROR_MEMORY, "no memory for a material of the document");
+        return nullptr;
+    }
+    entry->next = scene.materials;
+    scene.materials = entry;
+    return entry;
+}
+
+} // namespace
