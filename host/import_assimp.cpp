@@ -1,5 +1,6 @@
 /// @file
 /// Reads a model file through assimp into welded meshes. Runs in the child only.
+#include "host/gltf_check.hpp"
 #include "host/import.hpp"
 
 #include <assimp/GltfMaterial.h>
@@ -278,6 +279,7 @@ bool read_model_file(const import_request& request, model& m, std::string& refus
         refusal = s ? "the file holds no meshes" : importer.GetErrorString();
         return false;
     }
+    if (format.linear_colors && !(refusal = gltf_fault(request.file, *s)).empty()) { return false; }
     const double scale = scale_to_metres(request, format, *s);
     aiMatrix4x4 size;
     aiMatrix4x4::Scaling(aiVector3D(float(scale)), size);

@@ -73,14 +73,23 @@ std::string gltf(const std::string& indices = "AAABAAIAAAACAAMA", int count = 6)
 }
 
 const char ifc_text[] = R"(ISO-10303-21;
-HEADER;FILE_DESCRIPTION((''),'2;1');FILE_NAME('a','',(''),(''),'','','');FILE_SCHEMA(('IFC2X3'));ENDSEC;
+HEADER;
+FILE_DESCRIPTION((''),'2;1');
+FILE_NAME('a','',(''),(''),'','','');
+FILE_SCHEMA(('IFC2X3'));
+ENDSEC;
 DATA;
+#30=IFCPERSON($,'a','b',$,$,$,$,$);
+#31=IFCORGANIZATION($,'o',$,$,$);
+#32=IFCPERSONANDORGANIZATION(#30,#31,$);
+#33=IFCAPPLICATION(#31,'1','a','a');
+#34=IFCOWNERHISTORY(#32,#33,$,.ADDED.,$,$,$,0);
 #1=IFCSIUNIT(*,.LENGTHUNIT.,.MILLI.,.METRE.);
 #2=IFCUNITASSIGNMENT((#1));
 #3=IFCCARTESIANPOINT((0.,0.,0.));
 #4=IFCAXIS2PLACEMENT3D(#3,$,$);
 #5=IFCGEOMETRICREPRESENTATIONCONTEXT($,'Model',3,1.E-5,#4,$);
-#6=IFCPROJECT('0YvctVUKr0kugbFTf53O9L',$,'p',$,$,$,$,(#5),#2);
+#6=IFCPROJECT('0YvctVUKr0kugbFTf53O9L',#34,'p',$,$,$,$,(#5),#2);
 #7=IFCLOCALPLACEMENT($,#4);
 #10=IFCCARTESIANPOINT((0.,0.,3000.));
 #11=IFCCARTESIANPOINT((2000.,0.,3000.));
@@ -93,10 +102,10 @@ DATA;
 #18=IFCSHELLBASEDSURFACEMODEL((#17));
 #19=IFCSHAPEREPRESENTATION(#5,'Body','SurfaceModel',(#18));
 #20=IFCPRODUCTDEFINITIONSHAPE($,$,(#19));
-#21=IFCSITE('1YvctVUKr0kugbFTf53O9L',$,'s',$,$,#7,$,$,.ELEMENT.,$,$,$,$,$);
-#22=IFCBUILDINGELEMENTPROXY('2YvctVUKr0kugbFTf53O9L',$,'wall',$,$,#7,#20,$,$);
-#23=IFCRELCONTAINEDINSPATIALSTRUCTURE('3YvctVUKr0kugbFTf53O9L',$,$,$,(#22),#21);
-#24=IFCRELAGGREGATES('4YvctVUKr0kugbFTf53O9L',$,$,$,#6,(#21));
+#21=IFCSITE('1YvctVUKr0kugbFTf53O9L',#34,'s',$,$,#7,$,$,.ELEMENT.,$,$,$,$,$);
+#22=IFCBUILDINGELEMENTPROXY('2YvctVUKr0kugbFTf53O9L',#34,'wall',$,$,#7,#20,$,$);
+#23=IFCRELCONTAINEDINSPATIALSTRUCTURE('3YvctVUKr0kugbFTf53O9L',#34,$,$,(#22),#21);
+#24=IFCRELAGGREGATES('4YvctVUKr0kugbFTf53O9L',#34,$,$,#6,(#21));
 ENDSEC;
 END-ISO-10303-21;
 )";
@@ -258,7 +267,7 @@ TEST_F(Import, RefusesDamagedFilesInOneLine)
         { "index.ply", ply_head + "0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n", "" },
         { "cut.ply", ply_head + "0 0 0\n1 0", "" },
         { "cut.gltf", gltf().substr(0, 200), "" },
-        { "index.gltf", gltf("AAABAAkAAAACAAMA"), "" },
+        { "index.gltf", gltf("AAABAAkAAAACAAMA"), "1 of its 2 triangles have an index out of range" },
         { "count.gltf", gltf("AAABAAIAAAACAAMA", 60000), "" },
         { "cut.glb", "glTF\x02\x00\x00\x00", "" },
         { "cut.3ds", three_ds().substr(0, 60), "" },
