@@ -1,0 +1,84 @@
+#include "zirconlite/materials/noise.h"
+
+#include <cmath>
+
+#include "zirconlite/frame/module_state.hpp"
+
+using namespace zr;
+
+namespace
+{
+
+uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k) { return (59 * i + 103 * j + 79 * k) & 0xfff; }
+
+/// The lattice coordinate below `c`, wrapped to 32 bits, and the fraction behind it.
+uint32_t split(double c, double& fraction)
+{
+    const double whole = std::floor(c);
+    fraction = c - whole;
+    if (!std::isfinite(c))
+    {
+        fraction = 0.0;
+        return 0;
+    }
+    return static_cast<uint32_t>(static_cast<int64_t>(std::fmod(whole, 4294967296.0)));
+}
+
+double bent(double f) { return f <= 0.5 ? 2.0 * f * f : 1.0 - 2.0 * (1.0 - f) * (1.0 - f); }
+
+int32_t turbulence(const vector3* point, double* out, int32_t octaves, int32_t components)
+{
+    for (int32_t c = 0; c < components; ++c) { out[c] = 0.0; }
+    if (octaves > NOISE_MAX_OCTAVES) { octaves = NOISE_MAX_OCTAVES; }
+    vector3 q = *point;
+    double weight = 1.0;
+    for (int32_t n = 0; n < octaves; ++n)
+    {
+        double value[3];
+        zr_noise(&q, value, components);
+        for (int32_t c = 0; c < components; ++c) { out[c] += value[c] * weight; }
+        weight *= 0.5;
+        q = { q.x * 2.0, q.y * 2.0, q.z * 2.0 };
+    }
+    return 1;
+}
+
+} // namespace
+
+int32_t zr_noise(const vector3* point, double* out, int32_t components)
+{
+    if (components > 3) { components = 3; }
+    for (int32_t c = 0; c < components; ++c) { out[c] = 0.0; }
+    const float(*table)[3] = the_module.jitter_vectors;
+    if (!table) { return 1; }
+    double f[3];
+    const uint32_t i = split(point->x, f[0]), j = split(point->y, f[1]), k = split(point->z, f[2]);
+    const double sx = bent(f[0]), sy = bent(f[1]), sz = bent(f[2]);
+    for (uint32_t corner = 0; corner < 8; ++corner)
+    {
+        const uint32_t a = corner >> 2, b = corner >> 1 & 1, c = corner & 1;
+        const double weight = (a ? sx : 1.0 - sx) * (b ? sy : 1.0 - sy) * (c ? sz : 1.0 - sz);
+        const float* entry = table[lattice_hash(i + a, j + b, k + c)];
+        for (int32_t n = 0; n < components; ++n) { out[n] += weight * entry[n]; }
+    }
+    return 1;
+}
+
+int32_t zr_integer_noise(const int32_t cell[3], double out[3])
+{
+    const float(*table)[3] = the_module.jitter_vectors;
+    const uint32_t entry = lattice_hash(
+        static_cast<uint32_t>(cell[0]), static_cast<uint32_t>(cell[1]), static_cast<uint32_t>(cell[2]));
+    for (int n = 0; n < 3; ++n) { out[n] = table ? table[entry][n] : 0.0; }
+    return 1;
+}
+
+int32_t turb1(const vector3* point, double* out, int32_t octaves) { return turbulence(point, out, octaves, 1); }
+int32_t turb2(const vector3* point, double out[2], int32_t octaves)
+{
+    return turbulence(point, out, octaves, 2);
+}
+int32_t turb3(const vector3* point, double out[3], int32_t octaves)
+{
+    return turbulence(point, out, octaves, 3);
+}

@@ -1,0 +1,262 @@
+#include "zirconlite/materials/surface_evaluation.hpp"
+
+#include "zirconlite/geometry/mesh_attributes.hpp"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/materials/bumps.h"
+#include "zirconlite/materials/mapping.h"
+#include "zirconlite/materials/ripple.h"
+#include "zirconlite/raytrace/gamma_tables.hpp"
+#include "zirconlite/raytrace/job_state.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+const simple_material& as_simple(const material* m) { return *reinterpret_cast<const simple_material*>(m); }
+const complex_material& as_complex(const material* m) { return *reinterpret_cast<const complex_material*>(m); }
+
+void copy(float to[3], const float from[3])
+{
+    for (int i = 0; i < 3; ++i) { to[i] = from[i]; }
+}
+
+vector3 scaled(const vector3& p, const vector3& by) { return { p.x * by.x, p.y * by.y, p.z * by.z }; }
+
+/// Coordinates of an object without a mapping: the two axes across its normal's strongest one.
+vector3 box_coordinates(const vector3& p, const vector3& normal)
+{
+    const double x = std::fabs(normal.x), y = std::fabs(normal.y), z = std::fabs(normal.z);
+    if (x >= y && x >= z) { return { p.y, p.z, p.x }; }
+    return y >= z ? vector3{ p.x, p.z, p.y } : p;
+}
+
+evaluation_points mapped_points(const ray& r, const vector3& normal)
+{
+    return { r.map_point, box_coordinates(r.map_point, normal) };
+}
+
+void fill_highlight(const simple_material& m, surface& out)
+{
+    if (m.head.flags & MATERIAL_OWN_HIGHLIGHT)
+    {
+        out.highlight = m.own_highlight;
+        copy(out.highlight_color, m.own_highlight_color);
+        out.highlight_strength = (out.reflect + out.diffuse) * m.own_strength;
+        return;
+    }
+    out.highlight = m.highlight;
+    copy(out.highlight_color, m.reflect_color);
+    out.highlight_strength = out.reflect;
+}
+
+void fill_surface(const simple_material& m, surface& out)
+{
+    out.diffuse = m.diffuse;
+    out.reflect = m.reflect;
+    out.translucent = m.translucent;
+    out.transparent = m.transparent;
+    copy(out.color, m.color);
+    copy(out.reflect_color, m.head.flags & MATERIAL_REFLECT_FOLLOWS_COLOR ? m.color : m.reflect_color);
+    copy(out.translucent_color, m.translucent_color);
+    copy(out.transparent_color, m.transparent_color);
+    out.ior = m.ior;
+    out.attenuation = m.attenuation;
+    out.luminosity = m.luminosity;
+    fill_highlight(m, out);
+    if (m.head.flags & MATERIAL_NO_MIRROR) { out.flags |= SURFACE_NO_MIRROR; }
+    if (m.head.flags & MATERIAL_SHARP_REFLECTION) { out.flags |= SURFACE_SHARP_REFLECTION; }
+    if (m.head.flags & MATERIAL_SHARP_TRANSMISSION) { out.flags |= SURFACE_SHARP_TRANSMISSION; }
+}
+
+void evaluate_simple(const simple_material& m, const ray* r, vector3& normal, const child_context* context,
+    surface& out, const evaluation_points& points)
+{
+    fill_surface(m, out);
+    if (!r) { return; }
+    if (context && (context->flags & CHILD_COLOR_OFFSET))
+    {
+        for (int i = 0; i < 3; ++i)
+        {
+            out.color[i] = std::fmin(std::fmax(out.color[i] + context->color_offset[i], 0.0f), 1.0f);
+        }
+    }
+    for (const bump* b = m.bumps; b; b = b->next)
+    {
+        const vector3& source = b->flags & BUMP_MAPPED ? points.uvw : points.point;
+        const vector3 p = scaled(transform_point(b->transform, source), b->scale);
+        b->function(&p, &normal, b->strength);
+        out.flags |= SURFACE_TEXTURED;
+    }
+}
+
+float mix(double w, float a, float b) { return static_cast<float>(w * a + (1.0 - w) * b); }
+
+void mix(double w, const float a[3], const float b[3], float out[3])
+{
+    for (int i = 0; i < 3; ++i) { out[i] = mix(w, a[i], b[i]); }
+}
+
+/// `w` of the first surface and the rest of the second. `out.material` stays.
+void mix_surfaces(double w, const surface& a, const surface& b, surface& out)
+{
+    material* made_by = out.material;
+    if (w == 0.0) { out = b; }
+    else if (w == 1.0) { out = a; }
+    else
+    {
+        out.flags = a.flags | b.flags;
+        out.diffuse = mix(w, a.diffuse, b.diffuse);
+        out.reflect = mix(w, a.reflect, b.reflect);
+        out.translucent = mix(w, a.translucent, b.translucent);
+        out.transparent = mix(w, a.transparent, b.transparent);
+        mix(w, a.color, b.color, out.color);
+        mix(w, a.reflect_color, b.reflect_color, out.reflect_color);
+        mix(w, a.translucent_color, b.translucent_color, out.translucent_color);
+        mix(w, a.transparent_color, b.transparent_color, out.transparent_color);
+        mix(w, a.filter, b.filter, out.filter);
+        out.highlight = mix(w, a.highlight, b.highlight);
+        out.ior = mix(w, a.ior, b.ior);
+        out.attenuation = mix(w, a.attenuation, b.attenuation);
+        out.luminosity = mix(w, a.luminosity, b.luminosity);
+        out.highlight_strength = mix(w, a.highlight_strength, b.highlight_strength);
+        mix(w, a.highlight_color, b.highlight_color, out.highlight_color);
+    }
+    out.material = made_by;
+}
+
+bool evaluate_complex(const complex_material& m, ray* r, vector3& normal, int depth,
+    const child_context* context, surface& out, const evaluation_points& points)
+{
+    if (depth >= max_material_depth) { return false; }
+    const bool mapped = m.blend_flags & BLEND_MAPPED;
+    evaluation_points below = { transform_point(m.transform, mapped ? points.uvw : points.point),
+        transform_point(m.transform, points.uvw) };
+    if (context && (context->flags & CHILD_COORDINATE_OFFSET))
+    {
+        below.point += context->coordinate_offset;
+        below.uvw += context->coordinate_offset;
+    }
+    const vector3 q = scaled(mapped ? below.uvw : below.point, m.scale);
+
+    child_context children[2] = {};
+    surface surfaces[2];
+    vector3 normals[2] = { normal, normal };
+    if (r && m.prepare) { m.prepare(&m, r, &q, children); }
+    for (int i = 0; i < 2; ++i)
+    {
+        evaluate_material(m.children[i], r, normals[i], depth + 1, &children[i], surfaces[i], below);
+        children[i].child_surface = &surfaces[i];
+    }
+    if (!m.blend) { return false; }
+    const double w = m.blend(&m, r, r ? &q : nullptr, children);
+    mix_surfaces(w, surfaces[0], surfaces[1], out);
+    if (w == 0.0) { normal = normals[1]; }
+    else if (w == 1.0) { normal = normals[0]; }
+    else { normal = normalized(normals[0] * w + normals[1] * (1.0 - w)); }
+    return true;
+}
+
+void add_ripples(const property_node& property, const ray& r, vector3& normal)
+{
+    constexpr double inverse_two_pi = 0.1591549430919;
+    for (auto* wave = static_cast<const ripple*>(property.payload.list); wave; wave = wave->next)
+    {
+        const vector3 d = r.hit_point - wave->center;
+        const double distance = length(d);
+        const double a = (wave->phase * inverse_two_pi + distance) * wave->frequency;
+        const double height = std::pow(double(wave->decay), a) * wave->amplitude * std::cos(a * two_pi);
+        normal = normalized(normal + normalized(d) * height);
+    }
+}
+
+void apply_simple_gamma(float rgb[3])
+{
+    for (int i = 0; i < 3; ++i) { rgb[i] = look_up(gamma.simple_float, rgb[i], 1.0f); }
+}
+
+/// In simple mode colours follow the simple gamma that pixels are packed with.
+void to_simple_mode(surface& s)
+{
+    apply_simple_gamma(s.color);
+    apply_simple_gamma(s.reflect_color);
+    apply_simple_gamma(s.translucent_color);
+    apply_simple_gamma(s.transparent_color);
+    apply_simple_gamma(s.filter);
+    apply_simple_gamma(s.highlight_color);
+}
+
+} // namespace
+
+bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, const child_context* context,
+    surface& out, const evaluation_points& points)
+{
+    zr_void_surface(&out);
+    if (!m) { return false; }
+    if (depth == 0)
+    {
+        out.material = const_cast<material*>(m);
+        if (r) { r->material_id = m->id; }
+    }
+    if (m->flags & MATERIAL_COMPLEX)
+    {
+        return evaluate_complex(as_complex(m), r, normal, depth, context, out, points);
+    }
+    evaluate_simple(as_simple(m), r, normal, context, out, points);
+    return true;
+}
+
+bool is_always_opaque(const material* m)
+{
+    return m && !(m->flags & MATERIAL_COMPLEX) && as_simple(m).transparent == 0.0f && !as_simple(m).images;
+}
+
+bool has_noisy_bump(const material* m)
+{
+    if (!m || (m->flags & MATERIAL_COMPLEX) || as_simple(m).images) { return false; }
+    for (const bump* b = as_simple(m).bumps; b; b = b->next)
+    {
+        if (b->function == zr_bump_rubble || b->function == zr_bump_sandpaper) { return true; }
+    }
+    return false;
+}
+
+} // namespace zr
+
+using namespace zr;
+
+void zr_void_surface(surface* surface)
+{
+    *surface = {};
+    surface->diffuse = 1.0f;
+    surface->ior = 1.0f;
+    for (int i = 0; i < 3; ++i)
+    {
+        surface->reflect_color[i] = surface->filter[i] = surface->highlight_color[i] = 1.0f;
+    }
+}
+
+int32_t zr_resolve_surface(const material* material, ray* ray, surface* surface)
+{
+    vector3 normal = { 0, 0, 1 };
+    evaluation_points points = {};
+    if (ray)
+    {
+        normal = normalized(ray->interpolated_normal);
+        if (dot(normal, normal) == 0.0) { normal = ray->geometric_normal; } // opposite vertex normals cancel
+        if (dot(normal, ray->direction) > 0.0) { normal = -normal; }
+        ray->facing_normal = normal;
+        points = mapped_points(*ray, normal);
+        ray->uv = points.uvw;
+    }
+    evaluate_material(material, ray, normal, 0, nullptr, *surface, points);
+    if (ray)
+    {
+        const property_node* ripples = ray->hit_object ? find_property(ray->hit_object, PROPERTY_RIPPLES) : nullptr;
+        if (ripples) { add_ripples(*ripples, *ray, normal); }
+        ray->shading_normal = normal;
+    }
+    if (job.simple_colors) { to_simple_mode(*surface); }
+    return 1;
+}

@@ -1,0 +1,48 @@
+/// @file
+/// Evaluation of materials at a hit, behind zr_resolve_surface.
+#pragma once
+
+#include "zirconlite/materials/material.h"
+#include "zirconlite/raytrace/ray.h"
+#include "zirconlite/raytrace/surface.h"
+
+/// What one child of a complex material sees; the public name is used by blend functions.
+struct child_context
+{
+    uint32_t flags;            ///< CHILD_* bits
+    vector3 coordinate_offset; ///< added to point and coordinates below this level
+    float color_offset[3];     ///< added to the colour of a simple material
+    surface* child_surface;    ///< valid for the blend function
+};
+
+/// Bits of `child_context.flags`.
+enum
+{
+    CHILD_COLOR_OFFSET = 0x1,
+    CHILD_COORDINATE_OFFSET = 0x2
+};
+
+namespace zr
+{
+
+inline constexpr int max_material_depth = 6;
+
+/// The point and the coordinates that a material's patterns run on.
+struct evaluation_points
+{
+    vector3 point; ///< the mapped point
+    vector3 uvw;   ///< the mapped coordinates
+};
+
+/// One step of the tree: works out `out` and tilts `normal`. False if the material is null, a complex one
+/// has no blend, or the tree is too deep. `r` and `context` may be null.
+bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, const child_context* context,
+    surface& out, const evaluation_points& points);
+
+/// Whether a surface of `m` lets no light through at any point: shadow rays then need not evaluate it.
+bool is_always_opaque(const material* m);
+
+/// Whether `m` is a simple material without images that has a noisy bump (rubble or sandpaper).
+bool has_noisy_bump(const material* m);
+
+} // namespace zr

@@ -1,0 +1,119 @@
+#include "zirconlite/raytrace/ambient.hpp"
+
+#include <cmath>
+#include <initializer_list>
+
+#include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/light.h"
+#include "zirconlite/materials/material.h"
+#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/raytrace/surface.h"
+
+namespace zr
+{
+
+namespace
+{
+
+/// No scene returns all its light, however white its materials claim to be.
+constexpr double highest_reflectance = 0.7;
+
+struct rgb
+{
+    double c[3];
+};
+
+rgb total_flux(const document& document)
+{
+    rgb sum = {};
+    for (const light* l = first_leaf(document.lights); l; l = next_leaf(const_cast<light*>(l)))
+    {
+        if (l->type == LIGHT_SKY_PATCH) { continue; }
+        const bool parallel = l->type == LIGHT_PARALLEL;
+        const double largest = std::fmax(
+            l->intensity_color[0], std::fmax(l->intensity_color[1], l->intensity_color[2]));
+        for (int i = 0; i < 3; ++i)
+        {
+            if (parallel) { sum.c[i] += l->flux_color[i] * fast_shortcuts.parallel_ambient; }
+            else
+            {
+                const double color = largest > geometry_zero ? l->intensity_color[i] / largest
+                                                             : double(l->intensity_color[i]);
+                sum.c[i] += color * l->lumens;
+            }
+        }
+    }
+    return sum;
+}
+
+/// Mean of `color` x `diffuse` over all objects that have an area.
+rgb mean_reflectance(const document& document)
+{
+    rgb sum = {};
+    double area = 0.0;
+    for (scene_object* list : { document.scene_objects.first, document.radiosity_objects.first })
+    {
+        for (const scene_object* object = list; object; object = object->next)
+        {
+            if (!object->vft || !object->vft->get_area) { continue; }
+            const material* m = object->vft->get_material(object);
+            const double a = object->vft->get_area(object);
+            area += a;
+            for (int i = 0; m && m->surface && i < 3; ++i)
+            {
+                sum.c[i] += a * m->surface->color[i] * m->surface->diffuse;
+            }
+        }
+    }
+    for (double& c : sum.c)
+    {
+        const double mean = area > 0.0 ? c / area : 0.0;
+        c = std::fmin(std::fmax(mean, 0.0), highest_reflectance);
+    }
+    return sum;
+}
+
+/// Pales a colour by the exponent `p` and keeps its luminance.
+void desaturate(float c[3], double p)
+{
+    const double largest = std::fmax(c[0], std::fmax(c[1], c[2]));
+    if (!(largest > geometry_zero)) { return; }
+    const double y = luminance(c);
+    double paled[3];
+    for (int i = 0; i < 3; ++i)
+    {
+        paled[i] = c[i] < geometry_zero ? 0.0 : std::pow(c[i] / largest, p) * largest;
+    }
+    const double scale = y / luminance(paled);
+    for (int i = 0; i < 3; ++i) { c[i] = static_cast<float>(paled[i] * scale); }
+}
+
+double sky_factor(const document& document)
+{
+    const uint32_t sun = document.sun_sky_flags;
+    if (sun == SUN_SKY_SUN || (sun & SUN_SKY_EXTERIOR)) { return document.sky_scale * fast_shortcuts.sky_share; }
+    return document.sky_scale * document.sky_scale;
+}
+
+} // namespace
+
+void prepare_ambient(const document& document)
+{
+    for (float& c : job.ambient_color) { c = 0.0f; }
+    const rgb flux = total_flux(document);
+    if (flux.c[0] == 0.0 && flux.c[1] == 0.0 && flux.c[2] == 0.0) { return; }
+    const rgb reflectance = document.mode == MODE_RAYTRACE ? mean_reflectance(document) : rgb{};
+    const bool exact = job.light_model == LIGHT_MODEL_EXACT;
+    const double sky = exact ? 1.0 : sky_factor(document);
+    for (int i = 0; i < 3; ++i)
+    {
+        const double e = document.scene_area > geometry_zero ? flux.c[i] / document.scene_area : 0.0;
+        const double rho = reflectance.c[i];
+        // The fast model adds the first light to the reflected one, the exact model has it from the lamps.
+        job.ambient_color[i] = static_cast<float>(e / (1.0 - rho) * (exact ? rho : sky));
+    }
+    if (!exact) { desaturate(job.ambient_color, fast_shortcuts.desaturation); }
+}
+
+} // namespace zr

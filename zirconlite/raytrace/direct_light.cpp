@@ -1,0 +1,328 @@
+#include "zirconlite/raytrace/direct_light.hpp"
+
+#include "zirconlite/geometry/mesh_attributes.hpp"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/raytrace/jitter.hpp"
+#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/raytrace/secondary_rays.hpp"
+#include "zirconlite/raytrace/shadow_test.hpp"
+#include "zirconlite/raytrace/thread_lights.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
+
+double unit_clamp(double x) { return std::fmin(std::fmax(x, 0.0), 1.0); }
+
+/// The hit as every light of one point sees it.
+struct lit_point
+{
+    document& doc;
+    const surface& s;
+    ray& r;
+    const vector3* mirror;
+    thread_lights& tables;
+    uint32_t object_flags;
+    bool soft;
+};
+
+/// 1 / d^falloff. The fast model lets no light be amplified beyond pi times its intensity; in the exact one
+/// a light at distance 0 gives nothing.
+double distance_factor(double distance, double falloff)
+{
+    const double d = falloff == 2.0 ? distance * distance : std::pow(distance, falloff);
+    if (is_exact()) { return d > 0.0 ? 1.0 / d : 0.0; }
+    return 1.0 / std::fmax(d, fast_shortcuts.smallest_square);
+}
+
+void add_highlight(const lit_point& p, const light& source, double f, light_candidate& c)
+{
+    const bool gives = c.potential[0] > 0.0f || c.potential[1] > 0.0f || c.potential[2] > 0.0f;
+    if (!p.mirror || !gives || !(p.s.highlight > 1.0f) || (p.object_flags & OBJECT_NO_HIGHLIGHT) ||
+        (source.flags & LIGHT_NO_HIGHLIGHT) || !(f > geometry_zero))
+    {
+        return;
+    }
+    const double m = std::fmin(dot(c.sample.direction, *p.mirror), 1.0);
+    if (!(m > 0.0)) { return; }
+    const double h = std::pow(m, double(p.s.highlight)) * p.s.highlight_strength * f;
+    for (int i = 0; i < 3; ++i)
+    {
+        c.potential[i] += static_cast<float>(p.s.highlight_color[i] * h * c.sample.color[i]);
+    }
+}
+
+/// Samples one light and works out what it could give.
+void measure_light(const lit_point& p, const light& source, light_candidate& c)
+{
+    c.source = &source;
+    c.sample.flags = 0;
+    c.sample.u = p.soft ? unit_clamp(p.r.stratum[0] + 0.5) : 0.5;
+    c.sample.v = p.soft ? unit_clamp(p.r.stratum[1] + 0.5) : 0.5;
+    c.samples = p.soft && source.shadow_samples > 1 ? source.shadow_samples : 1;
+    c.ambient_luminance = 0.0f;
+    for (int i = 0; i < 3; ++i) { c.potential[i] = c.ambient_color[i] = 0.0f; }
+    source.sample(&source, &p.r.hit_point, &c.sample, 1);
+
+    const bool parallel = source.falloff == 0.0;
+    const double f = parallel ? 1.0 : distance_factor(c.sample.distance, source.falloff);
+    const double cosine = dot(parallel ? -source.normal : c.sample.direction, p.r.shading_normal);
+    double w = 0.0;
+    if (cosine > 0.0) { w = p.s.diffuse * f * cosine * inverse_pi; }
+    else if (p.s.translucent != 0.0f)
+    {
+        c.sample.flags |= SAMPLE_BACK_SIDE;
+        w = p.s.translucent * f * -cosine * inverse_pi;
+    }
+    for (int i = 0; i < 3; ++i)
+    {
+        c.potential[i] = static_cast<float>(w * c.sample.color[i] * p.s.color[i]);
+    }
+    if (cosine > 0.0) { add_highlight(p, source, f, c); }
+    c.luminance = static_cast<float>(luminance(c.potential));
+}
+
+/// Fills the thread's candidates with the lights that may count; their number.
+int32_t build_light_list(const lit_point& p)
+{
+    thread_lights& t = p.tables;
+    t.total_potential = t.point_potential = 0.0;
+    if (p.object_flags & OBJECT_NO_DIRECT_LIGHT) { return 0; }
+    const double cutoff = is_exact() ? 0.0 : fast_shortcuts.light_cutoff;
+    const bool excludes = p.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
+    int32_t count = 0, leaf = 0;
+    for (const light* l = first_leaf(p.doc.lights); l && leaf < t.leaf_count;
+         l = next_leaf(const_cast<light*>(l)), ++leaf)
+    {
+        if (!l->sample || (excludes && is_unlit_by(p.r.hit_object, l))) { continue; }
+        light_candidate& c = t.candidates[count];
+        measure_light(p, *l, c);
+        if (!(c.luminance > cutoff)) { continue; }
+        c.cache = cache_entry(p.r.thread, leaf);
+        if (l->type != LIGHT_DAYLIGHT) { t.point_potential += c.luminance; }
+        t.total_potential += c.luminance;
+        ++count;
+    }
+    return count;
+}
+
+float weight_of(const light_candidate& c) { return c.luminance + c.ambient_luminance; }
+
+light_candidate* merge(light_candidate* a, light_candidate* b)
+{
+    light_candidate* first = nullptr;
+    light_candidate** end = &first;
+    while (a && b)
+    {
+        light_candidate*& taken = weight_of(*a) >= weight_of(*b) ? a : b;
+        *end = taken;
+        end = &taken->next;
+        taken = taken->next;
+    }
+    *end = a ? a : b;
+    return first;
+}
+
+/// Links `count` records with the strongest first; equal ones keep their order.
+light_candidate* sorted_list(light_candidate* records, int32_t count)
+{
+    if (count == 0) { return nullptr; }
+    if (count == 1)
+    {
+        records->next = nullptr;
+        return records;
+    }
+    const int32_t half = count / 2;
+    return merge(sorted_list(records, half), sorted_list(records + half, count - half));
+}
+
+light_candidate* linked_list(light_candidate* records, int32_t count)
+{
+    for (int32_t i = 0; i < count; ++i) { records[i].next = i + 1 < count ? &records[i + 1] : nullptr; }
+    return count ? records : nullptr;
+}
+
+/// Moves the sample of shadow ray `i` of a light; the first keeps the one it was measured with.
+void resample(const lit_point& p, light_candidate& c, int32_t i)
+{
+    const double key[2] = { i * p.r.pixel[0] + 2.0, i * p.r.pixel[1] + 2.0 };
+    const double amplitude[2] = { c.source->sample_jitter, c.source->sample_jitter };
+    double j[2];
+    table_jitter(key, amplitude, j);
+    c.sample.u = unit_clamp(p.r.stratum[0] + 0.5 + j[0]);
+    c.sample.v = unit_clamp(p.r.stratum[1] + 0.5 + j[1]);
+    c.source->sample(c.source, &p.r.hit_point, &c.sample, 1);
+}
+
+/// Casts the shadow rays of one light. Whether all were blocked; `filter` is their mean.
+bool cast_shadow_rays(const lit_point& p, light_candidate& c, float filter[3])
+{
+    const shadow_origin how = { 0.01, 0.003333, (c.sample.flags & SAMPLE_BACK_SIDE) != 0 };
+    const ray start = make_shadow_ray(p.doc, p.r, p.s, how);
+    const light* tested = c.source->type == LIGHT_SKY ? nullptr : c.source;
+    bool all_blocked = true;
+    float sum[3] = { 0, 0, 0 };
+    for (int32_t i = 0; i < c.samples; ++i)
+    {
+        if (i > 0) { resample(p, c, i); }
+        ray shadow = start;
+        shadow.direction = c.sample.direction;
+        shadow.inv_direction = ray_reciprocal(shadow.direction);
+        shadow.t_max = c.sample.distance - 10.0 * p.doc.epsilon;
+        shadow.shadow_light = c.source;
+        shadow.shadow_cache = c.cache;
+        all_blocked &= shadow_test(p.doc, tested, shadow);
+        for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k]; }
+    }
+    for (int k = 0; k < 3; ++k) { filter[k] = sum[k] / static_cast<float>(c.samples); }
+    return all_blocked;
+}
+
+enum class testing
+{
+    exact, ///< shadow rays for each light
+    tail,  ///< each light under the tail's share counts with a fixed part
+    rest   ///< what is left cannot matter, and counts in full
+};
+
+struct tested_light
+{
+    testing state;
+    double remaining, found, tail_scale, threshold;
+};
+
+/// The order of the checks makes the tail win over the rest.
+void update_state(const light_candidate& c, tested_light& t)
+{
+    if (is_exact() || t.state != testing::exact) { return; }
+    if (weight_of(c) * t.tail_scale < fast_shortcuts.tail_share) { t.state = testing::tail; }
+    else if (t.found != 0.0 && t.remaining / t.found < t.threshold) { t.state = testing::rest; }
+}
+
+void test_light(const lit_point& p, light_candidate& c, tested_light& t, float out[3])
+{
+    t.remaining -= c.luminance;
+    float filter[3];
+    const bool blocked = cast_shadow_rays(p, c, filter);
+    float given[3] = { 0, 0, 0 };
+    for (int i = 0; i < 3; ++i)
+    {
+        if (!blocked) { given[i] = filter[i] * c.potential[i]; }
+        out[i] += c.ambient_color[i] + given[i];
+        p.r.light_radiance[i] += static_cast<float>(c.ambient_color[i] * p.r.weight[i]);
+    }
+    t.found += blocked ? luminance(c.ambient_color) : luminance(given);
+}
+
+void test_lights(const lit_point& p, light_candidate* list, double threshold, float out[3])
+{
+    tested_light t = { testing::exact, p.tables.total_potential, 0.0,
+        p.tables.point_potential != 0.0 ? 1.0 / p.tables.point_potential : 1e12, threshold };
+    if (p.r.counters) { p.r.counters->light_rays += static_cast<uint32_t>(p.tables.leaf_count); }
+    for (light_candidate* c = list; c; c = c->next)
+    {
+        if (c->luminance == 0.0f && !(c->ambient_luminance > 0.0f)) { continue; }
+        update_state(*c, t);
+        if (t.state == testing::exact)
+        {
+            test_light(p, *c, t, out);
+            continue;
+        }
+        const double share = t.state == testing::tail ? fast_shortcuts.tail_factor : 1.0;
+        for (int i = 0; i < 3; ++i)
+        {
+            out[i] += static_cast<float>(c->potential[i] * share) + c->ambient_color[i];
+            p.r.light_radiance[i] += static_cast<float>(c->ambient_color[i] * p.r.weight[i]);
+        }
+    }
+}
+
+/// The stand-in for light that comes by way of other surfaces.
+void add_ambient(const lit_point& p, float out[3])
+{
+    const double upright = std::fabs(p.r.shading_normal.z);
+    double k = p.s.diffuse * inverse_pi;
+    const uint32_t sun = p.doc.sun_sky_flags;
+    if ((sun & SUN_SKY_SUN_MASK) && !(sun & SUN_SKY_INDIRECT) && !is_exact()) { k *= 0.01; }
+    const double level = 1.0 - fast_shortcuts.vertical_share;
+    const double share = is_exact() ? 1.0 : level + fast_shortcuts.vertical_share * upright;
+    for (int i = 0; i < 3; ++i)
+    {
+        const double v = job.ambient_color[i] * share * k * p.s.color[i];
+        out[i] += static_cast<float>(v);
+        p.r.light_radiance[i] += static_cast<float>(v * p.r.weight[i]);
+    }
+}
+
+} // namespace
+
+bool soft_shadows(const document& document)
+{
+    return (document.render_flags & RENDER_SOFT_SHADOWS) && document.quality >= 3;
+}
+
+bool is_unlit_by(const scene_object* object, const light* source)
+{
+    const uint32_t flags = object->vft->get_flags(object);
+    if (flags & OBJECT_LIGHT_SHAPE)
+    {
+        const property_node* own = find_property(object, PROPERTY_LIGHT_SHAPE);
+        if (own && own->payload.light == source) { return true; }
+    }
+    if (!(flags & OBJECT_GROUP_UNLIT)) { return false; }
+    const property_node* group = find_property(object, PROPERTY_GROUP);
+    if (!group) { group = find_property(object, PROPERTY_GLOW); }
+    return group && group_holds(group->payload.light, source);
+}
+
+ray make_shadow_ray(const document& document, const ray& r, const surface& s, const shadow_origin& how)
+{
+    ray shadow = r;
+    shadow.kind = RAY_SHADOW;
+    shadow.flags = how.back_side && !is_thin(r.hit_object, s) ? uint32_t(RAY_INSIDE) : 0u;
+    shadow.origin = r.hit_point;
+    const double bend = dot(r.geometric_normal, r.interpolated_normal);
+    if (std::fabs(bend - 1.0) > how.terminator_tolerance && r.hit_object->vft->get_bounds)
+    {
+        // Shading normals that bend away from the face would shadow themselves at the terminator.
+        bounding_box box;
+        r.hit_object->vft->get_bounds(r.hit_object, &box);
+        const vector3 size = box.max - box.min;
+        const double offset = how.offset_factor * (size.x + size.y + size.z);
+        shadow.origin += r.facing_normal * (how.back_side ? -offset : offset);
+    }
+    for (float& c : shadow.simple_color) { c = 1.0f; }
+    shadow.t_min = document.epsilon;
+    shadow.hit_t = ZR_FAR;
+    shadow.shadow_cache = nullptr;
+    return shadow;
+}
+
+void add_direct_light(document& document, const surface& s, ray& r, const vector3* mirror)
+{
+    if (document.mode == MODE_SIMPLE)
+    {
+        simple_shade(document, s, r, mirror);
+        return;
+    }
+    if (r.flags & RAY_PROBE) { return; }
+    const lit_point p = { document, s, r, mirror, light_tables[r.thread],
+        r.hit_object->vft->get_flags(r.hit_object), soft_shadows(document) };
+    float out[3] = { 0, 0, 0 };
+    if (p.tables.candidates)
+    {
+        const int32_t count = build_light_list(p);
+        // Where every light is tested, their order does not matter.
+        light_candidate* list =
+            is_exact() ? linked_list(p.tables.candidates, count) : sorted_list(p.tables.candidates, count);
+        test_lights(p, list, 1.0 - fast_shortcuts.shadow_accuracy, out);
+    }
+    add_ambient(p, out);
+    for (int i = 0; i < 3; ++i) { r.radiance[i] += out[i] * r.weight[i]; }
+}
+
+} // namespace zr

@@ -1,0 +1,21 @@
+/// @file
+/// One worker's tables for direct light.
+#pragma once
+
+#include "zirconlite/raytrace/direct_light.hpp"
+
+namespace zr
+{
+
+struct thread_lights
+{
+    double total_potential; ///< sum of the list's luminance
+    double point_potential; ///< the same without window lights
+    int32_t leaf_count;
+    light_candidate* candidates; ///< one for each light, and one for the sun
+    shadow_cache_entry* caches;  ///< in the order of the walk over the leaves
+};
+
+extern thread_lights light_tables[thread_slots];
+
+} // namespace zr
