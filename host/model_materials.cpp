@@ -52,7 +52,9 @@ void set_transparency(const model_material& m, scene_material& out)
     if (transparency <= 0) { return; }
     // A filter is a colour of its own where a file has one; glass is often left black in its diffuse colour.
     color3 tint = out.color;
-    if (m.transparent && !m.linear_colors && largest(*m.transparent) > dark_tint)
+    const bool has_filter = m.transparent && largest(*m.transparent) > dark_tint &&
+                            *m.transparent != std::array<float, 3> { 1, 1, 1 }; // the default of importers
+    if (has_filter && !m.linear_colors)
     {
         tint = display_color(*m.transparent, false);
     }

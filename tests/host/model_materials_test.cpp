@@ -64,15 +64,21 @@ TEST(ModelMaterials, ReadColoursAsTheirFormatMeansThem)
     EXPECT_EQ(half(false), 0.5);
 }
 
-TEST(ModelMaterials, TintGlassThatIsPaintedBlack)
+TEST(ModelMaterials, TintGlassByItsFilterOrItsColour)
 {
-    const auto tint = [](float diffuse)
-    {
-        model_material m;
-        m.diffuse = rgb { diffuse, diffuse, diffuse };
-        m.opacity = 0.1f;
-        return material_from_model(m).transparent_color->rgb[0];
+    struct { const char* what; float diffuse; std::optional<rgb> filter; double tint; } const cases[] = {
+        { "painted black", 0, {}, 1 },
+        { "coloured", 0.5f, {}, 0.5 },
+        { "with a filter", 0.5f, rgb { 0.25f, 0.25f, 0.25f }, 0.25 },
+        { "with an importer's white filter", 0.5f, rgb { 1, 1, 1 }, 0.5 },
     };
-    EXPECT_EQ(tint(0), 1);
-    EXPECT_EQ(tint(0.5f), 0.5);
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        model_material m;
+        m.diffuse = rgb { c.diffuse, c.diffuse, c.diffuse };
+        m.transparent = c.filter;
+        m.opacity = 0.1f;
+        EXPECT_EQ(material_from_model(m).transparent_color->rgb[0], c.tint);
+    }
 }

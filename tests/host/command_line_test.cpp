@@ -1,0 +1,269 @@
+// The program from outside: exit codes, one line for each failure, and what stays on the disk.
+#include "tests/support/temporary_folder.hpp"
+
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+
+const char room_obj[] = "v -5 0 5\nv 5 0 5\nv 5 0 -5\nv -5 0 -5\nv -5 4 -5\nv 5 4 -5\nf 1 2 3 4\nf 4 3 6 5\n";
+const char room_toml[] = R"(
+[camera]
+eye = [0, -4, 1.5]
+target = [0, 0, 1]
+[render]
+size = [96, 64]
+threads = 2
+[[model]]
+file = "room.obj"
+[[light]]
+kind = "point"
+lumens = 1000
+position = [0, 0, 3]
+)";
+
+/// A program that runs, with its standard error in a file.
+struct running
+{
+    pid_t id;
+    std::filesystem::path errors;
+};
+
+class CommandLine : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        folder.write("room.obj", room_obj);
+        folder.write("room.toml", room_toml);
+    }
+    running start(const std::vector<std::string>& arguments)
+    {
+        running r { 0, folder.path / "errors.txt" };
+        r.id = fork();
+        if (r.id == 0)
+        {
+            std::vector<char*> argv { const_cast<char*>("zirconlite") };
+            for (const std::string& a : arguments) { argv.push_back(const_cast<char*>(a.c_str())); }
+            argv.push_back(nullptr);
+            if (chdir(folder.path.c_str()) != 0) { _exit(99); }
+            dup2(open((folder.path / "output.txt").c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600), 1);
+            dup2(open(r.errors.c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600), 2);
+            execv(ZIRCONLITE_HOST_PROGRAM, argv.data());
+            _exit(98);
+        }
+        return r;
+    }
+    int finish(const running& r)
+    {
+        int status = 0;
+        waitpid(r.id, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+    int run(const std::vector<std::string>& arguments) { return finish(start(arguments)); }
+    std::string errors() { return folder.read("errors.txt"); }
+
+    /// Size and mean of a PNG; 0 x 0 when it is not one.
+    struct picture_facts { unsigned width = 0, height = 0; double mean = 0; bool black_row = false; };
+    picture_facts facts(const std::string& name)
+    {
+        picture_facts f;
+        png_image image {};
+        image.version = PNG_IMAGE_VERSION;
+        if (!png_image_begin_read_from_file(&image, (folder.path / name).c_str())) { return f; }
+        image.format = PNG_FORMAT_GRAY;
+        std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
+        png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
+        f.width = image.width;
+        f.height = image.height;
+        for (const unsigned char v : pixels) { f.mean += double(v) / double(pixels.size()); }
+        for (unsigned y = 0; y < f.height; ++y)
+        {
+            const auto row = pixels.begin() + long(y) * f.width;
+            f.black_row = f.black_row || std::all_of(row, row + f.width, [](unsigned char v) { return v == 0; });
+        }
+        return f;
+    }
+    temporary_folder folder;
+};
+
+} // namespace
+
+TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
+{
+    folder.write("key.toml", std::string(room_toml) + "lumen = 3\n");
+    folder.write("model.toml", "[camera]\n[[model]]\nfile = \"absent.obj\"\n");
+    folder.write("damaged.toml", "[camera]\n[[model]]\nfile = \"damaged.obj\"\n");
+    folder.write("damaged.obj", "v 0 0 0\nv nan 0 0\nv 0 1 0\nf 1 2 3\n");
+    folder.write("names.toml", "[camera]\n[[model]]\nfile = \"room.obj\"\nmaterials = { \"Wal\" = \"a\" }\n[materials.a]\n");
+    folder.write("planes.toml", std::string(room_toml) + "[output]\ndepth = \"d.png\"\n");
+    std::filesystem::create_directory(folder.path / "folder.png");
+
+    struct { const char* what; std::vector<std::string> arguments; int code; const char* part; } const cases[] = {
+        { "no command", {}, 64, "subcommand" },
+        { "unknown command", { "paint" }, 64, "" },
+        { "no scene", { "render" }, 64, "SCENE" },
+        { "unknown option", { "render", "room.toml", "--frobnicate" }, 64, "--frobnicate" },
+        { "quality out of range", { "render", "room.toml", "--quality", "9" }, 64, "--quality: 9 is outside 1 to 5" },
+        { "size not a size", { "render", "room.toml", "--size", "640" }, 64, "--size" },
+        { "no pixels", { "render", "room.toml", "--size", "0x10" }, 64, "--size: 0 is outside" },
+        { "region outside", { "render", "room.toml", "--region", "90,0,20,10" }, 64, "90,0,20,10" },
+        { "misspelt projection", { "render", "room.toml", "--projection", "perspectiv" }, 64, "did you mean \"perspective\"?" },
+        { "missing scene", { "render", "none.toml" }, 3, "none.toml: scene file not found" },
+        { "wrong key", { "render", "key.toml" }, 2, "did you mean \"lumens\"?" },
+        { "missing model", { "render", "model.toml" }, 3, "absent.obj: model file not found" },
+        { "damaged model", { "render", "damaged.toml" }, 2, "vertex 1 is not a number" },
+        { "unknown material name", { "render", "names.toml" }, 2, "has no material \"Wal\"" },
+        { "planes of a draft", { "render", "planes.toml", "--quality", "2" }, 2, "from quality 3 on" },
+        { "planes of a preview", { "render", "planes.toml", "--preview" }, 2, "need the last pass" },
+        { "no such folder", { "render", "room.toml", "-o", "none/a.png" }, 1, "none/a.png: cannot be written" },
+        { "a folder", { "render", "room.toml", "-o", "folder.png" }, 1, "it is a folder" },
+        { "unknown picture format", { "render", "room.toml", "-o", "a.gif" }, 1, "must end in .png or .bmp" },
+        { "scene as picture", { "render", "room.toml", "-o", "room.toml" }, 64, "would replace the scene" },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(run(c.arguments), c.code) << errors();
+        const std::string text = errors();
+        EXPECT_NE(text.find(c.part), std::string::npos) << text;
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+        EXPECT_EQ(text.substr(0, 12), "zirconlite: ");
+    }
+    // Not one of them leaves a file behind.
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path))
+    {
+        EXPECT_EQ(entry.path().filename().string().find(".png."), std::string::npos) << entry.path();
+    }
+}
+
+TEST_F(CommandLine, ExplainsItself)
+{
+    EXPECT_EQ(run({ "render", "--help" }), 0);
+    const std::string help = folder.read("output.txt");
+    for (const char* part : { "--size", "--region", "--preview", "130  stopped by Ctrl-C", "  3  the scene or a model is not there" })
+    {
+        EXPECT_NE(help.find(part), std::string::npos) << part;
+    }
+    EXPECT_EQ(run({ "--version" }), 0);
+    EXPECT_EQ(folder.read("output.txt").substr(0, 11), "zirconlite ");
+}
+
+TEST_F(CommandLine, RendersPicturesOfTheSizesAskedFor)
+{
+    struct { const char* what; std::vector<std::string> options; unsigned width, height; } const cases[] = {
+        { "whole", {}, 96, 64 },
+        { "size", { "--size", "40x30" }, 40, 30 },
+        { "one pixel", { "--size", "1x1" }, 1, 1 },
+        { "region", { "--region", "13,5,50,31" }, 50, 31 },
+        { "preview", { "--preview" }, 24, 16 },
+        { "preview of a region", { "--preview", "--region", "40,20,8,8" }, 2, 2 },
+        { "cylinder", { "--projection", "cylindrical" }, 96, 64 },
+        { "probe", { "--projection", "light-probe" }, 96, 64 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        std::vector<std::string> arguments { "render", "room.toml", "-o", "out.png" };
+        arguments.insert(arguments.end(), c.options.begin(), c.options.end());
+        std::filesystem::remove(folder.path / "out.png");
+        ASSERT_EQ(run(arguments), 0) << errors();
+        const picture_facts f = facts("out.png");
+        EXPECT_EQ(f.width, c.width);
+        EXPECT_EQ(f.height, c.height);
+        EXPECT_GT(f.mean, 10);
+    }
+}
+
+TEST_F(CommandLine, CutsARegionOutOfTheWholePicture)
+{
+    ASSERT_EQ(run({ "render", "room.toml", "-o", "whole.png" }), 0) << errors();
+    ASSERT_EQ(run({ "render", "room.toml", "-o", "part.png", "--region", "16,8,48,32" }), 0) << errors();
+    const auto load = [&](const char* name, unsigned& width)
+    {
+        png_image image {};
+        image.version = PNG_IMAGE_VERSION;
+        EXPECT_TRUE(png_image_begin_read_from_file(&image, (folder.path / name).c_str()));
+        image.format = PNG_FORMAT_GRAY;
+        std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
+        png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
+        width = image.width;
+        return pixels;
+    };
+    unsigned whole_width = 0, part_width = 0;
+    const auto whole = load("whole.png", whole_width), part = load("part.png", part_width);
+    ASSERT_EQ(part.size(), 48u * 32u);
+    double difference = 0;
+    for (unsigned y = 0; y < 32; ++y)
+    {
+        for (unsigned x = 0; x < 48; ++x)
+        {
+            difference += std::abs(int(whole[(y + 8) * whole_width + x + 16]) - int(part[y * part_width + x]));
+        }
+    }
+    EXPECT_LT(difference / (48 * 32), 3.0);
+}
+
+TEST_F(CommandLine, SavesPlanesVariantsAndBitmaps)
+{
+    folder.write("all.toml", std::string(room_toml) + "[output]\nalpha = \"a.png\"\ndepth = \"d.png\"\nobject_id = \"i.png\"\n"
+        "[[variant]]\nfile = \"dark.png\"\nbrightness = -0.5\n[[variant]]\nfile = \"power.png\"\nmethod = \"power\"\n");
+    ASSERT_EQ(run({ "render", "all.toml", "-o", "all.bmp" }), 0) << errors();
+    EXPECT_EQ(folder.read("all.bmp").substr(0, 2), "BM");
+    EXPECT_EQ(std::filesystem::file_size(folder.path / "all.bmp"), 54u + 96 * 64 * 3);
+    for (const char* name : { "a.png", "d.png", "i.png", "dark.png", "power.png" }) { EXPECT_EQ(facts(name).width, 96u) << name; }
+    EXPECT_LT(facts("dark.png").mean, facts("power.png").mean);
+    EXPECT_NE(folder.read("output.txt").find("distances "), std::string::npos);
+}
+
+TEST_F(CommandLine, RendersScenesOfNothing)
+{
+    folder.write("empty.toml", "[camera]\n[render]\nsize = [32, 32]\n[background]\ncolor = [0.5, 0.5, 0.5]\n");
+    ASSERT_EQ(run({ "render", "empty.toml" }), 0) << errors();
+    EXPECT_NEAR(facts("empty.png").mean, 127.5, 2);
+    folder.write("dark.toml", "[camera]\neye = [0, -4, 1]\n[render]\nsize = [32, 32]\n[[model]]\nfile = \"room.obj\"\n");
+    EXPECT_EQ(run({ "render", "dark.toml" }), 0) << errors();
+}
+
+TEST_F(CommandLine, StopsOnSignalsAndKeepsWhatItHas)
+{
+    // Fine enough to last for minutes.
+    std::string slow = room_toml;
+    slow.replace(slow.find("[96, 64]"), 8, "[3000, 2000]\nquality = 5\nantialiasing = 1.0");
+    folder.write("slow.toml", slow);
+    struct { int signal, code; } const cases[] = { { SIGINT, 130 }, { SIGTERM, 143 } };
+    for (const auto& c : cases)
+    {
+        folder.write("slow.png", "old picture");
+        const running r = start({ "render", "slow.toml" });
+        // The last pass has begun when its name is in the log.
+        for (int i = 0; i < 600 && errors().find("pass 2") == std::string::npos; ++i)
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        kill(r.id, c.signal);
+        const auto start_of_stop = std::chrono::steady_clock::now();
+        EXPECT_EQ(finish(r), c.code) << errors();
+        EXPECT_LT(std::chrono::steady_clock::now() - start_of_stop, std::chrono::seconds(4));
+        EXPECT_EQ(facts("slow.png").width, 3000u);
+        EXPECT_GT(facts("slow.png").mean, 1);
+    }
+    // At once after the start nothing has been measured: the old picture stays.
+    folder.write("slow.png", "old picture");
+    const running r = start({ "render", "slow.toml" });
+    std::this_thread::sleep_for(std::chrono::milliseconds(15));
+    kill(r.id, SIGTERM);
+    const int code = finish(r);
+    EXPECT_TRUE(code == 143 || code == -SIGTERM) << code;
+    EXPECT_EQ(folder.read("slow.png"), "old picture");
+}
