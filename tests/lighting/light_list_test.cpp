@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "zirconlite/frame/document.h"
+#include "zirconlite/frame/error.h"
+#include "zirconlite/lighting/light.h"
+
+namespace
+{
+
+/// A light or group whose `file_id` tells it from the others.
+light* made(uint32_t id, float lumens, int32_t type = LIGHT_SPHERICAL, light* parent = nullptr)
+{
+    light l = {};
+    l.type = type;
+    l.distribution = DISTRIBUTION_DEFAULT;
+    l.brightness_unit = BRIGHTNESS_LUMENS;
+    l.lumens = lumens;
+    l.file_id = id;
+    l.parent = parent;
+    return zr_create_light(&l, nullptr);
+}
+
+std::string walk(light* first)
+{
+    std::string ids;
+    for (light* l = first_leaf(first); l; l = next_leaf(l)) { ids += std::to_string(l->file_id) + " "; }
+    return ids;
+}
+
+} // namespace
+
+TEST(LightList, IsSortedByPowerAndEqualLightsKeepTheirOrder)
+{
+    document scene = {};
+    const float lumens[] = { 100, 300, 100, 200, 300, 100, 50, 0 };
+    uint32_t id = 0;
+    for (const float power : lumens) { zr_insert_light_source_ex(&scene.lights, made(++id, power), &scene); }
+    EXPECT_EQ(walk(scene.lights), "2 5 4 1 3 6 7 8 ");
+    EXPECT_EQ(scene.light_count, 8);
+    zr_lights_free(&scene, 1);
+    EXPECT_EQ(scene.lights, nullptr);
+    EXPECT_EQ(scene.light_count, 0);
+}
+
+TEST(LightList, TheWalkPassesOverGroups)
+{
+    document scene = {};
+    EXPECT_EQ(first_leaf(nullptr), nullptr);
+    light* outer = made(1, 500, LIGHT_GROUP);
+    light* inner = made(2, 400, LIGHT_GROUP, outer);
+    light* hollow = made(3, 300, LIGHT_GROUP, outer);
+    zr_insert_light_source(&outer->first_child, inner, nullptr);
+    zr_insert_light_source(&outer->first_child, hollow, nullptr);
+    zr_insert_light_source_ex(&scene.lights, outer, &scene);
+    zr_insert_light_source_ex(&scene.lights, made(4, 450, LIGHT_GROUP), &scene);
+    EXPECT_EQ(first_leaf(scene.lights), nullptr) << "groups alone give no light";
+    zr_insert_light_source(&inner->first_child, made(5, 10, LIGHT_SPHERICAL, inner), nullptr);
+    zr_insert_light_source(&inner->first_child, made(6, 20, LIGHT_SPHERICAL, inner), nullptr);
+    zr_insert_light_source(&outer->first_child, made(7, 5, LIGHT_SPHERICAL, outer), nullptr);
+    zr_insert_light_source_ex(&scene.lights, made(8, 100), &scene);
+    EXPECT_EQ(walk(scene.lights), "6 5 7 8 ");
+
+    outer->flags |= LIGHT_KEPT;
+    zr_lights_free(&scene, 0);
+    EXPECT_EQ(walk(scene.lights), "6 5 7 ");
+    EXPECT_EQ(scene.light_count, 5) << "every node below the kept group";
+    outer->flags = 0;
+    zr_lights_free(&scene, 0);
+    EXPECT_EQ(scene.lights, nullptr);
+    EXPECT_EQ(scene.light_count, 0);
+}
+
+TEST(LightList, KeptLightsStayInOrder)
+{
+    document scene = {};
+    for (uint32_t id = 1; id <= 6; ++id)
+    {
+        light* l = made(id, float(100 - id));
+        if (id % 3 == 1) { l->flags |= LIGHT_KEPT; }
+        zr_insert_light_source_ex(&scene.lights, l, &scene);
+    }
+    zr_lights_free(&scene, 0);
+    EXPECT_EQ(walk(scene.lights), "1 4 ");
+    EXPECT_EQ(scene.light_count, 2);
+    zr_lights_free(&scene, 1);
+}
+
+TEST(LightList, ATemplatesPlaceInATreeIsNotCopied)
+{
+    light* other = made(1, 5);
+    light l = {};
+    l.next = l.first_child = other;
+    l.goniometry = reinterpret_cast<goniometry*>(other);
+    light* copy = zr_create_light(&l, nullptr);
+    EXPECT_EQ(copy->next, nullptr);
+    EXPECT_EQ(copy->first_child, nullptr);
+    EXPECT_EQ(copy->goniometry, nullptr);
+    zr_lights_free_ex(copy, 1);
+    zr_light_free(other);
+    EXPECT_EQ(zr_create_light(nullptr, nullptr), nullptr);
+}
+
+TEST(LightList, WindowsNeedASkyThatShinesThroughThem)
+{
+    document scene = {};
+    light* window = made(1, 5, LIGHT_DAYLIGHT);
+    scene.sun_sky_flags = SUN_SKY_SUN;
+    EXPECT_EQ(zr_insert_light_source_ex(&scene.lights, window, &scene), -1);
+    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_STATE);
+    EXPECT_EQ(scene.lights, nullptr);
+    scene.sun_sky_flags = SUN_SKY_WINDOWS;
+    EXPECT_EQ(zr_insert_light_source_ex(&scene.lights, window, &scene), 1);
+    zr_lights_free(&scene, 1);
+}
