@@ -13,7 +13,7 @@
 #include "zirconlite/materials/material.h"
 #include "zirconlite/platform/threads.hpp"
 #include "zirconlite/raytrace/image_buffer.h"
-#include "zirconlite/raytrace/render_job.h"
+#include "zirconlite/raytrace/render_job.hpp"
 #include "zirconlite/raytrace/tone.h"
 
 namespace
@@ -148,15 +148,7 @@ bool settle_jobs(document* document)
     {
         return zr::report_failure(ZR_ERROR_STATE, "the document's search structure is being built");
     }
-    if (zr_wait_for_render(document, 0)) { return true; }
-    const bool ending = zr::platform::load_word(&document->stop_render) != 0 ||
-                        (zr::platform::load_word(&document->render_state) & RENDER_STATE_FINISHED) != 0;
-    const zr_handle thread = __atomic_load_n(&document->render_thread, __ATOMIC_ACQUIRE);
-    if (!ending || zr::platform::is_current_thread(thread))
-    {
-        return zr::report_failure(ZR_ERROR_STATE, "a render of the document is running");
-    }
-    return zr_wait_for_render(document, -1) != 0;
+    return zr::settle_render(document);
 }
 
 void free_scene_memory(document* document)

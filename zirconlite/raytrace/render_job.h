@@ -31,8 +31,9 @@ typedef struct render_job
     progress_bar progress;
     struct document* document;
     struct render_view* view;
-    double region[4]; /**< left, top, right, bottom as fractions of the image, rows counted from below; the
-                           job widens it to multiples of 16 (left, top) and 4 (right, bottom) */
+    double region[4]; /**< left, top, right, bottom as fractions of the image, rows counted from below, so top
+                           is the lower edge; in pixels the job lowers left and top to multiples of 16, right
+                           and bottom to multiples of 4 */
     int32_t status;   /**< 1 once zr_raytrace has started the job */
 } render_job;
 
@@ -46,6 +47,9 @@ ZR_API int32_t zr_raytrace(render_job* job);
 
 /** Asks a running job to stop and waits for it; the image keeps what was reached. Returns 1. */
 ZR_API int32_t zr_pause_raytracing(document* document, zr_handle parent_window);
+
+ZR_API int32_t zr_pause_preview_rt(document* document); /**< kept for hosts that call it; returns 1 */
+ZR_API int32_t zr_is_preview_image_valid(void);         /**< 1 once a preview job has finished */
 
 /** Waits until no job of the document runs: 1, or 0 when `milliseconds` passed first (negative: no limit).
  *  Right in every case, with or without the completion command. */
