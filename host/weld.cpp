@@ -1,6 +1,7 @@
 /// @file
 /// From corners to shared vertices: welding by position, closed and open pieces, and the angle up to
 /// which the file's normals smooth.
+#include "host/concave.hpp"
 #include "host/model.hpp"
 
 #include <algorithm>
@@ -268,25 +269,41 @@ model_mesh extract(const welded_part& w, const std::vector<polygon>& polygons, c
     m.name = source.name;
     m.material = source.material;
     std::vector<uint32_t> number(w.places.size(), UINT32_MAX);
+    const auto add_corner = [&](const polygon& p, uint32_t k)
+    {
+        const uint32_t v = w.corners[p.first_corner + k];
+        if (number[v] == UINT32_MAX)
+        {
+            number[v] = uint32_t(m.positions.size() / 3);
+            m.positions.insert(m.positions.end(), { w.places[v].x, w.places[v].y, w.places[v].z });
+        }
+        m.corners.push_back(number[v]);
+        for (int set = 0; set < 2; ++set)
+        {
+            if (source.uv[set].empty()) { continue; }
+            const float* uv = &source.uv[set][2 * w.source_corner[p.first_corner + k]];
+            m.uv[set].insert(m.uv[set].end(), { uv[0], uv[1] });
+        }
+    };
+    std::vector<std::array<double, 3>> points;
+    std::vector<uint32_t> triangles;
     for (const polygon& p : polygons)
     {
-        m.corner_count.push_back(p.corner_count);
-        for (uint32_t k = 0; k < p.corner_count; ++k)
+        points.clear();
+        triangles.clear();
+        for (uint32_t k = 0; k < p.corner_count && p.corner_count > 3; ++k)
         {
-            const uint32_t v = w.corners[p.first_corner + k];
-            if (number[v] == UINT32_MAX)
-            {
-                number[v] = uint32_t(m.positions.size() / 3);
-                m.positions.insert(m.positions.end(), { w.places[v].x, w.places[v].y, w.places[v].z });
-            }
-            m.corners.push_back(number[v]);
-            for (int set = 0; set < 2; ++set)
-            {
-                if (source.uv[set].empty()) { continue; }
-                const float* uv = &source.uv[set][2 * w.source_corner[p.first_corner + k]];
-                m.uv[set].insert(m.uv[set].end(), { uv[0], uv[1] });
-            }
+            const place& at = w.places[w.corners[p.first_corner + k]];
+            points.push_back({ at.x, at.y, at.z });
         }
+        if (cut_concave(points, triangles))
+        {
+            m.corner_count.insert(m.corner_count.end(), triangles.size() / 3, 3);
+            for (const uint32_t k : triangles) { add_corner(p, k); }
+            continue;
+        }
+        m.corner_count.push_back(p.corner_count);
+        for (uint32_t k = 0; k < p.corner_count; ++k) { add_corner(p, k); }
     }
     m.smooth_cosine = smooth_cosine_of(w, polygons, source);
     return m;
