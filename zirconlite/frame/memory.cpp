@@ -2,6 +2,7 @@
 /// The private heap with its questions to the host, and the arenas.
 #include "zirconlite/frame/memory.h"
 
+#include <stdint.h>
 #include <string.h>
 
 #include "zirconlite/frame/host_callbacks.hpp"
@@ -185,8 +186,10 @@ bool host_lets_request()
 
 template <class Request> void* ask_heap(size_t size, Request request)
 {
+    // No host can make room for more than the address space: asking it would go on for ever.
+    const bool possible = size <= PTRDIFF_MAX;
     // A host that gives up before the request is not asked a second time for the same bytes.
-    if (host_lets_request())
+    if (possible && host_lets_request())
     {
         void* block = request();
         while (!block && zr::host::may_ask_for_memory() && zr::host::low_memory() == 1) { block = request(); }

@@ -32,14 +32,14 @@ namespace
 {
 
 file_error error_from_errno(int code);
-int open_flags(access a, disposition d);
-int lock_mode(access a, uint32_t sharing);
+int open_flags(file_access a, disposition d);
+int lock_mode(file_access a, uint32_t sharing);
 bool write_all(int descriptor, const void* bytes, size_t size);
-file_error open_descriptor(const char* path, access a, uint32_t sharing, disposition d, int* descriptor);
+file_error open_descriptor(const char* path, file_access a, uint32_t sharing, disposition d, int* descriptor);
 
 } // namespace
 
-file* open_file(const char16_t* path, access a, uint32_t sharing, disposition d, file_error* why)
+file* open_file(const char16_t* path, file_access a, uint32_t sharing, disposition d, file_error* why)
 {
     file_error unused;
     file_error& reason = why ? *why : unused;
@@ -108,7 +108,7 @@ bool close_file(file* f)
 unsigned char* read_whole_file(const char16_t* path, uint64_t limit, size_t* size, file_error* why)
 {
     *size = 0;
-    file* f = open_file(path, access::read, share_read, disposition::open_existing, why);
+    file* f = open_file(path, file_access::read, share_read, disposition::open_existing, why);
     if (!f) { return nullptr; }
     const uint64_t bytes = file_size(f);
     unsigned char* content = nullptr;
@@ -175,7 +175,7 @@ replacement* begin_replacement(const char16_t* path, file_error* why)
         free(r);
         return nullptr;
     }
-    if (had_file && ::access(r->final, W_OK) != 0)
+    if (had_file && access(r->final, W_OK) != 0)
     {
         reason = file_error::denied;
         free(r);
@@ -244,9 +244,9 @@ file_error error_from_errno(int code)
     }
 }
 
-int open_flags(access a, disposition d)
+int open_flags(file_access a, disposition d)
 {
-    int flags = a == access::read ? O_RDONLY : a == access::write ? O_WRONLY : O_RDWR;
+    int flags = a == file_access::read ? O_RDONLY : a == file_access::write ? O_WRONLY : O_RDWR;
     if (d == disposition::create_new) { flags |= O_CREAT | O_EXCL; }
     if (d == disposition::open_or_create || d == disposition::create_or_empty) { flags |= O_CREAT; }
     return flags;
@@ -254,11 +254,11 @@ int open_flags(access a, disposition d)
 
 /// The advisory lock that stands for a sharing mode: exclusive where others may not read, or where we
 /// write and others may not; shared where we only read and nobody may write; none where all may do all.
-int lock_mode(access a, uint32_t sharing)
+int lock_mode(file_access a, uint32_t sharing)
 {
     if (!(sharing & share_read)) { return LOCK_EX; }
     if (sharing & share_write) { return 0; }
-    return a == access::read ? LOCK_SH : LOCK_EX;
+    return a == file_access::read ? LOCK_SH : LOCK_EX;
 }
 
 bool write_all(int descriptor, const void* bytes, size_t size)
@@ -275,7 +275,7 @@ bool write_all(int descriptor, const void* bytes, size_t size)
     return true;
 }
 
-file_error open_descriptor(const char* path, access a, uint32_t sharing, disposition d, int* descriptor)
+file_error open_descriptor(const char* path, file_access a, uint32_t sharing, disposition d, int* descriptor)
 {
     // Without O_NONBLOCK the opening of a pipe would wait for its other end, perhaps for ever.
     const int fd = open(path, open_flags(a, d) | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);

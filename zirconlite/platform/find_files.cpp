@@ -124,7 +124,7 @@ bool fill_entry(const char* path, const char* name, find_entry* entry)
     if (stat(path, &s) != 0) { return false; }
     uint32_t attributes = 0;
     if (S_ISDIR(s.st_mode)) { attributes |= attribute_folder; }
-    if (::access(path, W_OK) != 0) { attributes |= attribute_read_only; }
+    if (access(path, W_OK) != 0) { attributes |= attribute_read_only; }
     if (name[0] == '.') { attributes |= attribute_hidden; }
     entry->attributes = attributes ? attributes : uint32_t(attribute_normal);
     entry->size = S_ISREG(s.st_mode) && s.st_size > 0 ? static_cast<uint64_t>(s.st_size) : 0;
