@@ -116,6 +116,20 @@ TEST(Tone, GivesAPickedBackgroundColourBack)
     }
 }
 
+TEST(Tone, GivesWhiteBackOverPicturesOfOneDimLuminance)
+{
+    // The whole curve is then a ten-thousandth of a decade wide, and what lies above it is shown darker.
+    for (float luminance = 0.02f; luminance < 9.0f; luminance *= 1.13f)
+    {
+        const measured_view measured(
+            TONE_HISTOGRAM, [=](int, int) { return luminance; }, 32);
+        float rgb[3] = { 1.0f, 1.0f, 1.0f };
+        inverse_tone(&measured.view, 1.0, 1.0, rgb);
+        tone(&measured.view, 1.0, 1.0, rgb, 1);
+        EXPECT_NEAR(rgb[0], 1.0f, 2.0f / 255.0f) << luminance;
+    }
+}
+
 TEST(Tone, RisesWithRadianceAndKeepsTheDominantChannel)
 {
     for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
