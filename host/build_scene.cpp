@@ -71,7 +71,7 @@ void set_settings(const scene& s, document* d)
     for (environment* e : { &d->environment, &d->reflected_environment })
     {
         e->mode = ENVIRONMENT_FLAT;
-        for (int i = 0; i < 3; ++i) { e->color0[i] = float(s.background.color.rgb[i]); }
+        set_color(e->color0, s.background.color);
     }
 }
 

@@ -9,7 +9,7 @@ namespace zr
 namespace
 {
 
-/// The display colour that `record` shows in the ray's direction. Without a sun the sky is black.
+/// The linear colour that `record` shows in the ray's direction. Without a sun the sky is black.
 void background_color(const environment& record, float rgb[3])
 {
     for (int i = 0; i < 3; ++i) { rgb[i] = record.mode == ENVIRONMENT_FLAT ? record.color0[i] : 0.0f; }

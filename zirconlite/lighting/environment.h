@@ -31,7 +31,7 @@ enum
 typedef struct environment
 {
     int32_t mode; /**< an environment_mode */
-    float color0[3], color1[3], color2[3]; /**< top, bottom, middle; display values, 0 to 1 */
+    float color0[3], color1[3], color2[3]; /**< top, bottom, middle; linear, 0 to 1 */
     double angle0, angle1, angle2;         /**< altitudes of the stops top, middle, bottom, radians */
     float gradient_colors[9];              /**< derived: top, middle, bottom */
     double gradient_sines[3];              /**< derived */
