@@ -1,5 +1,5 @@
 /// @file
-/// Operations on a document that need no other room: units, the free list, waiting, the exception handler.
+/// Operations on a document that need no other room: units, the free list, waiting, exception handler.
 #include "zirconlite/frame/document_state.hpp"
 
 #include "zirconlite/display/hooks.hpp"
@@ -87,13 +87,6 @@ uint32_t zr_wait_for_state_variable(const uint32_t* variable)
 void zr_install_exception_handler(zr_exception_handler handler)
 {
     __atomic_store_n(&stored_handler, handler, __ATOMIC_RELEASE);
-}
-
-int32_t zr_set_light_model(document* document, int32_t model)
-{
-    const int32_t former = document->light_model;
-    if (model == LIGHT_MODEL_FAST || model == LIGHT_MODEL_EXACT) { document->light_model = model; }
-    return former;
 }
 
 namespace zr
