@@ -428,11 +428,3 @@ void zr_get_ambient_color(float rgb_out[3])
 {
     for (int i = 0; i < 3; ++i) { rgb_out[i] = job.ambient_color[i]; }
 }
-
-int32_t zr_set_light_model(document* document, int32_t model)
-{
-    const int32_t before = document->light_model;
-    if (model == LIGHT_MODEL_FAST || model == LIGHT_MODEL_EXACT) { document->light_model = model; }
-    else { report_failure(ZR_ERROR_ARGUMENT, "light model %d; 0 is fast, 1 is exact", model); }
-    return before;
-}
