@@ -3,6 +3,7 @@
 #include "zirconlite/frame/document_state.hpp"
 
 #include "zirconlite/display/hooks.hpp"
+#include "zirconlite/frame/status.hpp"
 #include "zirconlite/platform/fatal_signals.hpp"
 #include "zirconlite/platform/threads.hpp"
 
@@ -87,6 +88,14 @@ uint32_t zr_wait_for_state_variable(const uint32_t* variable)
 void zr_install_exception_handler(zr_exception_handler handler)
 {
     __atomic_store_n(&stored_handler, handler, __ATOMIC_RELEASE);
+}
+
+int32_t zr_set_light_model(document* document, int32_t model)
+{
+    const int32_t former = document->light_model;
+    if (model == LIGHT_MODEL_FAST || model == LIGHT_MODEL_EXACT) { document->light_model = model; }
+    else { zr::report_failure(ZR_ERROR_ARGUMENT, "light model %d; 0 is fast, 1 is exact", model); }
+    return former;
 }
 
 namespace zr
