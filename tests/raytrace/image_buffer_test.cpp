@@ -92,11 +92,46 @@ TEST(ImageBuffer, TellsBackgroundFromSurfaces)
         uint8_t pixel[5] = {};
         EXPECT_EQ(pack_pixel(buffer, &components, pixel), c.written);
         pixel_components back;
-        EXPECT_EQ(zr_unpack_internal_pixel(buffer, pixel, &back, 0), c.read | PIXEL_HAS_SOURCE_RATIO);
-        EXPECT_NEAR(back.source_ratio, 0.5f, 1.0f / 255.0f);
+        const bool has_ratio = c.read != PIXEL_HAS_BACKGROUND;
+        EXPECT_EQ(zr_unpack_internal_pixel(buffer, pixel, &back, 0),
+            c.read | (has_ratio ? uint32_t(PIXEL_HAS_SOURCE_RATIO) : 0u));
+        EXPECT_NEAR(back.source_ratio, has_ratio ? 0.5f : 0.0f, 1.0f / 255.0f);
         if (c.read == PIXEL_HAS_SURFACE) { EXPECT_NEAR(back.surface[0], 2.0f, 0.02f); }
         EXPECT_EQ(back.background[0] > 0.0f, c.read == PIXEL_HAS_BACKGROUND);
     }
+}
+
+TEST(ImageBuffer, KeepsTheWeakChannelsOfABackground)
+{
+    const owned_buffer buffer(zr_new_image_buffer(4, 4, PIXEL_RADIANCE));
+    uint8_t pixel[5] = {};
+    for (const float weak : { 0.0f, 1e-5f, 1e-4f, 0.001f, 0.003f, 0.0077f, 0.02f, 0.3f, 0.99f, 1.0f })
+    {
+        for (int strongest = 0; strongest < 3; ++strongest)
+        {
+            SCOPED_TRACE(testing::Message() << weak << " beside channel " << strongest);
+            pixel_components c = {};
+            c.background[strongest] = 1.02f;
+            c.background[(strongest + 1) % 3] = weak * 1.02f;
+            pack_pixel(buffer, &c, pixel);
+            pixel_components back;
+            EXPECT_EQ(zr_unpack_internal_pixel(buffer, pixel, &back, 0), uint32_t(PIXEL_HAS_BACKGROUND));
+            for (int i = 0; i < 3; ++i)
+            {
+                const double wanted = std::pow(c.background[i], 1 / 2.2);
+                EXPECT_NEAR(std::pow(back.background[i], 1 / 2.2), wanted, 1.5 / 255.0) << i;
+            }
+        }
+    }
+    const pixel_components over = surface(1.0f, 1.0f, 1.0f);
+    pack_pixel(buffer, &over, pixel);
+    EXPECT_EQ(pixel[4], 0) << "the fractions are no ratio";
+    // Without fractions a background unpacks as any other pixel.
+    const uint8_t bare[5] = { 65 | 0x80, 128, 64, 0, 0 };
+    pixel_components back;
+    zr_unpack_internal_pixel(buffer, bare, &back, 0);
+    EXPECT_EQ(back.background[1], 0.50390625f);
+    EXPECT_EQ(back.background[2], 0.00390625f);
 }
 
 TEST(ImageBuffer, ReadsTheNearestSampleThatAPassHasFinished)
