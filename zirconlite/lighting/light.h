@@ -107,7 +107,7 @@ struct light
     float filter[3];
     int32_t distribution;         /**< a light_distribution */
     float beam_angle, field_angle; /**< radians from the axis: half the peak, and no light beyond */
-    vector3 aim_point;            /**< target of a spot; `normal` follows from it */
+    vector3 aim_point;            /**< target of a spot; `normal` follows from it where that is 0 */
     char16_t ies_path[260];
     struct goniometry* goniometry; /**< owned; NULL none */
     double falloff;               /**< exponent of the distance; usually 2, 0 for no attenuation */
@@ -141,8 +141,9 @@ struct light
     document* owner_document;     /**< on the sky record only */
 };
 
-/** A new light: a copy of `template_light`, prepared by its type and distribution. The caller owns it until
- *  it is inserted, and frees it with zr_light_free. NULL when memory fails. */
+/** A new light: a copy of `template_light` with no `next`, `first_child` and `goniometry`, prepared by its type
+ *  and distribution. Every field that the host fills is held to its range, NaN to a neutral value. The caller
+ *  owns it until it is inserted, and frees it with zr_light_free. NULL when memory fails. */
 ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sun_sky);
 
 /** Inserts `light` in the list at `head`, which is sorted by power with the strongest first; equal ones keep
@@ -150,7 +151,8 @@ ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sun_s
  *  owns the light. Returns 1. */
 ZR_API int32_t zr_insert_light_source(light** head, light* light, void* reserved);
 /** The same with the document's bounds copied into the light; raises `light_count` when `head` is the
- *  document's list. -1 for a window light while `sun_sky_flags` is not 3: the caller keeps it. */
+ *  document's list, by the lights and groups below a group, else by 1. -1 for a window light while
+ *  `sun_sky_flags` is not 3: the caller keeps it. */
 ZR_API int32_t zr_insert_light_source_ex(light** head, light* light, document* document);
 
 ZR_API int32_t zr_light_free(light* light); /**< returns 1; NULL is fine */
