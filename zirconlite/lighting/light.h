@@ -141,9 +141,9 @@ struct light
     document* owner_document;     /**< on the sky record only */
 };
 
-/** A new light: a copy of `template_light` with no `next`, `first_child` and `goniometry`, prepared by its type
- *  and distribution. Every field that the host fills is held to its range, NaN to a neutral value. The caller
- *  owns it until it is inserted, and frees it with zr_light_free. NULL when memory fails. */
+/** A new light: a copy of `template_light` with no `next`, `first_child` and `goniometry`, prepared by its
+ *  type and distribution. Every field that the host fills is held to its range, NaN to a neutral value.
+ *  The caller owns it until it is inserted, and frees it with zr_light_free. NULL when memory fails. */
 ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sun_sky);
 
 /** Inserts `light` in the list at `head`, which is sorted by power with the strongest first; equal ones keep
@@ -156,7 +156,8 @@ ZR_API int32_t zr_insert_light_source(light** head, light* light, void* reserved
 ZR_API int32_t zr_insert_light_source_ex(light** head, light* light, document* document);
 
 ZR_API int32_t zr_light_free(light* light); /**< returns 1; NULL is fine */
-ZR_API int32_t zr_lights_free_ex(light* first, int32_t with_children); /**< frees a sibling chain; returns 1 */
+/** Frees a sibling chain, with `with_children` the subtree of each too. Returns 1. */
+ZR_API int32_t zr_lights_free_ex(light* first, int32_t with_children);
 /** Frees all lights, or with `all` 0 those without LIGHT_KEPT, and recounts. Returns 1. */
 ZR_API int32_t zr_lights_free(document* document, int32_t all);
 

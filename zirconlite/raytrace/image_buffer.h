@@ -103,16 +103,18 @@ ZR_API const uint8_t* zr_image_buffer_pixel_ex(
 ZR_API uint8_t* zr_image_buffer_skip_pixels(const image_buffer* buffer, uint8_t* pixel, int32_t count);
 ZR_API void image_buffer_advance(const image_buffer* buffer, pixel_pointers* pointers, int32_t count);
 
-/** Packs a pixel; returns the kinds written (PIXEL_HAS_SURFACE, PIXEL_HAS_BACKGROUND; surface and background
- *  together keep their sum, as surface). NaN and negative channels count as 0; infinity is held to the largest
- *  radiance, just below 2^63; below 1e-7 a pixel is black.
+/** Packs a pixel; returns the kinds written (PIXEL_HAS_SURFACE, PIXEL_HAS_BACKGROUND; surface and
+ *  background together keep their sum, as surface). NaN and negative channels count as 0; infinity is held
+ *  to the largest radiance, just below 2^63; below 1e-7 a pixel is black.
  *
- *  Radiance pixels: byte 0 is 0 for black, else the shared exponent + 64, with bit 7 set for pure background.
- *  Bytes 1 to 3 are the mantissas of red, green, blue. Byte 4 is `source_ratio` x 255, rounded; a ratio of 0
- *  leaves it as it was, but clears it where the pixel held background. In a pure background, which has no
- *  ratio, byte 4 holds four bits more of each of the two weaker channels, so that a picked colour comes back. */
+ *  Radiance pixels: byte 0 is 0 for black, else the shared exponent + 64, with bit 7 set for pure
+ *  background. Bytes 1 to 3 are the mantissas of red, green, blue. Byte 4 is `source_ratio` x 255,
+ *  rounded; a ratio of 0 leaves it as it was, but clears it where the pixel held background. In a pure
+ *  background, which has no ratio, byte 4 holds four bits more of each of the two weaker channels, so that
+ *  a picked colour comes back. */
 ZR_API uint32_t pack_pixel(const image_buffer* buffer, const pixel_components* components, uint8_t* pixel);
-/** Unpacks a pixel; returns `present`. `raw` 0 takes simple pixels through the inverse of the simple gamma. */
+/** Unpacks a pixel; returns `present`. `raw` 0 takes simple pixels through the inverse of the simple
+ *  gamma. */
 ZR_API uint32_t zr_unpack_internal_pixel(
     const image_buffer* buffer, const uint8_t* pixel, pixel_components* components, int32_t raw);
 

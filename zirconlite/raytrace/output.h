@@ -54,7 +54,8 @@ ZR_API int32_t zr_evaluate_rt_pixel_ex(
 ZR_API int32_t zr_evaluate_rt_pixel(
     const render_view* view, pixel_cache* cache, const uint8_t* pixel, uint8_t bytes[3]);
 
-/** Ordered dither of 11-bit values to 8 and to 5 bits. */
+/** Ordered dither: `dither24` takes 11-bit values to 8 bits, `dither16` 8-bit values to 5 bits. Values out of
+ *  range are held to it. */
 ZR_API void dither24(int32_t x, int32_t y, int32_t r, int32_t g, int32_t b, uint8_t* r_out, uint8_t* g_out,
     uint8_t* b_out);
 ZR_API void dither16(int32_t x, int32_t y, int32_t r, int32_t g, int32_t b, uint8_t* r_out, uint8_t* g_out,

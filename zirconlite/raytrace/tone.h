@@ -44,13 +44,14 @@ ZR_API int32_t get_tone_operator(
     double luminance, double* scale, double* exponent, double exponent_factor, double scale_factor);
 
 /** Radiance to display value, in place. NaN and negative channels count as 0, infinity as the largest kept
- *  radiance. `plain` leaves the contrast step out. With the histogram operator the exponent and scale serve only
- *  while there is no finished histogram. 0 for black, else 1. Read-only on the view; any thread. */
+ *  radiance. `plain` leaves the contrast step out. With the histogram operator the exponent and scale
+ *  serve only while there is no finished histogram. 0 for black, else 1. Read-only on the view; any
+ *  thread. */
 ZR_API int32_t tone(const render_view* view, double exponent, double scale, float rgb[3], int32_t plain);
-/** A picked colour to radiance, in place. The colour is linear, each channel held to 0 to 1; `tone` with `plain`
- *  and the same pair gives each channel to the power 1 / 2.2, that is the colour as a display shows it, within
- *  2/255. With the histogram operator and no finished histogram gives black and returns 0; else 1. Read-only on
- *  the view; any thread. */
+/** A picked colour to radiance, in place. The colour is linear, each channel held to 0 to 1; `tone` with
+ *  `plain` and the same pair gives each channel to the power 1 / 2.2, that is the colour as a display
+ *  shows it, within 2/255. With the histogram operator and no finished histogram gives black and returns
+ *  0; else 1. Read-only on the view; any thread. */
 ZR_API int32_t inverse_tone(const render_view* view, double exponent, double scale, float rgb[3]);
 /** The display value of one unpacked pixel. Returns 1. */
 ZR_API int32_t zr_get_rgb_from_pixel_components(
@@ -59,9 +60,9 @@ ZR_API int32_t zr_get_rgb_from_pixel_components(
 /** The bias curve: x at a = 0.5, and 0.5 for every a at x = 0.5. */
 ZR_API double zr_gain(double x, double a);
 
-/** Measures a picture by one pixel in 16 by 16. A picture without light gets luminances of 0 and tone values of
- *  1.0; with the histogram operator so does one whose histogram finds no memory. A locked exposure that stands
- *  is left alone. Returns 1; 0 for a view or picture of NULL. */
+/** Measures a picture by one pixel in 16 by 16. A picture without light gets luminances of 0 and tone
+ *  values of 1.0; with the histogram operator so does one whose histogram finds no memory. A locked
+ *  exposure that stands is left alone. Returns 1; 0 for a view or picture of NULL. */
 ZR_API int32_t zr_get_raytrace_tone_op(render_view* view, image_buffer* image);
 /** The work of the above; `clear` zeroes each sampled slot and the slot to its right. */
 ZR_API int32_t measure_image(document* document, render_view* view, image_buffer* image, int32_t width,
