@@ -150,10 +150,12 @@ TEST(StateWords, WaitsEndAtZeroOrAtABitOfTheMask)
     word = 0x100;
     EXPECT_EQ(zr_wait_for_state_variable_ex(&word, 1000000, ~0u), 0x100u);
     word = 0x1000001;
-    std::thread writer([&] {
-        platform::sleep_ms(20);
-        platform::store_word(&word, 0x1000002);
-    });
+    std::thread writer(
+        [&]
+        {
+            platform::sleep_ms(20);
+            platform::store_word(&word, 0x1000002);
+        });
     EXPECT_EQ(zr_wait_for_state_variable_ex(&word, 1, 2), 0x1000002u);
     writer.join();
 }

@@ -9,8 +9,14 @@ namespace host = zr::host;
 namespace
 {
 
-int32_t answer_zero(int32_t, document*, render_view*, int32_t, float, int32_t) { return 0; }
-int32_t find_nothing(const char16_t*, char16_t*) { return 1; }
+int32_t answer_zero(int32_t, document*, render_view*, int32_t, float, int32_t)
+{
+    return 0;
+}
+int32_t find_nothing(const char16_t*, char16_t*)
+{
+    return 1;
+}
 
 } // namespace
 
@@ -56,8 +62,12 @@ TEST(HostCallbacks, OnlyFourCodesStopOnZeroAndOnlyWhileEnabled)
 {
     const host_functions functions({ { "host_progress", reinterpret_cast<void*>(answer_zero) },
         { "host_findfile", reinterpret_cast<void*>(find_nothing) } });
-    struct { int32_t code; bool goes_on; } const cases[] = { { 100, false }, { 101, false }, { 102, true },
-        { 200, true }, { 3, false }, { 1, false }, { 2, true }, { -1, true }, { 1001, true } };
+    struct
+    {
+        int32_t code;
+        bool goes_on;
+    } const cases[] = { { 100, false }, { 101, false }, { 102, true }, { 200, true }, { 3, false },
+        { 1, false }, { 2, true }, { -1, true }, { 1001, true } };
     for (const auto& c : cases)
     {
         EXPECT_EQ(host::progress(0, nullptr, nullptr, c.code, 0.0f), c.goes_on) << c.code;

@@ -60,7 +60,14 @@ struct Memory : testing::Test
 
 TEST_F(Memory, TheHostIsAskedWhileMemoryIsLow)
 {
-    struct { const char* what; uint64_t available; int answer; bool enabled, room, gives; int calls; } const cases[] = {
+    struct
+    {
+        const char* what;
+        uint64_t available;
+        int answer;
+        bool enabled, room, gives;
+        int calls;
+    } const cases[] = {
         { "plenty", 8, 0, true, false, true, 0 },
         { "at the threshold", 7, 0, true, false, true, 0 },
         { "low, the host gives up", 6, 0, true, false, false, 1 },
@@ -85,7 +92,13 @@ TEST_F(Memory, TheHostIsAskedWhileMemoryIsLow)
 
 TEST_F(Memory, AFailedRequestIsTriedAgainWhileTheHostMakesRoom)
 {
-    struct { const char* what; int answer; bool enabled, room, gives; int calls; } const cases[] = {
+    struct
+    {
+        const char* what;
+        int answer;
+        bool enabled, room, gives;
+        int calls;
+    } const cases[] = {
         { "the host makes room at its third call", 1, true, true, true, 3 },
         { "an answer above 1 gives up as well", 2, true, true, false, 1 },
         { "host functions off", 1, false, true, false, 0 },
@@ -137,7 +150,8 @@ TEST_F(Memory, ArenasCutObjectsFromChunks)
     EXPECT_EQ(static_cast<unsigned char*>(zr_new_object(list, 8)), first + 8);
     EXPECT_EQ(memory_list_offset(first, list), 0u);
     EXPECT_NE(zr_new_object(list, 8192 - 24), nullptr);
-    EXPECT_EQ(static_cast<unsigned char*>(zr_new_object(list, 8)), first + 8184) << "the chunk is filled to its end";
+    EXPECT_EQ(static_cast<unsigned char*>(zr_new_object(list, 8)), first + 8184)
+        << "the chunk is filled to its end";
     EXPECT_EQ(zr_mem_get_alloc(list), 8192u);
     auto* next = static_cast<unsigned char*>(zr_new_object(list, 8));
     EXPECT_EQ(memory_list_offset(next, list), 8192u);

@@ -21,7 +21,10 @@ namespace
 document current;
 int32_t legend_flag;
 
-document* on_get_current_doc() { return &current; }
+document* on_get_current_doc()
+{
+    return &current;
+}
 int32_t on_set_legend(render_view*, int32_t flag)
 {
     legend_flag = flag;
@@ -66,8 +69,14 @@ constexpr double quarter = 1.5707963267948966;
 
 TEST_F(View, MovesLeadWhereTheySay)
 {
-    struct { const char* what; int32_t (*move)(double, render_view*); double amount; int32_t level;
-        vector3 position, target; } const cases[] = {
+    struct
+    {
+        const char* what;
+        int32_t (*move)(double, render_view*);
+        double amount;
+        int32_t level;
+        vector3 position, target;
+    } const cases[] = {
         { "walk", zr_view_move, 1.5, 0, { 0, -0.5, 1 }, { 0, 4.5, 1 } },
         { "turn", zr_view_turn, quarter, 0, { 0, -2, 1 }, { -5, -2, 1 } },
         { "look up", zr_view_look_up_or_down, quarter, 0, { 0, -2, 1 }, { 0, -2, 6 } },
@@ -148,8 +157,11 @@ TEST_F(View, LensLengthsAreThoseOfAFilm36Wide)
 
 TEST_F(View, ANewPictureKeepsTheExposureAndFitsTheWindow)
 {
-    struct { int32_t width, height; double reduction; } const cases[] = {
-        { 1000, 500, 2 }, { 1001, 500, 3 }, { 500, 500, 1 }, { 20, 1501, 4 } };
+    struct
+    {
+        int32_t width, height;
+        double reduction;
+    } const cases[] = { { 1000, 500, 2 }, { 1001, 500, 3 }, { 500, 500, 1 }, { 20, 1501, 4 } };
     zr_handle window = zr_new_memory_window(499, 499, u"");
     render_view picture = {};
     zr_init_view(&current, &picture, nullptr);

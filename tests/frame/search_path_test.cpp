@@ -11,7 +11,10 @@ namespace
 {
 
 std::u16string model_folder;
-const char16_t* on_get_model_path() { return model_folder.empty() ? nullptr : model_folder.c_str(); }
+const char16_t* on_get_model_path()
+{
+    return model_folder.empty() ? nullptr : model_folder.c_str();
+}
 
 int32_t find_by_override(const char16_t* name, char16_t* path)
 {
@@ -33,7 +36,10 @@ struct SearchPath : testing::Test
         zr::end_search_lists();
         zr::platform::override_settings_file(nullptr);
     }
-    void start(bool read_stored = false) { zr::start_search_lists((folder.wide("support") + u"/").c_str(), read_stored); }
+    void start(bool read_stored = false)
+    {
+        zr::start_search_lists((folder.wide("support") + u"/").c_str(), read_stored);
+    }
     std::string find(const char16_t* name, const search_path* list = nullptr) const
     {
         char16_t path[ZR_PATH_CAPACITY];
@@ -44,13 +50,19 @@ struct SearchPath : testing::Test
     host_functions host{ { { "host_get_model_path", reinterpret_cast<void*>(on_get_model_path) } } };
 };
 
-search_path node(std::u16string& path, uint32_t flags = 0) { return { nullptr, flags, path.data() }; }
+search_path node(std::u16string& path, uint32_t flags = 0)
+{
+    return { nullptr, flags, path.data() };
+}
 
 } // namespace
 
 TEST_F(SearchPath, FilesAreFoundInTheFixedOrder)
 {
-    for (const char* name : { "own/a.bmp", "model/m/a.bmp", "support/s/a.bmp", "search/a.bmp" }) { folder.write(name, ""); }
+    for (const char* name : { "own/a.bmp", "model/m/a.bmp", "support/s/a.bmp", "search/a.bmp" })
+    {
+        folder.write(name, "");
+    }
     std::u16string own = folder.wide("own"), search = folder.wide("search");
     search_path own_list = node(own), search_list = node(search);
     zr_save_search_path(&search_list);
@@ -64,14 +76,16 @@ TEST_F(SearchPath, FilesAreFoundInTheFixedOrder)
     EXPECT_EQ(find(u"a.bmp"), "search/a.bmp");
     std::filesystem::remove(folder.path / "search/a.bmp");
     EXPECT_EQ(find(u"a.bmp"), "");
-    EXPECT_EQ(find(folder.wide("own/a.bmp").c_str()), "own/a.bmp") << "a full name that exists stays as it is";
+    EXPECT_EQ(find(folder.wide("own/a.bmp").c_str()), "own/a.bmp")
+        << "a full name that exists stays as it is";
     EXPECT_EQ(find(u""), "");
     EXPECT_EQ(find(u"folder/"), "");
 }
 
 TEST_F(SearchPath, SubfoldersAreSearchedDepthFirstButNotHiddenOnes)
 {
-    for (const char* name : { "support/b/x.bmp", "support/a/deep/x.bmp", "support/.hidden/h.bmp", "support/top.bmp/f" })
+    for (const char* name :
+        { "support/b/x.bmp", "support/a/deep/x.bmp", "support/.hidden/h.bmp", "support/top.bmp/f" })
     {
         folder.write(name, "");
     }
@@ -155,8 +169,10 @@ TEST_F(SearchPath, DirectoriesAreListedThroughTheCallback)
 {
     for (const char* name : { "d/a.lib", "d/b.lib", "d/c.txt" }) { folder.write(name, ""); }
     const std::u16string base = folder.wide();
-    const auto merge = [](const char16_t*, const zr_find_data* found, void*) { return found->name[0] == u'a' ? 4 : 8; };
-    const auto stop = [](const char16_t*, const zr_find_data*, void* calls) { return ++*static_cast<int*>(calls), -1; };
+    const auto merge = [](const char16_t*, const zr_find_data* found, void*)
+    { return found->name[0] == u'a' ? 4 : 8; };
+    const auto stop = [](const char16_t*, const zr_find_data*, void* calls)
+    { return ++*static_cast<int*>(calls), -1; };
     int calls = 0;
     EXPECT_EQ(zr_file_search_directory(1, base.c_str(), u"/d/", u"*.lib", merge, nullptr), 1 | 4 | 8);
     EXPECT_EQ(zr_file_search_directory(0, base.c_str(), u"/d/", u"*.lib", merge, nullptr), 1 | 4);

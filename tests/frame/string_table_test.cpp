@@ -37,13 +37,28 @@ struct StringTable : testing::Test
 
 TEST_F(StringTable, EntriesAreReadInEveryForm)
 {
-    ASSERT_NE(read(u"\uFEFF[00001]\"quoted\" tail\n\uFEFF[00002] \t plain, with blanks\ttail\n\n;[00003]comment\n"
-                   u"[00004]\n[00005x\"any sixth character\"\n[0006]\"four digits\"\n[08000]\"too high\"\n"
-                   u"[00007]\"twice\"\n[00007]\"second\"\nnoise\n[00008]\"no line end"), nullptr);
-    struct { int32_t number; const char16_t* text; } const cases[] = {
-        { 0, u"???" }, { 1, u"quoted" }, { 2, u"plain, with blanks" }, { 3, u"???" }, { 4, u"???" },
-        { 5, u"any sixth character" }, { 6, u"???" }, { 7, u"second" }, { 8, u"no line end" }, { 7999, u"???" },
-        { 8000, u"???" }, { -1, u"???" },
+    ASSERT_NE(
+        read(u"\uFEFF[00001]\"quoted\" tail\n\uFEFF[00002] \t plain, with blanks\ttail\n\n;[00003]comment\n"
+             u"[00004]\n[00005x\"any sixth character\"\n[0006]\"four digits\"\n[08000]\"too high\"\n"
+             u"[00007]\"twice\"\n[00007]\"second\"\nnoise\n[00008]\"no line end"),
+        nullptr);
+    struct
+    {
+        int32_t number;
+        const char16_t* text;
+    } const cases[] = {
+        { 0, u"???" },
+        { 1, u"quoted" },
+        { 2, u"plain, with blanks" },
+        { 3, u"???" },
+        { 4, u"???" },
+        { 5, u"any sixth character" },
+        { 6, u"???" },
+        { 7, u"second" },
+        { 8, u"no line end" },
+        { 7999, u"???" },
+        { 8000, u"???" },
+        { -1, u"???" },
     };
     for (const auto& c : cases) { EXPECT_EQ(text(c.number), c.text) << c.number; }
 }
@@ -66,10 +81,23 @@ TEST_F(StringTable, DamagedFilesAreReadAsFarAsTheyGo)
 TEST_F(StringTable, KeysBecomeMessages)
 {
     read(u"[02000]\"Haupt\"\n");
-    struct { const char16_t* text; int32_t is_key; const char16_t* shown; } const cases[] = {
-        { u"^^2000Main", 1, u"Haupt" }, { u"^^2e3", 1, u"Haupt" }, { u"^^2000.9", 1, u"Haupt" },
-        { u"^^2001", 1, u"???" }, { u"^^99999", 1, u"???" }, { u"^^-5", 1, u"???" }, { u"^^infinity", 1, u"???" },
-        { u"^^", 1, u"???" }, { u"^Rubble", 0, u"^Rubble" }, { u"plain", 0, u"plain" }, { u"", 0, u"" },
+    struct
+    {
+        const char16_t* text;
+        int32_t is_key;
+        const char16_t* shown;
+    } const cases[] = {
+        { u"^^2000Main", 1, u"Haupt" },
+        { u"^^2e3", 1, u"Haupt" },
+        { u"^^2000.9", 1, u"Haupt" },
+        { u"^^2001", 1, u"???" },
+        { u"^^99999", 1, u"???" },
+        { u"^^-5", 1, u"???" },
+        { u"^^infinity", 1, u"???" },
+        { u"^^", 1, u"???" },
+        { u"^Rubble", 0, u"^Rubble" },
+        { u"plain", 0, u"plain" },
+        { u"", 0, u"" },
     };
     for (const auto& c : cases)
     {
@@ -117,10 +145,18 @@ TEST(Messages, TheShippedTableHoldsTheStatusTexts)
     const std::u16string path = std::filesystem::path(ZIRCONLITE_SOURCE_DIR "/resources/zr3.uni").u16string();
     string_table table = zr_create_string_table(path.c_str(), ZR_MESSAGE_COUNT, 0);
     ASSERT_NE(table, nullptr);
-    struct { int32_t number; const char16_t* text; } const cases[] = {
-        { MESSAGE_RENDER_STOPPING, u"Render stopping" }, { MESSAGE_RENDER_STOPPED, u"Render stopped" },
-        { MESSAGE_RENDER_STARTED, u"Render started" }, { MESSAGE_RENDER_FINISHED, u"Render finished" },
-        { MESSAGE_BUILDING_GRID, u"Building voxel grid" }, { 5030, u"Save model view" }, { 5100, u"Save rendering" },
+    struct
+    {
+        int32_t number;
+        const char16_t* text;
+    } const cases[] = {
+        { MESSAGE_RENDER_STOPPING, u"Render stopping" },
+        { MESSAGE_RENDER_STOPPED, u"Render stopped" },
+        { MESSAGE_RENDER_STARTED, u"Render started" },
+        { MESSAGE_RENDER_FINISHED, u"Render finished" },
+        { MESSAGE_BUILDING_GRID, u"Building voxel grid" },
+        { 5030, u"Save model view" },
+        { 5100, u"Save rendering" },
     };
     for (const auto& c : cases) { EXPECT_EQ(std::u16string(zr_get_message(table, c.number)), c.text); }
     zr_free_string_table(table, ZR_MESSAGE_COUNT);

@@ -28,7 +28,10 @@ names matches(const std::string& text, const std::string& pattern)
 {
     const std::regex expression(pattern);
     names found;
-    for (std::sregex_iterator it(text.begin(), text.end(), expression), end; it != end; ++it) { found.insert((*it)[1]); }
+    for (std::sregex_iterator it(text.begin(), text.end(), expression), end; it != end; ++it)
+    {
+        found.insert((*it)[1]);
+    }
     return found;
 }
 
@@ -56,7 +59,8 @@ names in_version_script()
 
 names exported_by_library()
 {
-    return matches(output_of(std::string(NM) + " -D --defined-only " LIBRARY_FILE), " [TDBRV] (\\w+)@@?ZIRCONLITE");
+    return matches(
+        output_of(std::string(NM) + " -D --defined-only " LIBRARY_FILE), " [TDBRV] (\\w+)@@?ZIRCONLITE");
 }
 
 std::string difference(const names& a, const names& b)
@@ -73,7 +77,8 @@ std::string difference(const names& a, const names& b)
 
 TEST(Exports, HeadersScriptAndLibraryAgree)
 {
-    const names declared = declared_in_headers(), script = in_version_script(), library = exported_by_library();
+    const names declared = declared_in_headers(), script = in_version_script(),
+                library = exported_by_library();
     ASSERT_GT(declared.size(), 50u);
     EXPECT_EQ(difference(declared, script), "") << "declared, but not in exports.map";
     EXPECT_EQ(difference(script, declared), "") << "in exports.map, but declared in no header";
@@ -83,7 +88,8 @@ TEST(Exports, HeadersScriptAndLibraryAgree)
 
 TEST(PublicHeaders, EachCompilesAloneInBothLanguages)
 {
-    const std::string warnings = " -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I" ZIRCONLITE_SOURCE_DIR " -x ";
+    const std::string warnings =
+        " -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I" ZIRCONLITE_SOURCE_DIR " -x ";
     const std::vector<std::string> headers = files_below("zirconlite", { ".h" });
     ASSERT_GT(headers.size(), 10u);
     for (const std::string& path : headers)

@@ -39,11 +39,14 @@ TEST(Floors, EachIncludeStaysOnItsFloorOrBelow)
         for (std::sregex_iterator it(text.begin(), text.end(), include), end; it != end; ++it, ++includes)
         {
             const auto other = floors.find((*it)[1]);
-            if (other == floors.end()) { ADD_FAILURE() << path << " includes " << (*it)[1] << ", which has no floor"; }
+            if (other == floors.end())
+            {
+                ADD_FAILURE() << path << " includes " << (*it)[1] << ", which has no floor";
+            }
             else if (other->second > own->second)
             {
-                ADD_FAILURE() << path << " (floor " << own->second << ") includes " << other->first << " (floor "
-                              << other->second << ")";
+                ADD_FAILURE() << path << " (floor " << own->second << ") includes " << other->first
+                              << " (floor " << other->second << ")";
             }
         }
     }

@@ -18,7 +18,8 @@ inline std::string read_text(const std::filesystem::path& path)
 }
 
 /// Paths relative to the root, sorted, of the files below `folder` with one of the extensions.
-inline std::vector<std::string> files_below(const std::string& folder, const std::vector<std::string>& extensions)
+inline std::vector<std::string> files_below(
+    const std::string& folder, const std::vector<std::string>& extensions)
 {
     const std::filesystem::path root = ZIRCONLITE_SOURCE_DIR;
     std::vector<std::string> found;

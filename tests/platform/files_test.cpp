@@ -15,7 +15,8 @@ TEST(Files, NamesAreFoundWithEitherSeparatorAndInAnyCase)
     folder.write("Textures/Wood/Oak.JPG", "oak");
     folder.write("textures2/oak.jpg", "other");
     const std::u16string base = folder.wide();
-    for (const char16_t* name : { u"/Textures/Wood/Oak.JPG", u"\\textures\\WOOD\\oak.jpg", u"/TEXTURES//wood/OAK.jpg" })
+    for (const char16_t* name :
+        { u"/Textures/Wood/Oak.JPG", u"\\textures\\WOOD\\oak.jpg", u"/TEXTURES//wood/OAK.jpg" })
     {
         size_t size = 0;
         unsigned char* content = read_whole_file((base + name).c_str(), 100, &size);
@@ -32,12 +33,23 @@ TEST(Files, NamesAreFoundWithEitherSeparatorAndInAnyCase)
 
 TEST(Files, SharingIsRefusedAtOnce)
 {
-    struct { const char* what; file_access a; uint32_t shared; file_access b; uint32_t shared_b; bool opens; } const cases[] = {
+    struct
+    {
+        const char* what;
+        file_access a;
+        uint32_t shared;
+        file_access b;
+        uint32_t shared_b;
+        bool opens;
+    } const cases[] = {
         { "two readers", file_access::read, share_read, file_access::read, share_read, true },
         { "a writer beside a reader", file_access::read, share_read, file_access::write, share_read, false },
-        { "a reader beside a lone writer", file_access::read_write, share_nothing, file_access::read, share_read, false },
-        { "a reader that lets others write", file_access::read_write, share_read, file_access::read, share_read | share_write, true },
-        { "a lone reader beside a reader", file_access::read, share_read, file_access::read, share_nothing, false },
+        { "a reader beside a lone writer", file_access::read_write, share_nothing, file_access::read,
+            share_read, false },
+        { "a reader that lets others write", file_access::read_write, share_read, file_access::read,
+            share_read | share_write, true },
+        { "a lone reader beside a reader", file_access::read, share_read, file_access::read, share_nothing,
+            false },
     };
     const temporary_folder folder;
     folder.write("file", "content");
@@ -47,11 +59,14 @@ TEST(Files, SharingIsRefusedAtOnce)
         file* first = open_file(folder.wide("file").c_str(), c.a, c.shared, disposition::open_existing);
         ASSERT_NE(first, nullptr);
         file_error why;
-        file* second = open_file(folder.wide("file").c_str(), c.b, c.shared_b, 
+        file* second = open_file(folder.wide("file").c_str(), c.b, c.shared_b,
             c.opens ? disposition::open_existing : disposition::create_or_empty, &why);
         EXPECT_EQ(second != nullptr, c.opens);
         EXPECT_EQ(why, c.opens ? file_error::none : file_error::in_use);
-        if (!c.opens) { EXPECT_EQ(folder.read("file"), "content") << "a refused opening must not empty the file"; }
+        if (!c.opens)
+        {
+            EXPECT_EQ(folder.read("file"), "content") << "a refused opening must not empty the file";
+        }
         close_file(second);
         close_file(first);
         folder.write("file", "content");
@@ -63,7 +78,13 @@ TEST(Files, OpeningFailsWithAReason)
     const temporary_folder folder;
     folder.write("file", "content");
     mkfifo((folder.path / "pipe").c_str(), 0600);
-    struct { const char* name; file_access a; disposition d; file_error why; } const cases[] = {
+    struct
+    {
+        const char* name;
+        file_access a;
+        disposition d;
+        file_error why;
+    } const cases[] = {
         { "none", file_access::read, disposition::open_existing, file_error::not_found },
         { "none/file", file_access::write, disposition::open_or_create, file_error::not_found },
         { "FILE", file_access::write, disposition::create_new, file_error::exists },
@@ -89,16 +110,21 @@ TEST(Files, AFullDiskIsReported)
 TEST(Files, ListingsAreSortedAndDescribed)
 {
     const temporary_folder folder;
-    for (const char* name : { "b.bmp", "A.BMP", "c.bmp", ".hidden.bmp", "d.txt" }) { folder.write(name, name); }
+    for (const char* name : { "b.bmp", "A.BMP", "c.bmp", ".hidden.bmp", "d.txt" })
+    {
+        folder.write(name, name);
+    }
     folder.write("sub.bmp/inner", "");
     find_entry entry;
     find* f = find_first(folder.wide("*.bmp").c_str(), &entry);
     ASSERT_NE(f, nullptr);
     std::u16string all;
-    do
-    {
+    do {
         all += std::u16string(entry.name) + u" ";
-        if (std::u16string(entry.name) == u"sub.bmp") { EXPECT_EQ(entry.attributes, uint32_t(attribute_folder)); }
+        if (std::u16string(entry.name) == u"sub.bmp")
+        {
+            EXPECT_EQ(entry.attributes, uint32_t(attribute_folder));
+        }
         if (std::u16string(entry.name) == u"A.BMP") { EXPECT_EQ(entry.size, 5u); }
         if (entry.name[0] == u'.') { EXPECT_EQ(entry.attributes, uint32_t(attribute_hidden)); }
     } while (find_next(f, &entry));
@@ -113,8 +139,10 @@ TEST(Files, ReplacementShowsOnlyWholeFiles)
     const temporary_folder folder;
     folder.write("picture", "old");
     chmod((folder.path / "picture").c_str(), 0640);
-    const auto entries = [&] {
-        return std::distance(std::filesystem::directory_iterator(folder.path), std::filesystem::directory_iterator());
+    const auto entries = [&]
+    {
+        return std::distance(
+            std::filesystem::directory_iterator(folder.path), std::filesystem::directory_iterator());
     };
     replacement* r = begin_replacement(folder.wide("picture").c_str());
     ASSERT_NE(r, nullptr);

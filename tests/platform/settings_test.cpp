@@ -59,13 +59,15 @@ TEST_F(Settings, WritersDoNotLoseEachOthersValues)
     std::vector<std::thread> writers;
     for (int i = 0; i < 4; ++i)
     {
-        writers.emplace_back([i] {
-            for (int n = 0; n < 5; ++n)
+        writers.emplace_back(
+            [i]
             {
-                const char16_t name[] = { char16_t(u'a' + i), char16_t(u'0' + n), 0 };
-                write_setting(u"Key", name, u"x");
-            }
-        });
+                for (int n = 0; n < 5; ++n)
+                {
+                    const char16_t name[] = { char16_t(u'a' + i), char16_t(u'0' + n), 0 };
+                    write_setting(u"Key", name, u"x");
+                }
+            });
     }
     for (auto& writer : writers) { writer.join(); }
     for (int i = 0; i < 20; ++i)

@@ -114,7 +114,8 @@ TEST(Windows, CommandsArriveByQueueAndByCallback)
     }
     free_window(queue);
     uint32_t seen = 0;
-    zr_handle sink = new_callback_window([](void* context, uint32_t c) { *static_cast<uint32_t*>(context) = c; }, &seen);
+    zr_handle sink =
+        new_callback_window([](void* context, uint32_t c) { *static_cast<uint32_t*>(context) = c; }, &seen);
     EXPECT_TRUE(post_command(sink, 10001));
     EXPECT_EQ(seen, 10001u);
     free_window(sink);

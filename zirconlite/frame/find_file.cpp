@@ -82,8 +82,7 @@ int32_t zr_file_search_directory(uint32_t flags, const char16_t* directory, cons
     platform::find* f = platform::find_first(text, &entry);
     if (!f) { return 0; }
     int32_t result = 1;
-    do
-    {
+    do {
         zr_find_data found = { entry.attributes, entry.size, entry.write_time, {} };
         memcpy(found.name, entry.name, sizeof(found.name));
         const int32_t answer = callback ? callback(directory, &found, context) : 0;
@@ -101,7 +100,10 @@ int32_t zr_file_search_directory(uint32_t flags, const char16_t* directory, cons
 namespace
 {
 
-bool is_separator(char16_t c) { return c == u'/' || c == u'\\'; }
+bool is_separator(char16_t c)
+{
+    return c == u'/' || c == u'\\';
+}
 
 /// File name and extension: what stands behind the last separator or the drive's colon.
 const char16_t* last_part(const char16_t* name)

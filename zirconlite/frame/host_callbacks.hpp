@@ -41,39 +41,39 @@ enum slot
     slot_count
 };
 
-void look_up_all(zr_handle module);           ///< fills every slot; unknown names leave theirs empty
-void look_up_progress(zr_handle module);      ///< replaces that slot alone
-bool offers(slot s);                          ///< the slot is filled
-bool offers_enabled(slot s);                  ///< it is filled and host functions are enabled
+void look_up_all(zr_handle module);      ///< fills every slot; unknown names leave theirs empty
+void look_up_progress(zr_handle module); ///< replaces that slot alone
+bool offers(slot s);                     ///< the slot is filled
+bool offers_enabled(slot s);             ///< it is filled and host functions are enabled
 
 void draw_line(const vector3* from, const vector3* to, int32_t color_index);
 void status_message(const char16_t* text);
 void format_io(int32_t direction, double* value, void* text, int32_t kind);
 void change_cursor(zr_handle cursor);
-document* get_current_doc();                                    ///< null
-int32_t set_legend(render_view* view, int32_t flag);            ///< 0
+document* get_current_doc();                         ///< null
+int32_t set_legend(render_view* view, int32_t flag); ///< 0
 void set_scrollbars(const scroll_description* scroll);
-bool pickpoint(const char16_t* prompt, vector3* point_out);     ///< false
+bool pickpoint(const char16_t* prompt, vector3* point_out); ///< false
 bool pickpoint_ht(const char16_t* prompt, vector3* points_out, const vector3* reference, int32_t flag);
 bool pickbeam(const char16_t* prompt, vector3* points, double* beam_out, double* field_out);
-bool get_viewdir_and_fov(host_view_data* view_out);             ///< false
-int32_t get_button_height();                                    ///< 26, which makes a library window 550 wide
-int32_t display_raytrace(render_view* view);                    ///< 0
-const char16_t* get_model_path();                               ///< null
-zr_handle hwnd();                                               ///< null
-zr_handle hwnd_parent();                                        ///< null
-bool adjust_decal(void* decal);                                 ///< false: nobody placed it
-bool is_background();                                           ///< false
-void get_model_extension(char16_t* extension_out);              ///< an empty text
-void* get_color_material_table();                               ///< null
+bool get_viewdir_and_fov(host_view_data* view_out); ///< false
+int32_t get_button_height();                        ///< 26, which makes a library window 550 wide
+int32_t display_raytrace(render_view* view);        ///< 0
+const char16_t* get_model_path();                   ///< null
+zr_handle hwnd();                                   ///< null
+zr_handle hwnd_parent();                            ///< null
+bool adjust_decal(void* decal);                     ///< false: nobody placed it
+bool is_background();                               ///< false
+void get_model_extension(char16_t* extension_out);  ///< an empty text
+void* get_color_material_table();                   ///< null
 /// Whether the operation may go on: false only for the codes at which an answer of 0 stops it.
 bool progress(int32_t kind, document* doc, render_view* view, int32_t code, float fraction);
-bool findfile(const char16_t* name, char16_t* path_out);        ///< false
+bool findfile(const char16_t* name, char16_t* path_out); ///< false
 int32_t search_for_lib_files(
     const char16_t* pattern, const char16_t* subdirectory, host_library_callback callback, void* context);
-bool may_ask_for_memory();                                      ///< low_memory() would reach the host
-int32_t low_memory();                                           ///< 0, give up
-int32_t select_bitmap(zr_handle window, void* selection);       ///< -1, the library's own dialog
+bool may_ask_for_memory();                                ///< low_memory() would reach the host
+int32_t low_memory();                                     ///< 0, give up
+int32_t select_bitmap(zr_handle window, void* selection); ///< -1, the library's own dialog
 int32_t get_new_library_name(zr_handle window, int32_t kind, char16_t* name_out); ///< -1
 
 } // namespace zr::host

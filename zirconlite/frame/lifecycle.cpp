@@ -66,8 +66,8 @@ uint32_t zr_init_ex(const char16_t* root_path, const char16_t* second_path, cons
     return the_module.ambient_lock != nullptr;
 }
 
-uint32_t zr_init(const char16_t* root_path, const char16_t* second_path, const char16_t* help_path,
-    zr_handle host_module)
+uint32_t zr_init(
+    const char16_t* root_path, const char16_t* second_path, const char16_t* help_path, zr_handle host_module)
 {
     return zr_init_ex(root_path, second_path, help_path, host_module, nullptr, nullptr, nullptr, 1);
 }

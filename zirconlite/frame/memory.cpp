@@ -78,7 +78,8 @@ void zr_init_memory_list(memory_list** list, size_t chunk_size)
     *list = nullptr;
     if (chunk_size == 0 || chunk_size > size_t(1) << 40)
     {
-        zr::report_failure(ZR_ERROR_ARGUMENT, "an arena's chunk size of %zu bytes is out of range", chunk_size);
+        zr::report_failure(
+            ZR_ERROR_ARGUMENT, "an arena's chunk size of %zu bytes is out of range", chunk_size);
         return;
     }
     auto* made = static_cast<memory_list*>(zr_calloc(1, sizeof(memory_list)));
@@ -92,7 +93,8 @@ void* zr_new_object(memory_list* list, size_t size)
 {
     if (!list || size > list->chunk_size)
     {
-        zr::report_failure(ZR_ERROR_ARGUMENT, "an object of %zu bytes does not fit into an arena's chunk", size);
+        zr::report_failure(
+            ZR_ERROR_ARGUMENT, "an object of %zu bytes does not fit into an arena's chunk", size);
         return nullptr;
     }
     size = (size + 7) / 8 * 8;

@@ -27,8 +27,8 @@ ZR_API uint32_t zr_init_ex(const char16_t* root_path, const char16_t* second_pat
     const char16_t* language_path, int32_t gl_version);
 
 /** zr_init_ex with NULL for the three later folders and `gl_version` 1. */
-ZR_API uint32_t zr_init(const char16_t* root_path, const char16_t* second_path, const char16_t* help_path,
-    zr_handle host_module);
+ZR_API uint32_t zr_init(
+    const char16_t* root_path, const char16_t* second_path, const char16_t* help_path, zr_handle host_module);
 
 /** Ends the library: no job may run and no document be open. Returns 1, 0 from the second call on. There is
  *  no way back. */

@@ -48,7 +48,10 @@ int32_t zr_get_search_path_ex(search_path** list, int32_t kind)
 {
     const stored_list& stored = list_of(kind);
     char16_t text[SEARCH_PATH_TEXT_CAPACITY];
-    if (!platform::read_setting(settings_key, stored.value_name, text, SEARCH_PATH_TEXT_CAPACITY)) { return 0; }
+    if (!platform::read_setting(settings_key, stored.value_name, text, SEARCH_PATH_TEXT_CAPACITY))
+    {
+        return 0;
+    }
     search_path* first = nullptr;
     search_path** link = &first;
     for (const char16_t* at = text; *at;)

@@ -15,7 +15,10 @@ fatal_handler installed = nullptr;
 void on_fault(int signal_number)
 {
     // SA_RESETHAND has put the default back: the faulting instruction runs again and ends the process.
-    if (const fatal_handler handler = __atomic_load_n(&installed, __ATOMIC_ACQUIRE)) { handler(signal_number); }
+    if (const fatal_handler handler = __atomic_load_n(&installed, __ATOMIC_ACQUIRE))
+    {
+        handler(signal_number);
+    }
 }
 
 } // namespace

@@ -167,8 +167,8 @@ replacement* begin_replacement(const char16_t* path, file_error* why)
     struct stat old;
     const bool had_file = stat(r->final, &old) == 0;
     static unsigned counter = 0;
-    const int length = snprintf(r->temporary, sizeof(r->temporary), "%s.%ld-%u.part", r->final, long(getpid()),
-        __atomic_add_fetch(&counter, 1, __ATOMIC_RELAXED));
+    const int length = snprintf(r->temporary, sizeof(r->temporary), "%s.%ld-%u.part", r->final,
+        long(getpid()), __atomic_add_fetch(&counter, 1, __ATOMIC_RELAXED));
     if ((had_file && !S_ISREG(old.st_mode)) || length >= int(sizeof(r->temporary)))
     {
         reason = file_error::not_a_file;
@@ -231,16 +231,22 @@ file_error error_from_errno(int code)
     switch (code)
     {
     case ENOENT:
-    case ENOTDIR: return file_error::not_found;
-    case EEXIST: return file_error::exists;
+    case ENOTDIR:
+        return file_error::not_found;
+    case EEXIST:
+        return file_error::exists;
     case EACCES:
     case EPERM:
-    case EROFS: return file_error::denied;
+    case EROFS:
+        return file_error::denied;
     case EWOULDBLOCK:
-    case ETXTBSY: return file_error::in_use;
+    case ETXTBSY:
+        return file_error::in_use;
     case EISDIR:
-    case ENXIO: return file_error::not_a_file;
-    default: return file_error::other;
+    case ENXIO:
+        return file_error::not_a_file;
+    default:
+        return file_error::other;
     }
 }
 

@@ -32,8 +32,8 @@ enum class disposition
 {
     open_existing,
     open_or_create,
-    create_new,       ///< fails when the file exists
-    create_or_empty,  ///< an existing file loses its content once the lock is held; with writing access
+    create_new,      ///< fails when the file exists
+    create_or_empty, ///< an existing file loses its content once the lock is held; with writing access
     empty_existing
 };
 
@@ -51,7 +51,8 @@ enum class file_error
 struct file;
 
 /// Null on failure, with the reason in `*why` when given.
-file* open_file(const char16_t* path, file_access a, uint32_t sharing, disposition d, file_error* why = nullptr);
+file* open_file(
+    const char16_t* path, file_access a, uint32_t sharing, disposition d, file_error* why = nullptr);
 
 /// Bytes read; fewer than asked for at the end of the file or on an error.
 size_t read_file(file* f, void* bytes, size_t size);

@@ -65,8 +65,8 @@ memory_status read_memory_status()
     if (now >= expires && !__atomic_load_n(&overridden, __ATOMIC_ACQUIRE))
     {
         // One thread asks; the others go on with the answer that is there.
-        if (__atomic_compare_exchange_n(
-                &cache_expires_ms, &expires, now + status_lifetime_ms, false, __ATOMIC_ACQ_REL, __ATOMIC_RELAXED))
+        if (__atomic_compare_exchange_n(&cache_expires_ms, &expires, now + status_lifetime_ms, false,
+                __ATOMIC_ACQ_REL, __ATOMIC_RELAXED))
         {
             const memory_status fresh = ask_system();
             __atomic_store_n(&cached_available, fresh.available_bytes, __ATOMIC_RELAXED);

@@ -8,7 +8,7 @@
 namespace zr::platform
 {
 
-void* heap_allocate(size_t size);                   ///< never null for a size of 0 while memory is left
+void* heap_allocate(size_t size); ///< never null for a size of 0 while memory is left
 void* heap_allocate_zeroed(size_t count, size_t size);
 void* heap_resize(void* block, size_t size);
 void heap_free(void* block);

@@ -205,7 +205,10 @@ const char* line_end(const char* line)
     return end ? end : line + strlen(line);
 }
 
-bool is_key_line(const char* line, const char* end) { return end - line >= 2 && *line == '[' && end[-1] == ']'; }
+bool is_key_line(const char* line, const char* end)
+{
+    return end - line >= 2 && *line == '[' && end[-1] == ']';
+}
 
 /// A copy of the value for the caller to free, or null.
 char* find_value(const char* content, const char16_t* key, const char16_t* name)
@@ -228,8 +231,8 @@ char* find_value(const char* content, const char16_t* key, const char16_t* name)
 }
 
 /// The content without that value, and with `added_line` (null: none) as the first line of its key.
-void copy_without(text_builder& out, const char* content, const char16_t* key, const char16_t* name,
-    const char* added_line)
+void copy_without(
+    text_builder& out, const char* content, const char16_t* key, const char16_t* name, const char* added_line)
 {
     bool in_key = false, added = added_line == nullptr;
     for (const char *line = content, *end; *line; line = *end ? end + 1 : end)

@@ -11,8 +11,14 @@ namespace zr::platform
 namespace
 {
 
-bool is_high(uint32_t c) { return c >= 0xD800 && c < 0xDC00; }
-bool is_low(uint32_t c) { return c >= 0xDC00 && c < 0xE000; }
+bool is_high(uint32_t c)
+{
+    return c >= 0xD800 && c < 0xDC00;
+}
+bool is_low(uint32_t c)
+{
+    return c >= 0xDC00 && c < 0xE000;
+}
 size_t put_utf8(uint32_t c, char* out);
 bool take_utf8(const unsigned char*& at, const unsigned char* end, uint32_t* c);
 

@@ -39,7 +39,7 @@ struct window
 {
     command_callback on_command;
     void* context;
-    lock* guard;   // of `commands`
+    lock* guard;    // of `commands`
     event* arrived; // set while commands wait
     list<uint32_t> commands;
     int32_t size[2];
@@ -55,7 +55,10 @@ constexpr size_t longest_queue = 65536;
 template <class T> bool push(list<T>& l, const T& item);
 bool replace_text(char16_t** text, const char16_t* with);
 window* new_window();
-window* as_window(zr_handle handle) { return static_cast<window*>(handle); }
+window* as_window(zr_handle handle)
+{
+    return static_cast<window*>(handle);
+}
 menu_item* item_at(zr_handle handle, size_t index);
 
 } // namespace
