@@ -1,5 +1,7 @@
 /// @file
 /// The packed forms of one pixel: five bytes of radiance, or four of display values.
+#include <algorithm>
+#include <bit>
 #include <math.h>
 
 #include "zirconlite/raytrace/gamma_tables.hpp"
@@ -61,7 +63,7 @@ uint32_t pack_pixel(const image_buffer* buffer, const pixel_components* componen
         return kinds;
     }
     const float ratio = components->source_ratio;
-    if (ratio > 0.0f) { pixel[4] = uint8_t(fminf(ratio, 1.0f) * 255.0f + 0.5f); }
+    if (ratio > 0.0f) { pixel[4] = uint8_t(std::min(ratio, 1.0f) * 255.0f + 0.5f); }
     else if (was_background) { pixel[4] = 0; } // it held fractions, not a ratio
     return kinds;
 }
@@ -88,7 +90,7 @@ uint32_t zr_unpack_internal_pixel(
         add_background_fractions(pixel, components->background);
         return components->present;
     }
-    else if (pixel[0] != 0)
+    if (pixel[0] != 0)
     {
         components->present = PIXEL_HAS_SURFACE;
         unpack_shared_exponent(pixel, components->surface);
@@ -107,32 +109,36 @@ namespace
 /// NaN and negative channels become 0, what is beyond the format is held to its top.
 float held_channel(float channel)
 {
-    return channel > 0.0f ? fminf(channel, largest_packed) : 0.0f;
+    return channel > 0.0f ? std::min(channel, largest_packed) : 0.0f;
+}
+
+/// 2 to a power that is far from the ends of the range.
+double power_of_two(int exponent)
+{
+    return std::bit_cast<double>(uint64_t(exponent + 1023) << 52);
+}
+
+/// What a mantissa of 1 stands for.
+double mantissa_unit(const uint8_t* pixel)
+{
+    return power_of_two((pixel[0] & ~background_bit) - exponent_bias - 8);
 }
 
 /// Mantissas share the exponent of the largest channel.
 void pack_shared_exponent(const float rgb[3], uint8_t* pixel)
 {
     const float held[3] = { held_channel(rgb[0]), held_channel(rgb[1]), held_channel(rgb[2]) };
-    const float largest = fmaxf(fmaxf(held[0], held[1]), held[2]);
+    const float largest = std::max({ held[0], held[1], held[2] });
     if (largest < smallest_packed)
     {
         pixel[0] = pixel[1] = pixel[2] = pixel[3] = 0;
         return;
     }
-    int exponent;
-    const double fraction = frexp(double(largest), &exponent);
+    // Read from the bits of the f32: largest = fraction x 2^exponent, with a fraction from 0.5 up to 1.
+    const int exponent = int(std::bit_cast<uint32_t>(largest) >> 23) - 126;
     pixel[0] = uint8_t(exponent + exponent_bias);
-    for (int i = 0; i < 3; ++i)
-    {
-        pixel[i + 1] = uint8_t(double(held[i]) * fraction * 256.0 / double(largest));
-    }
-}
-
-/// What a mantissa of 1 stands for.
-double mantissa_unit(const uint8_t* pixel)
-{
-    return ldexp(1.0, (pixel[0] & ~background_bit) - exponent_bias - 8);
+    const double mantissas = power_of_two(8 - exponent);
+    for (int i = 0; i < 3; ++i) { pixel[i + 1] = uint8_t(held[i] * mantissas); }
 }
 
 void unpack_shared_exponent(const uint8_t* pixel, float rgb[3])
@@ -175,9 +181,9 @@ uint8_t background_fractions(const float rgb[3], const uint8_t* pixel)
     for (const int i : weaker)
     {
         const uint8_t mantissa = pixel[i + 1];
-        const double fraction = fmax(held_channel(rgb[i]) / unit - mantissa, 0.0);
+        const double fraction = held_channel(rgb[i]) / unit - mantissa;
         const double position = mantissa != 0 ? fraction : pow(fraction, 1.0 / zr::display_gamma);
-        const int step = int(fmin(position * 16.0 + 0.5, 15.0));
+        const int step = std::min(int(position * 16.0 + 0.5), 15);
         nibbles = nibbles << 4 | ((step - (mantissa != 0 ? even_half : dark_half)) & 15);
     }
     return uint8_t(nibbles);
