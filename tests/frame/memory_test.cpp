@@ -127,7 +127,9 @@ TEST_F(Memory, SizesAreCheckedAndBlocksSurviveFailure)
     auto* block = static_cast<char*>(zr_realloc(nullptr, 8));
     strcpy(block, "content");
     low_memory_answer = 0;
-    EXPECT_EQ(zr_realloc(block, SIZE_MAX / 4), nullptr);
+    platform::set_heap_gate(failing_gate);
+    EXPECT_EQ(zr_realloc(block, 16), nullptr);
+    platform::set_heap_gate(nullptr);
     EXPECT_STREQ(block, "content");
     zr_free(block);
 
