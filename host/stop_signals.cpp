@@ -1,11 +1,12 @@
 /// @file
-/// The handlers only count and, the second time, leave: nothing else is safe in them.
+/// The handlers only note the first signal and, at a second one, leave: nothing else is safe in them.
 #include "host/stop_signals.hpp"
 
 #include <fmt/format.h>
 
 #include <atomic>
 #include <csignal>
+#include <ctime>
 #include <unistd.h>
 
 namespace host
@@ -15,12 +16,29 @@ namespace
 {
 
 std::atomic<int> first_signal { 0 };
-static_assert(std::atomic<int>::is_always_lock_free);
+std::atomic<int64_t> first_time_ms { 0 };
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<int64_t>::is_always_lock_free);
+
+// Programs that end others send to the process and to its group, so one wish can arrive twice.
+constexpr int64_t same_wish_ms = 300;
+
+int64_t now_ms()
+{
+    timespec t {};
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return int64_t(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
+}
 
 void on_signal(int number)
 {
     int none = 0;
-    if (!first_signal.compare_exchange_strong(none, number)) { _exit(128 + number); }
+    if (first_signal.compare_exchange_strong(none, number))
+    {
+        first_time_ms = now_ms();
+        return;
+    }
+    const int64_t first = first_time_ms;
+    if (first != 0 && now_ms() - first > same_wish_ms) { _exit(128 + number); }
 }
 
 } // namespace
