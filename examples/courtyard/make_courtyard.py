@@ -225,7 +225,7 @@ def walls(m):
     m.box("plaster", (-outer, south, 0), (-inner, inner, TOP))
     m.box("plaster", (inner, south, 0), (outer, inner, TOP))
     # A mirror in its frame on the north wall.
-    mx0, mx1, mz0, mz1 = 2.75, 4.45, 0.75, 2.85
+    mx0, mx1, mz0, mz1 = 5.2, 6.9, 0.75, 2.85
     for low, high in (((mx0 - 0.12, mz0 - 0.12), (mx1 + 0.12, mz0)), ((mx0 - 0.12, mz1), (mx1 + 0.12, mz1 + 0.12)),
                       ((mx0 - 0.12, mz0), (mx0, mz1)), ((mx1, mz0), (mx1 + 0.12, mz1))):
         m.box("brass", (low[0], inner - 0.06, low[1]), (high[0], inner, high[1]))
@@ -439,7 +439,7 @@ def main():
     walls(court)
     roof(court)
     fountain(court)
-    vase(court, -1.55, -5.15)
+    vase(court, -2.3, -5.35)
     knot(court, 0.0, HALF + 1.5, 0.95)
     meshes = [court, column(), arch(), planter(), bench()]
     nodes = [(0, 0, 0, 0, 0)]
