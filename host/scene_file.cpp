@@ -250,6 +250,10 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path)
     {
         bad_scene(file, int(e.source().begin.line), std::string(e.description()));
     }
+    catch (const std::invalid_argument& e)
+    {
+        bad_scene(file, 0, e.what());
+    }
     check_top_level(root, file);
 
     scene s;
