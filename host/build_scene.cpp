@@ -92,7 +92,7 @@ material_entry* add_material(document* d, const std::string& name, const scene_m
     set_color(out->color, m.color);
     set_color(out->translucent_color, m.color);
     set_color(out->transparent_color, m.transparent_color.value_or(m.color));
-    set_color(out->reflect_color, m.mirror_color.value_or(color3 { { 1, 1, 1 } }));
+    set_color(out->reflect_color, m.mirror_color.value_or(color3{ { 1, 1, 1 } }));
     if (m.metal) { out->head.flags |= MATERIAL_REFLECT_FOLLOWS_COLOR; }
     if (!m.glossy) { out->head.flags |= MATERIAL_SHARP_REFLECTION | MATERIAL_SHARP_TRANSMISSION; }
     // A mirror shows lamps as highlights of an exponent that grows with its share; 1 gives none.
@@ -102,11 +102,14 @@ material_entry* add_material(document* d, const std::string& name, const scene_m
         out->head.flags |= MATERIAL_OWN_HIGHLIGHT;
         out->own_highlight = float(*m.highlight);
         out->own_strength = float(m.highlight_strength);
-        set_color(out->own_highlight_color, m.highlight_color.value_or(color3 { { 1, 1, 1 } }));
+        set_color(out->own_highlight_color, m.highlight_color.value_or(color3{ { 1, 1, 1 } }));
     }
     const std::u16string key = std::filesystem::path(name).u16string();
     material_entry* entry = zr_add_material(d, key.c_str(), made);
-    if (!entry) { throw failure(exit_render_failed, fmt::format("material \"{}\"{}", name, library_error())); }
+    if (!entry)
+    {
+        throw failure(exit_render_failed, fmt::format("material \"{}\"{}", name, library_error()));
+    }
     return entry;
 }
 
@@ -160,7 +163,8 @@ void add_mesh(document* d, const scene_model& from, const transform& t, const mo
     for (size_t i = 0; i < vertices; ++i)
     {
         points[i] = apply(t, mesh.positions[3 * i], mesh.positions[3 * i + 1], mesh.positions[3 * i + 2]);
-        if (!(std::abs(points[i].x) <= model_far && std::abs(points[i].y) <= model_far && std::abs(points[i].z) <= model_far))
+        if (!(std::abs(points[i].x) <= model_far && std::abs(points[i].y) <= model_far &&
+                std::abs(points[i].z) <= model_far))
         {
             throw failure(exit_bad_scene,
                 fmt::format("{}: vertex {} lies beyond 1e9 metres in the scene", mesh_name(from, mesh), i));
@@ -176,25 +180,29 @@ void add_mesh(document* d, const scene_model& from, const transform& t, const mo
         built.triangles += count - 2;
     }
 
-    mesh_geometry geometry {};
+    mesh_geometry geometry{};
     geometry.vertex_count = int32_t(vertices);
     geometry.vertices = points.data();
     geometry.polygon_count = int32_t(polygons.size());
     geometry.polygons = polygons.data();
     for (int set = 0; set < 2; ++set)
     {
-        if (!mesh.uv[set].empty()) { geometry.corner_uv[set] = reinterpret_cast<const float(*)[2]>(mesh.uv[set].data()); }
+        if (!mesh.uv[set].empty())
+        {
+            geometry.corner_uv[set] = reinterpret_cast<const float(*)[2]>(mesh.uv[set].data());
+        }
     }
 
-    object_descriptor descriptor {};
-    descriptor.smooth_cosine = from.smooth_angle_deg ? std::cos(*from.smooth_angle_deg * radians) : mesh.smooth_cosine;
+    object_descriptor descriptor{};
+    descriptor.smooth_cosine =
+        from.smooth_angle_deg ? std::cos(*from.smooth_angle_deg * radians) : mesh.smooth_cosine;
     // -1 means "the document's default" to the library; an angle of 180 degrees is just above it.
     descriptor.smooth_cosine = std::max(descriptor.smooth_cosine, -0.9999999);
     const bool is_thin = from.thin ? *from.thin : material.thin ? *material.thin : !mesh.is_closed;
     if (is_thin) { descriptor.flags |= OBJECT_THIN; }
     if (!from.casts_shadow) { descriptor.flags |= OBJECT_NO_SHADOW | OBJECT_NO_SOLVER_SHADOW; }
 
-    mesh_build build {};
+    mesh_build build{};
     zr_init_mesh_build(d, &build);
     build.descriptor = &descriptor;
     build.material = material.entry;
@@ -217,21 +225,21 @@ void add_model(document* d, const scene& s, const scene_model& from, const impor
 
     for (const auto& [name, chosen] : from.materials)
     {
-        const bool known = std::any_of(
-            m.materials.begin(), m.materials.end(), [&](const model_material& own) { return own.name == name; });
+        const bool known = std::any_of(m.materials.begin(), m.materials.end(),
+            [&](const model_material& own) { return own.name == name; });
         if (known) { continue; }
         std::vector<const char*> names;
         for (const model_material& own : m.materials) { names.push_back(own.name.c_str()); }
         names.push_back(nullptr);
         const char* near = nearest_name(name, names.data());
         throw failure(exit_bad_scene,
-            fmt::format("{}:{}: the model {} has no material \"{}\"{}", s.file.string(), from.line, from.file, name,
-                near ? fmt::format("; did you mean \"{}\"?", near) : ""));
+            fmt::format("{}:{}: the model {} has no material \"{}\"{}", s.file.string(), from.line, from.file,
+                name, near ? fmt::format("; did you mean \"{}\"?", near) : ""));
     }
     if (m.dropped_polygons)
     {
-        built.notes.push_back(
-            fmt::format("{}: {} points, lines or polygons without area left out", from.file, m.dropped_polygons));
+        built.notes.push_back(fmt::format(
+            "{}: {} points, lines or polygons without area left out", from.file, m.dropped_polygons));
     }
     const transform t = transform_of(from);
     std::vector<bool> noted(m.materials.size());
@@ -241,11 +249,13 @@ void add_model(document* d, const scene& s, const scene_model& from, const impor
         const used_material& material = materials.of_mesh(from, m, mesh.material);
         add_mesh(d, from, t, mesh, material, built);
         const model_material& own = m.materials[mesh.material];
-        if (!own.texture.empty() && !noted[mesh.material] && from.material.empty() && !from.materials.count(own.name))
+        if (!own.texture.empty() && !noted[mesh.material] && from.material.empty() &&
+            !from.materials.count(own.name))
         {
             noted[mesh.material] = true;
-            built.notes.push_back(fmt::format(
-                "{}: material \"{}\": picture \"{}\" is not used; its colour is", from.file, own.name, own.texture));
+            built.notes.push_back(
+                fmt::format("{}: material \"{}\": picture \"{}\" is not used; its colour is", from.file,
+                    own.name, own.texture));
         }
     }
 }
@@ -272,7 +282,8 @@ void set_spot(const scene_light& from, light& l)
     l.distribution = DISTRIBUTION_SPOT;
     set_strength(from, l);
     l.aim_point = { (*from.target)[0], (*from.target)[1], (*from.target)[2] };
-    const double x = l.aim_point.x - l.position.x, y = l.aim_point.y - l.position.y, z = l.aim_point.z - l.position.z;
+    const double x = l.aim_point.x - l.position.x, y = l.aim_point.y - l.position.y,
+                 z = l.aim_point.z - l.position.z;
     const double length = std::sqrt(x * x + y * y + z * z);
     l.normal = { x / length, y / length, z / length };
     // The record counts from the axis.
@@ -296,7 +307,7 @@ constexpr void (*set_kind[])(const scene_light&, light&) = { set_point, set_spot
 
 void add_light(document* d, const scene& s, const scene_light& from)
 {
-    light l {};
+    light l{};
     l.position = { from.position[0], from.position[1], from.position[2] };
     l.normal = { 0, 0, -1 };
     l.axis_u = { 1, 0, 0 };
@@ -341,7 +352,7 @@ void set_axes(const scene_camera& c, render_view& v)
     v.target = { c.target[0], c.target[1], c.target[2] };
     v.back = unit({ c.eye[0] - c.target[0], c.eye[1] - c.target[1], c.eye[2] - c.target[2] });
     const vector3 given = unit({ c.up[0], c.up[1], c.up[2] });
-    for (const vector3& up : { given, vector3 { 0, 1, 0 }, vector3 { 1, 0, 0 } })
+    for (const vector3& up : { given, vector3{ 0, 1, 0 }, vector3{ 1, 0, 0 } })
     {
         const vector3 right = cross(up, v.back);
         if (right.x * right.x + right.y * right.y + right.z * right.z < 1e-12) { continue; }
@@ -357,7 +368,7 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
 {
     built_scene built;
     set_settings(s, d);
-    material_store materials { s, d, {} };
+    material_store materials{ s, d, {} };
     for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, built); }
     d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
     for (const scene_light& l : s.lights) { add_light(d, s, l); }

@@ -13,7 +13,7 @@ namespace host
 struct built_scene
 {
     uint64_t triangles = 0;
-    std::vector<std::string> notes;          ///< one line each: what a file has and the picture lacks
+    std::vector<std::string> notes;           ///< one line each: what a file has and the picture lacks
     std::vector<view_clip_plane> clip_planes; ///< the view points to these
 };
 

@@ -45,15 +45,21 @@ constexpr exit_row exit_rows[] = {
 std::string exit_code_help()
 {
     std::string text = "Exit codes:\n";
-    for (const exit_row& row : exit_rows) { text += fmt::format("  {:>3}  {}\n", int(row.code), row.meaning); }
+    for (const exit_row& row : exit_rows)
+    {
+        text += fmt::format("  {:>3}  {}\n", int(row.code), row.meaning);
+    }
     return text;
 }
 
-void say(const std::string& text) { std::fprintf(stderr, "zirconlite: %s\n", text.c_str()); }
+void say(const std::string& text)
+{
+    std::fprintf(stderr, "zirconlite: %s\n", text.c_str());
+}
 
 int run_commands(int argument_count, char** arguments)
 {
-    CLI::App program { "Renders architectural models by ray tracing" };
+    CLI::App program{ "Renders architectural models by ray tracing" };
     program.name("zirconlite");
     program.set_version_flag("--version", "zirconlite " ZIRCONLITE_VERSION);
     program.require_subcommand(1);

@@ -22,7 +22,7 @@ double turn(const point2& a, const point2& b, const point2& c)
 /// The polygon in two dimensions, running to the left. False for one without area.
 bool flatten(const std::vector<std::array<double, 3>>& corners, std::vector<point2>& out)
 {
-    std::array<double, 3> normal {};
+    std::array<double, 3> normal{};
     const auto& o = corners[0];
     for (size_t k = 0; k < corners.size(); ++k)
     {
@@ -94,8 +94,8 @@ bool cut_concave(const std::vector<std::array<double, 3>>& corners, std::vector<
         triangles.insert(triangles.end(), { previous[at], at, next[at] });
         next[previous[at]] = next[at];
         previous[next[at]] = previous[at];
-        std::erase_if(reflex,
-            [&](uint32_t r) { return r == at || turn(p[previous[r]], p[r], p[next[r]]) >= 0; });
+        std::erase_if(
+            reflex, [&](uint32_t r) { return r == at || turn(p[previous[r]], p[r], p[next[r]]) >= 0; });
         at = next[next[at]];
         tried = 0;
         --left;

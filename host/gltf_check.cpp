@@ -16,7 +16,12 @@ namespace
 using nlohmann::json;
 
 constexpr uint32_t glb_magic = 0x46546C67;
-enum primitive_mode { mode_triangles = 4, mode_strip = 5, mode_fan = 6 };
+enum primitive_mode
+{
+    mode_triangles = 4,
+    mode_strip = 5,
+    mode_fan = 6
+};
 
 uint32_t u32_at(const std::string& bytes, size_t at)
 {
@@ -62,7 +67,10 @@ int64_t triangle_count(const json& accessors, const json& primitive)
 {
     if (!primitive.is_object() || primitive.contains("extensions")) { return -1; }
     int64_t accessor = integer(primitive, "indices", -1);
-    if (accessor < 0 && primitive.contains("attributes")) { accessor = integer(primitive["attributes"], "POSITION", -1); }
+    if (accessor < 0 && primitive.contains("attributes"))
+    {
+        accessor = integer(primitive["attributes"], "POSITION", -1);
+    }
     const int64_t count = integer(element(accessors, accessor), "count", -1);
     const int64_t mode = integer(primitive, "mode", mode_triangles);
     if (count < 0) { return -1; }
@@ -81,16 +89,22 @@ std::string gltf_fault(const std::filesystem::path& file, const aiScene& scene)
     std::vector<int64_t> counts;
     for (const json& mesh : root["meshes"])
     {
-        if (!mesh.is_object() || !mesh.contains("primitives") || !mesh["primitives"].is_array()) { return ""; }
-        for (const json& primitive : mesh["primitives"]) { counts.push_back(triangle_count(accessors, primitive)); }
+        if (!mesh.is_object() || !mesh.contains("primitives") || !mesh["primitives"].is_array())
+        {
+            return "";
+        }
+        for (const json& primitive : mesh["primitives"])
+        {
+            counts.push_back(triangle_count(accessors, primitive));
+        }
     }
     if (counts.size() != scene.mNumMeshes) { return ""; }
     for (size_t i = 0; i < counts.size(); ++i)
     {
         if (counts[i] > int64_t(scene.mMeshes[i]->mNumFaces))
         {
-            return "mesh \"" + std::string(scene.mMeshes[i]->mName.C_Str()) + "\": " +
-                   std::to_string(counts[i] - int64_t(scene.mMeshes[i]->mNumFaces)) + " of its " +
+            return "mesh \"" + std::string(scene.mMeshes[i]->mName.C_Str()) +
+                   "\": " + std::to_string(counts[i] - int64_t(scene.mMeshes[i]->mNumFaces)) + " of its " +
                    std::to_string(counts[i]) + " triangles have an index out of range";
         }
     }

@@ -20,10 +20,10 @@ struct import_limits
 struct import_request
 {
     std::filesystem::path file;
-    double metres_per_unit = 0;     ///< 0: the format's own
-    char up = 0;                    ///< 'x', 'y' or 'z'; 0: the format's own
+    double metres_per_unit = 0; ///< 0: the format's own
+    char up = 0;                ///< 'x', 'y' or 'z'; 0: the format's own
     import_limits limits;
-    std::filesystem::path program;  ///< this program, to run as the child; empty: /proc/self/exe
+    std::filesystem::path program; ///< this program, to run as the child; empty: /proc/self/exe
 };
 
 /// Reads a model into metres with z up. Throws `failure`: file missing (3), damaged, unknown or beyond a

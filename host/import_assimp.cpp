@@ -89,7 +89,8 @@ double scale_to_metres(const import_request& request, const format_row& format, 
     if (request.metres_per_unit <= 0) { return 1; }
     if (!format.knows_units) { return request.metres_per_unit; }
     const aiMatrix4x4& root = s.mRootNode->mTransformation;
-    const double own = std::sqrt(double(root.a1) * root.a1 + double(root.b1) * root.b1 + double(root.c1) * root.c1);
+    const double own =
+        std::sqrt(double(root.a1) * root.a1 + double(root.b1) * root.b1 + double(root.c1) * root.c1);
     return own > 1e-12 && std::isfinite(own) ? request.metres_per_unit / own : request.metres_per_unit;
 }
 
@@ -97,7 +98,7 @@ std::optional<std::array<float, 3>> color_of(const aiMaterial& m, const char* ke
 {
     aiColor4D c;
     if (aiGetMaterialColor(&m, key, 0, 0, &c) != aiReturn_SUCCESS) { return {}; }
-    return std::array<float, 3> { c.r, c.g, c.b };
+    return std::array<float, 3>{ c.r, c.g, c.b };
 }
 
 std::optional<float> number_of(const aiMaterial& m, const char* key)
@@ -135,13 +136,17 @@ model_material read_material(const aiMaterial& source, const format_row& format)
     }
     for (const aiTextureType type : { aiTextureType_BASE_COLOR, aiTextureType_DIFFUSE })
     {
-        if (m.texture.empty() && source.GetTexture(type, 0, &text) == aiReturn_SUCCESS) { m.texture = text.C_Str(); }
+        if (m.texture.empty() && source.GetTexture(type, 0, &text) == aiReturn_SUCCESS)
+        {
+            m.texture = text.C_Str();
+        }
     }
     return m;
 }
 
 /// Copies one mesh under a matrix. Returns what is wrong with it, or nothing.
-std::string read_mesh(const aiMesh& source, const aiMatrix4x4& matrix, const std::string& name, corner_mesh& m)
+std::string read_mesh(
+    const aiMesh& source, const aiMatrix4x4& matrix, const std::string& name, corner_mesh& m)
 {
     m.name = name.empty() ? source.mName.C_Str() : name;
     m.material = source.mMaterialIndex;
@@ -197,7 +202,7 @@ struct walk_state
     const aiScene& scene;
     model& out;
     uint64_t corners = 0, parts = 0;
-    std::string fault {};
+    std::string fault{};
 };
 
 bool walk(walk_state& s, const aiNode& node, const aiMatrix4x4& above, int depth)
@@ -284,8 +289,11 @@ bool read_model_file(const import_request& request, model& m, std::string& refus
     aiMatrix4x4 size;
     aiMatrix4x4::Scaling(aiVector3D(float(scale)), size);
 
-    for (unsigned i = 0; i < s->mNumMaterials; ++i) { m.materials.push_back(read_material(*s->mMaterials[i], format)); }
-    walk_state state { *s, m };
+    for (unsigned i = 0; i < s->mNumMaterials; ++i)
+    {
+        m.materials.push_back(read_material(*s->mMaterials[i], format));
+    }
+    walk_state state{ *s, m };
     if (!walk(state, *s->mRootNode, size * upright(request, format), 0))
     {
         refusal = state.fault;

@@ -72,12 +72,13 @@ struct running_child
 
 void limit(int resource, uint64_t value)
 {
-    const rlimit l { value, value };
+    const rlimit l{ value, value };
     setrlimit(__rlimit_resource(resource), &l);
 }
 
 /// Only calls that are safe between fork and exec.
-[[noreturn]] void become_child(const char* program, char* const* arguments, int pipe, const import_limits& limits)
+[[noreturn]] void become_child(
+    const char* program, char* const* arguments, int pipe, const import_limits& limits)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     signal(SIGINT, SIG_IGN); // the parent decides; a terminal sends Ctrl-C to both
@@ -101,21 +102,27 @@ running_child start(const import_request& r)
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
     {
-        throw failure(exit_render_failed, fmt::format("{}: no pipe to the importer: {}", r.file.string(), strerror(errno)));
+        throw failure(exit_render_failed,
+            fmt::format("{}: no pipe to the importer: {}", r.file.string(), strerror(errno)));
     }
     const std::string program = r.program.empty() ? "/proc/self/exe" : r.program.string();
     const std::string file = r.file.string(), unit = fmt::format("{}", r.metres_per_unit);
     const std::string up = r.up ? std::string(1, r.up) : "-";
-    const char* arguments[] = { "zirconlite", import_child_command, file.c_str(), unit.c_str(), up.c_str(), nullptr };
+    const char* arguments[] = { "zirconlite", import_child_command, file.c_str(), unit.c_str(), up.c_str(),
+        nullptr };
 
     running_child child;
     child.pipe = ends[0];
     child.id = fork();
-    if (child.id == 0) { become_child(program.c_str(), const_cast<char* const*>(arguments), ends[1], r.limits); }
+    if (child.id == 0)
+    {
+        become_child(program.c_str(), const_cast<char* const*>(arguments), ends[1], r.limits);
+    }
     close(ends[1]);
     if (child.id < 0)
     {
-        throw failure(exit_render_failed, fmt::format("{}: the importer does not start: {}", r.file.string(), strerror(errno)));
+        throw failure(exit_render_failed,
+            fmt::format("{}: the importer does not start: {}", r.file.string(), strerror(errno)));
     }
     return child;
 }
@@ -152,8 +159,11 @@ std::vector<unsigned char> read_all(running_child& child, const import_request& 
         {
             damaged(r, fmt::format("reading it takes longer than {} seconds", r.limits.seconds));
         }
-        if (!limits_address_space && resident_bytes(child.id) > r.limits.memory_bytes) { damaged(r, memory_text(r.limits)); }
-        pollfd waiting { child.pipe, POLLIN, 0 };
+        if (!limits_address_space && resident_bytes(child.id) > r.limits.memory_bytes)
+        {
+            damaged(r, memory_text(r.limits));
+        }
+        pollfd waiting{ child.pipe, POLLIN, 0 };
         if (poll(&waiting, 1, 50) <= 0) { continue; }
         const ssize_t count = read(child.pipe, block.data(), block.size());
         if (count < 0 && (errno == EINTR || errno == EAGAIN)) { continue; }
@@ -173,7 +183,8 @@ std::string end_text(int status, const import_limits& limits)
     }
     if (WIFSIGNALED(status))
     {
-        return fmt::format("the importer crashed on it ({}); the file is damaged", strsignal(WTERMSIG(status)));
+        return fmt::format(
+            "the importer crashed on it ({}); the file is damaged", strsignal(WTERMSIG(status)));
     }
     if (WIFEXITED(status) && WEXITSTATUS(status) == 127) { return "the importer cannot be started"; }
     return "the importer failed on it; the file is damaged";
@@ -205,11 +216,14 @@ model import_model(const import_request& r)
     const int status = child.finish();
     if (bytes.empty()) { damaged(r, end_text(status, r.limits)); }
 
-    byte_reader in { bytes.data(), bytes.size() };
-    import_result result {};
+    byte_reader in{ bytes.data(), bytes.size() };
+    import_result result{};
     model m;
     std::string reason;
-    if (!read_answer(in, result, m, reason)) { damaged(r, WIFSIGNALED(status) ? end_text(status, r.limits) : reason); }
+    if (!read_answer(in, result, m, reason))
+    {
+        damaged(r, WIFSIGNALED(status) ? end_text(status, r.limits) : reason);
+    }
     if (result == import_result::memory) { damaged(r, memory_text(r.limits)); }
     if (result == import_result::refused)
     {
@@ -252,7 +266,8 @@ int run_import_child(int argument_count, char** arguments)
         std::string refusal;
         if (read_model_file(r, m, refusal)) { write_model(out, m); }
         // The importer turns a failed allocation into a text of its own.
-        else if (refusal.find("bad_alloc") != std::string::npos || refusal.find("allocation") != std::string::npos)
+        else if (refusal.find("bad_alloc") != std::string::npos ||
+                 refusal.find("allocation") != std::string::npos)
         {
             write_refusal(out, import_result::memory, refusal);
         }

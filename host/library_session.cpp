@@ -35,15 +35,27 @@ std::string step_name(int32_t kind, int32_t code, const document* d)
 int32_t on_progress(int32_t kind, document* d, render_view*, int32_t code, float fraction, int32_t)
 {
     if (kind == PROGRESS_PREPROCESS && code == PROGRESS_GRID_STARTS) { progress->restart(); }
-    if (code == PROGRESS_STRIP || code == PROGRESS_GRID_ADVANCES) { progress->show(step_name(kind, code, d), fraction); }
+    if (code == PROGRESS_STRIP || code == PROGRESS_GRID_ADVANCES)
+    {
+        progress->show(step_name(kind, code, d), fraction);
+    }
     return stop_signal() ? 0 : 1;
 }
 
-document* on_get_current_doc() { return current_document; }
+document* on_get_current_doc()
+{
+    return current_document;
+}
 
-int32_t on_status_message(const char16_t*) { return 1; }
+int32_t on_status_message(const char16_t*)
+{
+    return 1;
+}
 
-int32_t on_set_legend(render_view*, int32_t) { return 1; }
+int32_t on_set_legend(render_view*, int32_t)
+{
+    return 1;
+}
 
 struct callback_row
 {
@@ -52,8 +64,10 @@ struct callback_row
 };
 const callback_row callbacks[] = {
     { "host_progress", reinterpret_cast<void*>(static_cast<host_progress_function*>(on_progress)) },
-    { "host_get_current_doc", reinterpret_cast<void*>(static_cast<host_get_current_doc_function*>(on_get_current_doc)) },
-    { "host_status_message", reinterpret_cast<void*>(static_cast<host_status_message_function*>(on_status_message)) },
+    { "host_get_current_doc",
+        reinterpret_cast<void*>(static_cast<host_get_current_doc_function*>(on_get_current_doc)) },
+    { "host_status_message",
+        reinterpret_cast<void*>(static_cast<host_status_message_function*>(on_status_message)) },
     { "host_set_legend", reinterpret_cast<void*>(static_cast<host_set_legend_function*>(on_set_legend)) },
 };
 
@@ -87,7 +101,8 @@ library_session::library_session(progress_line& line)
     progress = &line;
     const std::u16string folder = resource_folder();
     module_ = zr_module_from_function(find_callback, nullptr);
-    if (!module_ || !zr_init_ex(folder.c_str(), nullptr, nullptr, module_, folder.c_str(), folder.c_str(), folder.c_str(), 0))
+    if (!module_ || !zr_init_ex(folder.c_str(), nullptr, nullptr, module_, folder.c_str(), folder.c_str(),
+                        folder.c_str(), 0))
     {
         zr_free_module(module_);
         throw failure(exit_render_failed, "the library does not start" + library_error());

@@ -11,7 +11,7 @@ namespace host
 /// The library, started once per process without a display, with an open document. Ends both.
 class library_session
 {
-  public:
+public:
     /// Throws `failure` when the library cannot start.
     explicit library_session(progress_line& progress);
     ~library_session();
@@ -20,7 +20,7 @@ class library_session
 
     document* scene = nullptr;
 
-  private:
+private:
     zr_handle module_ = nullptr;
 };
 

@@ -65,9 +65,9 @@ struct corner_mesh
 };
 
 /// Welds the meshes of one part of a model and appends them to `out`: equal positions become one vertex,
-/// repeated corners go, polygons of fewer than 3 corners are counted and dropped, concave ones are cut. The part's connected
-/// pieces are looked at over all its meshes, so that a solid of two materials still counts as closed; a
-/// mesh with closed and open pieces becomes two.
+/// repeated corners go, polygons of fewer than 3 corners are counted and dropped, concave ones are cut. The
+/// part's connected pieces are looked at over all its meshes, so that a solid of two materials still counts
+/// as closed; a mesh with closed and open pieces becomes two.
 void weld_part(const std::vector<corner_mesh>& part, model& out);
 
 } // namespace host

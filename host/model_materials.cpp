@@ -13,16 +13,22 @@ namespace
 
 /// The numbers of the rules.
 constexpr double default_ior = 1.5;
-constexpr double metal_mirror = 0.95;        // of a polished metal
-constexpr double glow_luminance = 1000;      // cd/m2 for an emission of 1
+constexpr double metal_mirror = 0.95;   // of a polished metal
+constexpr double glow_luminance = 1000; // cd/m2 for an emission of 1
 constexpr double phong_exponent_limit = 1000;
 constexpr double highlight_of_specular = 0.5; // Phong's specular is picked by eye and runs high
 constexpr double dark_tint = 0.02;
 constexpr int first_mirror_illumination = 3; // OBJ: models 3 to 9 trace rays
 
-double clamp01(double v) { return std::clamp(v, 0.0, 1.0); }
+double clamp01(double v)
+{
+    return std::clamp(v, 0.0, 1.0);
+}
 
-double largest(const std::array<float, 3>& c) { return std::max({ c[0], c[1], c[2] }); }
+double largest(const std::array<float, 3>& c)
+{
+    return std::max({ c[0], c[1], c[2] });
+}
 
 /// A colour of the file as a display value; amounts above 1 are held to 1.
 color3 display_color(const std::array<float, 3>& c, bool is_linear)
@@ -39,7 +45,10 @@ double sound_ior(const model_material& m)
 }
 
 /// Reflectance of a surface seen straight on.
-double normal_reflectance(double ior) { return std::pow((ior - 1) / (ior + 1), 2); }
+double normal_reflectance(double ior)
+{
+    return std::pow((ior - 1) / (ior + 1), 2);
+}
 
 /// Opacity and its opposites, glass among them.
 void set_transparency(const model_material& m, scene_material& out)
@@ -53,11 +62,8 @@ void set_transparency(const model_material& m, scene_material& out)
     // A filter is a colour of its own where a file has one; glass is often left black in its diffuse colour.
     color3 tint = out.color;
     const bool has_filter = m.transparent && largest(*m.transparent) > dark_tint &&
-                            *m.transparent != std::array<float, 3> { 1, 1, 1 }; // the default of importers
-    if (has_filter && !m.linear_colors)
-    {
-        tint = display_color(*m.transparent, false);
-    }
+                            *m.transparent != std::array<float, 3>{ 1, 1, 1 }; // the default of importers
+    if (has_filter && !m.linear_colors) { tint = display_color(*m.transparent, false); }
     if (*std::max_element(tint.rgb.begin(), tint.rgb.end()) < dark_tint) { tint.rgb = { 1, 1, 1 }; }
     out.transparent_color = tint;
 }
@@ -90,7 +96,7 @@ void set_phong(const model_material& m, scene_material& out)
     if (m.illumination && *m.illumination < first_mirror_illumination) { mirror = 0; }
     // Glass has its Fresnel reflection; a second mirror on top would reflect twice.
     if (out.transparency > 0.5) { mirror = 0; }
-    const double diffuse = largest(m.diffuse.value_or(std::array<float, 3> { 0.6f, 0.6f, 0.6f }));
+    const double diffuse = largest(m.diffuse.value_or(std::array<float, 3>{ 0.6f, 0.6f, 0.6f }));
     out.mirror = mirror + diffuse > 1 ? mirror / (mirror + diffuse) : mirror;
 
     const double shininess = m.shininess.value_or(0);
@@ -116,9 +122,15 @@ void set_emission(const model_material& m, scene_material& out)
 
 } // namespace
 
-double display_value(double linear) { return std::pow(std::max(linear, 0.0), 1 / 2.2); }
+double display_value(double linear)
+{
+    return std::pow(std::max(linear, 0.0), 1 / 2.2);
+}
 
-double linear_value(double display) { return std::pow(std::max(display, 0.0), 2.2); }
+double linear_value(double display)
+{
+    return std::pow(std::max(display, 0.0), 2.2);
+}
 
 scene_material material_from_model(const model_material& m)
 {

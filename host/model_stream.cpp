@@ -23,7 +23,8 @@ constexpr std::optional<std::array<float, 3>> model_material::*color_fields[] = 
     &model_material::base_color };
 constexpr std::optional<float> model_material::*number_fields[] = { &model_material::opacity,
     &model_material::shininess, &model_material::shininess_strength, &model_material::reflectivity,
-    &model_material::ior, &model_material::metallic, &model_material::roughness, &model_material::transmission };
+    &model_material::ior, &model_material::metallic, &model_material::roughness,
+    &model_material::transmission };
 constexpr uint32_t illumination_bit = 1u << 16, linear_bit = 1u << 17, blended_bit = 1u << 18;
 
 void write_material(byte_writer& out, const model_material& m)
@@ -60,7 +61,7 @@ void read_material(byte_reader& in, model_material& m)
     {
         if (present & bit)
         {
-            const std::array<float, 3> c { in.f32(), in.f32(), in.f32() };
+            const std::array<float, 3> c{ in.f32(), in.f32(), in.f32() };
             if (std::isfinite(c[0]) && std::isfinite(c[1]) && std::isfinite(c[2])) { m.*field = c; }
         }
         bit <<= 1;
@@ -139,9 +140,15 @@ void byte_writer::u64(uint64_t v)
     u32(uint32_t(v >> 32));
 }
 
-void byte_writer::f32(float v) { u32(std::bit_cast<uint32_t>(v)); }
+void byte_writer::f32(float v)
+{
+    u32(std::bit_cast<uint32_t>(v));
+}
 
-void byte_writer::f64(double v) { u64(std::bit_cast<uint64_t>(v)); }
+void byte_writer::f64(double v)
+{
+    u64(std::bit_cast<uint64_t>(v));
+}
 
 void byte_writer::text(const std::string& t)
 {
@@ -170,9 +177,15 @@ uint64_t byte_reader::u64()
     return low | uint64_t(u32()) << 32;
 }
 
-float byte_reader::f32() { return std::bit_cast<float>(u32()); }
+float byte_reader::f32()
+{
+    return std::bit_cast<float>(u32());
+}
 
-double byte_reader::f64() { return std::bit_cast<double>(u64()); }
+double byte_reader::f64()
+{
+    return std::bit_cast<double>(u64());
+}
 
 std::string byte_reader::text(uint32_t limit)
 {

@@ -30,7 +30,7 @@ void sine_cosine_deg(double degrees, double& s, double& c)
 
 transform transform_of(const scene_model& model)
 {
-    transform t {};
+    transform t{};
     if (model.matrix)
     {
         for (int i = 0; i < 12; ++i) { t.m[i / 4][i % 4] = (*model.matrix)[i]; }
@@ -45,7 +45,10 @@ transform transform_of(const scene_model& model)
     };
     for (int row = 0; row < 3; ++row)
     {
-        for (int column = 0; column < 3; ++column) { t.m[row][column] = turn[row][column] * model.scale[column]; }
+        for (int column = 0; column < 3; ++column)
+        {
+            t.m[row][column] = turn[row][column] * model.scale[column];
+        }
         t.m[row][3] = model.translate[row];
     }
     return t;

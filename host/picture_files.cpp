@@ -46,7 +46,8 @@ struct temporary_file
         std::error_code error;
         target = std::filesystem::weakly_canonical(file, error);
         if (error) { target = file; }
-        std::string name = (target.parent_path() / fmt::format(".{}.XXXXXX", target.filename().string())).string();
+        std::string name =
+            (target.parent_path() / fmt::format(".{}.XXXXXX", target.filename().string())).string();
         const int descriptor = mkostemp(name.data(), O_CLOEXEC);
         if (descriptor < 0) { cannot_write(file, strerror(errno)); }
         path = name;
@@ -105,7 +106,8 @@ void on_png_error(png_structp png, png_const_charp text)
 void on_png_warning(png_structp, png_const_charp) {}
 
 /// Everything that a jump out of libpng could skip lives outside of this function.
-bool encode_png(FILE* stream, const picture& p, png_structp png, png_infop info, png_failure& f, std::vector<uint8_t>& row)
+bool encode_png(FILE* stream, const picture& p, png_structp png, png_infop info, png_failure& f,
+    std::vector<uint8_t>& row)
 {
     if (setjmp(f.back)) { return false; }
     const bool is_color = p.layout == pixel_layout::rgb8;
@@ -113,9 +115,9 @@ bool encode_png(FILE* stream, const picture& p, png_structp png, png_infop info,
     png_init_io(png, stream);
     // A stopped render must be on the disk within two seconds; higher levels gain few bytes.
     png_set_compression_level(png, 4);
-    png_set_IHDR(png, info, png_uint_32(p.width), png_uint_32(p.height), p.layout == pixel_layout::grey16 ? 16 : 8,
-        is_color ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-        PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(png, info, png_uint_32(p.width), png_uint_32(p.height),
+        p.layout == pixel_layout::grey16 ? 16 : 8, is_color ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY,
+        PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (is_color) { png_set_gAMA(png, info, 1 / 2.2); }
     png_write_info(png, info);
     for (int y = 0; y < p.height; ++y)
@@ -152,12 +154,15 @@ int32_t bmp_row(bitmap_format* record, line_request* request)
 
 void write_bmp(const std::filesystem::path& file, const picture& p)
 {
-    bitmap_format record {};
+    bitmap_format record{};
     zr_init_bitmap_format(BITMAP_BMP, &record);
     std::error_code error;
     const std::filesystem::path target = std::filesystem::weakly_canonical(file, error);
     const std::u16string path = (error ? file : target).u16string();
-    if (path.size() >= std::size(record.path)) { cannot_write(file, "the path of a BMP has at most 255 characters"); }
+    if (path.size() >= std::size(record.path))
+    {
+        cannot_write(file, "the path of a BMP has at most 255 characters");
+    }
     std::copy(path.begin(), path.end(), record.path);
     record.width = uint32_t(p.width);
     record.height = uint32_t(p.height);
@@ -181,12 +186,14 @@ constexpr format_row formats[] = {
 const format_row& format_of(const std::filesystem::path& file, pixel_layout layout)
 {
     std::string extension = file.extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(), [](unsigned char c) { return char(tolower(c)); });
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+        [](unsigned char c) { return char(tolower(c)); });
     for (const format_row& f : formats)
     {
         if (extension == f.extension && (layout == pixel_layout::rgb8 || f.has_grey)) { return f; }
     }
-    cannot_write(file, layout == pixel_layout::rgb8 ? "the name must end in .png or .bmp" : "the name must end in .png");
+    cannot_write(file,
+        layout == pixel_layout::rgb8 ? "the name must end in .png or .bmp" : "the name must end in .png");
 }
 
 } // namespace
@@ -201,13 +208,19 @@ void check_picture_file(const std::filesystem::path& file, const picture& shape)
     {
         cannot_write(file, "it is not a plain file");
     }
-    if (std::filesystem::exists(status) && access(file.c_str(), W_OK) != 0) { cannot_write(file, strerror(errno)); }
+    if (std::filesystem::exists(status) && access(file.c_str(), W_OK) != 0)
+    {
+        cannot_write(file, strerror(errno));
+    }
     temporary_file probe(file);
     const auto bytes = off_t(int64_t(shape.width) * shape.height * bytes_per_pixel(shape.layout) + 4096);
     const int result = posix_fallocate(fileno(probe.stream), 0, bytes);
     if (result == ENOSPC || result == EFBIG || result == EDQUOT) { cannot_write(file, strerror(result)); }
 }
 
-void write_picture(const std::filesystem::path& file, const picture& p) { format_of(file, p.layout).write(file, p); }
+void write_picture(const std::filesystem::path& file, const picture& p)
+{
+    format_of(file, p.layout).write(file, p);
+}
 
 } // namespace host

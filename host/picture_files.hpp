@@ -13,7 +13,7 @@ namespace host
 /// What the bytes of a row are.
 enum class pixel_layout
 {
-    rgb8,  ///< red, green, blue
+    rgb8, ///< red, green, blue
     grey8,
     grey16 ///< two bytes, the high one first
 };

@@ -11,7 +11,7 @@ namespace host
 /// Shows how far an operation has come. One thread at a time.
 class progress_line
 {
-  public:
+public:
     explicit progress_line(bool is_terminal) : is_terminal_(is_terminal) {}
 
     /// A step of `what` at `fraction`, 0 to 1 of the whole; a different `what` starts a line of its own.
@@ -21,7 +21,7 @@ class progress_line
     /// The same for the next show(): its clock starts anew.
     void restart();
 
-  private:
+private:
     using clock = std::chrono::steady_clock;
     bool is_terminal_;
     bool is_open_ = false;

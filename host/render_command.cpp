@@ -66,8 +66,8 @@ bool run_job(document* d, render_job& job)
     const int32_t started = zr_raytrace(&job);
     if (started != 1)
     {
-        throw failure(exit_render_failed,
-            started == -2 ? "out of memory for a picture of this size" : "the render does not start" + library_error());
+        throw failure(exit_render_failed, started == -2 ? "out of memory for a picture of this size"
+                                                        : "the render does not start" + library_error());
     }
     while (!zr_wait_for_render(d, poll_ms))
     {
@@ -78,7 +78,10 @@ bool run_job(document* d, render_job& job)
     return true;
 }
 
-uint32_t state_of(document* d) { return __atomic_load_n(&d->render_state, __ATOMIC_SEQ_CST); }
+uint32_t state_of(document* d)
+{
+    return __atomic_load_n(&d->render_state, __ATOMIC_SEQ_CST);
+}
 
 /// Ends the process with the job still running: what the passes left is saved, nothing is taken down.
 [[noreturn]] void leave_running_job(const scene& s, document* d, const output_files& files)
@@ -92,7 +95,8 @@ void print_counts(const built_scene& built, const scene& s)
 {
     for (const std::string& note : built.notes) { std::fprintf(stderr, "zirconlite: %s\n", note.c_str()); }
     if (s.lights.empty()) { std::fprintf(stderr, "zirconlite: the scene has no lights\n"); }
-    std::fprintf(stderr, "%llu triangles, %zu lights\n", static_cast<unsigned long long>(built.triangles), s.lights.size());
+    std::fprintf(stderr, "%llu triangles, %zu lights\n", static_cast<unsigned long long>(built.triangles),
+        s.lights.size());
 }
 
 int render(const render_options& o)
@@ -120,7 +124,7 @@ int render(const render_options& o)
     }
     end_if_stopped("the sorting of the scene");
 
-    render_job job {};
+    render_job job{};
     job.document = d;
     job.view = &d->views[1];
     if (s.render.region) { set_region(s, job); }

@@ -18,7 +18,10 @@ namespace
 
 constexpr int preview_reduction = 4;
 
-[[noreturn]] void wrong_usage(const std::string& text) { throw failure(exit_usage, text + "; see --help"); }
+[[noreturn]] void wrong_usage(const std::string& text)
+{
+    throw failure(exit_usage, text + "; see --help");
+}
 
 template <class R> const key_row<R>& row_of(const section<R>& s, const char* name)
 {
@@ -39,8 +42,9 @@ void override_number(const section<R>& s, const char* key, const std::optional<T
     value = *given;
 }
 
-template <class R> void override_choice(const section<R>& s, const char* key, const char* option,
-    const std::string& given, int& value)
+template <class R>
+void override_choice(
+    const section<R>& s, const char* key, const char* option, const std::string& given, int& value)
 {
     if (given.empty()) { return; }
     const auto& row = row_of(s, key);
@@ -64,7 +68,10 @@ void apply_size(const std::string& text, scene& s)
     if (text.empty()) { return; }
     int size[2];
     const auto& row = row_of(render_section, "size");
-    if (!read_numbers(text, 'x', size, 2)) { wrong_usage(fmt::format("--size: \"{}\" is not like 640x480", text)); }
+    if (!read_numbers(text, 'x', size, 2))
+    {
+        wrong_usage(fmt::format("--size: \"{}\" is not like 640x480", text));
+    }
     for (int i = 0; i < 2; ++i)
     {
         if (size[i] < row.low || size[i] > row.high)
@@ -84,14 +91,14 @@ void apply_region(const std::string& text, scene& s)
         {
             wrong_usage(fmt::format("--region: \"{}\" is not like 100,50,320,200", text));
         }
-        s.render.region = std::array<int, 4> { r[0], r[1], r[2], r[3] };
+        s.render.region = std::array<int, 4>{ r[0], r[1], r[2], r[3] };
     }
     if (!s.render.region) { return; }
     const auto& r = *s.render.region;
     if (r[2] < 1 || r[3] < 1 || r[0] + r[2] > s.render.size[0] || r[1] + r[3] > s.render.size[1])
     {
-        wrong_usage(fmt::format("the region {},{},{},{} does not lie in the picture of {}x{}", r[0], r[1], r[2],
-            r[3], s.render.size[0], s.render.size[1]));
+        wrong_usage(fmt::format("the region {},{},{},{} does not lie in the picture of {}x{}", r[0], r[1],
+            r[2], r[3], s.render.size[0], s.render.size[1]));
     }
 }
 
@@ -121,22 +128,24 @@ void check_whole(const scene& s)
     }
     if (has_planes && s.render.fast)
     {
-        throw failure(exit_bad_scene,
-            fmt::format("{}: depth and object_id pictures need the last pass, which fast mode and --preview leave out",
-                s.file.string()));
+        throw failure(exit_bad_scene, fmt::format("{}: depth and object_id pictures need the last pass, "
+                                                  "which fast mode and --preview leave out",
+                                          s.file.string()));
     }
     if (s.camera.f_stop && s.render.quality < 3)
     {
-        throw failure(exit_bad_scene,
-            fmt::format("{}: f_stop needs quality 3 or more; the quality is {}", s.file.string(), s.render.quality));
+        throw failure(exit_bad_scene, fmt::format("{}: f_stop needs quality 3 or more; the quality is {}",
+                                          s.file.string(), s.render.quality));
     }
     if (s.camera.sub_frame && s.camera.projection != 2)
     {
-        throw failure(exit_bad_scene, fmt::format("{}: only a perspective picture has a sub_frame", s.file.string()));
+        throw failure(
+            exit_bad_scene, fmt::format("{}: only a perspective picture has a sub_frame", s.file.string()));
     }
     if (s.camera.projection == 1 && !s.camera.parallel_width)
     {
-        throw failure(exit_bad_scene, fmt::format("{}: a parallel picture needs parallel_width in [camera]", s.file.string()));
+        throw failure(exit_bad_scene,
+            fmt::format("{}: a parallel picture needs parallel_width in [camera]", s.file.string()));
     }
 }
 

@@ -138,7 +138,8 @@ void write_object_ids(const render_view& v, const window& w, const std::filesyst
     say_written(file, "material ids");
 }
 
-void write_variant(const scene& s, document* d, size_t index, const window& w, const std::filesystem::path& file)
+void write_variant(
+    const scene& s, document* d, size_t index, const window& w, const std::filesystem::path& file)
 {
     render_view& v = d->views[1];
     const scene_variant& variant = s.variants[index];
@@ -150,7 +151,8 @@ void write_variant(const scene& s, document* d, size_t index, const window& w, c
     set_exposure(v, tone);
     if (!apply_exposure(d, &v))
     {
-        throw failure(exit_render_failed, fmt::format("{}: the exposure cannot be changed{}", file.string(), library_error()));
+        throw failure(exit_render_failed,
+            fmt::format("{}: the exposure cannot be changed{}", file.string(), library_error()));
     }
     write_colors(v, w, file);
 }
@@ -160,18 +162,19 @@ void write_variant(const scene& s, document* d, size_t index, const window& w, c
 output_files prepare_output(const scene& s, const std::string& option)
 {
     const window w = window_of(s);
-    output_files files { {}, {}, {}, {}, {}, w.width, w.height };
-    files.picture = !option.empty() ? std::filesystem::path(option)
-                    : !s.output.file.empty()
-                        ? beside_scene(s, s.output.file)
-                        : std::filesystem::path(s.file).replace_extension(".png");
+    output_files files{ {}, {}, {}, {}, {}, w.width, w.height };
+    files.picture = !option.empty()          ? std::filesystem::path(option)
+                    : !s.output.file.empty() ? beside_scene(s, s.output.file)
+                                             : std::filesystem::path(s.file).replace_extension(".png");
     // The scene file itself may have a picture's name.
     std::error_code error;
     if (std::filesystem::equivalent(files.picture, s.file, error))
     {
-        throw failure(exit_usage, fmt::format("{}: the picture would replace the scene", files.picture.string()));
+        throw failure(
+            exit_usage, fmt::format("{}: the picture would replace the scene", files.picture.string()));
     }
-    const auto named = [&](const std::string& name) { return name.empty() ? std::filesystem::path() : beside_scene(s, name); };
+    const auto named = [&](const std::string& name)
+    { return name.empty() ? std::filesystem::path() : beside_scene(s, name); };
     files.alpha = named(s.output.alpha);
     files.depth = named(s.output.depth);
     files.object_id = named(s.output.object_id);
@@ -179,10 +182,22 @@ output_files prepare_output(const scene& s, const std::string& option)
     if (s.render.calibration) { return files; }
 
     check_picture_file(files.picture, { w.width, w.height, pixel_layout::rgb8, {} });
-    for (const auto& v : files.variants) { check_picture_file(v, { w.width, w.height, pixel_layout::rgb8, {} }); }
-    if (!files.alpha.empty()) { check_picture_file(files.alpha, { w.width, w.height, pixel_layout::grey8, {} }); }
-    if (!files.depth.empty()) { check_picture_file(files.depth, { w.width, w.height, pixel_layout::grey16, {} }); }
-    if (!files.object_id.empty()) { check_picture_file(files.object_id, { w.width, w.height, pixel_layout::grey16, {} }); }
+    for (const auto& v : files.variants)
+    {
+        check_picture_file(v, { w.width, w.height, pixel_layout::rgb8, {} });
+    }
+    if (!files.alpha.empty())
+    {
+        check_picture_file(files.alpha, { w.width, w.height, pixel_layout::grey8, {} });
+    }
+    if (!files.depth.empty())
+    {
+        check_picture_file(files.depth, { w.width, w.height, pixel_layout::grey16, {} });
+    }
+    if (!files.object_id.empty())
+    {
+        check_picture_file(files.object_id, { w.width, w.height, pixel_layout::grey16, {} });
+    }
     return files;
 }
 

@@ -18,7 +18,7 @@ using vec3 = std::array<double, 3>;
 /// A colour as a screen shows it: each channel 0 to 1, to be raised to the power 2.2 for linear light.
 struct color3
 {
-    std::array<double, 3> rgb { 0.7, 0.7, 0.7 };
+    std::array<double, 3> rgb{ 0.7, 0.7, 0.7 };
 };
 
 /// One plane a x + b y + c z + d: what lies on its negative side is cut away.
@@ -26,9 +26,9 @@ using clip_plane = std::array<double, 4>;
 
 struct scene_camera
 {
-    vec3 eye { 0, -10, 1.6 };
-    vec3 target { 0, 0, 1.6 };
-    vec3 up { 0, 0, 1 };
+    vec3 eye{ 0, -10, 1.6 };
+    vec3 target{ 0, 0, 1.6 };
+    vec3 up{ 0, 0, 1 };
     int projection = 2; ///< the library's number: 1 parallel to 6 light probe
     std::optional<double> lens_mm;
     std::optional<double> fov_deg; ///< horizontal
@@ -42,7 +42,7 @@ struct scene_camera
 
 struct scene_render
 {
-    std::array<int, 2> size { 960, 640 };
+    std::array<int, 2> size{ 960, 640 };
     int threads = 0; ///< 0: all processors, at most 8
     int quality = 3;
     double antialiasing = 0.9;
@@ -81,7 +81,7 @@ struct scene_variant
 
 struct scene_background
 {
-    color3 color { { 0, 0, 0 } };
+    color3 color{ { 0, 0, 0 } };
 };
 
 struct scene_material
@@ -107,7 +107,7 @@ struct scene_model
     std::string file;
     std::string unit; ///< empty: the format's own
     std::string up;   ///< empty: the format's own
-    vec3 scale { 1, 1, 1 }, rotate { 0, 0, 0 }, translate { 0, 0, 0 };
+    vec3 scale{ 1, 1, 1 }, rotate{ 0, 0, 0 }, translate{ 0, 0, 0 };
     std::optional<std::array<double, 16>> matrix;
     std::string material;                         ///< for every mesh that `materials` does not name
     std::map<std::string, std::string> materials; ///< the model's material name to the scene's
@@ -121,12 +121,12 @@ struct scene_light
 {
     std::string name;
     int kind = 0; ///< row of `light_kinds`
-    vec3 position { 0, 0, 3 };
+    vec3 position{ 0, 0, 3 };
     std::optional<vec3> target;
     std::optional<double> lumens, candela, watts, lux;
     int bulb = 1; ///< row of the library's table of lamp efficacies
     double kelvin = 5000;
-    color3 filter { { 1, 1, 1 } };
+    color3 filter{ { 1, 1, 1 } };
     double beam_deg = 60, field_deg = 90; ///< full angles of the cone
     std::optional<double> azimuth_deg, altitude_deg;
     double radius = 0, disc_deg = 0;
@@ -151,7 +151,12 @@ struct scene
 };
 
 /// Rows of the choices that need a name outside the tables of keys.
-enum { light_point = 0, light_spot = 1, light_distant = 2 };
+enum
+{
+    light_point = 0,
+    light_spot = 1,
+    light_distant = 2
+};
 
 /// Names by projection number less 1.
 extern const char* const projection_names[7];

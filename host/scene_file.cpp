@@ -25,11 +25,12 @@ struct unit_row
 constexpr unit_row units[] = { { "m", 1 }, { "cm", 0.01 }, { "mm", 0.001 }, { "km", 1000 }, { "in", 0.0254 },
     { "ft", 0.3048 }, { "yd", 0.9144 } };
 
-const char* const top_level_names[] = { "camera", "render", "tone", "output", "variant", "background", "model",
-    "materials", "light", nullptr };
+const char* const top_level_names[] = { "camera", "render", "tone", "output", "variant", "background",
+    "model", "materials", "light", nullptr };
 
 template <class R>
-void read_one(const toml::table& root, const char* name, const section<R>& s, R& record, const std::string& file)
+void read_one(
+    const toml::table& root, const char* name, const section<R>& s, R& record, const std::string& file)
 {
     const toml::node* n = root.get(name);
     if (!n) { return; }
@@ -57,7 +58,10 @@ void read_list(const toml::table& root, const char* name, const section<R>& s, s
     for (size_t i = 0; i < records.size(); ++i)
     {
         read_table(*list->get_as<toml::table>(i), records[i], s.rows, { file, s.heading });
-        if constexpr (requires { records[i].line; }) { records[i].line = int(list->get(i)->source().begin.line); }
+        if constexpr (requires { records[i].line; })
+        {
+            records[i].line = int(list->get(i)->source().begin.line);
+        }
     }
 }
 
@@ -76,7 +80,8 @@ void read_materials(const toml::table& root, scene& s, const std::string& file)
             bad_scene(file, int(name.source().begin.line),
                 fmt::format("materials are written as {} with keys of their own", heading));
         }
-        read_table(*value.as_table(), s.materials[std::string(name.str())], material_section.rows, { file, heading });
+        read_table(*value.as_table(), s.materials[std::string(name.str())], material_section.rows,
+            { file, heading });
     }
 }
 
@@ -129,7 +134,10 @@ void check_camera(const scene& s, const toml::table& root, const std::string& fi
     {
         const auto& f = *c.sub_frame;
         if (c.projection != 2) { wrong("sub_frame", "sub_frame: only a perspective picture has one"); }
-        if (f[0] >= f[2] || f[1] >= f[3]) { wrong("sub_frame", "sub_frame: left, top, right, bottom must grow"); }
+        if (f[0] >= f[2] || f[1] >= f[3])
+        {
+            wrong("sub_frame", "sub_frame: left, top, right, bottom must grow");
+        }
     }
     for (const clip_plane& p : c.clip_planes)
     {
@@ -155,7 +163,8 @@ void check_render(const scene& s, const toml::table& root, const std::string& fi
         const auto& g = *r.region;
         if (g[2] < 1 || g[3] < 1 || g[0] + g[2] > r.size[0] || g[1] + g[3] > r.size[1])
         {
-            wrong("render", "region", fmt::format("does not lie in the picture of {}x{}", r.size[0], r.size[1]));
+            wrong("render", "region",
+                fmt::format("does not lie in the picture of {}x{}", r.size[0], r.size[1]));
         }
     }
 }
@@ -179,7 +188,8 @@ void check_models(const scene& s, const std::string& file)
         if (!m.unit.empty() && !metres_per_unit(m.unit))
         {
             bad_scene(file, m.line,
-                fmt::format("[[model]] unit: \"{}\" is not m, cm, mm, km, in, ft, yd or metres per unit", m.unit));
+                fmt::format(
+                    "[[model]] unit: \"{}\" is not m, cm, mm, km, in, ft, yd or metres per unit", m.unit));
         }
         if (!m.up.empty() && m.up != "x" && m.up != "y" && m.up != "z")
         {

@@ -27,7 +27,8 @@ const key_row<scene_camera> camera_rows[] = {
     { "projection", &scene_camera::projection, 0, 0, projection_names, 1, "kind of picture, `perspective`" },
     { "lens_mm", &scene_camera::lens_mm, 1, 10000, nullptr, 0,
         "focal length on a film 36 mm wide, 28 unless `fov_deg` is given" },
-    { "fov_deg", &scene_camera::fov_deg, 0.1, 170, nullptr, 0, "horizontal angle of view, in place of `lens_mm`" },
+    { "fov_deg", &scene_camera::fov_deg, 0.1, 170, nullptr, 0,
+        "horizontal angle of view, in place of `lens_mm`" },
     { "near", &scene_camera::near_distance, -1, far, nullptr, 0,
         "nothing nearer than this is seen, metres; -1 for none" },
     { "clip_planes", &scene_camera::clip_planes, -far, far, nullptr, 0,
@@ -59,17 +60,18 @@ const key_row<scene_render> render_rows[] = {
     { "refract_limit", &scene_render::refract_limit, 0, 40, nullptr, 0,
         "surfaces of glass in a row, 8; both together at most 41" },
     { "soft_shadows", &scene_render::soft_shadows, 0, 0, nullptr, 0, "lamps have a size, true" },
-    { "glossy_reflections", &scene_render::glossy_reflections, 0, 0, nullptr, 0,
-        "weak mirrors blur, true" },
+    { "glossy_reflections", &scene_render::glossy_reflections, 0, 0, nullptr, 0, "weak mirrors blur, true" },
     { "glossy_transmission", &scene_render::glossy_transmission, 0, 0, nullptr, 0,
         "frosted glass blurs, true" },
     { "gloss_samples", &scene_render::gloss_samples, 1, 256, nullptr, 0, "rays of a blurred reflection, 4" },
     { "translucency_samples", &scene_render::translucency_samples, 1, 256, nullptr, 0,
         "rays through frosted glass, 4" },
-    { "gloss_jitter", &scene_render::gloss_jitter, 0, 1, nullptr, 0, "spread of a blurred reflection, 0.0625" },
+    { "gloss_jitter", &scene_render::gloss_jitter, 0, 1, nullptr, 0,
+        "spread of a blurred reflection, 0.0625" },
     { "translucency_jitter", &scene_render::translucency_jitter, 0, 1, nullptr, 0,
         "spread through frosted glass, 0.0625" },
-    { "pixel_jitter", &scene_render::pixel_jitter, 0, 1, nullptr, 0, "noise of sample places in pixels, 0.5" },
+    { "pixel_jitter", &scene_render::pixel_jitter, 0, 1, nullptr, 0,
+        "noise of sample places in pixels, 0.5" },
     { "ambient", &scene_render::ambient, 0, 0, nullptr, 0,
         "an even light stands in for what walls reflect, true" },
     { "ambient_scale", &scene_render::ambient_scale, 0, 10, nullptr, 0,
@@ -105,7 +107,8 @@ const key_row<scene_output> output_rows[] = {
 
 const key_row<scene_variant> variant_rows[] = {
     { "file", &scene_variant::file, 1, 4096, nullptr, 0, "the picture, `.png` or `.bmp`" },
-    { "method", &scene_variant::method, 0, 0, tone_method_names, 0, "as in `[tone]`, whose values it starts from" },
+    { "method", &scene_variant::method, 0, 0, tone_method_names, 0,
+        "as in `[tone]`, whose values it starts from" },
     { "brightness", &scene_variant::brightness, -5, 5, nullptr, 0, "as in `[tone]`" },
     { "contrast", &scene_variant::contrast, 0.001, 0.999, nullptr, 0, "as in `[tone]`" },
     { "source_gain", &scene_variant::source_gain, 0, 4, nullptr, 0, "as in `[tone]`" },
@@ -121,7 +124,8 @@ const key_row<scene_model> model_rows[] = {
     { "file", &scene_model::file, 1, 4096, nullptr, 0,
         "OBJ, glTF, GLB, PLY, COLLADA, STL, 3DS, IFC or another format of the importer" },
     { "unit", &scene_model::unit, 1, 32, nullptr, 0,
-        "`m`, `cm`, `mm`, `km`, `in`, `ft`, `yd`, or metres per unit as a text; the format's own when left out" },
+        "`m`, `cm`, `mm`, `km`, `in`, `ft`, `yd`, or metres per unit as a text; the format's own when left "
+        "out" },
     { "up", &scene_model::up, 1, 1, nullptr, 0, "`x`, `y` or `z`; the format's own when left out" },
     { "scale", &scene_model::scale, -1e6, 1e6, nullptr, 0, "one factor or three, 1" },
     { "rotate", &scene_model::rotate, -36000, 36000, nullptr, 0,
@@ -197,18 +201,19 @@ const key_row<scene_light> light_rows[] = {
 
 } // namespace
 
-const section<scene_camera> camera_section { "[camera]", "The camera. Needed.", camera_rows };
-const section<scene_render> render_section { "[render]", "How the picture is made.", render_rows };
-const section<scene_tone> tone_section { "[tone]", "From light to screen.", tone_rows };
-const section<scene_output> output_section { "[output]", "The pictures, beside the scene file.", output_rows };
-const section<scene_variant> variant_section { "[[variant]]",
+const section<scene_camera> camera_section{ "[camera]", "The camera. Needed.", camera_rows };
+const section<scene_render> render_section{ "[render]", "How the picture is made.", render_rows };
+const section<scene_tone> tone_section{ "[tone]", "From light to screen.", tone_rows };
+const section<scene_output> output_section{ "[output]", "The pictures, beside the scene file.", output_rows };
+const section<scene_variant> variant_section{ "[[variant]]",
     "One more picture of the same render, at another exposure. At most 64.", variant_rows };
-const section<scene_background> background_section { "[background]", "What lies behind everything.",
+const section<scene_background> background_section{ "[background]", "What lies behind everything.",
     background_rows };
-const section<scene_model> model_section { "[[model]]", "A model file, put into the scene. At most 4096.",
+const section<scene_model> model_section{ "[[model]]", "A model file, put into the scene. At most 4096.",
     model_rows };
-const section<scene_material> material_section { "[materials.NAME]", "A material of the scene.", material_rows };
-const section<scene_light> light_section { "[[light]]",
+const section<scene_material> material_section{ "[materials.NAME]", "A material of the scene.",
+    material_rows };
+const section<scene_light> light_section{ "[[light]]",
     "A lamp. Point and spot take one of `lumens`, `candela` and `watts`; distant takes `lux`. At most 10000.",
     light_rows };
 

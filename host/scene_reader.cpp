@@ -28,17 +28,27 @@ const char* type_name(const toml::node& n)
 {
     switch (n.type())
     {
-    case toml::node_type::table: return "a table";
-    case toml::node_type::array: return "a list";
-    case toml::node_type::string: return "a text";
-    case toml::node_type::integer: return "an integer";
-    case toml::node_type::floating_point: return "a number";
-    case toml::node_type::boolean: return "true or false";
-    default: return "a date";
+    case toml::node_type::table:
+        return "a table";
+    case toml::node_type::array:
+        return "a list";
+    case toml::node_type::string:
+        return "a text";
+    case toml::node_type::integer:
+        return "an integer";
+    case toml::node_type::floating_point:
+        return "a number";
+    case toml::node_type::boolean:
+        return "true or false";
+    default:
+        return "a date";
     }
 }
 
-int line_of(const toml::node& n) { return int(n.source().begin.line); }
+int line_of(const toml::node& n)
+{
+    return int(n.source().begin.line);
+}
 
 [[noreturn]] void wrong_value(const row_context& c, const toml::node& n, const std::string& expected)
 {
@@ -49,13 +59,12 @@ int line_of(const toml::node& n) { return int(n.source().begin.line); }
 [[noreturn]] void out_of_range(const row_context& c, const toml::node& n, double found)
 {
     bad_scene(c.place.file, line_of(n),
-        fmt::format(
-            "{} {}: {} is outside {} to {}", c.place.section, c.key, found, c.low, c.high));
+        fmt::format("{} {}: {} is outside {} to {}", c.place.section, c.key, found, c.low, c.high));
 }
 
 double read_number(const row_context& c, const toml::node& n, const char* expected)
 {
-    const auto value = n.is_number() ? n.value<double>() : std::optional<double> {};
+    const auto value = n.is_number() ? n.value<double>() : std::optional<double>{};
     if (!value) { wrong_value(c, n, expected); }
     if (!std::isfinite(*value) || *value < c.low || *value > c.high) { out_of_range(c, n, *value); }
     return *value;
@@ -97,7 +106,7 @@ int read_choice(const row_context& c, const toml::node& n)
 int read_integer(const row_context& c, const toml::node& n)
 {
     if (c.choices) { return read_choice(c, n); }
-    const auto value = n.is_integer() ? n.value<int64_t>() : std::optional<int64_t> {};
+    const auto value = n.is_integer() ? n.value<int64_t>() : std::optional<int64_t>{};
     if (!value) { wrong_value(c, n, "an integer"); }
     if (double(*value) < c.low || double(*value) > c.high) { out_of_range(c, n, double(*value)); }
     return int(*value);
@@ -113,9 +122,10 @@ void read_integers(const row_context& c, const toml::node& n, int* out, size_t c
 
 std::string read_text(const row_context& c, const toml::node& n)
 {
-    const auto text = n.is_string() ? n.value<std::string>() : std::optional<std::string> {};
+    const auto text = n.is_string() ? n.value<std::string>() : std::optional<std::string>{};
     if (!text) { wrong_value(c, n, "a text in quotes"); }
-    if (double(text->size()) < c.low || double(text->size()) > c.high || text->find('\0') != std::string::npos)
+    if (double(text->size()) < c.low || double(text->size()) > c.high ||
+        text->find('\0') != std::string::npos)
     {
         bad_scene(c.place.file, line_of(n),
             fmt::format("{} {}: expected a text of {} to {} bytes", c.place.section, c.key, c.low, c.high));
@@ -137,15 +147,24 @@ bool read_hex_color(const std::string& text, color3& out)
 
 // One overload for each alternative of field_of: the type of the field chooses how a value is read.
 
-void read_value(const row_context& c, const toml::node& n, double& out) { out = read_number(c, n, "a number"); }
+void read_value(const row_context& c, const toml::node& n, double& out)
+{
+    out = read_number(c, n, "a number");
+}
 
-void read_value(const row_context& c, const toml::node& n, int& out) { out = read_integer(c, n); }
+void read_value(const row_context& c, const toml::node& n, int& out)
+{
+    out = read_integer(c, n);
+}
 
-void read_value(const row_context& c, const toml::node& n, std::string& out) { out = read_text(c, n); }
+void read_value(const row_context& c, const toml::node& n, std::string& out)
+{
+    out = read_text(c, n);
+}
 
 void read_value(const row_context& c, const toml::node& n, bool& out)
 {
-    const auto value = n.is_boolean() ? n.value<bool>() : std::optional<bool> {};
+    const auto value = n.is_boolean() ? n.value<bool>() : std::optional<bool>{};
     if (!value) { wrong_value(c, n, "true or false"); }
     out = *value;
 }
@@ -190,7 +209,10 @@ void read_value(const row_context& c, const toml::node& n, std::vector<clip_plan
 {
     const auto* list = n.as_array();
     if (!list) { wrong_value(c, n, "a list of planes of 4 numbers each"); }
-    if (list->size() > 16) { bad_scene(c.place.file, line_of(n), "[camera] clip_planes: more than 16 planes"); }
+    if (list->size() > 16)
+    {
+        bad_scene(c.place.file, line_of(n), "[camera] clip_planes: more than 16 planes");
+    }
     out.resize(list->size());
     for (size_t i = 0; i < out.size(); ++i) { read_numbers(c, *list->get(i), out[i].data(), 4); }
 }
@@ -204,7 +226,7 @@ void read_value(const row_context& c, const toml::node& n, std::map<std::string,
 
 template <class T> void read_value(const row_context& c, const toml::node& n, std::optional<T>& out)
 {
-    T value {};
+    T value{};
     read_value(c, n, value);
     out = value;
 }
@@ -222,7 +244,8 @@ int edit_distance(const std::string& a, const std::string& b)
                 d[i][j] = int(i + j);
                 continue;
             }
-            d[i][j] = std::min({ d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + (a[i - 1] != b[j - 1]) });
+            d[i][j] =
+                std::min({ d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + (a[i - 1] != b[j - 1]) });
             if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
             {
                 d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
@@ -236,8 +259,8 @@ int edit_distance(const std::string& a, const std::string& b)
 
 void bad_scene(const std::string& file, int line, const std::string& text)
 {
-    throw failure(exit_bad_scene, line > 0 ? fmt::format("{}:{}: {}", file, line, text)
-                                           : fmt::format("{}: {}", file, text));
+    throw failure(exit_bad_scene,
+        line > 0 ? fmt::format("{}:{}: {}", file, line, text) : fmt::format("{}: {}", file, text));
 }
 
 const char* nearest_name(const std::string& wrong, const char* const* names)
@@ -278,7 +301,7 @@ void read_table(const toml::table& table, R& record, const key_row<R>* rows, con
                 fmt::format("{} has no key \"{}\"{}", place.section, name,
                     near ? fmt::format("; did you mean \"{}\"?", near) : ""));
         }
-        const row_context context { place, row->name, row->low, row->high, row->choices, row->first_choice };
+        const row_context context{ place, row->name, row->low, row->high, row->choices, row->first_choice };
         std::visit([&](auto field) { read_value(context, value, record.*field); }, row->field);
     }
 }

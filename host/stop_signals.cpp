@@ -15,8 +15,8 @@ namespace host
 namespace
 {
 
-std::atomic<int> first_signal { 0 };
-std::atomic<int64_t> first_time_ms { 0 };
+std::atomic<int> first_signal{ 0 };
+std::atomic<int64_t> first_time_ms{ 0 };
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<int64_t>::is_always_lock_free);
 
 // Programs that end others send to the process and to its group, so one wish can arrive twice.
@@ -24,7 +24,7 @@ constexpr int64_t same_wish_ms = 300;
 
 int64_t now_ms()
 {
-    timespec t {};
+    timespec t{};
     clock_gettime(CLOCK_MONOTONIC, &t);
     return int64_t(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
 }
@@ -45,7 +45,9 @@ void on_signal(int number)
 
 void watch_stop_signals()
 {
-    struct sigaction action {};
+    struct sigaction action
+    {
+    };
     action.sa_handler = on_signal;
     sigemptyset(&action.sa_mask);
     // System calls go on after the signal: a picture that is being written must not end half way.
@@ -56,13 +58,22 @@ void watch_stop_signals()
     signal(SIGPIPE, SIG_IGN);
 }
 
-int stop_signal() { return first_signal.load(); }
+int stop_signal()
+{
+    return first_signal.load();
+}
 
-exit_code stopped_exit_code() { return stop_signal() == SIGTERM ? exit_terminated : exit_interrupted; }
+exit_code stopped_exit_code()
+{
+    return stop_signal() == SIGTERM ? exit_terminated : exit_interrupted;
+}
 
 void end_if_stopped(const char* during)
 {
-    if (stop_signal()) { throw failure(stopped_exit_code(), fmt::format("stopped during {}; nothing saved", during)); }
+    if (stop_signal())
+    {
+        throw failure(stopped_exit_code(), fmt::format("stopped during {}; nothing saved", during));
+    }
 }
 
 } // namespace host

@@ -33,12 +33,12 @@ struct place
 /// Vertex numbers for places, in order of first use. -0 and 0 are the same place.
 class place_table
 {
-  public:
+public:
     explicit place_table(size_t expected) : slots_(std::bit_ceil(expected * 2 + 16), 0) {}
 
     uint32_t number_of(const float* p)
     {
-        const place at { p[0] + 0.0f, p[1] + 0.0f, p[2] + 0.0f };
+        const place at{ p[0] + 0.0f, p[1] + 0.0f, p[2] + 0.0f };
         size_t slot = hash(at) & (slots_.size() - 1);
         while (slots_[slot])
         {
@@ -51,7 +51,7 @@ class place_table
     }
     const std::vector<place>& places() const { return places_; }
 
-  private:
+private:
     static uint64_t hash(const place& at)
     {
         uint64_t h = 0x9E3779B97F4A7C15u;
@@ -69,8 +69,8 @@ class place_table
 /// A polygon of the part after welding.
 struct polygon
 {
-    uint32_t mesh;         // index in the part
-    size_t first_corner;   // in `corners` below
+    uint32_t mesh;       // index in the part
+    size_t first_corner; // in `corners` below
     uint32_t corner_count;
 };
 
@@ -78,15 +78,18 @@ struct welded_part
 {
     std::vector<place> places;
     std::vector<polygon> polygons;
-    std::vector<uint32_t> corners;       // welded vertex
-    std::vector<size_t> source_corner;   // corner in the polygon's corner_mesh
+    std::vector<uint32_t> corners;     // welded vertex
+    std::vector<size_t> source_corner; // corner in the polygon's corner_mesh
 };
 
 struct direction
 {
     double x = 0, y = 0, z = 0;
 };
-double dot(const direction& a, const direction& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+double dot(const direction& a, const direction& b)
+{
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
 
 bool normalise(direction& d)
 {
@@ -166,14 +169,20 @@ std::vector<bool> closed_pieces(const welded_part& w)
         }
     }
     std::sort(edges.begin(), edges.end(),
-        [](const edge& a, const edge& b)
-        { return a.low != b.low ? a.low < b.low : a.high != b.high ? a.high < b.high : a.forward < b.forward; });
+        [](const edge& a, const edge& b) {
+            return a.low != b.low     ? a.low < b.low
+                   : a.high != b.high ? a.high < b.high
+                                      : a.forward < b.forward;
+        });
 
     std::vector<bool> open_root(w.places.size(), false);
     for (size_t i = 0; i < edges.size();)
     {
         size_t end = i + 1;
-        while (end < edges.size() && edges[end].low == edges[i].low && edges[end].high == edges[i].high) { ++end; }
+        while (end < edges.size() && edges[end].low == edges[i].low && edges[end].high == edges[i].high)
+        {
+            ++end;
+        }
         const bool pair = end - i == 2 && edges[i].forward != edges[i + 1].forward;
         if (!pair) { open_root[root_of(parent, edges[i].low)] = true; }
         i = end;
@@ -239,7 +248,7 @@ double smooth_cosine_of(const welded_part& w, const std::vector<polygon>& polygo
     std::vector<fan_corner> fan;
     for (const polygon& p : polygons)
     {
-        fan_corner c {};
+        fan_corner c{};
         if (!polygon_normal(w, p, c.face_normal)) { continue; }
         for (uint32_t k = 0; k < p.corner_count; ++k)
         {
@@ -316,7 +325,10 @@ void weld_part(const std::vector<corner_mesh>& part, model& out)
     const welded_part w = weld(part, out.dropped_polygons);
     const std::vector<bool> closed = closed_pieces(w);
     std::vector<std::vector<polygon>> split(part.size() * 2);
-    for (const polygon& p : w.polygons) { split[p.mesh * 2 + closed[w.corners[p.first_corner]]].push_back(p); }
+    for (const polygon& p : w.polygons)
+    {
+        split[p.mesh * 2 + closed[w.corners[p.first_corner]]].push_back(p);
+    }
     for (size_t i = 0; i < split.size(); ++i)
     {
         if (split[i].empty()) { continue; }
@@ -354,13 +366,19 @@ std::string mesh_fault(const model_mesh& mesh, size_t material_count)
     if (corners != mesh.corners.size()) { return "its polygons and its corners do not agree"; }
     for (const auto& uv : mesh.uv)
     {
-        if (!uv.empty() && uv.size() != corners * 2) { return "its texture coordinates and corners do not agree"; }
+        if (!uv.empty() && uv.size() != corners * 2)
+        {
+            return "its texture coordinates and corners do not agree";
+        }
         for (const float v : uv)
         {
             if (!std::isfinite(v)) { return "a texture coordinate is not a number"; }
         }
     }
-    if (!(mesh.smooth_cosine >= -1 && mesh.smooth_cosine <= 1)) { return "its smoothing angle is not a number"; }
+    if (!(mesh.smooth_cosine >= -1 && mesh.smooth_cosine <= 1))
+    {
+        return "its smoothing angle is not a number";
+    }
     return "";
 }
 

@@ -41,7 +41,7 @@ struct running
 
 class CommandLine : public testing::Test
 {
-  protected:
+protected:
     void SetUp() override
     {
         folder.write("room.obj", room_obj);
@@ -49,12 +49,12 @@ class CommandLine : public testing::Test
     }
     running start(const std::vector<std::string>& arguments)
     {
-        running r { 0, folder.path / "errors.txt" };
+        running r{ 0, folder.path / "errors.txt" };
         std::filesystem::remove(r.errors);
         r.id = fork();
         if (r.id == 0)
         {
-            std::vector<char*> argv { const_cast<char*>("zirconlite") };
+            std::vector<char*> argv{ const_cast<char*>("zirconlite") };
             for (const std::string& a : arguments) { argv.push_back(const_cast<char*>(a.c_str())); }
             argv.push_back(nullptr);
             if (chdir(folder.path.c_str()) != 0) { _exit(99); }
@@ -75,11 +75,16 @@ class CommandLine : public testing::Test
     std::string errors() { return folder.read("errors.txt"); }
 
     /// Size and mean of a PNG; 0 x 0 when it is not one.
-    struct picture_facts { unsigned width = 0, height = 0; double mean = 0; bool black_row = false; };
+    struct picture_facts
+    {
+        unsigned width = 0, height = 0;
+        double mean = 0;
+        bool black_row = false;
+    };
     picture_facts facts(const std::string& name)
     {
         picture_facts f;
-        png_image image {};
+        png_image image{};
         image.version = PNG_IMAGE_VERSION;
         if (!png_image_begin_read_from_file(&image, (folder.path / name).c_str())) { return f; }
         image.format = PNG_FORMAT_GRAY;
@@ -91,7 +96,8 @@ class CommandLine : public testing::Test
         for (unsigned y = 0; y < f.height; ++y)
         {
             const auto row = pixels.begin() + long(y) * f.width;
-            f.black_row = f.black_row || std::all_of(row, row + f.width, [](unsigned char v) { return v == 0; });
+            f.black_row =
+                f.black_row || std::all_of(row, row + f.width, [](unsigned char v) { return v == 0; });
         }
         return f;
     }
@@ -106,20 +112,29 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
     folder.write("model.toml", "[camera]\n[[model]]\nfile = \"absent.obj\"\n");
     folder.write("damaged.toml", "[camera]\n[[model]]\nfile = \"damaged.obj\"\n");
     folder.write("damaged.obj", "v 0 0 0\nv nan 0 0\nv 0 1 0\nf 1 2 3\n");
-    folder.write("names.toml", "[camera]\n[[model]]\nfile = \"room.obj\"\nmaterials = { \"Wal\" = \"a\" }\n[materials.a]\n");
+    folder.write("names.toml",
+        "[camera]\n[[model]]\nfile = \"room.obj\"\nmaterials = { \"Wal\" = \"a\" }\n[materials.a]\n");
     folder.write("planes.toml", std::string(room_toml) + "[output]\ndepth = \"d.png\"\n");
     std::filesystem::create_directory(folder.path / "folder.png");
 
-    struct { const char* what; std::vector<std::string> arguments; int code; const char* part; } const cases[] = {
+    struct
+    {
+        const char* what;
+        std::vector<std::string> arguments;
+        int code;
+        const char* part;
+    } const cases[] = {
         { "no command", {}, 64, "subcommand" },
         { "unknown command", { "paint" }, 64, "" },
         { "no scene", { "render" }, 64, "SCENE" },
         { "unknown option", { "render", "room.toml", "--frobnicate" }, 64, "--frobnicate" },
-        { "quality out of range", { "render", "room.toml", "--quality", "9" }, 64, "--quality: 9 is outside 1 to 5" },
+        { "quality out of range", { "render", "room.toml", "--quality", "9" }, 64,
+            "--quality: 9 is outside 1 to 5" },
         { "size not a size", { "render", "room.toml", "--size", "640" }, 64, "--size" },
         { "no pixels", { "render", "room.toml", "--size", "0x10" }, 64, "--size: 0 is outside" },
         { "region outside", { "render", "room.toml", "--region", "90,0,20,10" }, 64, "90,0,20,10" },
-        { "misspelt projection", { "render", "room.toml", "--projection", "perspectiv" }, 64, "did you mean \"perspective\"?" },
+        { "misspelt projection", { "render", "room.toml", "--projection", "perspectiv" }, 64,
+            "did you mean \"perspective\"?" },
         { "missing scene", { "render", "none.toml" }, 3, "none.toml: scene file not found" },
         { "wrong key", { "render", "key.toml" }, 2, "did you mean \"lumens\"?" },
         { "missing model", { "render", "model.toml" }, 3, "absent.obj: model file not found" },
@@ -127,7 +142,8 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
         { "unknown material name", { "render", "names.toml" }, 2, "has no material \"Wal\"" },
         { "planes of a draft", { "render", "planes.toml", "--quality", "2" }, 2, "from quality 3 on" },
         { "planes of a preview", { "render", "planes.toml", "--preview" }, 2, "need the last pass" },
-        { "no such folder", { "render", "room.toml", "-o", "none/a.png" }, 1, "none/a.png: cannot be written" },
+        { "no such folder", { "render", "room.toml", "-o", "none/a.png" }, 1,
+            "none/a.png: cannot be written" },
         { "a folder", { "render", "room.toml", "-o", "folder.png" }, 1, "it is a folder" },
         { "unknown picture format", { "render", "room.toml", "-o", "a.gif" }, 1, "must end in .png or .bmp" },
         { "scene as picture", { "render", "room.toml", "-o", "room.toml" }, 64, "would replace the scene" },
@@ -152,7 +168,8 @@ TEST_F(CommandLine, ExplainsItself)
 {
     EXPECT_EQ(run({ "render", "--help" }), 0);
     const std::string help = folder.read("output.txt");
-    for (const char* part : { "--size", "--region", "--preview", "130  stopped by Ctrl-C", "  3  the scene or a model is not there" })
+    for (const char* part : { "--size", "--region", "--preview", "130  stopped by Ctrl-C",
+             "  3  the scene or a model is not there" })
     {
         EXPECT_NE(help.find(part), std::string::npos) << part;
     }
@@ -162,7 +179,12 @@ TEST_F(CommandLine, ExplainsItself)
 
 TEST_F(CommandLine, RendersPicturesOfTheSizesAskedFor)
 {
-    struct { const char* what; std::vector<std::string> options; unsigned width, height; } const cases[] = {
+    struct
+    {
+        const char* what;
+        std::vector<std::string> options;
+        unsigned width, height;
+    } const cases[] = {
         { "whole", {}, 96, 64 },
         { "size", { "--size", "40x30" }, 40, 30 },
         { "region", { "--region", "13,5,50,31" }, 50, 31 },
@@ -174,7 +196,7 @@ TEST_F(CommandLine, RendersPicturesOfTheSizesAskedFor)
     for (const auto& c : cases)
     {
         SCOPED_TRACE(c.what);
-        std::vector<std::string> arguments { "render", "room.toml", "-o", "out.png" };
+        std::vector<std::string> arguments{ "render", "room.toml", "-o", "out.png" };
         arguments.insert(arguments.end(), c.options.begin(), c.options.end());
         std::filesystem::remove(folder.path / "out.png");
         ASSERT_EQ(run(arguments), 0) << errors();
@@ -191,7 +213,7 @@ TEST_F(CommandLine, CutsARegionOutOfTheWholePicture)
     ASSERT_EQ(run({ "render", "room.toml", "-o", "part.png", "--region", "16,8,48,32" }), 0) << errors();
     const auto load = [&](const char* name, unsigned& width)
     {
-        png_image image {};
+        png_image image{};
         image.version = PNG_IMAGE_VERSION;
         EXPECT_TRUE(png_image_begin_read_from_file(&image, (folder.path / name).c_str()));
         image.format = PNG_FORMAT_GRAY;
@@ -208,7 +230,8 @@ TEST_F(CommandLine, CutsARegionOutOfTheWholePicture)
     {
         for (unsigned x = 0; x < 48; ++x)
         {
-            difference += std::abs(int(whole[(y + 8) * whole_width + x + 16]) - int(part[y * part_width + x]));
+            difference +=
+                std::abs(int(whole[(y + 8) * whole_width + x + 16]) - int(part[y * part_width + x]));
         }
     }
     EXPECT_LT(difference / (48 * 32), 3.0);
@@ -216,12 +239,18 @@ TEST_F(CommandLine, CutsARegionOutOfTheWholePicture)
 
 TEST_F(CommandLine, SavesPlanesVariantsAndBitmaps)
 {
-    folder.write("all.toml", std::string(room_toml) + "[output]\nalpha = \"a.png\"\ndepth = \"d.png\"\nobject_id = \"i.png\"\n"
-        "[[variant]]\nfile = \"same.png\"\n[[variant]]\nfile = \"dark.png\"\nbrightness = -0.5\n[[variant]]\nfile = \"power.png\"\nmethod = \"power\"\n");
+    folder.write(
+        "all.toml", std::string(room_toml) +
+                        "[output]\nalpha = \"a.png\"\ndepth = \"d.png\"\nobject_id = \"i.png\"\n"
+                        "[[variant]]\nfile = \"same.png\"\n[[variant]]\nfile = \"dark.png\"\nbrightness = "
+                        "-0.5\n[[variant]]\nfile = \"power.png\"\nmethod = \"power\"\n");
     ASSERT_EQ(run({ "render", "all.toml", "-o", "all.bmp" }), 0) << errors();
     EXPECT_EQ(folder.read("all.bmp").substr(0, 2), "BM");
     EXPECT_GE(std::filesystem::file_size(folder.path / "all.bmp"), 54u + 96 * 64 * 3);
-    for (const char* name : { "a.png", "d.png", "i.png", "same.png", "dark.png", "power.png" }) { EXPECT_EQ(facts(name).width, 96u) << name; }
+    for (const char* name : { "a.png", "d.png", "i.png", "same.png", "dark.png", "power.png" })
+    {
+        EXPECT_EQ(facts(name).width, 96u) << name;
+    }
     EXPECT_LT(facts("dark.png").mean + 10, facts("same.png").mean);
     EXPECT_NE(folder.read("power.png"), folder.read("same.png"));
     EXPECT_NE(folder.read("output.txt").find("distances "), std::string::npos);
@@ -231,10 +260,12 @@ TEST_F(CommandLine, RendersScenesOfNothing)
 {
     EXPECT_EQ(run({ "render", "room.toml", "--size", "1x1", "-o", "pixel.png" }), 0) << errors();
     EXPECT_EQ(facts("pixel.png").width, 1u);
-    folder.write("empty.toml", "[camera]\n[render]\nsize = [32, 32]\n[background]\ncolor = [0.5, 0.5, 0.5]\n");
+    folder.write(
+        "empty.toml", "[camera]\n[render]\nsize = [32, 32]\n[background]\ncolor = [0.5, 0.5, 0.5]\n");
     ASSERT_EQ(run({ "render", "empty.toml" }), 0) << errors();
     EXPECT_NEAR(facts("empty.png").mean, 127.5, 2);
-    folder.write("dark.toml", "[camera]\neye = [0, -4, 1]\n[render]\nsize = [32, 32]\n[[model]]\nfile = \"room.obj\"\n");
+    folder.write("dark.toml",
+        "[camera]\neye = [0, -4, 1]\n[render]\nsize = [32, 32]\n[[model]]\nfile = \"room.obj\"\n");
     EXPECT_EQ(run({ "render", "dark.toml" }), 0) << errors();
 }
 
@@ -244,7 +275,10 @@ TEST_F(CommandLine, StopsOnSignalsAndKeepsWhatItHas)
     std::string slow = room_toml;
     slow.replace(slow.find("[96, 64]"), 8, "[3000, 2000]\nquality = 5\nantialiasing = 1.0");
     folder.write("slow.toml", slow);
-    struct { int signal, code; } const cases[] = { { SIGINT, 130 }, { SIGTERM, 143 } };
+    struct
+    {
+        int signal, code;
+    } const cases[] = { { SIGINT, 130 }, { SIGTERM, 143 } };
     for (const auto& c : cases)
     {
         folder.write("slow.png", "old picture");

@@ -12,7 +12,8 @@ namespace
 
 using points = std::vector<std::array<double, 3>>;
 
-std::array<double, 3> normal_of(const std::array<double, 3>& a, const std::array<double, 3>& b, const std::array<double, 3>& c)
+std::array<double, 3> normal_of(
+    const std::array<double, 3>& a, const std::array<double, 3>& b, const std::array<double, 3>& c)
 {
     std::array<double, 3> n;
     for (size_t i = 0; i < 3; ++i)
@@ -39,11 +40,12 @@ double covered(const points& p, const std::vector<uint32_t>& triangles)
 
 TEST(Concave, CutsWithoutOverlap)
 {
-    const points arrow { { 0, 0, 0 }, { 2, 0, 0 }, { 2, 2, 0 }, { 1, 0.5, 0 } };
+    const points arrow{ { 0, 0, 0 }, { 2, 0, 0 }, { 2, 2, 0 }, { 1, 0.5, 0 } };
     points standing, turned(arrow.rbegin(), arrow.rend());
     for (const auto& p : arrow) { standing.push_back({ p[2] + 7, p[0], p[1] }); }
     // A square of 4 by 4 with a hole of 2 by 2, joined by a cut.
-    const points frame { { 0, 0, 0 }, { 4, 0, 0 }, { 4, 4, 0 }, { 0, 4, 0 }, { 0, 0, 0 }, { 1, 1, 0 }, { 1, 3, 0 }, { 3, 3, 0 }, { 3, 1, 0 }, { 1, 1, 0 } };
+    const points frame{ { 0, 0, 0 }, { 4, 0, 0 }, { 4, 4, 0 }, { 0, 4, 0 }, { 0, 0, 0 }, { 1, 1, 0 },
+        { 1, 3, 0 }, { 3, 3, 0 }, { 3, 1, 0 }, { 1, 1, 0 } };
     points star;
     for (int k = 0; k < 10; ++k)
     {
@@ -51,9 +53,17 @@ TEST(Concave, CutsWithoutOverlap)
         star.push_back({ r * std::cos(a), r * std::sin(a), 0 });
     }
     const double star_area = 10 * 0.5 * 0.4 * std::sin(3.14159265358979 / 5);
-    struct { const char* what; points polygon; double area; } const cases[] = {
-        { "arrow", arrow, 1.5 }, { "turned", turned, 1.5 }, { "standing", standing, 1.5 },
-        { "frame", frame, 12 }, { "star", star, star_area },
+    struct
+    {
+        const char* what;
+        points polygon;
+        double area;
+    } const cases[] = {
+        { "arrow", arrow, 1.5 },
+        { "turned", turned, 1.5 },
+        { "standing", standing, 1.5 },
+        { "frame", frame, 12 },
+        { "star", star, star_area },
     };
     for (const auto& c : cases)
     {
@@ -70,15 +80,19 @@ TEST(Concave, LeavesOthersAlone)
     std::vector<uint32_t> triangles;
     EXPECT_FALSE(cut_concave({}, triangles));
     EXPECT_FALSE(cut_concave({ { 0, 0, 0 }, { 1, 0, 0 }, { 1, 1, 0 }, { 0, 1, 0 } }, triangles));
-    EXPECT_FALSE(cut_concave({ { 0, 0, 0 }, { 1, 0, 0 }, { 2, 0, 0 }, { 2, 1, 0 }, { 0, 1, 0 } }, triangles)); // in line
-    EXPECT_FALSE(cut_concave({ { 0, 0, 0 }, { 1, 0, 0 }, { 2, 0, 0 }, { 3, 0, 0 } }, triangles));             // no area
+    EXPECT_FALSE(cut_concave(
+        { { 0, 0, 0 }, { 1, 0, 0 }, { 2, 0, 0 }, { 2, 1, 0 }, { 0, 1, 0 } }, triangles));         // in line
+    EXPECT_FALSE(cut_concave({ { 0, 0, 0 }, { 1, 0, 0 }, { 2, 0, 0 }, { 3, 0, 0 } }, triangles)); // no area
     EXPECT_TRUE(triangles.empty());
 }
 
 TEST(Concave, EndsOnPolygonsThatCrossThemselves)
 {
     points comb;
-    for (int k = 0; k < 10000; ++k) { comb.push_back({ double(k * 7919 % 1000), double(k * 104729 % 997), 0 }); }
+    for (int k = 0; k < 10000; ++k)
+    {
+        comb.push_back({ double(k * 7919 % 1000), double(k * 104729 % 997), 0 });
+    }
     std::vector<uint32_t> triangles;
     comb.resize(600);
     EXPECT_TRUE(cut_concave(comb, triangles));

@@ -18,26 +18,42 @@ namespace
 /// A square of 2 by 1 in the format's own plane and a height of 3, as each format writes it.
 const char obj_text[] = "mtllib a.mtl\no wall\nv 0 3 0\nv 2 3 0\nv 2 3 -1\nv 0 3 -1\nusemtl red\nf 1 2 3 4\n";
 const char mtl_text[] = "newmtl red\nKd 1 0.5 0\nKs 0.25 0.25 0.25\nNs 40\nd 0.25\nNi 1.4\nillum 2\n";
-const char ply_text[] = "ply\nformat ascii 1.0\nelement vertex 4\nproperty float x\nproperty float y\nproperty float z\n"
-                        "element face 1\nproperty list uchar int vertex_indices\nend_header\n"
-                        "0 0 3\n2 0 3\n2 1 3\n0 1 3\n4 0 1 2 3\n";
-const char stl_text[] = "solid a\nfacet normal 0 0 1\nouter loop\nvertex 0 0 3\nvertex 2 0 3\nvertex 2 1 3\nendloop\nendfacet\n"
-                        "facet normal 0 0 1\nouter loop\nvertex 0 0 3\nvertex 2 1 3\nvertex 0 1 3\nendloop\nendfacet\nendsolid a\n";
+const char ply_text[] =
+    "ply\nformat ascii 1.0\nelement vertex 4\nproperty float x\nproperty float y\nproperty float z\n"
+    "element face 1\nproperty list uchar int vertex_indices\nend_header\n"
+    "0 0 3\n2 0 3\n2 1 3\n0 1 3\n4 0 1 2 3\n";
+const char stl_text[] =
+    "solid a\nfacet normal 0 0 1\nouter loop\nvertex 0 0 3\nvertex 2 0 3\nvertex 2 1 3\nendloop\nendfacet\n"
+    "facet normal 0 0 1\nouter loop\nvertex 0 0 3\nvertex 2 1 3\nvertex 0 1 3\nendloop\nendfacet\nendsolid "
+    "a\n";
 
 std::string collada(const std::string& meter, const std::string& up, const std::string& points)
 {
-    return "<?xml version=\"1.0\"?><COLLADA xmlns=\"http://www.collada.org/2005/11/COLLADASchema\" version=\"1.4.1\"><asset>"
-           "<unit name=\"u\" meter=\"" + meter + "\"/><up_axis>" + up + "</up_axis></asset>"
-           "<library_geometries><geometry id=\"g\"><mesh><source id=\"p\"><float_array id=\"pa\" count=\"12\">" + points +
-           "</float_array><technique_common><accessor source=\"#pa\" count=\"4\" stride=\"3\"><param name=\"X\" type=\"float\"/>"
-           "<param name=\"Y\" type=\"float\"/><param name=\"Z\" type=\"float\"/></accessor></technique_common></source>"
+    return "<?xml version=\"1.0\"?><COLLADA xmlns=\"http://www.collada.org/2005/11/COLLADASchema\" "
+           "version=\"1.4.1\"><asset>"
+           "<unit name=\"u\" meter=\"" +
+           meter + "\"/><up_axis>" + up +
+           "</up_axis></asset>"
+           "<library_geometries><geometry id=\"g\"><mesh><source id=\"p\"><float_array id=\"pa\" "
+           "count=\"12\">" +
+           points +
+           "</float_array><technique_common><accessor source=\"#pa\" count=\"4\" stride=\"3\"><param "
+           "name=\"X\" type=\"float\"/>"
+           "<param name=\"Y\" type=\"float\"/><param name=\"Z\" "
+           "type=\"float\"/></accessor></technique_common></source>"
            "<vertices id=\"v\"><input semantic=\"POSITION\" source=\"#p\"/></vertices><polylist count=\"1\">"
-           "<input semantic=\"VERTEX\" source=\"#v\" offset=\"0\"/><vcount>4</vcount><p>0 1 2 3</p></polylist></mesh></geometry>"
-           "</library_geometries><library_visual_scenes><visual_scene id=\"s\"><node id=\"n\"><instance_geometry url=\"#g\"/>"
-           "</node></visual_scene></library_visual_scenes><scene><instance_visual_scene url=\"#s\"/></scene></COLLADA>";
+           "<input semantic=\"VERTEX\" source=\"#v\" offset=\"0\"/><vcount>4</vcount><p>0 1 2 "
+           "3</p></polylist></mesh></geometry>"
+           "</library_geometries><library_visual_scenes><visual_scene id=\"s\"><node "
+           "id=\"n\"><instance_geometry url=\"#g\"/>"
+           "</node></visual_scene></library_visual_scenes><scene><instance_visual_scene "
+           "url=\"#s\"/></scene></COLLADA>";
 }
 
-template <class T> void put(std::string& bytes, T v) { bytes.append(reinterpret_cast<const char*>(&v), sizeof v); }
+template <class T> void put(std::string& bytes, T v)
+{
+    bytes.append(reinterpret_cast<const char*>(&v), sizeof v);
+}
 
 /// A chunk of a 3DS file.
 std::string chunk(uint16_t id, const std::string& body)
@@ -67,9 +83,11 @@ std::string gltf(const std::string& indices = "AAABAAIAAAACAAMA", int count = 6)
     return R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0]}],"nodes":[{"mesh":0,"name":"wall"}],
 "meshes":[{"primitives":[{"attributes":{"POSITION":0},"indices":1}]}],
 "accessors":[{"bufferView":0,"componentType":5126,"count":4,"type":"VEC3","min":[0,3,-1],"max":[2,3,0]},
-{"bufferView":1,"componentType":5123,"count":)" + std::to_string(count) + R"(,"type":"SCALAR"}],
+{"bufferView":1,"componentType":5123,"count":)" +
+           std::to_string(count) + R"(,"type":"SCALAR"}],
 "bufferViews":[{"buffer":0,"byteOffset":0,"byteLength":48},{"buffer":0,"byteOffset":48,"byteLength":12}],
-"buffers":[{"byteLength":60,"uri":"data:application/octet-stream;base64,)" + points + indices + R"("}]})";
+"buffers":[{"byteLength":60,"uri":"data:application/octet-stream;base64,)" +
+           points + indices + R"("}]})";
 }
 
 const char ifc_text[] = R"(ISO-10303-21;
@@ -112,7 +130,7 @@ END-ISO-10303-21;
 
 class Import : public testing::Test
 {
-  protected:
+protected:
     import_request request(const std::string& name)
     {
         import_request r;
@@ -150,7 +168,7 @@ class Import : public testing::Test
 
 std::array<float, 6> extent(const model& m)
 {
-    std::array<float, 6> e { 1e9f, 1e9f, 1e9f, -1e9f, -1e9f, -1e9f };
+    std::array<float, 6> e{ 1e9f, 1e9f, 1e9f, -1e9f, -1e9f, -1e9f };
     for (const model_mesh& mesh : m.meshes)
     {
         for (size_t i = 0; i < mesh.positions.size(); ++i)
@@ -166,8 +184,16 @@ std::array<float, 6> extent(const model& m)
 
 TEST_F(Import, BringsEveryFormatToMetresWithZUp)
 {
-    struct { const char* file; std::string content; } const cases[] = {
-        { "a.obj", obj_text }, { "a.ply", ply_text }, { "a.stl", stl_text }, { "a.3ds", three_ds() }, { "a.gltf", gltf() },
+    struct
+    {
+        const char* file;
+        std::string content;
+    } const cases[] = {
+        { "a.obj", obj_text },
+        { "a.ply", ply_text },
+        { "a.stl", stl_text },
+        { "a.3ds", three_ds() },
+        { "a.gltf", gltf() },
         { "cm.dae", collada("0.01", "Z_UP", "0 0 300 200 0 300 200 100 300 0 100 300") },
         { "y.dae", collada("1", "Y_UP", "0 3 0 2 3 0 2 3 -1 0 3 -1") },
         { "a.ifc", ifc_text },
@@ -176,7 +202,7 @@ TEST_F(Import, BringsEveryFormatToMetresWithZUp)
     {
         SCOPED_TRACE(c.file);
         const model m = read(c.file, c.content);
-        const std::array<float, 6> expected { 0, 0, 3, 2, 1, 3 }, found = extent(m);
+        const std::array<float, 6> expected{ 0, 0, 3, 2, 1, 3 }, found = extent(m);
         for (int i = 0; i < 6; ++i) { EXPECT_NEAR(found[i], expected[i], 1e-5) << i; }
         ASSERT_FALSE(m.meshes.empty());
         EXPECT_FALSE(m.meshes[0].is_closed);
@@ -185,9 +211,17 @@ TEST_F(Import, BringsEveryFormatToMetresWithZUp)
 
 TEST_F(Import, PutsTheScenesUnitAndAxisOverTheFiles)
 {
-    struct { const char* file; std::string content; double unit; char up; std::array<float, 6> expected; } const cases[] = {
+    struct
+    {
+        const char* file;
+        std::string content;
+        double unit;
+        char up;
+        std::array<float, 6> expected;
+    } const cases[] = {
         { "mm.stl", stl_text, 0.001, 0, { 0, 0, 0.003f, 0.002f, 0.001f, 0.003f } },
-        { "cm.dae", collada("0.01", "Z_UP", "0 0 300 200 0 300 200 100 300 0 100 300"), 1, 0, { 0, 0, 300, 200, 100, 300 } },
+        { "cm.dae", collada("0.01", "Z_UP", "0 0 300 200 0 300 200 100 300 0 100 300"), 1, 0,
+            { 0, 0, 300, 200, 100, 300 } },
         { "up.dae", collada("1", "Z_UP", "0 3 0 2 3 0 2 3 -1 0 3 -1"), 0, 'y', { 0, 0, 3, 2, 1, 3 } },
         { "up.3ds", three_ds(), 0, 'z', { 0, 0, 3, 2, 1, 3 } },
         { "x.ply", ply_text, 0, 'x', { -3, 0, 0, -3, 1, 2 } },
@@ -201,16 +235,19 @@ TEST_F(Import, PutsTheScenesUnitAndAxisOverTheFiles)
         r.metres_per_unit = c.unit;
         r.up = c.up;
         const std::array<float, 6> found = extent(import_model(r));
-        for (int i = 0; i < 6; ++i) { EXPECT_NEAR(found[i], c.expected[i], 1e-4 + 1e-6 * std::abs(c.expected[i])) << i; }
+        for (int i = 0; i < 6; ++i)
+        {
+            EXPECT_NEAR(found[i], c.expected[i], 1e-4 + 1e-6 * std::abs(c.expected[i])) << i;
+        }
     }
 }
 
 TEST_F(Import, KeepsPolygonsMaterialsAndTextureCoordinatesByCorner)
 {
     folder.write("a.mtl", mtl_text);
-    const model m = read("a.obj",
-        "mtllib a.mtl\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\nv 2 1 0\nvt 0 0\nvt 0.5 0\nvt 0.5 1\nvt 0 1\nvt 0.25 0.25\n"
-        "usemtl red\nf 1/1 2/2 3/3 4/4\nf 2/5 5/1 6/3 3/3\n");
+    const model m = read("a.obj", "mtllib a.mtl\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\nv 2 1 0\nvt 0 "
+                                  "0\nvt 0.5 0\nvt 0.5 1\nvt 0 1\nvt 0.25 0.25\n"
+                                  "usemtl red\nf 1/1 2/2 3/3 4/4\nf 2/5 5/1 6/3 3/3\n");
     ASSERT_EQ(m.meshes.size(), 1u);
     const model_mesh& mesh = m.meshes[0];
     EXPECT_EQ(mesh.corner_count, std::vector<uint32_t>(2, 4));
@@ -242,23 +279,30 @@ TEST_F(Import, TakesPolygonsOfTenThousandCorners)
         text += "v " + std::to_string(100 * std::cos(a)) + " " + std::to_string(100 * std::sin(a)) + " 0\n";
         face += " " + std::to_string(k + 1);
     }
-    EXPECT_EQ(read("big.obj", text + face + "\n").meshes.at(0).corner_count, std::vector<uint32_t> { 10000 });
+    EXPECT_EQ(read("big.obj", text + face + "\n").meshes.at(0).corner_count, std::vector<uint32_t>{ 10000 });
 }
 
 TEST_F(Import, LeavesOutPointsAndLines)
 {
-    const model m = read("a.ply", "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
-        "element face 4\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n1 0\n2 0 1\n3 0 0 1\n");
+    const model m = read("a.ply",
+        "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
+        "element face 4\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n1 "
+        "0\n2 0 1\n3 0 0 1\n");
     ASSERT_EQ(m.meshes.size(), 1u);
-    EXPECT_EQ(m.meshes[0].corner_count, std::vector<uint32_t> { 3 });
+    EXPECT_EQ(m.meshes[0].corner_count, std::vector<uint32_t>{ 3 });
     EXPECT_EQ(m.dropped_polygons, 3u);
 }
 
 TEST_F(Import, RefusesDamagedFilesInOneLine)
 {
-    const std::string ply_head = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
-                                 "element face 1\nproperty list uchar int vertex_indices\nend_header\n";
-    struct { const char* file; std::string content, part; } const cases[] = {
+    const std::string ply_head =
+        "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
+        "element face 1\nproperty list uchar int vertex_indices\nend_header\n";
+    struct
+    {
+        const char* file;
+        std::string content, part;
+    } const cases[] = {
         { "empty.obj", "", "the file is empty" },
         { "noise.obj", std::string("\x01\x02\x03\xff", 4), "" },
         { "nan.obj", "v nan 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n", "vertex 0 is not a number" },
@@ -295,7 +339,10 @@ TEST_F(Import, TellsMissingFilesFromDamagedOnes)
 TEST_F(Import, HoldsTheChildToItsLimits)
 {
     std::string text;
-    for (int k = 0; k < 400000; ++k) { text += "v " + std::to_string(k) + " 0 0\nv 0 1 0\nv 0 0 1\nf -1 -2 -3\n"; }
+    for (int k = 0; k < 400000; ++k)
+    {
+        text += "v " + std::to_string(k) + " 0 0\nv 0 1 0\nv 0 0 1\nf -1 -2 -3\n";
+    }
     folder.write("large.obj", text);
     import_request r = request("large.obj");
     r.limits.seconds = 0.05;
@@ -311,7 +358,11 @@ TEST_F(Import, SurvivesAnyChild)
 {
     folder.write("a.obj", obj_text);
     import_request r = request("a.obj");
-    struct { const char* what; const char* program; } const cases[] = {
+    struct
+    {
+        const char* what;
+        const char* program;
+    } const cases[] = {
         { "says nothing", "/bin/true" },
         { "fails", "/bin/false" },
         { "is not there", "/nonexistent/program" },
@@ -335,7 +386,7 @@ TEST(ModelStream, SurvivesDamage)
     model m;
     m.materials.resize(2);
     m.materials[0].name = "red";
-    m.materials[0].diffuse = std::array<float, 3> { 1, 0, 0 };
+    m.materials[0].diffuse = std::array<float, 3>{ 1, 0, 0 };
     m.materials[1].ior = 1.5f;
     m.meshes.resize(1);
     m.meshes[0].positions = { 0, 0, 0, 1, 0, 0, 0, 1, 0 };
@@ -345,10 +396,10 @@ TEST(ModelStream, SurvivesDamage)
     byte_writer out;
     write_model(out, m);
 
-    import_result result {};
+    import_result result{};
     std::string reason;
     model back;
-    byte_reader whole { out.bytes.data(), out.bytes.size() };
+    byte_reader whole{ out.bytes.data(), out.bytes.size() };
     ASSERT_TRUE(read_answer(whole, result, back, reason)) << reason;
     EXPECT_EQ(back.materials[0].name, "red");
     EXPECT_EQ(*back.materials[1].ior, 1.5f);
@@ -358,7 +409,7 @@ TEST(ModelStream, SurvivesDamage)
     {
         const std::vector<unsigned char> cut(out.bytes.begin(), out.bytes.begin() + long(size));
         model none;
-        byte_reader in { cut.data(), cut.size() };
+        byte_reader in{ cut.data(), cut.size() };
         EXPECT_FALSE(read_answer(in, result, none, reason)) << size;
     }
     for (size_t at = 0; at < out.bytes.size(); ++at)
@@ -368,9 +419,12 @@ TEST(ModelStream, SurvivesDamage)
             std::vector<unsigned char> bytes = out.bytes;
             bytes[at] = value;
             model changed;
-            byte_reader in { bytes.data(), bytes.size() };
+            byte_reader in{ bytes.data(), bytes.size() };
             if (!read_answer(in, result, changed, reason) || result != import_result::model) { continue; }
-            for (const model_mesh& mesh : changed.meshes) { EXPECT_EQ(mesh_fault(mesh, changed.materials.size()), ""); }
+            for (const model_mesh& mesh : changed.meshes)
+            {
+                EXPECT_EQ(mesh_fault(mesh, changed.materials.size()), "");
+            }
         }
     }
 }

@@ -69,7 +69,7 @@ azimuth_deg = 90
 altitude_deg = 45
 )",
         "folder/room.toml");
-    EXPECT_EQ(s.camera.eye, (vec3 { 1, 2.5, 3 }));
+    EXPECT_EQ(s.camera.eye, (vec3{ 1, 2.5, 3 }));
     EXPECT_EQ(s.camera.projection, 1);
     EXPECT_EQ(s.camera.clip_planes.at(0)[3], -2);
     EXPECT_EQ(s.render.light_model, 0);
@@ -77,7 +77,7 @@ altitude_deg = 45
     EXPECT_EQ(s.tone.method, 0);
     EXPECT_NEAR(s.background.color.rgb[1], 128 / 255.0, 1e-12);
     ASSERT_EQ(s.models.size(), 1u);
-    EXPECT_EQ(s.models[0].scale, (vec3 { 2, 2, 2 }));
+    EXPECT_EQ(s.models[0].scale, (vec3{ 2, 2, 2 }));
     EXPECT_EQ(s.models[0].materials.at("Wall 1"), "plaster");
     EXPECT_EQ(s.models[0].thin, false);
     ASSERT_EQ(s.lights.size(), 2u);
@@ -88,42 +88,67 @@ altitude_deg = 45
 
 TEST(SceneFile, NamesTheLineTheKeyAndTheRemedy)
 {
-    struct { const char* what; std::string text, expected; } const cases[] = {
-        { "misspelt key", camera + "lense_mm = 20\n", "room.toml:4: [camera] has no key \"lense_mm\"; did you mean \"lens_mm\"?" },
-        { "shortened key", camera + "lens = 20\n", "room.toml:4: [camera] has no key \"lens\"; did you mean \"lens_mm\"?" },
-        { "swapped letters", camera + "[render]\nqualtiy = 3\n", "room.toml:5: [render] has no key \"qualtiy\"; did you mean \"quality\"?" },
+    struct
+    {
+        const char* what;
+        std::string text, expected;
+    } const cases[] = {
+        { "misspelt key", camera + "lense_mm = 20\n",
+            "room.toml:4: [camera] has no key \"lense_mm\"; did you mean \"lens_mm\"?" },
+        { "shortened key", camera + "lens = 20\n",
+            "room.toml:4: [camera] has no key \"lens\"; did you mean \"lens_mm\"?" },
+        { "swapped letters", camera + "[render]\nqualtiy = 3\n",
+            "room.toml:5: [render] has no key \"qualtiy\"; did you mean \"quality\"?" },
         { "key without a likeness", camera + "zzzzzz = 1\n", "room.toml:4: [camera] has no key \"zzzzzz\"" },
-        { "misspelt section", camera + "[rendr]\n", "room.toml:4: there is no section \"rendr\"; did you mean \"render\"?" },
-        { "text for a number", camera + "near = \"far\"\n", "room.toml:4: [camera] near: expected a number, found a text" },
-        { "fraction for an integer", camera + "[render]\nquality = 2.5\n", "room.toml:5: [render] quality: expected an integer, found a number" },
-        { "number for a truth", camera + "[render]\nfast = 1\n", "room.toml:5: [render] fast: expected true or false, found an integer" },
-        { "too few numbers", "[camera]\neye = [1, 2]\n", "room.toml:2: [camera] eye: expected a list of 3 numbers, found 2" },
-        { "text in a list", "[camera]\neye = [1, 2, \"3\"]\n", "room.toml:2: [camera] eye: expected a number, found a text" },
-        { "not a number", "[camera]\neye = [1, nan, 3]\n", "room.toml:2: [camera] eye: nan is outside -1000000000 to 1000000000" },
-        { "infinite", "[camera]\neye = [1, inf, 3]\n", "room.toml:2: [camera] eye: inf is outside -1000000000 to 1000000000" },
-        { "out of range", camera + "[render]\nquality = 6\n", "room.toml:5: [render] quality: 6 is outside 1 to 5" },
-        { "no pixels", camera + "[render]\nsize = [0, 100]\n", "room.toml:5: [render] size: 0 is outside 1 to 16384" },
-        { "absurd size", camera + "[render]\nsize = [100, 9223372036854775807]\n", "room.toml:5: [render] size: 9.223372036854776e+18 is outside 1 to 16384" },
+        { "misspelt section", camera + "[rendr]\n",
+            "room.toml:4: there is no section \"rendr\"; did you mean \"render\"?" },
+        { "text for a number", camera + "near = \"far\"\n",
+            "room.toml:4: [camera] near: expected a number, found a text" },
+        { "fraction for an integer", camera + "[render]\nquality = 2.5\n",
+            "room.toml:5: [render] quality: expected an integer, found a number" },
+        { "number for a truth", camera + "[render]\nfast = 1\n",
+            "room.toml:5: [render] fast: expected true or false, found an integer" },
+        { "too few numbers", "[camera]\neye = [1, 2]\n",
+            "room.toml:2: [camera] eye: expected a list of 3 numbers, found 2" },
+        { "text in a list", "[camera]\neye = [1, 2, \"3\"]\n",
+            "room.toml:2: [camera] eye: expected a number, found a text" },
+        { "not a number", "[camera]\neye = [1, nan, 3]\n",
+            "room.toml:2: [camera] eye: nan is outside -1000000000 to 1000000000" },
+        { "infinite", "[camera]\neye = [1, inf, 3]\n",
+            "room.toml:2: [camera] eye: inf is outside -1000000000 to 1000000000" },
+        { "out of range", camera + "[render]\nquality = 6\n",
+            "room.toml:5: [render] quality: 6 is outside 1 to 5" },
+        { "no pixels", camera + "[render]\nsize = [0, 100]\n",
+            "room.toml:5: [render] size: 0 is outside 1 to 16384" },
+        { "absurd size", camera + "[render]\nsize = [100, 9223372036854775807]\n",
+            "room.toml:5: [render] size: 9.223372036854776e+18 is outside 1 to 16384" },
         { "unknown choice", camera + "projection = \"fisheye\"\n",
-            "room.toml:4: [camera] projection: \"fisheye\" is not one of \"parallel\", \"perspective\", \"two-point\", "
+            "room.toml:4: [camera] projection: \"fisheye\" is not one of \"parallel\", \"perspective\", "
+            "\"two-point\", "
             "\"cylindrical\", \"spherical\", \"light-probe\"" },
-        { "wrong colour", camera + "[background]\ncolor = \"red\"\n", "room.toml:5: [background] color: \"red\" is not a colour like \"#c8b090\"" },
-        { "table for a list", camera + "[model]\nfile = \"a.obj\"\n", "room.toml:4: \"model\" must be written as [[model]]" },
+        { "wrong colour", camera + "[background]\ncolor = \"red\"\n",
+            "room.toml:5: [background] color: \"red\" is not a colour like \"#c8b090\"" },
+        { "table for a list", camera + "[model]\nfile = \"a.obj\"\n",
+            "room.toml:4: \"model\" must be written as [[model]]" },
         { "list for a table", "[[camera]]\n", "room.toml:1: [camera] must be a table of keys" },
         { "no camera", "[render]\n", "room.toml: there is no [camera] section" },
-        { "eye at target", "[camera]\neye = [1, 1, 1]\ntarget = [1, 1, 1]\n", "room.toml:3: [camera] target: the target is where the eye is" },
+        { "eye at target", "[camera]\neye = [1, 1, 1]\ntarget = [1, 1, 1]\n",
+            "room.toml:3: [camera] target: the target is where the eye is" },
         { "recursion", camera + "[render]\nreflect_limit = 20\nrefract_limit = 22\n",
-            "room.toml:6: [render] refract_limit: reflect_limit and refract_limit together must stay below 42" },
+            "room.toml:6: [render] refract_limit: reflect_limit and refract_limit together must stay below "
+            "42" },
         { "region outside", camera + "[render]\nsize = [100, 50]\nregion = [90, 0, 20, 10]\n",
             "room.toml:6: [render] region: does not lie in the picture of 100x50" },
-        { "parallel without a width", camera + "projection = \"parallel\"\n", "room.toml:4: [camera] projection: a parallel picture needs parallel_width" },
+        { "parallel without a width", camera + "projection = \"parallel\"\n",
+            "room.toml:4: [camera] projection: a parallel picture needs parallel_width" },
         { "unknown material", camera + "[[model]]\nfile = \"a.obj\"\nmaterial = \"oka\"\n[materials.oak]\n",
             "room.toml:4: [[model]] there is no [materials.oka]; did you mean \"oak\"?" },
         { "unit", camera + "[[model]]\nfile = \"a.obj\"\nunit = \"ell\"\n",
             "room.toml:4: [[model]] unit: \"ell\" is not m, cm, mm, km, in, ft, yd or metres per unit" },
         { "two strengths", camera + "[[light]]\nname = \"desk\"\nlumens = 1\nwatts = 1\n",
             "room.toml:4: [[light]] \"desk\" give one of lumens, candela and watts" },
-        { "spot without aim", camera + "[[light]]\nkind = \"spot\"\nlumens = 1\n", "room.toml:4: [[light]] is a spot: give its target" },
+        { "spot without aim", camera + "[[light]]\nkind = \"spot\"\nlumens = 1\n",
+            "room.toml:4: [[light]] is a spot: give its target" },
         { "distant in lumens", camera + "[[light]]\nkind = \"distant\"\nlumens = 1\n",
             "room.toml:4: [[light]] is distant: give its lux, and no lumens, candela or watts" },
     };
@@ -146,7 +171,10 @@ TEST(SceneFile, ReadsUnits)
 {
     EXPECT_DOUBLE_EQ(*metres_per_unit("ft"), 0.3048);
     EXPECT_DOUBLE_EQ(*metres_per_unit("0.0254"), 0.0254);
-    for (const char* wrong : { "", "0", "-1", "nan", "1e99", "1m", "metre" }) { EXPECT_FALSE(metres_per_unit(wrong)) << wrong; }
+    for (const char* wrong : { "", "0", "-1", "nan", "1e99", "1m", "metre" })
+    {
+        EXPECT_FALSE(metres_per_unit(wrong)) << wrong;
+    }
 }
 
 // The page lists the keys as the program prints them.

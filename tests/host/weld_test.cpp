@@ -21,11 +21,14 @@ void add_polygon(corner_mesh& m, std::initializer_list<std::array<float, 3>> cor
 /// A unit cube of six quads at an offset; `faces` leaves the last ones away.
 corner_mesh cube(float at, int faces = 6)
 {
-    static const int sides[6][4] = { { 0, 2, 3, 1 }, { 4, 5, 7, 6 }, { 0, 1, 5, 4 }, { 2, 6, 7, 3 }, { 0, 4, 6, 2 }, { 1, 3, 7, 5 } };
+    static const int sides[6][4] = { { 0, 2, 3, 1 }, { 4, 5, 7, 6 }, { 0, 1, 5, 4 }, { 2, 6, 7, 3 },
+        { 0, 4, 6, 2 }, { 1, 3, 7, 5 } };
     corner_mesh m;
     for (int f = 0; f < faces; ++f)
     {
-        const auto point = [&](int k) { return std::array<float, 3> { at + (k & 1), float(k >> 1 & 1), float(k >> 2) }; };
+        const auto point = [&](int k) {
+            return std::array<float, 3>{ at + (k & 1), float(k >> 1 & 1), float(k >> 2) };
+        };
         add_polygon(m, { point(sides[f][0]), point(sides[f][1]), point(sides[f][2]), point(sides[f][3]) });
     }
     return m;
@@ -38,7 +41,10 @@ corner_mesh tube(int sides, bool smooth)
     for (int k = 0; k < sides; ++k)
     {
         const auto angle = [&](double q) { return 2 * 3.14159265358979323846 * q / sides; };
-        const auto point = [&](int q, float z) { return std::array<float, 3> { float(std::cos(angle(q % sides))), float(std::sin(angle(q % sides))), z }; };
+        const auto point = [&](int q, float z) {
+            return std::array<float, 3>{ float(std::cos(angle(q % sides))), float(std::sin(angle(q % sides))),
+                z };
+        };
         add_polygon(m, { point(k, 0), point(k + 1, 0), point(k + 1, 1), point(k, 1) });
         for (const int q : { k, k + 1, k + 1, k })
         {
@@ -71,13 +77,19 @@ TEST(Weld, SharesEqualPlacesAndKeepsPolygons)
 TEST(Weld, TellsSolidsFromSheets)
 {
     corner_mesh turned = cube(0);
-    std::swap_ranges(&turned.positions[3], &turned.positions[6], &turned.positions[9]); // one face runs the other way
+    std::swap_ranges(
+        &turned.positions[3], &turned.positions[6], &turned.positions[9]); // one face runs the other way
     corner_mesh lid = cube(0), body = cube(0, 5);
     lid.positions.erase(lid.positions.begin(), lid.positions.begin() + 5 * 12);
     lid.corner_count = { 4 };
     lid.material = 1;
 
-    struct { const char* what; std::vector<corner_mesh> part; size_t closed, open; } const cases[] = {
+    struct
+    {
+        const char* what;
+        std::vector<corner_mesh> part;
+        size_t closed, open;
+    } const cases[] = {
         { "cube", { cube(0) }, 1, 0 },
         { "box without a lid", { cube(0, 5) }, 0, 1 },
         { "cube with a face turned over", { turned }, 0, 1 },
@@ -110,7 +122,7 @@ TEST(Weld, SplitsAMeshOfClosedAndOpenPieces)
 TEST(Weld, DropsWhatHasNoArea)
 {
     corner_mesh m;
-    const std::array<float, 3> a { 0, 0, 0 }, b { 1, 0, 0 }, c { 1, 1, 0 };
+    const std::array<float, 3> a{ 0, 0, 0 }, b{ 1, 0, 0 }, c{ 1, 1, 0 };
     add_polygon(m, {});
     add_polygon(m, { a });
     add_polygon(m, { a, b });
@@ -121,13 +133,18 @@ TEST(Weld, DropsWhatHasNoArea)
     model out = welded({ m });
     EXPECT_EQ(out.dropped_polygons, 4u);
     ASSERT_EQ(out.meshes.size(), 1u);
-    EXPECT_EQ(out.meshes[0].corner_count, std::vector<uint32_t> { 3 });
+    EXPECT_EQ(out.meshes[0].corner_count, std::vector<uint32_t>{ 3 });
     ASSERT_EQ(out.meshes[0].uv[0].size(), 6u);
 }
 
 TEST(Weld, TakesTheSmoothingAngleFromNormals)
 {
-    struct { const char* what; corner_mesh mesh; double degrees; } const cases[] = {
+    struct
+    {
+        const char* what;
+        corner_mesh mesh;
+        double degrees;
+    } const cases[] = {
         { "8-sided tube, smooth", tube(8, true), 45.5 },
         { "24-sided tube, smooth", tube(24, true), 15.5 },
         { "8-sided tube, flat", tube(8, false), 0 },
@@ -146,7 +163,8 @@ TEST(Weld, KeepsTheEdgesOfACappedTube)
     for (int k = 0; k < 12; ++k)
     {
         const double a = 30 * degree * k, b = 30 * degree * ((k + 1) % 12);
-        add_polygon(m, { { 0, 0, 1 }, { float(std::cos(a)), float(std::sin(a)), 1 }, { float(std::cos(b)), float(std::sin(b)), 1 } });
+        add_polygon(m, { { 0, 0, 1 }, { float(std::cos(a)), float(std::sin(a)), 1 },
+                           { float(std::cos(b)), float(std::sin(b)), 1 } });
         for (int corner = 0; corner < 3; ++corner) { m.normals.insert(m.normals.end(), { 0, 0, 1 }); }
     }
     // 30 degrees between the sides, not the 90 at the rim.
@@ -163,7 +181,11 @@ TEST(Weld, NamesFaults)
         m.corners = { 0, 1, 2 };
         return m;
     };
-    struct { const char* fault; void (*spoil)(model_mesh&); } const cases[] = {
+    struct
+    {
+        const char* fault;
+        void (*spoil)(model_mesh&);
+    } const cases[] = {
         { "", [](model_mesh&) {} },
         { "vertex 1 is not a number", [](model_mesh& m) { m.positions[4] = NAN; } },
         { "vertex 2 is not a number", [](model_mesh& m) { m.positions[6] = -INFINITY; } },
@@ -172,7 +194,10 @@ TEST(Weld, NamesFaults)
         { "polygon 0 has an index out of range", [](model_mesh& m) { m.corner_count[0] = 0xFFFFFFFF; } },
         { "polygon 0 has fewer than 3 corners", [](model_mesh& m) { m.corner_count[0] = 2; } },
         { "its polygons and its corners do not agree", [](model_mesh& m) { m.corners.push_back(0); } },
-        { "its texture coordinates and corners do not agree", [](model_mesh& m) { m.uv[1] = { 0, 0 }; } },
+        { "its texture coordinates and corners do not agree",
+            [](model_mesh& m) {
+                m.uv[1] = { 0, 0 };
+            } },
         { "a material number is out of range", [](model_mesh& m) { m.material = 1; } },
         { "its smoothing angle is not a number", [](model_mesh& m) { m.smooth_cosine = NAN; } },
     };
