@@ -154,6 +154,8 @@ bool prepare_job(job_run& run)
     platform::srand15(600);
     set_quality_costs(run);
     doc.render_pass = 0;
+    show_percent(run.job.progress, 0.0);
+    limit_to_region(run);
     say(message_started);
     const int32_t threads = wanted_threads();
     run.strip_height = 64 / threads > 32 ? 64 / threads : 32;
@@ -162,7 +164,6 @@ bool prepare_job(job_run& run)
     zr_set_source_initial_luminance(doc.scene_objects.first);
     copy_job_settings(doc);
     platform::store_word(&job.raytrace_active, 1);
-    limit_to_region(run);
     return make_workers(doc, run.view, threads) > 0;
 }
 
@@ -185,7 +186,7 @@ void finish_job(job_run& run, bool done)
     if (platform::load_word(&doc.stop_render) == 1) { say(message_stopped); }
     platform::store_word(&job.raytrace_active, 0);
     if (!done) { job.simple_colors = 0; }
-    doc.render_thread = nullptr;
+    __atomic_store_n(&doc.render_thread, nullptr, __ATOMIC_RELEASE);
     platform::store_word(&current.phase, phase_ending);
     if (posts) { platform::post_command(window, ZR_COMMAND_JOB_ENDED); }
     if (!done) { return; }
@@ -227,6 +228,10 @@ bool check_settings(const render_job& request)
         return refuse("the view is not projected; call zr_init_projection first");
     }
     if (!(d.aa_level >= 0.0 && d.aa_level <= 1.0)) { return refuse("aa_level must be 0 to 1"); }
+    if (!std::isfinite(d.pixel_jitter) || !std::isfinite(d.gloss_jitter) || !std::isfinite(d.translucency_jitter))
+    {
+        return refuse("pixel_jitter, gloss_jitter and translucency_jitter must be finite");
+    }
     if (d.gloss_samples > most_spread_rays || d.translucency_samples > most_spread_rays)
     {
         return refuse("gloss_samples and translucency_samples must be at most 1024");
@@ -237,9 +242,10 @@ bool check_settings(const render_job& request)
     }
     if (!(request.flags & JOB_REGION)) { return true; }
     const double* f = request.region;
-    if (!(f[0] >= 0.0 && f[1] >= 0.0 && f[2] <= 1.0 && f[3] <= 1.0))
+    const bool inside = f[0] >= 0.0 && f[0] <= f[2] && f[2] <= 1.0 && f[1] >= 0.0 && f[1] <= f[3] && f[3] <= 1.0;
+    if (!inside)
     {
-        return refuse("the region must lie in 0 to 1");
+        return refuse("the region must lie in 0 to 1, left to right and top to bottom");
     }
     int32_t rectangle[4];
     set_rectangle(request, v, rectangle);
@@ -278,8 +284,10 @@ bool join_job(int64_t milliseconds)
     }
     const bool ended = platform::wait_for_thread(thread, milliseconds);
     const platform::lock_scope held(job_lock());
+    // Another waiter may have taken this job away meanwhile, and the next one may stand here.
+    const bool still_current = current.thread == thread;
     platform::close_thread(thread);
-    if (!ended || platform::load_word(&current.phase) != phase_ending) { return ended; }
+    if (!ended || !still_current) { return ended; }
     platform::close_thread(current.thread);
     forget_job();
     return true;
@@ -305,7 +313,7 @@ bool start_job(render_job& request)
         forget_job();
         return report_failure(ZR_ERROR_MEMORY, "render: no thread can be started");
     }
-    request.document->render_thread = current.thread;
+    __atomic_store_n(&request.document->render_thread, current.thread, __ATOMIC_RELEASE);
     platform::signal_event(current.may_run);
     return true;
 }
@@ -371,9 +379,11 @@ int32_t zr_raytrace(render_job* job)
 
 int32_t zr_pause_raytracing(document* document, zr_handle)
 {
+    if (!document) { return report_failure(ZR_ERROR_ARGUMENT, "render: no document"); }
     say(message_stopping);
     platform::store_word(&document->stop_render, 1);
-    zr_wait_for_render(document, -1);
+    // The job's own thread cannot wait for its end: the wish stands, and the job ends after the callback.
+    if (!zr_wait_for_render(document, -1)) { return 0; }
     platform::store_word(&document->stop_render, 0);
     say(message_stopped);
     return 1;

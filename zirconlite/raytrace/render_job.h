@@ -45,7 +45,8 @@ ZR_API int32_t zr_init_raytrace(document* document, render_view* view);
  *  can be started. A call from the answer to command 10001 waits for the old job's end first. */
 ZR_API int32_t zr_raytrace(render_job* job);
 
-/** Asks a running job to stop and waits for it; the image keeps what was reached. Returns 1. */
+/** Asks a running job to stop and waits for it; the image keeps what was reached. Returns 1; 0 for no
+ *  document, and on the job's own thread, where the job stops after the callback that called this. */
 ZR_API int32_t zr_pause_raytracing(document* document, zr_handle parent_window);
 
 ZR_API int32_t zr_pause_preview_rt(document* document); /**< kept for hosts that call it; returns 1 */

@@ -90,17 +90,16 @@ int32_t start_round(job_run& run, const pass_shape& shape, double& line, double 
 }
 
 /// False when the job was stopped meanwhile.
-bool finish_round(job_run& run, const pass_shape& shape, int32_t started)
+bool finish_round(job_run& run, int32_t started)
 {
     bool goes_on = true;
     for (int32_t i = 0; i < started; ++i)
     {
         platform::wait_event(run.doc.workers[i].done_event, -1);
-        goes_on &= !stop_asked(run);
+        goes_on &= !run.doc.workers[i].stopped && !stop_asked(run);
     }
-    if (goes_on) { return true; }
-    if (shape.pass != preprocess_pass) { report_render(run, render_stopped); }
-    return shape.pass == preprocess_pass;
+    if (!goes_on) { report_render(run, render_stopped); }
+    return goes_on;
 }
 
 void show_round(job_run& run, const pass_shape& shape, double line)
@@ -120,7 +119,7 @@ bool run_pass(job_run& run, const pass_shape& shape)
     {
         if (!begin_round(run, shape, line)) { return false; }
         const int32_t started = start_round(run, shape, line, bottom);
-        if (!finish_round(run, shape, started)) { return false; }
+        if (!finish_round(run, started)) { return false; }
         show_round(run, shape, line);
     }
     return true;
@@ -131,11 +130,6 @@ bool run_preprocess(job_run& run)
 {
     if (raytrace_options.skip_preprocess) { return true; }
     if (!run_pass(run, probe_shape)) { return false; }
-    if (stop_asked(run))
-    {
-        report_render(run, render_stopped);
-        return false;
-    }
     measure_image(&run.doc, &run.view, run.view.image, run.view.width, run.view.height, 1);
     if (!raytrace_options.calibration_frame) { return true; }
     raytrace_options.calibration_frame = 0;
@@ -180,7 +174,11 @@ bool run_passes(job_run& run)
     if (run.doc.render_flags & RENDER_FAST) { return true; }
 
     run.strip_height = run.strip_height / 2 > least_final_strip ? run.strip_height / 2 : least_final_strip;
-    if (!make_aa_stores(run.doc.thread_count, run.view.width)) { return false; }
+    if (!make_aa_stores(run.doc.thread_count, run.view.width))
+    {
+        report_render(run, render_stopped);
+        return false;
+    }
     run.doc.render_pass = 3;
     if (!run_pass(run, final_shape)) { return false; }
     set_scan_marker(run.view, -1);

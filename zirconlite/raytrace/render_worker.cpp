@@ -159,10 +159,11 @@ bool sample_strip(strip_work& work)
 
 void mark_rows(const render_worker& w)
 {
-    for (auto y = static_cast<int32_t>(w.y0); y < w.y1 && y < w.height; ++y)
+    // Strips of pixel centres end on a centre, which is the first of the next strip: its row is not ours.
+    for (double y = w.y0; y < w.y1; y += 1.0)
     {
-        __atomic_store_n(
-            zr_image_buffer_signature(w.image, y), static_cast<uint8_t>(w.row_mark), __ATOMIC_RELEASE);
+        __atomic_store_n(zr_image_buffer_signature(w.image, static_cast<int32_t>(y)),
+            static_cast<uint8_t>(w.row_mark), __ATOMIC_RELEASE);
     }
 }
 
@@ -198,9 +199,11 @@ void worker_thread(void* argument)
     {
         platform::wait_event(w.start_event, -1);
         if (platform::load_word(&w.quit)) { return; }
-        const bool goes_on = run_strip(w);
+        // The job learns of an unfinished strip here: a host may have taken its wish to stop back by then.
+        const bool unfinished = !run_strip(w);
+        w.stopped = unfinished;
         platform::signal_event(w.done_event);
-        if (!goes_on) { return; }
+        if (unfinished) { return; }
     }
 }
 

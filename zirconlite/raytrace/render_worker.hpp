@@ -15,7 +15,7 @@ inline constexpr int32_t final_pass = 3;
 
 } // namespace zr
 
-/// Filled by the job thread before each strip; the worker only reads it.
+/// Filled by the job thread before each strip; the worker only reads it, but for `stopped`.
 struct render_worker
 {
     struct document* document;
@@ -32,6 +32,7 @@ struct render_worker
     image_buffer* image;
     int32_t row_mark; ///< its low byte becomes the rows' signature when the strip is done
     int32_t quit;     ///< 1 ends the thread at its next start
+    int32_t stopped;  ///< 1 when the worker left its strip and ended; read after `done_event`
     ray_counters* counters; ///< the view's
     double position_low[2], position_high[2]; ///< sample positions are held to this box
 };
