@@ -212,7 +212,8 @@ void inverse_histogram_tone(const histogram& curve, float rgb[3])
 double display_value(const histogram& curve, double luminance, bool plain)
 {
     if (luminance < curve.log_min) { return 0.0; }
-    if (luminance > curve.log_max) { return curve.curve_top; }
+    // A background in white stands at the end of the range, and its packing may put it just beyond.
+    if (luminance > curve.log_max) { return plain ? 1.0 : double(curve.curve_top); }
     const double position =
         std::clamp((luminance - curve.log_min) * curve.inverse_bin_width, 0.0, last_position);
     const int bin = int(position);
@@ -237,13 +238,7 @@ float luminance_of(const histogram& curve, double value)
     const double high = bin + 1 < HISTOGRAM_BINS ? first[bin + 1].plain_curve : 1.0;
     const double within = high > low ? std::clamp((value - low) / (high - low), 0.0, 1.0) : 0.0;
     const double position = std::min(bin + within, last_position);
-    float luminance = float(pow(10.0, curve.log_min + position / curve.inverse_bin_width));
-    // Rounded up beyond the range it would be shown as `curve_top`, which a dim scene keeps low.
-    while (luminance > 0.0f && log10(double(luminance)) > curve.log_max)
-    {
-        luminance = nextafterf(luminance, 0.0f);
-    }
-    return luminance;
+    return float(pow(10.0, curve.log_min + position / curve.inverse_bin_width));
 }
 
 /// The display gamma of a channel from 0 to 1, by straight lines between the entries of its table.
