@@ -43,6 +43,7 @@ HOST_FUNCTION int32_t host_status_message(const char16_t* text)
 {
     const int32_t number = count(CALL_STATUS_MESSAGE);
     copy(the_host.messages[number % 16], 128, text);
+    if (the_host.on_status_message) { the_host.on_status_message(text); }
     return 1;
 }
 
