@@ -382,6 +382,8 @@ void write_back(pixel_work& work)
     for (int i = 0; i < (last ? 5 : 4); ++i) { work.store.line_store[4 * x + i] = grid[i]; }
     if (last) { return; }
     for (int row = 0; row < 4; ++row) { grid[row * grid_side] = grid[row * grid_side + 4]; }
+    // The next pixel loads its lower row from the line store, which a strip's first line finds empty.
+    work.store.line_store[4 * x + 4] = grid[grid_cells - 1];
 }
 
 } // namespace
