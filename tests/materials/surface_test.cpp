@@ -1,0 +1,331 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/support/scene.hpp"
+#include "zirconlite/frame/module_state.hpp"
+#include "zirconlite/materials/bumps.h"
+#include "zirconlite/materials/noise.h"
+#include "zirconlite/materials/ripple.h"
+#include "zirconlite/materials/surface_evaluation.hpp"
+
+namespace
+{
+
+using namespace zr;
+
+simple_material& simple(material* m) { return *reinterpret_cast<simple_material*>(m); }
+complex_material& blended(material* m) { return *reinterpret_cast<complex_material*>(m); }
+
+constexpr matrix4 identity = { { { 1, 0, 0, 0 }, { 0, 1, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
+
+double share = 0.0; ///< what the blends below answer
+double fixed_share(const complex_material*, ray*, const vector3*, child_context*) { return share; }
+
+material* blend_of(material* a, material* b)
+{
+    material* m = new_complex_material();
+    blended(m).children[0] = a;
+    blended(m).children[1] = b;
+    blended(m).transform = identity;
+    blended(m).blend = fixed_share;
+    a->parent = b->parent = m;
+    return m;
+}
+
+material* plain(float grey, uint32_t flags = 0)
+{
+    material* m = new_simple_material();
+    for (float& c : simple(m).color) { c = grey; }
+    m->flags |= flags;
+    return m;
+}
+
+void tilt_to_x(const vector3*, vector3* n, double) { *n = { 1, 0, 0 }; }
+void tilt_to_y(const vector3*, vector3* n, double) { *n = { 0, 1, 0 }; }
+
+void add_bump(material* m, bump_function function, double strength)
+{
+    auto* b = static_cast<bump*>(zr_calloc(1, sizeof(bump)));
+    b->function = function;
+    b->strength = strength;
+    b->transform = identity;
+    b->scale = { 1, 1, 1 };
+    b->next = simple(m).bumps;
+    simple(m).bumps = b;
+}
+
+/// A hit that looks straight at a surface facing up.
+ray hit_from_above()
+{
+    ray r = {};
+    r.direction = { 0, 0, -1 };
+    r.geometric_normal = r.interpolated_normal = { 0, 0, 1 };
+    return r;
+}
+
+/// A noise table for the length of a test.
+struct noise_table
+{
+    noise_table() : kept(the_module.jitter_vectors)
+    {
+        table = static_cast<float(*)[3]>(zr_malloc(4096 * sizeof(float[3])));
+        std::mt19937 random(9);
+        for (int i = 0; i < 4096; ++i)
+        {
+            for (int k = 0; k < 3; ++k) { table[i][k] = float(random() % 32768 / 32767.0 - 0.5); }
+        }
+        the_module.jitter_vectors = table;
+    }
+    ~noise_table()
+    {
+        the_module.jitter_vectors = kept;
+        zr_free(table);
+    }
+    float (*kept)[3];
+    float (*table)[3];
+};
+
+struct physical_colors
+{
+    physical_colors() { job.simple_colors = 0; }
+    ~physical_colors() { job.simple_colors = kept; }
+    int32_t kept = job.simple_colors;
+};
+
+} // namespace
+
+TEST(Surface, BlendsMixEveryPartOfTheirChildren)
+{
+    const physical_colors physical;
+    material* a = plain(1.0f, MATERIAL_NO_MIRROR);
+    material* b = plain(0.0f, MATERIAL_SHARP_REFLECTION);
+    simple(a).diffuse_share = 0.2f;
+    simple(b).opacity = 0.5f;
+    simple(b).ior = 3.0f;
+    zr_update_material_weights(a);
+    zr_update_material_weights(b);
+    add_bump(a, tilt_to_x, 1.0);
+    add_bump(b, tilt_to_y, 1.0);
+    material* m = blend_of(a, b);
+    m->id = 12;
+    constexpr uint32_t from_a = SURFACE_NO_MIRROR | SURFACE_TEXTURED,
+                       from_b = SURFACE_SHARP_REFLECTION | SURFACE_TEXTURED;
+    struct
+    {
+        double share;
+        float diffuse, color, ior;
+        uint32_t flags;
+        vector3 normal;
+    } const cases[] = {
+        { 0.0, 0.5f, 0.0f, 3.0f, from_b, { 0, 1, 0 } },
+        { 1.0, 0.2f, 1.0f, 1.0f, from_a, { 1, 0, 0 } },
+        { 0.5, 0.35f, 0.5f, 2.0f, from_a | from_b, { std::sqrt(0.5), std::sqrt(0.5), 0 } },
+        { 0.75, 0.275f, 0.75f, 1.5f, from_a | from_b, { 3 / std::sqrt(10), 1 / std::sqrt(10), 0 } },
+    };
+    for (const auto& c : cases)
+    {
+        share = c.share;
+        ray r = hit_from_above();
+        surface s;
+        zr_resolve_surface(m, &r, &s);
+        EXPECT_NEAR(s.diffuse, c.diffuse, 1e-6);
+        EXPECT_NEAR(s.color[1], c.color, 1e-6);
+        EXPECT_NEAR(s.ior, c.ior, 1e-6);
+        EXPECT_NEAR(s.diffuse + s.reflect + s.translucent + s.transparent, 1.0, 1e-6);
+        EXPECT_EQ(s.flags, c.flags);
+        EXPECT_NEAR(r.shading_normal.x, c.normal.x, 1e-9);
+        EXPECT_NEAR(r.shading_normal.y, c.normal.y, 1e-9);
+        EXPECT_EQ(s.material, m) << "the one at the top made it";
+        EXPECT_EQ(r.material_id, 12);
+    }
+    free_material(m);
+}
+
+TEST(Surface, TreesDeeperThanSixEndInTheVoidSurface)
+{
+    const physical_colors physical;
+    share = 1.0; // always down the first child
+    for (int depth = 1; depth <= 9; ++depth)
+    {
+        material* m = plain(0.25f);
+        for (int i = 0; i < depth; ++i) { m = blend_of(m, plain(0.75f)); }
+        surface s;
+        ray r = hit_from_above();
+        EXPECT_EQ(zr_resolve_surface(m, &r, &s), 1);
+        EXPECT_EQ(s.color[0], depth <= 6 ? 0.25f : 0.0f) << depth;
+        EXPECT_EQ(s.diffuse, 1.0f);
+        free_material(m);
+    }
+    surface s;
+    EXPECT_EQ(zr_resolve_surface(nullptr, nullptr, &s), 1);
+    EXPECT_EQ(s.diffuse, 1.0f);
+    EXPECT_EQ(s.ior, 1.0f);
+    EXPECT_EQ(s.reflect_color[2], 1.0f);
+    EXPECT_EQ(s.transparent_color[2], 0.0f);
+}
+
+TEST(Surface, OffsetsOfABlendReachItsChildren)
+{
+    const physical_colors physical;
+    share = 1.0;
+    material* m = blend_of(plain(0.5f), plain(0.5f));
+    blended(m).prepare = [](const complex_material*, ray*, const vector3*, child_context* children)
+    {
+        children[0].flags = CHILD_COLOR_OFFSET | CHILD_COORDINATE_OFFSET;
+        children[0].color_offset[0] = 0.75f;
+        children[0].color_offset[1] = -0.75f;
+        children[0].coordinate_offset = { 10, 0, 0 };
+    };
+    static vector3 seen;
+    material* inner = blended(m).children[0];
+    add_bump(inner, [](const vector3* p, vector3*, double) { seen = *p; }, 1.0);
+    ray r = hit_from_above();
+    r.map_point = { 1, 2, 3 };
+    surface s;
+    zr_resolve_surface(m, &r, &s);
+    EXPECT_EQ(s.color[0], 1.0f);
+    EXPECT_EQ(s.color[1], 0.0f);
+    EXPECT_EQ(s.color[2], 0.5f);
+    EXPECT_EQ(seen.y, 2.0) << "a simple child stands at the blend's own point";
+
+    // Below a further blend the coordinates move.
+    blended(m).children[0] = blend_of(inner, plain(0));
+    blended(m).children[0]->parent = m;
+    zr_resolve_surface(m, &r, &s);
+    EXPECT_EQ(seen.x, 11.0);
+    free_material(m);
+}
+
+TEST(Surface, HighlightsFollowTheMirrorOrTheirOwnFields)
+{
+    const physical_colors physical;
+    material* m = plain(0.5f, MATERIAL_REFLECT_FOLLOWS_COLOR);
+    simple(m).diffuse_share = 0.75f;
+    simple(m).highlight = 40.0f;
+    simple(m).own_highlight = 7.0f;
+    simple(m).own_strength = 2.0f;
+    zr_update_material_weights(m);
+    surface s;
+    zr_resolve_surface(m, nullptr, &s);
+    EXPECT_EQ(s.reflect_color[0], 0.5f);
+    EXPECT_EQ(s.highlight, 40.0f);
+    EXPECT_EQ(s.highlight_strength, 0.25f);
+    m->flags |= MATERIAL_OWN_HIGHLIGHT;
+    zr_resolve_surface(m, nullptr, &s);
+    EXPECT_EQ(s.highlight, 7.0f);
+    EXPECT_EQ(s.highlight_strength, 2.0f);
+    free_material(m);
+}
+
+TEST(Surface, NormalsFaceTheRay)
+{
+    const physical_colors physical;
+    material* m = plain(0.5f);
+    ray r = hit_from_above();
+    r.interpolated_normal = vector3{ 0.3, 0, -0.9 };
+    surface s;
+    zr_resolve_surface(m, &r, &s);
+    EXPECT_GT(r.facing_normal.z, 0.9);
+    EXPECT_NEAR(length(r.shading_normal), 1.0, 1e-12);
+    r.interpolated_normal = { 0, 0, 0 }; // opposite vertex normals
+    zr_resolve_surface(m, &r, &s);
+    EXPECT_EQ(r.facing_normal.z, 1.0);
+    free_material(m);
+}
+
+TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)
+{
+    const noise_table noise;
+    std::mt19937 random(2);
+    std::uniform_real_distribution<double> number(-1, 1);
+    int tilted = 0;
+    for (int n = 0; n < 3000; ++n)
+    {
+        const vector3 normal =
+            n < 6 ? vector3{ double(n == 0) - (n == 1), double(n == 2) - (n == 3), double(n == 4) - (n == 5) }
+                  : normalized({ number(random), number(random), number(random) });
+        const vector3 p = { number(random) * 50, number(random) * 50, number(random) * 50 };
+        for (const bump_function f : { zr_bump_rubble, zr_bump_sandpaper, zr_bump_pyramid })
+        {
+            vector3 bent = normal;
+            f(&p, &bent, 0.5 * number(random) + 0.5);
+            EXPECT_NEAR(length(bent), 1.0, 1e-12);
+            EXPECT_GT(dot(bent, normal), 0.0);
+            tilted += dot(bent, normal) < 0.999;
+            vector3 kept = normal;
+            f(&p, &kept, 0.0);
+            EXPECT_NEAR(dot(kept, normal), 1.0, 1e-12);
+        }
+    }
+    EXPECT_GT(tilted, 4500);
+
+    test::scene s;
+    ripple waves[2] = { { nullptr, { 0, 0, 0 }, 2.0, 0.3f, 0.9f, 1.0f }, { nullptr, { 5, 5, 0 }, 0.7, 0.2f, 1.0f, 0 } };
+    waves[0].next = &waves[1];
+    test::mesh pool;
+    pool.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
+    ASSERT_TRUE(s.add(pool));
+    scene_object* o = s.doc->scene_objects.first;
+    property_node node = {};
+    node.kind = PROPERTY_RIPPLES;
+    node.payload.list = waves;
+    o->vft->add_property(o, &node);
+    ASSERT_TRUE(s.prepare());
+    for (const vector3 at : { vector3{ 1, 2, 1 }, vector3{ 0, 0, 1 }, vector3{ -7, 3, 1 } })
+    {
+        const ray r = s.seen(at, { 0, 0, -1 });
+        EXPECT_NEAR(length(r.shading_normal), 1.0, 1e-12);
+        if (at.x != 0.0) { EXPECT_LT(r.shading_normal.z, 1.0 - 1e-6); }
+        else { EXPECT_NEAR(r.shading_normal.x, r.shading_normal.y, 1e-12) << "flat at the first one's centre"; }
+    }
+}
+
+TEST(Noise, IsALatticeWithItsPeriodAndRange)
+{
+    const noise_table noise;
+    std::mt19937 random(4);
+    std::uniform_real_distribution<double> number(-300, 300);
+    for (int n = 0; n < 1000; ++n)
+    {
+        const vector3 p = { number(random), number(random), number(random) };
+        double a[3], b[3], raw[3], sum[3];
+        zr_noise(&p, a, 3);
+        for (const double c : a) { EXPECT_LE(std::fabs(c), 0.5); }
+        for (const vector3 period : { vector3{ 4096, 0, 0 }, vector3{ 0, -4096, 0 }, vector3{ 0, 0, 4096 } })
+        {
+            const vector3 moved = p + period;
+            zr_noise(&moved, b, 3);
+            for (int i = 0; i < 3; ++i) { EXPECT_NEAR(a[i], b[i], 1e-8); }
+        }
+        turb3(&p, sum, 1);
+        for (int i = 0; i < 3; ++i) { EXPECT_EQ(sum[i], a[i]); }
+        turb2(&p, sum, 5);
+        EXPECT_LE(std::fabs(sum[0]), 1.0 - 1.0 / 32);
+
+        const int32_t cell[3] = { int32_t(p.x), int32_t(p.y), int32_t(p.z) };
+        const vector3 corner = { double(cell[0]), double(cell[1]), double(cell[2]) };
+        zr_noise(&corner, a, 3);
+        zr_integer_noise(cell, raw);
+        for (int i = 0; i < 3; ++i) { EXPECT_EQ(a[i], raw[i]); }
+        // The noise is continuous over the lattice, below 0 too, and level there.
+        const vector3 beside = corner + vector3{ -1e-4, 1e-4, -1e-4 };
+        zr_noise(&beside, b, 3);
+        for (int i = 0; i < 3; ++i) { EXPECT_NEAR(a[i], b[i], 1e-7); }
+    }
+    double out[3] = { 7, 7, 7 };
+    const vector3 null = { 0, 0, 0 };
+    zr_noise(&null, out, 3);
+    EXPECT_EQ(out[2], double(noise.table[0][2]));
+    out[1] = 7;
+    zr_noise(&null, out, 1);
+    EXPECT_EQ(out[1], 7.0) << "one component asked, one written";
+    turb1(&null, out, 0);
+    EXPECT_EQ(out[0], 0.0);
+    for (const double x : { double(NAN), double(INFINITY), 1e300, -1e300 })
+    {
+        const vector3 far = { x, x, x };
+        turb3(&far, out, 1000000);
+        EXPECT_LE(std::fabs(out[0]), 1.0);
+    }
+}
