@@ -50,7 +50,7 @@ public:
     embree_scene(const embree_scene&) = delete;
     embree_scene& operator=(const embree_scene&) = delete;
 
-    size_t trace_all(const std::vector<ray>& rays, bool shadows, int threads, bool exact) const
+    size_t trace_all(const std::vector<ray_start>& rays, bool shadows, int threads, bool exact) const
     {
         RTCScene scene = exact ? exact_ : native_;
         std::vector<size_t> hits(static_cast<size_t>(threads));
@@ -88,7 +88,7 @@ private:
         rtcCommitScene(scene);
     }
 
-    static RTCRayHit query(const ray& r)
+    static RTCRayHit query(const ray_start& r)
     {
         RTCRayHit q = {};
         q.ray.org_x = static_cast<float>(r.origin.x);

@@ -61,14 +61,15 @@ loaded_scene& load(int number)
 bool stop_at_any(void*, ray&) { return true; }
 
 /// Hits of the rays; what is added up cannot be optimised away.
-size_t trace_all(const document& d, std::vector<ray>& rays, bool shadows, int threads)
+size_t trace_all(const document& d, const std::vector<ray_start>& rays, bool shadows, int threads)
 {
     std::vector<size_t> hits(static_cast<size_t>(threads));
     in_parallel(rays.size(), threads, [&](size_t first, size_t last, int t) {
         size_t count = 0;
+        ray r = {};
         for (size_t i = first; i < last; ++i)
         {
-            ray r = rays[i];
+            start_ray(r, rays[i]);
             count += shadows ? zr::visit_hits(d, r, stop_at_any, nullptr) : zr::find_nearest_hit(d, r);
         }
         hits[static_cast<size_t>(t)] = count;
@@ -90,7 +91,7 @@ void trace(benchmark::State& state)
 {
     loaded_scene& s = load(static_cast<int>(state.range(0)));
     const auto kind = static_cast<ray_set>(state.range(1));
-    std::vector<ray> rays = make_rays(*s.doc, s.scene, kind, picture_side);
+    const std::vector<ray_start> rays = make_rays(*s.doc, s.scene, kind, picture_side);
     size_t hits = 0;
     for (auto _ : state)
     {
@@ -107,7 +108,7 @@ void trace_embree(benchmark::State& state)
     loaded_scene& s = load(static_cast<int>(state.range(0)));
     const auto kind = static_cast<ray_set>(state.range(1));
     const bool exact = state.range(3) != 0;
-    std::vector<ray> rays = make_rays(*s.doc, s.scene, kind, picture_side);
+    const std::vector<ray_start> rays = make_rays(*s.doc, s.scene, kind, picture_side);
     size_t hits = 0;
     for (auto _ : state)
     {

@@ -191,46 +191,61 @@ enum ray_set
 };
 inline const char* const ray_set_names[] = { "first", "diffuse", "shuffled", "shadow" };
 
-inline ray make_ray_to(const vector3& origin, const vector3& direction, double t_min, double t_max)
+/// What a search needs of a ray. The full record is ten times as long; a renderer has it in the cache, a list
+/// of a hundred thousand has not.
+struct ray_start
 {
-    ray r = {};
-    r.origin = origin;
-    r.direction = direction;
-    r.inv_direction = ray_reciprocal(direction);
-    r.t_min = t_min;
-    r.t_max = t_max;
+    vector3 origin, direction, inv_direction;
+    double t_min, t_max;
+};
+
+inline ray_start make_start(const vector3& origin, const vector3& direction, double t_min, double t_max)
+{
+    return { origin, direction, ray_reciprocal(direction), t_min, t_max };
+}
+
+/// Makes `r` ready for a search along `from`.
+inline void start_ray(ray& r, const ray_start& from)
+{
+    r.origin = from.origin;
+    r.direction = from.direction;
+    r.inv_direction = from.inv_direction;
+    r.t_min = from.t_min;
+    r.t_max = from.t_max;
     r.hit_t = ZR_FAR;
-    return r;
+    r.hit_object = nullptr;
 }
 
 /// Rays of one kind: through the pixels of a square picture, cosine-spread from its hits, those in random
 /// order, or from its hits to the lamp.
-inline std::vector<ray> make_rays(const document& d, const triangle_scene& s, ray_set kind, int side)
+inline std::vector<ray_start> make_rays(const document& d, const triangle_scene& s, ray_set kind, int side)
 {
     const vector3 forward = normalized(s.target - s.eye);
     const vector3 right = normalized(cross(forward, { 0, 0, 1 })), up = cross(right, forward);
-    std::vector<ray> first;
+    std::vector<ray_start> first;
     for (int y = 0; y < side; ++y)
     {
         for (int x = 0; x < side; ++x)
         {
             const double u = (x + 0.5) / side - 0.5, v = (y + 0.5) / side - 0.5;
-            first.push_back(make_ray_to(s.eye, normalized(forward + u * right + v * up), 0.0, ZR_FAR));
+            first.push_back(make_start(s.eye, normalized(forward + u * right + v * up), 0.0, ZR_FAR));
         }
     }
     if (kind == first_hits) { return first; }
     std::mt19937 random(1);
     std::uniform_real_distribution<double> unit(0.0, 1.0);
-    std::vector<ray> out;
-    for (ray& r : first)
+    std::vector<ray_start> out;
+    ray r = {};
+    for (const ray_start& from : first)
     {
+        start_ray(r, from);
         if (!find_nearest_hit(d, r)) { continue; }
         vector3 n = normalized(r.geometric_normal);
         if (dot(n, r.direction) > 0.0) { n = -n; }
         if (kind == shadow_rays)
         {
             const vector3 to = s.lamp - r.hit_point;
-            out.push_back(make_ray_to(r.hit_point, normalized(to), 1e-5, length(to) - 1e-4));
+            out.push_back(make_start(r.hit_point, normalized(to), 1e-5, length(to) - 1e-4));
             continue;
         }
         vector3 a, b;
@@ -238,7 +253,7 @@ inline std::vector<ray> make_rays(const document& d, const triangle_scene& s, ra
         const double phi = 2.0 * M_PI * unit(random), q = std::sqrt(unit(random));
         const vector3 w =
             normalized(q * std::cos(phi) * a + q * std::sin(phi) * b + std::sqrt(1.0 - q * q) * n);
-        out.push_back(make_ray_to(r.hit_point, w, 1e-5, ZR_FAR));
+        out.push_back(make_start(r.hit_point, w, 1e-5, ZR_FAR));
     }
     if (kind == shuffled) { std::shuffle(out.begin(), out.end(), random); }
     return out;

@@ -48,7 +48,7 @@ enum tone_method
     TONE_HISTOGRAM = 1
 };
 
-/** Keeps the side where n . p + d is below 0; the plane a x + b y + c z + d. */
+/** Keeps the side where a x + b y + c z + d is 0 or above. */
 typedef struct view_clip_plane
 {
     double a, b, c, d;

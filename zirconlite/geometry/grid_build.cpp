@@ -9,7 +9,6 @@
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/geometry/voxel_grid.hpp"
-#include "zirconlite/platform/text.hpp"
 #include "zirconlite/platform/threads.hpp"
 
 using namespace zr;
@@ -119,6 +118,7 @@ void empty_grid(voxel_grid& grid)
     grid.nodes.clear();
     grid.cells.clear();
     grid.entries.clear();
+    grid.object_numbers.clear();
     grid.spare = 0;
     grid.reentering = grid.out_of_memory = 0;
     grid.memory_bytes = 0;
@@ -177,27 +177,25 @@ bool enter_list(document& document, scene_object* list)
     return true;
 }
 
-/// Lays the entries of each cell side by side in the order of the cells, oldest object first, so that a walk
-/// reads memory forward. On failure the grid stays as it was.
-bool lay_out_entries(voxel_grid& grid)
+/// Puts the objects of each cell side by side in the order of the cells, oldest first, so that a walk reads
+/// memory forward, and frees the entries.
+bool lay_out_objects(voxel_grid& grid)
 {
-    array<voxel_entry> sorted;
-    if (!sorted.reserve(grid.entries.count)) { return false; }
-    sorted.push({});
+    size_t total = 0;
+    for (const voxel_cell& cell : grid.cells)
+    {
+        for (uint32_t e = cell.count == split_cell ? 0 : cell.head; e; e = grid.entries[e].next) { ++total; }
+    }
+    if (!grid.object_numbers.reserve(total)) { return false; }
     for (voxel_cell& cell : grid.cells)
     {
-        if (cell.count == split_cell || !cell.head) { continue; }
-        uint32_t entry = cell.head;
-        cell.head = static_cast<uint32_t>(sorted.count);
-        while (entry)
-        {
-            const voxel_entry old = grid.entries[entry];
-            const uint32_t next = old.next ? static_cast<uint32_t>(sorted.count + 1) : 0u;
-            sorted.push({ next, old.object });
-            entry = old.next;
-        }
+        if (cell.count == split_cell) { continue; }
+        const size_t first = grid.object_numbers.count;
+        for (uint32_t e = cell.head; e; e = grid.entries[e].next) { grid.object_numbers.push(grid.entries[e].object); }
+        cell = { static_cast<uint32_t>(first), static_cast<int32_t>(grid.object_numbers.count - first) };
     }
-    grid.entries = static_cast<array<voxel_entry>&&>(sorted);
+    grid.memory_bytes -= total * (sizeof(voxel_entry) - sizeof(uint32_t));
+    grid.entries.clear();
     grid.spare = 0;
     return true;
 }
@@ -215,7 +213,11 @@ bool build(document& document)
     {
         return false;
     }
-    lay_out_entries(grid);
+    if (!lay_out_objects(grid))
+    {
+        grid.out_of_memory = 1;
+        return false;
+    }
     host::progress(preprocess_kind, &document, nullptr, grid_ends, 1.0f);
     document.state_flags |= DOCUMENT_GRID_BUILT;
     return true;
@@ -296,7 +298,7 @@ int32_t zr_build_voxel_grid(document* document)
     platform::close_thread(thread);
     platform::store_word(&preprocess_running, 0);
     if (work.done) { return 1; }
-    const bool no_memory = document->voxel_grid->out_of_memory || document->voxel_grid->entries.count == 0;
+    const bool no_memory = document->voxel_grid->out_of_memory || document->voxel_grid->nodes.count == 0;
     if (no_memory) { report_failure(ZR_ERROR_MEMORY, "grid: memory is exhausted"); }
     else { report_failure(ZR_ERROR_STATE, "grid: the build was stopped"); }
     return 0;

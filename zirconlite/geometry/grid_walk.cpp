@@ -59,7 +59,7 @@ template <class Test> bool walk_node(const walk_ray& w, uint32_t node_number, do
         const int axis = cross[0] <= cross[1] && cross[0] <= cross[2] ? 0 : cross[1] <= cross[2] ? 1 : 2;
         const double t_next = cross[axis];
         const voxel_cell& here = cells[cell];
-        if (here.head)
+        if (here.count)
         {
             const bool ended = here.count == split_cell
                 ? walk_node(w, here.head, t, test)
@@ -113,11 +113,17 @@ struct nearest_test
     double limit() const { return r.hit_t < r.t_max ? r.hit_t : r.t_max; }
     bool cell(const walk_ray& w, const voxel_cell& here, double t_low, double t_high)
     {
-        bool improved = false;
-        const voxel_entry* entries = w.grid.entries.items;
-        for (uint32_t e = here.head; e; e = entries[e].next)
+        const uint32_t* numbers = &w.grid.object_numbers[here.head];
+        const auto count = static_cast<size_t>(here.count);
+        const object_vft* first = w.objects[numbers[0]]->vft;
+        if (first->intersect_many)
         {
-            scene_object* object = w.objects[entries[e].object];
+            return first->intersect_many(&r, w.objects, numbers, count, t_low, t_high) != 0;
+        }
+        bool improved = false;
+        for (size_t i = 0; i < count; ++i)
+        {
+            scene_object* object = w.objects[numbers[i]];
             improved |= object->vft->intersect(&r, object, t_low, t_high) != 0;
         }
         return improved;
@@ -133,10 +139,10 @@ struct visiting_test
     double limit() const { return r.t_max; }
     bool cell(const walk_ray& w, const voxel_cell& here, double t_low, double t_high)
     {
-        const voxel_entry* entries = w.grid.entries.items;
-        for (uint32_t e = here.head; e; e = entries[e].next)
+        const uint32_t* numbers = &w.grid.object_numbers[here.head];
+        for (int32_t i = 0; i < here.count; ++i)
         {
-            scene_object* object = w.objects[entries[e].object];
+            scene_object* object = w.objects[numbers[i]];
             r.hit_t = ZR_FAR;
             r.hit_object = nullptr;
             if (object->vft->intersect(&r, object, t_low, t_high) && visit(context, r)) { return true; }

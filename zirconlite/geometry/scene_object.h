@@ -159,6 +159,10 @@ struct object_vft
     void (*update_for_view)(scene_object* object, render_view* view);
     /** Vertex coordinates of set 0 or 1 at the weights w0, w1, w2; 0 if a vertex has none. */
     int32_t (*get_vertex_uv)(const scene_object* object, int32_t set, const double weights[3], float uv_out[2]);
+    /** Optional: `intersect` of `count` objects, of this kind or others, named by their numbers in `table`, in
+     *  one call. The results are those of one call each. Returns 1 if the ray's best hit was improved. */
+    int32_t (*intersect_many)(struct ray* ray, scene_object* const* table, const uint32_t* numbers,
+        size_t count, double t_low, double t_high);
 };
 
 /** The tables of the exported kinds, so that a host can tell what an object is. */

@@ -29,10 +29,12 @@ struct voxel_level
 
 struct voxel_cell
 {
-    uint32_t head; ///< number of the first entry, 0 none; of a node in a split cell
-    int32_t count; ///< small objects entered so far, or split_cell
+    uint32_t head; ///< number of the first entry, 0 none; of a node in a split cell. Once the build has ended
+                   ///< of the first of the cell's object numbers
+    int32_t count; ///< small objects entered so far, or split_cell. Once the build has ended the objects in all
 };
 
+/// An object in a cell while the grid is built.
 struct voxel_entry
 {
     uint32_t next;   ///< number of the next entry; 0 ends the list
@@ -55,12 +57,13 @@ struct voxel_grid
     int32_t level_count;
     int32_t subgrid_count[8]; ///< by level; [0] sub-grids of the second level
     zr::voxel_level levels[zr::grid_levels];
-    uint64_t memory_bytes;    ///< of cells and entries, as they come and go
+    uint64_t memory_bytes;    ///< of cells and entries, as they come and go; entries shrink to one number
     struct document* document;
 
     zr::array<voxel_node> nodes;
     zr::array<zr::voxel_cell> cells;
-    zr::array<zr::voxel_entry> entries; ///< entry 0 is unused
+    zr::array<zr::voxel_entry> entries; ///< while building; entry 0 is unused
+    zr::array<uint32_t> object_numbers; ///< once built: those of each cell side by side, oldest first
     uint32_t spare;       ///< head of the list of entries given back; 0 none
     int32_t reentering;   ///< nonzero while the objects of a split cell are entered again
     int32_t out_of_memory;

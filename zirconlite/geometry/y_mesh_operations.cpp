@@ -3,11 +3,13 @@
 
 #include <cmath>
 
+#include "zirconlite/geometry/face_test.hpp"
 #include "zirconlite/geometry/grid_insertion.hpp"
 #include "zirconlite/geometry/mesh_attributes.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/mapping.h"
 #include "zirconlite/materials/material.h"
+#include "zirconlite/platform/processor.hpp"
 #include "zirconlite/raytrace/ray.h"
 #include "zirconlite/raytrace/surface.h"
 
@@ -17,57 +19,26 @@ namespace zr
 namespace
 {
 
-constexpr double edge_tolerance = 1e-6;
-
-const y_face* as_face(const scene_object* object) { return reinterpret_cast<const y_face*>(object); }
 mesh_attributes& attributes_of(const scene_object* object) { return *as_face(object)->attributes; }
-
-double element(const vector3& v, uint32_t axis) { return (&v.x)[axis]; }
-
-vector3 blend_normals(const y_face& face, double w0, double w1, double w2)
-{
-    const float *m0 = face.vertex[0]->normal, *m1 = face.vertex[1]->normal, *m2 = face.vertex[2]->normal;
-    return { w0 * m0[0] + w1 * m1[0] + w2 * m2[0], w0 * m0[1] + w1 * m1[1] + w2 * m2[1],
-        w0 * m0[2] + w1 * m1[2] + w2 * m2[2] };
-}
 
 int32_t intersect(ray* r, scene_object* object, double t_low, double t_high)
 {
-    const y_face& face = *as_face(object);
-    const vector3 n = { face.normal[0], face.normal[1], face.normal[2] };
-    const double den = dot(n, r->direction);
-    if (std::fabs(den) < geometry_zero) { return 0; }
-    const double t = -(dot(n, r->origin) + face.plane_d) / den;
-    if (!(t >= t_low && t <= t_high && t <= r->hit_t && t >= r->t_min && t <= r->t_max)) { return 0; }
+    const tested_ray q = test_range(*r, t_low, t_high);
+    double t;
+    return hit_plane(*as_face(object), q, r->hit_t, t) && take_hit(*r, object, q, t);
+}
 
-    const uint32_t a = face.head.kind_word >> 28, b = face.head.kind_word >> 24 & 0xf;
-    const double pa = element(r->origin, a) + t * element(r->direction, a);
-    const double pb = element(r->origin, b) + t * element(r->direction, b);
-    const float* v2 = face.vertex[2]->position;
-    double s = face.edge_a_first * (pa - v2[a]) + face.edge_a_second * (pb - v2[b]);
-    if (!(s >= -edge_tolerance && s <= 1.0 + edge_tolerance)) { return 0; }
-    const double w2 = 1.0 - (s < 0.0 ? 0.0 : s > 1.0 ? 1.0 : s);
-
-    const float* v1 = face.vertex[1]->position;
-    s = face.edge_b_first * (pa - v1[a]) + face.edge_b_second * (pb - v1[b]);
-    if (!(s >= -edge_tolerance && s <= 1.0 + edge_tolerance)) { return 0; }
-    const double w1 = 1.0 - (s < 0.0 ? 0.0 : s > 1.0 ? 1.0 : s);
-    if (w1 + w2 > 1.0 + 2.0 * edge_tolerance) { return 0; }
-
-    // Of hits at one distance the object made first wins, so that a picture does not depend on the order in
-    // which a search meets its objects.
-    if (t == r->hit_t && r->hit_object && r->hit_object->number < object->number) { return 0; }
-
-    const double w0 = 1.0 - std::fmin(w1 + w2, 1.0);
-    r->hit_t = t;
-    r->hit_point = r->origin + t * r->direction;
-    r->geometric_normal = n;
-    r->interpolated_normal = blend_normals(face, w0, w1, w2);
-    r->hit_object = object;
-    r->element_coords[0] = w2;
-    r->element_coords[1] = w1;
-    r->element_coords[2] = w0;
-    return 1;
+int32_t intersect_many(ray* r, scene_object* const* table, const uint32_t* numbers, size_t count,
+    double t_low, double t_high)
+{
+    if (platform::has_avx2()) { return intersect_faces_avx2(r, table, numbers, count, t_low, t_high); }
+    int32_t improved = 0;
+    for (size_t i = 0; i < count; ++i)
+    {
+        scene_object* object = table[numbers[i]];
+        improved |= object->vft->intersect(r, object, t_low, t_high);
+    }
+    return improved;
 }
 
 void get_bounds(const scene_object* object, bounding_box* box)
@@ -183,6 +154,7 @@ const object_vft y_mesh_vft = {
     .get_identity = [](const scene_object* o) -> const void* { return as_face(o)->attributes; },
     .update_for_view = nullptr,
     .get_vertex_uv = get_vertex_uv,
+    .intersect_many = intersect_many,
 };
 
 } // namespace zr
