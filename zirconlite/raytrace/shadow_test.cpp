@@ -15,11 +15,16 @@ namespace zr
 namespace
 {
 
+/// A hit this near to an edge of its face may be found on the neighbour too.
+constexpr double edge_weight = 4e-6;
+
 /// An object that the ray passes.
 struct pane
 {
     double t;
     scene_object* object;
+    const void* edge_of; ///< identity of the mesh whose edge was hit; null inside a face
+    bool front;
 };
 
 bool lies_before(const pane& a, const pane& b)
@@ -91,12 +96,34 @@ bool hit_is_opaque(ray& r)
     return s.transparent == 0.0f;
 }
 
-/// Keeps the nearest panes, in order, each object once.
+pane pane_at_hit(const ray& r)
+{
+    const double* w = r.element_coords;
+    const bool on_edge = w[0] < edge_weight || w[1] < edge_weight || w[2] < edge_weight;
+    const object_vft& vft = *r.hit_object->vft;
+    return { r.hit_t, r.hit_object, on_edge && vft.get_identity ? vft.get_identity(r.hit_object) : nullptr,
+        dot(r.geometric_normal, r.direction) < 0.0 };
+}
+
+/// Whether two hits are one point of a mesh, met on both sides of an edge.
+bool is_one_point(const document& document, const pane& a, const pane& b)
+{
+    return a.edge_of && a.edge_of == b.edge_of && a.front == b.front &&
+        std::fabs(a.t - b.t) <= 10.0 * document.epsilon;
+}
+
+/// Keeps the nearest panes, in order, each object and each point of a mesh once.
 void insert(shadow_walk& walk, const pane& p)
 {
     for (int i = 0; i < walk.count; ++i)
     {
-        if (walk.panes[i].object == p.object) { return; }
+        pane& other = walk.panes[i];
+        if (other.object == p.object) { return; }
+        if (!is_one_point(walk.doc, other, p)) { continue; }
+        if (!lies_before(p, other)) { return; }
+        // The nearer of the two stands for both, whichever is met first.
+        for (; i + 1 < walk.count; ++i) { walk.panes[i] = walk.panes[i + 1]; }
+        --walk.count;
     }
     if (walk.count == shadow_walk::room)
     {
@@ -114,8 +141,8 @@ double strength_of(const light* source) { return source ? source->shadow_strengt
 bool visit(void* context, ray& r)
 {
     shadow_walk& walk = *static_cast<shadow_walk*>(context);
-    const pane p = { r.hit_t, r.hit_object };
-    if (walk.resumes && !lies_before(walk.last, p)) { return false; }
+    const pane p = pane_at_hit(r);
+    if (walk.resumes && (!lies_before(walk.last, p) || is_one_point(walk.doc, walk.last, p))) { return false; }
     if (is_skipped(p.object, r, walk.source)) { return false; }
     // Whatever else stands there, one opaque object takes all light away, so any of them ends the walk.
     if (strength_of(walk.source) >= 1.0 && hit_is_opaque(r)) { return true; }

@@ -1,0 +1,485 @@
+#include <gtest/gtest.h>
+
+#include "tests/support/scene.hpp"
+#include "zirconlite/geometry/ray_search.hpp"
+#include "zirconlite/raytrace/shadow_test.hpp"
+
+namespace
+{
+
+using namespace zr;
+
+constexpr int32_t both_models[] = { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT };
+
+/// A matte floor of `grey`, 200 m wide, at height 0.
+void add_floor(test::scene& s, float grey)
+{
+    test::mesh m;
+    m.look = s.matte(grey);
+    m.quad({ -100, -100, 0 }, { 100, -100, 0 }, { 100, 100, 0 }, { -100, 100, 0 });
+    ASSERT_TRUE(s.add(m));
+}
+
+/// Lux on the floor at a point, from what the floor of grey 0.5 shows.
+double lux_at(const test::scene& s, double x, double y)
+{
+    return s.radiance({ x + 0.02, y + 0.01, 0.1 }, { -0.02, -0.01, -0.1 }) * M_PI / 0.5;
+}
+
+/// The light that a shadow ray upwards from (0, 0, 0) keeps; -1 when it is blocked.
+double kept_upwards(test::scene& s, const light* source, int channel, double t_max)
+{
+    ray r = s.eye_ray({ 0, 0, 0 }, { 0, 0, 1 });
+    r.kind = RAY_SHADOW;
+    for (float& c : r.simple_color) { c = 1.0f; }
+    r.t_min = s.doc->epsilon;
+    r.t_max = t_max;
+    return shadow_test(*s.doc, source, r) ? -1.0 : r.simple_color[channel];
+}
+
+} // namespace
+
+TEST(DirectLight, FollowsTheCosineAndInverseSquareLaws)
+{
+    struct
+    {
+        const char* what;
+        double height, offset, lux;
+    } const cases[] = {
+        { "straight below", 2.0, 0.0, 250.0 },
+        { "45 degrees aside", 2.0, 2.0, 250.0 / (2.0 * std::sqrt(2.0)) },
+        { "twice the distance", 4.0, 0.0, 62.5 },
+        { "at a flat angle", 1.0, 7.0, 1000.0 / std::pow(50.0, 1.5) },
+        { "below the floor", -2.0, 0.0, 0.0 },
+    };
+    for (const int32_t model : both_models)
+    {
+        for (const auto& c : cases)
+        {
+            SCOPED_TRACE(c.what);
+            test::scene s(model);
+            add_floor(s, 0.5f);
+            s.add(test::scene::lamp({ 3, 1, c.height }, 1000.0f));
+            ASSERT_TRUE(s.prepare());
+            EXPECT_NEAR(lux_at(s, 3 + c.offset, 1), c.lux, 1e-5 * (1 + c.lux));
+        }
+    }
+}
+
+TEST(DirectLight, CloseLampsAreHeldDownOnlyInTheFastModel)
+{
+    for (const double height : { 0.5, 0.25, 0.05 })
+    {
+        test::scene s(LIGHT_MODEL_FAST);
+        add_floor(s, 0.5f);
+        s.add(test::scene::lamp({ 0, 0, height }, 10.0f));
+        ASSERT_TRUE(s.prepare());
+        EXPECT_NEAR(lux_at(s, 0, 0), 10.0 * M_PI, 1e-3) << "below 0.56 m nothing grows";
+        s.doc->light_model = LIGHT_MODEL_EXACT;
+        s.relight();
+        EXPECT_NEAR(lux_at(s, 0, 0), 10.0 / (height * height), 10.0 / (height * height) * 1e-5);
+    }
+    test::scene s;
+    add_floor(s, 0.5f);
+    s.add(test::scene::lamp({ 2, 2, 0 }, 10.0f));
+    ASSERT_TRUE(s.prepare());
+    EXPECT_EQ(lux_at(s, 2, 2), 0.0) << "a lamp at distance 0 gives nothing";
+}
+
+TEST(DirectLight, ASpotHasHalfItsPeakAtTheBeamAndNothingBeyondTheField)
+{
+    constexpr double degree = M_PI / 180.0;
+    for (const int32_t model : both_models)
+    {
+        test::scene s(model);
+        add_floor(s, 0.5f);
+        light l = test::scene::lamp({ 0, 0, 3 }, 900.0f);
+        l.distribution = DISTRIBUTION_SPOT;
+        l.normal = { 0, 0, -1 };
+        l.beam_angle = float(25 * degree);
+        l.field_angle = float(40 * degree);
+        s.add(l);
+        ASSERT_TRUE(s.prepare());
+        const auto candela_at = [&](double angle)
+        {
+            const double x = 3.0 * std::tan(angle), d2 = 9.0 + x * x;
+            return lux_at(s, x, 0) * d2 / std::cos(angle);
+        };
+        EXPECT_NEAR(candela_at(0), 900.0, 0.01);
+        EXPECT_NEAR(candela_at(25 * degree), 450.0, 0.01);
+        EXPECT_GT(candela_at(39.9 * degree), 100.0);
+        EXPECT_EQ(candela_at(40.1 * degree), 0.0);
+    }
+}
+
+TEST(DirectLight, TheLumensOfASpotAreThoseOfItsConeInTheExactModel)
+{
+    constexpr double degree = M_PI / 180.0;
+    for (const double field : { 20.0, 35.0, 60.0 })
+    {
+        test::scene s(LIGHT_MODEL_EXACT);
+        add_floor(s, 0.5f);
+        light l = test::scene::lamp({ 0, 0, 2 }, 0.0f);
+        l.distribution = DISTRIBUTION_SPOT;
+        l.normal = { 0, 0, -1 };
+        l.brightness_unit = BRIGHTNESS_LUMENS;
+        l.lumens = 800.0f;
+        l.beam_angle = float(18 * degree);
+        l.field_angle = float(field * degree);
+        s.add(l);
+        ASSERT_TRUE(s.prepare());
+        // The lumens that arrive on the floor, ring by ring.
+        const int rings = 4000;
+        const double reach = 2.0 * std::tan(field * degree) * 1.02;
+        double arriving[2] = {};
+        for (const int32_t model : both_models)
+        {
+            s.doc->light_model = model;
+            s.relight();
+            for (int i = 0; i < rings; ++i)
+            {
+                const double r = reach * (i + 0.5) / rings;
+                arriving[model] += lux_at(s, r, 0) * 2.0 * M_PI * r * reach / rings;
+            }
+        }
+        EXPECT_NEAR(arriving[LIGHT_MODEL_EXACT], 800.0, 800.0 * 0.002) << field;
+        // The classic integral takes the exponent for the exponent + 1 in its last power.
+        const double e = std::log(0.5) / std::log(std::cos(18 * degree)), f = std::cos(field * degree);
+        const double wanted = 800.0 * (1 - std::pow(f, e + 1)) / (1 - std::pow(f, e));
+        EXPECT_NEAR(arriving[LIGHT_MODEL_FAST], wanted, wanted * 0.002) << field;
+    }
+}
+
+TEST(DirectLight, ADistantLampGivesItsLuxAtAnyPlace)
+{
+    for (const int32_t model : both_models)
+    {
+        test::scene s(model);
+        add_floor(s, 0.5f);
+        light l = test::scene::lamp({ 0, 0, 0 }, 0.0f);
+        l.type = LIGHT_PARALLEL;
+        l.dimmer = 0.5f; // 0.5 ^ 4 x 100000 lux
+        l.azimuth = 0.7;
+        l.altitude = M_PI / 6;
+        s.add(l);
+        ASSERT_TRUE(s.prepare());
+        for (const double x : { -80.0, 0.0, 50.0 }) { EXPECT_NEAR(lux_at(s, x, 7), 6250.0 * 0.5, 0.1); }
+    }
+}
+
+TEST(DirectLight, AHundredEqualLampsAddUpInTheExactModel)
+{
+    double share[2];
+    for (const int32_t model : both_models)
+    {
+        test::scene s(model);
+        add_floor(s, 0.5f);
+        double sum = 0.0;
+        for (int i = 0; i < 100; ++i)
+        {
+            const double x = (i % 10 - 4.5) * 2.0, y = (i / 10 - 4.5) * 2.0, z = 30.0;
+            s.add(test::scene::lamp({ x, y, z }, 2000.0f));
+            const double d2 = x * x + y * y + z * z;
+            sum += 2000.0 * z / (d2 * std::sqrt(d2));
+        }
+        ASSERT_TRUE(s.prepare());
+        share[model] = lux_at(s, 0, 0) / sum;
+    }
+    EXPECT_NEAR(share[LIGHT_MODEL_EXACT], 1.0, 1e-4);
+    EXPECT_NEAR(share[LIGHT_MODEL_FAST], 0.1, 1e-4);
+    RecordProperty("fast_share", std::to_string(share[LIGHT_MODEL_FAST]));
+}
+
+TEST(DirectLight, FaintLampsCountOnlyInTheExactModel)
+{
+    // 0.18 lux on grey 0.5 is 0.029 cd/m2, just below the cut-off; twenty of them in all.
+    for (const int32_t model : both_models)
+    {
+        test::scene s(model);
+        add_floor(s, 0.5f);
+        for (int i = 0; i < 20; ++i) { s.add(test::scene::lamp({ 0, 0, 10 }, 18.0f)); }
+        ASSERT_TRUE(s.prepare());
+        EXPECT_NEAR(lux_at(s, 0, 0), model == LIGHT_MODEL_EXACT ? 3.6 : 0.0, 1e-4);
+    }
+}
+
+TEST(DirectLight, AnOpaqueSheetTakesAllLightOfItsLamps)
+{
+    for (const int32_t model : both_models)
+    {
+        test::scene s(model);
+        add_floor(s, 0.5f);
+        test::mesh sheet;
+        sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
+        ASSERT_TRUE(s.add(sheet));
+        light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+        s.add(l);
+        ASSERT_TRUE(s.prepare());
+        for (int round = 0; round < 2; ++round) // the second time the blocker is remembered
+        {
+            EXPECT_EQ(lux_at(s, 0, 0), 0.0);
+            EXPECT_EQ(lux_at(s, 1.99, 0), 0.0);
+            EXPECT_NEAR(lux_at(s, 2.01, 0), 200.0 / std::pow(4 + 2.01 * 2.01, 1.5), 1e-3);
+        }
+        // A lamp of no shadow strength passes everything.
+        s.doc->lights->shadow_strength = 0.0;
+        EXPECT_NEAR(lux_at(s, 0, 0), 25.0, 1e-3);
+    }
+}
+
+TEST(ShadowTest, ObjectsThatCastNoShadowAreSkipped)
+{
+    struct
+    {
+        const char* what;
+        uint32_t flags;
+        uint32_t ray_flags;
+        bool blocks;
+    } const cases[] = {
+        { "none", 0, 0, true },
+        { "no shadow", OBJECT_NO_SHADOW, 0, false },
+        { "no shadow, for the solver's ray", OBJECT_NO_SHADOW, RAY_PROBE, true },
+        { "no solver shadow", OBJECT_NO_SOLVER_SHADOW, 0, true },
+        { "no solver shadow, for the solver's ray", OBJECT_NO_SOLVER_SHADOW, RAY_PROBE, false },
+        { "no window shadow, of a lamp", OBJECT_NO_WINDOW_SHADOW, 0, true },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        test::scene s;
+        test::mesh sheet;
+        sheet.flags = c.flags;
+        sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
+        ASSERT_TRUE(s.add(sheet));
+        s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
+        ASSERT_TRUE(s.prepare());
+        ray r = s.eye_ray({ 0.1, 0.2, 0 }, { 0, 0, 1 });
+        r.flags = c.ray_flags;
+        r.t_max = 2.0;
+        for (float& k : r.simple_color) { k = 1.0f; }
+        EXPECT_EQ(shadow_test(*s.doc, s.doc->lights, r), c.blocks);
+        EXPECT_EQ(r.simple_color[0], c.blocks ? 0.0f : 1.0f);
+    }
+}
+
+TEST(ShadowTest, AHalfShadowHalvesTheFilter)
+{
+    test::scene s;
+    test::mesh sheet;
+    sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
+    ASSERT_TRUE(s.add(sheet));
+    light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+    l.shadow_strength = 0.5;
+    s.add(l);
+    ASSERT_TRUE(s.prepare());
+    ray r = s.eye_ray({ 0.1, 0.2, 0 }, { 0, 0, 1 });
+    r.t_max = 2.0;
+    for (float& k : r.simple_color) { k = 1.0f; }
+    EXPECT_TRUE(shadow_test(*s.doc, s.doc->lights, r));
+    EXPECT_FLOAT_EQ(r.simple_color[1], 0.5f);
+}
+
+TEST(ShadowTest, EachPaneFiltersOnce)
+{
+    // Panes of a tint without reflection: what is left is a power of it, however the search meets them.
+    struct
+    {
+        const char* what;
+        int panes;
+        double gap;
+        bool fine; ///< split in many triangles, so that cells are split
+    } const cases[] = { { "one", 1, 0.1, false }, { "16", 16, 0.01, false }, { "17", 17, 0.01, false },
+        { "40 at one place", 40, 0.0, false }, { "40 over some cells", 40, 0.2, false },
+        { "40 at one place, fine", 40, 0.0, true }, { "40 close, fine", 40, 0.001, true } };
+    for (const auto& c : cases)
+    {
+        for (const int32_t model : both_models)
+        {
+            SCOPED_TRACE(c.what);
+            test::scene s(model);
+            test::mesh panes;
+            panes.flags = OBJECT_THIN;
+            panes.look = s.glass(1.0f, 0.9f, 0.95f, 1.0f);
+            for (int i = 0; i < c.panes; ++i)
+            {
+                const double z = 1.0 + i * c.gap, wide = c.fine ? 0.2 : 1.0;
+                for (double x = -1.0; x < 0.99; x += 2 * wide)
+                {
+                    panes.quad({ x - 0.03, -1.1, z }, { x - 0.03 + 2 * wide, -1.1, z },
+                        { x - 0.03 + 2 * wide, 1, z }, { x - 0.03, 1, z });
+                }
+            }
+            ASSERT_TRUE(s.add(panes));
+            test::mesh ground;
+            ground.quad({ -9, -9, -9 }, { 9, -9, -9 }, { 9, 9, -9 }, { -9, 9, -9 });
+            ASSERT_TRUE(s.add(ground));
+            light l = test::scene::lamp({ 0, 0, 20 }, 100.0f);
+            s.add(l);
+            ASSERT_TRUE(s.prepare());
+            const double red = kept_upwards(s, s.doc->lights, 0, 20.0);
+            EXPECT_NEAR(red, std::pow(0.9, c.panes), 1e-4 * red + 1e-6);
+            EXPECT_NEAR(kept_upwards(s, s.doc->lights, 1, 20.0), std::pow(0.95, c.panes), 1e-4);
+            EXPECT_NEAR(kept_upwards(s, s.doc->lights, 2, 20.0), 1.0, 1e-5);
+        }
+    }
+}
+
+TEST(ShadowTest, ColouredGlassColoursItsShadow)
+{
+    // Sheets and solids of one glass; below the light in the middle they are met straight on.
+    const double fresnel = std::pow((1.5 - 1.0) / (1.5 + 1.0), 2);
+    struct
+    {
+        const char* what;
+        uint32_t flags;
+        float ior;
+        double passing; ///< beside the tint
+    } const cases[] = {
+        { "a sheet that bends nothing", OBJECT_THIN, 1.0f, 1.0 },
+        { "a solid that bends nothing", 0, 1.0f, 1.0 },
+        { "a sheet of glass", OBJECT_THIN, 1.5f, 1.0 - 2 * fresnel / (1 + fresnel) },
+        { "a solid of glass", 0, 1.5f, (1.0 - fresnel) * (1.0 - fresnel) },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        test::scene s;
+        add_floor(s, 0.5f);
+        test::mesh pane;
+        pane.flags = c.flags;
+        pane.look = s.glass(c.ior, 0.8f, 0.4f, 0.1f);
+        if (c.flags) { pane.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 }); }
+        else { pane.box({ { -1, -1, 1 }, { 1, 1, 1.1 } }); }
+        ASSERT_TRUE(s.add(pane));
+        s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
+        ASSERT_TRUE(s.prepare());
+        const ray r = s.seen({ 0.1, 0.05, 0.5 }, { -0.1, -0.05, -0.5 });
+        const double tint[3] = { 0.8, 0.4, 0.1 };
+        for (int i = 0; i < 3; ++i)
+        {
+            EXPECT_NEAR(r.radiance[i], 25.0 * 0.5 / M_PI * tint[i] * c.passing, 1e-4) << i;
+        }
+        EXPECT_NEAR(lux_at(s, 2.5, 0), 200.0 / std::pow(4 + 2.5 * 2.5, 1.5), 1e-3) << "beside the shadow";
+        // A later opaque sheet still blocks.
+        test::mesh lid;
+        lid.quad({ -1, -1, 1.5 }, { 1, -1, 1.5 }, { 1, 1, 1.5 }, { -1, 1, 1.5 });
+        ASSERT_TRUE(s.add(lid));
+        ASSERT_TRUE(s.prepare());
+        EXPECT_EQ(lux_at(s, 0, 0), 0.0);
+    }
+}
+
+TEST(DirectLight, ALampWithARadiusCastsAPenumbra)
+{
+    // A half plane at 1 m under a lamp of radius 0.1 at 2 m: the penumbra on the floor is 0.2 m wide to both
+    // sides of the edge's shadow at x = 0, less what of the lamp is a square.
+    for (const int32_t model : both_models)
+    {
+        test::scene s(model);
+        s.doc->render_flags = RENDER_SOFT_SHADOWS;
+        add_floor(s, 0.5f);
+        test::mesh half;
+        half.quad({ 0, -50, 1 }, { 50, -50, 1 }, { 50, 50, 1 }, { 0, 50, 1 });
+        ASSERT_TRUE(s.add(half));
+        light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+        l.radius = 0.1;
+        l.shadow_samples = 64;
+        l.sample_jitter = 1.0f;
+        s.add(l);
+        ASSERT_TRUE(s.prepare());
+        const auto lit_at = [&](double x)
+        {
+            double sum = 0.0;
+            for (int n = 0; n < 50; ++n)
+            {
+                ray r = s.eye_ray({ x + 0.01, 0.02, 0.1 }, { -0.01, -0.02, -0.1 });
+                r.pixel[0] = 17.3 + n * 3;
+                r.pixel[1] = 40.7 + n;
+                trace_ray(*s.doc, r, nullptr);
+                sum += r.radiance[1] / 50;
+            }
+            const double d2 = x * x + 4.0;
+            return sum * M_PI / 0.5 / (200.0 / (d2 * std::sqrt(d2)));
+        };
+        EXPECT_NEAR(lit_at(-0.11), 1.0, 0.01);
+        EXPECT_NEAR(lit_at(0.0), 0.5, 0.1);
+        EXPECT_EQ(lit_at(0.11), 0.0);
+        EXPECT_GT(lit_at(-0.05), lit_at(0.0));
+        EXPECT_GT(lit_at(0.0), lit_at(0.05));
+        EXPECT_GT(lit_at(0.05), 0.0);
+        s.doc->quality = 2; // hard shadows again
+        s.relight();
+        EXPECT_NEAR(lit_at(-0.01), 1.0, 0.01);
+        EXPECT_EQ(lit_at(0.01), 0.0);
+    }
+}
+
+TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
+{
+    // One grey floor, so its mean reflectance is known; the lamp below it lights nothing directly.
+    struct
+    {
+        const char* what;
+        float grey;
+        double scene_area, factor; ///< of flux / area, by the exact model
+    } const cases[] = {
+        { "grey", 0.5f, 4000.0, 1.0 },
+        { "dark", 0.1f, 4000.0, 1.0 / 9.0 },
+        { "white is held to 0.7", 1.0f, 4000.0, 7.0 / 3.0 },
+        { "no area", 0.5f, 0.0, 0.0 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        test::scene s;
+        add_floor(s, c.grey);
+        s.doc->scene_area = c.scene_area;
+        s.doc->sky_scale = 0.01; // counts in the fast model only
+        light l = test::scene::lamp({ 0, 0, -2 }, 0.0f);
+        l.brightness_unit = BRIGHTNESS_LUMENS;
+        l.lumens = 8000.0f;
+        s.add(l);
+        ASSERT_TRUE(s.prepare());
+        const double lux = c.scene_area > 0.0 ? 8000.0 / c.scene_area * c.factor : 0.0;
+        EXPECT_NEAR(s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), lux * c.grey / M_PI, 1e-5);
+
+        // Fast: first and reflected light together, times the sky's scale squared; white light stays white.
+        s.doc->light_model = LIGHT_MODEL_FAST;
+        s.relight();
+        const double rho = std::fmin(c.grey, 0.7);
+        const double fast = c.scene_area > 0.0 ? 8000.0 / c.scene_area / (1 - rho) * 1e-4 : 0.0;
+        EXPECT_NEAR(s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), fast * c.grey / M_PI, 1e-7);
+    }
+}
+
+TEST(Ambient, FollowsTheNormalAndPalesOnlyInTheFastModel)
+{
+    for (const int32_t model : both_models)
+    {
+        test::scene s(model);
+        test::mesh walls;
+        walls.look = s.look(
+            [](simple_material& m)
+            {
+                m.color[0] = 0.6f;
+                m.color[1] = m.color[2] = 0.2f;
+            });
+        walls.quad({ 0, -5, -5 }, { 0, 5, -5 }, { 0, 5, 5 }, { 0, -5, 5 });
+        walls.quad({ 1, -5, -5 }, { 9, -5, -5 }, { 9, 5, -5 }, { 1, 5, -5 });
+        ASSERT_TRUE(s.add(walls));
+        s.doc->scene_area = 100;
+        light l = test::scene::lamp({ -3, 0, -9 }, 0.0f);
+        l.brightness_unit = BRIGHTNESS_LUMENS;
+        l.lumens = 5000.0f;
+        s.add(l);
+        ASSERT_TRUE(s.prepare());
+        const ray wall = s.seen({ 1, 0, 1 }, { -1, 0, 0 }), floor = s.seen({ 5, 0, 1 }, { 0, 0, -1 });
+        const bool exact = model == LIGHT_MODEL_EXACT;
+        EXPECT_NEAR(wall.radiance[1] / floor.radiance[1], exact ? 1.0 : 0.7, 1e-5);
+        const double red = 0.6 * job.ambient_color[0] / M_PI, share = exact ? 1.0 : 0.7;
+        EXPECT_NEAR(wall.radiance[0], red * share, 1e-5 * red);
+        // Red light is reflected best: 50 lux times rho / (1 - rho), or 1 / (1 - rho) paled.
+        const double ratio = job.ambient_color[0] / double(job.ambient_color[1]);
+        EXPECT_NEAR(ratio, exact ? (0.6 / 0.4) / (0.2 / 0.8) : std::pow((1 / 0.4) / (1 / 0.8), 0.25), 1e-4);
+    }
+}

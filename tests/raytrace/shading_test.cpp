@@ -1,0 +1,345 @@
+#include <gtest/gtest.h>
+
+#include "tests/support/scene.hpp"
+#include "zirconlite/raytrace/optics.hpp"
+#include "zirconlite/raytrace/shadow_test.hpp"
+
+namespace
+{
+
+using namespace zr;
+
+/// A square of half side `reach` round `centre`, square to `normal`, that glows with 1 cd/m2.
+void add_target(test::scene& s, const vector3& centre, const vector3& normal, double reach)
+{
+    test::mesh m;
+    m.look = s.glowing(1.0f);
+    vector3 u, v;
+    const vector3 n = normalized(normal);
+    zr_make_axes(&n, &u, &v, 1e-5);
+    u = u * reach;
+    v = v * reach;
+    m.quad(centre - u - v, centre + u - v, centre + u + v, centre - u + v);
+    ASSERT_TRUE(s.add(m));
+}
+
+/// Rays from the eye in a grid of directions.
+template <class Check> void for_all_directions(int steps, Check check)
+{
+    for (int i = 0; i < steps; ++i)
+    {
+        for (int j = 0; j < steps; ++j)
+        {
+            check(normalized(
+                vector3{ -0.7 + 1.4 * (i + 0.37) / steps, 1.0, -0.7 + 1.4 * (j + 0.61) / steps }));
+        }
+    }
+}
+
+} // namespace
+
+TEST(Mirror, ShowsThingsWhereTheirImageIs)
+{
+    // A mirror in the plane x = 2; a small target on this side has its image as far behind it.
+    for (const int32_t model : { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT })
+    {
+        test::scene s(model);
+        test::mesh m;
+        m.look = s.mirror(1.0f);
+        m.quad({ 2, -9, -9 }, { 2, 9, -9 }, { 2, 9, 9 }, { 2, -9, 9 });
+        ASSERT_TRUE(s.add(m));
+        const vector3 target = { -1, 3, 1.5 }, image = { 5, 3, 1.5 }, eye = { 0.5, -2, 0.25 };
+        add_target(s, target, { 1, 0, 0 }, 0.01);
+        ASSERT_TRUE(s.prepare());
+        for (const double aside : { 0.0, 0.0095, 0.0105, 0.5 })
+        {
+            for (const vector3 by : { vector3{ 0, aside, 0 }, vector3{ 0, -aside, 0 }, vector3{ 0, 0, aside },
+                     vector3{ 0, 0, -aside } })
+            {
+                const double seen = s.radiance(eye, image + by - eye);
+                EXPECT_NEAR(seen, aside < 0.01 ? 1.0 : 0.0, 1e-6);
+            }
+        }
+        s.doc->reflect_limit = 0;
+        EXPECT_EQ(s.radiance(eye, image - eye), 0.0) << "no mirrored ray at all";
+    }
+}
+
+TEST(Glass, BendsLightByTheLawOfRefraction)
+{
+    // Through a slab 0.4 m thick a ray leaves in its own direction, moved sideways.
+    for (const double ior : { 1.33, 1.5, 2.4 })
+    {
+        for (const double angle : { 0.05, 0.4, 0.9, 1.3 })
+        {
+            test::scene s;
+            test::mesh slab;
+            slab.look = s.glass(float(ior));
+            slab.box({ { -20, 0, -1 }, { 20, 0.4, 1 } });
+            ASSERT_TRUE(s.add(slab));
+            const vector3 direction = { std::sin(angle), std::cos(angle), 0 };
+            const double inside = std::asin(std::sin(angle) / double(float(ior)));
+            const vector3 leaving = { 0.4 * std::tan(inside), 0.4, 0 };
+            add_target(s, leaving + direction * 5.0, direction, 0.002);
+            ASSERT_TRUE(s.prepare());
+            const double f = fresnel_reflectance(std::cos(angle), float(ior));
+            EXPECT_NEAR(s.radiance(direction * -1.0, direction), (1 - f) * (1 - f), 1e-6) << ior << " " << angle;
+            // 3 mm aside it is missed.
+            const vector3 across = { std::cos(angle) * 0.003, -std::sin(angle) * 0.003, 0 };
+            EXPECT_LT(s.radiance(direction * -1.0 + across, direction), 0.01);
+        }
+    }
+}
+
+TEST(Glass, APrismTurnsLightByItsLeastDeviation)
+{
+    // Symmetric passage: the ray inside runs along x, and the whole turn is 2 asin(n sin(A / 2)) - A.
+    const double apex = M_PI / 3, ior = 1.5, turn = 2.0 * std::asin(ior * std::sin(apex / 2)) - apex;
+    test::scene s;
+    test::mesh prism;
+    prism.look = s.glass(float(ior));
+    const double h = std::sqrt(3.0) / 2;
+    const vector3 a = { -0.5, -1, 0 }, b = { 0.5, -1, 0 }, c = { 0, -1, h }, by = { 0, 2, 0 };
+    prism.triangle(a, b, c);
+    prism.triangle(b + by, a + by, c + by);
+    prism.quad(b, a, a + by, b + by);
+    prism.quad(a, c, c + by, a + by);
+    prism.quad(c, b, b + by, c + by);
+    ASSERT_TRUE(s.add(prism));
+    const vector3 in = { std::cos(turn / 2), 0, std::sin(turn / 2) }, out = { in.x, 0, -in.z };
+    const vector3 enters = { -0.25, 0, h / 2 }, leaves = { 0.25, 0, h / 2 };
+    add_target(s, leaves + out * 10.0, out, 0.005);
+    ASSERT_TRUE(s.prepare());
+    EXPECT_GT(s.radiance(enters - in * 3.0, in), 0.8);
+    EXPECT_LT(s.radiance(enters - in * 3.0 + vector3{ 0, 0, 0.02 }, in), 0.01);
+}
+
+TEST(Furnace, MirrorAndGlassInALuminousShellShowItsRadiance)
+{
+    struct
+    {
+        const char* what;
+        int32_t model;
+        bool glass, ball, thin;
+        double lowest, highest; ///< of the shell's radiance
+    } const cases[] = {
+        { "mirror box, exact", LIGHT_MODEL_EXACT, false, false, false, 1.0, 1.0 },
+        { "mirror ball, exact", LIGHT_MODEL_EXACT, false, true, false, 1.0, 1.0 },
+        { "glass box, exact", LIGHT_MODEL_EXACT, true, false, false, 1.0, 1.0 },
+        { "glass ball, exact", LIGHT_MODEL_EXACT, true, true, false, 1.0, 1.0 },
+        { "thin glass, exact", LIGHT_MODEL_EXACT, true, false, true, 1.0, 1.0 },
+        { "mirror box, fast", LIGHT_MODEL_FAST, false, false, false, 1.0, 1.0 },
+        { "mirror ball, fast", LIGHT_MODEL_FAST, false, true, false, 1.0, 1.0 },
+        { "glass box, fast", LIGHT_MODEL_FAST, true, false, false, 0.99, 2.0 },
+        { "glass ball, fast", LIGHT_MODEL_FAST, true, true, false, 0.99, 2.6 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        test::scene s(c.model);
+        test::mesh shell, thing;
+        shell.look = s.glowing(100.0f);
+        shell.box({ { -20, -20, -20 }, { 20, 20, 20 } });
+        ASSERT_TRUE(s.add(shell));
+        thing.look = c.glass ? s.glass(1.5f) : s.mirror(1.0f);
+        thing.flags = c.thin ? uint32_t(OBJECT_THIN) : 0u;
+        thing.smooth_cosine = c.ball ? 0.5 : 1.0;
+        if (c.ball) { thing.ball({ 0, 5, 0 }, 3.0, 24); }
+        else { thing.box({ { -2, 4, -1.5 }, { 1.5, 6, 2.5 } }); }
+        ASSERT_TRUE(s.add(thing));
+        ASSERT_TRUE(s.prepare());
+        double lowest = 1e9, highest = 0.0, sum = 0.0;
+        int met = 0, count = 0;
+        for_all_directions(40,
+            [&](const vector3& d)
+            {
+                const ray r = s.seen({ 0.1, 0, 0.2 }, d);
+                const double seen = r.radiance[1] / 100.0;
+                met += r.hit_object->number > 12;
+                lowest = std::fmin(lowest, seen);
+                highest = std::fmax(highest, seen);
+                sum += seen;
+                ++count;
+            });
+        EXPECT_GT(met, 400);
+        const double slack = c.model == LIGHT_MODEL_EXACT ? 2e-6 : 1e-6;
+        EXPECT_GT(lowest, c.lowest - slack);
+        EXPECT_LT(highest, c.highest + slack);
+        std::printf("%s: %.4f to %.4f, mean %.4f\n", c.what, lowest, highest, sum / count);
+    }
+}
+
+TEST(Fresnel, AgreesWithTheTextbook)
+{
+    EXPECT_NEAR(fresnel_reflectance(1.0, 1.5), 0.04, 1e-12);
+    EXPECT_NEAR(fresnel_reflectance(1.0, 1.0 / 1.5), 0.04, 1e-12) << "from within as from without";
+    EXPECT_EQ(fresnel_reflectance(0.0, 1.5), 1.0);
+    EXPECT_EQ(fresnel_reflectance(0.5, 1.0 / 1.5), 1.0) << "total reflection beyond 41.8 degrees";
+    EXPECT_LT(fresnel_reflectance(std::cos(41.7 * M_PI / 180), 1.0 / 1.5), 1.0);
+    // At Brewster's angle only one polarisation is left: half of sin^2 of twice the angle's complement.
+    const double brewster = std::atan(1.5);
+    EXPECT_NEAR(fresnel_reflectance(std::cos(brewster), 1.5), 0.5 * std::pow(std::cos(2 * brewster), 2), 1e-12);
+    // The same on both sides of the surface along one path.
+    for (double angle = 0.05; angle < 1.5; angle += 0.1)
+    {
+        const double inside = std::asin(std::sin(angle) / 1.7);
+        EXPECT_NEAR(fresnel_reflectance(std::cos(angle), 1.7), fresnel_reflectance(std::cos(inside), 1 / 1.7), 1e-12);
+    }
+    EXPECT_NEAR(pane_reflectance(1.0, 1.5), 0.08 / 1.04, 1e-12);
+}
+
+TEST(Fresnel, IsOneLawForTheEyesAndTheLightsRays)
+{
+    for (const double angle : { 0.0, 0.5, 1.0, 1.4 })
+    {
+        test::scene s;
+        test::mesh pane;
+        pane.look = s.glass(1.5f, 0.9f, 0.7f, 0.4f);
+        pane.flags = OBJECT_THIN;
+        pane.quad({ -50, 0, -9 }, { 50, 0, -9 }, { 50, 0, 9 }, { -50, 0, 9 });
+        ASSERT_TRUE(s.add(pane));
+        const vector3 direction = { std::sin(angle), std::cos(angle), 0 };
+        add_target(s, direction * 3.0, direction, 0.1);
+        ASSERT_TRUE(s.prepare());
+        const ray eye = s.seen(direction * -2.0, direction);
+        ray shadow = s.eye_ray(direction * -2.0, direction);
+        shadow.kind = RAY_SHADOW;
+        shadow.t_max = 4.0;
+        for (float& c : shadow.simple_color) { c = 1.0f; }
+        EXPECT_FALSE(shadow_test(*s.doc, nullptr, shadow));
+        for (int i = 0; i < 3; ++i) { EXPECT_NEAR(eye.radiance[i], shadow.simple_color[i], 1e-6); }
+    }
+}
+
+TEST(Reflection, IsSharedByWeightAndColour)
+{
+    // A mirror of half its light before a glowing wall of 1 cd/m2.
+    struct
+    {
+        const char* what;
+        int32_t model;
+        int quality;
+        float share, highlight;
+        double seen;
+    } const cases[] = {
+        { "exact", LIGHT_MODEL_EXACT, 3, 0.5f, 0, 0.5 },
+        { "exact, with highlight", LIGHT_MODEL_EXACT, 3, 0.5f, 100, 0.5 },
+        { "fast", LIGHT_MODEL_FAST, 3, 0.5f, 0, 0.5 },
+        { "fast, the highlight shows 5 per cent", LIGHT_MODEL_FAST, 3, 0.5f, 100, 0.45 * 1.05263 },
+        { "fast, at low quality 10", LIGHT_MODEL_FAST, 2, 0.5f, 100, 0.4 * 1.111 },
+        { "fast, all below 5 per cent", LIGHT_MODEL_FAST, 3, 0.04f, 100, 0.0 },
+        { "exact, 4 per cent", LIGHT_MODEL_EXACT, 3, 0.04f, 100, 0.04 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        test::scene s(c.model);
+        s.doc->quality = c.quality;
+        test::mesh m;
+        m.look = s.look(
+            [&](simple_material& l)
+            {
+                l.diffuse_share = 1.0f - c.share;
+                l.highlight = c.highlight;
+                l.color[1] = 0.0f;
+            });
+        m.quad({ 2, -9, -9 }, { 2, 9, -9 }, { 2, 9, 9 }, { 2, -9, 9 });
+        ASSERT_TRUE(s.add(m));
+        add_target(s, { -4, 0, 0 }, { 1, 0, 0 }, 9.0);
+        ASSERT_TRUE(s.prepare());
+        EXPECT_NEAR(s.radiance({ 0, 0, 0 }, { 1, 0.1, 0.2 }), c.seen, 1e-5);
+    }
+}
+
+TEST(Reflection, GlossyRaysShareTheWeightOfOne)
+{
+    test::scene s;
+    test::mesh m;
+    m.look = s.mirror(0.5f);
+    m.quad({ 2, -90, -90 }, { 2, 90, -90 }, { 2, 90, 90 }, { 2, -90, 90 });
+    ASSERT_TRUE(s.add(m));
+    add_target(s, { -4, 0, 0 }, { 1, 0, 0 }, 90.0);
+    ASSERT_TRUE(s.prepare());
+    job.gloss_jitter_amplitude[0] = job.gloss_jitter_amplitude[1] = 1.0;
+    struct
+    {
+        const char* what;
+        int samples, cell, quality;
+        uint32_t flags, rays;
+    } const cases[] = {
+        { "four rays", 4, 6, 3, 0, 4 },
+        { "one ray at the pixel's centre", 4, 12, 3, 0, 1 },
+        { "one ray below quality 3", 4, 6, 2, 0, 1 },
+        { "one ray when glossy rays are off", 4, 6, 3, RENDER_SHARP_REFLECTION, 1 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        s.doc->gloss_samples = c.samples;
+        s.doc->quality = c.quality;
+        s.doc->render_flags = c.flags;
+        ray_counters counters = {};
+        ray r = s.eye_ray({ 0, 0, 0 }, { 1, 0.1, 0.2 });
+        r.sample_index = c.cell;
+        r.pixel[0] = 31.7;
+        r.pixel[1] = 12.2;
+        r.counters = &counters;
+        trace_ray(*s.doc, r, nullptr);
+        EXPECT_EQ(counters.reflection_rays, c.rays);
+        EXPECT_NEAR(r.radiance[0], 0.5, 1e-9);
+    }
+}
+
+TEST(Recursion, EndsAtItsLimitsBetweenMirrorsAndInGlass)
+{
+    // Two mirrors face to face, and a stack of glass boxes: rays grow with the limits, not without end.
+    for (const int32_t model : { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT })
+    {
+        test::scene s(model);
+        test::mesh mirrors, boxes;
+        mirrors.look = s.mirror(1.0f);
+        mirrors.quad({ 2, -9, -9 }, { 2, 9, -9 }, { 2, 9, 9 }, { 2, -9, 9 });
+        mirrors.quad({ -2, -9, -9 }, { -2, 9, -9 }, { -2, 9, 9 }, { -2, -9, 9 });
+        boxes.look = s.glass(1.5f);
+        for (int i = 0; i < 10; ++i) { boxes.box({ { -1, 20 + 2.0 * i, -1 }, { 1, 21 + 2.0 * i, 1 } }); }
+        ASSERT_TRUE(s.add(mirrors));
+        ASSERT_TRUE(s.add(boxes));
+        ASSERT_TRUE(s.prepare());
+        for (const int32_t limit : { 0, 1, 5, 20 })
+        {
+            s.doc->reflect_limit = s.doc->refract_limit = limit;
+            ray_counters counters = {};
+            ray r = s.eye_ray({ 0, 0, 0 }, { 1, 0, 0 });
+            r.counters = &counters;
+            trace_ray(*s.doc, r, nullptr);
+            EXPECT_EQ(counters.reflection_rays, uint32_t(limit));
+        }
+        s.doc->reflect_limit = s.doc->refract_limit = 20;
+        ray_counters counters = {};
+        ray r = s.eye_ray({ 0.3, 10, 0.2 }, { 0.01, 1, 0.02 });
+        r.counters = &counters;
+        trace_ray(*s.doc, r, nullptr);
+        EXPECT_GT(counters.transmission_rays, 15u);
+        EXPECT_LT(counters.transmission_rays + counters.reflection_rays, 200000u);
+        std::printf("ten boxes of glass, %s: %u rays\n", model ? "exact" : "fast",
+            counters.transmission_rays + counters.reflection_rays);
+    }
+}
+
+TEST(Glass, LosesLightWithItsLength)
+{
+    test::scene s;
+    test::mesh slab;
+    slab.look = s.look(
+        [](simple_material& m)
+        {
+            m.opacity = 0.0f;
+            m.ior = 1.0f;
+            m.attenuation = 0.25f;
+        });
+    slab.box({ { -5, 0, -5 }, { 5, 2, 5 } });
+    ASSERT_TRUE(s.add(slab));
+    add_target(s, { 0, 9, 0 }, { 0, 1, 0 }, 1.0);
+    ASSERT_TRUE(s.prepare());
+    EXPECT_NEAR(s.radiance({ 0.1, -1, 0.2 }, { 0, 1, 0 }), 0.75 * 0.75, 1e-5);
+}
