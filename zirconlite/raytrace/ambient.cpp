@@ -47,11 +47,15 @@ rgb total_flux(const document& document)
     return sum;
 }
 
-/// Mean of `color` x `diffuse` over all objects that have an area.
+/// Mean of `color` x `diffuse` over all objects that have an area. The surface that a material keeps was
+/// resolved in the colours of the mode that was in force then, so each is resolved anew; neighbours in the
+/// list mostly share theirs.
 rgb mean_reflectance(const document& document)
 {
     rgb sum = {};
     double area = 0.0;
+    const material* resolved = nullptr;
+    surface neutral = {};
     for (scene_object* list : { document.scene_objects.first, document.radiosity_objects.first })
     {
         for (const scene_object* object = list; object; object = object->next)
@@ -60,10 +64,8 @@ rgb mean_reflectance(const document& document)
             const material* m = object->vft->get_material(object);
             const double a = object->vft->get_area(object);
             area += a;
-            for (int i = 0; m && m->surface && i < 3; ++i)
-            {
-                sum.c[i] += a * m->surface->color[i] * m->surface->diffuse;
-            }
+            if (m && m != resolved) { zr_resolve_surface(resolved = m, nullptr, &neutral); }
+            for (int i = 0; m && i < 3; ++i) { sum.c[i] += a * neutral.color[i] * neutral.diffuse; }
         }
     }
     for (double& c : sum.c)
