@@ -37,6 +37,7 @@ const scene_maker scene_makers[] = {
 struct loaded_scene
 {
     int number = -1;
+    int32_t structure = -1;
     triangle_scene scene;
     document* doc = nullptr;
 #ifdef ZIRCONLITE_HAS_EMBREE
@@ -44,14 +45,15 @@ struct loaded_scene
 #endif
 };
 
-loaded_scene& load(int number)
+loaded_scene& load(int number, int32_t structure)
 {
     static loaded_scene loaded;
-    if (loaded.number == number) { return loaded; }
+    if (loaded.number == number && loaded.structure == structure) { return loaded; }
     if (loaded.doc) { zr_close_document(loaded.doc); }
     loaded.scene = scene_makers[number].make();
-    loaded.doc = open_scene(loaded.scene);
+    loaded.doc = open_scene(loaded.scene, structure);
     loaded.number = number;
+    loaded.structure = structure;
 #ifdef ZIRCONLITE_HAS_EMBREE
     loaded.embree = std::make_unique<embree_scene>(loaded.scene);
 #endif
@@ -87,9 +89,9 @@ void report(benchmark::State& state, const loaded_scene& s, size_t rays, size_t 
     state.counters["triangles"] = double(s.scene.triangles());
 }
 
-void trace(benchmark::State& state)
+void trace(benchmark::State& state, int32_t structure)
 {
-    loaded_scene& s = load(static_cast<int>(state.range(0)));
+    loaded_scene& s = load(static_cast<int>(state.range(0)), structure);
     const auto kind = static_cast<ray_set>(state.range(1));
     const std::vector<ray_start> rays = make_rays(*s.doc, s.scene, kind, picture_side);
     size_t hits = 0;
@@ -105,7 +107,7 @@ void trace(benchmark::State& state)
 #ifdef ZIRCONLITE_HAS_EMBREE
 void trace_embree(benchmark::State& state)
 {
-    loaded_scene& s = load(static_cast<int>(state.range(0)));
+    loaded_scene& s = load(static_cast<int>(state.range(0)), SEARCH_TREE);
     const auto kind = static_cast<ray_set>(state.range(1));
     const bool exact = state.range(3) != 0;
     const std::vector<ray_start> rays = make_rays(*s.doc, s.scene, kind, picture_side);
@@ -121,10 +123,10 @@ void trace_embree(benchmark::State& state)
 }
 #endif
 
-void build(benchmark::State& state)
+void build(benchmark::State& state, int32_t structure)
 {
     const triangle_scene scene = scene_makers[state.range(0)].make();
-    document* d = open_scene(scene);
+    document* d = open_scene(scene, structure);
     for (auto _ : state) { zr_build_voxel_grid(d); }
     int32_t counts[12];
     zr_voxel_grid_stats(d->voxel_grid, counts);
@@ -133,7 +135,7 @@ void build(benchmark::State& state)
         double(d->object_table_capacity) * sizeof(void*);
     state.counters["Mobjects/s"] =
         benchmark::Counter(triangles * state.iterations() * 1e-6, benchmark::Counter::kIsRate);
-    state.counters["grid_bytes"] = counts[11] / triangles;
+    state.counters["search_bytes"] = counts[11] / triangles;
     state.counters["mesh_bytes"] = mesh / triangles;
     state.counters["all_bytes"] = (mesh + counts[11]) / triangles;
     state.SetLabel(scene_makers[state.range(0)].name);
@@ -162,12 +164,22 @@ void every_scene_and_kind(benchmark::internal::Benchmark* b, bool embree)
 
 } // namespace
 
-BENCHMARK(build)->DenseRange(0, 3)->Arg(5)->Arg(6)->Arg(7)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(trace)
+BENCHMARK_CAPTURE(build, tree, SEARCH_TREE)
+    ->DenseRange(0, 3)->Arg(5)->Arg(6)->Arg(7)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(build, grid, SEARCH_GRID)
+    ->DenseRange(0, 3)->Arg(5)->Arg(6)->Arg(7)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(trace, tree, SEARCH_TREE)
     ->Apply([](benchmark::internal::Benchmark* b) { every_scene_and_kind(b, false); })
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
-BENCHMARK(trace)->Name("huge")->ArgsProduct({ { 4 }, { 0, 1, 2, 3 }, { 1 } })->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(trace, grid, SEARCH_GRID)
+    ->Apply([](benchmark::internal::Benchmark* b) { every_scene_and_kind(b, false); })
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(trace, tree_huge, SEARCH_TREE)
+    ->ArgsProduct({ { 4 }, { 0, 1, 2, 3 }, { 1 } })
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 #ifdef ZIRCONLITE_HAS_EMBREE
 BENCHMARK(trace_embree)
     ->Apply([](benchmark::internal::Benchmark* b) { every_scene_and_kind(b, true); })

@@ -15,6 +15,7 @@
 #include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/mesh_build.h"
 #include "zirconlite/geometry/ray_search.hpp"
+#include "zirconlite/geometry/search_structure.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/geometry/voxel_grid.h"
 
@@ -165,8 +166,9 @@ inline triangle_scene foliage_scene()
 }
 
 /// A document that holds the scene, with its search structure built.
-inline document* open_scene(const triangle_scene& s)
+inline document* open_scene(const triangle_scene& s, int32_t structure = SEARCH_TREE)
 {
+    zr_set_search_structure(structure);
     document* d = zr_open_document();
     std::vector<mesh_polygon> polygons(s.triangles());
     for (size_t i = 0; i < polygons.size(); ++i) { polygons[i] = { 3, &s.indices[3 * i] }; }

@@ -87,6 +87,7 @@ inline void store_hit(ray& r, scene_object* object, const face_hit& hit)
     r.geometric_normal = { face.normal[0], face.normal[1], face.normal[2] };
     r.interpolated_normal = blend_normals(face, w0, hit.w1, hit.w2);
     r.hit_object = object;
+    r.hit_element = 0;
     r.element_coords[0] = hit.w2;
     r.element_coords[1] = hit.w1;
     r.element_coords[2] = w0;

@@ -26,6 +26,8 @@ constexpr int32_t preprocess_kind = 0;
 constexpr int32_t building_grid_message = 5201;
 constexpr int32_t objects_per_report = 32;
 
+int32_t chosen_structure = SEARCH_TREE; // atomic
+
 struct level_shape
 {
     double least_flatness; ///< this shape serves scenes whose height is at least this share of their width
@@ -110,11 +112,14 @@ bool make_levels(voxel_grid& grid, document& document)
     const size_t root_cells = size_t(top.resolution[0]) * top.resolution[1] * top.resolution[2];
     const voxel_node root = { box, 0, 0, &grid };
     grid.memory_bytes = root_cells * sizeof(voxel_cell);
-    return grid.cells.resize(root_cells) && grid.nodes.push(root) && grid.entries.resize(1);
+    if (grid.cells.resize(root_cells) && grid.nodes.push(root) && grid.entries.resize(1)) { return true; }
+    grid.out_of_memory = 1;
+    return false;
 }
 
 void empty_grid(voxel_grid& grid)
 {
+    clear_tree(grid.tree);
     grid.nodes.clear();
     grid.cells.clear();
     grid.entries.clear();
@@ -200,24 +205,62 @@ bool lay_out_objects(voxel_grid& grid)
     return true;
 }
 
-bool build(document& document)
+bool build_grid(document& document)
 {
-    document.state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
     voxel_grid& grid = *document.voxel_grid;
-    empty_grid(grid);
-    document.build_count = document.build_reentered = 0;
-    document.build_total = document.radiosity_objects.totals[OBJECT_GROUP_COUNT] +
-        document.scene_objects.totals[OBJECT_GROUP_COUNT];
     if (!make_levels(grid, document) || !enter_list(document, document.radiosity_objects.first) ||
         !enter_list(document, document.scene_objects.first))
     {
         return false;
     }
-    if (!lay_out_objects(grid))
+    if (lay_out_objects(grid)) { return true; }
+    grid.out_of_memory = 1;
+    return false;
+}
+
+bool start_list(document& document, const scene_object* list)
+{
+    return !list || host::progress(preprocess_kind, &document, nullptr, grid_starts, 0.0f);
+}
+
+bool tree_goes_on(void* context, double fraction)
+{
+    document& d = *static_cast<document*>(context);
+    d.build_count = static_cast<int32_t>(fraction * d.build_total);
+    return !stop_asked(d) && report_advance(d);
+}
+
+bool build_search_tree(document& document)
+{
+    voxel_grid& grid = *document.voxel_grid;
+    root_box(document);
+    if (!start_list(document, document.radiosity_objects.first) ||
+        !start_list(document, document.scene_objects.first) || !tree_goes_on(&document, 0.0))
     {
-        grid.out_of_memory = 1;
         return false;
     }
+    const size_t objects = document.object_table_count ? document.object_table_count - 1 : 0;
+    const build_result result = build_tree(grid.tree, document.object_table, objects,
+        platform::processor_count(), { tree_goes_on, &document });
+    grid.out_of_memory = result == build_result::out_of_memory;
+    grid.memory_bytes = tree_bytes(grid.tree);
+    grid.subgrid_count[0] = static_cast<int32_t>(grid.tree.nodes.count);
+    grid.level_count = grid.tree.depth;
+    document.build_count = document.build_total;
+    return result == build_result::done;
+}
+
+bool build(document& document)
+{
+    document.state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
+    voxel_grid& grid = *document.voxel_grid;
+    empty_grid(grid);
+    grid.structure = platform::load_word(&chosen_structure);
+    grid.level_count = grid_levels;
+    document.build_count = document.build_reentered = 0;
+    document.build_total = document.radiosity_objects.totals[OBJECT_GROUP_COUNT] +
+        document.scene_objects.totals[OBJECT_GROUP_COUNT];
+    if (!(grid.structure == SEARCH_TREE ? build_search_tree(document) : build_grid(document))) { return false; }
     host::progress(preprocess_kind, &document, nullptr, grid_ends, 1.0f);
     document.state_flags |= DOCUMENT_GRID_BUILT;
     return true;
@@ -298,7 +341,7 @@ int32_t zr_build_voxel_grid(document* document)
     platform::close_thread(thread);
     platform::store_word(&preprocess_running, 0);
     if (work.done) { return 1; }
-    const bool no_memory = document->voxel_grid->out_of_memory || document->voxel_grid->nodes.count == 0;
+    const bool no_memory = document->voxel_grid->out_of_memory != 0;
     if (no_memory) { report_failure(ZR_ERROR_MEMORY, "grid: memory is exhausted"); }
     else { report_failure(ZR_ERROR_STATE, "grid: the build was stopped"); }
     return 0;
@@ -315,8 +358,16 @@ int32_t zr_voxel_grid_stats(const voxel_grid* grid, int32_t counts[12])
 {
     for (int i = 0; i < 12; ++i) { counts[i] = 0; }
     if (!grid) { return 0; }
-    for (int i = 0; i < grid->level_count; ++i) { counts[i] = grid->subgrid_count[i]; }
+    for (int i = 0; i < grid_levels; ++i) { counts[i] = grid->subgrid_count[i]; }
     counts[10] = grid->level_count;
     counts[11] = grid->memory_bytes > INT32_MAX ? INT32_MAX : static_cast<int32_t>(grid->memory_bytes);
     return 1;
+}
+
+int32_t zr_set_search_structure(int32_t structure)
+{
+    const int32_t before = platform::load_word(&chosen_structure);
+    if (structure == SEARCH_GRID || structure == SEARCH_TREE) { platform::store_word(&chosen_structure, structure); }
+    else { report_failure(ZR_ERROR_ARGUMENT, "search structure %d; 0 is the grid, 1 the tree", structure); }
+    return before;
 }

@@ -1,6 +1,7 @@
 // Entering objects into the cells of the voxel grid.
 #include "zirconlite/geometry/grid_insertion.hpp"
 
+#include "zirconlite/geometry/hit_error.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/geometry/voxel_grid.hpp"
 
@@ -12,19 +13,6 @@ namespace
 
 /// A box is small for a level when two of its sides are below this share of a cell.
 constexpr double small_share = 0.25;
-
-/// How far a hit may lie beside the object's exact shape: the edge tolerance of the ray test over its size,
-/// and the f32 rounding of its plane over its distance from the origin. Cells are grown by it, so that no
-/// hit falls in a cell that does not hold its object.
-double hit_error(const bounding_box& box)
-{
-    const double size =
-        std::fmax(box.max.x - box.min.x, std::fmax(box.max.y - box.min.y, box.max.z - box.min.z));
-    const vector3 far = { std::fmax(std::fabs(box.min.x), std::fabs(box.max.x)),
-        std::fmax(std::fabs(box.min.y), std::fabs(box.max.y)),
-        std::fmax(std::fabs(box.min.z), std::fabs(box.max.z)) };
-    return 1e-5 * size + 5e-7 * std::fmax(far.x, std::fmax(far.y, far.z));
-}
 
 struct cell_range
 {
@@ -45,8 +33,11 @@ cell_range range_of(const voxel_node& node, const voxel_level& level, const boun
     for (int axis = 0; axis < 3; ++axis)
     {
         const double origin = component(node.bounds.min, axis);
-        r.first[axis] = cell_index(component(box.min, axis) - error - origin, level, axis);
-        r.last[axis] = cell_index(component(box.max, axis) + error - origin, level, axis);
+        const double low = component(box.min, axis), high = component(box.max, axis);
+        // An object without bounds on an axis may be hit anywhere along it.
+        const bool bounded = low <= high;
+        r.first[axis] = bounded ? cell_index(low - error - origin, level, axis) : 0;
+        r.last[axis] = bounded ? cell_index(high + error - origin, level, axis) : level.max_index[axis];
     }
     return r;
 }

@@ -2,7 +2,6 @@
 // Woo, "A fast voxel traversal algorithm for ray tracing", Eurographics 1987.
 #include <cmath>
 
-#include "zirconlite/geometry/ray_search.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/geometry/voxel_grid.hpp"
 
@@ -90,20 +89,19 @@ bool enter_root(const walk_ray& w, const bounding_box& box, double& t_out)
     return enter <= leave * (1.0 + 1e-12) + border_slack;
 }
 
-template <class Test> bool walk(const document& document, const ray& ray, Test& test)
+template <class Test>
+bool walk(const voxel_grid& grid, scene_object* const* objects, const ray& ray, Test& test)
 {
-    const voxel_grid* grid = document.voxel_grid;
-    if (!grid || grid->nodes.count == 0) { return false; }
     const walk_ray w = {
-        .grid = *grid,
-        .objects = document.object_table,
+        .grid = grid,
+        .objects = objects,
         .origin = { ray.origin.x, ray.origin.y, ray.origin.z },
         .direction = { ray.direction.x, ray.direction.y, ray.direction.z },
         .inverse = { ray.inv_direction.x, ray.inv_direction.y, ray.inv_direction.z },
         .forward = { ray.direction.x >= 0.0, ray.direction.y >= 0.0, ray.direction.z >= 0.0 },
     };
     double t;
-    return enter_root(w, grid->nodes[grid->root].bounds, t) && walk_node(w, grid->root, t, test);
+    return enter_root(w, grid.nodes[grid.root].bounds, t) && walk_node(w, grid.root, t, test);
 }
 
 /// Keeps the nearest hit in the ray. The first cell with a hit inside its own interval has the nearest one.
@@ -153,22 +151,17 @@ struct visiting_test
 
 } // namespace
 
-bool find_nearest_hit(const document& document, ray& ray)
+bool grid_nearest_hit(const voxel_grid& grid, scene_object* const* objects, ray& ray)
 {
     nearest_test test = { ray };
-    return walk(document, ray, test);
+    return walk(grid, objects, ray, test);
 }
 
-bool visit_hits(const document& document, ray& ray, hit_visitor visit, void* context)
+bool grid_visit_hits(
+    const voxel_grid& grid, scene_object* const* objects, ray& ray, hit_visitor visit, void* context)
 {
     visiting_test test = { ray, visit, context };
-    const bool ended = walk(document, ray, test);
-    if (!ended)
-    {
-        ray.hit_t = ZR_FAR;
-        ray.hit_object = nullptr;
-    }
-    return ended;
+    return walk(grid, objects, ray, test);
 }
 
 } // namespace zr

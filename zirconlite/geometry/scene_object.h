@@ -126,6 +126,15 @@ typedef struct triangle_visit
 } triangle_visit;
 typedef void (*triangle_callback)(const triangle_visit* visit, scene_object* object);
 
+/** What the ray test of a triangle needs, as the object itself stores it. */
+typedef struct triangle_coefficients
+{
+    float normal[3], plane_d;
+    float edge_a[2], edge_b[2]; /**< edge functions, on the two projection axes */
+    float vertex_1[2], vertex_2[2]; /**< positions on the two axes */
+    int32_t axes[2];            /**< 0, 1; 0, 2; or 1, 2 */
+} triangle_coefficients;
+
 /** Operations of one kind of object. A null slot means that the kind lacks the operation. */
 struct object_vft
 {
@@ -163,6 +172,10 @@ struct object_vft
      *  one call. The results are those of one call each. Returns 1 if the ray's best hit was improved. */
     int32_t (*intersect_many)(struct ray* ray, scene_object* const* table, const uint32_t* numbers,
         size_t count, double t_low, double t_high);
+    /** Optional: the coefficients of an object that is one triangle, tested as those of a y_face are. */
+    void (*get_triangle)(const scene_object* object, triangle_coefficients* out);
+    /** Goes with get_triangle: stores a hit at distance `t` with the weights of vertices 1 and 2 in the ray. */
+    void (*store_triangle_hit)(struct ray* ray, scene_object* object, double t, double w1, double w2);
 };
 
 /** The tables of the exported kinds, so that a host can tell what an object is. */

@@ -1,5 +1,6 @@
 /** @file
- *  The two-level grid over the scene: built once before a render, read by every ray. */
+ *  The search structure over the scene: built once before a render, read by every ray. The two-level voxel
+ *  grid, which the names tell of, or a tree in its place. */
 #ifndef ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
 #define ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
 
@@ -23,7 +24,7 @@ typedef struct clip_set
     const clip_plane* planes;
 } clip_set;
 
-/** Builds the grid of the document's objects on a thread of its own and waits for it, serving the host's
+/** Builds the search structure (zr_set_search_structure) of the document's objects on a thread of its own and waits for it, serving the host's
  *  messages meanwhile. Reports `host_progress` codes 100, 101 and 102; a 0 answer to 100 or 101 stops it.
  *  Returns 1; 0 when stopped or memory fails, with DOCUMENT_GRID_BUILT clear. */
 ZR_API int32_t zr_build_voxel_grid(document* document);
@@ -32,7 +33,8 @@ ZR_API int32_t zr_build_voxel_grid(document* document);
 ZR_API int32_t zr_free_voxel_grid(document* document);
 
 /** Sub-grids made by level, [10] the levels, [11] the bytes of cells and entries (at most 2^31 - 1). Twelve
- *  zeros and 0 for a null grid, else 1. */
+ *  zeros and 0 for a null grid, else 1. Of a tree: [0] its nodes, [10] the nodes on the longest way down, [11]
+ *  the bytes of nodes and leaves. */
 ZR_API int32_t zr_voxel_grid_stats(const voxel_grid* grid, int32_t counts[12]);
 
 /** Sutherland-Hodgman clipping of a polygon against each plane in turn. `polygon` and `scratch` each have

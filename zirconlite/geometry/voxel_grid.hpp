@@ -1,10 +1,12 @@
 /// @file
-/// Records of the voxel grid. All cells, entries and nodes stand in one array each and name one another by
+/// Records of the voxel grid, and of the tree that may stand in its place. All cells, entries and nodes stand in one array each and name one another by
 /// 32-bit numbers.
 #pragma once
 
 #include "zirconlite/frame/array.hpp"
 #include "zirconlite/frame/document.h"
+#include "zirconlite/geometry/search_structure.h"
+#include "zirconlite/geometry/search_tree.hpp"
 #include "zirconlite/geometry/voxel_grid.h"
 
 namespace zr
@@ -51,8 +53,11 @@ struct voxel_node
     voxel_grid* grid;
 };
 
+/// What zr_build_voxel_grid built: a grid or a tree, the other's fields empty.
 struct voxel_grid
 {
+    int32_t structure; ///< a search_structure
+    zr::search_tree tree;
     uint32_t root; ///< number of the top grid's node
     int32_t level_count;
     int32_t subgrid_count[8]; ///< by level; [0] sub-grids of the second level
@@ -68,3 +73,13 @@ struct voxel_grid
     int32_t reentering;   ///< nonzero while the objects of a split cell are entered again
     int32_t out_of_memory;
 };
+
+namespace zr
+{
+
+/// find_nearest_hit and visit_hits of a grid; `objects` by number.
+bool grid_nearest_hit(const voxel_grid& grid, scene_object* const* objects, ray& ray);
+bool grid_visit_hits(
+    const voxel_grid& grid, scene_object* const* objects, ray& ray, hit_visitor visit, void* context);
+
+} // namespace zr

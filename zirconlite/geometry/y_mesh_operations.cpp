@@ -41,6 +41,21 @@ int32_t intersect_many(ray* r, scene_object* const* table, const uint32_t* numbe
     return improved;
 }
 
+void get_triangle(const scene_object* object, triangle_coefficients* out)
+{
+    const y_face& face = *as_face(object);
+    const auto a = static_cast<int32_t>(object->kind_word >> 28), b = static_cast<int32_t>(object->kind_word >> 24 & 0xf);
+    const float *v1 = face.vertex[1]->position, *v2 = face.vertex[2]->position;
+    *out = { { face.normal[0], face.normal[1], face.normal[2] }, face.plane_d,
+        { face.edge_a_first, face.edge_a_second }, { face.edge_b_first, face.edge_b_second },
+        { v1[a], v1[b] }, { v2[a], v2[b] }, { a, b } };
+}
+
+void store_triangle_hit(ray* r, scene_object* object, double t, double w1, double w2)
+{
+    store_hit(*r, object, { t, w1, w2 });
+}
+
 void get_bounds(const scene_object* object, bounding_box* box)
 {
     const y_face& face = *as_face(object);
@@ -155,6 +170,8 @@ const object_vft y_mesh_vft = {
     .update_for_view = nullptr,
     .get_vertex_uv = get_vertex_uv,
     .intersect_many = intersect_many,
+    .get_triangle = get_triangle,
+    .store_triangle_hit = store_triangle_hit,
 };
 
 } // namespace zr

@@ -1,0 +1,590 @@
+// Building the search tree.
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <new>
+#include <utility>
+
+#include "zirconlite/geometry/hit_error.hpp"
+#include "zirconlite/geometry/search_tree.hpp"
+#include "zirconlite/platform/threads.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr int most_bins = 16, few_bins = 8;
+constexpr size_t few_bins_below = 48;     ///< small ranges gain nothing from fine bins
+constexpr size_t least_task = 4096;       ///< subtrees of this many objects and below are built in one go
+constexpr size_t tasks_wanted = 64;
+constexpr int balanced_below_depth = 24;  ///< deeper ranges are halved, so the depth stays bounded
+constexpr int most_threads = 8;
+
+typedef float float4 __attribute__((vector_size(16)));
+typedef int32_t int4 __attribute__((vector_size(16)));
+
+float4 smaller(float4 a, float4 b) { return a < b ? a : b; }
+float4 larger(float4 a, float4 b) { return a > b ? a : b; }
+
+/// An object while the tree is built. The last lane of each box corner is 0.
+struct build_ref
+{
+    float4 low, high;
+    uint32_t number;
+    uint32_t is_triangle;
+};
+
+struct box4
+{
+    float4 low, high;
+};
+
+constexpr float4 all(float f) { return float4{ f, f, f, f }; }
+constexpr box4 empty_box4 = { { FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX }, { -FLT_MAX, -FLT_MAX, -FLT_MAX, -FLT_MAX } };
+
+void grow(box4& box, const float4& low, const float4& high)
+{
+    box.low = smaller(box.low, low);
+    box.high = larger(box.high, high);
+}
+
+float half_area(const box4& b)
+{
+    const float4 d = b.high - b.low;
+    return d[0] * d[1] + d[1] * d[2] + d[2] * d[0];
+}
+
+float4 centre(const build_ref& r) { return r.low + r.high; } // twice the centre: only its order counts
+
+/// Objects from `first` to `end`, with the box of the objects and of their centres.
+struct build_range
+{
+    size_t first, end;
+    box4 box, centres;
+    int depth;
+    size_t count() const { return end - first; }
+};
+
+size_t blocks_of(size_t count) { return (count + block_width - 1) / block_width; }
+
+float outward(double bound, double towards)
+{
+    // Boxes stay finite, so that the differences in the box test are never NaN.
+    const double held = std::fmin(std::fmax(bound, double(-FLT_MAX)), double(FLT_MAX));
+    const auto rounded = static_cast<float>(held);
+    const bool inside = towards < 0.0 ? rounded > held : rounded < held;
+    return inside ? std::nextafterf(rounded, towards < 0.0 ? -FLT_MAX : FLT_MAX) : rounded;
+}
+
+build_ref make_ref(scene_object* object)
+{
+    bounding_box box = { { 1.0, 1.0, 1.0 }, { 0.0, 0.0, 0.0 } };
+    if (object->vft->get_bounds) { object->vft->get_bounds(object, &box); }
+    const double error = hit_error(box);
+    const double low[3] = { box.min.x, box.min.y, box.min.z }, high[3] = { box.max.x, box.max.y, box.max.z };
+    build_ref ref = {};
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        // An object without bounds on an axis may be hit anywhere along it.
+        const bool bounded = low[axis] <= high[axis];
+        ref.low[axis] = bounded ? outward(low[axis] - error, -1.0) : -FLT_MAX;
+        ref.high[axis] = bounded ? outward(high[axis] + error, 1.0) : FLT_MAX;
+    }
+    ref.number = object->number;
+    ref.is_triangle = object->vft->get_triangle && object->vft->store_triangle_hit;
+    return ref;
+}
+
+/// Where a range is cut: behind a bin of an axis, or in its middle.
+struct cut
+{
+    int axis; ///< -1: in the middle
+    int bin;
+    int bins;
+    float4 origin, scale; ///< from centres to bins, by axis; an axis without extent has scale 0
+};
+
+int4 bins_of(const build_ref& r, const cut& c)
+{
+    const int4 bins = __builtin_convertvector((centre(r) - c.origin) * c.scale, int4);
+    const int4 last = int4{ c.bins - 1, c.bins - 1, c.bins - 1, c.bins - 1 };
+    return bins < last ? bins : last;
+}
+
+struct binning
+{
+    box4 box[3][most_bins];
+    uint32_t count[3][most_bins];
+};
+
+/// Cost of the best cut of one axis, over the blocks on either side.
+void best_of_axis(const binning& b, int axis, int bins, float& best, int& best_bin)
+{
+    float right_cost[most_bins];
+    box4 box = empty_box4;
+    size_t count = 0;
+    for (int i = bins - 1; i > 0; --i)
+    {
+        grow(box, b.box[axis][i].low, b.box[axis][i].high);
+        count += b.count[axis][i];
+        right_cost[i] = count ? half_area(box) * static_cast<float>(blocks_of(count)) : -1.0f;
+    }
+    box = empty_box4;
+    count = 0;
+    for (int i = 0; i < bins - 1; ++i)
+    {
+        grow(box, b.box[axis][i].low, b.box[axis][i].high);
+        count += b.count[axis][i];
+        if (!count || right_cost[i + 1] < 0.0f) { continue; }
+        const float cost = half_area(box) * static_cast<float>(blocks_of(count)) + right_cost[i + 1];
+        if (cost < best)
+        {
+            best = cost;
+            best_bin = i;
+        }
+    }
+}
+
+struct builder
+{
+    build_ref* refs;
+    scene_object* const* objects; ///< by number
+
+    cut find_cut(const build_range& r) const;
+    void partition(const build_range& r, const cut& c, build_range& left, build_range& right) const;
+    bool is_leaf(const build_range& r) const;
+    void split(const build_range& r, build_range& left, build_range& right) const;
+};
+
+cut builder::find_cut(const build_range& r) const
+{
+    cut best = { -1, 0, r.count() < few_bins_below ? few_bins : most_bins, r.centres.low, all(0.0f) };
+    if (r.depth >= balanced_below_depth) { return best; }
+    const float4 extent = r.centres.high - r.centres.low;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        const float scale = static_cast<float>(best.bins) * 0.9999f / extent[axis];
+        if (extent[axis] > 0.0f && std::isfinite(scale) && std::isfinite(extent[axis])) { best.scale[axis] = scale; }
+    }
+
+    binning b;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        for (int i = 0; i < best.bins; ++i)
+        {
+            b.box[axis][i] = empty_box4;
+            b.count[axis][i] = 0;
+        }
+    }
+    for (size_t i = r.first; i < r.end; ++i)
+    {
+        const build_ref& ref = refs[i];
+        const int4 bins = bins_of(ref, best);
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            grow(b.box[axis][bins[axis]], ref.low, ref.high);
+            ++b.count[axis][bins[axis]];
+        }
+    }
+    float cost = FLT_MAX;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        int bin = -1;
+        if (best.scale[axis] > 0.0f) { best_of_axis(b, axis, best.bins, cost, bin); }
+        if (bin < 0) { continue; }
+        best.axis = axis;
+        best.bin = bin;
+    }
+    return best;
+}
+
+void builder::partition(const build_range& r, const cut& c, build_range& left, build_range& right) const
+{
+    left = { r.first, r.first, empty_box4, empty_box4, r.depth + 1 };
+    right = { r.end, r.end, empty_box4, empty_box4, r.depth + 1 };
+    const size_t middle = r.first + r.count() / 2;
+    size_t i = r.first, end = r.end;
+    while (i < end)
+    {
+        const bool goes_left = c.axis < 0 ? i < middle : bins_of(refs[i], c)[c.axis] <= c.bin;
+        build_range& side = goes_left ? left : right;
+        grow(side.box, refs[i].low, refs[i].high);
+        const float4 m = centre(refs[i]);
+        grow(side.centres, m, m);
+        if (goes_left || c.axis < 0) { ++i; }
+        else { std::swap(refs[i], refs[--end]); }
+    }
+    left.end = right.first = c.axis < 0 ? middle : i;
+}
+
+bool builder::is_leaf(const build_range& r) const
+{
+    if (r.count() > block_width) { return false; }
+    for (size_t i = r.first + 1; i < r.end; ++i)
+    {
+        if (refs[i].is_triangle != refs[r.first].is_triangle) { return false; }
+    }
+    return true;
+}
+
+void builder::split(const build_range& r, build_range& left, build_range& right) const
+{
+    if (r.count() > block_width)
+    {
+        partition(r, find_cut(r), left, right);
+        return;
+    }
+    // A leaf's worth of both kinds: triangles to one side.
+    left = { r.first, r.first, empty_box4, empty_box4, r.depth + 1 };
+    right = { r.end, r.end, empty_box4, empty_box4, r.depth + 1 };
+    std::stable_sort(refs + r.first, refs + r.end,
+        [](const build_ref& a, const build_ref& b) { return a.is_triangle > b.is_triangle; });
+    size_t i = r.first;
+    for (; i < r.end && refs[i].is_triangle; ++i) { grow(left.box, refs[i].low, refs[i].high); }
+    left.end = right.first = i;
+    for (; i < r.end; ++i) { grow(right.box, refs[i].low, refs[i].high); }
+    left.centres = left.box;
+    right.centres = right.box;
+}
+
+/// A part of the tree with arrays of its own, so that parts can be built side by side.
+struct tree_part
+{
+    array<tree_node> nodes;
+    array<triangle_block> blocks;
+    array<object_run> runs;
+    build_range range;
+    uint32_t root;
+    int32_t depth;
+    bool failed;
+};
+
+void put_triangle(triangle_block& block, int lane, const scene_object* object)
+{
+    triangle_coefficients t;
+    object->vft->get_triangle(object, &t);
+    for (int axis = 0; axis < 3; ++axis) { block.normal[axis][lane] = t.normal[axis]; }
+    block.plane_d[lane] = t.plane_d;
+    for (int k = 0; k < 2; ++k)
+    {
+        block.edge_a[k][lane] = t.edge_a[k];
+        block.edge_b[k][lane] = t.edge_b[k];
+        block.vertex_1[k][lane] = t.vertex_1[k];
+        block.vertex_2[k][lane] = t.vertex_2[k];
+    }
+    block.first_is_y[lane] = t.axes[0] == 1 ? -1 : 0;
+    block.second_is_z[lane] = t.axes[1] == 2 ? -1 : 0;
+    block.numbers[lane] = object->number;
+}
+
+uint32_t put_leaf(const builder& b, tree_part& part, const build_range& r)
+{
+    if (!b.refs[r.first].is_triangle)
+    {
+        object_run run = {};
+        for (size_t i = r.first; i < r.end; ++i) { run.numbers[i - r.first] = b.refs[i].number; }
+        part.failed |= !part.runs.push(run);
+        return reference_objects | static_cast<uint32_t>(part.runs.count - 1);
+    }
+    triangle_block block = {};
+    for (size_t i = r.first; i < r.end; ++i)
+    {
+        put_triangle(block, static_cast<int>(i - r.first), b.objects[b.refs[i].number]);
+    }
+    part.failed |= !part.blocks.push(block);
+    return reference_block | static_cast<uint32_t>(part.blocks.count - 1);
+}
+
+/// Cuts a range until it gives eight children, the largest first.
+int find_children(const builder& b, const build_range& r, build_range children[tree_width])
+{
+    int count = 1;
+    children[0] = r;
+    while (count < tree_width)
+    {
+        int widest = -1;
+        float area = -1.0f;
+        for (int i = 0; i < count; ++i)
+        {
+            const float a = half_area(children[i].box);
+            if (b.is_leaf(children[i]) || !(a > area || widest < 0)) { continue; }
+            widest = i;
+            area = a;
+        }
+        if (widest < 0) { break; }
+        build_range left, right;
+        b.split(children[widest], left, right);
+        children[widest] = left;
+        children[count++] = right;
+    }
+    return count;
+}
+
+tree_node make_node(const build_range* children, int count)
+{
+    tree_node node;
+    for (int lane = 0; lane < tree_width; ++lane)
+    {
+        for (int axis = 0; axis < 3; ++axis)
+        {
+            node.bounds[0][axis][lane] = lane < count ? children[lane].box.low[axis] : FLT_MAX;
+            node.bounds[1][axis][lane] = lane < count ? children[lane].box.high[axis] : -FLT_MAX;
+        }
+        node.children[lane] = reference_none;
+    }
+    return node;
+}
+
+/// Builds the subtree of a range in `part`; its reference.
+uint32_t build_subtree(const builder& b, tree_part& part, const build_range& r, int depth)
+{
+    if (part.failed) { return reference_none; }
+    if (b.is_leaf(r)) { return put_leaf(b, part, r); }
+    if (depth + 1 > part.depth) { part.depth = depth + 1; }
+    build_range children[tree_width];
+    const int count = find_children(b, r, children);
+    if (!part.nodes.push(make_node(children, count)))
+    {
+        part.failed = true;
+        return reference_none;
+    }
+    const size_t number = part.nodes.count - 1;
+    for (int i = 0; i < count; ++i)
+    {
+        const uint32_t child = build_subtree(b, part, children[i], depth + 1);
+        part.nodes[number].children[i] = child;
+    }
+    return reference_node | static_cast<uint32_t>(number);
+}
+
+/// The whole build: the upper nodes one by one, then the subtrees below them on all threads, then all put
+/// together in a fixed order.
+struct tree_work
+{
+    builder b;
+    search_tree& tree;
+    size_t task_size;
+    array<tree_part*> parts;
+    array<uint32_t> part_parents; ///< node and lane of each part: node x 8 + lane
+    size_t next_part;             ///< atomic
+    int32_t stop;                 ///< atomic
+    const build_monitor& monitor;
+    size_t done_objects;
+    size_t all_objects;
+};
+
+bool add_part(tree_work& w, const build_range& r, uint32_t parent)
+{
+    void* block = zr_calloc(1, sizeof(tree_part));
+    if (!block) { return false; }
+    auto* part = new (block) tree_part{};
+    part->range = r;
+    if (w.parts.push(part) && w.part_parents.push(parent)) { return true; }
+    return false;
+}
+
+build_result build_top(tree_work& w, const build_range& all)
+{
+    struct pending
+    {
+        build_range range;
+        uint32_t parent;
+    };
+    array<pending> queue;
+    constexpr uint32_t no_parent = reference_none;
+    if (!queue.push({ all, no_parent })) { return build_result::out_of_memory; }
+    for (size_t i = 0; i < queue.count; ++i)
+    {
+        const pending p = queue[i];
+        if (p.range.count() <= w.task_size || w.b.is_leaf(p.range))
+        {
+            if (!add_part(w, p.range, p.parent)) { return build_result::out_of_memory; }
+            continue;
+        }
+        if (!w.monitor.goes_on(w.monitor.context, 0.0)) { return build_result::stopped; }
+        build_range children[tree_width];
+        const int count = find_children(w.b, p.range, children);
+        if (!w.tree.nodes.push(make_node(children, count))) { return build_result::out_of_memory; }
+        const auto number = static_cast<uint32_t>(w.tree.nodes.count - 1);
+        if (p.parent == no_parent) { w.tree.root = reference_node | number; }
+        else
+        {
+            w.tree.nodes[p.parent / tree_width].children[p.parent % tree_width] = reference_node | number;
+        }
+        for (int k = 0; k < count; ++k)
+        {
+            if (!queue.push({ children[k], number * tree_width + static_cast<uint32_t>(k) }))
+            {
+                return build_result::out_of_memory;
+            }
+        }
+    }
+    return build_result::done;
+}
+
+bool build_next_part(tree_work& w)
+{
+    const size_t i = __atomic_fetch_add(&w.next_part, 1, __ATOMIC_RELAXED);
+    if (i >= w.parts.count || platform::load_word(&w.stop)) { return false; }
+    tree_part& part = *w.parts[i];
+    part.root = build_subtree(w.b, part, part.range, 0);
+    __atomic_fetch_add(&w.done_objects, part.range.count(), __ATOMIC_RELAXED);
+    return true;
+}
+
+void part_thread(void* argument)
+{
+    while (build_next_part(*static_cast<tree_work*>(argument))) {}
+}
+
+build_result build_parts(tree_work& w, int threads)
+{
+    zr_handle pool[most_threads] = {};
+    for (int i = 1; i < threads && i < most_threads; ++i) { pool[i] = platform::start_thread(part_thread, &w, 0); }
+    bool stopped = false;
+    while (build_next_part(w))
+    {
+        const double done = double(__atomic_load_n(&w.done_objects, __ATOMIC_RELAXED));
+        if (w.monitor.goes_on(w.monitor.context, done / double(w.all_objects))) { continue; }
+        stopped = true;
+        platform::store_word(&w.stop, 1);
+    }
+    for (zr_handle thread : pool)
+    {
+        if (thread) { platform::wait_for_thread(thread, -1); }
+        platform::close_thread(thread);
+    }
+    if (stopped) { return build_result::stopped; }
+    for (const tree_part* part : w.parts)
+    {
+        if (part->failed) { return build_result::out_of_memory; }
+    }
+    return build_result::done;
+}
+
+uint32_t moved(uint32_t reference, uint32_t nodes, uint32_t blocks, uint32_t runs)
+{
+    if (reference == reference_none) { return reference; }
+    switch (reference & reference_kind)
+    {
+    case reference_node: return reference + nodes;
+    case reference_block: return reference + blocks;
+    default: return reference + runs;
+    }
+}
+
+template <class T> void append(array<T>& to, const array<T>& from)
+{
+    for (const T& item : from) { to.push(item); }
+}
+
+/// Appends the parts in their order and ties them to their parents.
+build_result join_parts(tree_work& w)
+{
+    size_t nodes = w.tree.nodes.count, blocks = 0, runs = 0;
+    for (const tree_part* part : w.parts)
+    {
+        nodes += part->nodes.count;
+        blocks += part->blocks.count;
+        runs += part->runs.count;
+    }
+    if (nodes >= reference_number || blocks >= reference_number || runs >= reference_number ||
+        !w.tree.nodes.reserve(nodes) || !w.tree.blocks.reserve(blocks) || !w.tree.runs.reserve(runs))
+    {
+        return build_result::out_of_memory;
+    }
+    int32_t depth = 0;
+    for (size_t i = 0; i < w.parts.count; ++i)
+    {
+        tree_part& part = *w.parts[i];
+        const auto node0 = static_cast<uint32_t>(w.tree.nodes.count);
+        const auto block0 = static_cast<uint32_t>(w.tree.blocks.count);
+        const auto run0 = static_cast<uint32_t>(w.tree.runs.count);
+        for (tree_node& node : part.nodes)
+        {
+            for (uint32_t& child : node.children) { child = moved(child, node0, block0, run0); }
+        }
+        append(w.tree.nodes, part.nodes);
+        append(w.tree.blocks, part.blocks);
+        append(w.tree.runs, part.runs);
+        const uint32_t root = moved(part.root, node0, block0, run0);
+        const uint32_t parent = w.part_parents[i];
+        if (parent == reference_none) { w.tree.root = root; }
+        else { w.tree.nodes[parent / tree_width].children[parent % tree_width] = root; }
+        if (part.depth + part.range.depth > depth) { depth = part.depth + part.range.depth; }
+        part.nodes.clear();
+        part.blocks.clear();
+        part.runs.clear();
+    }
+    w.tree.depth = depth;
+    return build_result::done;
+}
+
+void free_parts(tree_work& w)
+{
+    for (tree_part* part : w.parts)
+    {
+        part->~tree_part();
+        zr_free(part);
+    }
+    w.parts.count = 0;
+}
+
+build_range whole_range(const build_ref* refs, size_t count)
+{
+    build_range r = { 0, count, empty_box4, empty_box4, 0 };
+    for (size_t i = 0; i < count; ++i)
+    {
+        grow(r.box, refs[i].low, refs[i].high);
+        const float4 m = centre(refs[i]);
+        grow(r.centres, m, m);
+    }
+    return r;
+}
+
+} // namespace
+
+size_t tree_bytes(const search_tree& tree)
+{
+    return tree.nodes.count * sizeof(tree_node) + tree.blocks.count * sizeof(triangle_block) +
+        tree.runs.count * sizeof(object_run);
+}
+
+void clear_tree(search_tree& tree)
+{
+    tree.nodes.clear();
+    tree.blocks.clear();
+    tree.runs.clear();
+    tree.root = reference_none;
+    tree.depth = 0;
+}
+
+build_result build_tree(search_tree& tree, scene_object* const* objects, size_t count, int threads,
+    const build_monitor& monitor)
+{
+    clear_tree(tree);
+    if (count == 0) { return build_result::done; }
+    array<build_ref> refs;
+    if (!refs.reserve(count)) { return build_result::out_of_memory; }
+    // Objects of a document are numbered from 1 without gaps; the table leads from a number to its object.
+    for (size_t i = 1; i <= count; ++i)
+    {
+        scene_object* object = objects[i];
+        if (object && object->vft && object->vft->intersect) { refs.push(make_ref(object)); }
+        constexpr size_t objects_per_look = 4096;
+        if (i % objects_per_look == 0 && !monitor.goes_on(monitor.context, 0.0)) { return build_result::stopped; }
+    }
+    if (refs.count == 0) { return build_result::done; }
+    const size_t task_size = std::max(least_task, refs.count / tasks_wanted);
+    tree_work w = { { refs.items, objects }, tree, task_size, {}, {}, 0, 0, monitor, 0, refs.count };
+    build_result result = build_top(w, whole_range(refs.items, refs.count));
+    if (result == build_result::done) { result = build_parts(w, threads); }
+    if (result == build_result::done) { result = join_parts(w); }
+    free_parts(w);
+    if (result != build_result::done) { clear_tree(tree); }
+    return result;
+}
+
+} // namespace zr
