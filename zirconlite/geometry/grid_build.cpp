@@ -244,7 +244,7 @@ bool build_search_tree(document& document)
         platform::processor_count(), { tree_goes_on, &document });
     grid.out_of_memory = result == build_result::out_of_memory;
     grid.memory_bytes = tree_bytes(grid.tree);
-    grid.subgrid_count[0] = static_cast<int32_t>(grid.tree.nodes.count);
+    grid.subgrid_count[0] = static_cast<int32_t>(grid.tree.node_count);
     grid.level_count = grid.tree.depth;
     document.build_count = document.build_total;
     return result == build_result::done;

@@ -29,15 +29,15 @@ enum tree_reference : uint32_t
     reference_number = ~reference_kind
 };
 
-/// Eight children. Lanes without a child have an inverted box, which nothing hits.
-struct tree_node
+/// Eight children in four cache lines. Lanes without a child have an inverted box, which nothing hits.
+struct alignas(64) tree_node
 {
     float bounds[2][3][tree_width]; ///< low and high planes by axis
     uint32_t children[tree_width];  ///< tree_reference
 };
 
-/// Four triangles, lane by lane. Lanes without one have a zero normal, which nothing hits.
-struct triangle_block
+/// Four triangles, lane by lane, in four cache lines. Lanes without one have a zero normal, which nothing hits.
+struct alignas(64) triangle_block
 {
     float normal[3][block_width];
     float plane_d[block_width];
@@ -56,11 +56,13 @@ struct object_run
 
 struct search_tree
 {
-    array<tree_node> nodes;
-    array<triangle_block> blocks;
-    array<object_run> runs;
     uint32_t root; ///< tree_reference; reference_none without objects
     int32_t depth; ///< nodes on the longest way down
+    tree_node* nodes;       ///< at cache lines inside `store`
+    triangle_block* blocks; ///< at cache lines inside `store`
+    object_run* runs;       ///< inside `store`
+    size_t node_count, block_count, run_count;
+    void* store; ///< one block from zr_malloc
 };
 
 /// Bytes that the tree holds.

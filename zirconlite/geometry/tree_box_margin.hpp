@@ -24,10 +24,9 @@ struct box_axis
 
 inline box_axis make_box_axis(double origin, double inverse)
 {
-    const double held = std::fmin(std::fmax(origin, double(-FLT_MAX)), double(FLT_MAX));
-    const auto o = static_cast<float>(held);
-    const float below = double(o) <= held ? o : std::nextafterf(o, -FLT_MAX);
-    const float above = double(o) >= held ? o : std::nextafterf(o, FLT_MAX);
+    const auto o = static_cast<float>(origin);
+    const float error = std::fabs(o) * 1.2e-7f + FLT_MIN; // two units in the last place
+    const float below = o - error, above = o + error;
     const auto i = static_cast<float>(inverse);
     const bool backward = i < 0.0f;
     return { backward ? below : above, backward ? above : below, i * (1.0f - slab_margin),

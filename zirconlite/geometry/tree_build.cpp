@@ -3,10 +3,12 @@
 #include <cfloat>
 #include <cmath>
 #include <new>
+#include <string.h>
 #include <utility>
 
 #include "zirconlite/geometry/hit_error.hpp"
 #include "zirconlite/geometry/search_tree.hpp"
+#include "zirconlite/platform/processor.hpp"
 #include "zirconlite/platform/threads.hpp"
 
 namespace zr
@@ -366,6 +368,7 @@ struct tree_work
     builder b;
     search_tree& tree;
     size_t task_size;
+    array<tree_node> top_nodes;
     array<tree_part*> parts;
     array<uint32_t> part_parents; ///< node and lane of each part: node x 8 + lane
     size_t next_part;             ///< atomic
@@ -406,12 +409,12 @@ build_result build_top(tree_work& w, const build_range& all)
         if (!w.monitor.goes_on(w.monitor.context, 0.0)) { return build_result::stopped; }
         build_range children[tree_width];
         const int count = find_children(w.b, p.range, children);
-        if (!w.tree.nodes.push(make_node(children, count))) { return build_result::out_of_memory; }
-        const auto number = static_cast<uint32_t>(w.tree.nodes.count - 1);
+        if (!w.top_nodes.push(make_node(children, count))) { return build_result::out_of_memory; }
+        const auto number = static_cast<uint32_t>(w.top_nodes.count - 1);
         if (p.parent == no_parent) { w.tree.root = reference_node | number; }
         else
         {
-            w.tree.nodes[p.parent / tree_width].children[p.parent % tree_width] = reference_node | number;
+            w.top_nodes[p.parent / tree_width].children[p.parent % tree_width] = reference_node | number;
         }
         for (int k = 0; k < count; ++k)
         {
@@ -475,15 +478,33 @@ uint32_t moved(uint32_t reference, uint32_t nodes, uint32_t blocks, uint32_t run
     }
 }
 
-template <class T> void append(array<T>& to, const array<T>& from)
+/// Room for so many nodes, leaves and runs, in one block.
+bool make_store(search_tree& tree, size_t nodes, size_t blocks, size_t runs)
 {
-    for (const T& item : from) { to.push(item); }
+    constexpr size_t line = 64;
+    const size_t bytes = nodes * sizeof(tree_node) + blocks * sizeof(triangle_block) + runs * sizeof(object_run);
+    tree.store = zr_malloc(bytes + line);
+    if (!tree.store) { return false; }
+    platform::prefer_large_pages(tree.store, bytes + line);
+    const uintptr_t first = (reinterpret_cast<uintptr_t>(tree.store) + line - 1) / line * line;
+    tree.nodes = reinterpret_cast<tree_node*>(first);
+    tree.blocks = reinterpret_cast<triangle_block*>(first + nodes * sizeof(tree_node));
+    tree.runs = reinterpret_cast<object_run*>(
+        first + nodes * sizeof(tree_node) + blocks * sizeof(triangle_block));
+    return true;
 }
 
-/// Appends the parts in their order and ties them to their parents.
+template <class T> void append(T* to, size_t& count, const array<T>& from)
+{
+    if (from.count) { memcpy(static_cast<void*>(to + count), from.items, from.count * sizeof(T)); }
+    count += from.count;
+}
+
+/// Puts the upper nodes and then the parts, in their order, into the tree, and ties the parts to their parents.
 build_result join_parts(tree_work& w)
 {
-    size_t nodes = w.tree.nodes.count, blocks = 0, runs = 0;
+    search_tree& tree = w.tree;
+    size_t nodes = w.top_nodes.count, blocks = 0, runs = 0;
     for (const tree_part* part : w.parts)
     {
         nodes += part->nodes.count;
@@ -491,34 +512,33 @@ build_result join_parts(tree_work& w)
         runs += part->runs.count;
     }
     if (nodes >= reference_number || blocks >= reference_number || runs >= reference_number ||
-        !w.tree.nodes.reserve(nodes) || !w.tree.blocks.reserve(blocks) || !w.tree.runs.reserve(runs))
+        !make_store(tree, nodes, blocks, runs))
     {
         return build_result::out_of_memory;
     }
-    int32_t depth = 0;
+    append(tree.nodes, tree.node_count, w.top_nodes);
     for (size_t i = 0; i < w.parts.count; ++i)
     {
         tree_part& part = *w.parts[i];
-        const auto node0 = static_cast<uint32_t>(w.tree.nodes.count);
-        const auto block0 = static_cast<uint32_t>(w.tree.blocks.count);
-        const auto run0 = static_cast<uint32_t>(w.tree.runs.count);
+        const auto node0 = static_cast<uint32_t>(tree.node_count);
+        const auto block0 = static_cast<uint32_t>(tree.block_count);
+        const auto run0 = static_cast<uint32_t>(tree.run_count);
         for (tree_node& node : part.nodes)
         {
             for (uint32_t& child : node.children) { child = moved(child, node0, block0, run0); }
         }
-        append(w.tree.nodes, part.nodes);
-        append(w.tree.blocks, part.blocks);
-        append(w.tree.runs, part.runs);
+        append(tree.nodes, tree.node_count, part.nodes);
+        append(tree.blocks, tree.block_count, part.blocks);
+        append(tree.runs, tree.run_count, part.runs);
         const uint32_t root = moved(part.root, node0, block0, run0);
         const uint32_t parent = w.part_parents[i];
-        if (parent == reference_none) { w.tree.root = root; }
-        else { w.tree.nodes[parent / tree_width].children[parent % tree_width] = root; }
-        if (part.depth + part.range.depth > depth) { depth = part.depth + part.range.depth; }
+        if (parent == reference_none) { tree.root = root; }
+        else { tree.nodes[parent / tree_width].children[parent % tree_width] = root; }
+        tree.depth = std::max(tree.depth, part.depth + part.range.depth);
         part.nodes.clear();
         part.blocks.clear();
         part.runs.clear();
     }
-    w.tree.depth = depth;
     return build_result::done;
 }
 
@@ -548,17 +568,15 @@ build_range whole_range(const build_ref* refs, size_t count)
 
 size_t tree_bytes(const search_tree& tree)
 {
-    return tree.nodes.count * sizeof(tree_node) + tree.blocks.count * sizeof(triangle_block) +
-        tree.runs.count * sizeof(object_run);
+    return tree.node_count * sizeof(tree_node) + tree.block_count * sizeof(triangle_block) +
+        tree.run_count * sizeof(object_run);
 }
 
 void clear_tree(search_tree& tree)
 {
-    tree.nodes.clear();
-    tree.blocks.clear();
-    tree.runs.clear();
+    zr_free(tree.store);
+    tree = {};
     tree.root = reference_none;
-    tree.depth = 0;
 }
 
 build_result build_tree(search_tree& tree, scene_object* const* objects, size_t count, int threads,
@@ -578,7 +596,7 @@ build_result build_tree(search_tree& tree, scene_object* const* objects, size_t 
     }
     if (refs.count == 0) { return build_result::done; }
     const size_t task_size = std::max(least_task, refs.count / tasks_wanted);
-    tree_work w = { { refs.items, objects }, tree, task_size, {}, {}, 0, 0, monitor, 0, refs.count };
+    tree_work w = { { refs.items, objects }, tree, task_size, {}, {}, {}, 0, 0, monitor, 0, refs.count };
     build_result result = build_top(w, whole_range(refs.items, refs.count));
     if (result == build_result::done) { result = build_parts(w, threads); }
     if (result == build_result::done) { result = join_parts(w); }

@@ -47,7 +47,8 @@ struct nearest_triangle
     bool found;      ///< a triangle is the best hit
 };
 
-ZR_TARGET inline void take_block_hits(const triangle_block& block, const wide_ray& w, nearest_triangle& best)
+ZR_TARGET inline void take_block_hits(
+    const triangle_block& block, const wide_ray& w, scene_object* const* objects, nearest_triangle& best)
 {
     double t[block_width], w1[block_width], w2[block_width];
     for (unsigned hits = hit_block(block, w, best.t, t, w1, w2); hits; hits &= hits - 1)
@@ -56,6 +57,10 @@ ZR_TARGET inline void take_block_hits(const triangle_block& block, const wide_ra
         // Of hits at one distance the object made first wins.
         if (t[lane] > best.t || (t[lane] == best.t && block.numbers[lane] > best.number)) { continue; }
         best = { t[lane], w1[lane], w2[lane], block.numbers[lane], true };
+        // Should it stay the best, its object is read at the end.
+        const auto* object = reinterpret_cast<const char*>(objects[best.number]);
+        __builtin_prefetch(object);
+        __builtin_prefetch(object + 64);
     }
 }
 
@@ -93,7 +98,7 @@ ZR_TARGET bool nearest_hit(const search_tree& tree, scene_object* const* objects
         const uint32_t number = reference & reference_number;
         if ((reference & reference_kind) == reference_node)
         {
-            const tree_node& node = tree.nodes.items[number];
+            const tree_node& node = tree.nodes[number];
             float near[tree_width];
             const unsigned hits = hit_children(node, w, box_limit(best.t), near);
             if (hits && !(hits & (hits - 1)))
@@ -105,9 +110,9 @@ ZR_TARGET bool nearest_hit(const search_tree& tree, scene_object* const* objects
         }
         else if ((reference & reference_kind) == reference_block)
         {
-            take_block_hits(tree.blocks.items[number], w, best);
+            take_block_hits(tree.blocks[number], w, objects, best);
         }
-        else { take_run_hits(tree.runs.items[number], objects, r, best); }
+        else { take_run_hits(tree.runs[number], objects, r, best); }
         const float limit = box_limit(best.t);
         do
         {
@@ -169,7 +174,7 @@ ZR_TARGET bool all_hits(
         bool ended = false;
         if ((reference & reference_kind) == reference_node)
         {
-            const tree_node& node = tree.nodes.items[number];
+            const tree_node& node = tree.nodes[number];
             float near[tree_width];
             for (unsigned hits = hit_children(node, w, limit, near); hits; hits &= hits - 1)
             {
@@ -178,9 +183,9 @@ ZR_TARGET bool all_hits(
         }
         else if ((reference & reference_kind) == reference_block)
         {
-            ended = visit_block_hits(tree.blocks.items[number], w, objects, r, visit, context);
+            ended = visit_block_hits(tree.blocks[number], w, objects, r, visit, context);
         }
-        else { ended = visit_run_hits(tree.runs.items[number], objects, r, visit, context); }
+        else { ended = visit_run_hits(tree.runs[number], objects, r, visit, context); }
         if (ended) { return true; }
     }
     return false;

@@ -1,5 +1,8 @@
 #include "zirconlite/platform/processor.hpp"
 
+#include <stdint.h>
+#include <sys/mman.h>
+
 namespace zr::platform
 {
 
@@ -20,6 +23,14 @@ bool avx2 = ask_processor();
 } // namespace
 
 bool has_avx2() { return avx2; }
+
+void prefer_large_pages(void* block, size_t bytes)
+{
+    constexpr uintptr_t page = 2 * 1024 * 1024;
+    const uintptr_t first = (reinterpret_cast<uintptr_t>(block) + page - 1) / page * page;
+    const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + bytes) / page * page;
+    if (end > first) { madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE); }
+}
 
 void force_portable(bool portable) { avx2 = !portable && ask_processor(); }
 

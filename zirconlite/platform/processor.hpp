@@ -1,6 +1,8 @@
 /// @file
-/// What the processor offers beyond the baseline.
+/// What the processor and its memory offer beyond the baseline.
 #pragma once
+
+#include <stddef.h>
 
 namespace zr::platform
 {
@@ -10,5 +12,8 @@ bool has_avx2();
 
 /// Makes has_avx2() answer no, so that the portable paths run; false asks the processor again. For tests.
 void force_portable(bool portable);
+
+/// Tells the system that a large block is read all over, so that large pages serve it well. A hint.
+void prefer_large_pages(void* block, size_t bytes);
 
 } // namespace zr::platform
