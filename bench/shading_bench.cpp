@@ -16,10 +16,22 @@ namespace
 
 using namespace zr;
 
-material_entry* glossy(test::scene& s) { return s.mirror(0.5f); }
-material_entry* glass(test::scene& s) { return s.glass(1.5f); }
-material_entry* mirror(test::scene& s) { return s.mirror(1.0f); }
-material_entry* matte(test::scene& s) { return s.matte(0.5f); }
+material_entry* glossy(test::scene& s)
+{
+    return s.mirror(0.5f);
+}
+material_entry* glass(test::scene& s)
+{
+    return s.glass(1.5f);
+}
+material_entry* mirror(test::scene& s)
+{
+    return s.mirror(1.0f);
+}
+material_entry* matte(test::scene& s)
+{
+    return s.matte(0.5f);
+}
 
 struct material_kind
 {
@@ -144,7 +156,7 @@ void last_pass(benchmark::State& state)
             q.position[0] = x + 0.5;
             q.position[1] = y + 0.5;
             q.flags = (x == 0 ? uint32_t(PIXEL_FIRST_OF_LINE) : 0u) |
-                (x == side - 1 ? uint32_t(PIXEL_LAST_OF_LINE) : 0u);
+                      (x == side - 1 ? uint32_t(PIXEL_LAST_OF_LINE) : 0u);
             q.prototype = &prototype;
             q.position_low = low;
             q.position_high = high;

@@ -36,9 +36,10 @@ double largest_difference(const vector3& a, const vector3& b)
 double determinant(const matrix4& a)
 {
     const auto& m = a.m;
-    const auto pair = [&](int row, int i, int j) { return m[row][i] * m[row + 1][j] - m[row][j] * m[row + 1][i]; };
+    const auto pair = [&](int row, int i, int j)
+    { return m[row][i] * m[row + 1][j] - m[row][j] * m[row + 1][i]; };
     return pair(0, 0, 1) * pair(2, 2, 3) - pair(0, 0, 2) * pair(2, 1, 3) + pair(0, 0, 3) * pair(2, 1, 2) +
-        pair(0, 1, 2) * pair(2, 0, 3) - pair(0, 1, 3) * pair(2, 0, 2) + pair(0, 2, 3) * pair(2, 0, 1);
+           pair(0, 1, 2) * pair(2, 0, 3) - pair(0, 1, 3) * pair(2, 0, 2) + pair(0, 2, 3) * pair(2, 0, 1);
 }
 
 } // namespace
@@ -173,7 +174,8 @@ TEST(Packing, KeepsItsLimits)
     {
         float in;
         uint16_t packed;
-    } const cases[] = { { 0.0f, 1 }, { 1.0f, 65535 }, { -0.0001f, 0 }, { 1.0001f, 0 }, { NAN, 0 }, { 0.5f, 32768 } };
+    } const cases[] = { { 0.0f, 1 }, { 1.0f, 65535 }, { -0.0001f, 0 }, { 1.0001f, 0 }, { NAN, 0 },
+        { 0.5f, 32768 } };
     for (const auto& c : cases)
     {
         const float pair[2] = { c.in, 0.25f };

@@ -63,8 +63,8 @@ TEST(YMesh, FacesShareAVertexWithinTheSmoothingLimit)
         EXPECT_EQ(different_vertices(s), c.vertices);
         const float* n = face(s, 1).vertex[0]->normal;
         const vector3 wanted = c.vertices == 6
-            ? vector3{ 0, 0, 1 }
-            : normalized(vector3{ -std::sin(c.angle), 0, 1 + std::cos(c.angle) });
+                                   ? vector3{ 0, 0, 1 }
+                                   : normalized(vector3{ -std::sin(c.angle), 0, 1 + std::cos(c.angle) });
         EXPECT_NEAR(n[0], wanted.x, 1e-6);
         EXPECT_NEAR(n[2], wanted.z, 1e-6);
     }

@@ -14,13 +14,22 @@ namespace
 
 using namespace zr;
 
-simple_material& simple(material* m) { return *reinterpret_cast<simple_material*>(m); }
-complex_material& blended(material* m) { return *reinterpret_cast<complex_material*>(m); }
+simple_material& simple(material* m)
+{
+    return *reinterpret_cast<simple_material*>(m);
+}
+complex_material& blended(material* m)
+{
+    return *reinterpret_cast<complex_material*>(m);
+}
 
 constexpr matrix4 identity = { { { 1, 0, 0, 0 }, { 0, 1, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
 
 double share = 0.0; ///< what the blends below answer
-double fixed_share(const complex_material*, ray*, const vector3*, child_context*) { return share; }
+double fixed_share(const complex_material*, ray*, const vector3*, child_context*)
+{
+    return share;
+}
 
 material* blend_of(material* a, material* b)
 {
@@ -41,8 +50,14 @@ material* plain(float grey, uint32_t flags = 0)
     return m;
 }
 
-void tilt_to_x(const vector3*, vector3* n, double) { *n = { 1, 0, 0 }; }
-void tilt_to_y(const vector3*, vector3* n, double) { *n = { 0, 1, 0 }; }
+void tilt_to_x(const vector3*, vector3* n, double)
+{
+    *n = { 1, 0, 0 };
+}
+void tilt_to_y(const vector3*, vector3* n, double)
+{
+    *n = { 0, 1, 0 };
+}
 
 void add_bump(material* m, bump_function function, double strength)
 {
@@ -179,7 +194,8 @@ TEST(Surface, OffsetsOfABlendReachItsChildren)
     };
     static vector3 seen;
     material* inner = blended(m).children[0];
-    add_bump(inner, [](const vector3* p, vector3*, double) { seen = *p; }, 1.0);
+    add_bump(
+        inner, [](const vector3* p, vector3*, double) { seen = *p; }, 1.0);
     ray r = hit_from_above();
     r.map_point = { 1, 2, 3 };
     surface s;
@@ -261,7 +277,8 @@ TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)
     EXPECT_GT(tilted, 4500);
 
     test::scene s;
-    ripple waves[2] = { { nullptr, { 0, 0, 0 }, 2.0, 0.3f, 0.9f, 1.0f }, { nullptr, { 5, 5, 0 }, 0.7, 0.2f, 1.0f, 0 } };
+    ripple waves[2] = { { nullptr, { 0, 0, 0 }, 2.0, 0.3f, 0.9f, 1.0f },
+        { nullptr, { 5, 5, 0 }, 0.7, 0.2f, 1.0f, 0 } };
     waves[0].next = &waves[1];
     test::mesh pool;
     pool.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
@@ -277,7 +294,10 @@ TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)
         const ray r = s.seen(at, { 0, 0, -1 });
         EXPECT_NEAR(length(r.shading_normal), 1.0, 1e-12);
         if (at.x != 0.0) { EXPECT_LT(r.shading_normal.z, 1.0 - 1e-6); }
-        else { EXPECT_NEAR(r.shading_normal.x, r.shading_normal.y, 1e-12) << "flat at the first one's centre"; }
+        else
+        {
+            EXPECT_NEAR(r.shading_normal.x, r.shading_normal.y, 1e-12) << "flat at the first one's centre";
+        }
     }
 }
 

@@ -62,7 +62,7 @@ struct picture : test::scene
                 q.position[0] = x + 0.5;
                 q.position[1] = y + 0.5;
                 q.flags = (x == 0 ? uint32_t(PIXEL_FIRST_OF_LINE) : 0u) |
-                    (x == width - 1 ? uint32_t(PIXEL_LAST_OF_LINE) : 0u);
+                          (x == width - 1 ? uint32_t(PIXEL_LAST_OF_LINE) : 0u);
                 if (earlier && y % 2 == 0)
                 {
                     q.earlier = earlier;

@@ -39,8 +39,7 @@ vector3 direction_at(test::scene& s, double x, double y)
 }
 
 #define EXPECT_VECTOR(a, b, tolerance)                                                                       \
-    do                                                                                                       \
-    {                                                                                                        \
+    do {                                                                                                     \
         const vector3 expected_a = (a), expected_b = (b);                                                    \
         EXPECT_NEAR(expected_a.x, expected_b.x, tolerance);                                                  \
         EXPECT_NEAR(expected_a.y, expected_b.y, tolerance);                                                  \
@@ -169,7 +168,8 @@ TEST(Projection, NearAndClipPlanesAreFlat)
         ASSERT_EQ(zr_init_projection(&s.view), 1);
         make_ray(s.doc, &s.view, corner, &r);
         const double wanted = projection == 2 ? 1.5 : 1.5 * std::cos(std::atan(0.2));
-        EXPECT_NEAR((r.direction * r.t_min).y, wanted, 1e-9) << "the plane stands upright in front of the eye";
+        EXPECT_NEAR((r.direction * r.t_min).y, wanted, 1e-9)
+            << "the plane stands upright in front of the eye";
     }
     // Kept is the side where n . p + d is below 0.
     struct

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "tests/support/scene.hpp"
 #include "zirconlite/raytrace/optics.hpp"
 #include "zirconlite/raytrace/shadow_test.hpp"
@@ -30,8 +32,8 @@ template <class Check> void for_all_directions(int steps, Check check)
     {
         for (int j = 0; j < steps; ++j)
         {
-            check(normalized(
-                vector3{ -0.7 + 1.4 * (i + 0.37) / steps, 1.0, -0.7 + 1.4 * (j + 0.61) / steps }));
+            check(
+                normalized(vector3{ -0.7 + 1.4 * (i + 0.37) / steps, 1.0, -0.7 + 1.4 * (j + 0.61) / steps }));
         }
     }
 }
@@ -83,7 +85,8 @@ TEST(Glass, BendsLightByTheLawOfRefraction)
             add_target(s, leaving + direction * 5.0, direction, 0.002);
             ASSERT_TRUE(s.prepare());
             const double f = fresnel_reflectance(std::cos(angle), float(ior));
-            EXPECT_NEAR(s.radiance(direction * -1.0, direction), (1 - f) * (1 - f), 1e-6) << ior << " " << angle;
+            EXPECT_NEAR(s.radiance(direction * -1.0, direction), (1 - f) * (1 - f), 1e-6)
+                << ior << " " << angle;
             // 3 mm aside it is missed.
             const vector3 across = { std::cos(angle) * 0.003, -std::sin(angle) * 0.003, 0 };
             EXPECT_LT(s.radiance(direction * -1.0 + across, direction), 0.01);
@@ -165,7 +168,7 @@ TEST(Furnace, MirrorAndGlassInALuminousShellShowItsRadiance)
         const double slack = c.model == LIGHT_MODEL_EXACT ? 2e-6 : 1e-6;
         EXPECT_GT(lowest, c.lowest - slack);
         EXPECT_LT(highest, c.highest + slack);
-        std::printf("%s: %.4f to %.4f, mean %.4f\n", c.what, lowest, highest, sum / count);
+        RecordProperty(c.what, std::to_string(sum / count));
     }
 }
 
@@ -178,12 +181,14 @@ TEST(Fresnel, AgreesWithTheTextbook)
     EXPECT_LT(fresnel_reflectance(std::cos(41.7 * M_PI / 180), 1.0 / 1.5), 1.0);
     // At Brewster's angle only one polarisation is left: half of sin^2 of twice the angle's complement.
     const double brewster = std::atan(1.5);
-    EXPECT_NEAR(fresnel_reflectance(std::cos(brewster), 1.5), 0.5 * std::pow(std::cos(2 * brewster), 2), 1e-12);
+    EXPECT_NEAR(
+        fresnel_reflectance(std::cos(brewster), 1.5), 0.5 * std::pow(std::cos(2 * brewster), 2), 1e-12);
     // The same on both sides of the surface along one path.
     for (double angle = 0.05; angle < 1.5; angle += 0.1)
     {
         const double inside = std::asin(std::sin(angle) / 1.7);
-        EXPECT_NEAR(fresnel_reflectance(std::cos(angle), 1.7), fresnel_reflectance(std::cos(inside), 1 / 1.7), 1e-12);
+        EXPECT_NEAR(
+            fresnel_reflectance(std::cos(angle), 1.7), fresnel_reflectance(std::cos(inside), 1 / 1.7), 1e-12);
     }
     EXPECT_NEAR(pane_reflectance(1.0, 1.5), 0.08 / 1.04, 1e-12);
 }
@@ -321,8 +326,6 @@ TEST(Recursion, EndsAtItsLimitsBetweenMirrorsAndInGlass)
         trace_ray(*s.doc, r, nullptr);
         EXPECT_GT(counters.transmission_rays, 15u);
         EXPECT_LT(counters.transmission_rays + counters.reflection_rays, 200000u);
-        std::printf("ten boxes of glass, %s: %u rays\n", model ? "exact" : "fast",
-            counters.transmission_rays + counters.reflection_rays);
     }
 }
 

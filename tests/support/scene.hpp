@@ -67,9 +67,9 @@ struct mesh
             for (int c = 0; c < columns; ++c)
             {
                 const double theta = M_PI * r / rows, phi = 2.0 * M_PI * c / columns;
-                vertices.push_back(centre +
-                    vector3{ std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta) } *
-                        radius);
+                vertices.push_back(centre + vector3{ std::sin(theta) * std::cos(phi),
+                                                std::sin(theta) * std::sin(phi), std::cos(theta) } *
+                                                radius);
             }
         }
         for (int r = 0; r < rows; ++r)
@@ -155,7 +155,10 @@ struct scene
     bool add(const mesh& m)
     {
         std::vector<mesh_polygon> polygons;
-        for (const polygon& p : m.polygons) { polygons.push_back({ static_cast<int32_t>(p.size()), p.data() }); }
+        for (const polygon& p : m.polygons)
+        {
+            polygons.push_back({ static_cast<int32_t>(p.size()), p.data() });
+        }
         mesh_geometry geometry = { static_cast<int32_t>(m.vertices.size()), m.vertices.data(),
             static_cast<int32_t>(polygons.size()), polygons.data(), { nullptr, nullptr } };
         for (int set = 0; set < 2; ++set)
@@ -206,6 +209,12 @@ struct scene
         zr::fill_random_tables();
         zr_set_source_initial_luminance(doc->scene_objects.first);
         zr::prepare_thread_lights(*doc, 1);
+        for (int i = 0; i < 2; ++i)
+        {
+            zr::job.pixel_jitter_amplitude[i] = doc->pixel_jitter;
+            zr::job.gloss_jitter_amplitude[i] = doc->gloss_jitter;
+            zr::job.translucency_jitter_amplitude[i] = doc->translucency_jitter;
+        }
     }
 
     /// A ray from the eye, at the centre of a pixel.

@@ -6,6 +6,10 @@
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/geometry/ray_search.hpp"
+#include "zirconlite/geometry/search_structure.h"
+#include "zirconlite/geometry/tree_walk.hpp"
+#include "zirconlite/geometry/voxel_grid.hpp"
+#include "zirconlite/platform/processor.hpp"
 
 namespace
 {
@@ -22,6 +26,16 @@ bool nearest_of_all(const document& d, ray& r)
     }
     return r.hit_object != nullptr;
 }
+
+constexpr int32_t structures[] = { SEARCH_GRID, SEARCH_TREE };
+
+/// What is built while this stands.
+struct chosen_structure
+{
+    explicit chosen_structure(int32_t structure) : before(zr_set_search_structure(structure)) {}
+    ~chosen_structure() { zr_set_search_structure(before); }
+    int32_t before;
+};
 
 struct soup_kind
 {
@@ -50,7 +64,10 @@ struct soup
     std::mt19937 random;
     const soup_kind& kind;
 
-    double number(double low, double high) { return std::uniform_real_distribution<double>(low, high)(random); }
+    double number(double low, double high)
+    {
+        return std::uniform_real_distribution<double>(low, high)(random);
+    }
     double place(double reach)
     {
         const double x = number(-reach, reach);
@@ -106,71 +123,125 @@ struct soup
 
 } // namespace
 
-TEST(Grid, FindsWhatAskingEveryObjectFinds)
+TEST(Search, FindsWhatAskingEveryObjectFinds)
 {
     for (const soup_kind& kind : soups)
     {
-        SCOPED_TRACE(kind.what);
-        soup made{ std::mt19937(11), kind };
-        test::scene s;
-        test::mesh m;
-        made.fill(m);
-        ASSERT_TRUE(s.add(m));
-        ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-        int hits = 0, lost = 0, wrong = 0;
-        for (int n = 0; n < 6000; ++n)
+        for (const int32_t structure : structures)
         {
-            ray r = made.shot(s, n), all = r;
-            const bool hit = find_nearest_hit(*s.doc, r);
-            const bool wanted = nearest_of_all(*s.doc, all);
-            hits += wanted;
-            lost += wanted && !hit;
-            wrong += hit && (all.hit_object != r.hit_object || all.hit_t != r.hit_t);
+            const chosen_structure chosen(structure);
+            SCOPED_TRACE(kind.what);
+            SCOPED_TRACE(structure == SEARCH_GRID ? "grid" : "tree");
+            soup made{ std::mt19937(11), kind };
+            test::scene s;
+            test::mesh m;
+            made.fill(m);
+            ASSERT_TRUE(s.add(m));
+            ASSERT_TRUE(zr_build_voxel_grid(s.doc));
+            int hits = 0, lost = 0, wrong = 0;
+            for (int n = 0; n < 6000; ++n)
+            {
+                ray r = made.shot(s, n), all = r;
+                const bool hit = find_nearest_hit(*s.doc, r);
+                const bool wanted = nearest_of_all(*s.doc, all);
+                hits += wanted;
+                lost += wanted && !hit;
+                wrong += hit && (all.hit_object != r.hit_object || all.hit_t != r.hit_t);
+            }
+            EXPECT_GT(hits, 50);
+            EXPECT_EQ(lost, 0) << "of " << hits;
+            EXPECT_EQ(wrong, 0) << "of " << hits;
         }
-        EXPECT_GT(hits, 50);
-        EXPECT_EQ(lost, 0) << "of " << hits;
-        EXPECT_EQ(wrong, 0) << "of " << hits;
     }
 }
 
-TEST(Grid, ShowsEveryHitToAVisitor)
+TEST(Search, ShowsEveryHitToAVisitor)
 {
     for (const soup_kind& kind : soups)
     {
+        for (const int32_t structure : structures)
+        {
+            const chosen_structure chosen(structure);
+            SCOPED_TRACE(kind.what);
+            SCOPED_TRACE(structure == SEARCH_GRID ? "grid" : "tree");
+            soup made{ std::mt19937(5), kind };
+            test::scene s;
+            test::mesh m;
+            made.fill(m);
+            ASSERT_TRUE(s.add(m));
+            ASSERT_TRUE(zr_build_voxel_grid(s.doc));
+            int missed = 0, hits = 0;
+            for (int n = 0; n < 1000; ++n)
+            {
+                const ray r = made.shot(s, n);
+                std::map<scene_object*, double> seen;
+                ray walk = r;
+                EXPECT_FALSE(visit_hits(
+                    *s.doc, walk,
+                    [](void* context, ray& at)
+                    {
+                        (*static_cast<std::map<scene_object*, double>*>(context))[at.hit_object] = at.hit_t;
+                        return false;
+                    },
+                    &seen));
+                EXPECT_EQ(walk.hit_object, nullptr);
+                for (uint32_t i = 1; i < s.doc->object_table_count; ++i)
+                {
+                    ray one = r;
+                    scene_object* o = s.doc->object_table[i];
+                    if (!o->vft->intersect(&one, o, -1e15, ZR_FAR)) { continue; }
+                    ++hits;
+                    missed += !seen.count(o) || seen[o] != one.hit_t;
+                }
+            }
+            EXPECT_GT(hits, 20);
+            EXPECT_EQ(missed, 0) << "of " << hits;
+        }
+    }
+}
+
+TEST(Search, BothPathsDownTheTreeFindTheSame)
+{
+    if (!platform::has_avx2()) { GTEST_SKIP() << "one path only"; }
+    const chosen_structure chosen(SEARCH_TREE);
+    for (const soup_kind& kind : soups)
+    {
         SCOPED_TRACE(kind.what);
-        soup made{ std::mt19937(5), kind };
+        soup made{ std::mt19937(21), kind };
         test::scene s;
         test::mesh m;
         made.fill(m);
         ASSERT_TRUE(s.add(m));
         ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-        int missed = 0, hits = 0;
-        for (int n = 0; n < 1000; ++n)
+        const search_tree& tree = s.doc->voxel_grid->tree;
+        for (int n = 0; n < 3000; ++n)
         {
-            const ray r = made.shot(s, n);
-            std::map<scene_object*, double> seen;
-            ray walk = r;
-            EXPECT_FALSE(visit_hits(
-                *s.doc, walk,
-                [](void* context, ray& at)
-                {
-                    (*static_cast<std::map<scene_object*, double>*>(context))[at.hit_object] = at.hit_t;
-                    return false;
-                },
-                &seen));
-            EXPECT_EQ(walk.hit_object, nullptr);
-            for (uint32_t i = 1; i < s.doc->object_table_count; ++i)
-            {
-                ray one = r;
-                scene_object* o = s.doc->object_table[i];
-                if (!o->vft->intersect(&one, o, -1e15, ZR_FAR)) { continue; }
-                ++hits;
-                missed += !seen.count(o) || seen[o] != one.hit_t;
-            }
+            ray a = made.shot(s, n), b = a;
+            EXPECT_EQ(avx2_walk::nearest(tree, s.doc->object_table, a),
+                portable_walk::nearest(tree, s.doc->object_table, b));
+            EXPECT_EQ(a.hit_object, b.hit_object);
+            EXPECT_EQ(a.hit_t, b.hit_t);
+            for (int i = 0; i < 3; ++i) { EXPECT_EQ(a.element_coords[i], b.element_coords[i]); }
         }
-        EXPECT_GT(hits, 20);
-        EXPECT_EQ(missed, 0) << "of " << hits;
     }
+}
+
+TEST(Search, StructuresAreChosenForTheNextBuild)
+{
+    const int32_t before = zr_set_search_structure(SEARCH_GRID);
+    EXPECT_EQ(zr_set_search_structure(7), SEARCH_GRID);
+    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_ARGUMENT);
+    test::scene s;
+    test::mesh m;
+    m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
+    ASSERT_TRUE(s.add(m));
+    ASSERT_TRUE(zr_build_voxel_grid(s.doc));
+    EXPECT_EQ(zr_set_search_structure(SEARCH_TREE), SEARCH_GRID);
+    ray r = s.eye_ray({ 0.2, 0.2, 1 }, { 0, 0, -1 });
+    EXPECT_TRUE(find_nearest_hit(*s.doc, r)) << "the grid stays in use";
+    ASSERT_TRUE(zr_build_voxel_grid(s.doc));
+    EXPECT_EQ(s.doc->voxel_grid->structure, SEARCH_TREE);
+    zr_set_search_structure(before);
 }
 
 TEST(Grid, RaysAlongCellBordersLoseNothing)
@@ -188,6 +259,7 @@ TEST(Grid, RaysAlongCellBordersLoseNothing)
         m.triangle(p, p + vector3{ 0.1, 0, 0 }, p + vector3{ 0, 0.1, 0.1 });
     }
     ASSERT_TRUE(s.add(m));
+    const chosen_structure chosen(SEARCH_GRID);
     ASSERT_TRUE(zr_build_voxel_grid(s.doc));
     const double low = -16.0 - s.doc->epsilon, cell = (32.0 + 2.0 * s.doc->epsilon) / 128.0;
     int lost = 0, hits = 0;
@@ -198,8 +270,9 @@ TEST(Grid, RaysAlongCellBordersLoseNothing)
             const double border = (low + i * cell) * (1.0 + beside);
             for (const double other : { 0.3, border })
             {
-                const vector3 from[] = { { border, other, 15 }, { border, other, -15 }, { 15, border, 0.01 * other },
-                    { -15, border, 0.01 * other }, { border, 15, 0.02 * other }, { border, -15, 0.02 * other } };
+                const vector3 from[] = { { border, other, 15 }, { border, other, -15 },
+                    { 15, border, 0.01 * other }, { -15, border, 0.01 * other }, { border, 15, 0.02 * other },
+                    { border, -15, 0.02 * other } };
                 const vector3 along[] = { { 0, 0, -1 }, { 0, 0, 1 }, { -1, 0, 0 }, { 1, 0, 0 }, { 0, -1, 0 },
                     { 0, 1, 0 } };
                 for (int k = 0; k < 6; ++k)
@@ -216,27 +289,34 @@ TEST(Grid, RaysAlongCellBordersLoseNothing)
     EXPECT_EQ(lost, 0) << "of " << hits;
 }
 
-TEST(Grid, OfHitsAtOneDistanceTheOneCreatedFirstWins)
+TEST(Search, OfHitsAtOneDistanceTheOneCreatedFirstWins)
 {
     test::scene s;
     test::mesh m;
     for (int i = 0; i < 200; ++i) { m.quad({ -1, -1, 0 }, { 1, -1, 0 }, { 1, 1, 0 }, { -1, 1, 0 }); }
-    for (int i = 0; i < 200; ++i) { m.triangle({ 2, 2, 0 }, { 2.01, 2, 0 }, { 2, 2.01, 0 }); } // splits its cell
-    ASSERT_TRUE(s.add(m));
-    ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-    for (int n = 0; n < 100; ++n)
+    for (int i = 0; i < 200; ++i)
     {
-        const vector3 target = { -0.9 + 0.018 * n, 0.3, 0 };
-        ray r = s.eye_ray({ 0.1, 0.2, 5 }, target - vector3{ 0.1, 0.2, 5 });
+        m.triangle({ 2, 2, 0 }, { 2.01, 2, 0 }, { 2, 2.01, 0 });
+    } // splits its cell
+    ASSERT_TRUE(s.add(m));
+    for (const int32_t structure : structures)
+    {
+        const chosen_structure chosen(structure);
+        ASSERT_TRUE(zr_build_voxel_grid(s.doc));
+        for (int n = 0; n < 100; ++n)
+        {
+            const vector3 target = { -0.9 + 0.018 * n, 0.3, 0 };
+            ray r = s.eye_ray({ 0.1, 0.2, 5 }, target - vector3{ 0.1, 0.2, 5 });
+            ASSERT_TRUE(find_nearest_hit(*s.doc, r));
+            EXPECT_LE(r.hit_object->number, 2u);
+        }
+        ray r = s.eye_ray({ 2.001, 2.001, 5 }, { 0, 0, -1 });
         ASSERT_TRUE(find_nearest_hit(*s.doc, r));
-        EXPECT_LE(r.hit_object->number, 2u);
+        EXPECT_EQ(r.hit_object->number, 401u);
     }
-    ray r = s.eye_ray({ 2.001, 2.001, 5 }, { 0, 0, -1 });
-    ASSERT_TRUE(find_nearest_hit(*s.doc, r));
-    EXPECT_EQ(r.hit_object->number, 401u);
 }
 
-TEST(Grid, ScenesWithoutExtentAreScenes)
+TEST(Search, ScenesWithoutExtentAreScenes)
 {
     struct
     {
@@ -260,22 +340,28 @@ TEST(Grid, ScenesWithoutExtentAreScenes)
             m.triangle(c.corners[0], c.corners[1], c.corners[2]);
             ASSERT_TRUE(s.add(m));
         }
-        ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-        EXPECT_DOUBLE_EQ(s.doc->epsilon, c.epsilon);
-        EXPECT_TRUE(s.doc->state_flags & DOCUMENT_GRID_BUILT);
-        const vector3 target = c.corners.empty() ? vector3{ 0, 0, 0 }
-                                                 : c.corners[0] * 0.5 + c.corners[1] * 0.3 + c.corners[2] * 0.2;
-        ray r = s.eye_ray(target + vector3{ 3, 2, 9 }, vector3{ -3, -2, -9 });
-        EXPECT_EQ(find_nearest_hit(*s.doc, r), c.hits == 1);
-        zr_free_voxel_grid(s.doc);
-        EXPECT_FALSE(s.doc->state_flags & DOCUMENT_GRID_BUILT);
-        EXPECT_FALSE(find_nearest_hit(*s.doc, r));
+        for (const int32_t structure : structures)
+        {
+            const chosen_structure chosen(structure);
+            ASSERT_TRUE(zr_build_voxel_grid(s.doc));
+            EXPECT_DOUBLE_EQ(s.doc->epsilon, c.epsilon);
+            EXPECT_TRUE(s.doc->state_flags & DOCUMENT_GRID_BUILT);
+            const vector3 target = c.corners.empty()
+                                       ? vector3{ 0, 0, 0 }
+                                       : c.corners[0] * 0.5 + c.corners[1] * 0.3 + c.corners[2] * 0.2;
+            ray r = s.eye_ray(target + vector3{ 3, 2, 9 }, vector3{ -3, -2, -9 });
+            EXPECT_EQ(find_nearest_hit(*s.doc, r), c.hits == 1);
+            zr_free_voxel_grid(s.doc);
+            EXPECT_FALSE(s.doc->state_flags & DOCUMENT_GRID_BUILT);
+            EXPECT_FALSE(find_nearest_hit(*s.doc, r));
+        }
     }
 }
 
 TEST(Grid, SmallObjectsSplitACellAndLargeOnesNever)
 {
     // Cells of the top grid are 1 unit wide; 0.25 of that is small.
+    const chosen_structure chosen(SEARCH_GRID);
     struct
     {
         const char* what;
@@ -289,7 +375,8 @@ TEST(Grid, SmallObjectsSplitACellAndLargeOnesNever)
         SCOPED_TRACE(c.what);
         test::scene s;
         test::mesh m;
-        m.triangle({ 0, 0, 0 }, { 32, 0, 0 }, { 0, 32, 32 }); // spans the scene, through few cells of the middle
+        m.triangle(
+            { 0, 0, 0 }, { 32, 0, 0 }, { 0, 32, 32 }); // spans the scene, through few cells of the middle
         for (int i = 0; i < c.count; ++i)
         {
             const vector3 p = { 20.2, 20.2, 4.2 };
@@ -320,6 +407,7 @@ TEST(Grid, ASlopingTriangleStandsInTheCellsThatItCrosses)
     test::mesh m;
     m.triangle({ 0, 0, 0 }, { 32, 0, 32 }, { 0.01, 32, 0 });
     ASSERT_TRUE(s.add(m));
+    const chosen_structure chosen(SEARCH_GRID);
     ASSERT_TRUE(zr_build_voxel_grid(s.doc));
     int32_t counts[12];
     zr_voxel_grid_stats(s.doc->voxel_grid, counts);
@@ -369,7 +457,8 @@ TEST(Clipper, LeavesTheCommonPartOfPolygonAndSet)
         EXPECT_NEAR(doubled / 2, c.area, 1e-12);
         for (int i = 0; i < left; ++i)
         {
-            EXPECT_TRUE(out[i].x > -1e-12 && out[i].x < 1 + 1e-12 && out[i].y > -1e-12 && out[i].y < 1 + 1e-12);
+            EXPECT_TRUE(
+                out[i].x > -1e-12 && out[i].x < 1 + 1e-12 && out[i].y > -1e-12 && out[i].y < 1 + 1e-12);
         }
     }
 }
