@@ -227,6 +227,55 @@ TEST(DirectLight, AnOpaqueSheetTakesAllLightOfItsLamps)
     }
 }
 
+TEST(DirectLight, ALampShinesThroughItsOwnShapeAndNotOnIt)
+{
+    test::scene s;
+    add_floor(s, 0.5f);
+    light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+    l.area = 4.0;
+    l.fixture_scale = 1.0f;
+    s.add(l);
+    light* const own = s.doc->lights;
+    test::mesh shade;
+    shade.flags = OBJECT_LIGHT_SHAPE;
+    shade.shape_of = own;
+    shade.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
+    ASSERT_TRUE(s.add(shade));
+    ASSERT_TRUE(s.prepare());
+    EXPECT_NEAR(lux_at(s, 0.1, 0), 200.0 / std::pow(4 + 0.01, 1.5), 1e-3);
+    // It shows the light's flux over its area, 4 pi lm / (4 m2 pi), and is not lit by it.
+    EXPECT_NEAR(s.radiance({ 0.3, 0.2, 1.5 }, { 0, 0, -1 }), 100.0 * 4 * M_PI / (4 * M_PI), 1e-3);
+
+    // Another lamp in the same place is held off by the shape, and lights it.
+    l.candela = 50.0f;
+    s.add(l);
+    s.relight();
+    EXPECT_NEAR(lux_at(s, 0.1, 0), 200.0 / std::pow(4 + 0.01, 1.5), 1e-3);
+    const double from_above = 50.0 / std::pow(1 + 0.3 * 0.3 + 0.2 * 0.2, 1.5) * 0.5 / M_PI;
+    EXPECT_NEAR(s.radiance({ 0.3, 0.2, 1.5 }, { 0, 0, -1 }), 100.0 + from_above, 1e-3);
+}
+
+TEST(DirectLight, AGroupNeitherLightsNorIsShadowedByItsObject)
+{
+    test::scene s;
+    add_floor(s, 0.5f);
+    light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+    s.add(l);
+    test::mesh sheet;
+    sheet.flags = OBJECT_PROPERTY_6 | OBJECT_GROUP_UNLIT | OBJECT_NO_GROUP_SHADOW;
+    sheet.group = s.doc->lights;
+    sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
+    ASSERT_TRUE(s.add(sheet));
+    ASSERT_TRUE(s.prepare());
+    EXPECT_NEAR(lux_at(s, 0.1, 0), 200.0 / std::pow(4 + 0.01, 1.5), 1e-3);
+    EXPECT_EQ(s.radiance({ 0.3, 0.2, 1.5 }, { 0, 0, -1 }), 0.0);
+    l.candela = 99.0f; // of no group
+    s.add(l);
+    s.relight();
+    EXPECT_NEAR(lux_at(s, 0.1, 0), 200.0 / std::pow(4 + 0.01, 1.5), 1e-3);
+    EXPECT_GT(s.radiance({ 0.3, 0.2, 1.5 }, { 0, 0, -1 }), 10.0);
+}
+
 TEST(ShadowTest, ObjectsThatCastNoShadowAreSkipped)
 {
     struct

@@ -36,6 +36,8 @@ struct mesh
     double smooth_cosine = 1.0;
     std::vector<float> corner_uv[2]; ///< pairs, in the order of the polygons' corners
     material_entry* look = nullptr;
+    ::light* shape_of = nullptr; ///< with OBJECT_LIGHT_SHAPE
+    ::light* group = nullptr;    ///< with OBJECT_PROPERTY_6 to 8
 
     void quad(const vector3& a, const vector3& b, const vector3& c, const vector3& d)
     {
@@ -176,6 +178,8 @@ struct scene
         build.descriptor = &descriptor;
         build.geometry = &geometry;
         build.material = m.look ? m.look : matte(0.5f);
+        build.light = m.shape_of;
+        build.group_light = m.group;
         return zr_create_mesh(doc, &build) == 1;
     }
 
