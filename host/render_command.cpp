@@ -7,6 +7,7 @@
 #include "host/render_options.hpp"
 #include "host/render_output.hpp"
 #include "host/stop_signals.hpp"
+#include "zirconlite/geometry/search_structure.h"
 #include "zirconlite/geometry/voxel_grid.h"
 #include "zirconlite/raytrace/render_job.h"
 #include "zirconlite/raytrace/tone.h"
@@ -116,6 +117,7 @@ int render(const render_options& o)
     print_counts(built, s);
     build_view(s, d, built);
 
+    zr_set_search_structure(s.render.search);
     if (!zr_build_voxel_grid(d))
     {
         progress.finish();

@@ -184,6 +184,7 @@ void add_render_options(CLI::App& command, render_options& o)
     command.add_option("--brightness", o.brightness, "-5 to 5, in powers of ten of light");
     command.add_option("--contrast", o.contrast, "0.001 to 0.999");
     command.add_option("--light-model", o.light_model, "exact or fast");
+    command.add_option("--search", o.search, "tree or grid: what finds the hits of rays");
     command.add_flag("--preview", o.preview, "A quarter of the width and height, coarse passes only");
     command.add_option("--import-memory", o.import_megabytes, "MB that reading a model may take")
         ->check(CLI::Range(16, 1 << 20))
@@ -203,6 +204,7 @@ void apply_options(const render_options& o, scene& s)
     override_number(tone_section, "contrast", o.contrast, s.tone.contrast);
     override_choice(camera_section, "projection", "--projection", o.projection, s.camera.projection);
     override_choice(render_section, "light_model", "--light-model", o.light_model, s.render.light_model);
+    override_choice(render_section, "search", "--search", o.search, s.render.search);
     apply_region(o.region, s);
     if (o.preview) { apply_preview(s); }
     check_whole(s);

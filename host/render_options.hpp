@@ -20,7 +20,7 @@ struct render_options
     std::string size, region;
     std::optional<int> threads, quality;
     std::optional<double> antialiasing, brightness, contrast;
-    std::string projection, light_model;
+    std::string projection, light_model, search;
     bool preview = false;
     int import_megabytes = 4096;
     double import_seconds = 300;

@@ -47,6 +47,7 @@ struct scene_render
     int quality = 3;
     double antialiasing = 0.9;
     int light_model = 1; ///< 0 fast, 1 exact
+    int search = 1;      ///< 0 grid, 1 tree
     int reflect_limit = 6, refract_limit = 8;
     bool soft_shadows = true;
     bool glossy_reflections = true, glossy_transmission = true;

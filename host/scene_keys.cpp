@@ -8,6 +8,7 @@ namespace host
 const char* const projection_names[7] = { "parallel", "perspective", "two-point", "cylindrical", "spherical",
     "light-probe", nullptr };
 const char* const light_model_names[3] = { "fast", "exact", nullptr };
+const char* const search_names[3] = { "grid", "tree", nullptr };
 const char* const light_kind_names[4] = { "point", "spot", "distant", nullptr };
 const char* const tone_method_names[3] = { "power", "histogram", nullptr };
 // The order is that of the library's lamp efficacies: 1.8, 17, 75, 100, 100, 55 and 60 lumens a watt.
@@ -56,6 +57,8 @@ const key_row<scene_render> render_rows[] = {
     { "antialiasing", &scene_render::antialiasing, 0, 1, nullptr, 0,
         "0 to 1: how small a difference between neighbours is still refined, 0.9" },
     { "light_model", &scene_render::light_model, 0, 0, light_model_names, 0, "`exact` or `fast`, `exact`" },
+    { "search", &scene_render::search, 0, 0, search_names, 0,
+        "structure that finds the hits of rays, the same picture from both, `tree`" },
     { "reflect_limit", &scene_render::reflect_limit, 0, 40, nullptr, 0, "reflections in a row, 6" },
     { "refract_limit", &scene_render::refract_limit, 0, 40, nullptr, 0,
         "surfaces of glass in a row, 8; both together at most 41" },
