@@ -27,5 +27,5 @@ LD_LIBRARY_PATH="$library" "$work/consumer/consumer"
 echo "pkg-config"
 export PKG_CONFIG_PATH="$library/pkgconfig"
 "$compiler" -std=c11 "$source/tests/install/consumer/main.c" -o "$work/by_pkg_config" \
-    $(pkg-config --define-variable=prefix="$prefix" --cflags --libs zirconlite)
+    $(pkg-config --cflags --libs zirconlite)
 LD_LIBRARY_PATH="$library" "$work/by_pkg_config"
