@@ -19,7 +19,7 @@ namespace
 struct wide_ray
 {
     __m256 near_origin[3], far_origin[3], near_inverse[3], far_inverse[3], t_min_box;
-    int backward[3];
+    size_t near_row[3], far_row[3]; ///< of the planes of each axis in a node's bounds
     __m256d origin[3], direction[3], t_min;
 };
 
@@ -36,7 +36,8 @@ ZR_TARGET inline wide_ray widen(const ray& r)
         w.far_origin[axis] = _mm256_set1_ps(a.far_origin);
         w.near_inverse[axis] = _mm256_set1_ps(a.near_inverse);
         w.far_inverse[axis] = _mm256_set1_ps(a.far_inverse);
-        w.backward[axis] = a.backward;
+        w.near_row[axis] = size_t(a.backward ? 3 + axis : axis) * tree_width;
+        w.far_row[axis] = size_t(a.backward ? axis : 3 + axis) * tree_width;
         w.origin[axis] = _mm256_set1_pd(origin[axis]);
         w.direction[axis] = _mm256_set1_pd(direction[axis]);
     }
@@ -47,11 +48,12 @@ ZR_TARGET inline wide_ray widen(const ray& r)
 
 ZR_TARGET inline unsigned hit_children(const tree_node& node, const wide_ray& w, float limit, float* near)
 {
+    const float* planes = node.bounds[0][0];
     __m256 enter = w.t_min_box, leave = _mm256_set1_ps(limit);
     for (int axis = 0; axis < 3; ++axis)
     {
-        const __m256 low = _mm256_loadu_ps(node.bounds[w.backward[axis]][axis]);
-        const __m256 high = _mm256_loadu_ps(node.bounds[1 - w.backward[axis]][axis]);
+        const __m256 low = _mm256_load_ps(planes + w.near_row[axis]);
+        const __m256 high = _mm256_load_ps(planes + w.far_row[axis]);
         enter = _mm256_max_ps(
             enter, _mm256_mul_ps(_mm256_sub_ps(low, w.near_origin[axis]), w.near_inverse[axis]));
         leave = _mm256_min_ps(

@@ -101,12 +101,24 @@ ZR_TARGET bool nearest_hit(const search_tree& tree, scene_object* const* objects
             const tree_node& node = tree.nodes[number];
             float near[tree_width];
             const unsigned hits = hit_children(node, w, box_limit(best.t), near);
-            if (hits && !(hits & (hits - 1)))
+            if (hits)
             {
-                reference = node.children[__builtin_ctz(hits)];
+                const int first = __builtin_ctz(hits);
+                const unsigned others = hits & (hits - 1);
+                reference = node.children[first];
+                if (!others) { continue; }
+                if (!(others & (others - 1)))
+                {
+                    const int second = __builtin_ctz(others);
+                    const bool in_order = near[first] <= near[second];
+                    stack[top++] = { near[in_order ? second : first], node.children[in_order ? second : first] };
+                    if (!in_order) { reference = node.children[second]; }
+                    continue;
+                }
+                top = push_children(node, hits, near, stack, top);
+                reference = stack[--top].reference;
                 continue;
             }
-            top = push_children(node, hits, near, stack, top);
         }
         else if ((reference & reference_kind) == reference_block)
         {
