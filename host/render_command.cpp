@@ -41,7 +41,9 @@ void set_region(const scene& s, render_job& job)
 {
     const auto& r = *s.render.region;
     const int width = s.render.size[0], height = s.render.size[1];
-    const int bottom = height - (r[1] + r[3]), top = height - r[1];
+    const int bottom = height - (r[1] + r[3]), top = height - r[1], right = r[0] + r[2];
+    // A job's region ends at a multiple of 4: what lies beyond the last one takes the whole picture.
+    if (right > width / 4 * 4 || top > height / 4 * 4) { return; }
     const auto low = [](int v, int size) { return v == 0 ? 0.0 : (v + 0.5) / size; };
     const auto high = [](int v, int size)
     {
@@ -51,7 +53,7 @@ void set_region(const scene& s, render_job& job)
     job.flags |= JOB_REGION;
     job.region[0] = low(r[0], width);
     job.region[1] = low(bottom, height);
-    job.region[2] = high(r[0] + r[2], width);
+    job.region[2] = high(right, width);
     job.region[3] = high(top, height);
 }
 
