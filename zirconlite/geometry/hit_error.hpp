@@ -14,12 +14,13 @@ namespace zr
 /// grows them by it, so that no hit falls where its object is not looked for. 0 for a box without bounds.
 inline double hit_error(const bounding_box& box)
 {
+    const auto larger = [](double a, double b) { return a > b ? a : b; };
     const double size =
-        std::fmax(box.max.x - box.min.x, std::fmax(box.max.y - box.min.y, box.max.z - box.min.z));
-    const double x = std::fmax(std::fabs(box.min.x), std::fabs(box.max.x));
-    const double y = std::fmax(std::fabs(box.min.y), std::fabs(box.max.y));
-    const double z = std::fmax(std::fabs(box.min.z), std::fabs(box.max.z));
-    const double error = 1e-5 * size + 5e-7 * std::fmax(x, std::fmax(y, z));
+        larger(box.max.x - box.min.x, larger(box.max.y - box.min.y, box.max.z - box.min.z));
+    const double x = larger(std::fabs(box.min.x), std::fabs(box.max.x));
+    const double y = larger(std::fabs(box.min.y), std::fabs(box.max.y));
+    const double z = larger(std::fabs(box.min.z), std::fabs(box.max.z));
+    const double error = 1e-5 * size + 5e-7 * larger(x, larger(y, z));
     return std::isfinite(error) ? error : 0.0;
 }
 

@@ -71,13 +71,15 @@ struct build_range
 
 size_t blocks_of(size_t count) { return (count + block_width - 1) / block_width; }
 
-float outward(double bound, double towards)
+/// A bound in f32 on the outer side (`side` -1 low, 1 high). Boxes stay finite, so that the differences in the
+/// box test are never NaN.
+float outward(double bound, float side)
 {
-    // Boxes stay finite, so that the differences in the box test are never NaN.
-    const double held = std::fmin(std::fmax(bound, double(-FLT_MAX)), double(FLT_MAX));
+    const double held = bound < -double(FLT_MAX) ? -double(FLT_MAX) : bound > double(FLT_MAX) ? double(FLT_MAX) : bound;
     const auto rounded = static_cast<float>(held);
-    const bool inside = towards < 0.0 ? rounded > held : rounded < held;
-    return inside ? std::nextafterf(rounded, towards < 0.0 ? -FLT_MAX : FLT_MAX) : rounded;
+    const float ulps = (rounded < 0.0f ? -rounded : rounded) * 1.2e-7f + FLT_MIN;
+    const float moved = rounded + side * ulps;
+    return moved < -FLT_MAX ? -FLT_MAX : moved > FLT_MAX ? FLT_MAX : moved;
 }
 
 build_ref make_ref(scene_object* object)
@@ -91,8 +93,8 @@ build_ref make_ref(scene_object* object)
     {
         // An object without bounds on an axis may be hit anywhere along it.
         const bool bounded = low[axis] <= high[axis];
-        ref.low[axis] = bounded ? outward(low[axis] - error, -1.0) : -FLT_MAX;
-        ref.high[axis] = bounded ? outward(high[axis] + error, 1.0) : FLT_MAX;
+        ref.low[axis] = bounded ? outward(low[axis] - error, -1.0f) : -FLT_MAX;
+        ref.high[axis] = bounded ? outward(high[axis] + error, 1.0f) : FLT_MAX;
     }
     ref.number = object->number;
     ref.is_triangle = object->vft->get_triangle && object->vft->store_triangle_hit;
