@@ -67,6 +67,7 @@ TEST_F(job_settings_test, OutOfRangeIsRefusedWithAReason)
 TEST_F(job_settings_test, ARegionIsRoundedOutputCroppedAndRefusedWhenEmpty)
 {
     document* d = open_room(1000, 64);
+    d->render_flags |= RENDER_FAST;
     const struct { const char* what; double region[4]; int32_t crop[4]; } cases[] = {
         { "in the middle", { 0.3, 0.25, 0.7, 0.99 }, { 288, 16, 700, 60 } },
         { "all of it", { 0, 0, 1, 1 }, { 0, 0, 1000, 64 } },

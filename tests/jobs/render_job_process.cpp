@@ -214,7 +214,7 @@ TEST_F(render_job_test, AStopInAnyPassLeavesAUsablePicture)
 /// A scene that keeps the last pass busy for much longer than a pause may take.
 document* open_slow_room()
 {
-    document* d = open_room(800, 800);
+    document* d = open_room(400, 400);
     d->quality = 5;
     d->render_flags |= RENDER_SOFT_SHADOWS;
     light lamp = lamp_at({ -0.5, 0, 2.8 }, 100);
