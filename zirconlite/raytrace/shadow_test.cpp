@@ -269,9 +269,12 @@ bool shadow_test(document& document, const light* source, ray& r)
 {
     if (source && source->shadow_strength == 0.0) { return false; }
     scene_object** blocker = nullptr;
-    if (r.shadow_cache)
+    // Light thrown back within glass counts as reflected, beyond `reflect_limit`; depths that the cache does not
+    // reach do without.
+    const int32_t depth = r.refract_depth + r.reflect_depth;
+    if (r.shadow_cache && depth < RECURSION_LIMIT_SUM)
     {
-        blocker = &r.shadow_cache->blocker[r.refract_depth + r.reflect_depth];
+        blocker = &r.shadow_cache->blocker[depth];
         if (blocked_by_cached(source, r, *blocker)) { return true; }
     }
     if (r.counters) { ++r.counters->shadow_rays; }
