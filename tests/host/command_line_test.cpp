@@ -135,6 +135,7 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
         { "region outside", { "render", "room.toml", "--region", "90,0,20,10" }, 64, "90,0,20,10" },
         { "misspelt projection", { "render", "room.toml", "--projection", "perspectiv" }, 64,
             "did you mean \"perspective\"?" },
+        { "misspelt structure", { "render", "room.toml", "--search", "gird" }, 64, "did you mean \"grid\"?" },
         { "missing scene", { "render", "none.toml" }, 3, "none.toml: scene file not found" },
         { "wrong key", { "render", "key.toml" }, 2, "did you mean \"lumens\"?" },
         { "missing model", { "render", "model.toml" }, 3, "absent.obj: model file not found" },
@@ -175,6 +176,22 @@ TEST_F(CommandLine, ExplainsItself)
     }
     EXPECT_EQ(run({ "--version" }), 0);
     EXPECT_EQ(folder.read("output.txt").substr(0, 11), "zirconlite ");
+}
+
+TEST_F(CommandLine, RendersOnePictureThroughEitherSearchStructure)
+{
+    folder.write("grid.toml", std::string(room_toml).replace(std::string(room_toml).find("threads"), 0, "search = \"grid\"\n"));
+    EXPECT_EQ(run({ "render", "room.toml", "-o", "plain.png" }), 0);
+    const std::string plain = folder.read("plain.png");
+    EXPECT_GT(facts("plain.png").mean, 1.0);
+    const std::vector<std::string> ways[] = { { "render", "grid.toml" }, { "render", "room.toml", "--search", "grid" },
+        { "render", "grid.toml", "--search", "tree" } };
+    for (std::vector<std::string> arguments : ways)
+    {
+        arguments.insert(arguments.end(), { "-o", "out.png" });
+        EXPECT_EQ(run(arguments), 0) << errors();
+        EXPECT_TRUE(folder.read("out.png") == plain) << arguments[1];
+    }
 }
 
 TEST_F(CommandLine, RendersPicturesOfTheSizesAskedFor)

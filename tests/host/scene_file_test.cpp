@@ -42,6 +42,7 @@ clip_planes = [[0, 0, 1, -2]]
 [render]
 size = [320, 200]
 light_model = "fast"
+search = "grid"
 region = [10, 20, 30, 40]
 [tone]
 method = "power"
@@ -73,6 +74,7 @@ altitude_deg = 45
     EXPECT_EQ(s.camera.projection, 1);
     EXPECT_EQ(s.camera.clip_planes.at(0)[3], -2);
     EXPECT_EQ(s.render.light_model, 0);
+    EXPECT_EQ(s.render.search, 0);
     EXPECT_EQ((*s.render.region)[3], 40);
     EXPECT_EQ(s.tone.method, 0);
     EXPECT_NEAR(s.background.color.rgb[1], 128 / 255.0, 1e-12);
