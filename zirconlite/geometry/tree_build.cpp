@@ -113,8 +113,9 @@ struct cut
 int4 bins_of(const build_ref& r, const cut& c)
 {
     const int4 bins = __builtin_convertvector((centre(r) - c.origin) * c.scale, int4);
-    const int4 last = int4{ c.bins - 1, c.bins - 1, c.bins - 1, c.bins - 1 };
-    return bins < last ? bins : last;
+    const int4 last = int4{ c.bins - 1, c.bins - 1, c.bins - 1, c.bins - 1 }, first = {};
+    const int4 held = bins < last ? bins : last;
+    return held > first ? held : first; // an infinite centre on an axis without extent gives no number
 }
 
 struct binning
