@@ -40,7 +40,10 @@ hit_record record_of(const ray& r)
         { r.element_coords[0], r.element_coords[1], r.element_coords[2] }, r.hit_element, r.hit_object };
 }
 
-bool same(const hit_record& a, const hit_record& b) { return memcmp(&a, &b, sizeof a) == 0; }
+bool same(const hit_record& a, const hit_record& b)
+{
+    return memcmp(&a, &b, sizeof a) == 0;
+}
 
 /// A small scene that a number decides about, and rays into it.
 struct mixed_scene
@@ -63,7 +66,10 @@ struct mixed_scene
     }
 
     int pick(int count) { return static_cast<int>(random() % static_cast<unsigned>(count)); }
-    double number(double low, double high) { return std::uniform_real_distribution<double>(low, high)(random); }
+    double number(double low, double high)
+    {
+        return std::uniform_real_distribution<double>(low, high)(random);
+    }
     vector3 free_vector() { return { number(-1, 1), number(-1, 1), number(-1, 1) }; }
     vector3 place() { return origin + free_vector() * unit; }
     vector3 on_lattice()
@@ -190,7 +196,8 @@ visit_log visits(const document& d, const ray& r)
     log.start.hit_t = ZR_FAR; // only t_min and t_max count
     log.start.hit_object = nullptr;
     ray walk = log.start;
-    EXPECT_FALSE(visit_hits(d, walk,
+    EXPECT_FALSE(visit_hits(
+        d, walk,
         [](void* context, ray& at)
         {
             auto& l = *static_cast<visit_log*>(context);
@@ -246,7 +253,8 @@ TEST(SearchTree, AllPathsThroughMixedScenesGiveTheSameHitsToTheLastBit)
                 const ray wanted = nearest_of_all(*m.s.doc, shots[n]);
                 ray r = shots[n];
                 const bool improved = find_nearest_hit(*m.s.doc, r);
-                const bool improves = wanted.hit_t != shots[n].hit_t || wanted.hit_object != shots[n].hit_object;
+                const bool improves =
+                    wanted.hit_t != shots[n].hit_t || wanted.hit_object != shots[n].hit_object;
                 wrong += improved != improves || (improves && !same(record_of(r), record_of(wanted)));
                 if (n % 3) { continue; }
                 const visit_log log = visits(*m.s.doc, shots[n]);
@@ -267,8 +275,9 @@ namespace
 /// Faces of a wavy sheet of `side` by `side` squares over 0 to 1.
 void add_sheet(test::mesh& m, int side)
 {
-    const auto at = [side](int x, int y)
-    { return vector3{ double(x) / side, double(y) / side, 0.02 * std::sin(0.3 * x) * std::cos(0.2 * y) }; };
+    const auto at = [side](int x, int y) {
+        return vector3{ double(x) / side, double(y) / side, 0.02 * std::sin(0.3 * x) * std::cos(0.2 * y) };
+    };
     for (int i = 0; i < side * side; ++i)
     {
         const int x = i % side, y = i / side;
@@ -313,10 +322,7 @@ TEST(SearchTree, ObjectsOfOnePlaceAreHeldInBoundedMemoryAndDepth)
         m.vertices = { { 5, 6, 7 }, { 5 + c.size, 6, 7 }, { 5, 6 + c.size, 7 } };
         for (int i = 0; i < c.faces; ++i) { m.polygons.push_back({ 0, 1, 2 }); }
         if (c.spread) { m.triangle({ 90, 90, 90 }, { 91, 90, 90 }, { 90, 91, 95 }); }
-        if (c.faces)
-        {
-            ASSERT_TRUE(s.add(m));
-        }
+        if (c.faces) { ASSERT_TRUE(s.add(m)); }
         for (int i = 0; i < c.spheres; ++i) { round.add(s.doc, test::BALL_PLAIN, { 5, 6, 7 }, 0, nullptr); }
         for (const test::search_path& path : test::search_paths)
         {
@@ -326,7 +332,7 @@ TEST(SearchTree, ObjectsOfOnePlaceAreHeldInBoundedMemoryAndDepth)
             ASSERT_TRUE(zr_build_voxel_grid(s.doc));
             constexpr double cells_of_a_grid = 64 * 32768;
             EXPECT_LE(bytes_held(s.doc), c.bytes_each * (c.faces + c.spheres) +
-                    (path.structure == SEARCH_GRID ? cells_of_a_grid : 0.0));
+                                             (path.structure == SEARCH_GRID ? cells_of_a_grid : 0.0));
             if (path.structure == SEARCH_TREE) { EXPECT_LE(s.doc->voxel_grid->tree.depth, 56); }
             const vector3 middle = vector3{ 5, 6, 7 } + vector3{ c.size, c.size, 0 } * 0.3;
             ray r = s.eye_ray(middle + vector3{ 0, 0, 3 }, { 0, 0, -1 });
@@ -342,7 +348,8 @@ TEST(SearchTree, ObjectsOfOnePlaceAreHeldInBoundedMemoryAndDepth)
 TEST(SearchTree, BoundsWithoutSenseLeaveTheOtherObjectsFindable)
 {
     const double inf = std::numeric_limits<double>::infinity();
-    const vector3 far[] = { { inf, inf, inf }, { -inf, -inf, -inf }, { 1e300, -1e300, 0 }, { 3.3e38, 3.3e38, -3.3e38 } };
+    const vector3 far[] = { { inf, inf, inf }, { -inf, -inf, -inf }, { 1e300, -1e300, 0 },
+        { 3.3e38, 3.3e38, -3.3e38 } };
     test::balls round;
     test::scene s;
     test::mesh m;
@@ -379,7 +386,8 @@ TEST(SearchTree, TheResultDoesNotDependOnTheProcessors)
     ASSERT_TRUE(s.add(m));
     for (int i = 0; i < 500; ++i)
     {
-        round.add(s.doc, static_cast<test::ball_kind>(i % 50 ? 0 : 1), { i * 0.002, 0.5, 0.1 }, 0.01, nullptr);
+        round.add(
+            s.doc, static_cast<test::ball_kind>(i % 50 ? 0 : 1), { i * 0.002, 0.5, 0.1 }, 0.01, nullptr);
     }
     std::string first;
     for (int processors = 1; processors <= 8; ++processors)
@@ -392,8 +400,14 @@ TEST(SearchTree, TheResultDoesNotDependOnTheProcessors)
         constexpr size_t node_bytes = offsetof(tree_node, children) + sizeof(tree_node::children);
         constexpr size_t block_bytes = offsetof(triangle_block, numbers) + sizeof(triangle_block::numbers);
         std::string all;
-        for (size_t i = 0; i < t.node_count; ++i) { all.append(reinterpret_cast<const char*>(t.nodes + i), node_bytes); }
-        for (size_t i = 0; i < t.block_count; ++i) { all.append(reinterpret_cast<const char*>(t.blocks + i), block_bytes); }
+        for (size_t i = 0; i < t.node_count; ++i)
+        {
+            all.append(reinterpret_cast<const char*>(t.nodes + i), node_bytes);
+        }
+        for (size_t i = 0; i < t.block_count; ++i)
+        {
+            all.append(reinterpret_cast<const char*>(t.blocks + i), block_bytes);
+        }
         all.append(reinterpret_cast<const char*>(t.runs), t.run_count * sizeof(object_run));
         all += std::to_string(t.root) + " " + std::to_string(t.depth);
         if (processors == 1) { first = all; }
@@ -411,9 +425,18 @@ TEST(SearchTree, EveryObjectStandsInOneLeaf)
     ASSERT_TRUE(zr_build_voxel_grid(m.s.doc));
     const search_tree& t = m.s.doc->voxel_grid->tree;
     std::map<uint32_t, int> places;
-    const auto count = [&](uint32_t number) { if (number) { ++places[number]; } };
-    for (size_t i = 0; i < t.block_count; ++i) { for (const uint32_t n : t.blocks[i].numbers) { count(n); } }
-    for (size_t i = 0; i < t.run_count; ++i) { for (const uint32_t n : t.runs[i].numbers) { count(n); } }
+    const auto count = [&](uint32_t number)
+    {
+        if (number) { ++places[number]; }
+    };
+    for (size_t i = 0; i < t.block_count; ++i)
+    {
+        for (const uint32_t n : t.blocks[i].numbers) { count(n); }
+    }
+    for (size_t i = 0; i < t.run_count; ++i)
+    {
+        for (const uint32_t n : t.runs[i].numbers) { count(n); }
+    }
     EXPECT_EQ(places.size(), m.s.doc->object_table_count - 1u);
     for (const auto& [number, times] : places) { EXPECT_EQ(times, 1) << number; }
 }
@@ -480,7 +503,8 @@ TEST(SearchTree, AHostFollowsAndStopsABuild)
             size_t call;
             int32_t* word;
         } const stops[] = { { 0, nullptr }, { 1, nullptr }, { codes.size() / 2, nullptr },
-            { codes.size() - 3, nullptr }, { 1, &s.doc->preprocess_stop }, { codes.size() / 2, &s.doc->stop_render } };
+            { codes.size() - 3, nullptr }, { 1, &s.doc->preprocess_stop },
+            { codes.size() / 2, &s.doc->stop_render } };
         for (const auto& stop : stops)
         {
             SCOPED_TRACE(stop.call);
@@ -516,7 +540,10 @@ TEST(SearchTree, ABuildThatMemoryFailsGivesZeroAndIsTriedAgain)
     test::mesh m;
     add_sheet(m, 60);
     ASSERT_TRUE(s.add(m));
-    for (int i = 0; i < 20; ++i) { round.add(s.doc, test::BALL_PLAIN, { i * 0.05, 0.5, 0.1 }, 0.01, nullptr); }
+    for (int i = 0; i < 20; ++i)
+    {
+        round.add(s.doc, test::BALL_PLAIN, { i * 0.05, 0.5, 0.1 }, 0.01, nullptr);
+    }
     for (const int32_t structure : { SEARCH_TREE, SEARCH_GRID })
     {
         SCOPED_TRACE(structure);

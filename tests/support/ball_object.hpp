@@ -30,7 +30,10 @@ struct ball_object
     bounding_box told; ///< what the kinds that tell odd bounds say
 };
 
-inline const ball_object& ball_of(const scene_object* o) { return *reinterpret_cast<const ball_object*>(o); }
+inline const ball_object& ball_of(const scene_object* o)
+{
+    return *reinterpret_cast<const ball_object*>(o);
+}
 
 inline int32_t hit_ball(ray* r, scene_object* o, double t_low, double t_high)
 {
@@ -121,14 +124,20 @@ struct balls
 /// Bounds that say little: not a number, without end, beyond f32, or on one axis alone.
 inline bounding_box odd_bounds(int which, const bounding_box& real)
 {
-    const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN(),
+                 inf = std::numeric_limits<double>::infinity();
     switch (which % 5)
     {
-    case 0: return { { nan, nan, nan }, { nan, nan, nan } };
-    case 1: return { { -inf, -inf, -inf }, { inf, inf, inf } };
-    case 2: return { { -1e300, -1e39, real.min.z }, { 1e300, 1e39, real.max.z } };
-    case 3: return { { real.min.x, nan, real.min.z }, { real.max.x, nan, real.max.z } };
-    default: return { { real.min.x, real.min.y, -inf }, { inf, real.max.y, real.max.z } };
+    case 0:
+        return { { nan, nan, nan }, { nan, nan, nan } };
+    case 1:
+        return { { -inf, -inf, -inf }, { inf, inf, inf } };
+    case 2:
+        return { { -1e300, -1e39, real.min.z }, { 1e300, 1e39, real.max.z } };
+    case 3:
+        return { { real.min.x, nan, real.min.z }, { real.max.x, nan, real.max.z } };
+    default:
+        return { { real.min.x, real.min.y, -inf }, { inf, real.max.y, real.max.z } };
     }
 }
 
