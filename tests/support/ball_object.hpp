@@ -15,8 +15,8 @@
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/material.h"
-#include "zirconlite/materials/surface_evaluation.hpp"
 #include "zirconlite/raytrace/ray.h"
+#include "zirconlite/raytrace/surface.h"
 
 namespace test
 {
