@@ -387,8 +387,13 @@ bool add_part(tree_work& w, const build_range& r, uint32_t parent)
     if (!block) { return false; }
     auto* part = new (block) tree_part{};
     part->range = r;
-    if (w.parts.push(part) && w.part_parents.push(parent)) { return true; }
-    return false;
+    if (!w.parts.push(part))
+    {
+        part->~tree_part();
+        zr_free(part);
+        return false;
+    }
+    return w.part_parents.push(parent);
 }
 
 build_result build_top(tree_work& w, const build_range& all)

@@ -177,21 +177,18 @@ ZR_TARGET bool all_hits(
     if (tree.root == reference_none) { return false; }
     const wide_ray w = widen(r);
     const float limit = box_limit(r.t_max);
-    uint32_t stack[stack_room];
+    waiting stack[stack_room];
     int top = 0;
-    stack[top++] = tree.root;
+    stack[top++] = { 0.0f, tree.root };
     while (top > 0)
     {
-        const uint32_t reference = stack[--top], number = reference & reference_number;
+        const uint32_t reference = stack[--top].reference, number = reference & reference_number;
         bool ended = false;
         if ((reference & reference_kind) == reference_node)
         {
             const tree_node& node = tree.nodes[number];
             float near[tree_width];
-            for (unsigned hits = hit_children(node, w, limit, near); hits; hits &= hits - 1)
-            {
-                stack[top++] = node.children[__builtin_ctz(hits)];
-            }
+            top = push_children(node, hit_children(node, w, limit, near), near, stack, top);
         }
         else if ((reference & reference_kind) == reference_block)
         {
