@@ -46,6 +46,8 @@ struct shadow_walk
     bool overflow;
     bool resumes; ///< panes up to `last` are done
     pane last;
+    bool has_passed;
+    pane passed; ///< the last one that was filtered
 };
 
 bool hides_its_light(const scene_object* object, const light* source)
@@ -117,13 +119,7 @@ void insert(shadow_walk& walk, const pane& p)
 {
     for (int i = 0; i < walk.count; ++i)
     {
-        pane& other = walk.panes[i];
-        if (other.object == p.object) { return; }
-        if (!is_one_point(walk.doc, other, p)) { continue; }
-        if (!lies_before(p, other)) { return; }
-        // The nearer of the two stands for both, whichever is met first.
-        for (; i + 1 < walk.count; ++i) { walk.panes[i] = walk.panes[i + 1]; }
-        --walk.count;
+        if (walk.panes[i].object == p.object) { return; }
     }
     if (walk.count == shadow_walk::room)
     {
@@ -142,7 +138,7 @@ bool visit(void* context, ray& r)
 {
     shadow_walk& walk = *static_cast<shadow_walk*>(context);
     const pane p = pane_at_hit(r);
-    if (walk.resumes && (!lies_before(walk.last, p) || is_one_point(walk.doc, walk.last, p))) { return false; }
+    if (walk.resumes && !lies_before(walk.last, p)) { return false; }
     if (is_skipped(p.object, r, walk.source)) { return false; }
     // Whatever else stands there, one opaque object takes all light away, so any of them ends the walk.
     if (strength_of(walk.source) >= 1.0 && hit_is_opaque(r)) { return true; }
@@ -205,6 +201,10 @@ bool filter_panes(shadow_walk& walk, ray& r)
 {
     for (int i = 0; i < walk.count; ++i)
     {
+        // Two faces of a mesh that meet in the point hit count once, whichever the search met first.
+        if (walk.has_passed && is_one_point(walk.doc, walk.passed, walk.panes[i])) { continue; }
+        walk.passed = walk.panes[i];
+        walk.has_passed = true;
         scene_object* object = walk.panes[i].object;
         r.hit_t = ZR_FAR;
         r.hit_object = nullptr;
@@ -216,7 +216,7 @@ bool filter_panes(shadow_walk& walk, ray& r)
 
 bool follow(document& document, const light* source, ray& r)
 {
-    shadow_walk walk = { document, source, {}, 0, false, false, {} };
+    shadow_walk walk = { document, source, {}, 0, false, false, {}, false, {} };
     for (;;)
     {
         walk.count = 0;
