@@ -99,6 +99,8 @@ typedef struct render_view
     double background_exponent, background_scale; /**< the operator for the background layer */
     struct histogram* histogram;      /**< owned; NULL none */
     int32_t tone_method;       /**< a tone_method */
+    int32_t background_method; /**< the tone_method under which the picture's background was made, plus 1; a job
+                                    sets it. 0: `tone_method` */
     uint32_t exposure_flags;   /**< EXPOSURE_* bits */
     float brightness;          /**< -5 to 5 */
     float contrast;            /**< 0.001 to 0.999 */

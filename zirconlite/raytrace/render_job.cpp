@@ -320,6 +320,7 @@ bool start_job(render_job& request)
 
 void prepare_surroundings(document& document, render_view& view)
 {
+    view.background_method = view.tone_method + 1;
     environment_prepare(document, document.environment, view);
     environment_prepare(document, document.reflected_environment, view);
     ground_prepare(document);

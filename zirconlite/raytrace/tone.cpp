@@ -21,7 +21,8 @@ void set_black(float rgb[3])
     rgb[0] = rgb[1] = rgb[2] = 0.0f;
 }
 void hold_to_range(float rgb[3]);
-const histogram* curve_of(const render_view& view);
+const histogram* curve_of(const render_view& view, int32_t method);
+void follow_method(const render_view& view, float background[3]);
 
 int32_t power_tone(const render_view& view, double exponent, double scale, float rgb[3], bool plain);
 void inverse_power_tone(double exponent, double scale, float rgb[3]);
@@ -53,14 +54,14 @@ int32_t get_tone_operator(
 int32_t tone(const render_view* view, double exponent, double scale, float rgb[3], int32_t plain)
 {
     hold_to_range(rgb);
-    const histogram* curve = curve_of(*view);
+    const histogram* curve = curve_of(*view, view->tone_method);
     if (curve) { return histogram_tone(*curve, rgb, plain != 0); }
     return power_tone(*view, exponent, scale, rgb, plain != 0);
 }
 
 int32_t inverse_tone(const render_view* view, double exponent, double scale, float rgb[3])
 {
-    const histogram* curve = curve_of(*view);
+    const histogram* curve = curve_of(*view, view->tone_method);
     if (view->tone_method == TONE_HISTOGRAM && !curve)
     {
         set_black(rgb);
@@ -85,17 +86,19 @@ int32_t zr_get_rgb_from_pixel_components(
         for (int j = 0; j < 3; ++j) { rgb[j] = components->simple[j]; }
         return 1;
     }
+    float background[3] = { components->background[0], components->background[1], components->background[2] };
+    follow_method(*view, background);
     const uint32_t kinds = components->present & (PIXEL_HAS_SURFACE | PIXEL_HAS_BACKGROUND);
     if (kinds == PIXEL_HAS_BACKGROUND)
     {
-        for (int j = 0; j < 3; ++j) { rgb[j] = components->background[j]; }
+        for (int j = 0; j < 3; ++j) { rgb[j] = background[j]; }
         tone(view, view->background_exponent, view->background_scale, rgb, 1);
         return 1;
     }
     const float ratio = components->source_ratio;
     const float gain = view->source_gain > 0.0f ? std::min(view->source_gain, 4.0f) : 0.0f;
     const float factor = (1.0f - ratio) + gain * ratio;
-    for (int j = 0; j < 3; ++j) { rgb[j] = factor * components->surface[j] + components->background[j]; }
+    for (int j = 0; j < 3; ++j) { rgb[j] = factor * components->surface[j] + background[j]; }
     tone(view, view->tone_exponent, view->tone_scale, rgb, 0);
     return 1;
 }
@@ -123,12 +126,27 @@ void hold_to_range(float rgb[3])
     for (int j = 0; j < 3; ++j) { rgb[j] = rgb[j] > 0.0f ? std::min(rgb[j], largest_radiance) : 0.0f; }
 }
 
-/// The histogram in force; null with the power curve, and before a histogram has been finished. Then the
-/// power curve serves, with tone values of 1.0.
-const histogram* curve_of(const render_view& view)
+/// The histogram that a method uses; null with the power curve, and before a histogram has been finished. Then
+/// the power curve serves, with tone values of 1.0.
+const histogram* curve_of(const render_view& view, int32_t method)
 {
-    if (view.tone_method != TONE_HISTOGRAM || !view.histogram) { return nullptr; }
+    if (method != TONE_HISTOGRAM || !view.histogram) { return nullptr; }
     return view.histogram->bin_width > 0.0f ? view.histogram : nullptr;
+}
+
+/// A background was turned into light by the inverse of the operator of its time. Where another one shows the
+/// picture, it is turned into what that one shows as the same colour.
+void follow_method(const render_view& view, float background[3])
+{
+    const int32_t made_by = view.background_method - 1;
+    if (made_by < 0 || made_by == view.tone_method) { return; }
+    hold_to_range(background);
+    const double exponent = view.background_exponent, scale = view.background_scale;
+    const histogram* curve = curve_of(view, made_by);
+    if (curve) { histogram_tone(*curve, background, true); }
+    else { power_tone(view, exponent, scale, background, true); }
+    for (int j = 0; j < 3; ++j) { background[j] = float(pow(double(background[j]), zr::display_gamma)); }
+    inverse_tone(&view, exponent, scale, background);
 }
 
 int32_t power_tone(const render_view& view, double exponent, double scale, float rgb[3], bool plain)
