@@ -30,15 +30,20 @@ struct place
     bool operator==(const place&) const = default;
 };
 
-/// Vertex numbers for places, in order of first use. -0 and 0 are the same place.
+/// What a rounding of sines and cosines leaves in place of 0, as a share of the part's largest coordinate.
+constexpr float zero_share = 1e-7f;
+
+/// Vertex numbers for places, in order of first use. -0 and 0 are the same place, and so is what lies nearer
+/// to 0 than `zero`: the pole of a computed ball would be a hole without it.
 class place_table
 {
 public:
-    explicit place_table(size_t expected) : slots_(std::bit_ceil(expected * 2 + 16), 0) {}
+    place_table(size_t expected, float zero) : slots_(std::bit_ceil(expected * 2 + 16), 0), zero_(zero) {}
 
     uint32_t number_of(const float* p)
     {
-        const place at{ p[0] + 0.0f, p[1] + 0.0f, p[2] + 0.0f };
+        const auto held = [this](float c) { return std::fabs(c) <= zero_ ? 0.0f : c; };
+        const place at{ held(p[0]), held(p[1]), held(p[2]) };
         size_t slot = hash(at) & (slots_.size() - 1);
         while (slots_[slot])
         {
@@ -63,6 +68,7 @@ private:
         return h;
     }
     std::vector<uint32_t> slots_; // number + 1, 0 empty; never more than half full
+    float zero_;
     std::vector<place> places_;
 };
 
@@ -103,7 +109,12 @@ welded_part weld(const std::vector<corner_mesh>& part, uint64_t& dropped)
 {
     size_t total = 0;
     for (const corner_mesh& m : part) { total += m.positions.size() / 3; }
-    place_table table(total);
+    float largest = 0;
+    for (const corner_mesh& m : part)
+    {
+        for (const float c : m.positions) { largest = std::max(largest, std::fabs(c)); }
+    }
+    place_table table(total, largest * zero_share);
     welded_part w;
     w.corners.reserve(total);
     w.source_corner.reserve(total);

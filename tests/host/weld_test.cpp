@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <span>
 
 using namespace host;
 
@@ -84,6 +85,9 @@ TEST(Weld, TellsSolidsFromSheets)
     lid.corner_count = { 4 };
     lid.material = 1;
 
+    corner_mesh rounded = cube(0); // one corner of one face is where a sine left it
+    for (float& c : std::span(rounded.positions).first(3)) { c += 6e-17f; }
+
     struct
     {
         const char* what;
@@ -91,6 +95,7 @@ TEST(Weld, TellsSolidsFromSheets)
         size_t closed, open;
     } const cases[] = {
         { "cube", { cube(0) }, 1, 0 },
+        { "cube with zeros that were rounded", { rounded }, 1, 0 },
         { "box without a lid", { cube(0, 5) }, 0, 1 },
         { "cube with a face turned over", { turned }, 0, 1 },
         { "cube of two materials", { body, lid }, 2, 0 },
