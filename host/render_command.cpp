@@ -61,6 +61,7 @@ void measure_by_probes(document* d)
 {
     zr_init_raytrace(d, &d->views[1]);
     zr_set_rt_world_log_avg_luminance(d, &d->views[1]);
+    zr_get_raytrace_tone_op_from_world_lum(&d->views[1]);
 }
 
 /// Runs the job to its end or to a stop. False when workers still run after a stop: a pixel can take long.

@@ -274,6 +274,21 @@ TEST_F(CommandLine, SavesPlanesVariantsAndBitmaps)
     EXPECT_NE(folder.read("output.txt").find("distances "), std::string::npos);
 }
 
+TEST_F(CommandLine, ExposesByProbesAsByTheFirstPass)
+{
+    for (const std::string method : { "power", "histogram" })
+    {
+        const std::string tone = "[tone]\nmethod = \"" + method + "\"\n";
+        folder.write("passes.toml", room_toml + tone);
+        std::string probed = room_toml + tone;
+        probed.insert(probed.find("[render]\n") + 9, "skip_preprocess = true\n");
+        folder.write("probes.toml", probed);
+        ASSERT_EQ(run({ "render", "passes.toml" }), 0) << errors();
+        ASSERT_EQ(run({ "render", "probes.toml" }), 0) << errors();
+        EXPECT_NEAR(facts("probes.png").mean, facts("passes.png").mean, 15) << method;
+    }
+}
+
 TEST_F(CommandLine, RendersScenesOfNothing)
 {
     EXPECT_EQ(run({ "render", "room.toml", "--size", "1x1", "-o", "pixel.png" }), 0) << errors();

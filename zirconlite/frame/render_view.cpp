@@ -31,6 +31,8 @@ void zr_init_view(document* document, render_view* view, zr_handle window)
     view->brightness = 0.0f;
     view->contrast = 0.5f;
     view->source_gain = 1.0f;
+    view->tone_exponent = view->tone_scale = 1.0;
+    view->background_exponent = view->background_scale = 1.0;
 }
 
 void zr_term_view(render_view* view)
