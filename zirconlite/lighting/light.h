@@ -111,7 +111,8 @@ struct light
     char16_t ies_path[260];
     struct goniometry* goniometry; /**< owned; NULL none */
     double falloff;               /**< exponent of the distance; usually 2, 0 for no attenuation */
-    double shadow_strength;       /**< 0 to 1; 0 casts no shadows */
+    double shadow_strength;       /**< 0 to 1; 0 casts no shadows. A blocked shadow ray leaves 1 less it of
+                                       the light, but a point whose rays are all blocked gets none */
     double single_ray_fraction;
     float intensity_color[3];     /**< colour x `candela` */
     float flux_color[3];          /**< colour x `lumens` */
