@@ -126,11 +126,13 @@ struct material_store
     const scene& s;
     document* d;
     std::map<std::string, used_material> by_name;
+    bool glows = false;
 
     const used_material& of(const std::string& key, const scene_material& m)
     {
         used_material& u = by_name[key];
         if (!u.entry) { u = { add_material(d, key, m), m.thin }; }
+        glows |= m.luminosity > 0;
         return u;
     }
     const used_material& of_mesh(const scene_model& from, const model& m, uint32_t index)
@@ -213,6 +215,20 @@ void add_mesh(document* d, const scene_model& from, const transform& t, const mo
     }
 }
 
+/// import_model, with the place in the scene in front of what went wrong.
+model import_for_scene(const scene& s, const scene_model& from, const import_request& request)
+{
+    try
+    {
+        return import_model(request);
+    }
+    catch (const failure& f)
+    {
+        if (f.code == exit_interrupted || f.code == exit_terminated) { throw; }
+        throw failure(f.code, fmt::format("{}:{}: {}", s.file.string(), from.line, f.what()));
+    }
+}
+
 void add_model(document* d, const scene& s, const scene_model& from, const import_limits& limits,
     material_store& materials, built_scene& built)
 {
@@ -221,7 +237,7 @@ void add_model(document* d, const scene& s, const scene_model& from, const impor
     request.metres_per_unit = from.unit.empty() ? 0 : metres_per_unit(from.unit).value_or(0);
     request.up = from.up.empty() ? 0 : from.up[0];
     request.limits = limits;
-    const model m = import_model(request);
+    const model m = import_for_scene(s, from, request);
 
     for (const auto& [name, chosen] : from.materials)
     {
@@ -368,10 +384,17 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
 {
     built_scene built;
     set_settings(s, d);
-    material_store materials{ s, d, {} };
+    material_store materials{ s, d, {}, false };
     for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, built); }
     d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
     for (const scene_light& l : s.lights) { add_light(d, s, l); }
+    if (!s.models.empty() && s.lights.empty() && !materials.glows)
+    {
+        throw failure(exit_bad_scene,
+            fmt::format("{}: the scene has models and nothing that shines; it needs a [[light]] or a material "
+                        "with luminosity",
+                s.file.string()));
+    }
     return built;
 }
 

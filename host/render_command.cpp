@@ -98,7 +98,6 @@ uint32_t state_of(document* d)
 void print_counts(const built_scene& built, const scene& s)
 {
     for (const std::string& note : built.notes) { std::fprintf(stderr, "zirconlite: %s\n", note.c_str()); }
-    if (s.lights.empty()) { std::fprintf(stderr, "zirconlite: the scene has no lights\n"); }
     std::fprintf(stderr, "%llu triangles, %zu lights\n", static_cast<unsigned long long>(built.triangles),
         s.lights.size());
 }

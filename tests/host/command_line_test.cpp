@@ -299,7 +299,8 @@ TEST_F(CommandLine, RendersScenesOfNothing)
     EXPECT_NEAR(facts("empty.png").mean, 127.5, 2);
     folder.write("dark.toml",
         "[camera]\neye = [0, -4, 1]\n[render]\nsize = [32, 32]\n[[model]]\nfile = \"room.obj\"\n");
-    EXPECT_EQ(run({ "render", "dark.toml" }), 0) << errors();
+    EXPECT_EQ(run({ "render", "dark.toml" }), 2);
+    EXPECT_NE(errors().find("nothing that shines"), std::string::npos) << errors();
 }
 
 TEST_F(CommandLine, StopsOnSignalsAndKeepsWhatItHas)
