@@ -115,7 +115,7 @@ TEST(MaterialList, FindsByNameAndLibrary)
 {
     static int loads;
     loads = 0;
-    zr::material_library_hook = [](const char16_t* library, const char16_t*) -> material*
+    zr::material_library_hook = [](const char16_t* library, const char16_t*, bool) -> material*
     {
         ++loads;
         return library[0] == u'w' ? new_simple_material() : nullptr;

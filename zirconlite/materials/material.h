@@ -184,6 +184,13 @@ ZR_API material* zr_build_matte_material(const float rgb[3]);
  *  when memory fails. */
 ZR_API material_entry* zr_add_material(document* document, const char16_t* name, material* material);
 
+/** A material read by `name` from the library file `library`, with both texts copied into it and no surface. The
+ *  caller frees it. NULL when the library cannot give it. `uncached` keeps its pictures out of the shared store. */
+ZR_API material* zr_load_from_library_ex(const char16_t* name, const char16_t* library, int32_t uncached);
+ZR_API material* zr_load_from_library(const char16_t* name, const char16_t* library); /**< with `uncached` 0 */
+/** The same with its neutral surface. */
+ZR_API material* zr_load_material_from_library(const char16_t* name, const char16_t* library);
+
 /** Looks for the entry of `name` in `library`, else makes one. Its `material` is NULL when the library cannot
  *  give it, and stays so. NULL when memory fails. */
 ZR_API material_entry* zr_load_material(

@@ -47,13 +47,35 @@ material_entry* zr_load_material(document* document, const char16_t* name, const
     if (material_entry* present = find_entry(*document, name, library)) { return present; }
     material_entry* entry = push_entry(*document, name, library);
     if (!entry) { return nullptr; }
-    entry->material = zr::material_library_hook ? zr::material_library_hook(library, name) : nullptr;
-    if (entry->material && !zr::resolve_neutral_surface(*entry->material))
-    {
-        free_material(entry->material);
-        entry->material = nullptr;
-    }
+    entry->material = zr_load_material_from_library(name, library);
     return entry;
+}
+
+material* zr_load_from_library_ex(const char16_t* name, const char16_t* library, int32_t uncached)
+{
+    if (!name || !library || !zr::material_library_hook) { return nullptr; }
+    material* read = zr::material_library_hook(library, name, uncached != 0);
+    if (!read) { return nullptr; }
+    zr_free(read->name);
+    zr_free(read->library);
+    read->name = zr_dupestring(name);
+    read->library = zr_dupestring(library);
+    if (read->name && read->library) { return read; }
+    free_material(read);
+    return nullptr;
+}
+
+material* zr_load_from_library(const char16_t* name, const char16_t* library)
+{
+    return zr_load_from_library_ex(name, library, 0);
+}
+
+material* zr_load_material_from_library(const char16_t* name, const char16_t* library)
+{
+    material* read = zr_load_from_library(name, library);
+    if (!read || zr::resolve_neutral_surface(*read)) { return read; }
+    free_material(read);
+    return nullptr;
 }
 
 int32_t zr_free_material_list(document* document)

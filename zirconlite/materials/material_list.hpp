@@ -19,7 +19,7 @@ bool resolve_neutral_surface(material& m);
 
 /// Reads material `name` of the library file `library`, without its surface; null when it cannot. The reader
 /// of libraries sets it; empty while there is none.
-using material_library_function = material* (*)(const char16_t* library, const char16_t* name);
+using material_library_function = material* (*)(const char16_t* library, const char16_t* name, bool uncached);
 extern material_library_function material_library_hook;
 
 } // namespace zr
