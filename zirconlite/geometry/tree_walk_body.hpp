@@ -177,18 +177,22 @@ ZR_TARGET bool all_hits(
     if (tree.root == reference_none) { return false; }
     const wide_ray w = widen(r);
     const float limit = box_limit(r.t_max);
-    waiting stack[stack_room];
+    uint32_t stack[stack_room];
     int top = 0;
-    stack[top++] = { 0.0f, tree.root };
+    stack[top++] = tree.root;
     while (top > 0)
     {
-        const uint32_t reference = stack[--top].reference, number = reference & reference_number;
+        const uint32_t reference = stack[--top], number = reference & reference_number;
         bool ended = false;
         if ((reference & reference_kind) == reference_node)
         {
             const tree_node& node = tree.nodes[number];
             float near[tree_width];
-            top = push_children(node, hit_children(node, w, limit, near), near, stack, top);
+            // Any order will do, and sorting costs more than the nearer blockers that it finds.
+            for (unsigned hits = hit_children(node, w, limit, near); hits; hits &= hits - 1)
+            {
+                stack[top++] = node.children[__builtin_ctz(hits)];
+            }
         }
         else if ((reference & reference_kind) == reference_block)
         {
