@@ -7,7 +7,8 @@
 namespace zr
 {
 
-struct thread_lights
+/// In cache lines of its own: it is written at every shaded point, while the others are read.
+struct alignas(128) thread_lights
 {
     double total_potential; ///< sum of the list's luminance
     double point_potential; ///< the same without window lights
