@@ -72,7 +72,7 @@ public:
                     count += q.hit.geomID != RTC_INVALID_GEOMETRY_ID;
                 }
             }
-            hits[static_cast<size_t>(t)] = count;
+            hits[static_cast<size_t>(t)] += count;
         });
         size_t sum = 0;
         for (const size_t h : hits) { sum += h; }

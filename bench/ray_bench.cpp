@@ -74,7 +74,7 @@ size_t trace_all(const document& d, const std::vector<ray_start>& rays, bool sha
             start_ray(r, rays[i]);
             count += shadows ? zr::visit_hits(d, r, stop_at_any, nullptr) : zr::find_nearest_hit(d, r);
         }
-        hits[static_cast<size_t>(t)] = count;
+        hits[static_cast<size_t>(t)] += count;
     });
     size_t sum = 0;
     for (const size_t h : hits) { sum += h; }

@@ -261,15 +261,20 @@ inline std::vector<ray_start> make_rays(const document& d, const triangle_scene&
     return out;
 }
 
-/// Runs `work(first, last)` over equal parts of `count` on `threads` threads.
+/// Runs `work(first, last, thread)` over pieces of `count` that the threads take in turn, so that a picture's
+/// easy and hard parts fall on all of them.
 inline void in_parallel(size_t count, int threads, const std::function<void(size_t, size_t, int)>& work)
 {
+    constexpr size_t piece = 1024;
+    const auto run = [&](int thread) {
+        for (size_t i = thread * piece; i < count; i += threads * piece)
+        {
+            work(i, std::min(i + piece, count), thread);
+        }
+    };
     std::vector<std::thread> pool;
-    for (int t = 1; t < threads; ++t)
-    {
-        pool.emplace_back(work, count * t / threads, count * (t + 1) / threads, t);
-    }
-    work(0, count / threads, 0);
+    for (int t = 1; t < threads; ++t) { pool.emplace_back(run, t); }
+    run(0);
     for (std::thread& t : pool) { t.join(); }
 }
 
