@@ -83,7 +83,9 @@ int run_commands(int argument_count, char** arguments)
     }
     catch (const CLI::ParseError& e)
     {
-        say(std::string(e.what()) + "; see --help");
+        // A word that is no command is told as such, not as a missing one.
+        const bool unknown = program.get_subcommands().empty() && argument_count > 1 && arguments[1][0] != '-';
+        say((unknown ? fmt::format("there is no command \"{}\"", arguments[1]) : e.what()) + "; see --help");
         return exit_usage;
     }
     return run();

@@ -56,6 +56,8 @@ void watch_stop_signals()
     sigaction(SIGTERM, &action, nullptr);
     // A reader that closes the progress pipe must not end the render.
     signal(SIGPIPE, SIG_IGN);
+    // A limit on the size of files is told like a full disk, and leaves no half-written file behind.
+    signal(SIGXFSZ, SIG_IGN);
 }
 
 int stop_signal()

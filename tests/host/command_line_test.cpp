@@ -125,7 +125,7 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
         const char* part;
     } const cases[] = {
         { "no command", {}, 64, "subcommand" },
-        { "unknown command", { "paint" }, 64, "" },
+        { "unknown command", { "paint" }, 64, "\"paint\"" },
         { "no scene", { "render" }, 64, "SCENE" },
         { "unknown option", { "render", "room.toml", "--frobnicate" }, 64, "--frobnicate" },
         { "quality out of range", { "render", "room.toml", "--quality", "9" }, 64,
