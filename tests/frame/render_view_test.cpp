@@ -21,9 +21,11 @@ namespace
 document current;
 int32_t legend_flag;
 
+document* told; // what the host answers
+
 document* on_get_current_doc()
 {
-    return &current;
+    return told;
 }
 int32_t on_set_legend(render_view*, int32_t flag)
 {
@@ -44,6 +46,7 @@ struct View : testing::Test
     View()
     {
         current = {};
+        told = &current;
         current.world_offset = { 10, 0, 0 };
         current.model_to_world = 2.0;
         current.bounds = { { 0, 0, 0 }, { 100, 10, 10 } };
@@ -146,6 +149,16 @@ TEST_F(View, ADollyStopsShortOfTheTarget)
     EXPECT_EQ(view.position.y, 2.01);
     zr_view_dolly(-0.5, &view);
     EXPECT_NEAR(view.position.y, 1.02, 1e-12);
+}
+
+TEST_F(View, MovesTakeTheViewsDocumentWhenTheHostTellsNone)
+{
+    told = nullptr;
+    view.document = &current;
+    view.position = { 0, 2.01, 1 };
+    zr_view_dolly(0.5, &view);
+    EXPECT_EQ(view.position.y, 2.01) << "the scene's largest side is 100";
+    expect_world_in_step();
 }
 
 TEST_F(View, LensLengthsAreThoseOfAFilm36Wide)

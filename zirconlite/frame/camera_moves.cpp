@@ -4,7 +4,7 @@
 
 #include "zirconlite/display/hooks.hpp"
 #include "zirconlite/frame/document.h"
-#include "zirconlite/frame/host_callbacks.hpp"
+#include "zirconlite/frame/document_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
 
 using namespace zr;
@@ -91,7 +91,7 @@ int32_t zr_view_dolly(double amount, render_view* view)
     if (amount >= 0.0)
     {
         double largest = 0.0;
-        if (const document* current = host::get_current_doc())
+        if (const document* current = document_of(*view))
         {
             const vector3 size = current->bounds.max - current->bounds.min;
             largest = fmax(size.x, fmax(size.y, size.z));
@@ -109,7 +109,7 @@ namespace
 
 move_scope::~move_scope()
 {
-    const document* current = host::get_current_doc();
+    const document* current = document_of(*view);
     if (!current) { return; }
     view->world_target = (view->target + current->world_offset) * current->model_to_world;
     view->world_position = (view->position + current->world_offset) * current->model_to_world;

@@ -3,6 +3,7 @@
 #include "zirconlite/frame/document_state.hpp"
 
 #include "zirconlite/display/hooks.hpp"
+#include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/platform/fatal_signals.hpp"
 #include "zirconlite/platform/threads.hpp"
@@ -105,6 +106,12 @@ void install_stored_exception_handler()
 {
     const zr_exception_handler handler = __atomic_load_n(&stored_handler, __ATOMIC_ACQUIRE);
     if (handler) { platform::install_fatal_handler(handler); }
+}
+
+document* document_of(const render_view& view)
+{
+    document* const open = host::get_current_doc();
+    return open ? open : view.document;
 }
 
 } // namespace zr

@@ -150,7 +150,8 @@ ZR_API void zr_term_view(render_view* view);
  *  Returns what `host_set_legend` returns, 0 without one. */
 ZR_API int32_t zr_new_render_view(render_view* view, render_view* source, const int32_t* size);
 
-/* Camera moves. All take the display lock, keep `world_position` and `world_target` in step, return 1. */
+/* Camera moves. All take the display lock, keep `world_position` and `world_target` in step, return 1. Scales
+ * and bounds are those of the host's current document; of a host that tells none, the view's own. */
 ZR_API int32_t zr_view_move(double amount, render_view* view);            /**< level walk, model units */
 ZR_API int32_t zr_view_turn(double amount, render_view* view);            /**< radians about world z */
 ZR_API int32_t zr_view_look_up_or_down(double amount, render_view* view); /**< radians about `right` */

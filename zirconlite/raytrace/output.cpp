@@ -7,14 +7,13 @@
 
 #include "zirconlite/display/hooks.hpp"
 #include "zirconlite/frame/document.h"
-#include "zirconlite/frame/host_callbacks.hpp"
+#include "zirconlite/frame/document_state.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/imagefiles/picture_writer.hpp"
 
 namespace
 {
 
-document* document_of(const render_view& view);
 int32_t raytrace_line_source(bitmap_format* record, line_request* request);
 uint8_t dithered(int32_t value, int32_t threshold, int32_t top);
 
@@ -26,7 +25,7 @@ constexpr int32_t dither_matrix[16] = { 0, 7, 2, 7, 6, 3, 4, 3, 6, 1, 7, 1, 4, 5
 int32_t zr_write_raytrace_image(bitmap_format* record)
 {
     const auto* view = record ? static_cast<const render_view*>(record->image) : nullptr;
-    document* scene = view ? document_of(*view) : nullptr;
+    document* scene = view ? zr::document_of(*view) : nullptr;
     if (!scene || !view->image)
     {
         zr::report_failure(ZR_ERROR_STATE, "there is no rendering to write");
@@ -115,17 +114,11 @@ int32_t zr_free_raytrace_buffer(render_view* view)
 namespace
 {
 
-document* document_of(const render_view& view)
-{
-    document* current = zr::host::get_current_doc();
-    return current ? current : view.document;
-}
-
 /// One row of the rendering, or of its rendered rectangle; black where the picture has no such pixel.
 int32_t raytrace_line_source(bitmap_format* record, line_request* request)
 {
     const auto* view = static_cast<const render_view*>(record->image);
-    const document* scene = document_of(*view);
+    const document* scene = zr::document_of(*view);
     const bool want_alpha = request->pixel_kind == LINE_RGBA;
     const size_t pixel_bytes = want_alpha ? 4 : 3;
     int32_t position[2] = { 0, int32_t(request->row) };
