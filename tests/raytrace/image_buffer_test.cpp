@@ -221,7 +221,7 @@ TEST(ImageBuffer, SimplePixelsGoThroughTheSimpleGammaAndBack)
     pixel_components c = {};
     c.simple[0] = 0.5f, c.simple[1] = 7.0f, c.simple[2] = NAN;
     uint8_t pixel[4] = {};
-    pack_pixel(buffer, &c, pixel);
+    EXPECT_EQ(pack_pixel(buffer, &c, pixel), uint32_t(PIXEL_HAS_SIMPLE));
     EXPECT_EQ(pixel[0], 186); // 0.5 ^ (1 / 2.2) x 255
     EXPECT_EQ(pixel[1], 255);
     EXPECT_EQ(pixel[2], 0);

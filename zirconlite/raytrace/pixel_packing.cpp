@@ -38,7 +38,7 @@ uint32_t pack_pixel(const image_buffer* buffer, const pixel_components* componen
         {
             pixel[i] = is_black ? uint8_t(0) : zr::look_up(zr::gamma.simple_byte, c[i], uint8_t(255));
         }
-        return 0;
+        return is_black ? 0u : uint32_t(PIXEL_HAS_SIMPLE);
     }
 
     uint32_t kinds = 0;
