@@ -35,6 +35,7 @@ constexpr const char16_t* filter_patterns[filter_count] = { u"*.jpg", u"*.bmp", 
 
 bool ask_for_path(
     zr_handle window, int32_t title, int32_t first_filter, const char16_t* old_path, zr_save_dialog* dialog);
+int32_t path_too_long();
 size_t folder_length(const char16_t* path);
 size_t stem_length(const char16_t* path);
 
@@ -58,12 +59,7 @@ int32_t zr_save_rendering(zr_handle window, bitmap_format* record, render_view* 
     const bool fits = platform::copy_text(record->path, std::size(record->path), dialog.path) &&
                       platform::append_text(record->path, std::size(record->path), u".") &&
                       platform::append_text(record->path, std::size(record->path), record->extension);
-    if (!fits)
-    {
-        zr::report_failure(
-            ZR_ERROR_LIMIT, "the path is longer than %zu characters", std::size(record->path) - 1);
-        return 0;
-    }
+    if (!fits) { return path_too_long(); }
     record->image = view;
     record->width = uint32_t(view->width);
     record->height = uint32_t(view->height);
@@ -80,7 +76,7 @@ int32_t zr_save_model_view(int32_t redraw, zr_handle window)
     const bool has_extension = dialog.path[stem] == u'.' &&
                                platform::copy_text(extension, std::size(extension), dialog.path + stem + 1);
     zr_get_bitmap_format_by_ext(has_extension ? extension : nullptr, &record);
-    platform::copy_text(record.path, std::size(record.path), dialog.path);
+    if (!platform::copy_text(record.path, std::size(record.path), dialog.path)) { return path_too_long(); }
     return zr_save_model_view_ex(redraw, nullptr, nullptr, &record);
 }
 
@@ -105,6 +101,12 @@ bool ask_for_path(
     if (!zr::ask_for_file(window, dialog)) { return false; }
     dialog->path[std::size(dialog->path) - 1] = 0;
     return dialog->filter >= 1 && dialog->filter <= filter_count && dialog->path[0];
+}
+
+int32_t path_too_long()
+{
+    return zr::report_failure(
+        ZR_ERROR_LIMIT, "the path is longer than %zu characters", std::size(bitmap_format{}.path) - 1);
 }
 
 size_t folder_length(const char16_t* path)

@@ -41,8 +41,8 @@ typedef struct render_job
 ZR_API int32_t zr_init_raytrace(document* document, render_view* view);
 
 /** Starts a render and returns at once. 1; -2 when the image buffer cannot be made; 0 (see zr_last_error)
- *  when a setting is out of range, the view is not projected, a job of this document still runs or no thread
- *  can be started. A call from the answer to command 10001 waits for the old job's end first. */
+ *  when a setting is out of range, the view is not projected, a job still runs, be it another document's, or
+ *  no thread can be started. A call from the answer to command 10001 waits for the old job's end first. */
 ZR_API int32_t zr_raytrace(render_job* job);
 
 /** Asks a running job to stop and waits for it; the image keeps what was reached. Returns 1; 0 for no
