@@ -84,7 +84,8 @@ int run_commands(int argument_count, char** arguments)
     catch (const CLI::ParseError& e)
     {
         // A word that is no command is told as such, not as a missing one.
-        const bool unknown = program.get_subcommands().empty() && argument_count > 1 && arguments[1][0] != '-';
+        const bool no_command = program.get_subcommands().empty();
+        const bool unknown = no_command && argument_count > 1 && arguments[1][0] != '-';
         say((unknown ? fmt::format("there is no command \"{}\"", arguments[1]) : e.what()) + "; see --help");
         return exit_usage;
     }
