@@ -16,7 +16,8 @@ enum mapping_kind
     MAPPING_SPHERE = 3,
     MAPPING_PLANAR = 4,
     MAPPING_ANGULAR_CYLINDER = 5,
-    MAPPING_ANGULAR_SPHERE = 6
+    MAPPING_ANGULAR_SPHERE = 6,
+    MAPPING_VERTEX = 7 /**< u, v are the vertex coordinates of the first set, w is 0; the point stays */
 };
 
 /** A mapping of an object. All zero is none: coordinates come from the world point by the box rule. */
@@ -27,6 +28,32 @@ typedef struct mapping
     double scale[3];         /**< factors on u, v, w after the projection */
     double angular_scale[3]; /**< angular kinds: the cylinder reads [0] and [2], the sphere [0] and [1] */
 } mapping;
+
+/** The argument of zr_apply_mapping. The five pointers may not be NULL. */
+typedef struct apply_record
+{
+    const vector3* point_in;
+    vector3* point_out;       /**< the mapped point: `uvw_out` itself for the kinds 2 to 6 */
+    vector3* uvw_out;
+    const vector3* normal_in;
+    vector3* normal_out;
+    const struct mapping* mapping;
+    double pattern_scale[2];  /**< kinds 5 and 6: taken out of u and v, as the material multiplies it in */
+} apply_record;
+
+/** Maps a point and normal. MAPPING_VERTEX projects as planar here: who has the object puts its coordinates in.
+ *  Any thread. Returns 1; 0 for MAPPING_NONE, which runs the box projection with no scale. */
+ZR_API int32_t zr_apply_mapping(apply_record* record);
+
+/** The projections, in mapping space. Return 1. */
+ZR_API int32_t zr_planar_map(const vector3* point, const vector3* normal, vector3* uvw);
+ZR_API int32_t zr_box_map(const vector3* point, const vector3* normal, vector3* uvw);
+ZR_API int32_t zr_cylinder_map(const vector3* point, const vector3* normal, vector3* uvw);
+ZR_API int32_t zr_sphere_map(const vector3* point, const vector3* normal, vector3* uvw);
+ZR_API int32_t zr_angular_cylinder_map(const vector3* point, const vector3* normal, double scale_u, double scale_v,
+    const double pattern_scale[2], vector3* uvw);
+ZR_API int32_t zr_angular_sphere_map(const vector3* point, const vector3* normal, const double scale_pair[2],
+    const double pattern_scale[2], vector3* uvw);
 
 ZR_EXTERN_C_END
 
