@@ -22,6 +22,7 @@
 #include "zirconlite/geometry/voxel_grid.h"
 #include "zirconlite/geometry/y_mesh.h"
 #include "zirconlite/imagefiles/bitmap_format.h"
+#include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/lighting/environment.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/sun_sky.h"
