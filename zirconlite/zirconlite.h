@@ -23,6 +23,7 @@
 #include "zirconlite/geometry/y_mesh.h"
 #include "zirconlite/imagefiles/bitmap_format.h"
 #include "zirconlite/imagefiles/bitmap_store.h"
+#include "zirconlite/imagefiles/radiance.h"
 #include "zirconlite/lighting/environment.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/sun_sky.h"

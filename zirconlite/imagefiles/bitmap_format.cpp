@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "zirconlite/imagefiles/codecs.hpp"
+#include "zirconlite/imagefiles/picture_decoding.hpp"
 
 namespace
 {
@@ -20,13 +21,18 @@ struct format_row
     bitmap* (*read_image)(bitmap_format*);
 };
 
+template <zr::picture_decoder decode> bitmap* read_image(bitmap_format* record)
+{
+    return zr::read_picture(*record, decode);
+}
+
 // In the order of enumeration; the first is what an unknown name gets.
 constexpr format_row formats[] = {
-    { BITMAP_JPEG, u"jpg", u"^JPEG", 2, nullptr, nullptr },
-    { BITMAP_TARGA, u"tga", u"^TARGA", 1, nullptr, nullptr },
-    { BITMAP_BMP, u"bmp", u"^BMP", 0, zr::write_bmp, zr::read_bmp },
-    { BITMAP_TIF, u"tif", u"^TIFF", 1, nullptr, nullptr },
-    { BITMAP_TIFF, u"tiff", u"^TIFF", 1, nullptr, nullptr },
+    { BITMAP_JPEG, u"jpg", u"^JPEG", 2, zr::write_jpeg, read_image<zr::decode_jpeg> },
+    { BITMAP_TARGA, u"tga", u"^TARGA", 1, zr::write_targa, read_image<zr::decode_targa> },
+    { BITMAP_BMP, u"bmp", u"^BMP", 0, zr::write_bmp, read_image<zr::decode_bmp> },
+    { BITMAP_TIF, u"tif", u"^TIFF", 1, zr::write_tiff, read_image<zr::decode_tiff> },
+    { BITMAP_TIFF, u"tiff", u"^TIFF", 1, zr::write_tiff, read_image<zr::decode_tiff> },
 };
 static_assert(std::size(formats) == BITMAP_TIFF);
 

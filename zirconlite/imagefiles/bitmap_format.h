@@ -5,6 +5,7 @@
 #define ZIRCONLITE_IMAGEFILES_BITMAP_FORMAT_H
 
 #include "zirconlite/display/progress.h"
+#include "zirconlite/frame/error.h"
 #include "zirconlite/frame/types.h"
 
 ZR_EXTERN_C_BEGIN
@@ -40,11 +41,13 @@ typedef struct line_request
 
 struct bitmap_format
 {
-    uint32_t format_id;    /**< a bitmap_format_id */
-    uint32_t option_class; /**< 0, 1 or 2, for the host's dialogs */
+    uint32_t format_id;                            /**< a bitmap_format_id */
+    uint32_t option_class;                         /**< 0, 1 or 2, for the host's dialogs */
     int32_t (*write_image)(bitmap_format* record); /**< 1; 0 on failure, with the old file kept. NULL: the
                                                         format has no writer */
-    bitmap* (*read_image)(bitmap_format* record);  /**< a new bitmap, NULL on failure */
+    bitmap* (*read_image)(bitmap_format* record);  /**< a new bitmap, NULL on failure. A file that ends
+                                                        within its pixels gives those it has, the rest
+                                                        black, and leaves a status for zr_last_error */
     char16_t name[32];
     char16_t extension[16]; /**< without a dot, lower case */
     uint32_t alpha_mode;    /**< LINE_RGB, LINE_RGBA */
@@ -62,17 +65,17 @@ struct bitmap_format
 struct bitmap
 {
     bitmap* next;
-    uint32_t flags;      /**< 0x1 pixels are allocated, 0x2 a store of at least 0x1400001 bytes */
-    char16_t name[512];  /**< full path; the cache key */
+    uint32_t flags;     /**< 0x1 pixels are allocated, 0x2 a store of at least 0x1400001 bytes */
+    char16_t name[512]; /**< full path; the cache key */
     int32_t width, height;
-    int32_t pixel_count; /**< `width` x `height` */
-    int32_t byte_count;  /**< `pixel_count` x `bytes_per_pixel` */
+    int32_t pixel_count;     /**< `width` x `height` */
+    int32_t byte_count;      /**< `pixel_count` x `bytes_per_pixel` */
     int32_t bits_per_pixel;  /**< 24, 32 or 8 */
     int32_t pixel_format;    /**< 1 RGB, 2 RGBA, 3 grey */
     int32_t bytes_per_pixel; /**< 3, 4 or 1 */
     float average[4];
     uint32_t store_bytes;
-    uint8_t* pixels;     /**< level 0 first, bottom row first; room for the mipmaps behind it */
+    uint8_t* pixels; /**< level 0 first, bottom row first; room for the mipmaps behind it */
     int32_t level_count;
     uint8_t* levels[24];
 };
@@ -88,6 +91,15 @@ ZR_API int32_t zr_get_bitmap_format_by_ext(char16_t* extension, bitmap_format* r
 ZR_API uint32_t zr_bitmap_format_id_from_ext(char16_t* extension);
 /** Fills `record` from the entry at `index`, 0 to 4. 1; 0 for another index, as JPEG. */
 ZR_API int32_t zr_init_bitmap_format_by_index(int32_t index, bitmap_format* record);
+
+/** A picture file in memory, told by its content: BMP, TIFF, JPEG; TARGA, which has no mark of its own, when
+ * it is none of these.
+ *
+ *  @param status  receives the reason of a failure, or what a damaged file lacks; its code is 0 when the
+ *                 picture is whole. NULL is fine
+ *  @return a new bitmap without mipmaps, the caller's to free; NULL on failure, which zr_last_error tells as
+ *          well */
+ZR_API bitmap* zr_decode_picture(const uint8_t* bytes, size_t size, zr_status* status);
 
 /** Frees a bitmap with its store; NULL is fine. Returns 1. */
 ZR_API int32_t zr_free_bitmap(bitmap* bitmap);

@@ -3,17 +3,13 @@
 /// bits a pixel, uncompressed or with bit fields, bottom-up or top-down. Written are 24 bits with a 40-byte
 /// header.
 ///
-/// Refused is a file whose header is damaged, whose form is not read (run lengths, embedded JPEG or PNG), or
-/// whose rows do not all stand in it. A palette that ends too early is filled with black.
-#include <algorithm>
+/// Refused is a file whose header is damaged or whose form is not read (run lengths, embedded JPEG or PNG).
+/// Rows that the file lacks are black, and so are entries that its palette lacks.
 #include <bit>
-#include <stdlib.h>
 
 #include "zirconlite/frame/bytes.hpp"
-#include "zirconlite/imagefiles/bitmap_store.hpp"
-#include "zirconlite/imagefiles/codecs.hpp"
+#include "zirconlite/imagefiles/picture_decoding.hpp"
 #include "zirconlite/imagefiles/picture_writer.hpp"
-#include "zirconlite/platform/files.hpp"
 
 namespace
 {
@@ -34,7 +30,6 @@ constexpr uint16_t signature = 0x4D42;
 constexpr uint32_t core_header = 12, info_header = 40, header_with_alpha_mask = 56;
 constexpr uint32_t uncompressed = 0, bit_fields = 3, bit_fields_with_alpha = 6;
 constexpr size_t pixels_at = 56; // of a written file: the rows start at a multiple of 4
-constexpr uint64_t largest_file = uint64_t(1) << 31;
 
 struct rgb_entry
 {
@@ -80,27 +75,6 @@ const depth_row* row_of_depth(int bits);
 namespace zr
 {
 
-bitmap* read_bmp(bitmap_format* record)
-{
-    size_t size = 0;
-    platform::file_error error = platform::file_error::none;
-    unsigned char* bytes = platform::read_whole_file(record->path, largest_file, &size, &error);
-    if (!bytes)
-    {
-        const bool is_missing = error == platform::file_error::not_found;
-        report_in_file(is_missing ? fail(ZR_ERROR_NOT_FOUND, "the file does not exist")
-                                  : fail(ZR_ERROR_READ, "the file cannot be read"),
-            record->path, 0);
-        return nullptr;
-    }
-    status why = {};
-    uint64_t where = 0;
-    bitmap* decoded = decode_bmp(bytes, size, &why, &where);
-    free(bytes);
-    if (!decoded) { report_in_file(why, record->path, where); }
-    return decoded;
-}
-
 bitmap* decode_bmp(const uint8_t* bytes, size_t size, status* why, uint64_t* where)
 {
     byte_reader in(bytes, size);
@@ -113,20 +87,25 @@ bitmap* decode_bmp(const uint8_t* bytes, size_t size, status* why, uint64_t* whe
     const uint64_t row_bytes = (uint64_t(header.width) * uint64_t(header.bits) + 31) / 32 * 4;
     in.seek(header.rows_at);
     *where = header.rows_at;
-    if (!in.ok() || in.left() / row_bytes < uint64_t(header.height))
+    if (!in.ok())
     {
-        *why = fail(ZR_ERROR_FORMAT, "the file ends before its %lld rows of %llu bytes",
-            static_cast<long long>(header.height), static_cast<unsigned long long>(row_bytes));
+        *why = fail(ZR_ERROR_FORMAT, "the rows are said to begin behind the end of the file");
         return nullptr;
     }
-    bitmap* made = new_bitmap(header.width, header.height, depth->format, why);
+    bitmap* made = new_bitmap_of_file(header.width, header.height, depth->format, size, why);
     if (!made) { return nullptr; }
     const size_t out_bytes = size_t(made->width) * size_t(made->bytes_per_pixel);
     for (int64_t y = 0; y < header.height; ++y)
     {
-        const int64_t row = header.top_row_first ? header.height - 1 - y : y;
-        depth->decode(
-            header, in.bytes(size_t(row_bytes)), made->width, made->pixels + size_t(row) * out_bytes);
+        const uint8_t* row = in.bytes(size_t(row_bytes));
+        if (!row)
+        {
+            *where = size;
+            *why = cut_in_row(y, header.height);
+            break;
+        }
+        const int64_t place = header.top_row_first ? header.height - 1 - y : y;
+        depth->decode(header, row, made->width, made->pixels + size_t(place) * out_bytes);
     }
     return made;
 }
@@ -134,17 +113,11 @@ bitmap* decode_bmp(const uint8_t* bytes, size_t size, status* why, uint64_t* whe
 int32_t write_bmp(bitmap_format* record)
 {
     picture_writer writer = { .record = record };
-    begin_picture(writer, LINE_RGB);
+    begin_picture(writer, LINE_RGB, bitmap_max_side);
     const uint32_t used = 3 * record->width;
     const uint32_t padded = (used + 3) / 4 * 4;
     const uint64_t row_total = uint64_t(padded) * record->height;
-    if (!writer.failed && pixels_at + row_total > UINT32_MAX)
-    {
-        report_in_file(fail(ZR_ERROR_LIMIT, "%u x %u pixels are more than the format can hold", record->width,
-                           record->height),
-            record->path, 0);
-        writer.failed = true;
-    }
+    check_file_size(writer, pixels_at + row_total);
 
     uint8_t header[pixels_at] = {};
     uint8_t* at = put_u16(header, signature);
@@ -158,17 +131,17 @@ int32_t write_bmp(bitmap_format* record)
     at = put_u16(at, 24);
     at = put_u32(at, uncompressed);
     put_u32(at, uint32_t(row_total));
-    write_bytes(writer, header, sizeof(header));
+    write_bytes(writer.file, header, sizeof(header));
 
     const uint8_t padding[3] = {};
     for (uint32_t y = 0; y < record->height && fetch_row(writer, LINE_RGB, y); ++y)
     {
-        for (uint32_t x = 0; x < record->width; ++x) { std::swap(writer.row[3 * x], writer.row[3 * x + 2]); }
-        write_bytes(writer, writer.row.items, used);
-        write_bytes(writer, padding, padded - used);
+        swap_red_blue(writer.row.items, record->width, 3, writer.row.items);
+        write_bytes(writer.file, writer.row.items, used);
+        write_bytes(writer.file, padding, padded - used);
         show_rows_written(*record, y + 1);
     }
-    return end_picture(writer);
+    return close_picture_file(writer.file);
 }
 
 } // namespace zr
@@ -335,7 +308,7 @@ void decode_16(const bmp_header& header, const uint8_t* in, int32_t width, uint8
 
 void decode_24(const bmp_header&, const uint8_t* in, int32_t width, uint8_t* out)
 {
-    for (int32_t x = 0; x < width; ++x, in += 3) { put_entry({ in[2], in[1], in[0] }, out + 3 * size_t(x)); }
+    zr::swap_red_blue(in, size_t(width), 3, out);
 }
 
 void decode_32(const bmp_header& header, const uint8_t* in, int32_t width, uint8_t* out)

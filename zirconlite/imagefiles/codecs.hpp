@@ -1,5 +1,8 @@
 /// @file
-/// The codecs of the format table.
+/// The codecs of the format table. Each decoder takes a whole file in memory. It answers null, the reason in
+/// `*why` and the byte in `*where`, for a file that is of another kind, has a form that is not read, or ends
+/// within its header. A file that ends or is damaged within its pixels gives what it has, the rest black,
+/// and the same two tell what is missing; `why->code` is 0 for a whole picture.
 #pragma once
 
 #include "zirconlite/frame/status.hpp"
@@ -8,11 +11,16 @@
 namespace zr
 {
 
-int32_t write_bmp(bitmap_format* record);
-bitmap* read_bmp(bitmap_format* record);
+using picture_decoder = bitmap* (*)(const uint8_t* bytes, size_t size, status* why, uint64_t* where);
 
-/// A BMP file in memory. Null for a file that is no BMP, has a form that is not read, or ends too early; then
-/// `*why` tells the reason and `*where` the byte.
 bitmap* decode_bmp(const uint8_t* bytes, size_t size, status* why, uint64_t* where);
+bitmap* decode_targa(const uint8_t* bytes, size_t size, status* why, uint64_t* where);
+bitmap* decode_tiff(const uint8_t* bytes, size_t size, status* why, uint64_t* where);
+bitmap* decode_jpeg(const uint8_t* bytes, size_t size, status* why, uint64_t* where);
+
+int32_t write_bmp(bitmap_format* record);
+int32_t write_targa(bitmap_format* record);
+int32_t write_tiff(bitmap_format* record);
+int32_t write_jpeg(bitmap_format* record);
 
 } // namespace zr

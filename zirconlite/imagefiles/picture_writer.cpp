@@ -10,11 +10,22 @@
 namespace
 {
 
-bool stop(zr::picture_writer& writer, const zr::status& why)
+constexpr size_t block_bytes = 1 << 16;
+
+zr::status write_failure()
 {
-    if (!writer.failed) { zr::report_in_file(why, writer.record->path, 0); }
-    writer.failed = true;
-    return false;
+    return zr::fail(ZR_ERROR_WRITE, "the file cannot be written; the disk may be full");
+}
+
+bool write_pending(zr::picture_file& file)
+{
+    const zr::array<uint8_t>& pending = file.pending;
+    if (!zr::platform::write_replacement(file.replacement, pending.items, pending.count))
+    {
+        return zr::stop_picture(file, write_failure());
+    }
+    file.pending.count = 0;
+    return true;
 }
 
 const char* reason(zr::platform::file_error why)
@@ -40,53 +51,86 @@ const char* reason(zr::platform::file_error why)
 namespace zr
 {
 
-bool begin_picture(picture_writer& writer, uint32_t pixel_kind)
+bool open_picture_file(picture_file& file, const char16_t* path)
+{
+    file.path = path;
+    if (!file.pending.reserve(block_bytes))
+    {
+        return stop_picture(file, fail(ZR_ERROR_MEMORY, "no memory to write a picture"));
+    }
+    platform::file_error why = platform::file_error::none;
+    file.replacement = platform::begin_replacement(path, &why);
+    return file.replacement || stop_picture(file, fail(ZR_ERROR_WRITE, "%s", reason(why)));
+}
+
+bool write_bytes(picture_file& file, const void* bytes, size_t size)
+{
+    if (file.failed) { return false; }
+    array<uint8_t>& pending = file.pending;
+    if (pending.count + size > block_bytes && !write_pending(file)) { return false; }
+    if (size > block_bytes)
+    {
+        return platform::write_replacement(file.replacement, bytes, size) ||
+               stop_picture(file, write_failure());
+    }
+    memcpy(pending.items + pending.count, bytes, size);
+    pending.count += size;
+    return true;
+}
+
+bool stop_picture(picture_file& file, const status& why)
+{
+    if (!file.failed) { report_in_file(why, file.path, 0); }
+    file.failed = true;
+    return false;
+}
+
+int32_t close_picture_file(picture_file& file)
+{
+    const bool written = !file.failed && write_pending(file);
+    platform::replacement* replacement = file.replacement;
+    file.replacement = nullptr;
+    if (!written)
+    {
+        platform::cancel_replacement(replacement);
+        return 0;
+    }
+    return platform::commit_replacement(replacement) || stop_picture(file, write_failure());
+}
+
+bool begin_picture(picture_writer& writer, uint32_t pixel_kind, uint32_t largest_side)
 {
     const bitmap_format& record = *writer.record;
-    if (record.width < 1 || record.height < 1 || record.width > bitmap_max_side ||
-        record.height > bitmap_max_side || !record.line_source)
+    writer.file.path = record.path;
+    if (record.width < 1 || record.height < 1 || record.width > largest_side ||
+        record.height > largest_side || !record.line_source)
     {
-        return stop(
-            writer, fail(ZR_ERROR_ARGUMENT, "a picture of %u x %u pixels%s cannot be written", record.width,
-                        record.height, record.line_source ? "" : " without a line source"));
+        return stop_picture(writer.file,
+            fail(ZR_ERROR_ARGUMENT, "a picture of %u x %u pixels%s cannot be written; sides go up to %u",
+                record.width, record.height, record.line_source ? "" : " without a line source",
+                largest_side));
     }
     if (!writer.row.resize(size_t(record.width) * (pixel_kind == LINE_RGBA ? 4 : 3)))
     {
-        return stop(writer, fail(ZR_ERROR_MEMORY, "no memory for a row of %u pixels", record.width));
+        return stop_picture(
+            writer.file, fail(ZR_ERROR_MEMORY, "no memory for a row of %u pixels", record.width));
     }
-    platform::file_error why = platform::file_error::none;
-    writer.file = platform::begin_replacement(record.path, &why);
-    if (!writer.file) { return stop(writer, fail(ZR_ERROR_WRITE, "%s", reason(why))); }
-    return true;
+    return open_picture_file(writer.file, record.path);
 }
 
 bool fetch_row(picture_writer& writer, uint32_t pixel_kind, uint32_t y)
 {
-    if (writer.failed) { return false; }
+    if (writer.file.failed) { return false; }
     line_request request = { .pixel_kind = pixel_kind, .row = y, .buffer = writer.row.items };
     if (writer.record->line_source(writer.record, &request)) { return true; }
-    return stop(writer, fail(ZR_ERROR_READ, "the picture gave no row %u", y));
+    return stop_picture(writer.file, fail(ZR_ERROR_READ, "the picture gave no row %u", y));
 }
 
-bool write_bytes(picture_writer& writer, const void* bytes, size_t size)
+void check_file_size(picture_writer& writer, uint64_t file_bytes)
 {
-    if (writer.failed) { return false; }
-    if (platform::write_replacement(writer.file, bytes, size)) { return true; }
-    return stop(writer, fail(ZR_ERROR_WRITE, "the file cannot be written; the disk may be full"));
-}
-
-int32_t end_picture(picture_writer& writer)
-{
-    platform::replacement* file = writer.file;
-    writer.file = nullptr;
-    if (writer.failed)
-    {
-        platform::cancel_replacement(file);
-        return 0;
-    }
-    if (platform::commit_replacement(file)) { return 1; }
-    stop(writer, fail(ZR_ERROR_WRITE, "the file cannot be written; the disk may be full"));
-    return 0;
+    if (file_bytes <= UINT32_MAX) { return; }
+    stop_picture(writer.file, fail(ZR_ERROR_LIMIT, "%u x %u pixels are more than the format can hold",
+                                  writer.record->width, writer.record->height));
 }
 
 void show_rows_written(bitmap_format& record, uint32_t rows_written)
