@@ -16,4 +16,7 @@ message_box_answer ask(const char16_t* text);
 /// Asks for a file to write; false when cancelled and without dialogs.
 bool ask_for_file(zr_handle parent, zr_save_dialog* dialog);
 
+/// Asks for a file to read; likewise.
+bool ask_for_existing_file(zr_handle parent, zr_save_dialog* dialog);
+
 } // namespace zr

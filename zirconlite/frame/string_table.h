@@ -26,6 +26,9 @@ typedef char16_t** string_table;
 /** Numbers of the library's own messages. */
 enum message_number
 {
+    MESSAGE_REPLACE_LIBRARY = 3081, /**< asked before a library of the same name is made anew */
+    MESSAGE_PACK_LIBRARY = 3090,    /**< asked before a library is packed */
+    MESSAGE_PACKING_LIBRARY = 3091,
     MESSAGE_BUILDING_GRID = 5201,
     MESSAGE_RENDER_STOPPING = 5081,
     MESSAGE_RENDER_STOPPED = 5082,

@@ -120,6 +120,12 @@ bool ask_for_file(zr_handle parent, zr_save_dialog* dialog)
     return d.save_file && d.save_file(d.context, parent, dialog) == 1;
 }
 
+bool ask_for_existing_file(zr_handle parent, zr_save_dialog* dialog)
+{
+    const zr_dialogs& d = installed_dialogs;
+    return d.open_file && d.open_file(d.context, parent, dialog) == 1;
+}
+
 } // namespace zr
 
 namespace

@@ -64,7 +64,7 @@ enum message_box_answer
     MESSAGE_BOX_NO = 2
 };
 
-/** A question for a file to write. All texts but `path` are only lent for the call. */
+/** A question for a file to write, or to read. All texts but `path` are only lent for the call. */
 typedef struct zr_save_dialog
 {
     const char16_t* title;
@@ -86,6 +86,8 @@ typedef struct zr_dialogs
     int32_t (*message_box)(void* context, zr_handle parent, const char16_t* text, int32_t kind);
     /** Asks for a file to write, and before an existing one is overwritten. 1; 0 when cancelled. */
     int32_t (*save_file)(void* context, zr_handle parent, zr_save_dialog* dialog);
+    /** Asks for an existing file to read, by the same record. 1; 0 when cancelled. */
+    int32_t (*open_file)(void* context, zr_handle parent, zr_save_dialog* dialog);
 } zr_dialogs;
 
 /** Installs a copy of `dialogs`; NULL takes them away. While no job runs. Returns 1. */

@@ -96,6 +96,15 @@ uint64_t file_size(file* f)
     return fstat(f->descriptor, &s) == 0 && s.st_size > 0 ? static_cast<uint64_t>(s.st_size) : 0;
 }
 
+bool file_identity(file* f, uint64_t identity[2])
+{
+    struct stat s;
+    if (fstat(f->descriptor, &s) != 0) { return false; }
+    identity[0] = static_cast<uint64_t>(s.st_dev);
+    identity[1] = static_cast<uint64_t>(s.st_ino);
+    return true;
+}
+
 bool close_file(file* f)
 {
     if (!f) { return true; }

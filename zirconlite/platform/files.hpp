@@ -64,6 +64,9 @@ bool seek_file(file* f, uint64_t position); ///< from the start; false for a dev
 uint64_t file_position(file* f);
 uint64_t file_size(file* f); ///< 0 when unknown
 
+/// As read_identity, of the open file, whatever its path names by now.
+bool file_identity(file* f, uint64_t identity[2]);
+
 /// Closes. False when a write failed since the opening or the system reports a loss now. Null gives true.
 bool close_file(file* f);
 
@@ -100,7 +103,7 @@ void find_close(find* f); ///< null does nothing
 /// Attributes of one name, without wildcards. False when it does not exist.
 bool read_attributes(const char16_t* path, find_entry* entry);
 
-/// What tells one folder from another whatever links lead to it. False when it does not exist.
+/// What tells one file or folder from another whatever links lead to it. False when it does not exist.
 bool read_identity(const char16_t* path, uint64_t identity[2]);
 
 bool delete_file(const char16_t* path);
