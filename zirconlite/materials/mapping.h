@@ -17,15 +17,16 @@ enum mapping_kind
     MAPPING_PLANAR = 4,
     MAPPING_ANGULAR_CYLINDER = 5,
     MAPPING_ANGULAR_SPHERE = 6,
-    MAPPING_VERTEX = 7 /**< u, v are the vertex coordinates of the first set, w is 0; the point stays */
+    MAPPING_VERTEX = 7 /**< u, v are the vertex coordinates of the first set, w is 0; the point stays. An object
+                            without coordinates is mapped as MAPPING_NONE */
 };
 
 /** A mapping of an object. All zero is none: coordinates come from the world point by the box rule. */
 typedef struct mapping
 {
     int32_t kind;            /**< a mapping_kind */
-    matrix4 transform;       /**< world to mapping space; the fourth row is not used */
-    double scale[3];         /**< factors on u, v, w after the projection */
+    matrix4 transform;       /**< world to mapping space; the fourth row is not used. Not for MAPPING_VERTEX */
+    double scale[3];         /**< factors on u, v, w after the projection; with MAPPING_VERTEX 0 stands for 1 */
     double angular_scale[3]; /**< angular kinds: the cylinder reads [0] and [2], the sphere [0] and [1] */
 } mapping;
 

@@ -21,7 +21,8 @@ enum mat_image_flag
     IMAGE_BLUR_MORE = 0x20,
     IMAGE_BLUR_MOST = 0x40,
     IMAGE_ON_SHININESS = 0x80, /**< its brightness acts as shininess */
-    IMAGE_ON_CLEARNESS = 0x100 /**< its brightness acts as clearness */
+    IMAGE_ON_CLEARNESS = 0x100, /**< its brightness acts as clearness */
+    IMAGE_OF_NORMALS = 0x200 /**< its bump is a picture of normals: red and green tilt along u and v, blue is up */
 };
 
 /** Values of `mat_key.kind`. */
@@ -59,7 +60,8 @@ typedef struct mat_image
     struct bitmap* bitmap;  /**< NULL: skipped when rendering. Owned by the list it was read into, else by this */
     mat_key* key;           /**< owned; never NULL after zr_new_mat_image */
     float strength;         /**< how far the picture replaces what lies under it */
-    float bump_strength;
+    float bump_strength;    /**< 0 no bump. Above 0 the normal tilts towards the brighter side, as if bright were
+                                 low; IMAGE_OF_NORMALS: factor on red and green */
     double size[2];         /**< of one tile */
     double scale[2];        /**< 1 / `size` */
     double origin[3], axis[3];
@@ -80,8 +82,8 @@ typedef struct mask_source
 
 /** A record with its defaults and a zeroed key; NULL when memory fails. */
 ZR_API mat_image* zr_new_mat_image(void);
-/** Frees the record with its key, and its bitmap when `free_bitmap` or the uncached flag is set. NULL is fine.
- *  Returns 1. */
+/** Frees the record with its key. Its bitmap goes too when `free_bitmap` or the uncached flag is set or it was read
+ *  for this record alone, unless a list holds it. NULL is fine. Returns 1. */
 ZR_API int32_t zr_free_mat_image(mat_image* image, int32_t free_bitmap);
 /** A copy with its own key and no `next`; the bitmap is shared, or copied with `copy_bitmap`. NULL when memory
  *  fails. zr_dupe_mat_image copies the bitmap when the uncached flag is set. */
@@ -93,7 +95,7 @@ ZR_API mat_image* dupe_image_list(const mat_image* head);
 
 /** Works out `color_bytes` and `tolerance_byte` of a key. */
 ZR_API void zr_update_mat_key(mat_key* key);
-/** Works out `scale` from `size` and `transform` from `axis`, `origin` and `rotation`. */
+/** Works out `scale` from `size` (1e12 for sizes below 1e-10) and `transform` from `axis`, `origin` and `rotation`. */
 ZR_API void zr_update_mat_image(mat_image* image);
 
 ZR_EXTERN_C_END

@@ -7,6 +7,7 @@
 
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
+#include "zirconlite/materials/mask_source.hpp"
 #include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/raytrace/surface.h"
 
@@ -97,8 +98,13 @@ int32_t free_material(material* material)
     if (is_complex(*material))
     {
         for (auto* child : as_complex(*material).children) { free_material(child); }
+        zr::release_mask(as_complex(*material).params.mask);
     }
-    else { free_bumps(as_simple(*material).bumps); }
+    else
+    {
+        free_bumps(as_simple(*material).bumps);
+        free_image_list(as_simple(*material).images);
+    }
     zr_free(material);
     return 1;
 }
@@ -223,7 +229,7 @@ bool dupe_simple(const simple_material& source, simple_material& copy)
     copy = source;
     copy.head = head;
     copy.bumps = nullptr;
-    copy.images = nullptr; // nothing makes pictures on a material yet: `source` has none either
+    copy.images = nullptr;
     bump** link = &copy.bumps;
     for (const bump* b = source.bumps; b; b = b->next)
     {
@@ -233,7 +239,8 @@ bool dupe_simple(const simple_material& source, simple_material& copy)
         (*link)->next = nullptr;
         link = &(*link)->next;
     }
-    return true;
+    copy.images = dupe_image_list(source.images);
+    return copy.images || !source.images;
 }
 
 bool dupe_complex(const complex_material& source, complex_material& copy)
@@ -242,6 +249,7 @@ bool dupe_complex(const complex_material& source, complex_material& copy)
     copy = source;
     copy.head = head;
     copy.children[0] = copy.children[1] = nullptr;
+    if (copy.params.mask) { ++copy.params.mask->references; }
     for (int i = 0; i < 2; ++i)
     {
         if (!source.children[i]) { continue; }

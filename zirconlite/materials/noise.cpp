@@ -1,8 +1,7 @@
 #include "zirconlite/materials/noise.h"
 
-#include <cmath>
-
 #include "zirconlite/frame/module_state.hpp"
+#include "zirconlite/materials/noise.hpp"
 
 using namespace zr;
 
@@ -14,14 +13,8 @@ uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k) { return (59 * i + 103
 /// The lattice coordinate below `c`, wrapped to 32 bits, and the fraction behind it.
 uint32_t split(double c, double& fraction)
 {
-    const double whole = std::floor(c);
-    fraction = c - whole;
-    if (!std::isfinite(c))
-    {
-        fraction = 0.0;
-        return 0;
-    }
-    return static_cast<uint32_t>(static_cast<int64_t>(std::fmod(whole, 4294967296.0)));
+    fraction = fraction_of(c);
+    return lattice_coordinate(c);
 }
 
 double bent(double f) { return f <= 0.5 ? 2.0 * f * f : 1.0 - 2.0 * (1.0 - f) * (1.0 - f); }

@@ -2,8 +2,11 @@
 
 #include "zirconlite/geometry/mesh_attributes.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/materials/blend_kinds.hpp"
 #include "zirconlite/materials/bumps.h"
+#include "zirconlite/materials/image_evaluation.hpp"
 #include "zirconlite/materials/mapping.h"
+#include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/ripple.h"
 #include "zirconlite/raytrace/gamma_tables.hpp"
 #include "zirconlite/raytrace/job_state.hpp"
@@ -24,17 +27,75 @@ void copy(float to[3], const float from[3])
 
 vector3 scaled(const vector3& p, const vector3& by) { return { p.x * by.x, p.y * by.y, p.z * by.z }; }
 
-/// Coordinates of an object without a mapping: the two axes across its normal's strongest one.
-vector3 box_coordinates(const vector3& p, const vector3& normal)
+/// Without a mapping: the world point, and the two axes across the normal's strongest one.
+void place_by_box(const ray& r, const vector3& normal, evaluation_points& points)
 {
-    const double x = std::fabs(normal.x), y = std::fabs(normal.y), z = std::fabs(normal.z);
-    if (x >= y && x >= z) { return { p.y, p.z, p.x }; }
-    return y >= z ? vector3{ p.x, p.z, p.y } : p;
+    points.point = r.map_point;
+    zr_box_map(&r.map_point, &normal, &points.uvw);
 }
 
-evaluation_points mapped_points(const ray& r, const vector3& normal)
+/// How the coordinates of its vertices grow along the triangle that was hit.
+void set_gradients(const ray& r, const double scale[2], evaluation_points& points)
 {
-    return { r.map_point, box_coordinates(r.map_point, normal) };
+    const object_vft& vft = *r.hit_object->vft;
+    if (!vft.get_triangle) { return; }
+    float corner[3][2];
+    for (int i = 0; i < 3; ++i)
+    {
+        const double weights[3] = { i == 0 ? 1.0 : 0.0, i == 1 ? 1.0 : 0.0, i == 2 ? 1.0 : 0.0 };
+        if (!vft.get_vertex_uv(r.hit_object, 0, weights, corner[i])) { return; }
+    }
+    triangle_coefficients t;
+    vft.get_triangle(r.hit_object, &t);
+    const vector3 n = { t.normal[0], t.normal[1], t.normal[2] };
+    for (int i = 0; i < 2; ++i)
+    {
+        // The weight of vertex 2 falls along edge_a and that of vertex 1 along edge_b.
+        const double to_2 = double(corner[0][i]) - corner[2][i], to_1 = double(corner[0][i]) - corner[1][i];
+        vector3 g = { 0, 0, 0 };
+        for (int k = 0; k < 2; ++k) { component(g, t.axes[k]) = t.edge_a[k] * to_2 + t.edge_b[k] * to_1; }
+        points.gradient[i] = (g - n * dot(g, n)) * scale[i];
+    }
+    points.has_gradients = is_finite(points.gradient[0]) && is_finite(points.gradient[1]);
+}
+
+/// False when the object hit has no coordinates.
+bool place_by_vertices(const ray& r, const mapping& m, evaluation_points& points)
+{
+    const object_vft& vft = *r.hit_object->vft;
+    const double weights[3] = { r.element_coords[2], r.element_coords[1], r.element_coords[0] };
+    float uv[2];
+    if (!vft.get_vertex_uv || !vft.get_vertex_uv(r.hit_object, 0, weights, uv)) { return false; }
+    const double scale[2] = { m.scale[0] != 0.0 ? m.scale[0] : 1.0, m.scale[1] != 0.0 ? m.scale[1] : 1.0 };
+    points.point = r.map_point;
+    points.uvw = { uv[0] * scale[0], uv[1] * scale[1], 0.0 };
+    set_gradients(r, scale, points);
+    return true;
+}
+
+evaluation_points mapped_points(const material* m, const ray& r, const vector3& normal)
+{
+    evaluation_points points = {};
+    mapping found;
+    const object_vft* vft = r.hit_object ? r.hit_object->vft : nullptr;
+    if (!vft || !vft->get_mapping || !vft->get_mapping(r.hit_object, &found) || found.kind == MAPPING_NONE)
+    {
+        place_by_box(r, normal, points);
+        return points;
+    }
+    if (found.kind == MAPPING_VERTEX)
+    {
+        if (!place_by_vertices(r, found, points)) { place_by_box(r, normal, points); }
+        return points;
+    }
+    vector3 mapped_normal;
+    apply_record apply = { &r.map_point, &points.point, &points.uvw, &normal, &mapped_normal, &found, {} };
+    if (found.kind == MAPPING_ANGULAR_CYLINDER || found.kind == MAPPING_ANGULAR_SPHERE)
+    {
+        pattern_scale_of(m, apply.pattern_scale);
+    }
+    zr_apply_mapping(&apply);
+    return points;
 }
 
 void fill_highlight(const simple_material& m, surface& out)
@@ -70,25 +131,27 @@ void fill_surface(const simple_material& m, surface& out)
     if (m.head.flags & MATERIAL_SHARP_TRANSMISSION) { out.flags |= SURFACE_SHARP_TRANSMISSION; }
 }
 
+void add_color_offset(const child_context& context, surface& out)
+{
+    for (int i = 0; i < 3; ++i)
+    {
+        out.color[i] = std::fmin(std::fmax(out.color[i] + context.color_offset[i], 0.0f), 1.0f);
+    }
+}
+
 void evaluate_simple(const simple_material& m, const ray* r, vector3& normal, const child_context* context,
     surface& out, const evaluation_points& points)
 {
     fill_surface(m, out);
-    if (!r) { return; }
-    if (context && (context->flags & CHILD_COLOR_OFFSET))
-    {
-        for (int i = 0; i < 3; ++i)
-        {
-            out.color[i] = std::fmin(std::fmax(out.color[i] + context->color_offset[i], 0.0f), 1.0f);
-        }
-    }
-    for (const bump* b = m.bumps; b; b = b->next)
+    if (r && context && (context->flags & CHILD_COLOR_OFFSET)) { add_color_offset(*context, out); }
+    for (const bump* b = r ? m.bumps : nullptr; b; b = b->next)
     {
         const vector3& source = b->flags & BUMP_MAPPED ? points.uvw : points.point;
         const vector3 p = scaled(transform_point(b->transform, source), b->scale);
         b->function(&p, &normal, b->strength);
         out.flags |= SURFACE_TEXTURED;
     }
+    if (m.images) { apply_images(m, r, normal, context, points, out); }
 }
 
 float mix(double w, float a, float b) { return static_cast<float>(w * a + (1.0 - w) * b); }
@@ -132,7 +195,11 @@ bool evaluate_complex(const complex_material& m, ray* r, vector3& normal, int de
     if (depth >= max_material_depth) { return false; }
     const bool mapped = m.blend_flags & BLEND_MAPPED;
     evaluation_points below = { transform_point(m.transform, mapped ? points.uvw : points.point),
-        transform_point(m.transform, points.uvw) };
+        transform_point(m.transform, points.uvw), points.has_gradients, {} };
+    for (int i = 0; i < 2 && points.has_gradients; ++i)
+    {
+        below.gradient[i] = points.gradient[0] * m.transform.m[i][0] + points.gradient[1] * m.transform.m[i][1];
+    }
     if (context && (context->flags & CHILD_COORDINATE_OFFSET))
     {
         below.point += context->coordinate_offset;
@@ -146,15 +213,59 @@ bool evaluate_complex(const complex_material& m, ray* r, vector3& normal, int de
     if (r && m.prepare) { m.prepare(&m, r, &q, children); }
     for (int i = 0; i < 2; ++i)
     {
-        evaluate_material(m.children[i], r, normals[i], depth + 1, &children[i], surfaces[i], below);
         children[i].child_surface = &surfaces[i];
+        children[i].points = &below;
     }
+    const auto evaluate_child = [&](int i)
+    { evaluate_material(m.children[i], r, normals[i], depth + 1, &children[i], surfaces[i], below); };
+    // Most patterns are all of one child nearly everywhere: the other one then is not worked out.
+    const bool needs_both = blend_works_on_children(m);
     if (!m.blend) { return false; }
-    const double w = m.blend(&m, r, r ? &q : nullptr, children);
+    for (int i = 0; i < 2 && needs_both; ++i) { evaluate_child(i); }
+    const double answer = m.blend(&m, r, r ? &q : nullptr, children);
+    const double w = answer > 0.0 ? std::fmin(answer, 1.0) : 0.0;
+    if (!needs_both && w != 0.0) { evaluate_child(0); }
+    if (!needs_both && w != 1.0) { evaluate_child(1); }
     mix_surfaces(w, surfaces[0], surfaces[1], out);
     if (w == 0.0) { normal = normals[1]; }
     else if (w == 1.0) { normal = normals[0]; }
     else { normal = normalized(normals[0] * w + normals[1] * (1.0 - w)); }
+    return true;
+}
+
+/// Opaque children stay so in a mixture of the system's own kinds; a host's blend may change them.
+bool is_opaque_tree(const material* m, int depth)
+{
+    if (!m || depth > max_material_depth) { return true; } // the void surface
+    if (!(m->flags & MATERIAL_COMPLEX))
+    {
+        return as_simple(m).transparent == 0.0f && images_stay_opaque(as_simple(m).images);
+    }
+    const complex_material& c = as_complex(m);
+    return (!c.blend || is_own_kind(c)) && is_opaque_tree(c.children[0], depth + 1) &&
+           is_opaque_tree(c.children[1], depth + 1);
+}
+
+/// Whether the material or one of its children has a pattern, with its scale.
+bool find_pattern_scale(const material* m, int depth, double scale[2])
+{
+    if (!m || depth > max_material_depth) { return false; }
+    if (m->flags & MATERIAL_COMPLEX)
+    {
+        const complex_material& c = as_complex(m);
+        if (!c.has_own_pattern)
+        {
+            return find_pattern_scale(c.children[0], depth + 1, scale) ||
+                   find_pattern_scale(c.children[1], depth + 1, scale);
+        }
+        scale[0] = c.scale.x;
+        scale[1] = c.scale.y;
+        return true;
+    }
+    const simple_material& s = as_simple(m);
+    if (!s.images && !s.bumps) { return false; }
+    scale[0] = s.images ? s.images->scale[0] : s.bumps->scale.x;
+    scale[1] = s.images ? s.images->scale[1] : s.bumps->scale.y;
     return true;
 }
 
@@ -207,9 +318,12 @@ bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, co
     return true;
 }
 
-bool is_always_opaque(const material* m)
+bool is_always_opaque(const material* m) { return m && is_opaque_tree(m, 0); }
+
+void pattern_scale_of(const material* m, double scale[2])
 {
-    return m && !(m->flags & MATERIAL_COMPLEX) && as_simple(m).transparent == 0.0f && !as_simple(m).images;
+    scale[0] = scale[1] = 0.0;
+    find_pattern_scale(m, 0, scale);
 }
 
 bool has_noisy_bump(const material* m)
@@ -247,7 +361,7 @@ int32_t zr_resolve_surface(const material* material, ray* ray, surface* surface)
         if (dot(normal, normal) == 0.0) { normal = ray->geometric_normal; } // opposite vertex normals cancel
         if (dot(normal, ray->direction) > 0.0) { normal = -normal; }
         ray->facing_normal = normal;
-        points = mapped_points(*ray, normal);
+        points = mapped_points(material, *ray, normal);
         ray->uv = points.uvw;
     }
     evaluate_material(material, ray, normal, 0, nullptr, *surface, points);

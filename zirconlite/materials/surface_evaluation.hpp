@@ -6,13 +6,19 @@
 #include "zirconlite/raytrace/ray.h"
 #include "zirconlite/raytrace/surface.h"
 
+namespace zr
+{
+struct evaluation_points;
+}
+
 /// What one child of a complex material sees; the public name is used by blend functions.
 struct child_context
 {
     uint32_t flags;            ///< CHILD_* bits
     vector3 coordinate_offset; ///< added to point and coordinates below this level
     float color_offset[3];     ///< added to the colour of a simple material
-    surface* child_surface;    ///< valid for the blend function
+    surface* child_surface;    ///< valid for a blend function that works on its children
+    const zr::evaluation_points* points; ///< those of this level, for the footprint of masks
 };
 
 /// Bits of `child_context.flags`.
@@ -32,12 +38,19 @@ struct evaluation_points
 {
     vector3 point; ///< the mapped point
     vector3 uvw;   ///< the mapped coordinates
+    /// Coordinates of vertices have a scale and direction of their own: how u and v grow along the face, per unit
+    /// of length, and whether they are known. Projected coordinates are lengths themselves.
+    bool has_gradients;
+    vector3 gradient[2];
 };
 
 /// One step of the tree: works out `out` and tilts `normal`. False if the material is null, a complex one
 /// has no blend, or the tree is too deep. `r` and `context` may be null.
 bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, const child_context* context,
     surface& out, const evaluation_points& points);
+
+/// The pattern scale of a material, which mappings by angle take out; 0, 0 where it has no pattern.
+void pattern_scale_of(const material* m, double scale[2]);
 
 /// Whether a surface of `m` lets no light through at any point: shadow rays then need not evaluate it.
 bool is_always_opaque(const material* m);
