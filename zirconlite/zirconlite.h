@@ -24,6 +24,7 @@
 #include "zirconlite/imagefiles/bitmap_format.h"
 #include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/imagefiles/radiance.h"
+#include "zirconlite/libraries/library_file.h"
 #include "zirconlite/lighting/environment.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/sun_sky.h"
