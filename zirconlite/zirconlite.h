@@ -25,6 +25,7 @@
 #include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/imagefiles/radiance.h"
 #include "zirconlite/libraries/library_file.h"
+#include "zirconlite/libraries/material_library.h"
 #include "zirconlite/lighting/environment.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/sun_sky.h"

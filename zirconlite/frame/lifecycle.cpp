@@ -59,6 +59,7 @@ uint32_t zr_init_ex(const char16_t* root_path, const char16_t* second_path, cons
     the_module.resource_module = load_from_bin(u"zr3res.dll");
     if (!zr::start_search_lists(the_module.support_path, gl_version != 0)) { return 0; }
     zr::fill_gamma_tables();
+    zr::material_library_hook = zr::read_library_material;
     start_display_driver(gl_version);
     the_module.display_bits = headless_display_bits;
     if (!fill_jitter_vectors()) { return 0; }

@@ -138,6 +138,7 @@ struct complex_material
     float rotation;    /**< radians */
     matrix4 transform; /**< zr_build_matrix(axis, origin, -rotation) */
     int32_t has_own_pattern; /**< 0 for blend, clear finish and angular blend: the pattern scale is a child's */
+    uint32_t stored_kind;    /**< the kind in the record that it was read from, written again while `blend` is NULL */
 };
 
 /** Bits of `material_entry.flags`. */
