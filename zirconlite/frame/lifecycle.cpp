@@ -8,6 +8,8 @@
 #include "zirconlite/frame/search_path.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/frame/window_font.hpp"
+#include "zirconlite/libraries/material_library.hpp"
+#include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/platform/modules.hpp"
 #include "zirconlite/platform/random.hpp"
 #include "zirconlite/platform/text.hpp"
