@@ -20,6 +20,8 @@ namespace host
 
 const command_row commands[] = {
     { "render", "Render a scene file to a picture", setup_render },
+    { "convert", "Write a picture in another format", setup_convert },
+    { "tone", "Show a picture kept as light at an exposure", setup_tone },
     { "keys", "Print the sections and keys of a scene file", setup_keys },
     { nullptr, nullptr, nullptr },
 };
@@ -35,8 +37,8 @@ struct exit_row
 constexpr exit_row exit_rows[] = {
     { exit_done, "done" },
     { exit_render_failed, "the render failed, or a picture cannot be written" },
-    { exit_bad_scene, "the scene or a model is wrong or damaged" },
-    { exit_missing_file, "the scene or a model is not there" },
+    { exit_bad_scene, "the scene, a model or a picture is wrong or damaged" },
+    { exit_missing_file, "the scene, a model or a picture is not there" },
     { exit_usage, "the command line is wrong" },
     { exit_interrupted, "stopped by Ctrl-C; what was reached is saved" },
     { exit_terminated, "stopped by SIGTERM; what was reached is saved" },

@@ -5,6 +5,7 @@
 #include "host/failure.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/imagefiles/bitmap_format.h"
+#include "zirconlite/imagefiles/radiance.h"
 
 #include <fmt/format.h>
 #include <png.h>
@@ -29,9 +30,20 @@ namespace
     throw failure(exit_render_failed, fmt::format("{}: cannot be written: {}", file.string(), why));
 }
 
-int bytes_per_pixel(pixel_layout layout)
+size_t bytes_per_pixel(pixel_layout layout)
 {
-    return layout == pixel_layout::rgb8 ? 3 : layout == pixel_layout::grey16 ? 2 : 1;
+    switch (layout)
+    {
+    case pixel_layout::rgb8:
+        return 3;
+    case pixel_layout::rgba8:
+    case pixel_layout::radiance:
+        return 4;
+    case pixel_layout::grey16:
+        return 2;
+    default:
+        return 1;
+    }
 }
 
 /// A file beside the target that goes away unless it takes the target's name.
@@ -110,14 +122,18 @@ bool encode_png(FILE* stream, const picture& p, png_structp png, png_infop info,
     std::vector<uint8_t>& row)
 {
     if (setjmp(f.back)) { return false; }
-    const bool is_color = p.layout == pixel_layout::rgb8;
+    const bool has_alpha = p.layout == pixel_layout::rgba8;
+    const bool is_color = has_alpha || p.layout == pixel_layout::rgb8;
+    const int color_type = has_alpha  ? PNG_COLOR_TYPE_RGB_ALPHA
+                           : is_color ? PNG_COLOR_TYPE_RGB
+                                      : PNG_COLOR_TYPE_GRAY;
     png_set_user_limits(png, 1 << 17, 1 << 17);
     png_init_io(png, stream);
     // A stopped render must be on the disk within two seconds; higher levels gain few bytes.
     png_set_compression_level(png, 4);
     png_set_IHDR(png, info, png_uint_32(p.width), png_uint_32(p.height),
-        p.layout == pixel_layout::grey16 ? 16 : 8, is_color ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY,
-        PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        p.layout == pixel_layout::grey16 ? 16 : 8, color_type, PNG_INTERLACE_NONE,
+        PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (is_color) { png_set_gAMA(png, info, 1 / 2.2); }
     png_write_info(png, info);
     for (int y = 0; y < p.height; ++y)
@@ -144,59 +160,120 @@ void write_png(const std::filesystem::path& file, const picture& p)
     out.take_name();
 }
 
-/// The library's writer asks for rows from below.
-int32_t bmp_row(bitmap_format* record, line_request* request)
+/// The library's writers ask for rows from below, with or without alpha.
+int32_t library_row(bitmap_format* record, line_request* request)
 {
     const picture& p = *static_cast<const picture*>(record->image);
     p.read_row(p.height - 1 - int(request->row), request->buffer);
     return 1;
 }
 
-void write_bmp(const std::filesystem::path& file, const picture& p)
+/// The same out of a picture with alpha for a format that has none.
+int32_t library_row_without_alpha(bitmap_format* record, line_request* request)
 {
-    bitmap_format record{};
-    zr_init_bitmap_format(BITMAP_BMP, &record);
+    const picture& p = *static_cast<const picture*>(record->image);
+    std::vector<uint8_t> row(4 * size_t(p.width));
+    p.read_row(p.height - 1 - int(request->row), row.data());
+    for (size_t x = 0; x < size_t(p.width); ++x) { std::copy_n(&row[4 * x], 3, request->buffer + 3 * x); }
+    return 1;
+}
+
+/// Where the library should write: a link keeps pointing where it did.
+std::u16string target_of(const std::filesystem::path& file)
+{
     std::error_code error;
     const std::filesystem::path target = std::filesystem::weakly_canonical(file, error);
-    const std::u16string path = (error ? file : target).u16string();
+    return (error ? file : target).u16string();
+}
+
+template <uint32_t format, bool has_alpha>
+void write_by_library(const std::filesystem::path& file, const picture& p)
+{
+    bitmap_format record{};
+    zr_init_bitmap_format(format, &record);
+    const std::u16string path = target_of(file);
     if (path.size() >= std::size(record.path))
     {
-        cannot_write(file, "the path of a BMP has at most 255 characters");
+        cannot_write(file, "the path of such a picture has at most 255 characters");
     }
     std::copy(path.begin(), path.end(), record.path);
     record.width = uint32_t(p.width);
     record.height = uint32_t(p.height);
-    record.alpha_mode = LINE_RGB;
+    record.compression = uint32_t(100 - p.jpeg_quality);
+    record.alpha_mode = p.layout == pixel_layout::rgba8 && has_alpha ? LINE_RGBA : LINE_RGB;
     record.image = const_cast<picture*>(&p);
-    record.line_source = bmp_row;
-    if (!record.write_image || !record.write_image(&record)) { cannot_write(file, zr_last_error()->text); }
+    record.line_source =
+        p.layout == pixel_layout::rgba8 && !has_alpha ? library_row_without_alpha : library_row;
+    if (!record.write_image(&record)) { cannot_write(file, zr_last_error()->text); }
 }
 
 struct format_row
 {
     const char* extension;
-    void (*write)(const std::filesystem::path&, const picture&);
+    void (*write)(const std::filesystem::path&, const picture&); ///< null: write_radiance writes it
     bool has_grey;
 };
 constexpr format_row formats[] = {
     { ".png", write_png, true },
-    { ".bmp", write_bmp, false },
+    { ".bmp", write_by_library<BITMAP_BMP, false>, false },
+    { ".tga", write_by_library<BITMAP_TARGA, true>, false },
+    { ".tif", write_by_library<BITMAP_TIF, true>, false },
+    { ".tiff", write_by_library<BITMAP_TIFF, true>, false },
+    { ".jpg", write_by_library<BITMAP_JPEG, false>, false },
+    { ".jpeg", write_by_library<BITMAP_JPEG, false>, false },
+    { ".hdr", nullptr, false },
 };
 
-const format_row& format_of(const std::filesystem::path& file, pixel_layout layout)
+bool can_hold(const format_row& f, pixel_layout layout)
+{
+    if (layout == pixel_layout::radiance) { return !f.write; }
+    return f.write && (f.has_grey || layout == pixel_layout::rgb8 || layout == pixel_layout::rgba8);
+}
+
+const format_row* format_named(const std::filesystem::path& file)
 {
     std::string extension = file.extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
         [](unsigned char c) { return char(tolower(c)); });
     for (const format_row& f : formats)
     {
-        if (extension == f.extension && (layout == pixel_layout::rgb8 || f.has_grey)) { return f; }
+        if (extension == f.extension) { return &f; }
     }
-    cannot_write(file,
-        layout == pixel_layout::rgb8 ? "the name must end in .png or .bmp" : "the name must end in .png");
+    return nullptr;
+}
+
+const format_row& format_of(const std::filesystem::path& file, pixel_layout layout)
+{
+    const format_row* named = format_named(file);
+    if (named && can_hold(*named, layout)) { return *named; }
+    // Where light is wanted any picture will do; its layout then follows the name.
+    const bool any = layout == pixel_layout::rgb8 || layout == pixel_layout::radiance;
+    std::string names;
+    for (const format_row& f : formats)
+    {
+        if (any || can_hold(f, layout)) { names += std::string(names.empty() ? "" : ", ") + f.extension; }
+    }
+    cannot_write(file, (any ? "the name must end in one of " : "the name must end in ") + names);
 }
 
 } // namespace
+
+bool keeps_radiance(const std::filesystem::path& file)
+{
+    const format_row* named = format_named(file);
+    return named && !named->write;
+}
+
+bool takes_grey(const std::filesystem::path& file)
+{
+    const format_row* named = format_named(file);
+    return named && named->has_grey;
+}
+
+pixel_layout color_layout_of(const std::filesystem::path& file)
+{
+    return keeps_radiance(file) ? pixel_layout::radiance : pixel_layout::rgb8;
+}
 
 void check_picture_file(const std::filesystem::path& file, const picture& shape)
 {
@@ -213,7 +290,8 @@ void check_picture_file(const std::filesystem::path& file, const picture& shape)
         cannot_write(file, strerror(errno));
     }
     temporary_file probe(file);
-    const auto bytes = off_t(int64_t(shape.width) * shape.height * bytes_per_pixel(shape.layout) + 4096);
+    const auto bytes =
+        off_t(int64_t(shape.width) * shape.height * int64_t(bytes_per_pixel(shape.layout)) + 4096);
     const int result = posix_fallocate(fileno(probe.stream), 0, bytes);
     if (result == ENOSPC || result == EFBIG || result == EDQUOT) { cannot_write(file, strerror(result)); }
 }
@@ -221,6 +299,14 @@ void check_picture_file(const std::filesystem::path& file, const picture& shape)
 void write_picture(const std::filesystem::path& file, const picture& p)
 {
     format_of(file, p.layout).write(file, p);
+}
+
+void write_radiance(const std::filesystem::path& file, const image_buffer& light)
+{
+    if (!zr_write_radiance_file(target_of(file).c_str(), &light))
+    {
+        cannot_write(file, zr_last_error()->text);
+    }
 }
 
 } // namespace host

@@ -170,10 +170,25 @@ bool read_numbers(const std::string& text, char separator, int* out, int count)
     return at == text.size();
 }
 
+void add_tone_options(CLI::App& command, tone_options& o)
+{
+    command.add_option("--brightness", o.brightness, "-5 to 5, in powers of ten of light");
+    command.add_option("--contrast", o.contrast, "0.001 to 0.999");
+    command.add_option("--method", o.method, "power or histogram: the curve from light to screen");
+}
+
+void apply_tone_options(const tone_options& o, scene_tone& tone)
+{
+    override_number(tone_section, "brightness", o.brightness, tone.brightness);
+    override_number(tone_section, "contrast", o.contrast, tone.contrast);
+    override_choice(tone_section, "method", "--method", o.method, tone.method);
+}
+
 void add_render_options(CLI::App& command, render_options& o)
 {
     command.add_option("SCENE", o.scene, "The scene, a TOML file")->required();
-    command.add_option("-o,--output", o.output, "The picture, .png or .bmp; else the scene's own");
+    command.add_option(
+        "-o,--output", o.output, "The picture: .png, .bmp, .tga, .tif, .jpg or .hdr; else the scene's own");
     command.add_option("--size", o.size, "Width and height in pixels, such as 960x640");
     command.add_option("--threads", o.threads, "Workers, 1 to 8; 0 for one a processor");
     command.add_option("--region", o.region, "X,Y,W,H in pixels from the top left: render only this");
@@ -181,8 +196,7 @@ void add_render_options(CLI::App& command, render_options& o)
     command.add_option("--antialiasing", o.antialiasing, "0 none to 1 finest");
     command.add_option("--projection", o.projection,
         "parallel, perspective, two-point, cylindrical, spherical or light-probe");
-    command.add_option("--brightness", o.brightness, "-5 to 5, in powers of ten of light");
-    command.add_option("--contrast", o.contrast, "0.001 to 0.999");
+    add_tone_options(command, o.tone);
     command.add_option("--light-model", o.light_model, "exact or fast");
     command.add_option("--search", o.search, "tree or grid: what finds the hits of rays");
     command.add_flag("--preview", o.preview, "A quarter of the width and height, coarse passes only");
@@ -200,8 +214,7 @@ void apply_options(const render_options& o, scene& s)
     override_number(render_section, "threads", o.threads, s.render.threads);
     override_number(render_section, "quality", o.quality, s.render.quality);
     override_number(render_section, "antialiasing", o.antialiasing, s.render.antialiasing);
-    override_number(tone_section, "brightness", o.brightness, s.tone.brightness);
-    override_number(tone_section, "contrast", o.contrast, s.tone.contrast);
+    apply_tone_options(o.tone, s.tone);
     override_choice(camera_section, "projection", "--projection", o.projection, s.camera.projection);
     override_choice(render_section, "light_model", "--light-model", o.light_model, s.render.light_model);
     override_choice(render_section, "search", "--search", o.search, s.render.search);

@@ -13,13 +13,26 @@ class App;
 namespace host
 {
 
+/// From light to screen; what is not given stays as it is.
+struct tone_options
+{
+    std::optional<double> brightness, contrast;
+    std::string method;
+};
+
+void add_tone_options(CLI::App& command, tone_options& o);
+
+/// Throws `failure` for wrong usage.
+void apply_tone_options(const tone_options& o, scene_tone& tone);
+
 struct render_options
 {
     std::string scene;
     std::string output; ///< from the working folder, unlike paths in the scene
     std::string size, region;
     std::optional<int> threads, quality;
-    std::optional<double> antialiasing, brightness, contrast;
+    std::optional<double> antialiasing;
+    tone_options tone;
     std::string projection, light_model, search;
     bool preview = false;
     int import_megabytes = 4096;

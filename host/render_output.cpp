@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <memory>
 
 namespace host
 {
@@ -25,7 +26,7 @@ namespace
 struct window
 {
     int left, top, width, height;
-    int row_from_below(const render_view& v, int row) const { return v.height - 1 - (top + row); }
+    int row_from_below(const render_view& v, int row) const { return v.image->height - 1 - (top + row); }
 };
 
 window window_of(const scene& s)
@@ -46,8 +47,35 @@ void put_u16(uint8_t* out, unsigned v)
     out[1] = uint8_t(v);
 }
 
+struct buffer_deleter
+{
+    void operator()(image_buffer* b) const { zr_destroy_image_buffer(b); }
+};
+
+/// The light in the window, a picture of its own.
+void write_light(const render_view& v, const window& w, const std::filesystem::path& file)
+{
+    const std::unique_ptr<image_buffer, buffer_deleter> light(
+        zr_new_image_buffer(w.width, w.height, PIXEL_RADIANCE));
+    if (!light) { throw failure(exit_render_failed, file.string() + ": no memory" + library_error()); }
+    for (int row = 0; row < w.height; ++row)
+    {
+        const int y = w.height - 1 - row;
+        *zr_image_buffer_signature(light.get(), y) = ROW_COMPLETE;
+        for (int x = 0; x < w.width; ++x)
+        {
+            const uint8_t* from =
+                zr_image_buffer_pixel_ex(v.image, w.left + x, w.row_from_below(v, row), nullptr);
+            if (from) { std::copy_n(from, light->pixel_size, zr_image_buffer_pixel(light.get(), x, y)); }
+        }
+    }
+    write_radiance(file, *light);
+    say_written(file, fmt::format("{}x{}, light", w.width, w.height));
+}
+
 void write_colors(const render_view& v, const window& w, const std::filesystem::path& file)
 {
+    if (keeps_radiance(file)) { return write_light(v, w, file); }
     pixel_cache* cache = zr_init_pixel_cache();
     const auto read_row = [&](int row, uint8_t* out)
     {
@@ -181,10 +209,10 @@ output_files prepare_output(const scene& s, const std::string& option)
     for (const scene_variant& v : s.variants) { files.variants.push_back(beside_scene(s, v.file)); }
     if (s.render.calibration) { return files; }
 
-    check_picture_file(files.picture, { w.width, w.height, pixel_layout::rgb8, {} });
+    check_picture_file(files.picture, { w.width, w.height, color_layout_of(files.picture), {} });
     for (const auto& v : files.variants)
     {
-        check_picture_file(v, { w.width, w.height, pixel_layout::rgb8, {} });
+        check_picture_file(v, { w.width, w.height, color_layout_of(v), {} });
     }
     if (!files.alpha.empty())
     {
@@ -199,6 +227,11 @@ output_files prepare_output(const scene& s, const std::string& option)
         check_picture_file(files.object_id, { w.width, w.height, pixel_layout::grey16, {} });
     }
     return files;
+}
+
+void write_view(const render_view& v, const std::filesystem::path& file)
+{
+    write_colors(v, { 0, 0, v.image->width, v.image->height }, file);
 }
 
 void write_output(const scene& s, document* d, const output_files& files)

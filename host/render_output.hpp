@@ -20,6 +20,9 @@ struct output_files
 /// Names the files; `option` is the command line's picture. Throws `failure` when one cannot be written.
 output_files prepare_output(const scene& s, const std::string& option);
 
+/// Writes the view's whole picture at its exposure, or its light as .hdr.
+void write_view(const render_view& v, const std::filesystem::path& file);
+
 /// Writes everything of the view that is valid; rows that were not reached come out black.
 void write_output(const scene& s, document* d, const output_files& files);
 
