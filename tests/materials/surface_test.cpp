@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "tests/support/materials.hpp"
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/module_state.hpp"
 #include "zirconlite/materials/bumps.h"
@@ -13,15 +14,7 @@ namespace
 {
 
 using namespace zr;
-
-simple_material& simple(material* m)
-{
-    return *reinterpret_cast<simple_material*>(m);
-}
-complex_material& blended(material* m)
-{
-    return *reinterpret_cast<complex_material*>(m);
-}
+using namespace test;
 
 constexpr matrix4 identity = { { { 1, 0, 0, 0 }, { 0, 1, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
 
@@ -69,44 +62,6 @@ void add_bump(material* m, bump_function function, double strength)
     b->next = simple(m).bumps;
     simple(m).bumps = b;
 }
-
-/// A hit that looks straight at a surface facing up.
-ray hit_from_above()
-{
-    ray r = {};
-    r.direction = { 0, 0, -1 };
-    r.geometric_normal = r.interpolated_normal = { 0, 0, 1 };
-    return r;
-}
-
-/// A noise table for the length of a test.
-struct noise_table
-{
-    noise_table() : kept(the_module.jitter_vectors)
-    {
-        table = static_cast<float(*)[3]>(zr_malloc(4096 * sizeof(float[3])));
-        std::mt19937 random(9);
-        for (int i = 0; i < 4096; ++i)
-        {
-            for (int k = 0; k < 3; ++k) { table[i][k] = float(random() % 32768 / 32767.0 - 0.5); }
-        }
-        the_module.jitter_vectors = table;
-    }
-    ~noise_table()
-    {
-        the_module.jitter_vectors = kept;
-        zr_free(table);
-    }
-    float (*kept)[3];
-    float (*table)[3];
-};
-
-struct physical_colors
-{
-    physical_colors() { job.simple_colors = 0; }
-    ~physical_colors() { job.simple_colors = kept; }
-    int32_t kept = job.simple_colors;
-};
 
 } // namespace
 

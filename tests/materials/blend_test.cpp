@@ -1,0 +1,268 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+#include <vector>
+
+#include "tests/support/materials.hpp"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/imagefiles/bitmap_store.h"
+#include "zirconlite/materials/blend.h"
+#include "zirconlite/materials/blend_functions.hpp"
+#include "zirconlite/materials/mat_image.h"
+#include "zirconlite/materials/noise.h"
+#include "zirconlite/materials/surface_evaluation.hpp"
+
+namespace
+{
+
+using namespace zr;
+using namespace test;
+
+/// A material of the kind over a white and a black child.
+struct pattern
+{
+    explicit pattern(int32_t kind, float ratio = 0.5f, float softness = 0.0f)
+    {
+        whole = new_complex_material();
+        for (int i = 0; i < 2; ++i)
+        {
+            material* child = blended(whole).children[i] = new_simple_material();
+            child->parent = whole;
+            for (float& c : simple(child).color) { c = i == 0 ? 1.0f : 0.0f; }
+        }
+        zr_set_blend_kind(whole, kind);
+        zr_update_pattern_transform(whole);
+        for (float& r : params().ratio) { r = ratio; }
+        for (float& s : params().softness) { s = softness; }
+        params().octaves = 4;
+    }
+    ~pattern() { free_material(whole); }
+    pattern(const pattern&) = delete;
+    pattern& operator=(const pattern&) = delete;
+
+    complex_material& m() { return blended(whole); }
+    blend_params& params() { return m().params; }
+
+    /// Share of the white child at a point, through the whole evaluation.
+    double at(const vector3& p, ray r = hit_from_above())
+    {
+        r.map_point = p;
+        surface s;
+        zr_resolve_surface(whole, &r, &s);
+        return s.color[0];
+    }
+    double neutral()
+    {
+        surface s;
+        zr_resolve_surface(whole, nullptr, &s);
+        return s.color[0];
+    }
+
+    material* whole;
+    const physical_colors physical;
+};
+
+/// A hit seen under an angle of this cosine.
+ray hit_at(double cosine)
+{
+    ray r = hit_from_above();
+    r.direction = { std::sqrt(1.0 - cosine * cosine), 0, -cosine };
+    return r;
+}
+
+} // namespace
+
+TEST(Blend, PulsesAreSquareWavesWithSoftEdges)
+{
+    struct { double x, ratio, softness, value; } const cases[] = {
+        { 0.25, 0.5, 0, 1 }, { 0.75, 0.5, 0, 0 }, { 0.5, 0.5, 0, 1 },
+        { 0.5, 0.5, 0.2, 0.5 }, { 0.475, 0.5, 0.2, 0.75 }, { 0.0, 0.5, 0.2, 0.5 }, { 0.975, 0.5, 0.2, 0.25 },
+        { 0.025, 0.5, 0.2, 0.75 }, { 0.06, 0.5, 0.2, 1 }, { 0.94, 0.5, 0.2, 0 },
+        { 0.9, 0.9, 1.0, 0.5 }, { 0.5, 0.9, 1.0, 1 }, // softness 1: the thin band is all edge
+        { 0.5, 0.0, 0.5, 0 }, { 0.5, 1.0, 0.5, 1 }, { 1.25, 1.0, 0.5, 1 }, { -0.25, 0.0, 0.5, 1 },
+        { 0.5, 0.5, -1.0, 1 }, { NAN, 0.5, 0.2, 0.5 },
+    };
+    for (const auto& c : cases)
+    {
+        EXPECT_NEAR(soft_pulse(c.x, c.ratio, c.softness), c.value, 1e-9)
+            << c.x << " " << c.ratio << " " << c.softness;
+    }
+}
+
+TEST(Blend, EachKindGivesItsPatternAtKnownPoints)
+{
+    const noise_table noise;
+    struct { int32_t kind; float ratio; vector3 point; double value, neutral; } const cases[] = {
+        { BLEND_KIND_MARBLE, 0.25f, { 3.2, 9, 9 }, 1, 0.25 },
+        { BLEND_KIND_MARBLE, 0.25f, { -0.5, 0, 0 }, 0, 0.25 },
+        { BLEND_KIND_WOOD, 0.5f, { 0.3, 77, 0.4 }, 1, 0.5 },  // radius 0.5: just one ring out
+        { BLEND_KIND_WOOD, 0.5f, { -0.4, 77, 0 }, 0, 0.5 },
+        { BLEND_KIND_TILE, 0.9f, { 5.85, -3.5, 1 }, 1, 0.9 },
+        { BLEND_KIND_TILE, 0.9f, { 5.95, -3.5, 1 }, 0, 0.9 },
+        { BLEND_KIND_TILE, 0.9f, { 5.5, -3.05, 1 }, 0, 0.9 },
+        { BLEND_KIND_BLEND, 0.3f, { 1, 2, 3 }, 0.3, 0.3 },
+        { BLEND_KIND_MASK, 0.3f, { 1, 2, 3 }, 1, 1 }, // a mask without its picture
+        { BLEND_KIND_CLEAR_FINISH, 0.3f, { 1, 2, 3 }, 0, 1 }, // an opaque coat
+        { BLEND_KIND_ANGULAR, 0.3f, { 1, 2, 3 }, 1, 1 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(testing::Message() << c.kind << " at " << c.point.x);
+        pattern p(c.kind, c.ratio);
+        p.m().children[1]->flags |= MATERIAL_SHARP_REFLECTION;
+        blended(p.whole).params.turbulence[0] = 0.0f;
+        if (c.kind == BLEND_KIND_CLEAR_FINISH) { simple(p.m().children[1]).ior = 1.5f; }
+        EXPECT_NEAR(p.at(c.point), c.value, 1e-6);
+        EXPECT_NEAR(p.neutral(), c.neutral, 1e-6);
+        EXPECT_EQ(zr_get_blend_kind(p.whole), c.kind);
+        EXPECT_EQ(p.m().has_own_pattern, c.kind < BLEND_KIND_BLEND);
+    }
+    pattern granite(BLEND_KIND_GRANITE, 0.5f);
+    pattern marble(BLEND_KIND_MARBLE, 0.5f);
+    marble.params().turbulence[0] = 0.7f;
+    for (const int32_t octaves : { -5, 0, 1, 2, 7, 2000000000 })
+    {
+        granite.params().octaves = marble.params().octaves = octaves;
+        for (const double x : { 0.3, -7.7, 1e15, -1e300 })
+        {
+            const vector3 p = { x, 0.2, 0.9 };
+            double t;
+            turb1(&p, &t, std::min(std::max(octaves, 2), 16));
+            EXPECT_EQ(granite.at(p), t <= 0.0 ? 1.0 : 0.0) << x << " in " << octaves;
+            const double bands = marble.at(p);
+            EXPECT_TRUE(bands == 0.0 || bands == 1.0);
+        }
+    }
+    pattern unknown(99);
+    EXPECT_EQ(zr_get_blend_kind(unknown.whole), -1);
+    EXPECT_EQ(unknown.at({ 0, 0, 0 }), 0.0);
+}
+
+TEST(Blend, LooksThatFollowTheAngle)
+{
+    pattern p(BLEND_KIND_ANGULAR);
+    p.params().ratio[0] = float(std::cos(pi / 6));
+    p.params().ratio[1] = float(std::cos(pi / 2 * 0.9));
+    struct { double cosine, value; } const cases[] = {
+        { 0.95, 1.0 }, { std::cos(pi * 0.45), 0.0 }, { std::cos(0.5 * (pi / 6 + pi * 0.45)), 0.5 }, { 0.01, 0.0 } };
+    for (const auto& c : cases) { EXPECT_NEAR(p.at({ 0, 0, 0 }, hit_at(c.cosine)), c.value, 1e-5) << c.cosine; }
+
+    // A coat over the first child: its clearness turns into reflection, and says how much it shows head on.
+    pattern coat(BLEND_KIND_CLEAR_FINISH);
+    simple_material& second = simple(coat.m().children[1]);
+    second.ior = 1.5f;
+    struct { float opacity; double cosine, first; } const coats[] = {
+        { 0.0f, 1.0, 1.0 }, { 1.0f, 1.0, 0.0 }, { 0.5f, 1.0, 0.75 }, { 0.0f, 0.0, 0.0 },
+        { 0.0f, 0.5, 1.0 - std::pow(0.5, 4.0) } };
+    for (const auto& c : coats)
+    {
+        second.opacity = c.opacity;
+        zr_update_material_weights(&second.head);
+        EXPECT_NEAR(coat.at({ 0, 0, 0 }, hit_at(c.cosine)), c.first, 1e-6) << c.opacity << " " << c.cosine;
+    }
+    ray r = hit_at(0.0);
+    surface s;
+    zr_resolve_surface(coat.whole, &r, &s);
+    EXPECT_EQ(s.transparent, 0.0f);
+    EXPECT_FLOAT_EQ(s.reflect, 1.0f);
+    EXPECT_FLOAT_EQ(s.highlight, 301.0f);
+    second.ior = 1.0f;
+    EXPECT_NEAR(coat.at({ 0, 0, 0 }, hit_at(0.5)), 1.0, 1e-9);
+}
+
+TEST(Blend, TilesKeepOneColorInShiftedRowsAndFadeWhereTheyAreTooSmallToSee)
+{
+    const noise_table noise;
+    pattern p(BLEND_KIND_TILE, 0.9f);
+    p.m().blend_flags |= BLEND_JITTER_COLOR;
+    p.params().tile_offset.x = 0.3;
+    p.params().color_jitter = { -0.5, -0.5, -0.5 };
+    for (float& c : simple(p.m().children[0]).color) { c = 0.5f; }
+    for (const double row : { -3.5, 0.5, 1.5, 7.5 })
+    {
+        // In a row pushed by s a tile reaches from n - s to n - s + 0.9.
+        const double s = std::floor(row) * 0.3 - std::floor(std::floor(row) * 0.3);
+        const double color = p.at({ 2 - s + 0.01, row, 0 });
+        EXPECT_EQ(p.at({ 2 - s + 0.45, row, 0 }), color) << row;
+        EXPECT_EQ(p.at({ 2 - s + 0.89, row, 0 }), color) << row;
+        EXPECT_NE(p.at({ 3 - s + 0.01, row, 0 }), color) << row;
+        EXPECT_EQ(p.at({ 2 - s + 0.95, row, 0 }), 0.0) << "grout does not vary";
+    }
+    pattern far(BLEND_KIND_TILE, 0.8f);
+    ray r = hit_from_above();
+    r.footprint[0] = r.footprint[1] = 1e6;
+    double low = 1, high = 0, sum = 0;
+    for (int i = 0; i < 400; ++i)
+    {
+        const double value = far.at({ i * 0.137, i * 0.211, 0 }, r);
+        low = std::min(low, value);
+        high = std::max(high, value);
+        sum += value;
+    }
+    EXPECT_NEAR(sum / 400, 0.9 * 0.8 + 0.1 * 0.64, 0.02) << "nine tenths of it is the mean of the ratios";
+    EXPECT_GT(high - low, 0.01) << "dithered";
+    EXPECT_LT(high - low, 0.4);
+}
+
+TEST(Blend, MasksFollowTheirPicture)
+{
+    const uint8_t pixels[] = { 255, 0, 0, 51, 0, 0, 0, 0, 102, 0, 0, 0 };
+    auto* mask = static_cast<mask_source*>(zr_calloc(1, sizeof(mask_source)));
+    mask->bitmap = zr_add_bitmap(u"mask", 2, 2, 3, pixels);
+    mask->references = 1;
+    pattern p(BLEND_KIND_MASK);
+    p.params().mask = mask;
+    p.m().scale = { 0.5, 0.5, 1 };
+    struct { vector3 point; double value; } const cases[] = {
+        { { 0.1, 0.1, 0 }, 1 }, { { 1.1, 0.1, 0 }, 0.2 }, { { -1.9, 1.5, 5 }, 0.4 }, { { 3.5, 3.5, 0 }, 0 } };
+    for (const auto& c : cases) { EXPECT_NEAR(p.at(c.point), c.value, 1e-6) << c.point.x; }
+    EXPECT_NEAR(p.neutral(), 77 / 255.0, 1e-6);
+    ray far = hit_from_above();
+    far.footprint[0] = far.footprint[1] = 100.0;
+    EXPECT_NEAR(p.at({ 0.1, 0.1, 0 }, far), 77 / 255.0, 1e-6);
+
+    material* copy = dupe_material(p.whole);
+    EXPECT_EQ(mask->references, 2);
+    free_material(copy);
+    EXPECT_EQ(mask->references, 1);
+    zr_free_all_bitmaps();
+    mask->bitmap = nullptr;
+}
+
+TEST(Blend, SixLevelsAreTheSameEveryTime)
+{
+    const noise_table noise;
+    const physical_colors physical;
+    material* m = new_simple_material();
+    for (int32_t level = 0; level < 6; ++level)
+    {
+        material* above = new_complex_material();
+        blended(above).children[0] = m;
+        blended(above).children[1] = new_simple_material();
+        for (float& c : simple(blended(above).children[1]).color) { c = 0.15f * float(level + 1); }
+        zr_set_blend_kind(above, level % 4);
+        blended(above).params = { 4, 0, { 0.6f, 0.6f, 1 }, { 0.4f, 0, 0 }, { 0.5f, 0.5f, 0 }, { 0.3, 0, 0 },
+            nullptr, {}, {} };
+        blended(above).rotation = float(level);
+        blended(above).scale = { 1.0 + level, 2.0, 1.0 };
+        zr_update_pattern_transform(above);
+        m = above;
+    }
+    std::vector<float> first;
+    for (int pass = 0; pass < 2; ++pass)
+    {
+        for (int i = 0; i < 200; ++i)
+        {
+            ray r = hit_from_above();
+            r.map_point = { i * 0.173, i * -0.031, i * 0.011 };
+            surface s;
+            zr_resolve_surface(m, &r, &s);
+            if (pass == 0) { first.push_back(s.color[1]); }
+            EXPECT_EQ(s.color[1], first[size_t(i)]);
+        }
+    }
+    EXPECT_GT(std::set<float>(first.begin(), first.end()).size(), 20u);
+    EXPECT_TRUE(is_always_opaque(m));
+    free_material(m);
+}

@@ -1,0 +1,275 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/support/materials.hpp"
+#include "tests/support/scene.hpp"
+#include "zirconlite/imagefiles/bitmap_store.h"
+#include "zirconlite/materials/image_sampling.hpp"
+#include "zirconlite/materials/mat_image.h"
+#include "zirconlite/materials/surface_evaluation.hpp"
+
+namespace
+{
+
+using namespace zr;
+using namespace test;
+
+/// A simple material under test with pictures of one colour each.
+struct painted
+{
+    painted() : whole(new_simple_material()) {}
+    ~painted()
+    {
+        free_material(whole);
+        zr_free_all_bitmaps();
+    }
+    painted(const painted&) = delete;
+    painted& operator=(const painted&) = delete;
+
+    /// One more picture of 1 by 1 texel, at the end of the list.
+    mat_image& add(uint32_t flags, float strength, const std::vector<uint8_t>& texel)
+    {
+        mat_image** link = &simple(whole).images;
+        while (*link) { link = &(*link)->next; }
+        *link = zr_new_mat_image();
+        (*link)->flags = flags;
+        (*link)->strength = strength;
+        const std::u16string name(1, char16_t(u'a' + count++)); // one key for each picture
+        (*link)->bitmap = zr_add_bitmap(name.c_str(), 1, 1, uint32_t(texel.size()), texel.data());
+        return **link;
+    }
+    surface at(const vector3& p, ray r = hit_from_above())
+    {
+        r.map_point = p;
+        surface s;
+        zr_resolve_surface(whole, &r, &s);
+        normal = r.shading_normal;
+        return s;
+    }
+
+    material* whole;
+    vector3 normal;
+    int count = 0;
+    const physical_colors physical;
+};
+
+double linear(double byte) { return std::pow(byte / 255.0, 2.2); }
+
+} // namespace
+
+TEST(Images, TakeTheirShareOfEachChannel)
+{
+    const std::vector<uint8_t> white = { 255, 255, 255 }, grey = { 100 };
+    {
+        painted m;
+        m.add(IMAGE_ON_COLOR, 1.0f, white);
+        EXPECT_FLOAT_EQ(m.at({}).color[0], 1.0f);
+        m.add(IMAGE_ON_COLOR, 1.0f, grey);
+        EXPECT_NEAR(m.at({}).color[2], 0.5 * 0.5 + 0.5 * linear(100), 1e-6);
+        EXPECT_NEAR(m.at({}).translucent_color[2], 0.5 * 0.5 + 0.5 * linear(100), 1e-6);
+        EXPECT_EQ(m.at({}).reflect_color[0], 1.0f);
+        surface neutral;
+        zr_resolve_surface(m.whole, nullptr, &neutral);
+        EXPECT_NEAR(neutral.color[1], 0.5 * 0.5 + 0.5 * linear(100), 1e-6);
+        m.add(IMAGE_ON_COLOR, 1.0f, white).bitmap = nullptr;
+        EXPECT_NEAR(m.at({}).color[1], 2 / 9.0 + linear(100) / 3, 1e-6) << "a missing picture leaves its share";
+    }
+    {
+        painted m;
+        for (int i = 0; i < 3; ++i) { m.add(IMAGE_ON_COLOR | IMAGE_ON_REFLECT, 0.5f, white); }
+        m.whole->flags |= MATERIAL_REFLECT_FOLLOWS_COLOR;
+        const double k = 0.5 / 1.5 * 0.5;
+        EXPECT_NEAR(m.at({}).color[0], 1 - std::pow(1 - k, 3), 1e-6);
+        m.add(IMAGE_ON_TRANSPARENT, 0.5f, grey);
+        EXPECT_NEAR(m.at({}).transparent_color[0], 0.5 * linear(100), 1e-6);
+    }
+    painted m;
+    simple(m.whole).diffuse_share = 0.75f;
+    zr_update_material_weights(m.whole);
+    m.add(IMAGE_ON_SHININESS, 1.0f, { 0, 100, 0 });
+    surface s = m.at({});
+    EXPECT_NEAR(s.reflect, 0.25 + 0.75 * linear(100), 1e-6);
+    EXPECT_NEAR(s.highlight, s.reflect * 300 + 1, 1e-4);
+    EXPECT_NEAR(s.diffuse, 0.75 - 0.75 * linear(100), 1e-6);
+    EXPECT_TRUE(is_always_opaque(m.whole));
+    m.add(IMAGE_ON_CLEARNESS, 1.0f, white);
+    s = m.at({});
+    EXPECT_FLOAT_EQ(s.transparent, 1.0f);
+    EXPECT_EQ(s.diffuse + s.reflect + s.translucent, 0.0f);
+    EXPECT_FALSE(is_always_opaque(m.whole));
+}
+
+TEST(Images, KeysTellWhatIsSeeThrough)
+{
+    bitmap rgba = {}, rgb = {};
+    rgba.bytes_per_pixel = 4;
+    rgb.bytes_per_pixel = 3;
+    struct { const char* what; const bitmap& b; mat_key key; double sample[4], value; } const cases[] = {
+        { "none", rgba, { 0, 1, {}, 0, 0, {}, 0 }, { 0, 0, 0, 0.25 }, 0 },
+        { "alpha", rgba, { 3, 0, {}, 0, 0, {}, 0 }, { 0, 0, 0, 0.25 }, 0.75 },
+        { "alpha inverted", rgba, { 3, 1, {}, 0, 0, {}, 0 }, { 0, 0, 0, 0.25 }, 0.25 },
+        { "alpha of a picture without", rgb, { 3, 1, {}, 0, 0, {}, 0 }, { 0, 0, 0, 0 }, 0 },
+        { "inside a hard edge", rgb, { 1, 0, { 0, 1, 0 }, 0.1f, 0, {}, 0 }, { 0.09, 0.95, 0 }, 1 },
+        { "outside", rgb, { 1, 0, { 0, 1, 0 }, 0.1f, 0, {}, 0 }, { 0.2, 1, 0 }, 0 },
+        { "outside, inverted", rgb, { 1, 1, { 0, 1, 0 }, 0.1f, 0, {}, 0 }, { 0.2, 1, 0 }, 1 },
+        { "feathered", rgb, { 1, 0, { 0, 1, 0 }, 0.2f, 1, {}, 0 }, { 30 / 255.0, 240 / 255.0, 0 }, 1 - 45 / 153.0 },
+        { "no tolerance", rgb, { 1, 0, { 0, 1, 0 }, 0, 0, {}, 0 }, { 0, 1, 0 }, 0 },
+        { "no tolerance, inverted", rgb, { 1, 1, { 0, 1, 0 }, 0, 0, {}, 0 }, { 0, 1, 0 }, 1 },
+    };
+    for (const auto& c : cases)
+    {
+        mat_key key = c.key;
+        zr_update_mat_key(&key);
+        EXPECT_NEAR(key_value(c.b, key, c.sample), c.value, 1e-6) << c.what;
+    }
+
+    painted m;
+    simple(m.whole).ior = 1.5f;
+    mat_image& leaf = m.add(IMAGE_ON_COLOR, 1.0f, { 255, 255, 255, 100 });
+    leaf.key->kind = KEY_ALPHA;
+    EXPECT_NEAR(m.at({}).color[0], 0.4, 1e-6) << "covered, not cut";
+    leaf.key->flags = KEY_CUTS_OUT;
+    const surface s = m.at({});
+    EXPECT_NEAR(s.transparent, 0.6, 1e-6);
+    EXPECT_NEAR(s.diffuse, 0.4, 1e-6);
+    EXPECT_EQ(s.ior, 1.0f);
+    EXPECT_EQ(s.transparent_color[1], 1.0f);
+    EXPECT_FALSE(is_always_opaque(m.whole));
+    surface neutral;
+    zr_resolve_surface(m.whole, nullptr, &neutral);
+    EXPECT_EQ(neutral.transparent, 0.0f);
+}
+
+TEST(Images, LevelsFollowTheFootprint)
+{
+    struct { double measure; int32_t count, level; double fraction; } const cases[] = { { 0, 5, 0, 0 },
+        { 1, 5, 0, 0 }, { 1.01, 5, 1, 0.2525 }, { 4, 5, 1, 0 }, { 4.04, 5, 2, 0.2525 }, { 200, 5, 4, 0 },
+        { INFINITY, 5, 4, 0 }, { NAN, 5, 0, 0 }, { 100, 1, 0, 0 } };
+    for (const auto& c : cases)
+    {
+        const mip_level found = choose_level(c.measure, c.count);
+        EXPECT_EQ(found.level, c.level) << c.measure;
+        EXPECT_NEAR(found.fraction, c.fraction, 1e-9) << c.measure;
+    }
+    bitmap b = {};
+    b.width = 100;
+    b.height = 300;
+    ray r = hit_from_above();
+    r.direction = { std::sqrt(0.75), 0, -0.5 };
+    r.footprint[0] = 0.02;
+    r.footprint[1] = 0.01;
+    const double scale[2] = { 2, 0.5 };
+    EXPECT_NEAR(footprint_measure(r, scale, b), 4.0 * 4.0 / 0.5, 1e-9);
+    r.footprint_slope[0] = 0.001;
+    r.footprint_slope[1] = 0.01;
+    r.path_length = 3;
+    r.hit_t = 1;
+    EXPECT_NEAR(footprint_measure(r, scale, b), 6.0 * 6.0 / 0.5, 1e-9);
+}
+
+TEST(Images, TilesRepeatOrMirrorAndBumpsFollowTheBrightness)
+{
+    painted m;
+    mat_image& image = m.add(IMAGE_ON_COLOR, 1.0f, { 0 });
+    const uint8_t ramp[] = { 0, 60, 120, 180, 0, 60, 120, 180 };
+    image.bitmap = zr_add_bitmap(u"ramp", 4, 2, 1, ramp);
+    image.size[0] = image.size[1] = 4.0;
+    struct { double x; uint32_t mirror; int byte; double tilt; } const cases[] = { { 1.5, 0, 60, 1 },
+        { 5.5, 0, 60, 1 }, { -2.5, 0, 60, 1 }, { 3.9, 0, 180, 1 }, { 0.1, 0, 0, -1 }, { 0.1, 1, 0, 1 }, { 5.5, 1, 120, -1 }, { -1.5, 1, 60, -1 },
+        { 9.5, 1, 60, 1 }, { 3.99, 1, 180, 1 }, { 1e300, 1, 0, 1 }, { NAN, 0, 0, -1 } };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(testing::Message() << c.x << (c.mirror ? " mirrored" : ""));
+        image.flags = IMAGE_ON_COLOR | c.mirror;
+        image.bump_strength = 0.0f;
+        zr_update_mat_image(&image);
+        EXPECT_NEAR(m.at({ c.x, 1.0, 0 }).color[0], linear(c.byte), 1e-6);
+        EXPECT_EQ(m.normal.x, 0.0);
+        image.bump_strength = 1.0f;
+        m.at({ c.x, 3.0, 0 });
+        EXPECT_GE(m.normal.x * c.tilt, 0.0);
+        EXPECT_NEAR(length(m.normal), 1.0, 1e-9);
+    }
+    // Columns 120 apart: a slope of 3 x 120 / 255 / 6, deepened eight times.
+    image.flags = IMAGE_ON_COLOR;
+    m.at({ 1.9, 1.0, 0 });
+    EXPECT_NEAR(m.normal.x / m.normal.z, 8.0 * 3 * 120 / 255 / 6, 1e-6);
+
+    // Blurring moves the look within the picture, equally in every render.
+    fill_random_tables();
+    for (double& a : job.bitmap_jitter_amplitude) { a = 0.1; }
+    image.flags = IMAGE_ON_COLOR | IMAGE_BLUR_LITTLE | IMAGE_BLUR_MOST;
+    int moved = 0;
+    for (int i = 0; i < 100; ++i)
+    {
+        ray r = hit_from_above();
+        r.pixel[0] = i;
+        const float color = m.at({ 1.99, 1.0, 0 }, r).color[0];
+        EXPECT_EQ(m.at({ 1.99, 1.0, 0 }, r).color[0], color);
+        moved += color != float(linear(60));
+    }
+    EXPECT_GT(moved, 30);
+    EXPECT_LT(moved, 70);
+}
+
+TEST(Images, CopiesOwnTheirKeysAndUncachedPictures)
+{
+    painted m;
+    mat_image& image = m.add(IMAGE_ON_COLOR, 1.0f, { 1, 2, 3 });
+    image.key->kind = KEY_COLOR;
+    m.add(IMAGE_ON_COLOR, 0.5f, { 7 });
+    material* copy = dupe_material(m.whole);
+    const mat_image* head = simple(copy).images;
+    EXPECT_EQ(head->bitmap, image.bitmap);
+    EXPECT_NE(head->key, image.key);
+    EXPECT_EQ(head->key->kind, KEY_COLOR);
+    EXPECT_EQ(head->next->strength, 0.5f);
+    EXPECT_EQ(head->next->next, nullptr);
+    free_material(copy);
+    EXPECT_EQ(zr_find_bitmap(u"a"), image.bitmap) << "the list owns it";
+
+    mat_image* own = zr_dupe_mat_image_ex(&image, 1);
+    EXPECT_NE(own->bitmap, image.bitmap);
+    mat_image* again = zr_dupe_mat_image(own);
+    EXPECT_NE(again->bitmap, own->bitmap) << "each owns its picture";
+    zr_free_mat_image(own, 0);
+    EXPECT_EQ(again->bitmap->pixels[1], 2);
+    zr_free_mat_image(again, 0);
+    own = zr_dupe_mat_image_ex(&image, 0);
+    zr_free_mat_image(own, 1);
+    EXPECT_EQ(zr_find_bitmap(u"a")->pixels[2], 3) << "a list's picture stays even when asked to go";
+}
+
+TEST(Images, CutOutsLetLightThrough)
+{
+    // A card over a floor: its left half is cut out by alpha.
+    const uint8_t card_texels[] = { 255, 255, 255, 0, 255, 255, 255, 255 };
+    scene s;
+    material_entry* card = s.look(
+        [&](simple_material& m)
+        {
+            m.images = zr_new_mat_image();
+            m.images->bitmap = zr_add_bitmap(u"card", 2, 1, 4, card_texels);
+            m.images->key->kind = KEY_ALPHA;
+            m.images->key->flags = KEY_CUTS_OUT;
+            m.images->size[0] = m.images->size[1] = 8.0;
+            m.images->origin[0] = -4.0;
+            zr_update_mat_image(m.images);
+        });
+    test::mesh floor, sheet;
+    floor.look = s.matte(0.5f);
+    floor.quad({ -4, -4, 0 }, { 4, -4, 0 }, { 4, 4, 0 }, { -4, 4, 0 });
+    sheet.look = card;
+    sheet.flags = OBJECT_THIN;
+    sheet.quad({ -4, -4, 1 }, { 4, -4, 1 }, { 4, 4, 1 }, { -4, 4, 1 });
+    ASSERT_TRUE(s.add(floor) && s.add(sheet));
+    s.add(scene::lamp({ 0, 0, 50 }, 1e5f));
+    ASSERT_TRUE(s.prepare());
+    const double lit = s.radiance({ -2, 0, 0.5 }, { 0, 0, -1 }), dark = s.radiance({ 2, 0, 0.5 }, { 0, 0, -1 });
+    EXPECT_GT(lit, 1.0);
+    EXPECT_EQ(dark, 0.0);
+    EXPECT_NEAR(s.radiance({ -2, 0, 2 }, { 0, 0, -1 }), lit, 1e-6 * lit) << "seen through the hole";
+    zr_free_all_bitmaps();
+    simple(card->material).images->bitmap = nullptr;
+}
