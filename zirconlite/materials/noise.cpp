@@ -13,7 +13,15 @@ uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k) { return (59 * i + 103
 /// The lattice coordinate below `c`, wrapped to 32 bits, and the fraction behind it.
 uint32_t split(double c, double& fraction)
 {
-    fraction = fraction_of(c);
+    if (std::fabs(c) < 9e15)
+    {
+        // One conversion serves both: whole numbers of this size are exact.
+        const int64_t toward_0 = static_cast<int64_t>(c);
+        const int64_t whole = toward_0 - (c < static_cast<double>(toward_0));
+        fraction = c - static_cast<double>(whole);
+        return static_cast<uint32_t>(whole);
+    }
+    fraction = 0.0;
     return lattice_coordinate(c);
 }
 
@@ -47,12 +55,15 @@ int32_t zr_noise(const vector3* point, double* out, int32_t components)
     double f[3];
     const uint32_t i = split(point->x, f[0]), j = split(point->y, f[1]), k = split(point->z, f[2]);
     const double sx = bent(f[0]), sy = bent(f[1]), sz = bent(f[2]);
-    for (uint32_t corner = 0; corner < 8; ++corner)
+    const double across[4] = { (1.0 - sx) * (1.0 - sy), (1.0 - sx) * sy, sx * (1.0 - sy), sx * sy };
+    const uint32_t hash = lattice_hash(i, j, k);
+    constexpr uint32_t steps[4] = { 0, 103, 59, 162 };
+    for (uint32_t side = 0; side < 4; ++side)
     {
-        const uint32_t a = corner >> 2, b = corner >> 1 & 1, c = corner & 1;
-        const double weight = (a ? sx : 1.0 - sx) * (b ? sy : 1.0 - sy) * (c ? sz : 1.0 - sz);
-        const float* entry = table[lattice_hash(i + a, j + b, k + c)];
-        for (int32_t n = 0; n < components; ++n) { out[n] += weight * entry[n]; }
+        const float* below = table[(hash + steps[side]) & 0xfff];
+        const float* above = table[(hash + steps[side] + 79) & 0xfff];
+        const double low = across[side] * (1.0 - sz), high = across[side] * sz;
+        for (int32_t n = 0; n < components; ++n) { out[n] += low * below[n] + high * above[n]; }
     }
     return 1;
 }
