@@ -86,7 +86,7 @@ bitmap* decode_bmp(const uint8_t* bytes, size_t size, status* why, uint64_t* whe
 
     const uint64_t row_bytes = (uint64_t(header.width) * uint64_t(header.bits) + 31) / 32 * 4;
     in.seek(header.rows_at);
-    *where = header.rows_at;
+    *where = in.position();
     if (!in.ok())
     {
         *why = fail(ZR_ERROR_FORMAT, "the rows are said to begin behind the end of the file");

@@ -41,7 +41,7 @@ bitmap* zr_decode_picture(const uint8_t* bytes, size_t size, zr_status* status)
         decoded = row.decode(bytes, size, &why, &where);
         if (!decoded && row.size == 0)
         {
-            why = zr::fail(zr_error_code(why.code), "neither BMP, TIFF nor JPEG; as TARGA: %s", why.text);
+            why = zr::fail(zr_error_code(why.code), "neither BMP, TIFF nor JPEG, and: %s", why.text);
         }
         why.byte = zr::ok(why) ? 0 : where;
         break;
