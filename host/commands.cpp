@@ -22,6 +22,7 @@ const command_row commands[] = {
     { "render", "Render a scene file to a picture", setup_render },
     { "convert", "Write a picture in another format", setup_convert },
     { "tone", "Show a picture kept as light at an exposure", setup_tone },
+    { "library", "List, show, add, delete, pack and translate what library files hold", setup_library },
     { "keys", "Print the sections and keys of a scene file", setup_keys },
     { nullptr, nullptr, nullptr },
 };

@@ -11,6 +11,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -94,14 +95,25 @@ std::u16string resource_folder()
     return u"";
 }
 
+/// Where backups of libraries go: the user's own data, as an installation may not be written to.
+std::u16string user_folder()
+{
+    const char* data = std::getenv("XDG_DATA_HOME");
+    const char* home = std::getenv("HOME");
+    const std::filesystem::path folder = data && *data   ? std::filesystem::path(data)
+                                         : home && *home ? std::filesystem::path(home) / ".local/share"
+                                                         : std::filesystem::temp_directory_path();
+    return (folder / "zirconlite").u16string() + u"/";
+}
+
 } // namespace
 
 library_session::library_session(progress_line& line)
 {
     progress = &line;
-    const std::u16string folder = resource_folder();
+    const std::u16string folder = resource_folder(), own = user_folder();
     module_ = zr_module_from_function(find_callback, nullptr);
-    if (!module_ || !zr_init_ex(folder.c_str(), nullptr, nullptr, module_, folder.c_str(), folder.c_str(),
+    if (!module_ || !zr_init_ex(own.c_str(), nullptr, nullptr, module_, folder.c_str(), folder.c_str(),
                         folder.c_str(), 0))
     {
         zr_free_module(module_);
