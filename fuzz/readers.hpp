@@ -15,11 +15,11 @@
 namespace fuzz
 {
 
-/// Reads all bytes, so that the checks see them.
+/// Reads a byte of each page and the last one: the block is as large as its size says.
 inline void touch(const uint8_t* bytes, size_t size)
 {
-    uint64_t sum = 0;
-    for (size_t i = 0; i < size; ++i) { sum += bytes[i]; }
+    uint64_t sum = bytes[size - 1];
+    for (size_t i = 0; i < size; i += 4096) { sum += bytes[i]; }
     if (sum == UINT64_MAX) { abort(); }
 }
 
