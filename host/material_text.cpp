@@ -21,13 +21,14 @@ constexpr double degrees = 180 / 3.14159265358979323846;
 
 std::string quoted(const std::string& text)
 {
-    std::string out = "\"";
+    std::string out(1, '"');
     for (const char c : text)
     {
         if (c == '"' || c == '\\') { out += '\\'; }
         out += c;
     }
-    return out + '"';
+    out += '"';
+    return out;
 }
 
 std::string number(double value)
@@ -174,7 +175,7 @@ std::string pattern_text(const std::string& name, const std::string& heading, co
     const char* const sides[] = { " first", " second" };
     for (int i = 0; i < 2; ++i)
     {
-        if (m.children[i]) { t.text += "\n" + material_text(name + sides[i], *m.children[i]); }
+        if (m.children[i]) { t.text.append(1, '\n').append(material_text(name + sides[i], *m.children[i])); }
     }
     return t.text;
 }
@@ -183,7 +184,7 @@ std::string pattern_text(const std::string& name, const std::string& heading, co
 
 std::string material_text(const std::string& name, const material& m)
 {
-    const std::string heading = "materials." + quoted(name);
+    const std::string heading = fmt::format("materials.{}", quoted(name));
     return m.flags & MATERIAL_COMPLEX
                ? pattern_text(name, heading, reinterpret_cast<const complex_material&>(m))
                : simple_text(heading, reinterpret_cast<const simple_material&>(m));
