@@ -8,6 +8,7 @@
 #include <stdint.h>
 #include <stdlib.h>
 
+#include "fuzz/library_readers.hpp"
 #include "zirconlite/imagefiles/codecs.hpp"
 #include "zirconlite/imagefiles/radiance.hpp"
 #include "zirconlite/raytrace/image_buffer.h"
@@ -58,6 +59,8 @@ inline constexpr reader_row readers[] = {
     { "tiff", read_picture<zr::decode_tiff> },
     { "jpeg", read_picture<zr::decode_jpeg> },
     { "hdr", read_radiance },
+    { "library", use_library },
+    { "material_record", use_material_record },
 };
 
 } // namespace fuzz

@@ -238,7 +238,8 @@ TEST_F(Library, CutWritesLeaveTheOldOrTheNewFile)
         const std::string old = bytes();
         ASSERT_EQ(c.act(*this), 1);
         const std::string whole = bytes();
-        for (size_t limit = 0; limit <= whole.size(); ++limit)
+        // In the header's reserved zeros one place is like another.
+        for (size_t limit = 0; limit <= whole.size(); limit += limit >= 148 && limit < 1236 ? 32 : 1)
         {
             folder.write("a.mlib", old);
             run_with_limit(limit, limit % 2 != 0, [&] { return c.act(*this); });

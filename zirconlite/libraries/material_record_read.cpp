@@ -84,9 +84,10 @@ namespace
 
 material* read_material(record_reading& r, uint32_t offset, int depth)
 {
-    if (offset == 0) { return zr::new_default_material(); }
     uint32_t flags = 0;
-    if (!take_part(r, offset) || !zr::read_u32_at(r.lib, uint64_t(offset) + 4, &flags)) { return nullptr; }
+    if (!take_part(r, offset)) { return nullptr; }
+    if (offset == 0) { return zr::new_default_material(); }
+    if (!zr::read_u32_at(r.lib, uint64_t(offset) + 4, &flags)) { return nullptr; }
     if (!(flags & MATERIAL_COMPLEX)) { return read_simple(r, offset, flags); }
     if (depth < zr::max_record_depth) { return read_complex(r, offset, flags, depth); }
     zr::fail_in_library(r.lib, offset, zr::fail(ZR_ERROR_LIMIT, "a material nests deeper than %d", depth));
