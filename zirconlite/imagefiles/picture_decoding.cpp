@@ -10,7 +10,7 @@
 namespace
 {
 
-constexpr uint64_t free_store = 16 << 20;
+constexpr uint64_t free_pixels = 1 << 20;
 constexpr uint64_t densest_coding = 2048;
 
 struct signature_row
@@ -81,16 +81,16 @@ bitmap* read_picture(const bitmap_format& record, picture_decoder decode)
     return decoded;
 }
 
-bool is_plausible_store(uint64_t store_bytes, uint64_t file_bytes)
+bool is_plausible_size(uint64_t pixels, uint64_t file_bytes)
 {
-    return store_bytes <= free_store || store_bytes / densest_coding <= file_bytes;
+    return pixels <= free_pixels || pixels / densest_coding <= file_bytes;
 }
 
 bitmap* new_bitmap_of_file(
     int64_t width, int64_t height, bitmap_pixels format, uint64_t file_bytes, status* why)
 {
     const bool is_sound = width >= 1 && height >= 1 && width <= bitmap_max_side && height <= bitmap_max_side;
-    if (is_sound && !is_plausible_store(uint64_t(width) * uint64_t(height), file_bytes))
+    if (is_sound && !is_plausible_size(uint64_t(width) * uint64_t(height), file_bytes))
     {
         *why = fail(ZR_ERROR_FORMAT, "a file of %llu bytes cannot hold %lld x %lld pixels",
             static_cast<unsigned long long>(file_bytes), static_cast<long long>(width),

@@ -167,7 +167,7 @@ bool set_buffer(const resolution& r, uint64_t file_bytes, image_buffer& buffer, 
 {
     const uint64_t row_bytes = 5 * (uint64_t(r.width) + spare_slots);
     const uint64_t total = row_bytes * uint64_t(r.height);
-    if (total > largest_buffer || !zr::is_plausible_store(uint64_t(r.width) * uint64_t(r.height), file_bytes))
+    if (total > largest_buffer || !zr::is_plausible_size(uint64_t(r.width) * uint64_t(r.height), file_bytes))
     {
         *why = zr::fail(ZR_ERROR_LIMIT, "%d x %d pixels are too many for a file with %llu bytes of them",
             r.width, r.height, static_cast<unsigned long long>(file_bytes));
