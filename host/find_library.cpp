@@ -11,9 +11,10 @@ namespace host
 namespace
 {
 
-int32_t take_first(const char16_t* directory, const zr_find_data* found, void* file)
+/// Takes the first match, which hides others of its name.
+int32_t take_first(const char16_t* folder, const struct zr_find_data* match, void* argument)
 {
-    *static_cast<std::u16string*>(file) = std::u16string(directory) + found->name;
+    *static_cast<std::filesystem::path*>(argument) = std::filesystem::path(folder) / match->name;
     return -1;
 }
 
@@ -24,14 +25,13 @@ std::filesystem::path find_library(const scene& s, const std::string& name)
     const std::filesystem::path beside = beside_scene(s, name);
     std::error_code error;
     if (std::filesystem::exists(beside, error)) { return beside; }
-    const std::filesystem::path as_path(name);
-    const std::u16string stem = as_path.stem().u16string(), extension = as_path.extension().u16string();
-    std::u16string found;
+    std::filesystem::path found;
+    const std::u16string stem = beside.stem().u16string(), extension = beside.extension().u16string();
     zr_libfile_search_ex(stem.c_str(), extension.c_str(), take_first, &found, 1);
     if (!found.empty()) { return found; }
-    throw failure(exit_missing_file,
-        fmt::format("{}: library \"{}\" not found; looked beside the scene and where libraries are installed",
-            s.file.string(), name));
+    throw failure(
+        exit_missing_file, fmt::format("{}: there is no library {}, nor where libraries are looked for",
+                               s.file.string(), beside.string()));
 }
 
 } // namespace host

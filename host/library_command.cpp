@@ -40,7 +40,7 @@ using owned_material = std::unique_ptr<material, material_deleter>;
 [[noreturn]] void fail_with(const std::string& what)
 {
     const zr_status& s = *zr_last_error();
-    const exit_code code = s.code == ZR_ERROR_NOT_FOUND                           ? exit_missing_file
+    const exit_code code = s.code == ZR_ERROR_NOT_FOUND                            ? exit_missing_file
                            : s.code == ZR_ERROR_FORMAT || s.code == ZR_ERROR_LIMIT ? exit_bad_scene
                                                                                    : exit_render_failed;
     throw failure(code, what + library_error());
@@ -89,7 +89,8 @@ std::string show_material(zr_handle library, const std::u16string& key)
 /// Pictures are found again from any folder when their paths are whole.
 void make_path_absolute(char16_t (&path)[512])
 {
-    const std::u16string whole = std::filesystem::absolute(std::filesystem::path(std::u16string(path))).u16string();
+    const std::u16string whole =
+        std::filesystem::absolute(std::filesystem::path(std::u16string(path))).u16string();
     if (whole.size() >= std::size(path))
     {
         throw failure(exit_bad_scene, plain_text(whole.c_str()) + ": the path is longer than 511 characters");
@@ -107,7 +108,10 @@ void make_paths_absolute(material& m)
         for (material* child : complex.children) { make_paths_absolute(*child); }
         return;
     }
-    for (mat_image* i = reinterpret_cast<simple_material&>(m).images; i; i = i->next) { make_path_absolute(i->path); }
+    for (mat_image* i = reinterpret_cast<simple_material&>(m).images; i; i = i->next)
+    {
+        make_path_absolute(i->path);
+    }
 }
 
 void add_material(const library_request& r)
@@ -116,15 +120,16 @@ void add_material(const library_request& r)
     const auto found = s.materials.find(r.material);
     if (found == s.materials.end())
     {
-        throw failure(exit_bad_scene, fmt::format("{}: there is no material \"{}\"", r.scene.string(), r.material));
+        throw failure(
+            exit_bad_scene, fmt::format("{}: there is no material \"{}\"", r.scene.string(), r.material));
     }
     std::vector<std::string> notes;
     const owned_material made(build_material(s, found->second, notes));
     make_paths_absolute(*made);
     for (const std::string& note : notes) { std::fprintf(stderr, "zirconlite: %s\n", note.c_str()); }
     if (std::filesystem::exists(r.file)) { open_library(r.file, LIBRARY_READ); } // refuses what is no library
-    zr_handle library = zr_matfile_open(
-        r.file.u16string().c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, LIBRARY_OPEN_OR_CREATE);
+    zr_handle library = zr_matfile_open(r.file.u16string().c_str(), LIBRARY_READ | LIBRARY_WRITE,
+        LIBRARY_SHARE_NOTHING, LIBRARY_OPEN_OR_CREATE);
     if (library == ZR_INVALID_HANDLE) { fail_with(r.file.string()); }
     if (!zr_matfile_add_record(library, key_of(r.key).c_str(), made.get()))
     {
@@ -159,7 +164,8 @@ const kind_row& kind_of(const std::filesystem::path& file)
         if (file.extension() == kind.extension) { return kind; }
     }
     throw failure(exit_usage,
-        fmt::format("{}: the records of such a file are not known; a material library ends in .mlib", file.string()));
+        fmt::format(
+            "{}: the records of such a file are not known; a material library ends in .mlib", file.string()));
 }
 
 int32_t note_key(zr_handle, zr_handle keys, const char16_t* key)
@@ -174,7 +180,8 @@ void list_library(const library_request& r)
     std::vector<std::u16string> keys;
     const zr_status before = *zr_last_error();
     const uint32_t root = zr_file_seek(library.handle, u"");
-    const bool is_walked = zr_libfile_in_order_read_ex(library.handle, &keys, root, u"", note_key, note_key) != 0;
+    const bool is_walked =
+        zr_libfile_in_order_read_ex(library.handle, &keys, root, u"", note_key, note_key) != 0;
     for (const std::u16string& key : keys)
     {
         const size_t length = key.size() - (key.back() == u'\\');
@@ -195,7 +202,8 @@ void show_record(const library_request& r)
     const std::u16string key = key_of(r.key);
     if (zr_file_seek(library.handle, key.c_str()) == 0)
     {
-        throw failure(exit_missing_file, fmt::format("{}: there is no record \"{}\"", r.file.string(), r.key));
+        throw failure(
+            exit_missing_file, fmt::format("{}: there is no record \"{}\"", r.file.string(), r.key));
     }
     const std::string text = kind.show(library.handle, key);
     if (text.empty()) { fail_with(fmt::format("{}: \"{}\"", r.file.string(), r.key)); }
@@ -222,8 +230,8 @@ void delete_key(const library_request& r)
     if (result == 0) { fail_with(r.file.string()); }
     if (result < 0)
     {
-        throw failure(exit_missing_file,
-            fmt::format("{}: there is no {} \"{}\"", r.file.string(), is_folder ? "folder" : "record", r.key));
+        throw failure(exit_missing_file, fmt::format("{}: there is no {} \"{}\"", r.file.string(),
+                                             is_folder ? "folder" : "record", r.key));
     }
 }
 
@@ -247,8 +255,7 @@ void dump_library(const library_request& r)
 void translate_library(const library_request& r)
 {
     open_library(r.file, LIBRARY_READ);
-    const int32_t count =
-        zr_translate_library(r.file.u16string().c_str(), r.translation.u16string().c_str());
+    const int32_t count = zr_translate_library(r.file.u16string().c_str(), r.translation.u16string().c_str());
     if (count < 0) { fail_with(r.file.string() + ": not translated"); }
     std::filesystem::path out = r.file;
     out.replace_filename(r.file.stem().string() + "_translated" + r.file.extension().string());
@@ -264,8 +271,8 @@ struct task_row
 const task_row tasks[] = {
     { "list", "Print the keys as a tree", false, list_library },
     { "show", "Print a record as tables of a scene file", true, show_record },
-    { "add", "Add a material of a scene, in place of one of that key; makes the library when there is none", true,
-        add_record },
+    { "add", "Add a material of a scene, in place of one of that key; makes the library when there is none",
+        true, add_record },
     { "delete", "Delete a record, or a folder when the key ends in \\", true, delete_key },
     { "pack", "Rebuild the file without what was deleted and replaced", false, pack_library },
     { "dump", "Write the keys to a text file beside the library", false, dump_library },
@@ -286,7 +293,8 @@ std::function<int()> setup_library(CLI::App& command)
         sub->add_option("library", request->file, "The library file")->required();
         if (task.takes_key)
         {
-            sub->add_option("key", request->key, "Folders and name, \\ between: 'Stones\\Marble\\White'")->required();
+            sub->add_option("key", request->key, "Folders and name, \\ between: 'Stones\\Marble\\White'")
+                ->required();
         }
         if (task.run == add_record)
         {
@@ -295,7 +303,8 @@ std::function<int()> setup_library(CLI::App& command)
         }
         if (task.run == translate_library)
         {
-            sub->add_option("translation", request->translation, "UTF-16 text: a key, a tab and its new key a line")
+            sub->add_option(
+                   "translation", request->translation, "UTF-16 text: a key, a tab and its new key a line")
                 ->required();
         }
         parsed->emplace_back(sub, &task);

@@ -93,7 +93,10 @@ std::string image_text(const std::string& heading, const mat_image& i)
     t.put_flag("on_shine", i.flags & IMAGE_ON_SHININESS);
     t.put_flag("on_clear", i.flags & IMAGE_ON_CLEARNESS);
     t.put_flag("mirror_tiles", i.flags & IMAGE_MIRROR_TILES);
-    const int blur = i.flags & IMAGE_BLUR_MOST ? 3 : i.flags & IMAGE_BLUR_MORE ? 2 : i.flags & IMAGE_BLUR_LITTLE ? 1 : 0;
+    const int blur = i.flags & IMAGE_BLUR_MOST     ? 3
+                     : i.flags & IMAGE_BLUR_MORE   ? 2
+                     : i.flags & IMAGE_BLUR_LITTLE ? 1
+                                                   : 0;
     if (blur) { t.put("blur", quoted(blur_names[blur])); }
     if (i.key->kind == KEY_NONE) { return t.text; }
     t.put("key", quoted(key_names[i.key->kind == KEY_ALPHA ? 2 : 1]));
@@ -136,7 +139,10 @@ std::string simple_text(const std::string& heading, const simple_material& m)
     {
         t.put("highlight", number(m.own_highlight));
         t.put_unless("highlight_strength", m.own_strength, 1);
-        if (!same_color(m.own_highlight_color, white)) { t.put("highlight_color", color(m.own_highlight_color)); }
+        if (!same_color(m.own_highlight_color, white))
+        {
+            t.put("highlight_color", color(m.own_highlight_color));
+        }
     }
     for (const mat_image* i = m.images; i; i = i->next) { t.text += image_text(heading, *i); }
     for (const bump* b = m.bumps; b; b = b->next) { t.text += bump_text(heading, *b); }
@@ -169,7 +175,8 @@ std::string pattern_text(const std::string& name, const std::string& heading, co
     }
     if (m.blend_flags & BLEND_JITTER_COORDINATES)
     {
-        t.put("coordinate_jitter", triple(p.coordinate_jitter.x, p.coordinate_jitter.y, p.coordinate_jitter.z));
+        t.put(
+            "coordinate_jitter", triple(p.coordinate_jitter.x, p.coordinate_jitter.y, p.coordinate_jitter.z));
     }
     if (p.mask) { t.put("mask", quoted(plain_text(p.mask->path))); }
     const char* const sides[] = { " first", " second" };
@@ -197,11 +204,17 @@ std::string plain_text(const char16_t* text)
     {
         uint32_t c = *text;
         const bool is_high = c >= 0xD800 && c < 0xDC00;
-        if (is_high && text[1] >= 0xDC00 && text[1] < 0xE000) { c = 0x10000 + ((c - 0xD800) << 10) + (*++text - 0xDC00u); }
+        if (is_high && text[1] >= 0xDC00 && text[1] < 0xE000)
+        {
+            c = 0x10000 + ((c - 0xD800) << 10) + (*++text - 0xDC00u);
+        }
         else if ((c >= 0xD800 && c < 0xE000) || c < 0x20 || (c >= 0x7F && c < 0xA0)) { c = 0xFFFD; }
         if (c < 0x80) { out += char(c); }
         else if (c < 0x800) { out += { char(0xC0 | c >> 6), char(0x80 | (c & 63)) }; }
-        else if (c < 0x10000) { out += { char(0xE0 | c >> 12), char(0x80 | (c >> 6 & 63)), char(0x80 | (c & 63)) }; }
+        else if (c < 0x10000)
+        {
+            out += { char(0xE0 | c >> 12), char(0x80 | (c >> 6 & 63)), char(0x80 | (c & 63)) };
+        }
         else
         {
             out += { char(0xF0 | c >> 18), char(0x80 | (c >> 12 & 63)), char(0x80 | (c >> 6 & 63)),

@@ -14,8 +14,9 @@ struct LibraryCommand : testing::Test
     /// The exit code; what was printed, failures included, stands in `printed`.
     int run(const std::string& arguments)
     {
-        const std::string command = "cd '" + folder.path.string() + "' && XDG_DATA_HOME=data '" ZIRCONLITE_HOST_PROGRAM
-                                    "' library " + arguments + " > out.txt 2>&1";
+        const std::string command = "cd '" + folder.path.string() +
+                                    "' && XDG_DATA_HOME=data '" ZIRCONLITE_HOST_PROGRAM "' library " +
+                                    arguments + " > out.txt 2>&1";
         const int status = std::system(command.c_str());
         printed = folder.read("out.txt");
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -75,8 +76,8 @@ TEST_F(LibraryCommand, ShowsWhatMakesTheSameRecordAgain)
     ASSERT_EQ(run("add a.mlib 'Floors\\Tiles' --from s.toml --material tiles"), 0) << printed;
     ASSERT_EQ(run("show a.mlib 'floors\\tiles'"), 0) << printed;
     const std::string shown = printed;
-    for (const char* part : { "[materials.\"tiles\"]", "kind = \"pyramid\"", "luminosity = 200", "glossy = false",
-             "tile_offset = 0.5", "cut_out = true", "color = [0.9, 0.5, 0.1]" })
+    for (const char* part : { "[materials.\"tiles\"]", "kind = \"pyramid\"", "luminosity = 200",
+             "glossy = false", "tile_offset = 0.5", "cut_out = true", "color = [0.9, 0.5, 0.1]" })
     {
         EXPECT_NE(shown.find(part), std::string::npos) << part;
     }
@@ -103,7 +104,8 @@ TEST_F(LibraryCommand, FailsInOneLine)
         { "pack text.mlib", "zirconlite: text.mlib: is not a library\n", 2 },
         { "show a.mlib 'A\\c'", "zirconlite: a.mlib: there is no record \"A\\c\"\n", 3 },
         { "delete a.mlib 'C\\'", "zirconlite: a.mlib: there is no folder \"C\\\"\n", 3 },
-        { "add a.mlib x --from s.toml --material none", "zirconlite: s.toml: there is no material \"none\"\n", 2 },
+        { "add a.mlib x --from s.toml --material none", "zirconlite: s.toml: there is no material \"none\"\n",
+            2 },
         { "delete a.mlib 'a\\'", "", 0 },
         { "list a.mlib", "", 0 },
     };

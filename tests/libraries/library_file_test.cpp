@@ -32,7 +32,10 @@ struct Library : testing::Test
 
     zr_handle make() { return zr_matfile_open(path.c_str(), read_write, 0, LIBRARY_CREATE_OR_EMPTY); }
     zr_handle edit() { return zr_libfile_open(path.c_str(), read_write, 0, LIBRARY_OPEN_EXISTING); }
-    zr_handle look() { return zr_libfile_open(path.c_str(), LIBRARY_READ, LIBRARY_SHARE_READ, LIBRARY_OPEN_EXISTING); }
+    zr_handle look()
+    {
+        return zr_libfile_open(path.c_str(), LIBRARY_READ, LIBRARY_SHARE_READ, LIBRARY_OPEN_EXISTING);
+    }
     void make_with(const std::vector<std::u16string>& keys)
     {
         zr_handle file = make();
@@ -78,7 +81,8 @@ TEST_F(Library, NewFilesAreAHeaderAndARoot)
     ASSERT_EQ(all.size(), 1288u);
     EXPECT_EQ(all.substr(4, 20), std::string("Z\0R\0_\0L\0I\0B\0F\0I\0L\0E\0", 20));
     EXPECT_EQ(all.substr(68, 16), std::string("M\0A\0T\0E\0R\0I\0A\0L\0", 16));
-    const std::map<size_t, uint32_t> values = { { 0, 1268 }, { 132, 4 }, { 136, 0 }, { 140, 1268 }, { 144, 0 } };
+    const std::map<size_t, uint32_t> values = { { 0, 1268 }, { 132, 4 }, { 136, 0 }, { 140, 1268 },
+        { 144, 0 } };
     for (const auto& [at, value] : values) { EXPECT_EQ(u32(at), value) << at; }
 }
 
@@ -87,17 +91,23 @@ TEST_F(Library, KeysLeadToNodesInOrder)
     make_with({ u"B\\b", u"A\\", u"B\\Glossy", u"c", u"\xC4pfel", u"B\\GLOSSY", u"\xE4PFEL" });
     EXPECT_EQ(u32(144), 2u); // both were replaced without regard to case
     zr_handle file = edit();
-    EXPECT_EQ(keys_of(file), (std::vector<std::u16string>{ u"c", u"\xE4PFEL", u"A\\", u"B\\", u"B\\b", u"B\\GLOSSY" }));
+    EXPECT_EQ(keys_of(file),
+        (std::vector<std::u16string>{ u"c", u"\xE4PFEL", u"A\\", u"B\\", u"B\\b", u"B\\GLOSSY" }));
     EXPECT_EQ(zr_file_seek(file, u""), root);
     const uint32_t glossy = zr_file_seek(file, u"b\\glossy"), folder_b = zr_file_seek(file, u"b\\");
     EXPECT_NE(glossy, 0u);
     EXPECT_EQ(zr_file_get_offset(file, glossy + 4), folder_b);
     EXPECT_EQ(zr_file_get_offset(file, glossy + 16), 0xFFFFFFFF);
     EXPECT_EQ(zr_file_get_offset(file, glossy + 24), uint32_t(a_date));
-    for (const char16_t* key : { u"d", u"C\\", u"B", u"B\\\\b", u"\\", u"A\\b" }) { EXPECT_EQ(zr_file_seek(file, key), 0u); }
-    for (const std::u16string& key : { std::u16string(u"\\x"), std::u16string(2100, u'k'), std::u16string(1024, u'n') })
+    for (const char16_t* key : { u"d", u"C\\", u"B", u"B\\\\b", u"\\", u"A\\b" })
     {
-        EXPECT_EQ(zr_file_insert_record(file, key.c_str(), nullptr, nullptr), 0u); // refused, the edit goes on
+        EXPECT_EQ(zr_file_seek(file, key), 0u);
+    }
+    for (const std::u16string& key :
+        { std::u16string(u"\\x"), std::u16string(2100, u'k'), std::u16string(1024, u'n') })
+    {
+        EXPECT_EQ(
+            zr_file_insert_record(file, key.c_str(), nullptr, nullptr), 0u); // refused, the edit goes on
     }
     EXPECT_EQ(zr_file_delete_leaf(file, zr_file_seek(file, u"C")), 3u);
     EXPECT_EQ(zr_file_seek(file, u"c"), 0u);
@@ -133,7 +143,8 @@ TEST_F(Library, KeptListsChangeNothingInTheFile)
         zr_handle kept = edit();
         for (int step = 0; step < 120; ++step)
         {
-            const std::u16string key = std::u16string(random() % 3 ? u"" : u"F\\") + char16_t(u'a' + random() % 20);
+            const std::u16string key =
+                std::u16string(random() % 3 ? u"" : u"F\\") + char16_t(u'a' + random() % 20);
             const bool buries = random() % 3 == 0;
             zr_handle fresh = zr_libfile_open(other.c_str(), read_write, 0, LIBRARY_OPEN_EXISTING);
             for (zr_handle file : { kept, fresh })
@@ -229,7 +240,8 @@ TEST_F(Library, CutWritesLeaveTheOldOrTheNewFile)
                 zr_file_insert_record(file, u"C\\new", nullptr, nullptr);
                 return zr_libfile_close(file);
             } },
-        { "pack", [](Library& l) { return zr_libfile_pack(l.path.c_str(), u"MATERIAL", copy_key, nullptr); } },
+        { "pack",
+            [](Library& l) { return zr_libfile_pack(l.path.c_str(), u"MATERIAL", copy_key, nullptr); } },
     };
     for (const auto& c : cases)
     {
@@ -256,13 +268,15 @@ TEST_F(Library, PackingDropsWhatIsDead)
     const auto refuse_b = [](zr_handle, zr_handle, const char16_t* key) -> int32_t { return key[0] != u'B'; };
     EXPECT_EQ(zr_libfile_pack(path.c_str(), u"MATERIAL", refuse_b, nullptr), 0);
     EXPECT_EQ(bytes(), before);
-    EXPECT_EQ(zr_libfile_pack(path.c_str(), u"MATERIAL", copy_key, path.data()), 0); // nobody answers: not wanted
+    EXPECT_EQ(
+        zr_libfile_pack(path.c_str(), u"MATERIAL", copy_key, path.data()), 0); // nobody answers: not wanted
     EXPECT_EQ(zr_libfile_pack(path.c_str(), u"MATERIAL", copy_key, nullptr), 1);
     EXPECT_EQ(u32(144), 0u);
     zr_handle file = look();
     EXPECT_EQ(keys_of(file), (std::vector<std::u16string>{ u"a", u"B\\", u"B\\b" }));
     zr_libfile_close(file);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 1); // nothing left beside it
+    EXPECT_EQ(
+        std::distance(std::filesystem::directory_iterator(folder.path), {}), 1); // nothing left beside it
 }
 
 void* payload_of(zr_handle, uint32_t payload)
@@ -321,7 +335,10 @@ TEST_F(Library, BrokenLinksEndSearchesAndWalks)
 TEST_F(Library, SeeksReadEachBlockOnce)
 {
     std::vector<std::u16string> keys;
-    for (int i = 0; i < 10000; ++i) { keys.push_back(u"Record" + std::filesystem::path(std::to_string(10000 + i)).u16string()); }
+    for (int i = 0; i < 10000; ++i)
+    {
+        keys.push_back(u"Record" + std::filesystem::path(std::to_string(10000 + i)).u16string());
+    }
     std::shuffle(keys.begin(), keys.end(), std::mt19937(5));
     make_with(keys);
     zr_handle file = look();
@@ -382,7 +399,8 @@ TEST_F(Library, SearchesGoFromTheSupportFolderToItsInside)
     for (const auto& c : cases)
     {
         std::u16string found;
-        EXPECT_EQ(zr_libfile_search_ex(c.name, u".mlib", take_first, &found, c.inside), c.found.empty() ? 0 : 1);
+        EXPECT_EQ(
+            zr_libfile_search_ex(c.name, u".mlib", take_first, &found, c.inside), c.found.empty() ? 0 : 1);
         std::replace(found.begin(), found.end(), u'\\', u'/');
         EXPECT_EQ(found, c.found);
     }

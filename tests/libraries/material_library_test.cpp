@@ -106,10 +106,10 @@ void expect_same(const material* a, const material* b);
 
 void expect_same_simple(const simple_material& a, const simple_material& b)
 {
-    for (const auto field : { &simple_material::opacity, &simple_material::diffuse_share, &simple_material::reflect,
-             &simple_material::translucent, &simple_material::transparent, &simple_material::highlight,
-             &simple_material::ior, &simple_material::attenuation, &simple_material::luminosity,
-             &simple_material::own_highlight, &simple_material::own_strength })
+    for (const auto field : { &simple_material::opacity, &simple_material::diffuse_share,
+             &simple_material::reflect, &simple_material::translucent, &simple_material::transparent,
+             &simple_material::highlight, &simple_material::ior, &simple_material::attenuation,
+             &simple_material::luminosity, &simple_material::own_highlight, &simple_material::own_strength })
     {
         EXPECT_EQ(a.*field, b.*field);
     }
@@ -167,7 +167,10 @@ void expect_same(const material* a, const material* b)
     ASSERT_TRUE(a && b);
     constexpr uint32_t always = MATERIAL_FLOAT_LUMINOSITY | MATERIAL_STORES_OWN;
     EXPECT_EQ(a->flags | always, b->flags | always);
-    if (a->flags & MATERIAL_COMPLEX) { expect_same_complex(complex(const_cast<material*>(a)), complex(const_cast<material*>(b))); }
+    if (a->flags & MATERIAL_COMPLEX)
+    {
+        expect_same_complex(complex(const_cast<material*>(a)), complex(const_cast<material*>(b)));
+    }
     else { expect_same_simple(simple(const_cast<material*>(a)), simple(const_cast<material*>(b))); }
 }
 
@@ -224,11 +227,13 @@ TEST_F(MaterialLibrary, KeepsEveryFieldThroughPackingAndTranslating)
     {
         const std::u16string key = std::u16string(u"F\\say \"") + char16_t(u'a' + i) + u"\"";
         ASSERT_NE(zr_matfile_add_record(file, key.c_str(), all[i]), 0u);
-        translation += std::u16string(u"\"F\\say \"\"") + char16_t(u'a' + i) + u"\"\"\"\tG\\" + char16_t(u'a' + i) + u"\r\n";
+        translation += std::u16string(u"\"F\\say \"\"") + char16_t(u'a' + i) + u"\"\"\"\tG\\" +
+                       char16_t(u'a' + i) + u"\r\n";
     }
     ASSERT_EQ(zr_libfile_close(file), 1);
     translation += u"F\\missing\tG\\x\r\nalone\r\n";
-    folder.write("t.uni", std::string(reinterpret_cast<const char*>(translation.data()), 2 * translation.size()));
+    folder.write(
+        "t.uni", std::string(reinterpret_cast<const char*>(translation.data()), 2 * translation.size()));
     ASSERT_EQ(zr_pack_matlib(nullptr, path.c_str()), 1);
     ASSERT_EQ(zr_dump_library(path.c_str()), 1);
     EXPECT_EQ(folder.read("m.uni").substr(0, 14), std::string("\xFF\xFE\r\0\n\0F\0\\\0s\0a\0", 14));
@@ -254,8 +259,8 @@ TEST_F(MaterialLibrary, KeepsEveryFieldThroughPackingAndTranslating)
 
 TEST(MaterialRecord, OlderOnesAreAsLongAsTheirFlagsNeed)
 {
-    const std::vector<uint32_t> plain = { 0, 0, bits(1), bits(0.5f), 0, bits(0.1f), bits(0.2f), bits(0.3f), bits(1),
-        bits(1), bits(1), bits(1.5f), 0, 0, 0 };
+    const std::vector<uint32_t> plain = { 0, 0, bits(1), bits(0.5f), 0, bits(0.1f), bits(0.2f), bits(0.3f),
+        bits(1), bits(1), bits(1), bits(1.5f), 0, 0, 0 };
     words w;
     std::vector<uint32_t> lit = plain;
     lit[1] = MATERIAL_STORES_LUMINOSITY;
@@ -282,7 +287,7 @@ TEST(MaterialRecord, OlderOnesAreAsLongAsTheirFlagsNeed)
     EXPECT_EQ(complex(m).axis.z, 1.0);
     EXPECT_EQ(complex(m).rotation, 0.0f);
     EXPECT_EQ(simple(complex(m).children[1]).ior, 1.05f); // no offset: the default material
-    complex(m).scale.x = 0; // is written as a size of 1e12
+    complex(m).scale.x = 0;                               // is written as a size of 1e12
     material* again = w.read(zr_matfile_write_material(w.lib, m, 0, 0));
     EXPECT_NEAR(complex(again).scale.x, 1e-12, 1e-18);
     free_material(again);
@@ -381,7 +386,8 @@ TEST_F(MaterialLibrary, ConvertsOlderRecords)
     ASSERT_NE(read, nullptr);
     const simple_material& plain = simple(read);
     EXPECT_EQ(plain.opacity, 0.75f);
-    EXPECT_NEAR(plain.diffuse_share, 1 - std::pow(0.5, 0.75), 1e-6); // a full gloss: the share is the mirror's
+    EXPECT_NEAR(
+        plain.diffuse_share, 1 - std::pow(0.5, 0.75), 1e-6); // a full gloss: the share is the mirror's
     EXPECT_NEAR(plain.color[0], std::pow(0.75 * 0.5, 2.2), 1e-6);
     EXPECT_NEAR(plain.color[1], std::pow(0.75 * 0.5 + 0.25, 2.2), 1e-6);
     EXPECT_EQ(plain.reflect_color[1], 0.0f);

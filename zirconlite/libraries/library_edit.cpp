@@ -1,6 +1,6 @@
 /// @file
-/// Opening, committing and closing of libraries, and their backup. A writing handle keeps the lock of the file
-/// it was opened on until a whole new file has taken that file's place.
+/// Opening, committing and closing of libraries, and their backup. A writing handle keeps the lock of the
+/// file it was opened on until a whole new file has taken that file's place.
 #include <algorithm>
 #include <string.h>
 
@@ -16,8 +16,8 @@ namespace
 
 constexpr const char16_t* backup_folder = u"common\\backup\\";
 
-platform::file* open_current(const char16_t* path, bool writes, uint32_t share, platform::disposition d,
-    platform::file_error* why);
+platform::file* open_current(
+    const char16_t* path, bool writes, uint32_t share, platform::disposition d, platform::file_error* why);
 bool names_file(const char16_t* path, platform::file* f);
 bool keep_source(zr::library_file& lib, bool emptied);
 bool reopen(zr::library_file& lib);
@@ -34,7 +34,8 @@ zr_handle zr_libfile_open(const char16_t* path, uint32_t access, uint32_t share,
     if (!path || disposition < LIBRARY_CREATE_NEW || disposition > LIBRARY_EMPTY_EXISTING ||
         ((may_make || empties) && !writes && disposition != LIBRARY_OPEN_OR_CREATE))
     {
-        zr::report_failure(ZR_ERROR_ARGUMENT, "a library is opened by a path, for what its disposition needs");
+        zr::report_failure(
+            ZR_ERROR_ARGUMENT, "a library is opened by a path, for what its disposition needs");
         return ZR_INVALID_HANDLE;
     }
     zr::library_file* lib = zr::new_library();
@@ -55,7 +56,10 @@ zr_handle zr_libfile_open(const char16_t* path, uint32_t access, uint32_t share,
     }
     if (!lib->source) { report_opening(path, why); }
     // The lock is held by now, so nobody changes what is backed up.
-    if (lib->source && writes && !lib->made && platform::file_size(lib->source) > 0) { zr_backup_libfile(path); }
+    if (lib->source && writes && !lib->made && platform::file_size(lib->source) > 0)
+    {
+        zr_backup_libfile(path);
+    }
     if (!lib->source || !keep_source(*lib, empties))
     {
         zr_libfile_cancel(lib);
@@ -119,9 +123,8 @@ int32_t zr_backup_libfile(const char16_t* path)
     {
         return zr::report_failure(ZR_ERROR_WRITE, "the folder of backups cannot be made");
     }
-    platform::file* from =
-        platform::open_file(path, platform::file_access::read, platform::share_read | platform::share_write,
-            platform::disposition::open_existing);
+    platform::file* from = platform::open_file(path, platform::file_access::read,
+        platform::share_read | platform::share_write, platform::disposition::open_existing);
     platform::replacement* to = from ? platform::begin_replacement(place) : nullptr;
     auto* bytes = static_cast<uint8_t*>(to ? zr_malloc(zr::library_block_bytes) : nullptr);
     bool is_good = bytes != nullptr;
@@ -129,7 +132,8 @@ int32_t zr_backup_libfile(const char16_t* path)
     while (is_good && left > 0)
     {
         const size_t part = size_t(std::min<uint64_t>(left, zr::library_block_bytes));
-        is_good = platform::read_file(from, bytes, part) == part && platform::write_replacement(to, bytes, part);
+        is_good =
+            platform::read_file(from, bytes, part) == part && platform::write_replacement(to, bytes, part);
         left -= part;
     }
     zr_free(bytes);
@@ -173,7 +177,8 @@ bool replace_by_library(library_file& lib, const char16_t* path)
     bool is_good = r && write_blocks(lib, r);
     if (is_good) { is_good = platform::commit_replacement(r); }
     else { platform::cancel_replacement(r); }
-    return is_good || fail_in_library(lib, 0, fail(ZR_ERROR_WRITE, "the library cannot be written; it stays as it was"));
+    return is_good ||
+           fail_in_library(lib, 0, fail(ZR_ERROR_WRITE, "the library cannot be written; it stays as it was"));
 }
 
 } // namespace zr
@@ -183,8 +188,8 @@ namespace
 
 /// Opens the file that `path` names when its lock is held: who waits for nothing may lock a file that another
 /// writer has just replaced.
-platform::file* open_current(const char16_t* path, bool writes, uint32_t share, platform::disposition d,
-    platform::file_error* why)
+platform::file* open_current(
+    const char16_t* path, bool writes, uint32_t share, platform::disposition d, platform::file_error* why)
 {
     const auto access = writes ? platform::file_access::read_write : platform::file_access::read;
     const uint32_t sharing = writes ? platform::share_nothing : share & platform::share_read;
@@ -222,7 +227,8 @@ bool keep_source(zr::library_file& lib, bool emptied)
     return true;
 }
 
-/// Moves the lock to the file that took the old one's place. What was read stays good: the content is the same.
+/// Moves the lock to the file that took the old one's place. What was read stays good: the content is the
+/// same.
 bool reopen(zr::library_file& lib)
 {
     platform::file_error why = platform::file_error::other;
@@ -230,8 +236,8 @@ bool reopen(zr::library_file& lib)
     if (!f || platform::file_size(f) != lib.size)
     {
         platform::close_file(f);
-        return zr::fail_in_library(lib, 0,
-            zr::fail(ZR_ERROR_STATE, "the library was written, but another program has it now"));
+        return zr::fail_in_library(
+            lib, 0, zr::fail(ZR_ERROR_STATE, "the library was written, but another program has it now"));
     }
     platform::close_file(lib.source);
     lib.source = f;

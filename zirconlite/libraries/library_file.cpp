@@ -118,12 +118,17 @@ uint32_t zr_file_add_chunk(zr_handle file, int32_t type, const void* bytes, int3
     uint64_t length = size;
     switch (type)
     {
-    case LIBRARY_CHUNK_FOLDER: length = zr::folder_node_bytes; break;
-    case LIBRARY_CHUNK_RECORD: length = zr::record_node_bytes; break;
+    case LIBRARY_CHUNK_FOLDER:
+        length = zr::folder_node_bytes;
+        break;
+    case LIBRARY_CHUNK_RECORD:
+        length = zr::record_node_bytes;
+        break;
     case LIBRARY_CHUNK_STRING:
         length = 8 + uint64_t(zr::byte_reader(static_cast<const uint8_t*>(bytes) + 4, 4).u32());
         break;
-    case LIBRARY_CHUNK_PAYLOAD: break;
+    case LIBRARY_CHUNK_PAYLOAD:
+        break;
     default:
         zr::fail_in_library(*lib, 0, zr::fail(ZR_ERROR_ARGUMENT, "there is no chunk of type %d", type));
         return 0;
@@ -181,7 +186,8 @@ int32_t zr_file_write_header(zr_handle file, const char16_t* kind)
     if (!lib) { return 0; }
     if (platform::text_length(kind) >= header_text_units)
     {
-        return zr::fail_in_library(*lib, 0, zr::fail(ZR_ERROR_LIMIT, "the kind of a library has up to 31 characters"));
+        return zr::fail_in_library(
+            *lib, 0, zr::fail(ZR_ERROR_LIMIT, "the kind of a library has up to 31 characters"));
     }
     uint8_t header[zr::library_header_bytes + zr::folder_node_bytes] = {};
     zr::put_u32(header, zr::library_header_bytes);
@@ -227,7 +233,8 @@ bool read_at(library_file& lib, uint64_t at, void* bytes, uint64_t size)
 {
     if (at > lib.size || size > lib.size - at)
     {
-        return fail_in_library(lib, at, fail(ZR_ERROR_FORMAT, "the library ends before what its links point to"));
+        return fail_in_library(
+            lib, at, fail(ZR_ERROR_FORMAT, "the library ends before what its links point to"));
     }
     auto* out = static_cast<uint8_t*>(bytes);
     while (size > 0)
@@ -246,7 +253,10 @@ bool read_at(library_file& lib, uint64_t at, void* bytes, uint64_t size)
 
 bool write_at(library_file& lib, uint64_t at, const void* bytes, uint64_t size)
 {
-    if (!lib.writes) { return fail_in_library(lib, at, fail(ZR_ERROR_STATE, "the library is open for reading only")); }
+    if (!lib.writes)
+    {
+        return fail_in_library(lib, at, fail(ZR_ERROR_STATE, "the library is open for reading only"));
+    }
     if (lib.failed) { return false; }
     lib.changed = true;
     lib.failed = true; // until all is in
@@ -352,7 +362,10 @@ uint32_t read_text(zr::library_file& lib, uint64_t at, char16_t* buffer, uint32_
     buffer[units] = 0;
     // A cut must not leave the first half of a pair.
     const bool was_cut = units < bytes / 2;
-    if (was_cut && units > 0 && buffer[units - 1] >= 0xD800 && buffer[units - 1] < 0xDC00) { buffer[units - 1] = 0; }
+    if (was_cut && units > 0 && buffer[units - 1] >= 0xD800 && buffer[units - 1] < 0xDC00)
+    {
+        buffer[units - 1] = 0;
+    }
     return bytes;
 }
 

@@ -23,18 +23,18 @@ inline constexpr uint64_t library_max_bytes = UINT32_MAX; ///< offsets have 32 b
 
 struct library_file
 {
-    platform::file* source;  ///< as opened, with its lock; null for a file that exists in memory only
-    char16_t* path;          ///< null likewise
-    uint64_t source_bytes;   ///< what can be read from `source`
-    uint64_t size;           ///< with the changes
+    platform::file* source; ///< as opened, with its lock; null for a file that exists in memory only
+    char16_t* path;         ///< null likewise
+    uint64_t source_bytes;  ///< what can be read from `source`
+    uint64_t size;          ///< with the changes
     uint64_t position;
-    array<uint8_t*> blocks;  ///< library_block_bytes each; null until touched
+    array<uint8_t*> blocks;     ///< library_block_bytes each; null until touched
     array<sibling_list*> lists; ///< by the place of their head
-    uint64_t read_count;     ///< calls of the system that read
-    bool writes;             ///< opened for writing
-    bool changed;            ///< since the opening or the last commit
-    bool failed;             ///< an edit failed: nothing is written any more
-    bool made;               ///< the opening made the file, which goes when nothing is committed
+    uint64_t read_count;        ///< calls of the system that read
+    bool writes;                ///< opened for writing
+    bool changed;               ///< since the opening or the last commit
+    bool failed;                ///< an edit failed: nothing is written any more
+    bool made;                  ///< the opening made the file, which goes when nothing is committed
 };
 
 /// The record behind a handle; null, reported, for none.
@@ -49,8 +49,9 @@ void free_library(library_file* lib);
 /// Puts the content in the place of the file at `path`. False, reported, with the old file kept.
 bool replace_by_library(library_file& lib, const char16_t* path);
 
-/// Reads or writes at a place; a write may end behind the end of the file, but not begin there. False when the
-/// bytes lie outside, on a read error and when memory fails; a failed write makes the library drop its edit.
+/// Reads or writes at a place; a write may end behind the end of the file, but not begin there. False when
+/// the bytes lie outside, on a read error and when memory fails; a failed write makes the library drop its
+/// edit.
 bool read_at(library_file& lib, uint64_t at, void* bytes, uint64_t size);
 bool write_at(library_file& lib, uint64_t at, const void* bytes, uint64_t size);
 

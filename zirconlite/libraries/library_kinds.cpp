@@ -24,7 +24,8 @@ const library_kind* library_kind_of(const char16_t* path)
     {
         if (platform::compare_no_case(extension, kind.extension) == 0) { return &kind; }
     }
-    report_failure(ZR_ERROR_FORMAT, "the records of such a file are not known; a material library ends in .mlib");
+    report_failure(
+        ZR_ERROR_FORMAT, "the records of such a file are not known; a material library ends in .mlib");
     return nullptr;
 }
 

@@ -7,8 +7,8 @@
 namespace zr
 {
 
-/// Copies a record as it is to another library, under another key. 0 when the source lacks it, or has it damaged,
-/// and when the target cannot be written.
+/// Copies a record as it is to another library, under another key. 0 when the source lacks it, or has it
+/// damaged, and when the target cannot be written.
 using record_copier = int32_t (*)(
     zr_handle source, const char16_t* key, zr_handle target, const char16_t* target_key);
 
@@ -28,7 +28,6 @@ const char16_t* extension_of(const char16_t* path);
 
 /// Copiers of the kinds.
 int32_t copy_material(zr_handle source, zr_handle target, const char16_t* key);
-int32_t copy_material_as(
-    zr_handle source, const char16_t* key, zr_handle target, const char16_t* target_key);
+int32_t copy_material_as(zr_handle source, const char16_t* key, zr_handle target, const char16_t* target_key);
 
 } // namespace zr

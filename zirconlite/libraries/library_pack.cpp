@@ -15,11 +15,13 @@ int32_t bury_in(const char16_t* path, const char16_t* key);
 
 } // namespace
 
-int32_t zr_libfile_pack(const char16_t* path, const char16_t* kind, zr_record_callback copier, zr_handle window)
+int32_t zr_libfile_pack(
+    const char16_t* path, const char16_t* kind, zr_record_callback copier, zr_handle window)
 {
     if (!path || !kind || !copier)
     {
-        return zr::report_failure(ZR_ERROR_ARGUMENT, "a library, its kind and a copier are needed to pack it");
+        return zr::report_failure(
+            ZR_ERROR_ARGUMENT, "a library, its kind and a copier are needed to pack it");
     }
     if (window && window != ZR_INVALID_HANDLE)
     {

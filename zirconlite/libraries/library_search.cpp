@@ -15,8 +15,7 @@ constexpr int32_t ends_search = -1, skips_folders = -2;
 
 zr_library_search installed_search = nullptr;
 
-int32_t ask_host(
-    const char16_t* name, const char16_t* extension, zr_find_callback callback, void* argument);
+int32_t ask_host(const char16_t* name, const char16_t* extension, zr_find_callback callback, void* argument);
 bool is_same_folder(const char16_t* a, const char16_t* b);
 
 } // namespace

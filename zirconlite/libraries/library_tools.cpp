@@ -62,7 +62,10 @@ int32_t zr_dump_library(const char16_t* path)
     if (!is_good)
     {
         if (out.file && !(is_whole && out.is_good)) { platform::cancel_replacement(out.file); }
-        if (is_whole || !out.file) { zr::report_failure(ZR_ERROR_WRITE, "the list of keys cannot be written"); }
+        if (is_whole || !out.file)
+        {
+            zr::report_failure(ZR_ERROR_WRITE, "the list of keys cannot be written");
+        }
     }
     zr_libfile_close(file);
     return is_good;
@@ -91,10 +94,9 @@ int32_t zr_translate_library(const char16_t* path, const char16_t* translation_p
 
     int32_t written = -1;
     zr_handle source = zr_libfile_open(path, LIBRARY_READ, LIBRARY_SHARE_READ, LIBRARY_OPEN_EXISTING);
-    zr_handle target = source == ZR_INVALID_HANDLE
-                           ? ZR_INVALID_HANDLE
-                           : zr_libfile_open(out_path, LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING,
-                                 LIBRARY_CREATE_OR_EMPTY);
+    zr_handle target = source == ZR_INVALID_HANDLE ? ZR_INVALID_HANDLE
+                                                   : zr_libfile_open(out_path, LIBRARY_READ | LIBRARY_WRITE,
+                                                         LIBRARY_SHARE_NOTHING, LIBRARY_CREATE_OR_EMPTY);
     if (target != ZR_INVALID_HANDLE)
     {
         if (zr_file_write_header(target, kind->name)) { written = translate(source, target, *kind, t); }

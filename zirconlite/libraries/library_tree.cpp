@@ -29,7 +29,8 @@ struct key_copy
 
 bool copy_key(const zr::library_file& lib, const char16_t* key, key_copy& copy);
 bool names_record(const char16_t* key);
-uint32_t append_node(zr::library_file& lib, const char16_t* name, uint32_t parent, uint32_t next, int32_t type);
+uint32_t append_node(
+    zr::library_file& lib, const char16_t* name, uint32_t parent, uint32_t next, int32_t type);
 uint32_t list_place(uint32_t parent, int32_t type);
 uint32_t bury(zr_handle file, uint32_t node);
 
@@ -99,7 +100,8 @@ uint32_t zr_file_insert_node(zr_handle file, const char16_t* name, uint32_t pare
     zr::library_file* lib = zr::library_of(file);
     if (!lib) { return 0; }
     const size_t length = name ? platform::text_length(name) : 0;
-    if (length == 0 || length >= ZR_NAME_CAPACITY || (type != LIBRARY_CHUNK_FOLDER && type != LIBRARY_CHUNK_RECORD))
+    if (length == 0 || length >= ZR_NAME_CAPACITY ||
+        (type != LIBRARY_CHUNK_FOLDER && type != LIBRARY_CHUNK_RECORD))
     {
         zr::fail_in_library(*lib, 0,
             zr::fail(ZR_ERROR_ARGUMENT, "a folder or record of a library has a name of 1 to %d characters",
@@ -176,11 +178,13 @@ int32_t zr_file_delete_node(zr_handle file, uint32_t parent, uint32_t node, int3
         if (at == node)
         {
             zr::forget_children(*lib, parent);
-            return zr::read_u32_at(*lib, uint64_t(node) + next_place, &next) && zr::write_u32_at(*lib, link, next);
+            return zr::read_u32_at(*lib, uint64_t(node) + next_place, &next) &&
+                   zr::write_u32_at(*lib, link, next);
         }
         link = at + next_place;
     }
-    return zr::fail_in_library(*lib, link, zr::fail(ZR_ERROR_FORMAT, "the links of the library run in a circle"));
+    return zr::fail_in_library(
+        *lib, link, zr::fail(ZR_ERROR_FORMAT, "the links of the library run in a circle"));
 }
 
 void* zr_file_read_record(zr_handle file, const char16_t* key, zr_record_reader reader)
@@ -193,15 +197,15 @@ void* zr_file_read_record(zr_handle file, const char16_t* key, zr_record_reader 
     return reader(file, node.payload);
 }
 
-int32_t zr_libfile_in_order_read_ex(zr_handle source, zr_handle target, uint32_t folder, const char16_t* prefix,
-    zr_record_callback on_record, zr_record_callback on_folder)
+int32_t zr_libfile_in_order_read_ex(zr_handle source, zr_handle target, uint32_t folder,
+    const char16_t* prefix, zr_record_callback on_record, zr_record_callback on_folder)
 {
     bool is_whole;
     return zr::walk_library(source, target, folder, prefix, on_record, on_folder, &is_whole);
 }
 
-int32_t zr_libfile_in_order_read(zr_handle source, zr_handle target, uint32_t folder, const char16_t* prefix,
-    zr_record_callback on_record)
+int32_t zr_libfile_in_order_read(
+    zr_handle source, zr_handle target, uint32_t folder, const char16_t* prefix, zr_record_callback on_record)
 {
     return zr_libfile_in_order_read_ex(source, target, folder, prefix, on_record, nullptr);
 }
@@ -305,7 +309,8 @@ uint32_t list_place(uint32_t parent, int32_t type)
 }
 
 /// Appends the name and the node, which points to what stands behind it. 0 on failure.
-uint32_t append_node(zr::library_file& lib, const char16_t* name, uint32_t parent, uint32_t next, int32_t type)
+uint32_t append_node(
+    zr::library_file& lib, const char16_t* name, uint32_t parent, uint32_t next, int32_t type)
 {
     const uint32_t text = zr_file_add_string(&lib, name);
     if (!text) { return 0; }
@@ -370,7 +375,8 @@ bool next_child(walk& w, uint32_t at, int32_t type, zr::library_node* node)
     }
     if (w.budget == 0)
     {
-        zr::fail_in_library(w.source, at, zr::fail(ZR_ERROR_FORMAT, "the links of the library run in a circle"));
+        zr::fail_in_library(
+            w.source, at, zr::fail(ZR_ERROR_FORMAT, "the links of the library run in a circle"));
     }
     return w.is_whole = false;
 }

@@ -134,7 +134,8 @@ zr_handle open_named(const char16_t* name, uint32_t access, uint32_t share)
     if (!name || !find_library(name, path))
     {
         const platform::utf8_text text(name);
-        zr::report_failure(ZR_ERROR_NOT_FOUND, "there is no material library \"%s\"", text.bytes ? text.bytes : "");
+        zr::report_failure(
+            ZR_ERROR_NOT_FOUND, "there is no material library \"%s\"", text.bytes ? text.bytes : "");
         return ZR_INVALID_HANDLE;
     }
     return zr_matfile_open(path, access, share, LIBRARY_OPEN_EXISTING);
@@ -149,7 +150,8 @@ bool find_library(const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY])
         if (*c != u'/' && *c != u'\\') { continue; }
         platform::find_entry entry;
         return platform::copy_text(path, ZR_PATH_CAPACITY, name) &&
-               platform::append_text(path, ZR_PATH_CAPACITY, extension) && platform::read_attributes(path, &entry);
+               platform::append_text(path, ZR_PATH_CAPACITY, extension) &&
+               platform::read_attributes(path, &entry);
     }
     path[0] = 0;
     zr_libfile_search_ex(name, extension, take_path, path, 1);

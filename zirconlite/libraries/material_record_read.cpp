@@ -160,7 +160,8 @@ material* read_complex(record_reading& r, uint32_t offset, uint32_t flags, int d
     m.rotation = finite(in);
     vector3 size;
     finite(in, size);
-    m.scale = { zr::guarded_reciprocal(size.x), zr::guarded_reciprocal(size.y), zr::guarded_reciprocal(size.z) };
+    m.scale = { zr::guarded_reciprocal(size.x), zr::guarded_reciprocal(size.y),
+        zr::guarded_reciprocal(size.z) };
     finite(in, m.origin);
     m.blend_flags = in.u32();
     m.params.octaves = in.i32();
@@ -230,6 +231,7 @@ bool read_images(record_reading& r, uint32_t at, simple_material& m)
 
 bool read_bumps(record_reading& r, uint32_t at, simple_material& m)
 {
+    bump** end = &m.bumps;
     while (at != 0)
     {
         uint8_t bytes[zr::bump_record_bytes];
@@ -244,10 +246,16 @@ bool read_bumps(record_reading& r, uint32_t at, simple_material& m)
         finite(in, scale);
         const double strength = finite(in);
         if (is_zero(axis)) { axis[2] = 1.0; }
-        if (!zr_add_bump(&m.head, kind, axis, origin, rotation, scale, strength)) { return false; }
-        bump* added = m.bumps;
-        while (added->next) { added = added->next; }
+        // Each joins an empty list, so that a long one is not walked for every bump.
+        bump* const first = m.bumps;
+        m.bumps = nullptr;
+        const bool is_added = zr_add_bump(&m.head, kind, axis, origin, rotation, scale, strength) != 0;
+        bump* const added = m.bumps;
+        m.bumps = first;
+        if (!is_added) { return false; }
         if (added->function == zr_bump_pyramid) { added->flags |= BUMP_MAPPED; }
+        *end = added;
+        end = &added->next;
     }
     return true;
 }
@@ -259,10 +267,7 @@ bool read_mask(record_reading& r, uint32_t at, complex_material& m)
     uint32_t path = 0;
     if (!zr::read_u32_at(r.lib, at, &path)) { return false; }
     auto* mask = static_cast<mask_source*>(zr_calloc(1, sizeof(mask_source)));
-    if (!mask)
-    {
-        return zr::fail_in_library(r.lib, at, zr::fail(ZR_ERROR_MEMORY, "no memory for a mask"));
-    }
+    if (!mask) { return zr::fail_in_library(r.lib, at, zr::fail(ZR_ERROR_MEMORY, "no memory for a mask")); }
     mask->references = 1;
     m.params.mask = mask;
     if (!read_path(r, path, mask->path)) { return false; }
@@ -293,8 +298,8 @@ bool read_path(record_reading& r, uint32_t at, char16_t (&path)[512])
     if (at == 0) { return true; }
     const uint32_t length = zr_file_read_string(&r.lib, at, path, path_limit_bytes);
     if (length + 2 <= path_limit_bytes || length == 0) { return true; }
-    return zr::fail_in_library(
-        r.lib, at, zr::fail(ZR_ERROR_LIMIT, "the path of a picture has more than %zu characters", std::size(path) - 1));
+    return zr::fail_in_library(r.lib, at,
+        zr::fail(ZR_ERROR_LIMIT, "the path of a picture has more than %zu characters", std::size(path) - 1));
 }
 
 /// Counts a chunk against the bound; false, reported, beyond it.

@@ -125,7 +125,10 @@ uint32_t write_complex(
         // A child that is missing is the default material when read.
         const uint32_t child =
             m.children[i] ? write_material(lib, *m.children[i], place, depth + 1, parts_left) : 0;
-        if ((m.children[i] && !child) || !zr::write_u32_at(lib, uint64_t(place) + 8 + 4 * i, child)) { return 0; }
+        if ((m.children[i] && !child) || !zr::write_u32_at(lib, uint64_t(place) + 8 + 4 * i, child))
+        {
+            return 0;
+        }
     }
     return place;
 }

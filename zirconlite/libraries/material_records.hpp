@@ -8,8 +8,8 @@
 namespace zr
 {
 
-/// Levels of complex materials, and materials, images and bumps together, in one record. Evaluation looks at six
-/// levels; a record of one more is kept but never seen.
+/// Levels of complex materials, and materials, images and bumps together, in one record. Evaluation looks at
+/// six levels; a record of one more is kept but never seen.
 inline constexpr int max_record_depth = 16;
 inline constexpr int max_record_parts = 4096;
 
@@ -26,8 +26,8 @@ enum class record_pictures
     skip ///< paths stay as stored: for whoever writes the record again
 };
 
-/// The material of the record at `offset`, without names and surface. Null, reported, when it is damaged or too
-/// large, and when memory fails.
+/// The material of the record at `offset`, without names and surface. Null, reported, when it is damaged or
+/// too large, and when memory fails.
 material* read_material_record(library_file& lib, uint32_t offset, record_pictures pictures);
 
 /// Appends the record of a material; its offset, 0 on failure, reported.

@@ -55,7 +55,8 @@ int32_t zr_convert_material_library(zr_handle window, const char16_t* name, void
         const bool fits = platform::append_text(wanted, name_capacity, name);
         if (!fits || zr::host::get_new_library_name(window, 1, wanted) <= 0) { return 0; }
         wanted[name_capacity - 1] = 0;
-        if (!platform::append_text(path, ZR_PATH_CAPACITY, zr::the_module.support_path ? zr::the_module.support_path : u"") ||
+        if (!platform::append_text(
+                path, ZR_PATH_CAPACITY, zr::the_module.support_path ? zr::the_module.support_path : u"") ||
             !platform::append_text(path, ZR_PATH_CAPACITY, wanted) ||
             !platform::append_text(path, ZR_PATH_CAPACITY, u".mlib"))
         {
@@ -102,8 +103,7 @@ struct pattern_row
     bool widens;   ///< the share moves towards one half and stays above it
 };
 constexpr pattern_row pattern_rows[] = {
-    { 2, BLEND_KIND_GRANITE, granite_metres, false },
-    { 3, BLEND_KIND_WOOD, metres_per_inch, true },
+    { 2, BLEND_KIND_GRANITE, granite_metres, false }, { 3, BLEND_KIND_WOOD, metres_per_inch, true },
     { 1, BLEND_KIND_MARBLE, metres_per_inch, true }, // the last row serves all others
 };
 
@@ -160,7 +160,7 @@ material* from_side(const older_side& side)
     }
     for (int i = 0; i < 3; ++i)
     {
-        m.color[i] = light != 0.0f          ? side.luminous[i]
+        m.color[i] = light != 0.0f         ? side.luminous[i]
                      : transparency != 0.0 ? m.opacity * side.diffuse[i] + side.transmitted[i]
                                            : side.diffuse[i];
         m.translucent_color[i] = m.transparent_color[i] = m.color[i];
@@ -218,7 +218,8 @@ void set_key(const older_side& side, mat_key& key)
         { side.key_green, { 0, 1, 0 } },
         { side.key_blue, { 0, 0, 1 } },
     };
-    const auto row = std::find_if(std::begin(rows), std::end(rows), [](const auto& r) { return r.is_on != 0; });
+    const auto row =
+        std::find_if(std::begin(rows), std::end(rows), [](const auto& r) { return r.is_on != 0; });
     if (row == std::end(rows)) { return; }
     key.kind = KEY_COLOR;
     key.flags = side.inverts_key ? KEY_CUTS_OUT : 0;

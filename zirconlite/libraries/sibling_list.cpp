@@ -39,8 +39,8 @@ size_t list_index(const zr::library_file& lib, uint32_t place);
 bool keep_list(zr::library_file& lib, int32_t type, zr::sibling_list& list);
 bool search_file(
     zr::library_file& lib, const char16_t* name, uint32_t place, int32_t type, zr::child_place* found);
-bool search_list(zr::library_file& lib, const char16_t* name, const zr::sibling_list& list, size_t* index,
-    bool* is_match);
+bool search_list(
+    zr::library_file& lib, const char16_t* name, const zr::sibling_list& list, size_t* index, bool* is_match);
 void drop_list(zr::sibling_list* list);
 
 } // namespace
@@ -66,9 +66,9 @@ bool find_child(library_file& lib, const char16_t* name, uint32_t parent, int32_
         if (list->is_kept && search_list(lib, name, *list, &i, &is_match))
         {
             const sibling_list& l = *list;
-            *place = is_match             ? child_place{ l.live[i].node, l.live[i].node }
+            *place = is_match           ? child_place{ l.live[i].node, l.live[i].node }
                      : i < l.live.count ? child_place{ 0, l.live[i].previous }
-                                          : child_place{ 0, l.tail };
+                                        : child_place{ 0, l.tail };
             return true;
         }
     }
@@ -86,8 +86,8 @@ void child_inserted(library_file& lib, const char16_t* name, uint32_t parent, in
     bool is_match;
     uint32_t text = 0;
     array<sibling>& live = list.live;
-    if (!read_u32_at(lib, uint64_t(node) + name_place, &text) || !search_list(lib, name, list, &i, &is_match) ||
-        !live.reserve(live.count + 1))
+    if (!read_u32_at(lib, uint64_t(node) + name_place, &text) ||
+        !search_list(lib, name, list, &i, &is_match) || !live.reserve(live.count + 1))
     {
         forget_children(lib, parent);
         return;
@@ -209,8 +209,8 @@ bool keep_list(zr::library_file& lib, int32_t type, zr::sibling_list& list)
 }
 
 /// The first live sibling that is not below `name`. False when the array and the file disagree.
-bool search_list(zr::library_file& lib, const char16_t* name, const zr::sibling_list& list, size_t* index,
-    bool* is_match)
+bool search_list(
+    zr::library_file& lib, const char16_t* name, const zr::sibling_list& list, size_t* index, bool* is_match)
 {
     size_t low = 0, high = list.live.count;
     char16_t text[ZR_NAME_CAPACITY];

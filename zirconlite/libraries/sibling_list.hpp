@@ -11,8 +11,9 @@ namespace zr
 /// What a search for a child found.
 struct child_place
 {
-    uint32_t node;     ///< the live child of that name; 0 none
-    uint32_t previous; ///< behind which a child of that name belongs, the node itself when there is one; 0: first
+    uint32_t node; ///< the live child of that name; 0 none
+    uint32_t
+        previous; ///< behind which a child of that name belongs, the node itself when there is one; 0: first
 };
 
 /// False, reported, when links leave the file or run in a circle.
