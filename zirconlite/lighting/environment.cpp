@@ -17,6 +17,14 @@ void background_color(const environment& record, float rgb[3])
 
 } // namespace
 
+bool surrounding_color(
+    const document&, const environment& record, const vector3&, float rgb[3], double* luminance_scale)
+{
+    background_color(record, rgb);
+    *luminance_scale = 0.0;
+    return record.mode == ENVIRONMENT_FLAT;
+}
+
 void environment_prepare(document&, environment&, render_view&) {}
 
 bool ground_prepare(document&)
