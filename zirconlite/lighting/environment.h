@@ -27,6 +27,33 @@ enum
     BACKGROUND_MIRROR = 0x4
 };
 
+/** Bits of `environment.cloud_flags`. */
+enum
+{
+    CLOUDS_CUMULUS = 0x1,
+    CLOUDS_CIRRUS = 0x2,
+    CLOUDS_CIRRUS_HORIZON = 0x4 /**< the cirrus also closes the band near and below the horizon */
+};
+
+/** Cells of the cloud box along x and y. */
+#define CLOUD_CELLS 32
+
+/** One ellipsoid of a cumulus. */
+typedef struct cloud_ellipsoid
+{
+    struct cloud_ellipsoid* next;
+    float inverse_rx2, inverse_ry2, inverse_rz2; /**< 1 / radius squared */
+    float center[3];
+    float base; /**< height at which the cloud's thickness scale starts */
+} cloud_ellipsoid;
+
+/** An ellipsoid in the list of a cell. */
+typedef struct cloud_cell_node
+{
+    struct cloud_cell_node* next;
+    cloud_ellipsoid* ellipsoid;
+} cloud_cell_node;
+
 /** One surrounding. All zero on opening: the sky, which is black while no sun takes part. */
 typedef struct environment
 {
@@ -49,6 +76,23 @@ typedef struct environment
     double sine_top, sine_bottom, inverse_sine_span;
     double azimuth_start, inverse_azimuth_span, inverse_altitude_span;
     double inverse_planar_scale[2], inverse_view_size[2];
+    uint32_t cloud_flags;   /**< CLOUDS_* bits */
+    int32_t cloud_seed;
+    float cloud_rotation;   /**< radians about the vertical */
+    float cloud_offset[3];  /**< fractions of the cloud box */
+    float cu_color[3];      /**< tint of the cumulus */
+    float cu_scale[3];      /**< size of the cumulus along x, y, z */
+    float cu_scale_v;       /**< variation of the size, 0 to 1 */
+    int32_t cu_number;      /**< count of ellipsoids */
+    float ci_color[3];      /**< tint of the cirrus */
+    float ci_scale[3];      /**< size of its pattern; x and y are used */
+    float ci_density, ci_transparency, ci_horizon;
+    matrix4 cloud_matrix;                                    /**< derived */
+    double cloud_world_offset[3];                            /**< derived */
+    cloud_cell_node* cloud_cells[CLOUD_CELLS * CLOUD_CELLS]; /**< derived: lists, index x x 32 + y */
+    double cloud_box_min[3], cloud_box_max[3];               /**< derived */
+    double inverse_cell_size[3], cell_size[3];               /**< derived */
+    cloud_ellipsoid* ellipsoids;                             /**< derived: owned list */
     render_view* hdr_view; /**< a picture of the whole surrounding; NULL none */
     float hdr_rotation;    /**< radians about the vertical */
     float hdr_scale;
