@@ -72,7 +72,7 @@ size_t trace_all(const document& d, const std::vector<ray_start>& rays, bool sha
         for (size_t i = first; i < last; ++i)
         {
             start_ray(r, rays[i]);
-            count += shadows ? zr::visit_hits(d, r, stop_at_any, nullptr) : zr::find_nearest_hit(d, r);
+            count += shadows ? zr::visit_hits(d, r, stop_at_any, nullptr) : zr::locate_nearest_hit(d, r);
         }
         hits[static_cast<size_t>(t)] += count;
     });

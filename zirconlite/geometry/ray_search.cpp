@@ -7,7 +7,7 @@
 namespace zr
 {
 
-bool find_nearest_hit(const document& document, ray& ray)
+bool locate_nearest_hit(const document& document, ray& ray)
 {
     const voxel_grid* built = document.voxel_grid;
     if (!built) { return false; }

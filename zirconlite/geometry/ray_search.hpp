@@ -10,12 +10,28 @@
 namespace zr
 {
 
-/// Finds the ray's nearest hit within [`t_min`, min(`t_max`, `hit_t`)] and stores it in the ray, as
-/// `intersect` of the object does. Of hits at one distance the object made first wins. Returns whether the
-/// hit was improved. A document without a built structure has no hits.
-bool find_nearest_hit(const document& document, ray& ray);
+/// Finds the ray's nearest hit within [`t_min`, min(`t_max`, `hit_t`)] and stores its distance, object, element
+/// and weights in the ray; complete_hit gives the rest. Of hits at one distance the object made first wins.
+/// Returns whether the hit was improved. A document without a built structure has no hits.
+bool locate_nearest_hit(const document& document, ray& ray);
 
-/// What to do with one hit of a walk: it stands in the ray, and true ends the walk.
+/// Works out point and normals of the hit that stands in the ray, as `intersect` of its object does. Once more does
+/// no harm.
+inline void complete_hit(ray& ray)
+{
+    const object_vft& vft = *ray.hit_object->vft;
+    if (vft.complete_hit) { vft.complete_hit(&ray, ray.hit_object); }
+}
+
+/// locate_nearest_hit and complete_hit.
+inline bool find_nearest_hit(const document& document, ray& ray)
+{
+    const bool improved = locate_nearest_hit(document, ray);
+    if (improved) { complete_hit(ray); }
+    return improved;
+}
+
+/// What to do with one hit of a walk: it stands in the ray as locate_nearest_hit leaves it, and true ends the walk.
 using hit_visitor = bool (*)(void* context, ray& ray);
 
 /// Hands every object that the ray hits within [`t_min`, `t_max`] to `visit`, in no certain order and

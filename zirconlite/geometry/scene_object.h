@@ -174,8 +174,9 @@ struct object_vft
         size_t count, double t_low, double t_high);
     /** Optional: the coefficients of an object that is one triangle, tested as those of a y_face are. */
     void (*get_triangle)(const scene_object* object, triangle_coefficients* out);
-    /** Goes with get_triangle: stores a hit at distance `t` with the weights of vertices 1 and 2 in the ray. */
-    void (*store_triangle_hit)(struct ray* ray, scene_object* object, double t, double w1, double w2);
+    /** Goes with get_triangle, whose searches store distance, object and weights of a hit only: works out point and
+     *  normals from these, as intersect does. */
+    void (*complete_hit)(struct ray* ray, scene_object* object);
 };
 
 /** The tables of the exported kinds, so that a host can tell what an object is. */

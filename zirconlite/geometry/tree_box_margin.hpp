@@ -14,6 +14,30 @@ namespace zr
 /// reciprocal: seven times that covers both sides.
 inline constexpr float slab_margin = 5e-7f;
 
+/// One axis of a ray for tests with fused multiply-add: planes are met at plane x inverse + offset, rounded once.
+/// The offsets are worked out from the very `inverse` and rounded so that the near distance comes out too small and
+/// the far one too large; what the reciprocal and the one rounding add, relative to the distance, is
+/// `fused_margin`, with as much again to spare.
+struct fused_axis
+{
+    float inverse, near_offset, far_offset;
+    int backward; ///< 1: the ray enters through the high plane
+};
+
+inline constexpr float fused_margin = 5e-7f;
+
+inline float held_to_float(double v)
+{
+    return static_cast<float>(v < -double(FLT_MAX) ? -double(FLT_MAX) : v > double(FLT_MAX) ? double(FLT_MAX) : v);
+}
+
+inline fused_axis make_fused_axis(double origin, double inverse)
+{
+    const float i = static_cast<float>(inverse);
+    const double offset = -origin * double(i), error = std::fabs(offset) * 1.2e-7 + FLT_MIN;
+    return { i, held_to_float(offset - error), held_to_float(offset + error), i < 0.0f };
+}
+
 /// One axis of a ray: planes are met at (plane - origin) x inverse. Origins are moved and reciprocals scaled
 /// so that the near distance comes out too small and the far one too large.
 struct box_axis
@@ -36,7 +60,7 @@ inline box_axis make_box_axis(double origin, double inverse)
 inline float lower_t_min(double t_min)
 {
     const double lowered = t_min > 0.0 ? t_min * (1.0 - 1e-6) : t_min * (1.0 + 1e-6);
-    return static_cast<float>(std::fmax(lowered, double(-FLT_MAX)));
+    return held_to_float(lowered);
 }
 
 } // namespace zr

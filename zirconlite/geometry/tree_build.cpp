@@ -4,10 +4,10 @@
 #include <cmath>
 #include <new>
 #include <string.h>
-#include <utility>
 
 #include "zirconlite/geometry/hit_error.hpp"
 #include "zirconlite/geometry/search_tree.hpp"
+#include "zirconlite/geometry/tree_split.hpp"
 #include "zirconlite/platform/processor.hpp"
 #include "zirconlite/platform/threads.hpp"
 
@@ -17,59 +17,9 @@ namespace zr
 namespace
 {
 
-constexpr int most_bins = 16, few_bins = 8;
-constexpr size_t few_bins_below = 48;     ///< small ranges gain nothing from fine bins
-constexpr size_t least_task = 4096;       ///< subtrees of this many objects and below are built in one go
+constexpr size_t least_task = 4096; ///< subtrees of this many objects and below are built in one go
 constexpr size_t tasks_wanted = 64;
-constexpr int balanced_below_depth = 24;  ///< deeper ranges are halved, so the depth stays bounded
 constexpr int most_threads = 8;
-
-typedef float float4 __attribute__((vector_size(16)));
-typedef int32_t int4 __attribute__((vector_size(16)));
-
-float4 smaller(float4 a, float4 b) { return a < b ? a : b; }
-float4 larger(float4 a, float4 b) { return a > b ? a : b; }
-
-/// An object while the tree is built. The last lane of each box corner is 0.
-struct build_ref
-{
-    float4 low, high;
-    uint32_t number;
-    uint32_t is_triangle;
-};
-
-struct box4
-{
-    float4 low, high;
-};
-
-constexpr float4 all(float f) { return float4{ f, f, f, f }; }
-constexpr box4 empty_box4 = { { FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX }, { -FLT_MAX, -FLT_MAX, -FLT_MAX, -FLT_MAX } };
-
-void grow(box4& box, const float4& low, const float4& high)
-{
-    box.low = smaller(box.low, low);
-    box.high = larger(box.high, high);
-}
-
-float half_area(const box4& b)
-{
-    const float4 d = b.high - b.low;
-    return d[0] * d[1] + d[1] * d[2] + d[2] * d[0];
-}
-
-float4 centre(const build_ref& r) { return r.low + r.high; } // twice the centre: only its order counts
-
-/// Objects from `first` to `end`, with the box of the objects and of their centres.
-struct build_range
-{
-    size_t first, end;
-    box4 box, centres;
-    int depth;
-    size_t count() const { return end - first; }
-};
-
-size_t blocks_of(size_t count) { return (count + block_width - 1) / block_width; }
 
 /// A bound in f32 on the outer side (`side` -1 low, 1 high). Boxes stay finite, so that the differences in the
 /// box test are never NaN.
@@ -88,170 +38,15 @@ build_ref make_ref(scene_object* object)
     if (object->vft->get_bounds) { object->vft->get_bounds(object, &box); }
     const double error = hit_error(box);
     const double low[3] = { box.min.x, box.min.y, box.min.z }, high[3] = { box.max.x, box.max.y, box.max.z };
-    build_ref ref = {};
+    float low_out[3], high_out[3];
     for (int axis = 0; axis < 3; ++axis)
     {
         // An object without bounds on an axis may be hit anywhere along it.
         const bool bounded = low[axis] <= high[axis];
-        ref.low[axis] = bounded ? outward(low[axis] - error, -1.0f) : -FLT_MAX;
-        ref.high[axis] = bounded ? outward(high[axis] + error, 1.0f) : FLT_MAX;
+        low_out[axis] = bounded ? outward(low[axis] - error, -1.0f) : -FLT_MAX;
+        high_out[axis] = bounded ? outward(high[axis] + error, 1.0f) : FLT_MAX;
     }
-    ref.number = object->number;
-    ref.is_triangle = object->vft->get_triangle && object->vft->store_triangle_hit;
-    return ref;
-}
-
-/// Where a range is cut: behind a bin of an axis, or in its middle.
-struct cut
-{
-    int axis; ///< -1: in the middle
-    int bin;
-    int bins;
-    float4 origin, scale; ///< from centres to bins, by axis; an axis without extent has scale 0
-};
-
-int4 bins_of(const build_ref& r, const cut& c)
-{
-    const int4 bins = __builtin_convertvector((centre(r) - c.origin) * c.scale, int4);
-    const int4 last = int4{ c.bins - 1, c.bins - 1, c.bins - 1, c.bins - 1 }, first = {};
-    const int4 held = bins < last ? bins : last;
-    return held > first ? held : first; // an infinite centre on an axis without extent gives no number
-}
-
-struct binning
-{
-    box4 box[3][most_bins];
-    uint32_t count[3][most_bins];
-};
-
-/// Cost of the best cut of one axis, over the blocks on either side.
-void best_of_axis(const binning& b, int axis, int bins, float& best, int& best_bin)
-{
-    float right_cost[most_bins];
-    box4 box = empty_box4;
-    size_t count = 0;
-    for (int i = bins - 1; i > 0; --i)
-    {
-        grow(box, b.box[axis][i].low, b.box[axis][i].high);
-        count += b.count[axis][i];
-        right_cost[i] = count ? half_area(box) * static_cast<float>(blocks_of(count)) : -1.0f;
-    }
-    box = empty_box4;
-    count = 0;
-    for (int i = 0; i < bins - 1; ++i)
-    {
-        grow(box, b.box[axis][i].low, b.box[axis][i].high);
-        count += b.count[axis][i];
-        if (!count || right_cost[i + 1] < 0.0f) { continue; }
-        const float cost = half_area(box) * static_cast<float>(blocks_of(count)) + right_cost[i + 1];
-        if (cost < best)
-        {
-            best = cost;
-            best_bin = i;
-        }
-    }
-}
-
-struct builder
-{
-    build_ref* refs;
-    scene_object* const* objects; ///< by number
-
-    cut find_cut(const build_range& r) const;
-    void partition(const build_range& r, const cut& c, build_range& left, build_range& right) const;
-    bool is_leaf(const build_range& r) const;
-    void split(const build_range& r, build_range& left, build_range& right) const;
-};
-
-cut builder::find_cut(const build_range& r) const
-{
-    cut best = { -1, 0, r.count() < few_bins_below ? few_bins : most_bins, r.centres.low, all(0.0f) };
-    if (r.depth >= balanced_below_depth) { return best; }
-    const float4 extent = r.centres.high - r.centres.low;
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        const float scale = static_cast<float>(best.bins) * 0.9999f / extent[axis];
-        if (extent[axis] > 0.0f && std::isfinite(scale) && std::isfinite(extent[axis])) { best.scale[axis] = scale; }
-    }
-
-    binning b;
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        for (int i = 0; i < best.bins; ++i)
-        {
-            b.box[axis][i] = empty_box4;
-            b.count[axis][i] = 0;
-        }
-    }
-    for (size_t i = r.first; i < r.end; ++i)
-    {
-        const build_ref& ref = refs[i];
-        const int4 bins = bins_of(ref, best);
-        for (int axis = 0; axis < 3; ++axis)
-        {
-            grow(b.box[axis][bins[axis]], ref.low, ref.high);
-            ++b.count[axis][bins[axis]];
-        }
-    }
-    float cost = FLT_MAX;
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        int bin = -1;
-        if (best.scale[axis] > 0.0f) { best_of_axis(b, axis, best.bins, cost, bin); }
-        if (bin < 0) { continue; }
-        best.axis = axis;
-        best.bin = bin;
-    }
-    return best;
-}
-
-void builder::partition(const build_range& r, const cut& c, build_range& left, build_range& right) const
-{
-    left = { r.first, r.first, empty_box4, empty_box4, r.depth + 1 };
-    right = { r.end, r.end, empty_box4, empty_box4, r.depth + 1 };
-    const size_t middle = r.first + r.count() / 2;
-    size_t i = r.first, end = r.end;
-    while (i < end)
-    {
-        const bool goes_left = c.axis < 0 ? i < middle : bins_of(refs[i], c)[c.axis] <= c.bin;
-        build_range& side = goes_left ? left : right;
-        grow(side.box, refs[i].low, refs[i].high);
-        const float4 m = centre(refs[i]);
-        grow(side.centres, m, m);
-        if (goes_left || c.axis < 0) { ++i; }
-        else { std::swap(refs[i], refs[--end]); }
-    }
-    left.end = right.first = c.axis < 0 ? middle : i;
-}
-
-bool builder::is_leaf(const build_range& r) const
-{
-    if (r.count() > block_width) { return false; }
-    for (size_t i = r.first + 1; i < r.end; ++i)
-    {
-        if (refs[i].is_triangle != refs[r.first].is_triangle) { return false; }
-    }
-    return true;
-}
-
-void builder::split(const build_range& r, build_range& left, build_range& right) const
-{
-    if (r.count() > block_width)
-    {
-        partition(r, find_cut(r), left, right);
-        return;
-    }
-    // A leaf's worth of both kinds: triangles to one side.
-    left = { r.first, r.first, empty_box4, empty_box4, r.depth + 1 };
-    right = { r.end, r.end, empty_box4, empty_box4, r.depth + 1 };
-    std::stable_sort(refs + r.first, refs + r.end,
-        [](const build_ref& a, const build_ref& b) { return a.is_triangle > b.is_triangle; });
-    size_t i = r.first;
-    for (; i < r.end && refs[i].is_triangle; ++i) { grow(left.box, refs[i].low, refs[i].high); }
-    left.end = right.first = i;
-    for (; i < r.end; ++i) { grow(right.box, refs[i].low, refs[i].high); }
-    left.centres = left.box;
-    right.centres = right.box;
+    return make_build_ref(low_out, high_out, object->number, object->vft->get_triangle && object->vft->complete_hit);
 }
 
 /// A part of the tree with arrays of its own, so that parts can be built side by side.
@@ -284,19 +79,32 @@ void put_triangle(triangle_block& block, int lane, const scene_object* object)
     block.numbers[lane] = object->number;
 }
 
+/// What a build works on.
+struct builder
+{
+    build_ref* refs;
+    scene_object* const* objects; ///< by number
+};
+
 uint32_t put_leaf(const builder& b, tree_part& part, const build_range& r)
 {
-    if (!b.refs[r.first].is_triangle)
+    if (!is_triangle(b.refs[r.first]))
     {
         object_run run = {};
-        for (size_t i = r.first; i < r.end; ++i) { run.numbers[i - r.first] = b.refs[i].number; }
+        for (size_t i = r.first; i < r.end; ++i) { run.numbers[i - r.first] = number_of(b.refs[i]); }
         part.failed |= !part.runs.push(run);
         return reference_objects | static_cast<uint32_t>(part.runs.count - 1);
     }
     triangle_block block = {};
     for (size_t i = r.first; i < r.end; ++i)
     {
-        put_triangle(block, static_cast<int>(i - r.first), b.objects[b.refs[i].number]);
+        const auto* object = reinterpret_cast<const char*>(b.objects[number_of(b.refs[i])]);
+        __builtin_prefetch(object);
+        __builtin_prefetch(object + 64);
+    }
+    for (size_t i = r.first; i < r.end; ++i)
+    {
+        put_triangle(block, static_cast<int>(i - r.first), b.objects[number_of(b.refs[i])]);
     }
     part.failed |= !part.blocks.push(block);
     return reference_block | static_cast<uint32_t>(part.blocks.count - 1);
@@ -314,13 +122,13 @@ int find_children(const builder& b, const build_range& r, build_range children[t
         for (int i = 0; i < count; ++i)
         {
             const float a = half_area(children[i].box);
-            if (b.is_leaf(children[i]) || !(a > area || widest < 0)) { continue; }
+            if (is_leaf(b.refs, children[i]) || !(a > area || widest < 0)) { continue; }
             widest = i;
             area = a;
         }
         if (widest < 0) { break; }
         build_range left, right;
-        b.split(children[widest], left, right);
+        split_range(b.refs, children[widest], left, right);
         children[widest] = left;
         children[count++] = right;
     }
@@ -334,8 +142,8 @@ tree_node make_node(const build_range* children, int count)
     {
         for (int axis = 0; axis < 3; ++axis)
         {
-            node.bounds[0][axis][lane] = lane < count ? children[lane].box.low[axis] : FLT_MAX;
-            node.bounds[1][axis][lane] = lane < count ? children[lane].box.high[axis] : -FLT_MAX;
+            node.bounds[0][axis][lane] = lane < count ? low_of(children[lane].box, axis) : FLT_MAX;
+            node.bounds[1][axis][lane] = lane < count ? high_of(children[lane].box, axis) : -FLT_MAX;
         }
         node.children[lane] = reference_none;
     }
@@ -346,7 +154,7 @@ tree_node make_node(const build_range* children, int count)
 uint32_t build_subtree(const builder& b, tree_part& part, const build_range& r, int depth)
 {
     if (part.failed) { return reference_none; }
-    if (b.is_leaf(r)) { return put_leaf(b, part, r); }
+    if (is_leaf(b.refs, r)) { return put_leaf(b, part, r); }
     if (depth + 1 > part.depth) { part.depth = depth + 1; }
     build_range children[tree_width];
     const int count = find_children(b, r, children);
@@ -409,7 +217,7 @@ build_result build_top(tree_work& w, const build_range& all)
     for (size_t i = 0; i < queue.count; ++i)
     {
         const pending p = queue[i];
-        if (p.range.count() <= w.task_size || w.b.is_leaf(p.range))
+        if (p.range.count() <= w.task_size || is_leaf(w.b.refs, p.range))
         {
             if (!add_part(w, p.range, p.parent)) { return build_result::out_of_memory; }
             continue;
@@ -440,6 +248,8 @@ bool build_next_part(tree_work& w)
     const size_t i = __atomic_fetch_add(&w.next_part, 1, __ATOMIC_RELAXED);
     if (i >= w.parts.count || platform::load_word(&w.stop)) { return false; }
     tree_part& part = *w.parts[i];
+    // Leaves come out about four fifths full, nodes with some six children.
+    part.failed |= !part.blocks.reserve(part.range.count() * 5 / 16 + 8) || !part.nodes.reserve(part.range.count() / 18 + 8);
     part.root = build_subtree(w.b, part, part.range, 0);
     __atomic_fetch_add(&w.done_objects, part.range.count(), __ATOMIC_RELAXED);
     return true;
@@ -558,18 +368,6 @@ void free_parts(tree_work& w)
         zr_free(part);
     }
     w.parts.count = 0;
-}
-
-build_range whole_range(const build_ref* refs, size_t count)
-{
-    build_range r = { 0, count, empty_box4, empty_box4, 0 };
-    for (size_t i = 0; i < count; ++i)
-    {
-        grow(r.box, refs[i].low, refs[i].high);
-        const float4 m = centre(refs[i]);
-        grow(r.centres, m, m);
-    }
-    return r;
 }
 
 } // namespace

@@ -47,6 +47,18 @@ struct nearest_triangle
     bool found;      ///< a triangle is the best hit
 };
 
+/// A triangle's hit, as it stands in the ray before complete_hit.
+ZR_TARGET inline void store_located(ray& r, scene_object* object, double t, double w1, double w2)
+{
+    const double w = w1 + w2;
+    r.hit_t = t;
+    r.hit_object = object;
+    r.hit_element = 0;
+    r.element_coords[0] = w2;
+    r.element_coords[1] = w1;
+    r.element_coords[2] = 1.0 - (w < 1.0 ? w : 1.0);
+}
+
 ZR_TARGET inline void take_block_hits(
     const triangle_block& block, const wide_ray& w, scene_object* const* objects, nearest_triangle& best)
 {
@@ -57,10 +69,7 @@ ZR_TARGET inline void take_block_hits(
         // Of hits at one distance the object made first wins.
         if (t[lane] > best.t || (t[lane] == best.t && block.numbers[lane] > best.number)) { continue; }
         best = { t[lane], w1[lane], w2[lane], block.numbers[lane], true };
-        // Should it stay the best, its object is read at the end.
-        const auto* object = reinterpret_cast<const char*>(objects[best.number]);
-        __builtin_prefetch(object);
-        __builtin_prefetch(object + 64);
+        __builtin_prefetch(&objects[best.number]); // read at the end, should it stay the best
     }
 }
 
@@ -90,6 +99,7 @@ ZR_TARGET bool nearest_hit(const search_tree& tree, scene_object* const* objects
     const wide_ray w = widen(r);
     nearest_triangle best = { r.hit_t < r.t_max ? r.hit_t : r.t_max, 0.0, 0.0,
         r.hit_object && r.hit_t <= r.t_max ? r.hit_object->number : UINT32_MAX, false };
+    float limit = box_limit(best.t);
     waiting stack[stack_room];
     int top = 0;
     uint32_t reference = tree.root;
@@ -100,7 +110,7 @@ ZR_TARGET bool nearest_hit(const search_tree& tree, scene_object* const* objects
         {
             const tree_node& node = tree.nodes[number];
             float near[tree_width];
-            const unsigned hits = hit_children(node, w, box_limit(best.t), near);
+            const unsigned hits = hit_children(node, w, limit, near);
             if (hits)
             {
                 const int first = __builtin_ctz(hits);
@@ -123,18 +133,18 @@ ZR_TARGET bool nearest_hit(const search_tree& tree, scene_object* const* objects
         else if ((reference & reference_kind) == reference_block)
         {
             take_block_hits(tree.blocks[number], w, objects, best);
+            limit = box_limit(best.t);
         }
-        else { take_run_hits(tree.runs[number], objects, r, best); }
-        const float limit = box_limit(best.t);
+        else
+        {
+            take_run_hits(tree.runs[number], objects, r, best);
+            limit = box_limit(best.t);
+        }
         do
         {
             if (top == 0)
             {
-                if (best.found)
-                {
-                    scene_object* object = objects[best.number];
-                    object->vft->store_triangle_hit(&r, object, best.t, best.w1, best.w2);
-                }
+                if (best.found) { store_located(r, objects[best.number], best.t, best.w1, best.w2); }
                 return r.hit_t != start_t || r.hit_object != start_object;
             }
             --top;
@@ -150,8 +160,7 @@ ZR_TARGET inline bool visit_block_hits(const triangle_block& block, const wide_r
     for (unsigned hits = hit_block(block, w, r.t_max, t, w1, w2); hits; hits &= hits - 1)
     {
         const int lane = __builtin_ctz(hits);
-        scene_object* object = objects[block.numbers[lane]];
-        object->vft->store_triangle_hit(&r, object, t[lane], w1[lane], w2[lane]);
+        store_located(r, objects[block.numbers[lane]], t[lane], w1[lane], w2[lane]);
         if (visit(context, r)) { return true; }
     }
     return false;

@@ -51,9 +51,9 @@ void get_triangle(const scene_object* object, triangle_coefficients* out)
         { v1[a], v1[b] }, { v2[a], v2[b] }, { a, b } };
 }
 
-void store_triangle_hit(ray* r, scene_object* object, double t, double w1, double w2)
+void complete_hit(ray* r, scene_object* object)
 {
-    store_hit(*r, object, { t, w1, w2 });
+    store_hit(*r, object, { r->hit_t, r->element_coords[1], r->element_coords[0] });
 }
 
 void get_bounds(const scene_object* object, bounding_box* box)
@@ -171,7 +171,7 @@ const object_vft y_mesh_vft = {
     .get_vertex_uv = get_vertex_uv,
     .intersect_many = intersect_many,
     .get_triangle = get_triangle,
-    .store_triangle_hit = store_triangle_hit,
+    .complete_hit = complete_hit,
 };
 
 } // namespace zr

@@ -12,7 +12,7 @@ namespace
 bool ask_processor()
 {
 #if defined(__x86_64__)
-    return __builtin_cpu_supports("avx2") != 0;
+    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
 #else
     return false;
 #endif

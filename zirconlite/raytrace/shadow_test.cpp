@@ -90,9 +90,11 @@ void surface_at_hit(ray& r, surface& s)
     r.hit_object->vft->get_surface(r.hit_object, &r, &s);
 }
 
+/// Of a located hit; completes it where that takes looking at the surface.
 bool hit_is_opaque(ray& r)
 {
     if (is_always_opaque(r.hit_object->vft->get_material(r.hit_object))) { return true; }
+    complete_hit(r);
     surface s;
     surface_at_hit(r, s);
     return s.transparent == 0.0f;
@@ -137,12 +139,12 @@ double strength_of(const light* source) { return source ? source->shadow_strengt
 bool visit(void* context, ray& r)
 {
     shadow_walk& walk = *static_cast<shadow_walk*>(context);
-    const pane p = pane_at_hit(r);
-    if (walk.resumes && !lies_before(walk.last, p)) { return false; }
-    if (is_skipped(p.object, r, walk.source)) { return false; }
+    if (walk.resumes && !lies_before(walk.last, { r.hit_t, r.hit_object, nullptr, false })) { return false; }
+    if (is_skipped(r.hit_object, r, walk.source)) { return false; }
     // Whatever else stands there, one opaque object takes all light away, so any of them ends the walk.
     if (strength_of(walk.source) >= 1.0 && hit_is_opaque(r)) { return true; }
-    insert(walk, p);
+    complete_hit(r);
+    insert(walk, pane_at_hit(r));
     return false;
 }
 
