@@ -3,13 +3,18 @@
 /// power from the bounds).
 #include "host/build_scene.hpp"
 
+#include "host/build_material.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/model_materials.hpp"
 #include "host/model_transform.hpp"
+#include "host/picture_store.hpp"
 #include "host/stop_signals.hpp"
 #include "zirconlite/geometry/mesh_build.h"
+#include "zirconlite/geometry/vector.h"
 #include "zirconlite/lighting/light.h"
+#include "zirconlite/materials/mapping.h"
+#include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/material.h"
 #include "zirconlite/raytrace/projection.h"
 
@@ -27,11 +32,6 @@ namespace
 
 constexpr double pi = 3.14159265358979323846;
 constexpr double radians = pi / 180;
-
-void set_color(float (&out)[3], const color3& c)
-{
-    for (int i = 0; i < 3; ++i) { out[i] = float(linear_value(c.rgb[i])); }
-}
 
 void set_settings(const scene& s, document* d)
 {
@@ -75,35 +75,8 @@ void set_settings(const scene& s, document* d)
     }
 }
 
-material_entry* add_material(document* d, const std::string& name, const scene_material& m)
+material_entry* add_material(document* d, const std::string& name, material* made)
 {
-    material* made = new_simple_material();
-    if (!made) { throw failure(exit_render_failed, "out of memory for materials"); }
-    auto* out = reinterpret_cast<simple_material*>(made);
-    out->head.id = uint16_t(m.id);
-    out->style = 3;
-    out->opacity = float(1 - m.transparency);
-    out->diffuse_share = float(1 - m.mirror);
-    out->translucent_share = float(m.translucency);
-    zr_update_material_weights(made);
-    out->ior = float(m.ior);
-    out->attenuation = float(m.attenuation);
-    out->luminosity = float(m.luminosity);
-    set_color(out->color, m.color);
-    set_color(out->translucent_color, m.color);
-    set_color(out->transparent_color, m.transparent_color.value_or(m.color));
-    set_color(out->reflect_color, m.mirror_color.value_or(color3{ { 1, 1, 1 } }));
-    if (m.metal) { out->head.flags |= MATERIAL_REFLECT_FOLLOWS_COLOR; }
-    if (!m.glossy) { out->head.flags |= MATERIAL_SHARP_REFLECTION | MATERIAL_SHARP_TRANSMISSION; }
-    // A mirror shows lamps as highlights of an exponent that grows with its share; 1 gives none.
-    out->highlight = out->reflect_share * 300 + 1;
-    if (m.highlight)
-    {
-        out->head.flags |= MATERIAL_OWN_HIGHLIGHT;
-        out->own_highlight = float(*m.highlight);
-        out->own_strength = float(m.highlight_strength);
-        set_color(out->own_highlight_color, m.highlight_color.value_or(color3{ { 1, 1, 1 } }));
-    }
     const std::u16string key = std::filesystem::path(name).u16string();
     material_entry* entry = zr_add_material(d, key.c_str(), made);
     if (!entry)
@@ -113,38 +86,136 @@ material_entry* add_material(document* d, const std::string& name, const scene_m
     return entry;
 }
 
-/// A material in use: its entry, and what it says about sheets.
+/// A material in use: its entry, and what it asks of the meshes that have it.
 struct used_material
 {
     material_entry* entry = nullptr;
     std::optional<bool> thin;
+    bool has_pictures = false; ///< of its model's, placed by vertex coordinates
+    uint32_t uv_set = 0;
 };
+
+/// Whether anything in the material shines.
+bool glows(const scene& s, const scene_material& m)
+{
+    if (m.luminosity > 0) { return true; }
+    return m.kind != material_simple && (glows(s, s.materials.at(m.first)) || glows(s, s.materials.at(m.second)));
+}
+
+/// A picture of the model at the end of a simple material's list.
+mat_image* add_model_image(material* made, bitmap* picture, const model_texture& t)
+{
+    mat_image* image = zr_new_mat_image();
+    if (!image) { throw failure(exit_render_failed, "out of memory for materials"); }
+    mat_image** end = &reinterpret_cast<simple_material*>(made)->images;
+    while (*end) { end = &(*end)->next; }
+    *end = image;
+    image->bitmap = picture;
+    image->flags = t.mirror ? IMAGE_MIRROR_TILES : 0;
+    for (int i = 0; i < 2; ++i)
+    {
+        const double scale = t.scale[size_t(i)] == 0 ? 1 : double(t.scale[size_t(i)]);
+        image->size[i] = 1 / scale;
+        image->origin[i] = -double(t.offset[size_t(i)]) / scale;
+    }
+    zr_update_mat_image(image);
+    return image;
+}
 
 /// Materials are added when a mesh first asks for them: a model library of hundreds costs nothing.
 struct material_store
 {
     const scene& s;
     document* d;
-    std::map<std::string, used_material> by_name;
-    bool glows = false;
+    std::vector<std::string>& notes;
+    std::map<std::string, used_material> by_name{};
+    bool any_glows = false;
 
-    const used_material& of(const std::string& key, const scene_material& m)
+    const used_material& of_scene(const std::string& name)
     {
-        used_material& u = by_name[key];
-        if (!u.entry) { u = { add_material(d, key, m), m.thin }; }
-        glows |= m.luminosity > 0;
+        used_material& u = by_name[name];
+        if (u.entry) { return u; }
+        const scene_material& m = s.materials.at(name);
+        u = { add_material(d, name, build_material(s, m, notes)), m.thin };
+        any_glows |= glows(s, m);
         return u;
     }
+
+    void add_pictures(material* made, const std::filesystem::path& file, const model& m, const model_material& own,
+        used_material& u)
+    {
+        const model_pictures pictures = load_model_pictures(file, m, own, notes);
+        if (pictures.color)
+        {
+            mat_image* image = add_model_image(made, pictures.color, own.textures[texture_color]);
+            image->flags |= IMAGE_ON_COLOR;
+            if (pictures.has_alpha)
+            {
+                image->key->kind = KEY_ALPHA;
+                image->key->flags = KEY_CUTS_OUT;
+                u.thin = true;
+            }
+            u.uv_set = own.textures[texture_color].uv_set;
+        }
+        if (pictures.bump)
+        {
+            mat_image* image = add_model_image(made, pictures.bump, own.textures[texture_bump]);
+            image->strength = 0;
+            image->bump_strength = -own.textures[texture_bump].strength; // bright parts stand out
+        }
+        if (pictures.normal)
+        {
+            mat_image* image = add_model_image(made, pictures.normal, own.textures[texture_normal]);
+            image->flags |= IMAGE_OF_NORMALS;
+            image->strength = 0;
+            image->bump_strength = own.textures[texture_normal].strength;
+        }
+        u.has_pictures = pictures.color || pictures.bump || pictures.normal;
+    }
+
     const used_material& of_mesh(const scene_model& from, const model& m, uint32_t index)
     {
         const model_material& own = m.materials[index];
         const auto named = from.materials.find(own.name);
         const std::string& chosen = named != from.materials.end() ? named->second : from.material;
-        if (!chosen.empty()) { return of(chosen, s.materials.at(chosen)); }
+        if (!chosen.empty()) { return of_scene(chosen); }
         // A colon cannot start a name of the scene's materials as TOML writes them bare.
-        return of(fmt::format(":{}:{}:{}", from.file, index, own.name), material_from_model(own));
+        const std::string key = fmt::format(":{}:{}:{}:{}", from.file, from.pictures, index, own.name);
+        used_material& u = by_name[key];
+        if (u.entry) { return u; }
+        const scene_material read = material_from_model(own);
+        u.thin = read.thin;
+        material* made = build_material(s, read, notes);
+        if (from.pictures) { add_pictures(made, beside_scene(s, from.file), m, own, u); }
+        u.entry = add_material(d, key, made);
+        any_glows |= read.luminosity > 0;
+        return u;
     }
 };
+
+/// The mapping of a model's meshes; null for none. `built` keeps it.
+mapping* mapping_of(const scene_model& from, const used_material& material, built_scene& built)
+{
+    const int kind = from.mapping >= 0 ? from.mapping : material.has_pictures ? int(MAPPING_VERTEX) : MAPPING_NONE;
+    if (kind == MAPPING_NONE) { return nullptr; }
+    mapping& m = *built.mappings.emplace_back(std::make_unique<mapping>());
+    m.kind = kind;
+    const auto& a = from.mapping_axis;
+    const double length = std::hypot(a[0], a[1], a[2]);
+    const vector3 axis = { a[0] / length, a[1] / length, a[2] / length };
+    const vector3 origin = { from.mapping_origin[0], from.mapping_origin[1], from.mapping_origin[2] };
+    zr_build_matrix(&axis, &origin, -from.mapping_rotation_deg * radians, &m.transform);
+    for (int i = 0; i < 3; ++i)
+    {
+        m.scale[i] = from.mapping_scale[size_t(i)];
+        m.angular_scale[i] = 1;
+    }
+    // One turn, and the height or the arc from pole to pole, hold this many tiles.
+    m.angular_scale[0] = from.mapping_repeats[0] / (2 * pi);
+    if (kind == MAPPING_ANGULAR_CYLINDER) { m.angular_scale[2] = from.mapping_repeats[1]; }
+    if (kind == MAPPING_ANGULAR_SPHERE) { m.angular_scale[1] = from.mapping_repeats[1] / pi; }
+    return &m;
+}
 
 /// Where the mesh comes from, for messages.
 std::string mesh_name(const scene_model& from, const model_mesh& mesh)
@@ -191,7 +262,9 @@ void add_mesh(document* d, const scene_model& from, const transform& t, const mo
     {
         if (!mesh.uv[set].empty())
         {
-            geometry.corner_uv[set] = reinterpret_cast<const float(*)[2]>(mesh.uv[set].data());
+            // The library's pictures take the first set.
+            const int as = material.uv_set == 1 && !mesh.uv[1].empty() ? 1 - set : set;
+            geometry.corner_uv[as] = reinterpret_cast<const float(*)[2]>(mesh.uv[set].data());
         }
     }
 
@@ -202,6 +275,7 @@ void add_mesh(document* d, const scene_model& from, const transform& t, const mo
     descriptor.smooth_cosine = std::max(descriptor.smooth_cosine, -0.9999999);
     const bool is_thin = from.thin ? *from.thin : material.thin ? *material.thin : !mesh.is_closed;
     if (is_thin) { descriptor.flags |= OBJECT_THIN; }
+    descriptor.mapping = mapping_of(from, material, built);
     if (!from.casts_shadow) { descriptor.flags |= OBJECT_NO_SHADOW | OBJECT_NO_SOLVER_SHADOW; }
 
     mesh_build build{};
@@ -258,21 +332,10 @@ void add_model(document* d, const scene& s, const scene_model& from, const impor
             "{}: {} points, lines or polygons without area left out", from.file, m.dropped_polygons));
     }
     const transform t = transform_of(from);
-    std::vector<bool> noted(m.materials.size());
     for (const model_mesh& mesh : m.meshes)
     {
         end_if_stopped("the build of the scene");
-        const used_material& material = materials.of_mesh(from, m, mesh.material);
-        add_mesh(d, from, t, mesh, material, built);
-        const model_material& own = m.materials[mesh.material];
-        if (!own.texture.empty() && !noted[mesh.material] && from.material.empty() &&
-            !from.materials.count(own.name))
-        {
-            noted[mesh.material] = true;
-            built.notes.push_back(
-                fmt::format("{}: material \"{}\": picture \"{}\" is not used; its colour is", from.file,
-                    own.name, own.texture));
-        }
+        add_mesh(d, from, t, mesh, materials.of_mesh(from, m, mesh.material), built);
     }
 }
 
@@ -384,11 +447,11 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
 {
     built_scene built;
     set_settings(s, d);
-    material_store materials{ s, d, {}, false };
+    material_store materials{ s, d, built.notes };
     for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, built); }
     d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
     for (const scene_light& l : s.lights) { add_light(d, s, l); }
-    if (!s.models.empty() && s.lights.empty() && !materials.glows)
+    if (!s.models.empty() && s.lights.empty() && !materials.any_glows)
     {
         throw failure(exit_bad_scene,
             fmt::format("{}: the scene has models and nothing that shines; it needs a [[light]] or a material "

@@ -5,6 +5,9 @@
 #include "host/import.hpp"
 #include "host/scene.hpp"
 #include "zirconlite/frame/document.h"
+#include "zirconlite/materials/mapping.h"
+
+#include <memory>
 
 namespace host
 {
@@ -15,6 +18,7 @@ struct built_scene
     uint64_t triangles = 0;
     std::vector<std::string> notes;           ///< one line each: what a file has and the picture lacks
     std::vector<view_clip_plane> clip_planes; ///< the view points to these
+    std::vector<std::unique_ptr<mapping>> mappings; ///< the meshes point to these
 };
 
 /// Settings, materials, models and lights. Throws `failure`.

@@ -24,7 +24,7 @@ std::filesystem::path find_library(const scene& s, const std::string& name)
 {
     const std::filesystem::path beside = beside_scene(s, name);
     std::error_code error;
-    if (std::filesystem::exists(beside, error)) { return beside; }
+    if (std::filesystem::exists(beside, error)) { return std::filesystem::absolute(beside, error); }
     std::filesystem::path found;
     const std::u16string stem = beside.stem().u16string(), extension = beside.extension().u16string();
     zr_libfile_search_ex(stem.c_str(), extension.c_str(), take_first, &found, 1);

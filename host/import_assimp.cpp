@@ -109,6 +109,36 @@ std::optional<float> number_of(const aiMaterial& m, const char* key)
     return float(v);
 }
 
+/// The first picture of a kind, with its placement.
+model_texture read_texture(const aiMaterial& source, aiTextureType type)
+{
+    model_texture t;
+    aiString file;
+    if (source.GetTexture(type, 0, &file) != aiReturn_SUCCESS) { return t; }
+    t.file = file.C_Str();
+    int set = 0, mode = 0;
+    if (source.Get(AI_MATKEY_UVWSRC(type, 0), set) == aiReturn_SUCCESS) { t.uv_set = set == 1; }
+    if (source.Get(AI_MATKEY_MAPPINGMODE_U(type, 0), mode) == aiReturn_SUCCESS)
+    {
+        t.mirror = mode == aiTextureMapMode_Mirror;
+    }
+    aiUVTransform placement;
+    if (source.Get(AI_MATKEY_UVTRANSFORM(type, 0), placement) == aiReturn_SUCCESS)
+    {
+        t.scale = { placement.mScaling.x, placement.mScaling.y };
+        t.offset = { placement.mTranslation.x, placement.mTranslation.y };
+    }
+    return t;
+}
+
+/// The kinds of assimp's that fill a role, the best first; formats disagree about their names.
+constexpr aiTextureType texture_types[texture_roles][2] = {
+    { aiTextureType_BASE_COLOR, aiTextureType_DIFFUSE },
+    { aiTextureType_OPACITY, aiTextureType_NONE },
+    { aiTextureType_HEIGHT, aiTextureType_DISPLACEMENT },
+    { aiTextureType_NORMALS, aiTextureType_NORMAL_CAMERA },
+};
+
 model_material read_material(const aiMaterial& source, const format_row& format)
 {
     model_material m;
@@ -134,13 +164,21 @@ model_material read_material(const aiMaterial& source, const format_row& format)
     {
         m.blended = std::string(text.C_Str()) == "BLEND";
     }
-    for (const aiTextureType type : { aiTextureType_BASE_COLOR, aiTextureType_DIFFUSE })
+    if (source.Get(AI_MATKEY_GLTF_ALPHAMODE, text) == aiReturn_SUCCESS && std::string(text.C_Str()) == "MASK")
     {
-        if (m.texture.empty() && source.GetTexture(type, 0, &text) == aiReturn_SUCCESS)
+        m.alpha_cutoff = number_of(source, "$mat.gltf.alphaCutoff").value_or(0.5f);
+    }
+    for (int role = 0; role < texture_roles; ++role)
+    {
+        for (const aiTextureType type : texture_types[role])
         {
-            m.texture = text.C_Str();
+            if (m.textures[role].file.empty() && type != aiTextureType_NONE)
+            {
+                m.textures[role] = read_texture(source, type);
+            }
         }
     }
+    if (const auto relief = number_of(source, "$mat.bumpscaling")) { m.textures[texture_bump].strength = *relief; }
     return m;
 }
 
@@ -292,6 +330,13 @@ bool read_model_file(const import_request& request, model& m, std::string& refus
     for (unsigned i = 0; i < s->mNumMaterials; ++i)
     {
         m.materials.push_back(read_material(*s->mMaterials[i], format));
+    }
+    for (unsigned i = 0; i < s->mNumTextures; ++i)
+    {
+        // A picture without a height is a file of `mWidth` bytes; others are bare pixels, which no format has.
+        const aiTexture& t = *s->mTextures[i];
+        const auto* bytes = reinterpret_cast<const unsigned char*>(t.pcData);
+        m.pictures.emplace_back(bytes, bytes + (t.mHeight == 0 && bytes ? t.mWidth : 0));
     }
     walk_state state{ *s, m };
     if (!walk(state, *s->mRootNode, size * upright(request, format), 0))

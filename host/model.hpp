@@ -12,6 +12,26 @@
 namespace host
 {
 
+/// What a picture of a model's material does.
+enum texture_role : int
+{
+    texture_color = 0,
+    texture_opacity = 1, ///< its alpha where it has one, else its brightness
+    texture_bump = 2,
+    texture_normal = 3
+};
+inline constexpr int texture_roles = 4;
+
+/// One use of a picture; `file` is empty for none.
+struct model_texture
+{
+    std::string file;      ///< as the model names it, from the model's folder; "*3" is `model::pictures[3]`
+    uint32_t uv_set = 0;   ///< 0 or 1
+    std::array<float, 2> scale{ 1, 1 }, offset{ 0, 0 }; ///< on u, v: u x scale + offset
+    bool mirror = false;   ///< every second tile is flipped
+    float strength = 1;    ///< of a relief
+};
+
 /// Material properties as the file gives them; what it does not give is absent. Colours as in the file.
 struct model_material
 {
@@ -22,7 +42,8 @@ struct model_material
     std::optional<int32_t> illumination; ///< the illumination model of an OBJ material
     bool linear_colors = false;          ///< the format defines its colours as linear light
     bool blended = false;                ///< glTF's alpha mode BLEND: opacity counts
-    std::string texture;                 ///< of the diffuse colour; named in a note
+    std::optional<float> alpha_cutoff;   ///< glTF's alpha mode MASK: what lies below is a hole
+    std::array<model_texture, texture_roles> textures;
 };
 
 /// A polygon mesh. Positions are shared by equal place; texture coordinates belong to corners.
@@ -38,9 +59,13 @@ struct model_mesh
     double smooth_cosine = 1;           ///< faces whose normals agree by more are shaded smoothly
 };
 
+/// A picture inside a model file: a whole PNG or JPEG.
+using model_picture = std::vector<unsigned char>;
+
 struct model
 {
     std::vector<model_material> materials;
+    std::vector<model_picture> pictures;
     std::vector<model_mesh> meshes;
     uint64_t dropped_polygons = 0; ///< points, lines and polygons without area in their indices
     bool has_normals = false;

@@ -13,7 +13,7 @@ namespace host
 namespace
 {
 
-constexpr uint32_t magic = 0x314D525Au; // "ZRM1"
+constexpr uint32_t magic = 0x324D525Au; // "ZRM2"
 constexpr uint32_t text_limit = 4096;
 constexpr uint32_t material_limit = 1u << 20, mesh_limit = 1u << 22;
 
@@ -25,7 +25,32 @@ constexpr std::optional<float> model_material::*number_fields[] = { &model_mater
     &model_material::shininess, &model_material::shininess_strength, &model_material::reflectivity,
     &model_material::ior, &model_material::metallic, &model_material::roughness,
     &model_material::transmission };
-constexpr uint32_t illumination_bit = 1u << 16, linear_bit = 1u << 17, blended_bit = 1u << 18;
+constexpr uint32_t illumination_bit = 1u << 16, linear_bit = 1u << 17, blended_bit = 1u << 18,
+                   cutoff_bit = 1u << 19;
+constexpr uint32_t picture_limit = 1u << 16;
+
+void write_texture(byte_writer& out, const model_texture& t)
+{
+    out.text(t.file);
+    if (t.file.empty()) { return; }
+    out.u32(t.uv_set);
+    for (const float v : { t.scale[0], t.scale[1], t.offset[0], t.offset[1], t.strength }) { out.f32(v); }
+    out.u32(t.mirror);
+}
+
+/// A placement that is not a number reads as the plain one.
+void read_texture(byte_reader& in, model_texture& t)
+{
+    t.file = in.text(text_limit);
+    if (t.file.empty()) { return; }
+    t.uv_set = in.u32() & 1;
+    for (float* v : { &t.scale[0], &t.scale[1], &t.offset[0], &t.offset[1], &t.strength })
+    {
+        const float given = in.f32();
+        if (std::isfinite(given)) { *v = given; }
+    }
+    t.mirror = in.u32() != 0;
+}
 
 void write_material(byte_writer& out, const model_material& m)
 {
@@ -34,7 +59,8 @@ void write_material(byte_writer& out, const model_material& m)
     for (const auto field : color_fields) { present |= (m.*field) ? bit : 0, bit <<= 1; }
     for (const auto field : number_fields) { present |= (m.*field) ? bit : 0, bit <<= 1; }
     present |= m.illumination ? illumination_bit : 0;
-    present |= (m.linear_colors ? linear_bit : 0) | (m.blended ? blended_bit : 0);
+    present |= (m.linear_colors ? linear_bit : 0) | (m.blended ? blended_bit : 0) |
+               (m.alpha_cutoff ? cutoff_bit : 0);
     out.u32(present);
     for (const auto field : color_fields)
     {
@@ -48,7 +74,8 @@ void write_material(byte_writer& out, const model_material& m)
         if (m.*field) { out.f32(*(m.*field)); }
     }
     if (m.illumination) { out.u32(uint32_t(*m.illumination)); }
-    out.text(m.texture);
+    if (m.alpha_cutoff) { out.f32(*m.alpha_cutoff); }
+    for (const model_texture& t : m.textures) { write_texture(out, t); }
 }
 
 /// A property that is not a number reads as absent: the rest of the material stays useful.
@@ -78,7 +105,12 @@ void read_material(byte_reader& in, model_material& m)
     if (present & illumination_bit) { m.illumination = int32_t(in.u32()); }
     m.linear_colors = present & linear_bit;
     m.blended = present & blended_bit;
-    m.texture = in.text(text_limit);
+    if (present & cutoff_bit)
+    {
+        const float cutoff = in.f32();
+        m.alpha_cutoff = std::isfinite(cutoff) ? cutoff : 0.5f;
+    }
+    for (model_texture& t : m.textures) { read_texture(in, t); }
 }
 
 template <class T, class Write> void write_array(byte_writer& out, const std::vector<T>& values, Write write)
@@ -205,6 +237,12 @@ void write_model(byte_writer& out, const model& m)
     out.u32(m.has_normals);
     out.u32(uint32_t(m.materials.size()));
     for (const model_material& material : m.materials) { write_material(out, material); }
+    out.u32(uint32_t(m.pictures.size()));
+    for (const model_picture& picture : m.pictures)
+    {
+        out.u32(uint32_t(picture.size()));
+        out.bytes.insert(out.bytes.end(), picture.begin(), picture.end());
+    }
     out.u32(uint32_t(m.meshes.size()));
     for (const model_mesh& mesh : m.meshes) { write_mesh(out, mesh); }
     out.u32(magic);
@@ -231,9 +269,19 @@ bool read_answer(byte_reader& in, import_result& result, model& m, std::string& 
     m.dropped_polygons = in.u64();
     m.has_normals = in.u32() != 0;
     const uint32_t materials = in.u32();
-    if (materials > material_limit || !in.has(uint64_t(materials) * 12)) { return false; }
+    if (materials > material_limit || !in.has(uint64_t(materials) * 24)) { return false; }
     m.materials.resize(materials);
     for (model_material& material : m.materials) { read_material(in, material); }
+    const uint32_t pictures = in.u32();
+    if (pictures > picture_limit || !in.has(uint64_t(pictures) * 4)) { return false; }
+    m.pictures.resize(pictures);
+    for (model_picture& picture : m.pictures)
+    {
+        const uint32_t length = in.u32();
+        if (!in.has(length)) { return false; }
+        picture.assign(in.bytes + in.at, in.bytes + in.at + length);
+        in.at += length;
+    }
     const uint32_t meshes = in.u32();
     if (meshes > mesh_limit || !in.has(uint64_t(meshes) * 40)) { return false; }
     m.meshes.resize(meshes);

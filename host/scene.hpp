@@ -85,8 +85,36 @@ struct scene_background
     color3 color{ { 0, 0, 0 } };
 };
 
+/// One use of a picture on a material.
+struct scene_image
+{
+    std::string file;
+    std::array<double, 2> size{ 1, 1 }; ///< of one tile, in the units of the mapping
+    vec3 origin{ 0, 0, 0 }, axis{ 0, 0, 1 };
+    double rotation_deg = 0;
+    double strength = 1, bump = 0;
+    bool on_color = true, on_mirror = false, on_transparent = false, on_shine = false, on_clear = false;
+    bool mirror_tiles = false;
+    int blur = 0; ///< row of `blur_names`
+    int key = 0;  ///< row of `key_names`
+    color3 key_color{ { 0, 0, 0 } };
+    double tolerance = 0.1, feather = 0;
+    bool invert = false, cut_out = false;
+};
+
+/// A tilt of the surface by a pattern.
+struct scene_bump
+{
+    int kind = 1; ///< row of `bump_names`, from 1
+    vec3 size{ 1, 1, 1 }, origin{ 0, 0, 0 }, axis{ 0, 0, 1 };
+    double rotation_deg = 0, strength = 0.5;
+};
+
 struct scene_material
 {
+    std::string library;     ///< full key of a library's material, in place of all the rest but `thin` and `id`
+    int kind = 0;            ///< row of `material_kind_names`; 0 is simple
+    std::string first, second; ///< names of the materials that a pattern is made of
     color3 color;
     double mirror = 0;       ///< share of the opaque light that is mirrored; the rest is diffuse
     double transparency = 0; ///< share of the light that passes
@@ -101,6 +129,20 @@ struct scene_material
     bool glossy = true;
     std::optional<bool> thin;
     int id = 0; ///< value in the object-id picture
+    std::vector<scene_image> images;
+    std::vector<scene_bump> bumps;
+
+    // A pattern.
+    vec3 size{ 1, 1, 1 }, origin{ 0, 0, 0 }, axis{ 0, 0, 1 }; ///< of one repeat
+    double rotation_deg = 0;
+    bool mapped = false; ///< the pattern runs on the object's mapping
+    int octaves = 3;
+    std::array<double, 2> ratio{ 0.5, 0.5 };
+    double turbulence = 0.5, softness = 0.2;
+    double tile_offset = 0;
+    std::string mask; ///< the picture of a mask
+    std::optional<vec3> color_jitter, coordinate_jitter;
+    int line = 0;     ///< of its table in the scene file
 };
 
 struct scene_model
@@ -115,6 +157,11 @@ struct scene_model
     std::optional<double> smooth_angle_deg;
     std::optional<bool> thin;
     bool casts_shadow = true;
+    int mapping = -1; ///< row of `mapping_names`; -1: none, or by vertex where the model's pictures show
+    vec3 mapping_origin{ 0, 0, 0 }, mapping_axis{ 0, 0, 1 }, mapping_scale{ 1, 1, 1 };
+    double mapping_rotation_deg = 0;
+    std::array<double, 2> mapping_repeats{ 1, 1 };
+    bool pictures = true; ///< the pictures that the model's own materials name show
     int line = 0; ///< of its table in the scene file
 };
 
@@ -159,12 +206,28 @@ enum
     light_distant = 2
 };
 
+/// Complex materials in a chain, the library's own limit.
+constexpr int scene_material_depth = 7;
+
+/// Material kinds that the code asks for; the others go by their row.
+enum
+{
+    material_simple = 0,
+    material_tile = 4,
+    material_mask = 5
+};
+
 /// Names by projection number less 1.
 extern const char* const projection_names[7];
 extern const char* const light_model_names[3];
 extern const char* const light_kind_names[4];
 extern const char* const tone_method_names[3];
 extern const char* const bulb_names[8];
+extern const char* const material_kind_names[10]; ///< "simple", then the library's kinds in their order
+extern const char* const bump_names[4];
+extern const char* const blur_names[5];
+extern const char* const key_names[4];
+extern const char* const mapping_names[9]; ///< by the library's numbers
 
 /// Reads and checks a scene file. Throws `failure`: the file is missing (3), or a line of it is wrong (2).
 scene read_scene(const std::filesystem::path& file);

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -65,6 +66,17 @@ void read_list(const toml::table& root, const char* name, const section<R>& s, s
     }
 }
 
+/// One material: its own keys, then the lists of pictures and bumps inside its table.
+void read_material(const toml::table& table, scene_material& m, const std::string& heading, const std::string& file)
+{
+    toml::table own = table;
+    read_list(own, "image", image_section, m.images, 16, file);
+    read_list(own, "bump", bump_section, m.bumps, 16, file);
+    own.erase("image");
+    own.erase("bump");
+    read_table(own, m, material_section.rows, { file, heading });
+}
+
 void read_materials(const toml::table& root, scene& s, const std::string& file)
 {
     const toml::node* n = root.get("materials");
@@ -80,8 +92,9 @@ void read_materials(const toml::table& root, scene& s, const std::string& file)
             bad_scene(file, int(name.source().begin.line),
                 fmt::format("materials are written as {} with keys of their own", heading));
         }
-        read_table(*value.as_table(), s.materials[std::string(name.str())], material_section.rows,
-            { file, heading });
+        scene_material& m = s.materials[std::string(name.str())];
+        m.line = int(name.source().begin.line);
+        read_material(*value.as_table(), m, heading, file);
     }
 }
 
@@ -169,19 +182,88 @@ void check_render(const scene& s, const toml::table& root, const std::string& fi
     }
 }
 
+/// Refuses a name that is no material of the scene; `where` begins the message.
+void check_material_name(
+    const scene& s, const std::string& file, int line, const std::string& where, const std::string& name)
+{
+    if (s.materials.count(name)) { return; }
+    std::vector<const char*> names;
+    for (const auto& m : s.materials) { names.push_back(m.first.c_str()); }
+    names.push_back(nullptr);
+    const char* near = nearest_name(name, names.data());
+    bad_scene(file, line,
+        fmt::format("{} there is no [materials.{}]{}", where, name,
+            near ? fmt::format("; did you mean \"{}\"?", near) : ""));
+}
+
+bool is_null(const vec3& v)
+{
+    return v[0] == 0 && v[1] == 0 && v[2] == 0;
+}
+
+/// How deep the material nests, itself included; a material inside itself is refused.
+int check_depth(const scene& s, const std::string& file, const std::string& name, int above)
+{
+    const scene_material& m = s.materials.at(name);
+    if (above >= scene_material_depth)
+    {
+        bad_scene(file, m.line,
+            fmt::format("[materials.{}] lies more than {} deep inside others, or inside itself", name,
+                scene_material_depth));
+    }
+    if (m.kind == material_simple || !m.library.empty()) { return 1; }
+    return 1 + std::max(check_depth(s, file, m.first, above + 1), check_depth(s, file, m.second, above + 1));
+}
+
+void check_materials(const scene& s, const std::string& file)
+{
+    for (const auto& [name, m] : s.materials)
+    {
+        const auto wrong = [&, line = m.line, heading = "[materials." + name + "] "](const std::string& text)
+        { bad_scene(file, line, heading + text); };
+
+        if (!m.library.empty() && m.library.find("\\\\") == std::string::npos)
+        {
+            wrong("library: expected LIBRARY\\\\Folder\\Name, in single quotes as TOML keeps backslashes there");
+        }
+        const bool is_pattern = m.kind != material_simple;
+        if (!m.library.empty() && (is_pattern || !m.images.empty() || !m.bumps.empty()))
+        {
+            wrong("comes from a library: it has no kind, pictures or bumps of its own");
+        }
+        if (!is_pattern && (!m.first.empty() || !m.second.empty()))
+        {
+            wrong("first, second: a pattern has them; say its kind");
+        }
+        if (is_pattern && (m.first.empty() || m.second.empty())) { wrong("is a pattern: give first and second"); }
+        if (is_pattern && !(m.images.empty() && m.bumps.empty()))
+        {
+            wrong("is a pattern: pictures and bumps belong to the materials it mixes");
+        }
+        if (m.kind == material_mask && m.mask.empty()) { wrong("is a mask: give the picture"); }
+        if (is_null(m.axis)) { wrong("axis: has no length"); }
+        for (const scene_image& i : m.images)
+        {
+            if (i.file.empty()) { wrong("image: has no file"); }
+            if (i.size[0] == 0 || i.size[1] == 0) { wrong("image: size: is 0"); }
+            if (is_null(i.axis)) { wrong("image: axis: has no length"); }
+        }
+        for (const scene_bump& b : m.bumps)
+        {
+            if (is_null(b.axis)) { wrong("bump: axis: has no length"); }
+        }
+        for (const std::string& part : { m.first, m.second })
+        {
+            if (is_pattern) { check_material_name(s, file, m.line, "[materials." + name + "]", part); }
+        }
+    }
+    for (const auto& [name, m] : s.materials) { check_depth(s, file, name, 0); }
+}
+
 void check_models(const scene& s, const std::string& file)
 {
     const auto check_material = [&](int line, const std::string& name)
-    {
-        if (s.materials.count(name)) { return; }
-        std::vector<const char*> names;
-        for (const auto& m : s.materials) { names.push_back(m.first.c_str()); }
-        names.push_back(nullptr);
-        const char* near = nearest_name(name, names.data());
-        bad_scene(file, line,
-            fmt::format("[[model]] there is no [materials.{}]{}", name,
-                near ? fmt::format("; did you mean \"{}\"?", near) : ""));
-    };
+    { check_material_name(s, file, line, "[[model]]", name); };
     for (const scene_model& m : s.models)
     {
         if (m.file.empty()) { bad_scene(file, m.line, "[[model]] has no file"); }
@@ -207,6 +289,7 @@ void check_models(const scene& s, const std::string& file)
                 bad_scene(file, m.line, "[[model]] matrix: the last row must be 0, 0, 0, 1");
             }
         }
+        if (is_null(m.mapping_axis)) { bad_scene(file, m.line, "[[model]] mapping_axis: has no length"); }
         if (!m.material.empty()) { check_material(m.line, m.material); }
         for (const auto& pair : m.materials) { check_material(m.line, pair.second); }
     }
@@ -280,6 +363,7 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path)
 
     check_camera(s, root, file);
     check_render(s, root, file);
+    check_materials(s, file);
     check_models(s, file);
     check_lights(s, file);
     check_pictures(s, file);
@@ -358,6 +442,8 @@ std::string describe_scene_keys()
     describe(out, background_section);
     describe(out, model_section);
     describe(out, material_section);
+    describe(out, image_section);
+    describe(out, bump_section);
     describe(out, light_section);
     return out;
 }

@@ -99,7 +99,8 @@ const key_row<scene_tone> tone_rows[] = {
 
 const key_row<scene_output> output_rows[] = {
     { "file", &scene_output::file, 1, 4096, nullptr, 0,
-        "the picture, `.png` or `.bmp`; the scene's name with `.png` when left out" },
+        "the picture: png, bmp, tga, tif, jpg, or hdr, which keeps the light; the scene's name with `.png` when "
+        "left out" },
     { "alpha", &scene_output::alpha, 1, 4096, nullptr, 0, "PNG of the share of objects in each pixel" },
     { "depth", &scene_output::depth, 1, 4096, nullptr, 0,
         "PNG of distances, 16 bit grey, near is dark; the range is printed; from quality 3 on" },
@@ -109,7 +110,7 @@ const key_row<scene_output> output_rows[] = {
 };
 
 const key_row<scene_variant> variant_rows[] = {
-    { "file", &scene_variant::file, 1, 4096, nullptr, 0, "the picture, `.png` or `.bmp`" },
+    { "file", &scene_variant::file, 1, 4096, nullptr, 0, "the picture, in any of the formats" },
     { "method", &scene_variant::method, 0, 0, tone_method_names, 0,
         "as in `[tone]`, whose values it starts from" },
     { "brightness", &scene_variant::brightness, -5, 5, nullptr, 0, "as in `[tone]`" },
@@ -144,33 +145,20 @@ const key_row<scene_model> model_rows[] = {
     { "thin", &scene_model::thin, 0, 0, nullptr, 0,
         "glass of a sheet (true) or a solid (false); open meshes are sheets when left out" },
     { "casts_shadow", &scene_model::casts_shadow, 0, 0, nullptr, 0, "true" },
+    { "pictures", &scene_model::pictures, 0, 0, nullptr, 0,
+        "the pictures that the model's own materials name show, true" },
+    { "mapping", &scene_model::mapping, 0, 0, mapping_names, 0,
+        "how places get pattern coordinates; `vertex` takes the model's own; `none` when left out" },
+    { "mapping_origin", &scene_model::mapping_origin, -far, far, nullptr, 0,
+        "where the mapping's frame stands in the scene, metres" },
+    { "mapping_axis", &scene_model::mapping_axis, -far, far, nullptr, 0, "its z axis, `[0, 0, 1]`" },
+    { "mapping_rotation_deg", &scene_model::mapping_rotation_deg, -36000, 36000, nullptr, 0,
+        "its turn about that axis, 0" },
+    { "mapping_scale", &scene_model::mapping_scale, -1e6, 1e6, nullptr, 0,
+        "factors on the coordinates, one or three, 1" },
+    { "mapping_repeats", &scene_model::mapping_repeats, -1e6, 1e6, nullptr, 0,
+        "angular kinds: tiles round the object, and along it or from pole to pole, `[1, 1]`" },
     { nullptr, &scene_model::file, 0, 0, nullptr, 0, nullptr },
-};
-
-const key_row<scene_material> material_rows[] = {
-    { "color", &scene_material::color, 0, 1, nullptr, 0, "diffuse colour, grey of 0.7" },
-    { "mirror", &scene_material::mirror, 0, 1, nullptr, 0,
-        "share of the opaque light that is mirrored; the rest is diffuse; 0" },
-    { "transparency", &scene_material::transparency, 0, 1, nullptr, 0, "share of the light that passes, 0" },
-    { "translucency", &scene_material::translucency, 0, 1, nullptr, 0,
-        "share of the passing light that spreads, 0" },
-    { "ior", &scene_material::ior, 1, 4, nullptr, 0, "index of refraction, 1.5" },
-    { "attenuation", &scene_material::attenuation, 0, 1, nullptr, 0, "share lost per metre inside, 0" },
-    { "luminosity", &scene_material::luminosity, 0, 1e6, nullptr, 0,
-        "own light, cd/m2, times `color`; lights nothing else; 0" },
-    { "highlight", &scene_material::highlight, 1, 2000, nullptr, 0,
-        "exponent of the highlight; follows `mirror` when left out" },
-    { "highlight_strength", &scene_material::highlight_strength, 0, 10, nullptr, 0,
-        "strength of that highlight, 1" },
-    { "highlight_color", &scene_material::highlight_color, 0, 1, nullptr, 0, "its colour, white" },
-    { "mirror_color", &scene_material::mirror_color, 0, 1, nullptr, 0, "colour of mirrored light, white" },
-    { "transparent_color", &scene_material::transparent_color, 0, 1, nullptr, 0,
-        "colour of passing light; `color` when left out" },
-    { "metal", &scene_material::metal, 0, 0, nullptr, 0, "mirrored light takes `color`, false" },
-    { "glossy", &scene_material::glossy, 0, 0, nullptr, 0, "weak mirrors and frosted glass blur, true" },
-    { "thin", &scene_material::thin, 0, 0, nullptr, 0, "as in `[[model]]`, which goes first" },
-    { "id", &scene_material::id, 0, 65535, nullptr, 0, "value in the object-id picture, 0" },
-    { nullptr, &scene_material::color, 0, 0, nullptr, 0, nullptr },
 };
 
 const key_row<scene_light> light_rows[] = {
@@ -215,8 +203,6 @@ const section<scene_background> background_section{ "[background]", "What lies b
     background_rows };
 const section<scene_model> model_section{ "[[model]]", "A model file, put into the scene. At most 4096.",
     model_rows };
-const section<scene_material> material_section{ "[materials.NAME]", "A material of the scene.",
-    material_rows };
 const section<scene_light> light_section{ "[[light]]",
     "A lamp. Point and spot take one of `lumens`, `candela` and `watts`; distant takes `lux`. At most 10000.",
     light_rows };

@@ -172,7 +172,8 @@ void read_value(const row_context& c, const toml::node& n, bool& out)
 /// Three numbers; `scale` and its like also take one number for all three.
 void read_value(const row_context& c, const toml::node& n, vec3& out)
 {
-    if (n.is_number() && std::string(c.key) == "scale")
+    const std::string key = c.key;
+    if (n.is_number() && (key == "scale" || key == "size" || key == "mapping_scale"))
     {
         out.fill(read_number(c, n, "a number"));
         return;
@@ -316,6 +317,8 @@ HOST_READS(scene_variant)
 HOST_READS(scene_background)
 HOST_READS(scene_model)
 HOST_READS(scene_material)
+HOST_READS(scene_image)
+HOST_READS(scene_bump)
 HOST_READS(scene_light)
 #undef HOST_READS
 

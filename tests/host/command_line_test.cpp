@@ -146,7 +146,7 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
         { "no such folder", { "render", "room.toml", "-o", "none/a.png" }, 1,
             "none/a.png: cannot be written" },
         { "a folder", { "render", "room.toml", "-o", "folder.png" }, 1, "it is a folder" },
-        { "unknown picture format", { "render", "room.toml", "-o", "a.gif" }, 1, "must end in .png or .bmp" },
+        { "unknown picture format", { "render", "room.toml", "-o", "a.gif" }, 1, "must end in one of .png, .bmp" },
         { "scene as picture", { "render", "room.toml", "-o", "room.toml" }, 64, "would replace the scene" },
     };
     for (const auto& c : cases)
@@ -170,7 +170,7 @@ TEST_F(CommandLine, ExplainsItself)
     EXPECT_EQ(run({ "render", "--help" }), 0);
     const std::string help = folder.read("output.txt");
     for (const char* part : { "--size", "--region", "--preview", "130  stopped by Ctrl-C",
-             "  3  the scene or a model is not there" })
+             "  3  the scene, a model or a picture is not there" })
     {
         EXPECT_NE(help.find(part), std::string::npos) << part;
     }

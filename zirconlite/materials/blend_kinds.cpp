@@ -46,11 +46,12 @@ struct bump_row
 {
     int32_t kind;
     bump_function function;
+    uint32_t flags;
     const char16_t* name;
 };
 
-constexpr bump_row bump_rows[] = { { 1, zr_bump_rubble, u"rubble" }, { 2, zr_bump_sandpaper, u"sandpaper" },
-    { 3, zr_bump_pyramid, u"pyramid" } };
+constexpr bump_row bump_rows[] = { { 1, zr_bump_rubble, 0, u"rubble" },
+    { 2, zr_bump_sandpaper, 0, u"sandpaper" }, { 3, zr_bump_pyramid, BUMP_MAPPED, u"pyramid" } };
 
 complex_material* as_complex(material* m)
 {
@@ -120,6 +121,7 @@ int32_t zr_add_bump(material* simple, int32_t kind, const double axis[3], const 
     const bump_row& row = bump_rows[kind >= 1 && kind <= int32_t(std::size(bump_rows)) ? kind - 1 : 0];
     platform::copy_text(made->name, std::size(made->name), row.name);
     made->function = row.function;
+    made->flags = row.flags; // pyramids stand on the sides of an object
     made->axis = { axis[0], axis[1], axis[2] };
     made->origin = { origin[0], origin[1], origin[2] };
     made->scale = { scale[0], scale[1], scale[2] };
