@@ -26,6 +26,7 @@
 #include "zirconlite/imagefiles/radiance.h"
 #include "zirconlite/libraries/library_file.h"
 #include "zirconlite/libraries/material_library.h"
+#include "zirconlite/lighting/daylight.h"
 #include "zirconlite/lighting/environment.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/sun_sky.h"

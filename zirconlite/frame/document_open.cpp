@@ -9,7 +9,7 @@
 #include "zirconlite/geometry/object_table.hpp"
 #include "zirconlite/geometry/voxel_grid.h"
 #include "zirconlite/lighting/light.h"
-#include "zirconlite/lighting/sun_sky.h"
+#include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/materials/material.h"
 #include "zirconlite/platform/threads.hpp"
 #include "zirconlite/raytrace/image_buffer.h"
@@ -55,8 +55,7 @@ int32_t zr_close_document(document* document)
     zr::clear_object_table(document);
     if (document->sun_sky)
     {
-        zr_light_free(document->sun_sky->sky_light);
-        zr_free(document->sun_sky);
+        zr::end_sun_sky(*document);
     }
     zr_lights_free_ex(document->lights, 1);
     zr_free_voxel_grid(document);
@@ -114,9 +113,8 @@ bool make_parts(document* document)
     zr_init_memory_list(&document->radiosity_objects.memory, MEMORY_CHUNK_DOCUMENT);
     zr_init_memory_list(&document->scene_objects.memory, MEMORY_CHUNK_DOCUMENT);
     zr_init_memory_list(&document->misc_memory, MEMORY_CHUNK_DOCUMENT);
-    document->sun_sky = static_cast<sun_sky*>(zr_calloc(1, sizeof(sun_sky)));
     return document->radiosity_objects.memory && document->scene_objects.memory && document->misc_memory &&
-           document->sun_sky;
+           zr::init_sun_sky(*document);
 }
 
 void set_defaults(document* document)
@@ -124,8 +122,6 @@ void set_defaults(document* document)
     constexpr double mesh_tolerances[] = { 0.6, 2.0, 0.5, 0.01 };
     memcpy(document->mesh_tolerances, mesh_tolerances, sizeof(mesh_tolerances));
     document->unshot_fraction = 1.0;
-    document->sun_sky->sun_samples = 1;
-    document->sun_sky->sun_jitter = 0.05f;
     document->tone_default_exponent = 1.1f;
     document->tone_default_scale = 1.0f;
     for (float& channel : document->ambient_color) { channel = 1.0f; }

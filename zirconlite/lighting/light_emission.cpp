@@ -108,11 +108,16 @@ double parallel_illuminance(const light& l)
 
 float parallel_lumens(const light& l)
 {
-    const vector3 size = l.world_bounds.max - l.world_bounds.min;
+    return lumens_on(l.world_bounds, l.normal, parallel_illuminance(l));
+}
+
+float lumens_on(const bounding_box& box, const vector3& normal, double illuminance)
+{
+    const vector3 size = box.max - box.min;
     if (!is_finite(size) || size.x < 0.0 || size.y < 0.0 || size.z < 0.0) { return 0.0f; }
-    const double projected_area = fabs(l.normal.x) * size.y * size.z + fabs(l.normal.y) * size.z * size.x +
-                                  fabs(l.normal.z) * size.x * size.y;
-    return float(std::min(parallel_illuminance(l) * projected_area, largest_power));
+    const double projected_area = fabs(normal.x) * size.y * size.z + fabs(normal.y) * size.z * size.x +
+                                  fabs(normal.z) * size.x * size.y;
+    return float(std::min(illuminance * projected_area, largest_power));
 }
 
 double spot_factor(const light& l, const vector3& direction)

@@ -22,6 +22,10 @@ double parallel_illuminance(const light& l);
 /// bounds.
 float parallel_lumens(const light& l);
 
+/// Lumens of `illuminance` square to `normal` that fall on a box, over the sum of its projected sides; 0 for an
+/// empty box.
+float lumens_on(const bounding_box& box, const vector3& normal, double illuminance);
+
 /// What a spot sends along `direction` (from the shading point to the light), as a share of its peak.
 double spot_factor(const light& l, const vector3& direction);
 

@@ -4,6 +4,7 @@
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/daylight.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/light_emission.hpp"
 
@@ -32,7 +33,7 @@ bool is_group(const light& l)
 
 } // namespace
 
-light* zr_create_light(const light* template_light, struct sun_sky*)
+light* zr_create_light(const light* template_light, struct sun_sky* sun_sky)
 {
     auto* made = template_light ? static_cast<light*>(zr_malloc(sizeof(light))) : nullptr;
     if (!made)
@@ -46,6 +47,11 @@ light* zr_create_light(const light* template_light, struct sun_sky*)
     if (is_group(*made))
     {
         create_group(*made);
+        return made;
+    }
+    if (made->type == LIGHT_DAYLIGHT && sun_sky)
+    {
+        lt_daylight_create(made, sun_sky);
         return made;
     }
     for (const creator_row& row : creators)

@@ -2,6 +2,8 @@
 
 #include "zirconlite/geometry/mesh_attributes.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
+#include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/jitter.hpp"
 #include "zirconlite/raytrace/job_state.hpp"
 #include "zirconlite/raytrace/secondary_rays.hpp"
@@ -95,6 +97,13 @@ int32_t build_light_list(const lit_point& p)
     const double cutoff = is_exact() ? 0.0 : fast_shortcuts.light_cutoff;
     const bool excludes = p.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
     int32_t count = 0, leaf = 0;
+    if (daylight_takes_part(p.doc))
+    {
+        light_candidate& c = t.candidates[count++];
+        measure_sun(p.doc, p.s, p.r, p.object_flags & OBJECT_NO_HIGHLIGHT ? nullptr : p.mirror, c);
+        c.cache = cache_entry(p.r.thread, t.leaf_count);
+        t.total_potential += c.luminance;
+    }
     for (const light* l = first_leaf(p.doc.lights); l && leaf < t.leaf_count;
          l = next_leaf(const_cast<light*>(l)), ++leaf)
     {
@@ -149,6 +158,11 @@ light_candidate* linked_list(light_candidate* records, int32_t count)
 /// Moves the sample of shadow ray `i` of a light; the first keeps the one it was measured with.
 void resample(const lit_point& p, light_candidate& c, int32_t i)
 {
+    if (c.source == &sun_light)
+    {
+        place_sun_sample(p.doc, p.r, c, i);
+        return;
+    }
     const double key[2] = { i * p.r.pixel[0] + 2.0, i * p.r.pixel[1] + 2.0 };
     const double amplitude[2] = { c.source->sample_jitter, c.source->sample_jitter };
     double j[2];
@@ -222,12 +236,15 @@ void test_lights(const lit_point& p, light_candidate* list, double threshold, fl
 {
     tested_light t = { testing::exact, p.tables.total_potential, 0.0,
         p.tables.point_potential != 0.0 ? 1.0 / p.tables.point_potential : 1e12, threshold };
-    if (p.r.counters) { p.r.counters->light_rays += static_cast<uint32_t>(p.tables.leaf_count); }
+    if (p.r.counters)
+    {
+        p.r.counters->light_rays += static_cast<uint32_t>(p.tables.leaf_count + daylight_takes_part(p.doc));
+    }
     for (light_candidate* c = list; c; c = c->next)
     {
         if (c->luminance == 0.0f && !(c->ambient_luminance > 0.0f)) { continue; }
         update_state(*c, t);
-        if (t.state == testing::exact)
+        if (t.state == testing::exact && c->luminance > 0.0f)
         {
             test_light(p, *c, t, out);
             continue;

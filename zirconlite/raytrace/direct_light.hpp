@@ -56,7 +56,8 @@ void add_direct_light(document& document, const surface& s, ray& r, const vector
 /// Simple mode: a plain loop over the lights.
 void simple_shade(document& document, const surface& s, ray& r, const vector3* mirror);
 
-/// Entry of the light with this place in the walk over the leaves; null without tables.
+/// Entry of the light with this place in the walk over the leaves, or behind the last for the sun; null without
+/// tables.
 shadow_cache_entry* cache_entry(int32_t thread, int32_t leaf);
 
 /// Sets where a shadow ray starts and how it counts its side: a copy of `r` at its hit.

@@ -14,6 +14,7 @@
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/lighting/environment.hpp"
 #include "zirconlite/lighting/light_model.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/platform/random.hpp"
 #include "zirconlite/platform/windows.hpp"
 #include "zirconlite/raytrace/ambient.hpp"
@@ -321,6 +322,7 @@ bool start_job(render_job& request)
 void prepare_surroundings(document& document, render_view& view)
 {
     view.background_method = view.tone_method + 1;
+    prepare_sun(document); // the sky round the scene follows from it
     environment_prepare(document, document.environment, view);
     environment_prepare(document, document.reflected_environment, view);
     ground_prepare(document);

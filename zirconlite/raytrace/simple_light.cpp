@@ -1,9 +1,12 @@
 // Direct light of the simple mode: display colours, a plain loop over the lights, no distances.
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
+#include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/jitter.hpp"
 #include "zirconlite/raytrace/job_state.hpp"
 #include "zirconlite/raytrace/shadow_test.hpp"
+#include "zirconlite/raytrace/thread_lights.hpp"
 
 namespace zr
 {
@@ -99,6 +102,10 @@ void simple_shade(document& document, const surface& s, ray& r, const vector3* m
     const uint32_t flags = r.hit_object->vft->get_flags(r.hit_object);
     if (flags & OBJECT_NO_DIRECT_LIGHT) { return; }
     const bool excludes = flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
+    if (daylight_takes_part(document) && document.sun_sky->sun_strength != 0.0)
+    {
+        simple_light(document, s, r, sun_light, light_tables[r.thread].leaf_count, mirror);
+    }
     int32_t leaf = 0;
     for (light* l = first_leaf(document.lights); l; l = next_leaf(l), ++leaf)
     {

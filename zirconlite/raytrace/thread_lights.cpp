@@ -53,7 +53,7 @@ void reset_thread_lights(int32_t thread)
 {
     thread_lights& slot = light_tables[thread];
     slot.total_potential = slot.point_potential = 0.0;
-    for (int32_t i = 0; slot.caches && i < slot.leaf_count; ++i)
+    for (int32_t i = 0; slot.caches && i <= slot.leaf_count; ++i)
     {
         memset(slot.caches[i].blocker, 0, sizeof slot.caches[i].blocker);
     }
@@ -82,7 +82,7 @@ void free_shadow_caches()
 shadow_cache_entry* cache_entry(int32_t thread, int32_t leaf)
 {
     thread_lights& slot = light_tables[thread];
-    return slot.caches && leaf < slot.leaf_count ? &slot.caches[leaf] : nullptr;
+    return slot.caches && leaf <= slot.leaf_count ? &slot.caches[leaf] : nullptr;
 }
 
 } // namespace zr

@@ -1,0 +1,169 @@
+#include "zirconlite/raytrace/direct_sun.hpp"
+
+#include <algorithm>
+
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
+#include "zirconlite/raytrace/jitter.hpp"
+#include "zirconlite/raytrace/job_state.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr double further_jitter = 0.25;    // of the fast model's shadow rays after the first
+constexpr double least_sky = 0.1;          // of the sky's even share, times what the surface reflects
+constexpr double direct_sky_share = 0.01;  // of it with SUN_SKY_DIRECT_SKY
+constexpr double reflected_sun = 0.0159154943092; // 1 / (20 pi): sunlight that the ground returns
+
+bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
+double unit_clamp(double x) { return std::clamp(x, 0.0, 1.0); }
+
+bool is_soft(const document& document)
+{
+    return soft_shadows(document) && sun_light.disc_size != 0.0f;
+}
+
+/// The bits of `i` mirrored at the point: evenly spread for every count.
+double radical_inverse(uint32_t i)
+{
+    double sum = 0.0;
+    for (double bit = 0.5; i; i >>= 1, bit *= 0.5) { sum += (i & 1) * bit; }
+    return sum;
+}
+
+/// A point of the unit square as one of the unit disc's, areas in proportion: Shirley and Chiu, "A low distortion
+/// map between disk and square" (1997).
+void square_to_disc(double& u, double& v)
+{
+    const double x = 2.0 * u - 1.0, y = 2.0 * v - 1.0;
+    if (x == 0.0 && y == 0.0) { return; }
+    const bool wide = std::fabs(x) > std::fabs(y);
+    const double radius = wide ? x : y;
+    const double angle = wide ? M_PI / 4.0 * (y / x) : M_PI / 2.0 - M_PI / 4.0 * (x / y);
+    u = 0.5 + 0.5 * radius * std::cos(angle);
+    v = 0.5 + 0.5 * radius * std::sin(angle);
+}
+
+/// Strata over the whole disc, moved together from pixel to pixel.
+void place_on_disc(const ray& r, light_candidate& c, int32_t i)
+{
+    const double key[2] = { r.pixel[0] + 1.0, r.pixel[1] + 1.0 }, whole[2] = { 1.0, 1.0 };
+    double j[2];
+    table_jitter(key, whole, j);
+    c.sample.u = unit_clamp((i + 0.5 + j[0]) / c.samples);
+    const double moved = radical_inverse(uint32_t(i)) + 0.5 + j[1];
+    c.sample.v = unit_clamp(moved - std::floor(moved));
+    square_to_disc(c.sample.u, c.sample.v);
+}
+
+/// The fast model's: the first covers half of the disc over a pixel's strata, the others its whole.
+void place_by_stratum(const ray& r, light_candidate& c, int32_t i)
+{
+    const bool first = i == 0;
+    const double key[2] = { first ? r.pixel[0] : i * r.pixel[0] + 2.0, first ? r.pixel[1] : i * r.pixel[1] + 2.0 };
+    const double size = first ? double(sun_light.sample_jitter) : further_jitter;
+    const double amplitude[2] = { size, size };
+    double j[2];
+    table_jitter(key, amplitude, j);
+    c.sample.u = unit_clamp((first ? (r.stratum[0] + 1.0) / 2.0 : r.stratum[0] + 0.5) + j[0]);
+    c.sample.v = unit_clamp((first ? (r.stratum[1] + 1.0) / 2.0 : r.stratum[1] + 0.5) + j[1]);
+}
+
+void add_potential(const surface& s, double w, const float color[3], light_candidate& c)
+{
+    for (int i = 0; i < 3; ++i) { c.potential[i] += static_cast<float>(color[i] * w * s.color[i]); }
+}
+
+double sun_exponent(double highlight)
+{
+    const double polished = (highlight - 100.0) * 0.01, matte = highlight * 0.01;
+    return highlight >= 100.0 ? polished * polished * polished * 201.0 + 100.0 : matte * matte * 100.0;
+}
+
+void add_sun_highlight(const surface& s, const vector3* mirror, const sun_sky& sky, light_candidate& c)
+{
+    if (!mirror || !(mirror->z > 0.0) || !(s.highlight > 1.0f)) { return; }
+    const double m = std::fmin(-dot(sky.sun_direction, *mirror), 1.0);
+    if (!(m > 0.0)) { return; }
+    const double share = unit_clamp(s.highlight * 0.0033222591362126247);
+    const double h = std::pow(m, sun_exponent(s.highlight)) * share * share * sky.sun_strength * 10.0;
+    for (int i = 0; i < 3; ++i)
+    {
+        c.potential[i] += static_cast<float>(sky.sun_color[i] * s.highlight_color[i] * h * s.highlight_strength);
+    }
+}
+
+/// Sky light without a shadow test: the fast model's stand-in for rays over the sky.
+void add_even_sky(const document& document, const surface& s, const ray& r, const sun_sky& sky, light_candidate& c)
+{
+    const uint32_t mode = document.sun_sky_flags;
+    const bool direct = mode & SUN_SKY_DIRECT_SKY;
+    if (is_exact() || !(direct || !(mode & SUN_SKY_INDIRECT))) { return; }
+    const double least = (s.translucent + s.diffuse) * least_sky;
+    double a = least;
+    if (sky.sky_strength != 0.0)
+    {
+        a = sky_luminance(sky, r.shading_normal) * s.diffuse;
+        if (s.translucent != 0.0f) { a += sky_luminance(sky, -r.shading_normal) * s.translucent; }
+        a = std::fmax(a * sky.sky_strength, least);
+    }
+    if (direct) { a *= direct_sky_share; }
+    else
+    {
+        const double d = sky.sun_strength * reflected_sun * s.diffuse;
+        a += std::fabs(dot(sky.sun_direction, r.shading_normal)) * 0.5 * d +
+             (1.0 - std::fabs(r.shading_normal.z)) * d;
+    }
+    a *= document.sky_scale;
+    for (int i = 0; i < 3; ++i) { c.ambient_color[i] = static_cast<float>(sky.sky_color[i] * a * s.color[i]); }
+}
+
+} // namespace
+
+bool daylight_takes_part(const document& document)
+{
+    return (document.sun_sky_flags & SUN_SKY_SUN_MASK) && current_sun_sky && current_sun_sky == document.sun_sky;
+}
+
+void place_sun_sample(const document& document, const ray& r, light_candidate& c, int32_t i)
+{
+    c.sample.u = c.sample.v = 0.5;
+    if (is_soft(document))
+    {
+        if (is_exact()) { place_on_disc(r, c, i); }
+        else { place_by_stratum(r, c, i); }
+    }
+    sun_light.sample(&sun_light, &r.hit_point, &c.sample, 1);
+}
+
+void measure_sun(const document& document, const surface& s, const ray& r, const vector3* mirror, light_candidate& c)
+{
+    const sun_sky& sky = *current_sun_sky;
+    c.source = &sun_light;
+    c.samples = is_soft(document) ? sun_light.shadow_samples : 1;
+    c.sample.flags = SAMPLE_SKIPPED;
+    for (int i = 0; i < 3; ++i) { c.potential[i] = c.ambient_color[i] = 0.0f; }
+    place_sun_sample(document, r, c, 0);
+    if (sky.sun_strength != 0.0)
+    {
+        const double cosine = dot(sky.sun_direction, r.shading_normal);
+        if (cosine <= 0.0)
+        {
+            add_potential(s, s.diffuse * sky.sun_strength * -cosine * inverse_pi, sky.sun_color, c);
+            add_sun_highlight(s, mirror, sky, c);
+        }
+        else if (s.translucent != 0.0f)
+        {
+            c.sample.flags |= SAMPLE_BACK_SIDE;
+            add_potential(s, s.translucent * sky.sun_strength * cosine * inverse_pi, sky.sun_color, c);
+        }
+    }
+    add_even_sky(document, s, r, sky, c);
+    c.luminance = static_cast<float>(luminance(c.potential));
+    c.ambient_luminance = static_cast<float>(luminance(c.ambient_color));
+}
+
+} // namespace zr
