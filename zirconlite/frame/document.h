@@ -212,6 +212,8 @@ typedef struct document
     /* Beyond the host's classic fields */
     double default_smooth_cosine; /**< used where an object asks with -1.0; 0 on opening, a host sets it */
     int32_t light_model;          /**< a light_model; set by zr_set_light_model, copied at job start */
+    int32_t sky_light_samples;    /**< 16; zr_set_sky_light_samples */
+    double background_luminance;  /**< 0; zr_set_background_luminance */
     scene_object** object_table;  /**< object by number; entry 0 is NULL */
     uint32_t object_table_count, object_table_capacity;
 } document;
@@ -261,6 +263,17 @@ ZR_API void zr_install_exception_handler(zr_exception_handler handler);
 /** Chooses how direct light is gathered in `document` from the next job on; an unknown model changes
  *  nothing. Returns the model in force before. */
 ZR_API int32_t zr_set_light_model(document* document, int32_t model);
+
+/** Rays that each point sends to the sky and the surroundings in the exact light model, 0 to 4096; 0 takes their
+ *  light away. Coarse passes and faint reflections send fewer. Counts from the next job on. Returns the number in
+ *  force before, also when it refuses a new one. */
+ZR_API int32_t zr_set_sky_light_samples(document* document, int32_t count);
+
+/** Luminance that a background colour of 1 stands for as a light, in cd/m^2, for flat colours, gradients and
+ *  pictures of 8 bits; hdr pictures have their own. With 0 it is the strength of the sky where a sun takes part,
+ *  and without a sun such backgrounds are seen but give no light. Returns the value in force before, also when it
+ *  refuses a new one (below 0, above 1e12). */
+ZR_API double zr_set_background_luminance(document* document, double luminance);
 
 /** The object with this number, in constant time; NULL for 0 and unknown numbers. */
 ZR_API scene_object* zr_object_from_number(const document* document, uint32_t number);

@@ -8,6 +8,7 @@
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/object_table.hpp"
 #include "zirconlite/geometry/voxel_grid.h"
+#include "zirconlite/lighting/environment.hpp"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/materials/material.h"
@@ -47,6 +48,7 @@ int32_t zr_close_document(document* document)
 {
     if (!settle_jobs(document)) { return 0; }
     document->state_flags = 0;
+    zr::end_environments(*document);
     free_ground_material(document);
     free_scene_memory(document);
     free_list_record(&document->radiosity_objects.memory);
@@ -127,6 +129,7 @@ void set_defaults(document* document)
     for (float& channel : document->ambient_color) { channel = 1.0f; }
     document->gloss_samples = 1;
     document->translucency_samples = 1;
+    document->sky_light_samples = 16;
     document->gloss_jitter = 0.0625f;
     document->translucency_jitter = 0.0625f;
     document->tone_scale_factor = 1.0f;

@@ -9,6 +9,8 @@
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/frame/window_font.hpp"
 #include "zirconlite/libraries/material_library.hpp"
+#include "zirconlite/lighting/sky_light.hpp"
+#include "zirconlite/lighting/ground.hpp"
 #include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/platform/modules.hpp"
 #include "zirconlite/platform/random.hpp"
@@ -82,9 +84,11 @@ int32_t zr_term(void)
     the_module.messages = nullptr;
     zr_free(the_module.jitter_vectors);
     the_module.jitter_vectors = nullptr;
+    zr::end_ground();
     zr::end_search_lists();
     zr::free_thread_lights();
     zr::free_shadow_caches();
+    zr::free_sky_light();
     zr::free_aa_stores();
     the_module.terminated = 1;
     return 1;

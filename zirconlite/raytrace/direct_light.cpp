@@ -8,6 +8,7 @@
 #include "zirconlite/raytrace/job_state.hpp"
 #include "zirconlite/raytrace/secondary_rays.hpp"
 #include "zirconlite/raytrace/shadow_test.hpp"
+#include "zirconlite/raytrace/sky_light_rays.hpp"
 #include "zirconlite/raytrace/thread_lights.hpp"
 
 namespace zr
@@ -338,6 +339,7 @@ void add_direct_light(document& document, const surface& s, ray& r, const vector
             is_exact() ? linked_list(p.tables.candidates, count) : sorted_list(p.tables.candidates, count);
         test_lights(p, list, 1.0 - fast_shortcuts.shadow_accuracy, out);
     }
+    add_sky_light(document, s, r, out);
     add_ambient(p, out);
     for (int i = 0; i < 3; ++i) { r.radiance[i] += out[i] * r.weight[i]; }
 }

@@ -13,7 +13,9 @@
 #include "zirconlite/geometry/preprocess.hpp"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/lighting/environment.hpp"
+#include "zirconlite/lighting/ground.hpp"
 #include "zirconlite/lighting/light_model.hpp"
+#include "zirconlite/lighting/sky_light.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/platform/random.hpp"
 #include "zirconlite/platform/windows.hpp"
@@ -328,11 +330,13 @@ void prepare_surroundings(document& document, render_view& view)
     ground_prepare(document);
 }
 
-void prepare_light(document& document)
+/// False when memory fails.
+bool prepare_light(document& document)
 {
     job.light_model = document.light_model;
     prepare_lights_for_model(&document, document.light_model);
     prepare_ambient(document);
+    return prepare_sky_light(document);
 }
 
 } // namespace
@@ -350,8 +354,7 @@ int32_t zr_init_raytrace(document* document, render_view* view)
 {
     job.simple_colors = document->mode == MODE_SIMPLE;
     prepare_surroundings(*document, *view);
-    prepare_light(*document);
-    return 1;
+    return prepare_light(*document);
 }
 
 int32_t zr_raytrace(render_job* job)
@@ -368,7 +371,7 @@ int32_t zr_raytrace(render_job* job)
     prepare_surroundings(doc, view);
     update_objects_for_view(doc, view);
     platform::store_word(&doc.stop_render, 0);
-    prepare_light(doc);
+    if (!prepare_light(doc)) { return -2; }
     zr_free_raytrace_buffer(&view);
     view.image = new_image_buffer(&doc, view.width, view.height);
     if (!view.image) { return -2; }

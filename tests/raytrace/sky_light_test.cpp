@@ -1,0 +1,262 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "tests/support/scene.hpp"
+#include "zirconlite/lighting/sky_light.hpp"
+#include "zirconlite/lighting/sun_sky.h"
+
+namespace
+{
+
+using namespace zr;
+
+/// An overcast noon with the sun in the zenith, where the sky's law has its axis.
+void set_overcast(document& d)
+{
+    d.sun_sky_flags = SUN_SKY_EXTERIOR;
+    d.sun_sky->flags = SUN_BY_ANGLES | SUN_RGB_COLORS;
+    d.sun_sky->direct_altitude = float(M_PI / 2.0);
+    d.sun_sky->cloudiness = 1.0;
+}
+
+void set_flat(document& d, float grey, double luminance)
+{
+    d.environment.mode = ENVIRONMENT_FLAT;
+    std::fill_n(d.environment.color0, 3, grey);
+    zr_set_background_luminance(&d, luminance);
+}
+
+/// A bright cap round the zenith, fading between two sines, black elsewhere.
+constexpr double cap_edge = 0.996, cap_foot = 0.98;
+void set_cap(document& d, double luminance)
+{
+    environment& e = d.environment;
+    e.mode = ENVIRONMENT_GRADIENT_3;
+    std::fill_n(e.color0, 3, 1.0f);
+    e.angle0 = std::asin(cap_edge);
+    e.angle1 = std::asin(cap_foot);
+    e.angle2 = -1.5;
+    zr_set_background_luminance(&d, luminance);
+}
+double cap_lux(double luminance)
+{
+    const double ramp = [](double z) { return z * z * z / 3.0 - cap_foot * z * z / 2.0; }(cap_edge) -
+                        [](double z) { return z * z * z / 3.0 - cap_foot * z * z / 2.0; }(cap_foot);
+    return luminance * M_PI * (1.0 - cap_edge * cap_edge + 2.0 * ramp / (cap_edge - cap_foot));
+}
+
+/// A matte floor of grey 0.5 at height 0, lit by its surroundings alone.
+struct open_ground : test::scene
+{
+    explicit open_ground(int32_t model = LIGHT_MODEL_EXACT, uint32_t flags = 0) : test::scene(model)
+    {
+        test::mesh m;
+        m.look = matte(0.5f);
+        m.flags = flags;
+        m.quad({ -100, -100, 0 }, { 100, -100, 0 }, { 100, 100, 0 }, { -100, 100, 0 });
+        EXPECT_TRUE(add(m));
+    }
+    void add_table(double half, double height)
+    {
+        test::mesh m;
+        m.quad({ -half, -half, height }, { half, -half, height }, { half, half, height },
+            { -half, half, height });
+        EXPECT_TRUE(add(m));
+    }
+    /// Lux at one point as pixel (column, row) sees it.
+    double lux(double x, double y, int column, int row) const
+    {
+        ray r = eye_ray({ x + 0.02, y + 0.01, 0.1 }, { -0.02, -0.01, -0.1 });
+        r.pixel[0] = column + 0.5;
+        r.pixel[1] = row + 0.5;
+        trace_ray(*doc, r, nullptr);
+        return r.radiance[1] * M_PI / 0.5;
+    }
+    double mean_lux(double x, double y) const
+    {
+        double sum = 0.0;
+        for (int i = 0; i < 256; ++i) { sum += lux(x, y, i % 16, i / 16); }
+        return sum / 256.0;
+    }
+};
+
+/// Share of a uniform hemisphere's light that a rectangle a x b at height h takes from the point below its
+/// corner.
+double hidden_by_corner(double a, double b, double h)
+{
+    const double x = a / h, y = b / h, u = std::sqrt(1.0 + x * x), v = std::sqrt(1.0 + y * y);
+    return (x / u * std::atan(y / u) + y / v * std::atan(x / v)) / (2.0 * M_PI);
+}
+
+} // namespace
+
+TEST(SkyLight, GivesOpenGroundWhatItsLawSays)
+{
+    struct
+    {
+        const char* what;
+        std::function<void(document&)> set;
+        std::function<double(const document&)> lux;
+        double tolerance;
+    } const cases[] = {
+        { "overcast", set_overcast,
+            [](const document& d) { return 7.0 / 9.0 * M_PI * d.sun_sky->sky_strength; }, 0.002 },
+        { "uniform", [](document& d) { set_flat(d, 0.25f, 4000.0); },
+            [](const document&) { return 1000.0 * M_PI; }, 0.001 },
+        { "a bright cap", [](document& d) { set_cap(d, 50000.0); },
+            [](const document&) { return cap_lux(50000.0); }, 0.01 },
+        { "a background under an overcast sky takes its strength",
+            [](document& d)
+            {
+                set_overcast(d);
+                set_flat(d, 0.5f, 0.0);
+            },
+            [](const document& d) { return 0.5 * M_PI * d.sun_sky->sky_strength; }, 0.001 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        open_ground s;
+        c.set(*s.doc);
+        ASSERT_TRUE(s.prepare());
+        const double wanted = c.lux(*s.doc);
+        EXPECT_GT(wanted, 500.0);
+        EXPECT_NEAR(s.mean_lux(3.0, 1.0), wanted, c.tolerance * wanted);
+        // No point strays far, and the same pixel sees the same again.
+        for (int i = 0; i < 200; ++i)
+        {
+            const double once = s.lux(0.0, 0.0, i, 3 * i);
+            EXPECT_NEAR(once, wanted, 0.15 * wanted);
+            EXPECT_EQ(once, s.lux(0.0, 0.0, i, 3 * i));
+        }
+    }
+}
+
+TEST(SkyLight, IsTakenBySolidAngleBelowATable)
+{
+    open_ground s;
+    s.add_table(1.0, 1.0);
+    set_flat(*s.doc, 1.0f, 1000.0);
+    ASSERT_TRUE(s.prepare());
+    double before = 0.0;
+    for (const double x : { 0.0, 0.5, 0.9, 1.1, 1.5, 2.5 })
+    {
+        SCOPED_TRACE(x);
+        const double hidden =
+            2.0 * (hidden_by_corner(1.0 + x, 1.0, 1.0) +
+                      (x < 1.0 ? hidden_by_corner(1.0 - x, 1.0, 1.0) : -hidden_by_corner(x - 1.0, 1.0, 1.0)));
+        const double lux = s.mean_lux(x, 0.0);
+        EXPECT_NEAR(lux, 1000.0 * M_PI * (1.0 - hidden), 0.02 * 1000.0 * M_PI);
+        EXPECT_GT(lux, before) << "a contact shadow fades outwards";
+        before = lux;
+    }
+}
+
+TEST(SkyLight, OfABrightSpotHasNoFireflies)
+{
+    // The spot is seen past the table's edge: every ray finds it or is stopped, none counts more than the
+    // whole.
+    open_ground s;
+    s.add_table(1.0, 1.0);
+    set_cap(*s.doc, 50000.0);
+    ASSERT_TRUE(s.prepare());
+    ASSERT_TRUE(sky_light_has_bright_spots());
+    const double whole = cap_lux(50000.0);
+    for (int i = 0; i < 400; ++i) { EXPECT_LE(s.lux(0.8 + 0.001 * i, 0.0, i, i / 7), 1.1 * whole); }
+    EXPECT_LT(s.mean_lux(0.0, 0.0), 0.001 * whole);
+    const double half = s.mean_lux(1.0, 0.0);
+    EXPECT_NEAR(half, 0.5 * whole, 0.03 * whole) << "below the edge half of the cap is hidden";
+    EXPECT_GT(s.mean_lux(1.04, 0.0), half + 0.03 * whole);
+}
+
+TEST(SkyLight, DrawsWhatItLooksUp)
+{
+    open_ground s;
+    set_cap(*s.doc, 100.0);
+    ASSERT_TRUE(s.prepare());
+    double flux = 0.0;
+    for (int i = 0; i < 4096; ++i)
+    {
+        const sky_sample drawn = draw_sky_sample((i / 64 + 0.5) / 64.0, (i % 64 + 0.5) / 64.0);
+        const sky_sample found = sky_light_from(drawn.direction);
+        EXPECT_EQ(drawn.radiance[1], found.radiance[1]);
+        EXPECT_EQ(drawn.density, found.density);
+        EXPECT_NEAR(dot(drawn.direction, drawn.direction), 1.0, 1e-12);
+        flux += drawn.radiance[1] / drawn.density / 4096.0;
+    }
+    const double width = cap_edge - cap_foot;
+    EXPECT_NEAR(flux, 100.0 * 2.0 * M_PI * (1.0 - cap_edge + width / 2.0), 1.0);
+}
+
+TEST(SkyLight, ComesOnlyWhereItIsWanted)
+{
+    struct
+    {
+        const char* what;
+        int32_t model;
+        uint32_t object_flags;
+        std::function<void(document&)> change;
+    } const dark[] = {
+        { "fast model", LIGHT_MODEL_FAST, 0, [](document& d) { d.sun_sky_flags = 0; } },
+        { "no rays", LIGHT_MODEL_EXACT, 0, [](document& d) { zr_set_sky_light_samples(&d, 0); } },
+        { "by windows only", LIGHT_MODEL_EXACT, 0, [](document& d) { d.sun_sky_flags = SUN_SKY_WINDOWS; } },
+        { "an unlit object", LIGHT_MODEL_EXACT, OBJECT_NO_DIRECT_LIGHT, [](document&) {} },
+        { "night", LIGHT_MODEL_EXACT, 0, [](document& d) { d.sun_sky->direct_altitude = -0.5f; } },
+        { "no sun and no luminance", LIGHT_MODEL_EXACT, 0,
+            [](document& d)
+            {
+                d.sun_sky_flags = 0;
+                set_flat(d, 1.0f, 0.0);
+            } },
+    };
+    for (const auto& c : dark)
+    {
+        SCOPED_TRACE(c.what);
+        open_ground s(c.model, c.object_flags);
+        set_overcast(*s.doc);
+        c.change(*s.doc);
+        ASSERT_TRUE(s.prepare());
+        EXPECT_EQ(s.lux(0, 0, 1, 1), 0.0);
+    }
+}
+
+TEST(SkyLight, PassesThroughTranslucentSurfaces)
+{
+    test::scene s;
+    test::mesh sheet;
+    sheet.look = s.look(
+        [](simple_material& m)
+        {
+            m.opacity = 0.0f;
+            m.translucent_share = 1.0f;
+            std::fill_n(m.translucent_color, 3, 1.0f);
+        });
+    sheet.flags = OBJECT_THIN;
+    sheet.quad({ -1, -1, 2 }, { 1, -1, 2 }, { 1, 1, 2 }, { -1, 1, 2 });
+    ASSERT_TRUE(s.add(sheet));
+    set_overcast(*s.doc);
+    ASSERT_TRUE(s.prepare());
+    surface neutral;
+    zr_resolve_surface(sheet.look->material, nullptr, &neutral);
+    ASSERT_GT(neutral.translucent, 0.0f);
+    // Seen from below it sends on the light of the sky above, and with its diffuse share that of the ground.
+    const double above = 7.0 / 9.0 * s.doc->sun_sky->sky_strength;
+    EXPECT_NEAR(s.radiance({ 0.3, 0.2, 1 }, { 0, 0, 1 }),
+        above * neutral.translucent * neutral.color[1] +
+            neutral.diffuse * neutral.color[1] * above * 3.0 / 7.0,
+        0.1 * above);
+}
+
+TEST(SkyLight, RefusesSettingsOutOfRange)
+{
+    document* d = zr_open_document();
+    EXPECT_EQ(zr_set_sky_light_samples(d, 64), 16);
+    EXPECT_EQ(zr_set_sky_light_samples(d, -1), 64);
+    EXPECT_EQ(zr_set_sky_light_samples(d, 1 << 20), 64);
+    EXPECT_EQ(d->sky_light_samples, 64);
+    EXPECT_EQ(zr_set_background_luminance(d, 500.0), 0.0);
+    EXPECT_EQ(zr_set_background_luminance(d, std::nan("")), 500.0);
+    EXPECT_EQ(zr_set_background_luminance(d, -1.0), 500.0);
+    zr_close_document(d);
+}

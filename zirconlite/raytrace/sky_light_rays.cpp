@@ -1,0 +1,136 @@
+/// @file
+/// Shadow rays in two sets. The first is spread evenly over the hemisphere by the cosine: right for smooth
+/// skies. Where the surroundings have bright spots half of the rays are drawn in proportion to their
+/// luminance, and both sets are weighed by the balance heuristic: Veach and Guibas, "Optimally combining
+/// sampling techniques for Monte Carlo rendering" (1995). No ray then counts more than the whole light of the
+/// surroundings shared by the rays.
+#include "zirconlite/raytrace/sky_light_rays.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/sky_light.hpp"
+#include "zirconlite/raytrace/direct_light.hpp"
+#include "zirconlite/raytrace/shadow_test.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr int32_t draft_share = 4; // of the rays: coarse passes are painted over
+constexpr int32_t fewest_rays = 4; // of a faint branch
+constexpr double golden = 0.6180339887498949;
+// Steps of the lattice in which neighbouring pixels turn the pattern: the plastic number's powers, which keep
+// the error of neighbours apart.
+constexpr double step_x = 0.7548776662466927, step_y = 0.5698402909980532;
+
+double fraction(double x)
+{
+    return x - std::floor(x);
+}
+
+/// Where the pattern of a hit starts; from the place in the picture alone.
+struct pattern_start
+{
+    double u, v;
+};
+
+pattern_start start_of(const ray& r)
+{
+    const double depth = r.reflect_depth + 3.0 * r.refract_depth;
+    const double x = std::floor(r.pixel[0]), y = std::floor(r.pixel[1]);
+    const double turn = golden * (r.sample_index + 25.0 * depth);
+    return { fraction(step_x * x + step_y * y + turn), fraction(step_y * x + step_x * y + golden * turn) };
+}
+
+/// Point `i` of `count` of the unit square, evenly spread.
+pattern_start pattern_point(const pattern_start& start, int32_t i, int32_t count)
+{
+    return { fraction((i + start.u) / count), fraction(i * golden + start.v) };
+}
+
+/// One side of the surface.
+struct hemisphere
+{
+    document& doc;
+    const ray start; ///< of all shadow rays
+    vector3 normal, across, along;
+    int32_t even_rays, drawn_rays;
+};
+
+vector3 cosine_direction(const hemisphere& h, const pattern_start& p)
+{
+    const double radius = std::sqrt(p.u), angle = 2.0 * M_PI * p.v;
+    return h.normal * std::sqrt(std::fmax(1.0 - p.u, 0.0)) + h.across * (radius * std::cos(angle)) +
+           h.along * (radius * std::sin(angle));
+}
+
+/// Adds what one ray brings to the irradiance.
+void follow_ray(const hemisphere& h, const sky_sample& from, double irradiance[3])
+{
+    const double cosine = dot(h.normal, from.direction);
+    if (!(cosine > 0.0) || (from.radiance[0] <= 0.0 && from.radiance[1] <= 0.0 && from.radiance[2] <= 0.0))
+    {
+        return;
+    }
+    ray shadow = h.start;
+    shadow.direction = from.direction;
+    shadow.inv_direction = ray_reciprocal(shadow.direction);
+    shadow.t_max = ZR_FAR;
+    if (shadow_test(h.doc, nullptr, shadow)) { return; }
+    const double w = cosine / (h.even_rays * cosine * inverse_pi + h.drawn_rays * from.density);
+    for (int c = 0; c < 3; ++c) { irradiance[c] += w * from.radiance[c] * shadow.simple_color[c]; }
+}
+
+/// Rays for a side that reflects `share` of its light; few where the eye sees little of it.
+int32_t rays_for(const document& d, const ray& r, double share)
+{
+    const bool draft = d.render_pass == 1 || d.render_pass == 2;
+    const int32_t wanted = draft ? std::max(d.sky_light_samples / draft_share, 1) : d.sky_light_samples;
+    const double seen = std::max({ r.weight[0], r.weight[1], r.weight[2] }) * share;
+    const auto needed = static_cast<int32_t>(std::ceil(wanted * std::clamp(seen, 0.0, 1.0)));
+    return std::min(std::max(needed, fewest_rays), wanted);
+}
+
+void add_side(document& d, const surface& s, ray& r, bool back, double share, float out[3])
+{
+    const int32_t count = rays_for(d, r, share);
+    const int32_t drawn = sky_light_has_bright_spots() ? count / 2 : 0;
+    hemisphere h = { d, make_shadow_ray(d, r, s, { 0.01, 0.003333, back }),
+        back ? -r.shading_normal : r.shading_normal, {}, {}, count - drawn, drawn };
+    zr_make_axes(&h.normal, &h.across, &h.along, 1e-6);
+    const pattern_start start = start_of(r);
+    double irradiance[3] = {};
+    for (int32_t i = 0; i < h.even_rays; ++i)
+    {
+        follow_ray(h, sky_light_from(cosine_direction(h, pattern_point(start, i, h.even_rays))), irradiance);
+    }
+    for (int32_t i = 0; i < h.drawn_rays; ++i)
+    {
+        const pattern_start p = pattern_point(start, i, h.drawn_rays);
+        follow_ray(h, draw_sky_sample(p.u, p.v), irradiance);
+    }
+    for (int c = 0; c < 3; ++c)
+    {
+        const double v = irradiance[c] * share * inverse_pi * s.color[c];
+        out[c] += static_cast<float>(v);
+        r.light_radiance[c] += static_cast<float>(v * r.weight[c]);
+    }
+}
+
+} // namespace
+
+void add_sky_light(document& document, const surface& s, ray& r, float out[3])
+{
+    if (!sky_light_shines() || (r.hit_object->vft->get_flags(r.hit_object) & OBJECT_NO_DIRECT_LIGHT))
+    {
+        return;
+    }
+    if (s.diffuse > 0.0f) { add_side(document, s, r, false, s.diffuse, out); }
+    if (s.translucent > 0.0f) { add_side(document, s, r, true, s.translucent, out); }
+}
+
+} // namespace zr

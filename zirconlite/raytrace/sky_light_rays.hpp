@@ -1,0 +1,17 @@
+/// @file
+/// The light of sky and surroundings at a hit point, over the open part of its hemisphere.
+#pragma once
+
+#include "zirconlite/frame/document.h"
+#include "zirconlite/raytrace/ray.h"
+#include "zirconlite/raytrace/surface.h"
+
+namespace zr
+{
+
+/// Adds to `out` the light that the surface at the ray's hit sends on from its surroundings, by shadow rays:
+/// of the side that is seen by `diffuse`, of the other by `translucent`. Nothing where the surroundings give
+/// no light.
+void add_sky_light(document& document, const surface& s, ray& r, float out[3]);
+
+} // namespace zr
