@@ -223,7 +223,8 @@ int32_t zr_equirectangular_vector_to_pixels(
     const double latitude = std::asin(std::fmin(std::fmax(d.z, -1.0), 1.0));
     double longitude = std::atan2(d.y, d.x) + half_pi;
     if (longitude < 0.0) { longitude += two_pi; }
-    *x = static_cast<float>(longitude / two_pi * width);
+    // Seen from inside, x grows to the right: from the south over west and north, in the middle, to the east.
+    *x = static_cast<float>((1.0 - longitude / two_pi) * width);
     *y = static_cast<float>((latitude + half_pi) / pi * height);
     return 1;
 }

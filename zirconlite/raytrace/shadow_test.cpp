@@ -3,7 +3,7 @@
 #include "zirconlite/geometry/mesh_attributes.hpp"
 #include "zirconlite/geometry/ray_search.hpp"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/lighting/environment.hpp"
+#include "zirconlite/lighting/ground.hpp"
 #include "zirconlite/materials/surface_evaluation.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/job_state.hpp"
