@@ -3,6 +3,7 @@
 /// power from the bounds).
 #include "host/build_scene.hpp"
 
+#include "host/build_daylight.hpp"
 #include "host/build_material.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
@@ -382,7 +383,7 @@ void set_distant(const scene_light& from, light& l)
 }
 
 /// By light kind; the names stand in light_kind_names.
-constexpr void (*set_kind[])(const scene_light&, light&) = { set_point, set_spot, set_distant };
+constexpr void (*set_kind[])(const scene_light&, light&) = { set_point, set_spot, set_distant, set_window };
 
 void add_light(document* d, const scene& s, const scene_light& from)
 {
@@ -447,15 +448,16 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
 {
     built_scene built;
     set_settings(s, d);
+    set_daylight(s.sun, d);
     material_store materials{ s, d, built.notes };
     for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, built); }
     d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
     for (const scene_light& l : s.lights) { add_light(d, s, l); }
-    if (!s.models.empty() && s.lights.empty() && !materials.any_glows)
+    if (!s.models.empty() && s.lights.empty() && !s.sun.is_on && !materials.any_glows)
     {
         throw failure(exit_bad_scene,
-            fmt::format("{}: the scene has models and nothing that shines; it needs a [[light]] or a material "
-                        "with luminosity",
+            fmt::format("{}: the scene has models and nothing that shines; it needs a [[light]], a [sun] or a "
+                        "material with luminosity",
                 s.file.string()));
     }
     return built;

@@ -23,6 +23,7 @@ const command_row commands[] = {
     { "convert", "Write a picture in another format", setup_convert },
     { "tone", "Show a picture kept as light at an exposure", setup_tone },
     { "library", "List, show, add, delete, pack and translate what library files hold", setup_library },
+    { "sun", "Print where the sun stands and what light it and the sky give", setup_sun },
     { "keys", "Print the sections and keys of a scene file", setup_keys },
     { nullptr, nullptr, nullptr },
 };

@@ -29,6 +29,7 @@ std::function<int()> setup_render(CLI::App& command);
 std::function<int()> setup_convert(CLI::App& command);
 std::function<int()> setup_tone(CLI::App& command);
 std::function<int()> setup_library(CLI::App& command);
+std::function<int()> setup_sun(CLI::App& command);
 std::function<int()> setup_keys(CLI::App& command);
 
 /// Runs the program and returns its exit code. Never throws.

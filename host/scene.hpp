@@ -3,6 +3,8 @@
 /// built. Lengths are metres, angles degrees, colours display values from 0 to 1 (see `color3`).
 #pragma once
 
+#include "host/scene_daylight.hpp"
+
 #include <array>
 #include <filesystem>
 #include <map>
@@ -14,12 +16,6 @@ namespace host
 {
 
 using vec3 = std::array<double, 3>;
-
-/// A colour as a screen shows it: each channel 0 to 1, to be raised to the power 2.2 for linear light.
-struct color3
-{
-    std::array<double, 3> rgb{ 0.7, 0.7, 0.7 };
-};
 
 /// One plane a x + b y + c z + d: what lies on its negative side is cut away.
 using clip_plane = std::array<double, 4>;
@@ -178,6 +174,10 @@ struct scene_light
     double beam_deg = 60, field_deg = 90; ///< full angles of the cone
     std::optional<double> azimuth_deg, altitude_deg;
     double radius = 0, disc_deg = 0;
+    std::vector<vec3> corners; ///< of a window
+    std::array<double, 2> size{ 1, 1 };
+    std::optional<vec3> normal; ///< into the room
+    double opacity = 0;
     int shadow_samples = 1;
     double shadow_jitter = 0.5, shadow_strength = 1, falloff = 2;
     bool highlight = true;
@@ -192,6 +192,7 @@ struct scene
     scene_tone tone;
     scene_output output;
     scene_background background;
+    scene_sun sun;
     std::vector<scene_variant> variants;
     std::vector<scene_model> models;
     std::vector<scene_light> lights;
@@ -203,7 +204,8 @@ enum
 {
     light_point = 0,
     light_spot = 1,
-    light_distant = 2
+    light_distant = 2,
+    light_window = 3
 };
 
 /// Complex materials in a chain, the library's own limit.
@@ -220,7 +222,7 @@ enum
 /// Names by projection number less 1.
 extern const char* const projection_names[7];
 extern const char* const light_model_names[3];
-extern const char* const light_kind_names[4];
+extern const char* const light_kind_names[5];
 extern const char* const tone_method_names[3];
 extern const char* const bulb_names[8];
 extern const char* const material_kind_names[10]; ///< "simple", then the library's kinds in their order

@@ -1,5 +1,6 @@
 /// @file
 /// Reads a scene file: its sections, then the checks that need more than one key.
+#include "host/build_daylight.hpp"
 #include "host/failure.hpp"
 #include "host/scene_keys.hpp"
 
@@ -27,7 +28,7 @@ constexpr unit_row units[] = { { "m", 1 }, { "cm", 0.01 }, { "mm", 0.001 }, { "k
     { "ft", 0.3048 }, { "yd", 0.9144 } };
 
 const char* const top_level_names[] = { "camera", "render", "tone", "output", "variant", "background",
-    "model", "materials", "light", nullptr };
+    "sun", "model", "materials", "light", nullptr };
 
 template <class R>
 void read_one(
@@ -304,6 +305,16 @@ void check_lights(const scene& s, const std::string& file)
             bad_scene(file, l.line,
                 fmt::format("[[light]]{} {}", l.name.empty() ? "" : " \"" + l.name + "\"", text));
         };
+        if (l.kind == light_window)
+        {
+            if (!s.sun.is_on || s.sun.mode != sun_mode_windows)
+            {
+                wrong("is a window: it needs a [sun] of mode \"windows\"");
+            }
+            const std::string text = check_window(l);
+            if (!text.empty()) { wrong(text); }
+            continue;
+        }
         const int given = int(l.lumens.has_value()) + int(l.candela.has_value()) + int(l.watts.has_value());
         if (l.kind == light_distant)
         {
@@ -318,6 +329,17 @@ void check_lights(const scene& s, const std::string& file)
         for (int i = 0; i < 3; ++i) { distance += std::abs((*l.target)[i] - l.position[i]); }
         if (distance < 1e-9) { wrong("aims at its own position"); }
         if (l.field_deg < l.beam_deg) { wrong("has a field_deg below its beam_deg"); }
+    }
+}
+
+void check_sun(const scene& s, const toml::table& root, const std::string& file)
+{
+    if (!s.sun.is_on) { return; }
+    const std::string text = check_sun(s.sun);
+    if (!text.empty()) { bad_scene(file, line_of_key(root, "sun", text.substr(0, text.find(':')).c_str()), "[sun] " + text); }
+    if (s.sun.sun_color.has_value() != s.sun.sky_color.has_value())
+    {
+        bad_scene(file, line_of_key(root, "sun", "sky_color"), "[sun] sun_color and sky_color go together");
     }
 }
 
@@ -356,6 +378,8 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path)
     read_one(root, "tone", tone_section, s.tone, file);
     read_one(root, "output", output_section, s.output, file);
     read_one(root, "background", background_section, s.background, file);
+    read_one(root, "sun", sun_section, s.sun, file);
+    s.sun.is_on = root.contains("sun");
     read_list(root, "variant", variant_section, s.variants, 64, file);
     read_list(root, "model", model_section, s.models, 4096, file);
     read_list(root, "light", light_section, s.lights, 10000, file);
@@ -365,6 +389,7 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path)
     check_render(s, root, file);
     check_materials(s, file);
     check_models(s, file);
+    check_sun(s, root, file);
     check_lights(s, file);
     check_pictures(s, file);
     return s;
@@ -440,6 +465,7 @@ std::string describe_scene_keys()
     describe(out, output_section);
     describe(out, variant_section);
     describe(out, background_section);
+    describe(out, sun_section);
     describe(out, model_section);
     describe(out, material_section);
     describe(out, image_section);

@@ -9,7 +9,7 @@ const char* const projection_names[7] = { "parallel", "perspective", "two-point"
     "light-probe", nullptr };
 const char* const light_model_names[3] = { "fast", "exact", nullptr };
 const char* const search_names[3] = { "grid", "tree", nullptr };
-const char* const light_kind_names[4] = { "point", "spot", "distant", nullptr };
+const char* const light_kind_names[5] = { "point", "spot", "distant", "window", nullptr };
 const char* const tone_method_names[3] = { "power", "histogram", nullptr };
 // The order is that of the library's lamp efficacies: 1.8, 17, 75, 100, 100, 55 and 60 lumens a watt.
 const char* const bulb_names[8] = { "candle", "incandescent", "fluorescent", "metal-halide", "sodium",
@@ -162,9 +162,9 @@ const key_row<scene_model> model_rows[] = {
 };
 
 const key_row<scene_light> light_rows[] = {
-    { "kind", &scene_light::kind, 0, 0, light_kind_names, 0, "`point`, `spot` or `distant`" },
+    { "kind", &scene_light::kind, 0, 0, light_kind_names, 0, "`point`, `spot`, `distant` or `window`" },
     { "name", &scene_light::name, 1, 255, nullptr, 0, "for messages" },
-    { "position", &scene_light::position, -far, far, nullptr, 0, "metres; point and spot" },
+    { "position", &scene_light::position, -far, far, nullptr, 0, "metres; point, spot and window" },
     { "target", &scene_light::target, -far, far, nullptr, 0, "where a spot aims" },
     { "lumens", &scene_light::lumens, 0, 1e9, nullptr, 0, "luminous flux; or" },
     { "candela", &scene_light::candela, 0, 1e9, nullptr, 0, "peak intensity; or" },
@@ -182,6 +182,11 @@ const key_row<scene_light> light_rows[] = {
     { "radius", &scene_light::radius, 0, 1000, nullptr, 0, "of the lamp, metres, for soft shadows, 0" },
     { "disc_deg", &scene_light::disc_deg, 0, 43, nullptr, 0,
         "diameter of a distant light as seen, for soft shadows, 0; the sun's is 0.53" },
+    { "corners", &scene_light::corners, -far, far, nullptr, 0,
+        "of a window: 3 to 10 points, counter-clockwise from the room or by `normal`; the first three span it; or" },
+    { "size", &scene_light::size, 0, 1000, nullptr, 0, "its width and height about `position`, `[1, 1]`, with" },
+    { "normal", &scene_light::normal, -far, far, nullptr, 0, "its direction into the room" },
+    { "opacity", &scene_light::opacity, 0, 0.999, nullptr, 0, "share of the sky's light that it holds back, 0" },
     { "shadow_samples", &scene_light::shadow_samples, 1, 256, nullptr, 0, "shadow rays a point, 1" },
     { "shadow_jitter", &scene_light::shadow_jitter, 0, 1, nullptr, 0, "noise of their places, 0.5" },
     { "shadow_strength", &scene_light::shadow_strength, 0, 1, nullptr, 0,
@@ -204,7 +209,8 @@ const section<scene_background> background_section{ "[background]", "What lies b
 const section<scene_model> model_section{ "[[model]]", "A model file, put into the scene. At most 4096.",
     model_rows };
 const section<scene_light> light_section{ "[[light]]",
-    "A lamp. Point and spot take one of `lumens`, `candela` and `watts`; distant takes `lux`. At most 10000.",
+    "A lamp. Point and spot take one of `lumens`, `candela` and `watts`; distant takes `lux`; a window takes the sky's "
+    "light. At most 10000.",
     light_rows };
 
 } // namespace host

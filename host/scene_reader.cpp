@@ -206,6 +206,14 @@ template <size_t N> void read_value(const row_context& c, const toml::node& n, s
     read_numbers(c, n, out.data(), N);
 }
 
+void read_value(const row_context& c, const toml::node& n, std::vector<vec3>& out)
+{
+    const auto* list = n.as_array();
+    if (!list || list->size() > 1000) { wrong_value(c, n, "a list of points of 3 numbers each"); }
+    out.resize(list->size());
+    for (size_t i = 0; i < out.size(); ++i) { read_numbers(c, *list->get(i), out[i].data(), 3); }
+}
+
 void read_value(const row_context& c, const toml::node& n, std::vector<clip_plane>& out)
 {
     const auto* list = n.as_array();
@@ -315,6 +323,7 @@ HOST_READS(scene_tone)
 HOST_READS(scene_output)
 HOST_READS(scene_variant)
 HOST_READS(scene_background)
+HOST_READS(scene_sun)
 HOST_READS(scene_model)
 HOST_READS(scene_material)
 HOST_READS(scene_image)
