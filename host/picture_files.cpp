@@ -301,6 +301,13 @@ void write_picture(const std::filesystem::path& file, const picture& p)
     format_of(file, p.layout).write(file, p);
 }
 
+void write_text(const std::filesystem::path& file, const std::string& text)
+{
+    temporary_file out(file);
+    if (std::fwrite(text.data(), 1, text.size(), out.stream) != text.size()) { cannot_write(file, strerror(errno)); }
+    out.take_name();
+}
+
 void write_radiance(const std::filesystem::path& file, const image_buffer& light)
 {
     if (!zr_write_radiance_file(target_of(file).c_str(), &light))

@@ -48,6 +48,9 @@ void check_picture_file(const std::filesystem::path& file, const picture& shape)
 /// Writes a picture. Throws `failure` with the old file kept.
 void write_picture(const std::filesystem::path& file, const picture& p);
 
+/// Writes a text the same way. Throws `failure` with the old file kept.
+void write_text(const std::filesystem::path& file, const std::string& text);
+
 /// Writes light as .hdr. Throws `failure` with the old file kept.
 void write_radiance(const std::filesystem::path& file, const image_buffer& light);
 

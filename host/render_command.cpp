@@ -1,5 +1,7 @@
 /// @file
 /// `zirconlite render`: scene, models, search structure, job, pictures; and how a signal ends each of them.
+#include "host/build_daylight.hpp"
+#include "host/build_environment.hpp"
 #include "host/build_scene.hpp"
 #include "host/commands.hpp"
 #include "host/failure.hpp"
@@ -17,6 +19,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <unistd.h>
 
@@ -102,20 +105,146 @@ void print_counts(const built_scene& built, const scene& s)
         s.lights.size());
 }
 
+/// What one run renders with: its scene in the library, ready for jobs.
+struct render_session
+{
+    document* d;
+    output_files files;
+    progress_line& progress;
+    render_job job{}; ///< outlives a job that does not stop in time
+};
+
+void prepare_job(const scene& s, document* d, render_job& job)
+{
+    job = {};
+    job.document = d;
+    job.view = &d->views[1];
+    if (s.render.region) { set_region(s, job); }
+    zr_set_max_raytrace_threads(s.render.threads ? s.render.threads : -1);
+    zr_set_calibration_frame(s.render.calibration);
+    zr_rt_skip_preprocess(s.render.skip_preprocess);
+}
+
+/// Renders the view to its end or to a stop. False when workers still run.
+bool render_view_once(const scene& s, render_session& session)
+{
+    prepare_job(s, session.d, session.job);
+    const bool has_exposure = session.job.view->exposure_flags & EXPOSURE_LOCKED;
+    if (s.render.skip_preprocess && !has_exposure) { measure_by_probes(session.d); }
+    session.progress.restart();
+    const bool ended = run_job(session.d, session.job);
+    session.progress.finish();
+    return ended;
+}
+
+/// The picture of a scene file that asks for no series.
+int render_picture(const scene& s, render_session& session)
+{
+    document* d = session.d;
+    if (!render_view_once(s, session)) { leave_running_job(s, d, session.files); }
+    const bool preprocessed = s.render.skip_preprocess || state_of(d) & RENDER_STATE_PREPROCESSED;
+    if (stop_signal() && !preprocessed) { end_if_stopped("the measuring"); }
+    if (s.render.calibration)
+    {
+        std::printf("mean luminance %.4g cd/m2\n", d->views[1].measured_luminance);
+        return exit_done;
+    }
+    if (!stop_signal() && !(state_of(d) & RENDER_STATE_FINISHED))
+    {
+        throw failure(exit_render_failed, "the render ended early" + library_error());
+    }
+    write_output(s, d, session.files);
+    if (!stop_signal()) { return exit_done; }
+    std::fprintf(stderr, "zirconlite: stopped; the picture holds what was reached\n");
+    return stopped_exit_code();
+}
+
+/// One frame. A stopped one is not kept: the series goes on with it when started again.
+void render_frame(const scene& s, render_session& session, const output_files& files, bool keeps_exposure)
+{
+    if (!render_view_once(s, session))
+    {
+        std::fprintf(stderr, "zirconlite: stopped; start again for the missing frames\n");
+        std::fflush(nullptr);
+        _exit(stopped_exit_code());
+    }
+    end_if_stopped("this frame; start again for the missing ones");
+    if (!(state_of(session.d) & RENDER_STATE_FINISHED))
+    {
+        throw failure(exit_render_failed, "the render ended early" + library_error());
+    }
+    // The exposure stands on the disk before the first frame that has it.
+    if (keeps_exposure) { write_text(exposure_file(session.files), exposure_text(session.d->views[1])); }
+    write_output(s, session.d, files);
+}
+
+std::string read_text(const std::filesystem::path& file)
+{
+    std::ifstream in(file, std::ios::binary);
+    std::string text(64 * 1024, '\0'); // several times what an exposure takes
+    in.read(text.data(), std::streamsize(text.size()));
+    text.resize(size_t(in.gcount()));
+    return text;
+}
+
+int render_series(const scene& s, render_session& session, const std::vector<frame_moment>& moments, bool locked)
+{
+    render_view& view = session.d->views[1];
+    const std::filesystem::path exposure = exposure_file(session.files);
+    size_t there = 0;
+    for (size_t i = 0; i < moments.size(); ++i)
+    {
+        const output_files files = frame_files(session.files, i + 1);
+        // Without its exposure the first frame is measured again.
+        const bool measures = !locked || !std::filesystem::exists(exposure);
+        if (frame_exists(files) && !(locked && measures))
+        {
+            ++there;
+            continue;
+        }
+        end_if_stopped("this frame; start again for the missing ones");
+        scene at = s;
+        at.sun.date = moments[i].date;
+        at.sun.time = moments[i].time;
+        set_daylight(at.sun, session.d);
+        set_exposure(view, s.tone);
+        if (measures) { unlock_exposure(view); }
+        else { lock_exposure(view, read_text(exposure), exposure); }
+        std::fprintf(stderr, "frame %zu of %zu, %s %s\n", i + 1, moments.size(), moments[i].date.c_str(),
+            moments[i].time.c_str());
+        render_frame(at, session, files, locked && measures);
+    }
+    if (there) { std::fprintf(stderr, "frames that were there: %zu\n", there); }
+    return exit_done;
+}
+
 int render(const render_options& o)
 {
     const auto start = std::chrono::steady_clock::now();
     scene s = read_scene(o.scene);
     apply_options(o, s);
+    const std::vector<frame_moment> moments = read_sequence(o.sequence, s);
+    const bool is_series = is_range(o.sequence);
+    if (is_series && s.render.calibration) { throw failure(exit_usage, "a calibration has no series; see --help"); }
+    if (!moments.empty())
+    {
+        s.sun.date = moments.front().date;
+        s.sun.time = moments.front().time;
+        s.given_keys.insert({ "sun.date", "sun.time" });
+    }
     const output_files files = prepare_output(s, o.output);
 
     progress_line progress(isatty(STDERR_FILENO));
-    library_session session(progress);
-    document* d = session.scene;
+    library_session library(progress);
+    document* d = library.scene;
     import_limits limits;
     limits.memory_bytes = uint64_t(o.import_megabytes) << 20;
     limits.seconds = o.import_seconds;
+    std::vector<std::string> notes;
+    apply_settings_files(s, d, notes);
+    apply_tone_options(o.tone, s.tone); // what the command line says goes before files
     built_scene built = build_scene(s, d, limits);
+    built.notes.insert(built.notes.begin(), notes.begin(), notes.end());
     print_counts(built, s);
     build_view(s, d, built);
 
@@ -128,38 +257,14 @@ int render(const render_options& o)
     }
     end_if_stopped("the sorting of the scene");
 
-    render_job job{};
-    job.document = d;
-    job.view = &d->views[1];
-    if (s.render.region) { set_region(s, job); }
-    zr_set_max_raytrace_threads(s.render.threads ? s.render.threads : -1);
-    zr_set_calibration_frame(s.render.calibration);
-    zr_rt_skip_preprocess(s.render.skip_preprocess);
-    if (s.render.skip_preprocess) { measure_by_probes(d); }
-    progress.restart();
-    const bool ended = run_job(d, job);
-    progress.finish();
-    if (!ended) { leave_running_job(s, d, files); }
-
-    const bool preprocessed = s.render.skip_preprocess || state_of(d) & RENDER_STATE_PREPROCESSED;
-    if (stop_signal() && !preprocessed) { end_if_stopped("the measuring"); }
-    if (s.render.calibration)
+    render_session session{ d, files, progress };
+    const int code = is_series ? render_series(s, session, moments, o.sequence.exposure == "locked")
+                               : render_picture(s, session);
+    if (code == exit_done && !s.render.calibration)
     {
-        std::printf("mean luminance %.4g cd/m2\n", d->views[1].measured_luminance);
-        return exit_done;
+        std::fprintf(stderr, "done in %s\n", clock_text(seconds_since(start)).c_str());
     }
-    if (!stop_signal() && !(state_of(d) & RENDER_STATE_FINISHED))
-    {
-        throw failure(exit_render_failed, "the render ended early" + library_error());
-    }
-    write_output(s, d, files);
-    if (stop_signal())
-    {
-        std::fprintf(stderr, "zirconlite: stopped; the picture holds what was reached\n");
-        return stopped_exit_code();
-    }
-    std::fprintf(stderr, "done in %s\n", clock_text(seconds_since(start)).c_str());
-    return exit_done;
+    return code;
 }
 
 } // namespace

@@ -197,6 +197,7 @@ void add_render_options(CLI::App& command, render_options& o)
     command.add_option("--projection", o.projection,
         "parallel, perspective, two-point, cylindrical, spherical or light-probe");
     add_tone_options(command, o.tone);
+    add_sequence_options(command, o.sequence);
     command.add_option("--light-model", o.light_model, "exact or fast");
     command.add_option("--search", o.search, "tree or grid: what finds the hits of rays");
     command.add_flag("--preview", o.preview, "A quarter of the width and height, coarse passes only");

@@ -4,6 +4,7 @@
 
 #include "host/import.hpp"
 #include "host/scene.hpp"
+#include "host/sequence.hpp"
 
 namespace CLI
 {
@@ -33,6 +34,7 @@ struct render_options
     std::optional<int> threads, quality;
     std::optional<double> antialiasing;
     tone_options tone;
+    sequence_options sequence;
     std::string projection, light_model, search;
     bool preview = false;
     int import_megabytes = 4096;

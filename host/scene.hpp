@@ -48,6 +48,7 @@ struct scene_render
     bool soft_shadows = true;
     bool glossy_reflections = true, glossy_transmission = true;
     int gloss_samples = 4, translucency_samples = 4;
+    int sky_samples = 16;
     double gloss_jitter = 0.0625, translucency_jitter = 0.0625, pixel_jitter = 0.5;
     bool ambient = true;
     double ambient_scale = 0.8;

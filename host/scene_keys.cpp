@@ -77,6 +77,8 @@ const key_row<scene_render> render_rows[] = {
         "noise of sample places in pixels, 0.5" },
     { "ambient", &scene_render::ambient, 0, 0, nullptr, 0,
         "an even light stands in for what walls reflect, true" },
+    { "sky_samples", &scene_render::sky_samples, 0, 4096, nullptr, 0,
+        "rays a point to sky and surroundings in the exact light model, 16; 0 takes their light away" },
     { "ambient_scale", &scene_render::ambient_scale, 0, 10, nullptr, 0,
         "strength of that light in the fast light model, 0.8" },
     { "fast", &scene_render::fast, 0, 0, nullptr, 0, "stop after the coarse passes, false" },
