@@ -187,7 +187,8 @@ std::string read_text(const std::filesystem::path& file)
     return text;
 }
 
-int render_series(const scene& s, render_session& session, const std::vector<frame_moment>& moments, bool locked)
+int render_series(
+    const scene& s, render_session& session, const std::vector<frame_moment>& moments, bool locked)
 {
     render_view& view = session.d->views[1];
     const std::filesystem::path exposure = exposure_file(session.files);
@@ -225,7 +226,10 @@ int render(const render_options& o)
     apply_options(o, s);
     const std::vector<frame_moment> moments = read_sequence(o.sequence, s);
     const bool is_series = is_range(o.sequence);
-    if (is_series && s.render.calibration) { throw failure(exit_usage, "a calibration has no series; see --help"); }
+    if (is_series && s.render.calibration)
+    {
+        throw failure(exit_usage, "a calibration has no series; see --help");
+    }
     if (!moments.empty())
     {
         s.sun.date = moments.front().date;
