@@ -21,7 +21,7 @@ enum light_type
     LIGHT_AREA = 2,
     LIGHT_CYLINDRICAL = 3,
     LIGHT_PARALLEL = 4, /**< distant light: one direction, no position */
-    LIGHT_DAYLIGHT = 5, /**< window */
+    LIGHT_DAYLIGHT = 5, /**< window; lighting/daylight.h says what it needs */
     LIGHT_DISK = 6,
     LIGHT_RADIOSITY_SKY = 7,
     LIGHT_SKY_PATCH = 8,
@@ -138,12 +138,13 @@ struct light
                                        0 to 2 */
     float plain_color[3];         /**< colour before any brightness */
     float simple_color[3];        /**< `plain_color` x `simple_brightness` */
-    struct sun_sky* sun_sky;      /**< on the sky record only */
+    struct sun_sky* sun_sky;      /**< on the sky record and on windows */
     document* owner_document;     /**< on the sky record only */
 };
 
 /** A new light: a copy of `template_light` with no `next`, `first_child` and `goniometry`, prepared by its
  *  type and distribution. Every field that the host fills is held to its range, NaN to a neutral value.
+ *  A window takes its light from `sun_sky`, which outlives it; without one a LIGHT_DAYLIGHT is made as a sphere.
  *  The caller owns it until it is inserted, and frees it with zr_light_free. NULL when memory fails. */
 ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sun_sky);
 
