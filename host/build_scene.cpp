@@ -4,6 +4,7 @@
 #include "host/build_scene.hpp"
 
 #include "host/build_daylight.hpp"
+#include "host/build_environment.hpp"
 #include "host/build_material.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
@@ -69,12 +70,6 @@ void set_settings(const scene& s, document* d)
         d->focus_distance = s.camera.focus_distance.value_or(std::sqrt(distance));
     }
     if (!s.output.alpha.empty()) { d->environment_flags |= ENVIRONMENT_ALPHA; }
-
-    for (environment* e : { &d->environment, &d->reflected_environment })
-    {
-        e->mode = ENVIRONMENT_FLAT;
-        set_color(e->color0, s.background.color);
-    }
 }
 
 material_entry* add_material(document* d, const std::string& name, material* made)
@@ -450,7 +445,9 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
     built_scene built;
     set_settings(s, d);
     set_daylight(s.sun, d);
+    set_environment(s, d, built.hdr_views, built.notes);
     material_store materials{ s, d, built.notes };
+    if (!s.ground.material.empty()) { materials.of_scene(s.ground.material); }
     for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, built); }
     d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
     for (const scene_light& l : s.lights) { add_light(d, s, l); }

@@ -2,6 +2,7 @@
 /// Puts a scene into a document of the library: settings, background, materials, meshes, lights, camera.
 #pragma once
 
+#include "host/build_environment.hpp"
 #include "host/import.hpp"
 #include "host/scene.hpp"
 #include "zirconlite/frame/document.h"
@@ -18,6 +19,7 @@ struct built_scene
     uint64_t triangles = 0;
     std::vector<std::string> notes;           ///< one line each: what a file has and the picture lacks
     std::vector<view_clip_plane> clip_planes; ///< the view points to these
+    std::vector<owned_view> hdr_views; ///< the environments point to these
     std::vector<std::unique_ptr<mapping>> mappings; ///< the meshes point to these
 };
 

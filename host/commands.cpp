@@ -22,6 +22,7 @@ const command_row commands[] = {
     { "render", "Render a scene file to a picture", setup_render },
     { "convert", "Write a picture in another format", setup_convert },
     { "tone", "Show a picture kept as light at an exposure", setup_tone },
+    { "settings", "Show, convert and check files of settings: .su, .en and .ex", setup_settings },
     { "library", "List, show, add, delete, pack and translate what library files hold", setup_library },
     { "sun", "Print where the sun stands and what light it and the sky give", setup_sun },
     { "keys", "Print the sections and keys of a scene file", setup_keys },

@@ -28,6 +28,7 @@ extern const command_row commands[];
 std::function<int()> setup_render(CLI::App& command);
 std::function<int()> setup_convert(CLI::App& command);
 std::function<int()> setup_tone(CLI::App& command);
+std::function<int()> setup_settings(CLI::App& command);
 std::function<int()> setup_library(CLI::App& command);
 std::function<int()> setup_sun(CLI::App& command);
 std::function<int()> setup_keys(CLI::App& command);

@@ -4,11 +4,13 @@
 #pragma once
 
 #include "host/scene_daylight.hpp"
+#include "host/scene_surroundings.hpp"
 
 #include <array>
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -75,11 +77,6 @@ struct scene_variant
     std::string file;
     std::optional<int> method;
     std::optional<double> brightness, contrast, source_gain;
-};
-
-struct scene_background
-{
-    color3 color{ { 0, 0, 0 } };
 };
 
 /// One use of a picture on a material.
@@ -193,6 +190,19 @@ struct scene
     scene_tone tone;
     scene_output output;
     scene_background background;
+    scene_hdr surroundings;
+    scene_reflections reflections;
+    scene_haze haze;
+    scene_ground ground;
+    scene_clouds clouds;
+    std::vector<std::string> settings; ///< files of settings, which set their fields first
+    std::set<std::string> given_keys;  ///< "section.key" of what the file says about sun and tone
+
+    bool given(const std::string& section, const std::string& key) const
+    {
+        return given_keys.count(section + "." + key) != 0;
+    }
+
     scene_sun sun;
     std::vector<scene_variant> variants;
     std::vector<scene_model> models;

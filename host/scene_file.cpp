@@ -28,7 +28,8 @@ constexpr unit_row units[] = { { "m", 1 }, { "cm", 0.01 }, { "mm", 0.001 }, { "k
     { "ft", 0.3048 }, { "yd", 0.9144 } };
 
 const char* const top_level_names[] = { "camera", "render", "tone", "output", "variant", "background",
-    "sun", "model", "materials", "light", nullptr };
+    "surroundings", "reflections", "haze", "ground", "clouds", "settings", "sun", "model", "materials", "light",
+    nullptr };
 
 template <class R>
 void read_one(
@@ -97,6 +98,47 @@ void read_materials(const toml::table& root, scene& s, const std::string& file)
         m.line = int(name.source().begin.line);
         read_material(*value.as_table(), m, heading, file);
     }
+}
+
+/// [reflections] with its two tables.
+void read_reflections(const toml::table& root, scene& s, const std::string& file)
+{
+    const toml::node* n = root.get("reflections");
+    if (!n || !n->is_table())
+    {
+        read_one(root, "reflections", reflection_section, s.reflections, file);
+        return;
+    }
+    toml::table own = *n->as_table();
+    const section<scene_background> background{ "[reflections.background]", "", background_section.rows };
+    const section<scene_hdr> hdr{ "[reflections.surroundings]", "", hdr_section.rows };
+    read_one(own, "background", background, s.reflections.background, file);
+    read_one(own, "surroundings", hdr, s.reflections.surroundings, file);
+    s.reflections.is_own = own.contains("background") || own.contains("surroundings");
+    own.erase("background");
+    own.erase("surroundings");
+    read_table(own, s.reflections, reflection_section.rows, { file, reflection_section.heading });
+}
+
+/// `settings = ["a.en"]`, and which keys of the sections that such a file may set stand in the scene.
+void read_settings_names(const toml::table& root, scene& s, const std::string& file)
+{
+    for (const char* name : { "sun", "tone" })
+    {
+        const toml::table* table = root[name].as_table();
+        if (!table) { continue; }
+        for (const auto& [key, value] : *table) { s.given_keys.insert(fmt::format("{}.{}", name, key.str())); }
+    }
+    const toml::node* n = root.get("settings");
+    if (!n) { return; }
+    const toml::array* list = n->as_array();
+    const auto is_name = [](const toml::node& e) { return e.is_string() && !e.value_or<std::string>("").empty(); };
+    if (!list || list->size() > 16 || !std::all_of(list->begin(), list->end(), is_name))
+    {
+        bad_scene(file, int(n->source().begin.line),
+            "settings: expected a list of at most 16 files, like [\"evening.su\", \"meadow.en\"]");
+    }
+    for (const toml::node& e : *list) { s.settings.push_back(e.value_or<std::string>("")); }
 }
 
 void check_top_level(const toml::table& root, const std::string& file)
@@ -261,6 +303,22 @@ void check_materials(const scene& s, const std::string& file)
     for (const auto& [name, m] : s.materials) { check_depth(s, file, name, 0); }
 }
 
+void check_surroundings(const scene& s, const toml::table& root, const std::string& file)
+{
+    const auto wrong = [&](const char* section, const char* key, const std::string& text)
+    { bad_scene(file, line_of_key(root, section, key), fmt::format("[{}] {}", section, text)); };
+
+    if (root["surroundings"] && s.surroundings.file.empty()) { wrong("surroundings", "file", "has no file"); }
+    if (s.reflections.none && s.reflections.is_own)
+    {
+        wrong("reflections", "none", "none: mirrors see nothing, and have a background of their own");
+    }
+    if (!s.ground.material.empty())
+    {
+        check_material_name(s, file, line_of_key(root, "ground", "material"), "[ground]", s.ground.material);
+    }
+}
+
 void check_models(const scene& s, const std::string& file)
 {
     const auto check_material = [&](int line, const std::string& name)
@@ -378,6 +436,15 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path)
     read_one(root, "tone", tone_section, s.tone, file);
     read_one(root, "output", output_section, s.output, file);
     read_one(root, "background", background_section, s.background, file);
+    read_one(root, "surroundings", hdr_section, s.surroundings, file);
+    read_reflections(root, s, file);
+    read_one(root, "haze", haze_section, s.haze, file);
+    read_one(root, "ground", ground_section, s.ground, file);
+    read_one(root, "clouds", clouds_section, s.clouds, file);
+    s.haze.is_on = root.contains("haze");
+    s.ground.is_on = root.contains("ground");
+    s.clouds.is_on = root.contains("clouds");
+    read_settings_names(root, s, file);
     read_one(root, "sun", sun_section, s.sun, file);
     s.sun.is_on = root.contains("sun");
     read_list(root, "variant", variant_section, s.variants, 64, file);
@@ -388,6 +455,7 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path)
     check_camera(s, root, file);
     check_render(s, root, file);
     check_materials(s, file);
+    check_surroundings(s, root, file);
     check_models(s, file);
     check_sun(s, root, file);
     check_lights(s, file);
@@ -465,6 +533,11 @@ std::string describe_scene_keys()
     describe(out, output_section);
     describe(out, variant_section);
     describe(out, background_section);
+    describe(out, hdr_section);
+    describe(out, reflection_section);
+    describe(out, haze_section);
+    describe(out, ground_section);
+    describe(out, clouds_section);
     describe(out, sun_section);
     describe(out, model_section);
     describe(out, material_section);

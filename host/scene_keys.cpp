@@ -121,11 +121,6 @@ const key_row<scene_variant> variant_rows[] = {
     { nullptr, &scene_variant::file, 0, 0, nullptr, 0, nullptr },
 };
 
-const key_row<scene_background> background_rows[] = {
-    { "color", &scene_background::color, 0, 1, nullptr, 0, "colour behind the scene, black" },
-    { nullptr, &scene_background::color, 0, 0, nullptr, 0, nullptr },
-};
-
 const key_row<scene_model> model_rows[] = {
     { "file", &scene_model::file, 1, 4096, nullptr, 0,
         "OBJ, glTF, GLB, PLY, COLLADA, STL, 3DS, IFC or another format of the importer" },
@@ -206,8 +201,6 @@ const section<scene_tone> tone_section{ "[tone]", "From light to screen.", tone_
 const section<scene_output> output_section{ "[output]", "The pictures, beside the scene file.", output_rows };
 const section<scene_variant> variant_section{ "[[variant]]",
     "One more picture of the same render, at another exposure. At most 64.", variant_rows };
-const section<scene_background> background_section{ "[background]", "What lies behind everything.",
-    background_rows };
 const section<scene_model> model_section{ "[[model]]", "A model file, put into the scene. At most 4096.",
     model_rows };
 const section<scene_light> light_section{ "[[light]]",

@@ -32,7 +32,7 @@ namespace host
 template <class R>
 using field_of = std::variant<double R::*, std::optional<double> R::*, int R::*, std::optional<int> R::*,
     bool R::*, std::optional<bool> R::*, std::string R::*, vec3 R::*, std::optional<vec3> R::*, color3 R::*,
-    std::optional<color3> R::*, std::array<int, 2> R::*, std::array<double, 2> R::*, std::optional<std::array<int, 4>> R::*,
+    std::optional<color3> R::*, std::array<int, 2> R::*, std::array<double, 2> R::*, std::optional<std::array<double, 2>> R::*, std::optional<std::array<int, 4>> R::*,
     std::optional<std::array<double, 4>> R::*, std::optional<std::array<double, 16>> R::*,
     std::vector<clip_plane> R::*, std::vector<vec3> R::*, std::map<std::string, std::string> R::*>;
 
@@ -74,6 +74,11 @@ extern const section<scene_tone> tone_section;
 extern const section<scene_output> output_section;
 extern const section<scene_variant> variant_section;
 extern const section<scene_background> background_section;
+extern const section<scene_hdr> hdr_section;
+extern const section<scene_reflections> reflection_section;
+extern const section<scene_haze> haze_section;
+extern const section<scene_ground> ground_section;
+extern const section<scene_clouds> clouds_section;
 extern const section<scene_sun> sun_section;
 extern const section<scene_model> model_section;
 extern const section<scene_material> material_section;

@@ -1,0 +1,266 @@
+/// @file
+/// `zirconlite settings`: what a file of settings holds, its conversion to and from plain UTF-8 text, and a check
+/// that says which lines mean nothing.
+#include "host/build_environment.hpp"
+#include "host/build_scene.hpp"
+#include "host/commands.hpp"
+#include "host/failure.hpp"
+#include "host/library_session.hpp"
+#include "host/settings_stream.hpp"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <unistd.h>
+
+namespace host
+{
+
+namespace
+{
+
+constexpr size_t file_limit = 16u << 20;
+constexpr size_t counted_units = 512; // of a line
+
+std::string read_bytes(const std::filesystem::path& file)
+{
+    std::ifstream in(file, std::ios::binary);
+    std::error_code error;
+    if (!in || std::filesystem::is_directory(file, error))
+    {
+        throw failure(exit_missing_file, file.string() + ": settings file not found, or it cannot be read");
+    }
+    std::string bytes(file_limit + 1, '\0');
+    in.read(bytes.data(), std::streamsize(bytes.size()));
+    bytes.resize(size_t(in.gcount()));
+    if (bytes.size() > file_limit) { throw failure(exit_bad_scene, file.string() + ": larger than 16 MB"); }
+    return bytes;
+}
+
+bool is_plain_text(const std::string& bytes)
+{
+    return bytes.starts_with("#ZR3") || bytes.starts_with("\xef\xbb\xbf#ZR3");
+}
+
+/// UTF-8 of UTF-16LE, without its mark; halves of characters that stand alone become question marks.
+std::string utf8_of(const std::string& bytes)
+{
+    std::string out;
+    const auto unit = [&](size_t i) { return uint32_t(uint8_t(bytes[i])) | uint32_t(uint8_t(bytes[i + 1])) << 8; };
+    for (size_t i = 0; i + 1 < bytes.size(); i += 2)
+    {
+        uint32_t c = unit(i);
+        const uint32_t low = i + 3 < bytes.size() ? unit(i + 2) : 0;
+        if (c == 0xfeff && i == 0) { continue; }
+        if (c >= 0xd800 && c < 0xdc00 && low >= 0xdc00 && low < 0xe000)
+        {
+            c = 0x10000 + ((c - 0xd800) << 10) + (low - 0xdc00);
+            i += 2;
+        }
+        else if (c >= 0xd800 && c < 0xe000) { c = '?'; }
+        if (c < 0x80) { out += char(c); }
+        else if (c < 0x800) { out += { char(0xc0 | c >> 6), char(0x80 | (c & 0x3f)) }; }
+        else if (c < 0x10000) { out += { char(0xe0 | c >> 12), char(0x80 | (c >> 6 & 0x3f)), char(0x80 | (c & 0x3f)) }; }
+        else
+        {
+            out += { char(0xf0 | c >> 18), char(0x80 | (c >> 12 & 0x3f)), char(0x80 | (c >> 6 & 0x3f)),
+                char(0x80 | (c & 0x3f)) };
+        }
+    }
+    return out;
+}
+
+std::string utf16_bytes(const std::filesystem::path& file, const std::string& utf8)
+{
+    std::u16string units;
+    try
+    {
+        units = std::filesystem::path(utf8).u16string();
+    }
+    catch (const std::exception&)
+    {
+        throw failure(exit_bad_scene, file.string() + ": the text is not UTF-8");
+    }
+    std::string out;
+    for (const char16_t u : units)
+    {
+        if (u == 0xfeff || u == u'\r') { continue; }
+        out += { char(u & 0xff), char(u >> 8) };
+    }
+    return out;
+}
+
+/// A file in the temporary folder for a scope.
+struct scratch_file
+{
+    explicit scratch_file(const std::string& bytes)
+        : path(std::filesystem::temp_directory_path() / fmt::format("zirconlite-settings-{}", getpid()))
+    {
+        std::ofstream(path, std::ios::binary) << bytes;
+    }
+    ~scratch_file()
+    {
+        std::error_code error;
+        std::filesystem::remove(path, error);
+    }
+    std::filesystem::path path;
+};
+
+/// A document with the fields that a file of settings, in either form, sets over the defaults; the kind.
+int read_either(const std::filesystem::path& file, document* d, render_view& view)
+{
+    const std::string bytes = read_bytes(file);
+    set_environment_defaults(d);
+    set_exposure(view, scene_tone{});
+    if (!is_plain_text(bytes)) { return read_settings(file, d, view); }
+    const scratch_file as_units(utf16_bytes(file, bytes));
+    try
+    {
+        return read_settings(as_units.path, d, view);
+    }
+    catch (const failure& f)
+    {
+        const std::string text = f.what();
+        throw failure(f.code, file.string() + text.substr(std::min(text.size(), as_units.path.string().size())));
+    }
+}
+
+std::vector<std::string> lines_of(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (size_t at = 0; at <= text.size();)
+    {
+        const size_t end = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, end - at));
+        if (!lines.back().empty() && lines.back().back() == '\r') { lines.back().pop_back(); }
+        at = end + 1;
+    }
+    if (lines.size() > 1 && lines.back().empty()) { lines.pop_back(); }
+    return lines;
+}
+
+std::string key_of(const std::string& line)
+{
+    const size_t start = line.find_first_not_of("\t=");
+    return start == std::string::npos ? "" : line.substr(start, line.find_first_of("\t=", start) - start);
+}
+
+std::string whole_text(int kind, document* d, render_view& view)
+{
+    const scratch_file out("");
+    write_settings(out.path, kind, d, view);
+    return utf8_of(read_bytes(out.path));
+}
+
+/// What is odd about the file's own lines; `written` is what this program would write in its place.
+std::vector<std::string> complaints(int kind, const std::string& text, const std::string& written)
+{
+    std::vector<std::string> known, found;
+    for (const std::string& line : lines_of(written)) { known.push_back(key_of(line)); }
+    known.insert(known.end(), { "GP MATERIAL", "GP LIBRARY" }); // written only where there is one
+    const std::vector<std::string> lines = lines_of(text);
+    bool ended = false;
+    for (size_t i = 1; i < lines.size() && !ended; ++i)
+    {
+        ended = lines[i].starts_with("#END");
+        const std::string key = key_of(lines[i]);
+        if (lines[i].size() > counted_units)
+        {
+            found.push_back(fmt::format("line {}: longer than {} characters; the rest means nothing", i + 1, counted_units));
+        }
+        if (ended || kind == SETTINGS_EXPOSURE) { continue; }
+        if (std::find(known.begin(), known.end(), key) == known.end())
+        {
+            found.push_back(fmt::format("line {}: unknown key \"{}\"", i + 1, key.substr(0, 80)));
+        }
+    }
+    if (!ended) { found.push_back("there is no #END"); }
+    return found;
+}
+
+/// The library with a document and a view for the values.
+struct settings_session
+{
+    progress_line progress{ false };
+    library_session session{ progress };
+    document* d = session.scene;
+    render_view& view = d->views[1];
+};
+
+int show(const std::string& file)
+{
+    settings_session s;
+    const int kind = read_either(file, s.d, s.view);
+    std::printf("%s\n", whole_text(kind, s.d, s.view).c_str());
+    return exit_done;
+}
+
+int convert(const std::string& file, const std::string& out)
+{
+    settings_session s;
+    const int kind = read_either(file, s.d, s.view);
+    const int wanted = settings_kind_of(out);
+    if (wanted == kind)
+    {
+        write_settings(out, kind, s.d, s.view);
+        return exit_done;
+    }
+    if (wanted || std::filesystem::path(out).extension() != ".txt")
+    {
+        throw failure(exit_usage, out + ": expected the extension of the file's own kind, or .txt for plain text");
+    }
+    std::ofstream text(out, std::ios::binary);
+    text << whole_text(kind, s.d, s.view) << '\n';
+    text.close();
+    if (!text) { throw failure(exit_render_failed, out + ": cannot be written"); }
+    return exit_done;
+}
+
+int check(const std::string& file)
+{
+    settings_session s;
+    const std::string bytes = read_bytes(file);
+    const int kind = read_either(file, s.d, s.view);
+    const std::string text = is_plain_text(bytes) ? bytes : utf8_of(bytes);
+    std::vector<std::string> found = complaints(kind, text, whole_text(kind, s.d, s.view));
+    if (!is_plain_text(bytes) && bytes.size() % 2) { found.push_back("an odd byte stands at the end"); }
+    for (const std::string& line : found) { std::fprintf(stderr, "zirconlite: %s: %s\n", file.c_str(), line.c_str()); }
+    static const char* const kinds[] = { "", "sun and sky", "environment", "exposure" };
+    if (found.empty()) { std::printf("%s: %s, whole\n", file.c_str(), kinds[kind]); }
+    return found.empty() ? exit_done : exit_bad_scene;
+}
+
+} // namespace
+
+std::function<int()> setup_settings(CLI::App& command)
+{
+    struct settings_arguments
+    {
+        std::string file, out;
+        int (*run)(const settings_arguments&) = nullptr;
+    };
+    auto o = std::make_shared<settings_arguments>();
+    const auto add = [&](const char* name, const char* help, int (*run)(const settings_arguments&))
+    {
+        CLI::App* sub = command.add_subcommand(name, help);
+        sub->add_option("FILE", o->file, "The file: .su, .en or .ex, or one that convert made plain text")->required();
+        sub->callback([o, run] { o->run = run; });
+        return sub;
+    };
+    command.require_subcommand(1);
+    add("show", "Print all values, those that the file leaves out at their defaults",
+        [](const settings_arguments& a) { return show(a.file); });
+    add("check", "Say which lines of the file mean nothing",
+        [](const settings_arguments& a) { return check(a.file); });
+    add("convert", "Write all values to a file of the same kind, or as plain text (.txt)",
+        [](const settings_arguments& a) { return convert(a.file, a.out); })
+        ->add_option("OUT", o->out, "The file to write")
+        ->required();
+    return [o] { return o->run(*o); };
+}
+
+} // namespace host
