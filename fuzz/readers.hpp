@@ -9,6 +9,7 @@
 #include <stdlib.h>
 
 #include "fuzz/library_readers.hpp"
+#include "fuzz/settings_readers.hpp"
 #include "zirconlite/imagefiles/codecs.hpp"
 #include "zirconlite/imagefiles/radiance.hpp"
 #include "zirconlite/raytrace/image_buffer.h"
@@ -61,6 +62,7 @@ inline constexpr reader_row readers[] = {
     { "hdr", read_radiance },
     { "library", use_library },
     { "material_record", use_material_record },
+    { "settings", use_settings },
 };
 
 } // namespace fuzz

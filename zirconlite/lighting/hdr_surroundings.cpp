@@ -16,6 +16,8 @@ namespace zr
 namespace
 {
 
+constexpr float rim_pixels = 1.5f;
+
 /// Position of a direction in the picture, pixels.
 void place_in_picture(const render_view& view, const vector3& d, float* x, float* y)
 {
@@ -31,6 +33,12 @@ void place_in_picture(const render_view& view, const vector3& d, float* x, float
         *x = d.y > 0.0 ? 0.5f * width : width;
         *y = 0.5f * height;
     }
+    // A rendered probe has no light in the pixels that its circle cuts.
+    const float from_middle = std::hypot(*x / width - 0.5f, *y / height - 0.5f);
+    const float whole = 0.5f - rim_pixels / std::min(width, height);
+    if (!(from_middle > whole) || !(whole > 0.0f)) { return; }
+    *x = (0.5f + (*x / width - 0.5f) * (whole / from_middle)) * width;
+    *y = (0.5f + (*y / height - 0.5f) * (whole / from_middle)) * height;
 }
 
 } // namespace

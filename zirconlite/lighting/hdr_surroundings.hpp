@@ -11,7 +11,7 @@ namespace zr
 void prepare_hdr_surroundings(environment& record);
 
 /// The light of the picture in a unit direction, cd/m2, times `hdr_scale`. False without a picture, and where it has
-/// no pixel: a light probe's corners are never asked for, so that is a picture that is not complete. Any thread.
+/// no pixel. Any thread.
 ///
 /// A picture is a light probe when its view's projection says so, else latitude and longitude: the middle of both
 /// is north (+y) before `hdr_rotation`, x grows to the right as seen from inside.
