@@ -24,6 +24,7 @@ struct cloud_ray
     const environment& record;
     const sun_sky* sun; ///< null where no sun takes part
     vector3 origin, direction, inverse;
+    vector3 squares; ///< of the direction's components
     double t_min, t_max;
     double radiance[3];
     double transmission;
@@ -42,9 +43,14 @@ bool near_root(const cloud_ellipsoid& e, const cloud_ray& r, double t0, double t
 {
     const vector3 o = r.origin - center_of(e), d = r.direction;
     const double A = e.inverse_rx2, B = e.inverse_ry2, C = e.inverse_rz2;
-    const double a = A * d.x * d.x + B * d.y * d.y + C * d.z * d.z;
+    const double a = A * r.squares.x + B * r.squares.y + C * r.squares.z;
     if (std::fabs(a) < geometry_zero) { return false; }
-    const double b = 2.0 * (A * o.x * d.x + B * o.y * d.y + C * o.z * d.z);
+    const double half_b = A * o.x * d.x + B * o.y * d.y + C * o.z * d.z;
+    // The near root lies before the middle of the chord, by less than the longest half chord there is. Most
+    // ellipsoids of a column are entered in another one; these two tests, with room for rounding, find them.
+    const double before = -half_b - t0 * a, behind = -half_b - t1 * a, room = 1e-9 * std::fabs(half_b);
+    if (before < -room || (behind > room && (behind - room) * (behind - room) > a * (1.0 + 1e-9))) { return false; }
+    const double b = 2.0 * half_b;
     const double c = A * o.x * o.x + B * o.y * o.y + C * o.z * o.z - 1.0;
     const double root = b * b - 4.0 * a * c;
     if (!(root >= 0.0)) { return false; }
@@ -62,12 +68,29 @@ double thickness_at(const cloud_ellipsoid& e, double z)
     return 1.0 - s;
 }
 
-/// The whole opacity of a density: thin edges vanish, the rest is solid.
-double opacity_of(double density)
+/// The opacity of a density of `smooth` and half the turbulence of 5 octaves at a point: thin edges vanish, the rest
+/// is solid. Ends as soon as the octaves that are left, each between plus and minus half its weight, change nothing.
+double opacity_of(double smooth, const vector3& at)
 {
-    if (density >= 0.6) { return 1.0; }
-    if (!(density >= 0.4)) { return 0.0; }
-    const double s = (density - 0.4) * 5.0;
+    constexpr int octaves = 5;
+    constexpr double empty = 0.4, solid = 0.6, room = 1e-9;
+    double density = smooth, sum = 0.0, weight = 1.0, left = 0.96875;
+    vector3 q = at;
+    for (int n = 0; n < octaves; ++n)
+    {
+        double value;
+        zr_noise(&q, &value, 1);
+        sum += value * weight;
+        left -= 0.5 * weight;
+        weight *= 0.5;
+        q = { q.x * 2.0, q.y * 2.0, q.z * 2.0 };
+        density = smooth + 0.5 * sum;
+        if (density + 0.5 * left < empty - room) { return 0.0; }
+        if (density - 0.5 * left > solid + room) { return 1.0; }
+    }
+    if (density >= solid) { return 1.0; }
+    if (!(density >= empty)) { return 0.0; }
+    const double s = (density - empty) * 5.0;
     return s * s * s;
 }
 
@@ -117,9 +140,7 @@ void shade_hit(cloud_ray& r, const cloud_hit& hit)
         turned_back(r.record, normalized({ e.inverse_rx2 * p.x, e.inverse_ry2 * p.y, e.inverse_rz2 * p.z }));
     const double facing = dot(normal, turned_back(r.record, r.direction));
     const vector3 at = noise_scale * p;
-    double rough;
-    turb1(&at, &rough, 5);
-    const double a = opacity_of(facing * facing * thickness + 0.5 * rough);
+    const double a = opacity_of(facing * facing * thickness, at);
     if (a == 0.0) { return; }
     double color[3];
     cumulus_color(r, bent(normal, at), color);
@@ -253,8 +274,9 @@ double clouds(const document& document, const environment& record, const ray& ra
     const bool has_sun = document.sun_sky && (document.sun_sky_flags & SUN_SKY_SUN_MASK);
     const vector3 direction = transform_vector(record.cloud_matrix, ray.direction);
     cloud_ray r = { record, has_sun ? document.sun_sky : nullptr,
-        transform_vector(record.cloud_matrix, ray.origin - shift), direction, ray_reciprocal(direction), ray.t_min,
-        ray.t_max, {}, 1.0 };
+        transform_vector(record.cloud_matrix, ray.origin - shift), direction, ray_reciprocal(direction),
+        { direction.x * direction.x, direction.y * direction.y, direction.z * direction.z }, ray.t_min, ray.t_max,
+        {}, 1.0 };
     if (record.cloud_flags & CLOUDS_CUMULUS) { cumulus(r); }
     if ((record.cloud_flags & CLOUDS_CIRRUS) && r.transmission != 0.0) { cirrus(r); }
     for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(r.radiance[i]); }
