@@ -1,5 +1,5 @@
-// What daylight costs: the sky's luminance, the sun's angles, a window's samples, a moment's preparation, and a
-// shaded point by the sun's shadow rays.
+// What daylight costs: the sky's luminance, the sun's angles, a window's samples, a moment's preparation, and
+// a shaded point by the sun's shadow rays.
 #include <benchmark/benchmark.h>
 
 #include <cmath>

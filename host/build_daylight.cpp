@@ -34,7 +34,9 @@ void set_place(const scene_sun& s, sun_sky& k)
     k.latitude = s.latitude ? *s.latitude : c ? c->latitude : 0;
     k.longitude = s.longitude ? *s.longitude : c ? c->longitude : 0;
     const bool is_citys = c && !s.latitude;
-    k.time_zone = s.zone_hours ? *s.zone_hours : is_citys ? c->zone_minutes / 60.0 : std::round(k.longitude / 15);
+    k.time_zone = s.zone_hours ? *s.zone_hours
+                  : is_citys   ? c->zone_minutes / 60.0
+                               : std::round(k.longitude / 15);
     const std::u16string name = std::filesystem::path(s.place).u16string();
     std::fill(std::begin(k.place), std::end(k.place), u'\0');
     std::copy_n(name.begin(), std::min(name.size(), std::size(k.place) - 1), k.place);
@@ -61,7 +63,8 @@ vector3 twice_area(const std::vector<vec3>& corners)
     vector3 sum{};
     for (size_t i = 1; i + 1 < corners.size(); ++i)
     {
-        sum = plus(sum, cross(minus(point(corners[i]), point(corners[0])), minus(point(corners[i + 1]), point(corners[0]))));
+        sum = plus(sum, cross(minus(point(corners[i]), point(corners[0])),
+                            minus(point(corners[i + 1]), point(corners[0]))));
     }
     return sum;
 }
@@ -152,12 +155,16 @@ std::string check_window(const scene_light& l)
     if (size < 1e-9) { return "corners: span no area"; }
     for (size_t i = 0; i < n; ++i)
     {
-        const vector3 a = point(l.corners[i]), b = point(l.corners[(i + 1) % n]), c = point(l.corners[(i + 2) % n]);
+        const vector3 a = point(l.corners[i]), b = point(l.corners[(i + 1) % n]),
+                      c = point(l.corners[(i + 2) % n]);
         if (std::abs(dot(minus(a, point(l.corners[0])), area)) > 1e-3 * size * std::sqrt(size))
         {
             return "corners: do not lie in one plane";
         }
-        if (dot(cross(minus(b, a), minus(c, b)), area) <= 0) { return "corners: a window is convex, with no corner within a side"; }
+        if (dot(cross(minus(b, a), minus(c, b)), area) <= 0)
+        {
+            return "corners: a window is convex, with no corner within a side";
+        }
     }
     return "";
 }

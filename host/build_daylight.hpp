@@ -9,8 +9,8 @@
 namespace host
 {
 
-/// Sun and sky with all that follows from them; may be called again for another moment, before a render. The light
-/// model of the document has been set, and the section has been checked.
+/// Sun and sky with all that follows from them; may be called again for another moment, before a render. The
+/// light model of the document has been set, and the section has been checked.
 void set_daylight(const scene_sun& s, document* d);
 
 /// Fills the window's shape: a polygon of corners, or a rectangle about its position.

@@ -75,7 +75,8 @@ int read_step(const std::string& text)
     const long minutes = unit == "h" && number <= 24 ? number * 60 : unit == "m" ? number : 0;
     if (minutes < 1 || minutes > day_minutes)
     {
-        throw failure(exit_usage, fmt::format("--table: \"{}\" is no step like 1h or 15m within a day", text));
+        throw failure(
+            exit_usage, fmt::format("--table: \"{}\" is no step like 1h or 15m within a day", text));
     }
     return int(minutes);
 }
@@ -103,7 +104,8 @@ std::string place_of(const scene_sun& s, const sun_sky& k)
 
 std::string as_text(const std::vector<sun_moment>& all, const scene_sun& s, const sun_sky& k)
 {
-    std::string out = fmt::format("{}, {}{}\n", place_of(s, k), s.date, s.daylight_saving ? ", daylight saving" : "");
+    std::string out =
+        fmt::format("{}, {}{}\n", place_of(s, k), s.date, s.daylight_saving ? ", daylight saving" : "");
     out += "time   altitude  apparent   azimuth   sun lux  sky cd/m2  sun colour        sky colour\n";
     for (const sun_moment& m : all)
     {
@@ -117,12 +119,14 @@ std::string as_text(const std::vector<sun_moment>& all, const scene_sun& s, cons
 
 std::string as_csv(const std::vector<sun_moment>& all, const scene_sun& s, const sun_sky&)
 {
-    std::string out = "date,time,altitude_deg,apparent_altitude_deg,azimuth_deg,sun_lux,sky_cd_m2,sun_red,sun_green,"
-                      "sun_blue,sky_red,sky_green,sky_blue\n";
+    std::string out =
+        "date,time,altitude_deg,apparent_altitude_deg,azimuth_deg,sun_lux,sky_cd_m2,sun_red,sun_green,"
+        "sun_blue,sky_red,sky_green,sky_blue\n";
     for (const sun_moment& m : all)
     {
-        out += fmt::format("{},{},{:.4f},{:.4f},{:.4f},{:.1f},{:.2f},{:.4f},{:.4f},{:.4f},{:.4f},{:.4f},{:.4f}\n",
-            s.date, m.time, m.altitude_deg, m.apparent_deg, m.azimuth_deg, m.sun_lux, m.sky_strength, m.sun_color[0],
+        out += fmt::format(
+            "{},{},{:.4f},{:.4f},{:.4f},{:.1f},{:.2f},{:.4f},{:.4f},{:.4f},{:.4f},{:.4f},{:.4f}\n", s.date,
+            m.time, m.altitude_deg, m.apparent_deg, m.azimuth_deg, m.sun_lux, m.sky_strength, m.sun_color[0],
             m.sun_color[1], m.sun_color[2], m.sky_color[0], m.sky_color[1], m.sky_color[2]);
     }
     return out;
@@ -135,9 +139,10 @@ std::string as_json(const std::vector<sun_moment>& all, const scene_sun& s, cons
         s.date, k.latitude, k.longitude, k.time_zone, s.daylight_saving);
     for (const sun_moment& m : all)
     {
-        out += fmt::format("    {{ \"time\": \"{}\", \"altitude_deg\": {:.4f}, \"apparent_altitude_deg\": {:.4f}, "
-                           "\"azimuth_deg\": {:.4f}, \"sun_lux\": {:.1f}, \"sky_cd_m2\": {:.2f}, "
-                           "\"sun_color\": [{:.4f}, {:.4f}, {:.4f}], \"sky_color\": [{:.4f}, {:.4f}, {:.4f}] }}{}\n",
+        out += fmt::format(
+            "    {{ \"time\": \"{}\", \"altitude_deg\": {:.4f}, \"apparent_altitude_deg\": {:.4f}, "
+            "\"azimuth_deg\": {:.4f}, \"sun_lux\": {:.1f}, \"sky_cd_m2\": {:.2f}, "
+            "\"sun_color\": [{:.4f}, {:.4f}, {:.4f}], \"sky_color\": [{:.4f}, {:.4f}, {:.4f}] }}{}\n",
             m.time, m.altitude_deg, m.apparent_deg, m.azimuth_deg, m.sun_lux, m.sky_strength, m.sun_color[0],
             m.sun_color[1], m.sun_color[2], m.sky_color[0], m.sky_color[1], m.sky_color[2],
             &m == &all.back() ? "" : ",");
@@ -146,8 +151,8 @@ std::string as_json(const std::vector<sun_moment>& all, const scene_sun& s, cons
 }
 
 /// By the row of format_names.
-constexpr std::string (*writers[])(const std::vector<sun_moment>&, const scene_sun&, const sun_sky&) = { as_text,
-    as_csv, as_json };
+constexpr std::string (*writers[])(
+    const std::vector<sun_moment>&, const scene_sun&, const sun_sky&) = { as_text, as_csv, as_json };
 
 std::string city_list()
 {
@@ -166,7 +171,8 @@ std::string option_names(std::string text)
     for (const auto& [key, option] : { std::pair<const char*, const char*>{ "azimuth_deg", "--azimuth" },
              { "altitude_deg", "--altitude" }, { "latitude", "--latitude" }, { "longitude", "--longitude" } })
     {
-        for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + 2 + std::string(option).size()))
+        for (size_t at = text.find(key); at != std::string::npos;
+             at = text.find(key, at + 2 + std::string(option).size()))
         {
             text.replace(at, std::string(key).size(), option);
         }
@@ -209,7 +215,8 @@ std::function<int()> setup_sun(CLI::App& command)
     scene_sun& s = o->sun;
     command.add_option("--place", s.place, "A city; --places lists them");
     command.add_option("--latitude", s.latitude, "Degrees, north positive")->check(CLI::Range(-90.0, 90.0));
-    command.add_option("--longitude", s.longitude, "Degrees, east positive")->check(CLI::Range(-180.0, 180.0));
+    command.add_option("--longitude", s.longitude, "Degrees, east positive")
+        ->check(CLI::Range(-180.0, 180.0));
     command.add_option("--zone", s.zone_hours, "Hours of standard time from universal time")
         ->check(CLI::Range(-14.0, 14.0));
     command.add_option("--date", s.date, "Like 2026-06-21")->capture_default_str();
@@ -217,7 +224,8 @@ std::function<int()> setup_sun(CLI::App& command)
     command.add_flag("--daylight-saving", s.daylight_saving, "The clock is an hour fast");
     command.add_option("--azimuth", s.azimuth_deg, "The sun by its angles: degrees, 0 north, 90 east")
         ->check(CLI::Range(-360.0, 360.0));
-    command.add_option("--altitude", s.altitude_deg, "Degrees above the horizon")->check(CLI::Range(-90.0, 90.0));
+    command.add_option("--altitude", s.altitude_deg, "Degrees above the horizon")
+        ->check(CLI::Range(-90.0, 90.0));
     command.add_option("--cloudiness", s.cloudiness, "0 clear to 1 overcast")->check(CLI::Range(0.0, 1.0));
     command.add_option("--angles", o->angles, "How the sun's place is found")
         ->check(CLI::IsMember({ "almanac", "tables" }))

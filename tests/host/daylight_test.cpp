@@ -54,13 +54,16 @@ TEST(Daylight, ReadsDaysAndTimes)
     EXPECT_EQ(read_date("2026-01-01")->day_of_year, 0);
     EXPECT_EQ(read_date("2024-12-31")->day_of_year, 365);
     EXPECT_EQ(read_date("2023-12-31")->day_of_year, 364);
-    for (const char* wrong : { "", "2026-2-01", "2023-02-29", "1900-02-29", "2026-13-01", "2026-00-10", "1582-01-01",
-             "2026-06-211", "20a6-06-21" })
+    for (const char* wrong : { "", "2026-2-01", "2023-02-29", "1900-02-29", "2026-13-01", "2026-00-10",
+             "1582-01-01", "2026-06-211", "20a6-06-21" })
     {
         EXPECT_FALSE(read_date(wrong)) << wrong;
     }
     EXPECT_EQ(*read_time("23:59"), 1439);
-    for (const char* wrong : { "24:00", "1:30", "12:60", "12-30", "12:3x" }) { EXPECT_FALSE(read_time(wrong)) << wrong; }
+    for (const char* wrong : { "24:00", "1:30", "12:60", "12-30", "12:3x" })
+    {
+        EXPECT_FALSE(read_time(wrong)) << wrong;
+    }
 }
 
 TEST(Daylight, SetsTheSunOfThePlace)
@@ -80,7 +83,8 @@ TEST(Daylight, SetsTheSunOfThePlace)
 
 TEST(Daylight, BuildsWindows)
 {
-    const std::string sun = "[sun]\nlatitude = 50\nlongitude = 10\nmode = \"windows\"\n[[light]]\nkind = \"window\"\n";
+    const std::string sun =
+        "[sun]\nlatitude = 50\nlongitude = 10\nmode = \"windows\"\n[[light]]\nkind = \"window\"\n";
     const scene s = parse_scene(camera + sun + "position = [0, 0, 1]\nsize = [2, 1]\nnormal = [0, 3, 0]\n"
         "[[light]]\nkind = \"window\"\nnormal = [0, 1, 0]\n"
         "corners = [[-1, 0, 0.5], [1, 0, 0.5], [1, 0, 1.5], [-1, 0, 1.5]]\n", "room.toml");

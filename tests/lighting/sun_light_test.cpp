@@ -75,7 +75,8 @@ TEST(SunLight, FollowsTheSineOfTheAltitude)
         add_floor(s);
         set_sun(s, altitude_deg, 0);
         ASSERT_TRUE(s.prepare());
-        const double expected = std::fmax(std::sin(altitude_deg * degree), 0.0) * s.doc->sun_sky->sun_strength;
+        const double expected =
+            std::fmax(std::sin(altitude_deg * degree), 0.0) * s.doc->sun_sky->sun_strength;
         EXPECT_NEAR(lux_at(s, 0, 0), expected, 1e-4 * expected + 1e-6) << altitude_deg;
     }
     // The fast model adds the sky without a shadow; an overcast one keeps it.
@@ -87,7 +88,8 @@ TEST(SunLight, FollowsTheSineOfTheAltitude)
         s.doc->sun_sky->cloudiness = cloudiness;
         ASSERT_TRUE(s.prepare());
         const sun_sky& k = *s.doc->sun_sky;
-        const double sky = sky_luminance(k, { 0, 0, 1 }) * k.sky_strength + k.sun_strength * 0.5 * 0.5 / (20 * M_PI);
+        const double sky =
+            sky_luminance(k, { 0, 0, 1 }) * k.sky_strength + k.sun_strength * 0.5 * 0.5 / (20 * M_PI);
         EXPECT_NEAR(lux_at(s, 0, 0), 0.5 * k.sun_strength * k.sun_color[0] + sky * M_PI * k.sky_color[0],
             1e-3 * sky * M_PI);
         s.doc->sun_sky_flags = SUN_SKY_WINDOWS; // the sky comes through windows alone
@@ -114,8 +116,8 @@ TEST(SunLight, IsOneForTheProcessAndRightForEachDocument)
     EXPECT_EQ(lux_at(b, 0, 0), 0.0); // the sun that is prepared is not its own
 }
 
-// A half plane 3 m over the floor, the sun overhead. The share of the sun's disc beside its edge is what a point
-// gets, and the penumbra is as wide as the disc's image: 2 x 3 m x sun_size / 5.
+// A half plane 3 m over the floor, the sun overhead. The share of the sun's disc beside its edge is what a
+// point gets, and the penumbra is as wide as the disc's image: 2 x 3 m x sun_size / 5.
 TEST(SunLight, PenumbraIsAsWideAsTheDisc)
 {
     const double size = 0.5, half_width = 3.0 * size / 5.0;
@@ -134,24 +136,31 @@ TEST(SunLight, PenumbraIsAsWideAsTheDisc)
             double sum = 0.0;
             constexpr int pixels = 400;
             for (int i = 0; i < pixels; ++i) { sum += lux_at(s, t * half_width, 0.0, i) / full / pixels; }
-            const double share = t <= -1 ? 1.0 : t >= 1 ? 0.0 : (std::acos(t) - t * std::sqrt(1 - t * t)) / M_PI;
+            const double share = t <= -1  ? 1.0
+                                 : t >= 1 ? 0.0
+                                          : (std::acos(t) - t * std::sqrt(1 - t * t)) / M_PI;
             EXPECT_NEAR(sum, share, samples == 1 ? 0.06 : 0.015) << samples << " at " << t;
             // One point alone: with 16 samples within a stratum or two, with one sample all or nothing.
             const double one = lux_at(s, t * half_width, 0.0, 17) / full;
-            if (samples > 1) { EXPECT_NEAR(one, share, 3.0 / std::sqrt(samples) / 4) << samples << " at " << t; }
+            if (samples > 1)
+            {
+                EXPECT_NEAR(one, share, 3.0 / std::sqrt(samples) / 4) << samples << " at " << t;
+            }
             else { EXPECT_TRUE(one < 1e-6 || one > 0.99) << one; }
         }
     }
 }
 
-// The fast model goes over the disc by the pixel's strata: the first ray over its inner half, the others over all.
+// The fast model goes over the disc by the pixel's strata: the first ray over its inner half, the others over
+// all.
 TEST(SunLight, FastPenumbraFollowsTheStrata)
 {
     const struct
     {
         int32_t samples;
         double t, share;
-    } cases[] = { { 1, 0.0, 0.5 }, { 1, 0.3, 0.2 }, { 1, 0.7, 0.0 }, { 16, 0.3, 0.35 }, { 16, 0.7, 0.15 }, { 16, 1.05, 0.0 } };
+    } cases[] = { { 1, 0.0, 0.5 }, { 1, 0.3, 0.2 }, { 1, 0.7, 0.0 }, { 16, 0.3, 0.35 }, { 16, 0.7, 0.15 },
+        { 16, 1.05, 0.0 } };
     for (const auto& c : cases)
     {
         test::scene s(LIGHT_MODEL_FAST);

@@ -26,8 +26,9 @@ struct angles
 angles sun_at(double minutes, int32_t day, double zone, double latitude_deg, double longitude_deg)
 {
     angles a;
-    EXPECT_EQ(zr_solar_angles(minutes, day, zone, latitude_deg * degree, longitude_deg * degree, &a.azimuth_deg,
-                  &a.altitude_deg, &a.solar_minutes), 1);
+    EXPECT_EQ(zr_solar_angles(minutes, day, zone, latitude_deg * degree, longitude_deg * degree,
+                  &a.azimuth_deg, &a.altitude_deg, &a.solar_minutes),
+        1);
     a.azimuth_deg /= degree;
     a.altitude_deg /= degree;
     return a;
@@ -42,7 +43,8 @@ struct Sun : testing::Test
 /// A scene whose sun stands at an altitude.
 struct sunlit : test::scene
 {
-    explicit sunlit(double altitude_deg, double cloudiness = 0.0, int32_t model = LIGHT_MODEL_FAST) : scene(model)
+    explicit sunlit(double altitude_deg, double cloudiness = 0.0, int32_t model = LIGHT_MODEL_FAST)
+        : scene(model)
     {
         doc->sun_sky_flags = SUN_SKY_SUN;
         sky().flags = SUN_BY_ANGLES;
@@ -84,7 +86,8 @@ TEST_F(Sun, FollowsTheTables)
 
 TEST_F(Sun, HoldsToPublishedPositions)
 {
-    // The worked example of Reda and Andreas, Solar Energy 76 (2004), whose altitude without refraction is 39.872046.
+    // The worked example of Reda and Andreas, Solar Energy 76 (2004), whose altitude without refraction
+    // is 39.872046.
     zr_set_sun_model(SUN_MODEL_ALMANAC, 2003);
     const angles golden = sun_at(12 * 60 + 30.5, 289, -7, 39.742476, -105.1786);
     EXPECT_NEAR(golden.altitude_deg, 39.872046, 0.002);
@@ -108,7 +111,8 @@ TEST_F(Sun, HasAnAngleEverywhere)
         const angles morning = sun_at(540, 171, 0, 51.5, 0), evening = sun_at(1020, 171, 0, 51.5, 0);
         EXPECT_GT(morning.azimuth_deg, 60.0);
         EXPECT_LT(evening.azimuth_deg, -60.0);
-        const angles turned = sun_at(540 + 3 * 1440, 171, 72, 51.5, 0); // three days ahead of a zone three days off
+        const angles turned =
+            sun_at(540 + 3 * 1440, 171, 72, 51.5, 0); // three days ahead of a zone three days off
         EXPECT_NEAR(turned.azimuth_deg, morning.azimuth_deg, 1e-6);
         // At the pole the hour is the azimuth, and latitudes beyond it are the pole.
         EXPECT_NEAR(sun_at(720, 171, 0, 90, 0).azimuth_deg, 180.0, 1.0 + 3.0 / 4.0);
@@ -229,7 +233,8 @@ TEST_F(Sun, RoundTripsThroughItsRecord)
     EXPECT_NEAR(out.latitude, in.latitude, 1e-15);
     out.latitude = in.latitude;
     out.longitude = in.longitude;
-    const size_t gap = offsetof(sun_sky_data, place) + sizeof in.place, end = offsetof(sun_sky_data, cloudy_ct) + 4;
+    const size_t gap = offsetof(sun_sky_data, place) + sizeof in.place,
+                 end = offsetof(sun_sky_data, cloudy_ct) + 4;
     EXPECT_EQ(std::memcmp(&in, &out, gap), 0);
     EXPECT_EQ(std::memcmp(&in.latitude, &out.latitude, end - offsetof(sun_sky_data, latitude)), 0);
     EXPECT_NEAR(s.doc->sun_sky->sun_direction.z, -std::sin(0.25), 1e-9);

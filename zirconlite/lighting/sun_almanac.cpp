@@ -25,7 +25,8 @@ double perturbation_deg(double t)
 {
     return 0.00134 * cos_deg(153.23 + 22518.7541 * t) + 0.00154 * cos_deg(216.57 + 45037.5082 * t) +
            0.00200 * cos_deg(312.69 + 32964.3577 * t) +
-           0.00179 * sin_deg(350.74 + 445267.1142 * t - 0.00144 * t * t) + 0.00178 * sin_deg(231.19 + 20.20 * t);
+           0.00179 * sin_deg(350.74 + 445267.1142 * t - 0.00144 * t * t) +
+           0.00178 * sin_deg(231.19 + 20.20 * t);
 }
 
 struct nutation
@@ -72,7 +73,8 @@ sun_position almanac_sun(double universal, double longitude)
     const double anomaly = 357.52911 + 35999.05029 * t - 0.0001537 * t * t;
     const double eccentricity = 0.016708634 - 0.000042037 * t - 0.0000001267 * t * t;
     const double centre = (1.914602 - 0.004817 * t - 0.000014 * t * t) * sin_deg(anomaly) +
-                          (0.019993 - 0.000101 * t) * sin_deg(2.0 * anomaly) + 0.000289 * sin_deg(3.0 * anomaly);
+                          (0.019993 - 0.000101 * t) * sin_deg(2.0 * anomaly) +
+                          0.000289 * sin_deg(3.0 * anomaly);
     sun_position sun;
     sun.distance = 1.000001018 * (1.0 - eccentricity * eccentricity) /
                    (1.0 + eccentricity * cos_deg(anomaly + centre));

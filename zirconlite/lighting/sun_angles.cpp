@@ -61,8 +61,8 @@ int32_t zr_get_sun_model(int32_t* year_out)
     return chosen_model;
 }
 
-int32_t zr_solar_angles(double local_minutes, int32_t day, double time_zone_hours, double latitude, double longitude,
-    double* azimuth_out, double* altitude_out, double* solar_minutes_out)
+int32_t zr_solar_angles(double local_minutes, int32_t day, double time_zone_hours, double latitude,
+    double longitude, double* azimuth_out, double* altitude_out, double* solar_minutes_out)
 {
     local_minutes = finite_or_zero(local_minutes);
     time_zone_hours = finite_or_zero(time_zone_hours);

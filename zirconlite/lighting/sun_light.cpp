@@ -74,7 +74,8 @@ int32_t sample_sun_disc(const light* l, const vector3*, source_sample* samples, 
         s->direction = towards;
         if (soft && (s->u != 0.5 || s->v != 0.5))
         {
-            const double along_a = 2.0 * (s->u - 0.5) * sky.sun_size, along_b = 2.0 * (s->v - 0.5) * sky.sun_size;
+            const double along_a = 2.0 * (s->u - 0.5) * sky.sun_size,
+                         along_b = 2.0 * (s->v - 0.5) * sky.sun_size;
             s->direction = normalized(disc_distance * towards + along_a * a + along_b * b);
         }
         s->distance = ZR_FAR;

@@ -16,8 +16,8 @@ extern const sun_sky* current_sun_sky;
 /// How far the day's colours, and the sky's brightness, hold at the sun's altitude: 1 by day, 0 by night.
 extern double twilight_color, twilight_sky;
 
-/// Readies sun, sky and window lights for a render of `document`; nothing where neither takes part. Before the
-/// workers start.
+/// Readies sun, sky and window lights for a render of `document`; nothing where neither takes part. Before
+/// the workers start.
 void prepare_sun(document& document);
 
 /// What is free of zero in a document's `sun_sky`; makes its sky light. False when memory fails.

@@ -90,7 +90,8 @@ double sun_strength(const sun_sky& s, bool follows_distance)
     const double clear = 1.0 - s.cloudiness;
     const double t = extinction / (clear * clear * sin(s.altitude));
     if (t > 100.0) { return 0.0; }
-    const double distance = follows_distance && !(s.flags & SUN_BY_ANGLES) ? distance_factor(s.day_of_year) : 1.0;
+    const double distance =
+        follows_distance && !(s.flags & SUN_BY_ANGLES) ? distance_factor(s.day_of_year) : 1.0;
     return outside_air * distance * exp(-t) * s.sun_intensity;
 }
 
@@ -196,7 +197,8 @@ double sky_luminance(const sun_sky& sky, const vector3& direction)
     constexpr double level = 0.333333, darkest = 0.1;
     const double q = dot(sky.sky_axis, direction);
     if (q > 0.0) { return (2.0 * q + 1.0) / 3.0; }
-    // Away from the axis lies the ground: level under a high sun, and darker toward the nadir under a low one.
+    // Away from the axis lies the ground: level under a high sun, and darker toward the nadir under a low
+    // one.
     const double g = 0.2 - sky.sun_direction.z;
     if (g > 1.0) { return level; }
     const double flat = std::max(g, 0.0), s = -q;

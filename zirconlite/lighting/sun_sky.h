@@ -17,8 +17,8 @@ enum
     SUN_RGB_COLORS = 0x2 /**< colours are `direct_sun_rgb` and `direct_sky_rgb` */
 };
 
-/** One per document, made when it opens, with the values that are named here and else zero. What the host fills is
- *  held to its range by zr_set_sun_and_sky. */
+/** One per document, made when it opens, with the values that are named here and else zero. What the host
+ * fills is held to its range by zr_set_sun_and_sky. */
 typedef struct sun_sky
 {
     uint32_t flags; /**< SUN_* bits */
@@ -33,7 +33,7 @@ typedef struct sun_sky
     float sky_ct0, sky_ct1;     /**< of the sky; 10000, 7000 */
     float cloudy_ct;            /**< of the overcast sky; 6500 */
     double cloudiness;          /**< 0 clear to 1 overcast */
-    double sun_size;            /**< half-width of the disc on a plane 5 metres along the ray, 0 to 2; 0 sharp */
+    double sun_size; /**< half-width of the disc on a plane 5 metres along the ray, 0 to 2; 0 sharp */
     int32_t sun_samples;        /**< shadow rays a point, 1 */
     float sun_jitter;           /**< amplitude of the noise on the first, 0.05 */
     double sun_strength;        /**< result: lux on a plane square to the sun */
@@ -75,20 +75,22 @@ typedef struct sun_sky_data
 /** Values of zr_set_sun_model. */
 enum sun_model
 {
-    SUN_MODEL_TABLES = 0, /**< the system's own tables: declination within 1.4 degrees, equation of time within 2.4 minutes */
-    SUN_MODEL_ALMANAC = 1 /**< a published algorithm: within 0.01 degrees from 1950 to 2050, without refraction */
+    SUN_MODEL_TABLES = 0, /**< the system's own tables: declination within 1.4 degrees, equation of time
+                             within 2.4 minutes */
+    SUN_MODEL_ALMANAC =
+        1 /**< a published algorithm: within 0.01 degrees from 1950 to 2050, without refraction */
 };
 
-/** Chooses the solar angles of the process; the year, 1583 to 9999, counts for the almanac only. Between renders.
- *  SUN_MODEL_TABLES at the start. Returns 1; 0 for an unknown model. */
+/** Chooses the solar angles of the process; the year, 1583 to 9999, counts for the almanac only. Between
+ * renders. SUN_MODEL_TABLES at the start. Returns 1; 0 for an unknown model. */
 ZR_API int32_t zr_set_sun_model(int32_t model, int32_t year);
 ZR_API int32_t zr_get_sun_model(int32_t* year_out); /**< `year_out` may be NULL */
 
-/** Azimuth and altitude of the sun's centre, radians, by the process's sun model: azimuth from north, positive
- *  toward morning, negative in the afternoon; at a pole by the meridian of `longitude`; 0 with the sun at the
- *  zenith. Altitude without refraction. `day` counts from 0, 1 January, and is held to 0 to 365; the tables end at
- *  364, so a leap year's last day counts as the day before. Latitude (held to the poles) and longitude in radians,
- *  east positive. `solar_minutes_out` is true solar time, noon 720. Returns 1.
+/** Azimuth and altitude of the sun's centre, radians, by the process's sun model: azimuth from north,
+ * positive toward morning, negative in the afternoon; at a pole by the meridian of `longitude`; 0 with the
+ * sun at the zenith. Altitude without refraction. `day` counts from 0, 1 January, and is held to 0 to 365;
+ * the tables end at 364, so a leap year's last day counts as the day before. Latitude (held to the poles) and
+ * longitude in radians, east positive. `solar_minutes_out` is true solar time, noon 720. Returns 1.
  *
  *  The almanac follows Meeus, Astronomical Algorithms, 2nd edition, chapters 7, 12, 22, 25 and 40. */
 ZR_API int32_t zr_solar_angles(double local_minutes, int32_t day, double time_zone_hours, double latitude,
@@ -100,10 +102,11 @@ ZR_API int32_t zr_set_sun_and_sky(document* document);
 
 /** Relative luminance of the sky in a unit direction toward it; the caller multiplies by `sky_strength` and
  *  `sky_color`. 1; 0, with the result 0, if there is no sky. Any thread. */
-ZR_API int32_t zr_get_sky_ground_intensity(const vector3* direction, const sun_sky* sun_sky, double* result_out);
+ZR_API int32_t zr_get_sky_ground_intensity(
+    const vector3* direction, const sun_sky* sun_sky, double* result_out);
 
-/** Copies the settings out of, or into, a document. Storing also works out `sun_direction` from the direct angles
- *  and takes those only with SUN_BY_ANGLES. Return 1. */
+/** Copies the settings out of, or into, a document. Storing also works out `sun_direction` from the direct
+ * angles and takes those only with SUN_BY_ANGLES. Return 1. */
 ZR_API int32_t zr_get_sunsky_data(sun_sky_data* data_out, const sun_sky* sun_sky, const document* document);
 ZR_API int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sun_sky, document* document);
 

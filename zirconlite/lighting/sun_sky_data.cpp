@@ -51,7 +51,10 @@ template <class To, class From> void copy_shared_fields(To& to, const From& from
 
 int32_t zr_get_sunsky_data(sun_sky_data* data_out, const sun_sky* sun_sky, const document* document)
 {
-    if (!data_out || !sun_sky || !document) { return zr::report_failure(ZR_ERROR_ARGUMENT, "no sun and sky"); }
+    if (!data_out || !sun_sky || !document)
+    {
+        return zr::report_failure(ZR_ERROR_ARGUMENT, "no sun and sky");
+    }
     memset(data_out, 0, sizeof *data_out);
     copy_shared_fields(*data_out, *sun_sky);
     data_out->sun_sky_flags = document->sun_sky_flags;
@@ -75,7 +78,8 @@ int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sun_sky, documen
     sun_sky->latitude = data->latitude / degree;
     sun_sky->longitude = data->longitude / degree;
     sun_sky->time_zone = data->time_zone / 60.0;
-    zr_sun_angles_to_vector(data->direct_azimuth, data->direct_altitude, data->north, &sun_sky->sun_direction);
+    zr_sun_angles_to_vector(
+        data->direct_azimuth, data->direct_altitude, data->north, &sun_sky->sun_direction);
     if (sun_sky->flags & SUN_BY_ANGLES)
     {
         sun_sky->direct_azimuth = float(data->direct_azimuth);

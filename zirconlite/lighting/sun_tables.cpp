@@ -23,8 +23,8 @@ constexpr yearly_point declination[] = { { 1, -22.98 }, { 3, -22.8333 }, { 10, -
     { 201, 20.8333 }, { 208, 19.4167 }, { 215, 17.6667 }, { 222, 15.75 }, { 230, 13.3333 }, { 237, 11.0 },
     { 244, 9.5 }, { 251, 5.9167 }, { 259, 2.8333 }, { 266, 0 }, { 274, -2.8333 }, { 281, -5.5833 },
     { 288, -8.25 }, { 295, -10.8333 }, { 302, -13.25 }, { 309, -15.5 }, { 316, -17.5 }, { 323, -19.3333 },
-    { 330, -20.8333 }, { 337, -22.0 }, { 344, -22.8333 }, { 351, -23.3333 }, { 356, -23.5 }, { 361, -23.3333 },
-    { 365, -23.1 } };
+    { 330, -20.8333 }, { 337, -22.0 }, { 344, -22.8333 }, { 351, -23.3333 }, { 356, -23.5 },
+    { 361, -23.3333 }, { 365, -23.1 } };
 
 /// By the sun's zenith angle in steps of 5 degrees, for cloudiness 0, 0.5 and 1.
 constexpr double sky_factors[22][3] = { { 1.034, 0.637, 0.409 }, { 0.825, 0.567, 0.409 },
@@ -67,7 +67,8 @@ double table_sky_factor(double altitude, double cloudiness)
     const double g = z - row;
     const int column = cloudiness < 0.5 ? 0 : 1;
     const double w = column == 0 ? 2.0 * cloudiness : 2.0 * (cloudiness - 0.5);
-    const auto mixed = [&](int r) { return (1.0 - w) * sky_factors[r][column] + w * sky_factors[r][column + 1]; };
+    const auto mixed = [&](int r)
+    { return (1.0 - w) * sky_factors[r][column] + w * sky_factors[r][column + 1]; };
     return (1.0 - g) * mixed(row) + g * mixed(row + 1);
 }
 

@@ -34,8 +34,8 @@ double radical_inverse(uint32_t i)
     return sum;
 }
 
-/// A point of the unit square as one of the unit disc's, areas in proportion: Shirley and Chiu, "A low distortion
-/// map between disk and square" (1997).
+/// A point of the unit square as one of the unit disc's, areas in proportion: Shirley and Chiu, "A low
+/// distortion map between disk and square" (1997).
 void square_to_disc(double& u, double& v)
 {
     const double x = 2.0 * u - 1.0, y = 2.0 * v - 1.0;
@@ -63,7 +63,8 @@ void place_on_disc(const ray& r, light_candidate& c, int32_t i)
 void place_by_stratum(const ray& r, light_candidate& c, int32_t i)
 {
     const bool first = i == 0;
-    const double key[2] = { first ? r.pixel[0] : i * r.pixel[0] + 2.0, first ? r.pixel[1] : i * r.pixel[1] + 2.0 };
+    const double key[2] = { first ? r.pixel[0] : i * r.pixel[0] + 2.0,
+        first ? r.pixel[1] : i * r.pixel[1] + 2.0 };
     const double size = first ? double(sun_light.sample_jitter) : further_jitter;
     const double amplitude[2] = { size, size };
     double j[2];
@@ -92,12 +93,14 @@ void add_sun_highlight(const surface& s, const vector3* mirror, const sun_sky& s
     const double h = std::pow(m, sun_exponent(s.highlight)) * share * share * sky.sun_strength * 10.0;
     for (int i = 0; i < 3; ++i)
     {
-        c.potential[i] += static_cast<float>(sky.sun_color[i] * s.highlight_color[i] * h * s.highlight_strength);
+        c.potential[i] +=
+            static_cast<float>(sky.sun_color[i] * s.highlight_color[i] * h * s.highlight_strength);
     }
 }
 
 /// Sky light without a shadow test: the fast model's stand-in for rays over the sky.
-void add_even_sky(const document& document, const surface& s, const ray& r, const sun_sky& sky, light_candidate& c)
+void add_even_sky(
+    const document& document, const surface& s, const ray& r, const sun_sky& sky, light_candidate& c)
 {
     const uint32_t mode = document.sun_sky_flags;
     const bool direct = mode & SUN_SKY_DIRECT_SKY;
@@ -118,14 +121,18 @@ void add_even_sky(const document& document, const surface& s, const ray& r, cons
              (1.0 - std::fabs(r.shading_normal.z)) * d;
     }
     a *= document.sky_scale;
-    for (int i = 0; i < 3; ++i) { c.ambient_color[i] = static_cast<float>(sky.sky_color[i] * a * s.color[i]); }
+    for (int i = 0; i < 3; ++i)
+    {
+        c.ambient_color[i] = static_cast<float>(sky.sky_color[i] * a * s.color[i]);
+    }
 }
 
 } // namespace
 
 bool daylight_takes_part(const document& document)
 {
-    return (document.sun_sky_flags & SUN_SKY_SUN_MASK) && current_sun_sky && current_sun_sky == document.sun_sky;
+    return (document.sun_sky_flags & SUN_SKY_SUN_MASK) && current_sun_sky &&
+           current_sun_sky == document.sun_sky;
 }
 
 void place_sun_sample(const document& document, const ray& r, light_candidate& c, int32_t i)
@@ -139,7 +146,8 @@ void place_sun_sample(const document& document, const ray& r, light_candidate& c
     sun_light.sample(&sun_light, &r.hit_point, &c.sample, 1);
 }
 
-void measure_sun(const document& document, const surface& s, const ray& r, const vector3* mirror, light_candidate& c)
+void measure_sun(
+    const document& document, const surface& s, const ray& r, const vector3* mirror, light_candidate& c)
 {
     const sun_sky& sky = *current_sun_sky;
     c.source = &sun_light;

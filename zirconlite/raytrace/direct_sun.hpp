@@ -15,6 +15,7 @@ void place_sun_sample(const document& document, const ray& r, light_candidate& c
 
 /// Fills the record of the sun for a hit: what it could give, and the sky light that comes with it. `mirror`
 /// is null where no highlight shows.
-void measure_sun(const document& document, const surface& s, const ray& r, const vector3* mirror, light_candidate& c);
+void measure_sun(
+    const document& document, const surface& s, const ray& r, const vector3* mirror, light_candidate& c);
 
 } // namespace zr
