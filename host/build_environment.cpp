@@ -262,6 +262,7 @@ void set_environment(
     set_background(s, s.background, d, d->environment, ENVIRONMENT_PICTURE, notes);
     set_hdr(s, s.surroundings, d, d->environment, ENVIRONMENT_HDR, views);
     set_flag(d->environment_flags, ENVIRONMENT_SKY_WITHOUT_SUN, s.background.without_sun);
+    zr_set_background_luminance(d, s.background.luminance.value_or(0));
 
     const scene_reflections& r = s.reflections;
     set_flag(d->environment_flags, ENVIRONMENT_REFLECT_NOTHING, r.none);

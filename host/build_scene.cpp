@@ -451,7 +451,8 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
     for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, built); }
     d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
     for (const scene_light& l : s.lights) { add_light(d, s, l); }
-    if (!s.models.empty() && s.lights.empty() && !s.sun.is_on && !materials.any_glows)
+    const bool surrounded = !s.surroundings.file.empty() || s.background.luminance.value_or(0) > 0;
+    if (!s.models.empty() && s.lights.empty() && !s.sun.is_on && !surrounded && !materials.any_glows)
     {
         throw failure(exit_bad_scene,
             fmt::format("{}: the scene has models and nothing that shines; it needs a [[light]], a [sun] or a "

@@ -27,6 +27,9 @@ const key_row<scene_background> background_rows[] = {
     { "bottom_deg", &scene_background::bottom_deg, -90, 90, nullptr, 0, "altitude below which the bottom shows, 0" },
     { "without_sun", &scene_background::without_sun, 0, 0, nullptr, 0,
         "the sky is that of a clear day where there is no `[sun]`, not black; false" },
+    { "luminance", &scene_background::luminance, 0, 1e12, nullptr, 0,
+        "what white gives as a light in the exact light model, cd/m2; left out: the strength of the sky where there "
+        "is a `[sun]`, else nothing" },
     { "picture", &scene_background::picture, 1, 4096, nullptr, 0, "a picture over that, beside the scene file" },
     { "projection", &scene_background::projection, 0, 0, picture_projection_names, 0,
         "behind the view, on a cylinder or a sphere around the scene; `planar`" },

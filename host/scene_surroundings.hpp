@@ -19,6 +19,7 @@ struct scene_background
     std::optional<color3> color, top, middle, bottom;
     std::optional<double> top_deg, middle_deg, bottom_deg; ///< altitudes of the stops
     std::optional<bool> without_sun; ///< the sky shows though there is no sun
+    std::optional<double> luminance; ///< of white, cd/m2
     std::string picture;
     std::optional<int> projection; ///< row of `picture_projection_names`, the library's numbers
     std::optional<bool> fit, tile, mirror_tiles;

@@ -248,6 +248,46 @@ TEST(SkyLight, PassesThroughTranslucentSurfaces)
         0.1 * above);
 }
 
+TEST(SkyLight, ComesBackFromTheGroundPlane)
+{
+    for (const bool has_sun : { false, true })
+    {
+        SCOPED_TRACE(has_sun);
+        // A wall stands over the ground's plane at height 0 and looks north; the sun is in the south.
+        test::scene s;
+        test::mesh wall;
+        wall.look = s.matte(0.5f);
+        wall.quad({ 1, 0, 1 }, { -1, 0, 1 }, { -1, 0, 3 }, { 1, 0, 3 });
+        ASSERT_TRUE(s.add(wall));
+        set_overcast(*s.doc);
+        if (has_sun)
+        {
+            s.doc->sun_sky->cloudiness = 0.0;
+            s.doc->sun_sky->direct_altitude = 1.2f;
+            s.doc->sun_sky->direct_azimuth = float(M_PI);
+        }
+        set_flat(*s.doc, 1.0f, 1000.0);
+        s.doc->environment_flags |= ENVIRONMENT_GROUND;
+        ASSERT_TRUE(s.prepare());
+        ray down = s.eye_ray({ 50, 50, 1 }, { 0, 0, -1 });
+        ASSERT_TRUE(trace_ray(*s.doc, down, nullptr));
+        ASSERT_GT(down.radiance[1], 50.0);
+        double sum = 0.0;
+        for (int i = 0; i < 256; ++i)
+        {
+            ray r = s.eye_ray({ 0.2, 5, 2 }, { 0, -1, 0 });
+            r.pixel[0] = i % 16;
+            r.pixel[1] = i / 16;
+            ASSERT_TRUE(trace_ray(*s.doc, r, nullptr));
+            sum += r.radiance[1] / 256.0;
+        }
+        // Half of the wall's view is sky, half is ground, of which its own shadow takes a little.
+        const double lux = sum * M_PI / 0.5, open_lux = 0.5 * M_PI * (1000.0 + down.radiance[1]);
+        EXPECT_LT(lux, open_lux * 1.01);
+        EXPECT_GT(lux, open_lux * (has_sun ? 0.85 : 0.99));
+    }
+}
+
 TEST(SkyLight, RefusesSettingsOutOfRange)
 {
     document* d = zr_open_document();

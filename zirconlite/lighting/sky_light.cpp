@@ -38,6 +38,7 @@ struct surroundings
     bool has_bright_spots;
     const sun_sky* sky; ///< of the formula
     int rows, columns;
+    double level_lux[3];      ///< on open level ground
     double flux;              ///< luminance over all directions
     array<float> radiance;    ///< three a cell, rows from the nadir up
     array<double> row_end;    ///< share of the flux up to the row's upper edge
@@ -160,6 +161,23 @@ bool make_table(const document& d, double white)
     return true;
 }
 
+/// Irradiance of level ground under the upper half, by cells of a table.
+void measure_level_ground()
+{
+    const int rows = around.kind == source::table ? around.rows : coarse_rows, columns = 2 * rows;
+    for (int row = rows / 2; row < rows; ++row)
+    {
+        const double low = altitude_sine(rows, row), high = altitude_sine(rows, row + 1);
+        const double weight = M_PI * (high * high - low * low) / columns;
+        for (int column = 0; column < columns; ++column)
+        {
+            const vector3 middle = direction_at(altitude_sine(rows, row + 0.5), (column + 0.5) / columns);
+            const sky_sample s = sky_light_from(middle);
+            for (int c = 0; c < 3; ++c) { around.level_lux[c] += weight * s.radiance[c]; }
+        }
+    }
+}
+
 /// Index of the first end that lies above `x`; `x` becomes the place within that step, 0 to 1.
 int find_step(const double* ends, int count, double& x)
 {
@@ -176,11 +194,9 @@ void fill_from_cell(size_t cell, sky_sample& s)
     s.density = around.has_bright_spots ? luminance(rgb) / around.flux : 0.0;
 }
 
-} // namespace
-
-bool prepare_sky_light(const document& document)
+/// Decides what shines. False when memory fails.
+bool choose_source(const document& document)
 {
-    free_sky_light();
     if (document.light_model != LIGHT_MODEL_EXACT || document.sky_light_samples <= 0) { return true; }
     const uint32_t mode = document.sun_sky_flags;
     const bool has_sun = (mode & SUN_SKY_SUN_MASK) && document.sun_sky;
@@ -196,6 +212,16 @@ bool prepare_sky_light(const document& document)
     return (white <= 0.0 && !(document.environment_flags & ENVIRONMENT_HDR)) || make_table(document, white);
 }
 
+} // namespace
+
+bool prepare_sky_light(const document& document)
+{
+    free_sky_light();
+    if (!choose_source(document)) { return false; }
+    if (sky_light_shines()) { measure_level_ground(); }
+    return true;
+}
+
 void free_sky_light()
 {
     around = {};
@@ -204,6 +230,11 @@ void free_sky_light()
 bool sky_light_shines()
 {
     return around.kind != source::none;
+}
+
+void level_ground_lux(double lux[3])
+{
+    std::copy_n(around.level_lux, 3, lux);
 }
 
 bool sky_light_has_bright_spots()

@@ -26,6 +26,9 @@ void free_sky_light();
 /// Whether the surroundings give light in this render.
 bool sky_light_shines();
 
+/// Illuminance of open level ground, lux by channel, without the sun.
+void level_ground_lux(double lux[3]);
+
 /// Whether parts are so much brighter than the rest that directions must be drawn from the table. A smooth
 /// sky has no table to draw from.
 bool sky_light_has_bright_spots();

@@ -4,14 +4,20 @@
 /// luminance, and both sets are weighed by the balance heuristic: Veach and Guibas, "Optimally combining
 /// sampling techniques for Monte Carlo rendering" (1995). No ray then counts more than the whole light of the
 /// surroundings shared by the rays.
+///
+/// Below the horizon stands what the surroundings show there; where there is a ground plane, its reflected
+/// light.
 #include "zirconlite/raytrace/sky_light_rays.hpp"
 
 #include <algorithm>
 #include <cmath>
 
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/ground.hpp"
 #include "zirconlite/lighting/sky_light.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
+#include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/shadow_test.hpp"
 
 namespace zr
@@ -68,18 +74,50 @@ vector3 cosine_direction(const hemisphere& h, const pattern_start& p)
            h.along * (radius * std::sin(angle));
 }
 
+void aim(ray& shadow, const vector3& direction)
+{
+    shadow.direction = direction;
+    shadow.inv_direction = ray_reciprocal(direction);
+    shadow.t_max = ZR_FAR;
+}
+
+/// Takes for `radiance` what the ground plane, which the ray has met, sends back: of the sun where that
+/// reaches it, and of the sky as if nothing stood near.
+void take_ground(const hemisphere& h, const ray& to_ground, double radiance[3])
+{
+    double lux[3];
+    level_ground_lux(lux);
+    const double height = daylight_takes_part(h.doc) ? -current_sun_sky->sun_direction.z : 0.0;
+    if (height > 0.0 && current_sun_sky->sun_strength > 0.0)
+    {
+        ray to_sun = h.start;
+        to_sun.origin = to_ground.hit_point;
+        aim(to_sun, -current_sun_sky->sun_direction);
+        const double level =
+            shadow_test(h.doc, nullptr, to_sun) ? 0.0 : current_sun_sky->sun_strength * height;
+        for (int c = 0; c < 3; ++c)
+        {
+            lux[c] += level * current_sun_sky->sun_color[c] * to_sun.simple_color[c];
+        }
+    }
+    surface ground;
+    zr_resolve_surface(to_ground.hit_object->vft->get_material(to_ground.hit_object), nullptr, &ground);
+    for (int c = 0; c < 3; ++c) { radiance[c] = lux[c] * ground.color[c] * ground.diffuse * inverse_pi; }
+}
+
 /// Adds what one ray brings to the irradiance.
-void follow_ray(const hemisphere& h, const sky_sample& from, double irradiance[3])
+void follow_ray(const hemisphere& h, sky_sample from, double irradiance[3])
 {
     const double cosine = dot(h.normal, from.direction);
-    if (!(cosine > 0.0) || (from.radiance[0] <= 0.0 && from.radiance[1] <= 0.0 && from.radiance[2] <= 0.0))
-    {
-        return;
-    }
+    if (!(cosine > 0.0)) { return; }
     ray shadow = h.start;
-    shadow.direction = from.direction;
-    shadow.inv_direction = ray_reciprocal(shadow.direction);
-    shadow.t_max = ZR_FAR;
+    aim(shadow, from.direction);
+    if (from.direction.z < 0.0 && ground_test(h.doc, shadow))
+    {
+        take_ground(h, shadow, from.radiance);
+        shadow.t_max = shadow.hit_t - 10.0 * h.doc.epsilon;
+    }
+    if (from.radiance[0] <= 0.0 && from.radiance[1] <= 0.0 && from.radiance[2] <= 0.0) { return; }
     if (shadow_test(h.doc, nullptr, shadow)) { return; }
     const double w = cosine / (h.even_rays * cosine * inverse_pi + h.drawn_rays * from.density);
     for (int c = 0; c < 3; ++c) { irradiance[c] += w * from.radiance[c] * shadow.simple_color[c]; }
