@@ -77,7 +77,7 @@ altitude_deg = 45
     EXPECT_EQ(s.render.search, 0);
     EXPECT_EQ((*s.render.region)[3], 40);
     EXPECT_EQ(s.tone.method, 0);
-    EXPECT_NEAR(s.background.color.rgb[1], 128 / 255.0, 1e-12);
+    EXPECT_NEAR(s.background.color->rgb[1], 128 / 255.0, 1e-12);
     ASSERT_EQ(s.models.size(), 1u);
     EXPECT_EQ(s.models[0].scale, (vec3{ 2, 2, 2 }));
     EXPECT_EQ(s.models[0].materials.at("Wall 1"), "plaster");
@@ -147,7 +147,7 @@ TEST(SceneFile, NamesTheLineTheKeyAndTheRemedy)
             "room.toml:4: [[model]] there is no [materials.oka]; did you mean \"oak\"?" },
         { "material inside itself",
             camera + "[materials.a]\nkind = \"blend\"\nfirst = \"a\"\nsecond = \"a\"\n",
-            "room.toml:4: [materials.a] lies more than 7 deep inside others, or inside itself" },
+            "room.toml:4: [materials.a] lies in more than 6 patterns, one in the other, or inside itself" },
         { "pattern of nothing", camera + "[materials.a]\nkind = \"wood\"\nfirst = \"a\"\n",
             "room.toml:4: [materials.a] is a pattern: give first and second" },
         { "mask without a picture",
