@@ -5,6 +5,8 @@
 #include "tests/support/scene.hpp"
 #include "zirconlite/lighting/sky_light.hpp"
 #include "zirconlite/lighting/sun_sky.h"
+#include "zirconlite/raytrace/image_buffer.h"
+#include "zirconlite/raytrace/projection.h"
 
 namespace
 {
@@ -168,6 +170,52 @@ TEST(SkyLight, OfABrightSpotHasNoFireflies)
     const double half = s.mean_lux(1.0, 0.0);
     EXPECT_NEAR(half, 0.5 * whole, 0.03 * whole) << "below the edge half of the cap is hidden";
     EXPECT_GT(s.mean_lux(1.04, 0.0), half + 0.03 * whole);
+}
+
+TEST(SkyLight, OfAnHdrPictureHasItsSunAsWellAsItsSky)
+{
+    // A picture of the whole surrounding: 400 cd/m2, and one very bright pixel somewhere above the horizon;
+    // broken pixels below it.
+    render_view taken = {};
+    taken.projection = PROJECTION_SPHERE;
+    taken.target = { 0, 5, 0 };
+    taken.right = { 1, 0, 0 };
+    taken.up = { 0, 0, 1 };
+    taken.back = { 0, -1, 0 };
+    taken.width = taken.height = 128;
+    taken.contrast = 0.4f;
+    taken.source_gain = 1.0f;
+    taken.image = zr_new_image_buffer(128, 128, PIXEL_RADIANCE);
+    ASSERT_EQ(zr_init_projection(&taken), 1);
+    open_ground s;
+    double sun_lux = 0.0;
+    for (int y = 0; y < 128; ++y)
+    {
+        *zr_image_buffer_signature(taken.image, y) = ROW_COMPLETE;
+        for (int x = 0; x < 128; ++x)
+        {
+            const double middle[2] = { x + 0.5, y + 0.5 };
+            ray r = {};
+            ASSERT_TRUE(make_ray(s.doc, &taken, middle, &r));
+            const bool is_sun = x == 90 && std::fabs(r.direction.z - 0.8) < 0.01 && sun_lux == 0.0;
+            const double height = std::cos(std::asin(r.direction.z)); // of rows of equal angles
+            if (is_sun) { sun_lux = 4e6 * 2.0 * M_PI / 128.0 * M_PI / 128.0 * height * r.direction.z; }
+            pixel_components parts = {};
+            parts.present = PIXEL_HAS_SURFACE;
+            std::fill_n(parts.surface, 3, r.direction.z < -0.5 ? NAN : is_sun ? 4e6f : 400.0f);
+            pack_pixel(taken.image, &parts, zr_image_buffer_pixel(taken.image, x, y));
+        }
+    }
+    ASSERT_GT(sun_lux, 1000.0);
+    s.doc->environment.hdr_view = &taken;
+    s.doc->environment.hdr_scale = 1.0f;
+    s.doc->environment_flags = ENVIRONMENT_HDR;
+    ASSERT_TRUE(s.prepare());
+    EXPECT_TRUE(sky_light_has_bright_spots());
+    const double wanted = 400.0 * M_PI + sun_lux;
+    EXPECT_NEAR(s.mean_lux(1.0, 2.0), wanted, 0.03 * wanted);
+    for (int i = 0; i < 200; ++i) { EXPECT_NEAR(s.lux(0.0, 0.0, i, 5 * i), wanted, 0.3 * wanted); }
+    zr_destroy_image_buffer(taken.image);
 }
 
 TEST(SkyLight, DrawsWhatItLooksUp)
