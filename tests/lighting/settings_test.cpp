@@ -51,7 +51,7 @@ std::u16string line_of(const std::u16string& text, const std::u16string& key)
 
 } // namespace
 
-TEST(Settings, SunAndSkyComeBackFieldByField)
+TEST(SettingsFiles, SunAndSkyComeBackFieldByField)
 {
     test::scene from, to;
     sun_sky& k = *from.doc->sun_sky;
@@ -88,7 +88,7 @@ TEST(Settings, SunAndSkyComeBackFieldByField)
     EXPECT_EQ(to.doc->sun_sky_flags, 0u) << "the scene switches the sun on";
 }
 
-TEST(Settings, EnvironmentsComeBackFieldByField)
+TEST(SettingsFiles, EnvironmentsComeBackFieldByField)
 {
     test::scene from, to;
     document& d = *from.doc;
@@ -131,7 +131,7 @@ TEST(Settings, EnvironmentsComeBackFieldByField)
     EXPECT_EQ(get_global_env_ptrs(nullptr)->mode, ENVIRONMENT_GRADIENT_3) << "the working copy is as before";
 }
 
-TEST(Settings, LinesThatAreNotWholeLeaveTheirFields)
+TEST(SettingsFiles, LinesThatAreNotWholeLeaveTheirFields)
 {
     const std::u16string tail(600, u'x');
     struct { const char* what; std::u16string body; uint32_t flags; double north; std::u16string place; } const cases[] = {
@@ -163,7 +163,7 @@ TEST(Settings, LinesThatAreNotWholeLeaveTheirFields)
     }
 }
 
-TEST(Settings, HeadsTellTheKind)
+TEST(SettingsFiles, HeadsTellTheKind)
 {
     struct { const char* what; std::u16string text; int32_t kind; } const cases[] = {
         { "sun", u"#ZR3 SUNSKY\n", SETTINGS_SUN_SKY },
@@ -182,7 +182,7 @@ TEST(Settings, HeadsTellTheKind)
     }
 }
 
-TEST(Settings, AnExposureIsOneLineOfSixValues)
+TEST(SettingsFiles, AnExposureIsOneLineOfSixValues)
 {
     test::scene s;
     s.doc->ambient_gain = 0.5;
