@@ -7,12 +7,15 @@
 #include "host/library_session.hpp"
 #include "host/model_materials.hpp"
 #include "host/picture_store.hpp"
+#include "zirconlite/frame/error.h"
 #include "zirconlite/materials/blend.h"
 #include "zirconlite/materials/mat_image.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
 
 namespace host
@@ -189,6 +192,22 @@ mask_source* load_mask(const scene& s, const scene_material& m, std::vector<std:
     return made;
 }
 
+/// How deep patterns lie in each other.
+int pattern_depth(const material* m)
+{
+    if (!m || !(m->flags & MATERIAL_COMPLEX)) { return 0; }
+    const auto& pattern = *reinterpret_cast<const complex_material*>(m);
+    return 1 + std::max(pattern_depth(pattern.children[0]), pattern_depth(pattern.children[1]));
+}
+
+/// A library's material counts with the patterns that it stands in; deeper ones would render as nothing.
+void check_pattern_depth(const scene& s, const scene_material& m, const material* made)
+{
+    if (pattern_depth(made) < scene_material_depth) { return; }
+    throw failure(exit_bad_scene, fmt::format("{}:{}: with those of the library, patterns lie more than {} deep",
+                                      s.file.string(), m.line, scene_material_depth - 1));
+}
+
 owned_material build_pattern(const scene& s, const scene_material& m, std::vector<std::string>& notes)
 {
     owned_material made(new_complex_material());
@@ -203,6 +222,7 @@ owned_material build_pattern(const scene& s, const scene_material& m, std::vecto
         out.children[i] = build_material(s, s.materials.at(*names[i]), notes);
         out.children[i]->parent = made.get();
     }
+    check_pattern_depth(s, m, made.get());
     return made;
 }
 
@@ -232,6 +252,7 @@ owned_material build_from_library(const scene& s, const scene_material& m, std::
     const size_t split = m.library.find("\\\\");
     const std::string library = m.library.substr(0, split), key = m.library.substr(split + 2);
     const std::filesystem::path file = find_library(s, library + ".mlib");
+    const zr_status before = *zr_last_error();
     owned_material made(zr_load_from_library(
         std::filesystem::path(key).u16string().c_str(), file.u16string().c_str()));
     if (!made)
@@ -240,7 +261,14 @@ owned_material build_from_library(const scene& s, const scene_material& m, std::
             fmt::format("{}:{}: library {} has no material \"{}\"{}", s.file.string(), m.line, file.string(), key,
                 library_error()));
     }
+    const zr_status& after = *zr_last_error();
+    const bool has_damage = after.code == ZR_ERROR_READ || after.code == ZR_ERROR_FORMAT;
+    if (has_damage && std::memcmp(&before, &after, sizeof after) != 0)
+    {
+        notes.push_back(fmt::format("{}: {}", after.file, after.text));
+    }
     load_missing_pictures(*made, notes);
+    check_pattern_depth(s, m, made.get());
     return made;
 }
 

@@ -58,6 +58,15 @@ std::u16string key_of(const std::string& text)
     }
 }
 
+/// The key of a record; that of a folder, or of nothing, is refused.
+std::u16string record_key_of(const library_request& r)
+{
+    const std::u16string key = key_of(r.key);
+    if (!key.empty() && key.back() != u'\\') { return key; }
+    throw failure(exit_usage, fmt::format("{}: \"{}\" is the key of a folder; a record's key ends in its name",
+                                  r.file.string(), r.key));
+}
+
 /// An open library, dropped without writing unless it is committed.
 struct open_library
 {
@@ -116,6 +125,7 @@ void make_paths_absolute(material& m)
 
 void add_material(const library_request& r)
 {
+    const std::u16string key = record_key_of(r);
     const scene s = read_scene(r.scene);
     const auto found = s.materials.find(r.material);
     if (found == s.materials.end())
@@ -131,7 +141,7 @@ void add_material(const library_request& r)
     zr_handle library = zr_matfile_open(r.file.u16string().c_str(), LIBRARY_READ | LIBRARY_WRITE,
         LIBRARY_SHARE_NOTHING, LIBRARY_OPEN_OR_CREATE);
     if (library == ZR_INVALID_HANDLE) { fail_with(r.file.string()); }
-    if (!zr_matfile_add_record(library, key_of(r.key).c_str(), made.get()))
+    if (!zr_matfile_add_record(library, key.c_str(), made.get()))
     {
         zr_libfile_cancel(library);
         fail_with(fmt::format("{}: \"{}\" cannot be added", r.file.string(), r.key));
@@ -199,7 +209,7 @@ void show_record(const library_request& r)
 {
     const kind_row& kind = kind_of(r.file);
     const open_library library(r.file, LIBRARY_READ);
-    const std::u16string key = key_of(r.key);
+    const std::u16string key = record_key_of(r);
     if (zr_file_seek(library.handle, key.c_str()) == 0)
     {
         throw failure(

@@ -31,14 +31,23 @@ std::string quoted(const std::string& text)
     return out;
 }
 
-std::string number(double value)
+constexpr int stored_digits = 7; ///< of a record's f32
+constexpr int size_digits = 6;   ///< of what a record holds as its reciprocal
+
+std::string number(double value, int digits = stored_digits)
 {
-    return fmt::format("{:.5g}", value);
+    return fmt::format("{:.{}g}", value, digits);
 }
 
-std::string triple(double x, double y, double z)
+std::string triple(double x, double y, double z, int digits = stored_digits)
 {
-    return fmt::format("[{}, {}, {}]", number(x), number(y), number(z));
+    return fmt::format("[{}, {}, {}]", number(x, digits), number(y, digits), number(z, digits));
+}
+
+/// The size of one repeat, metres.
+std::string size_of(const vector3& scale)
+{
+    return triple(1 / scale.x, 1 / scale.y, 1 / scale.z, size_digits);
 }
 
 /// A linear colour as a screen shows it.
@@ -83,7 +92,7 @@ std::string image_text(const std::string& heading, const mat_image& i)
 {
     text_table t{ fmt::format("\n[[{}.image]]\n", heading) };
     t.put("file", quoted(plain_text(i.path)));
-    t.put("size", fmt::format("[{}, {}]", number(i.size[0]), number(i.size[1])));
+    t.put("size", fmt::format("[{}, {}]", number(i.size[0], size_digits), number(i.size[1], size_digits)));
     put_frame(t, i.origin, i.axis, i.rotation);
     t.put_unless("strength", i.strength, 1);
     t.put_unless("bump", i.bump_strength, 0);
@@ -113,7 +122,7 @@ std::string bump_text(const std::string& heading, const bump& b)
     text_table t{ fmt::format("\n[[{}.bump]]\n", heading) };
     const int row = b.function == zr_bump_pyramid ? 2 : b.function == zr_bump_sandpaper ? 1 : 0;
     t.put("kind", quoted(bump_names[row]));
-    t.put("size", triple(1 / b.scale.x, 1 / b.scale.y, 1 / b.scale.z));
+    t.put("size", size_of(b.scale));
     t.put("strength", number(b.strength));
     put_frame(t, { b.origin.x, b.origin.y, b.origin.z }, { b.axis.x, b.axis.y, b.axis.z }, b.rotation);
     return t.text;
@@ -161,7 +170,7 @@ std::string pattern_text(const std::string& name, const std::string& heading, co
     t.put("ratio", fmt::format("[{}, {}]", number(p.ratio[0]), number(p.ratio[1])));
     if (m.has_own_pattern)
     {
-        t.put("size", triple(1 / m.scale.x, 1 / m.scale.y, 1 / m.scale.z));
+        t.put("size", size_of(m.scale));
         put_frame(t, { m.origin.x, m.origin.y, m.origin.z }, { m.axis.x, m.axis.y, m.axis.z }, m.rotation);
         t.put_flag("mapped", m.blend_flags & BLEND_MAPPED);
         t.put("octaves", fmt::format("{}", p.octaves));

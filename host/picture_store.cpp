@@ -6,11 +6,13 @@
 #include "host/library_session.hpp"
 #include "host/model_materials.hpp"
 #include "host/picture_reader.hpp"
+#include "zirconlite/frame/error.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <optional>
 
 namespace host
@@ -52,10 +54,20 @@ bitmap* add_picture(const std::string& name, const picture8& p)
     return zr_add_bitmap(key.c_str(), p.width, p.height, p.channels, p.rows.data());
 }
 
+void note_once(std::vector<std::string>& notes, const std::string& line)
+{
+    if (std::find(notes.begin(), notes.end(), line) == notes.end()) { notes.push_back(line); }
+}
+
 void note_unread(std::vector<std::string>& notes, const std::string& file, const std::string& why)
 {
-    const std::string line = fmt::format("{}: the picture is left out: {}", file, why);
-    if (std::find(notes.begin(), notes.end(), line) == notes.end()) { notes.push_back(line); }
+    note_once(notes, fmt::format("{}: the picture is left out: {}", file, why));
+}
+
+/// A picture that is used although something is wrong with it, such as a file that ends early.
+void note_damaged(std::vector<std::string>& notes, const std::string& file, const std::string& why)
+{
+    if (!why.empty()) { note_once(notes, fmt::format("{}: {}", file, why)); }
 }
 
 /// The model's picture as bytes; nothing, with a note, when it cannot be read.
@@ -67,16 +79,24 @@ std::optional<picture8> read_texture(const std::filesystem::path& file, const mo
     if (t.file[0] == '*')
     {
         const size_t index = size_t(std::atoi(t.file.c_str() + 1));
-        if (index < m.pictures.size() && read_picture_bytes(m.pictures[index], p, why)) { return p; }
-        note_unread(notes, fmt::format("{}: picture {}", file.string(), index),
-            index < m.pictures.size() ? why : "the model does not hold it");
+        const std::string name = fmt::format("{}: picture {}", file.string(), index);
+        if (index < m.pictures.size() && read_picture_bytes(m.pictures[index], p, why))
+        {
+            note_damaged(notes, name, why);
+            return p;
+        }
+        note_unread(notes, name, index < m.pictures.size() ? why : "the model does not hold it");
         return {};
     }
     // Exporters write the separator of their own system.
     std::string relative = t.file;
     std::replace(relative.begin(), relative.end(), '\\', '/');
     const std::filesystem::path beside = (file.parent_path() / relative).lexically_normal();
-    if (read_picture_file(beside.string(), p, why)) { return p; }
+    if (read_picture_file(beside.string(), p, why))
+    {
+        note_damaged(notes, beside.string(), why);
+        return p;
+    }
     note_unread(notes, beside.string(), why);
     return {};
 }
@@ -199,15 +219,29 @@ bitmap* load_picture(const std::filesystem::path& file, std::vector<std::string>
     {
         std::error_code error;
         if (!std::filesystem::exists(file, error)) { why = "it is not there"; }
-        else if (bitmap* read = read_by_library(path)) { return read; }
-        else { why = "it cannot be read" + library_error(); }
+        else
+        {
+            const zr_status before = *zr_last_error();
+            bitmap* read = read_by_library(path);
+            const zr_status& after = *zr_last_error();
+            if (read)
+            {
+                if (std::memcmp(&before, &after, sizeof after) != 0) { note_damaged(notes, file.string(), after.text); }
+                return read;
+            }
+            why = "it cannot be read" + library_error();
+        }
     }
     else
     {
         picture8 p;
         if (read_picture_file(name, p, why))
         {
-            if (bitmap* added = add_picture(name, p)) { return added; }
+            if (bitmap* added = add_picture(name, p))
+            {
+                note_damaged(notes, file.string(), why);
+                return added;
+            }
             why = "its path is longer than 511 characters, or memory is short";
         }
     }

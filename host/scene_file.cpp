@@ -251,8 +251,8 @@ int check_depth(const scene& s, const std::string& file, const std::string& name
     if (above >= scene_material_depth)
     {
         bad_scene(file, m.line,
-            fmt::format("[materials.{}] lies more than {} deep inside others, or inside itself", name,
-                scene_material_depth));
+            fmt::format("[materials.{}] lies in more than {} patterns, one in the other, or inside itself", name,
+                scene_material_depth - 1));
     }
     if (m.kind == material_simple || !m.library.empty()) { return 1; }
     return 1 + std::max(check_depth(s, file, m.first, above + 1), check_depth(s, file, m.second, above + 1));
@@ -393,7 +393,7 @@ void check_lights(const scene& s, const std::string& file)
 void check_sun(const scene& s, const toml::table& root, const std::string& file)
 {
     if (!s.sun.is_on) { return; }
-    const std::string text = check_sun(s.sun);
+    const std::string text = check_sun(s.sun, !s.settings.empty());
     if (!text.empty()) { bad_scene(file, line_of_key(root, "sun", text.substr(0, text.find(':')).c_str()), "[sun] " + text); }
     if (s.sun.sun_color.has_value() != s.sun.sky_color.has_value())
     {

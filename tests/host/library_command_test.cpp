@@ -50,7 +50,7 @@ axis = [1, 0, 0]
 [[materials.plain.image]]
 file = "none.jpg"
 size = [0.5, 2]
-origin = [1, 2, 3]
+origin = [1234.567, 0.0123456, 3]
 bump = 0.5
 on_mirror = true
 blur = "more"
@@ -77,7 +77,8 @@ TEST_F(LibraryCommand, ShowsWhatMakesTheSameRecordAgain)
     ASSERT_EQ(run("show a.mlib 'floors\\tiles'"), 0) << printed;
     const std::string shown = printed;
     for (const char* part : { "[materials.\"tiles\"]", "kind = \"pyramid\"", "luminosity = 200",
-             "glossy = false", "tile_offset = 0.5", "cut_out = true", "color = [0.9, 0.5, 0.1]" })
+             "glossy = false", "tile_offset = 0.5", "cut_out = true", "color = [0.9, 0.5, 0.1]",
+             "origin = [1234.567, 0.0123456, 3]" })
     {
         EXPECT_NE(shown.find(part), std::string::npos) << part;
     }
@@ -103,6 +104,10 @@ TEST_F(LibraryCommand, FailsInOneLine)
         { "list none.mlib", "zirconlite: none.mlib: the library is not there\n", 3 },
         { "pack text.mlib", "zirconlite: text.mlib: is not a library\n", 2 },
         { "show a.mlib 'A\\c'", "zirconlite: a.mlib: there is no record \"A\\c\"\n", 3 },
+        { "show a.mlib 'A\\'",
+            "zirconlite: a.mlib: \"A\\\" is the key of a folder; a record's key ends in its name\n", 64 },
+        { "add a.mlib '' --from s.toml --material plain",
+            "zirconlite: a.mlib: \"\" is the key of a folder; a record's key ends in its name\n", 64 },
         { "delete a.mlib 'C\\'", "zirconlite: a.mlib: there is no folder \"C\\\"\n", 3 },
         { "add a.mlib x --from s.toml --material none", "zirconlite: s.toml: there is no material \"none\"\n",
             2 },
