@@ -138,6 +138,11 @@ void apply_settings_files(scene& s, document* d, std::vector<std::string>& notes
             break;
         }
     }
+    if (s.sun.is_on && !s.sun.azimuth_deg && !s.sun.latitude && s.sun.place.empty())
+    {
+        throw failure(exit_bad_scene,
+            s.file.string() + ": [sun] needs a place, and none of the settings files is one of sun and sky");
+    }
 }
 
 } // namespace host

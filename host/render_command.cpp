@@ -224,18 +224,13 @@ int render(const render_options& o)
     const auto start = std::chrono::steady_clock::now();
     scene s = read_scene(o.scene);
     apply_options(o, s);
-    const std::vector<frame_moment> moments = read_sequence(o.sequence, s);
     const bool is_series = is_range(o.sequence);
     if (is_series && s.render.calibration)
     {
         throw failure(exit_usage, "a calibration has no series; see --help");
     }
-    if (!moments.empty())
-    {
-        s.sun.date = moments.front().date;
-        s.sun.time = moments.front().time;
-        s.given_keys.insert({ "sun.date", "sun.time" });
-    }
+    if (!o.sequence.date.empty()) { s.given_keys.insert("sun.date"); }
+    if (!o.sequence.time.empty()) { s.given_keys.insert("sun.time"); }
     const output_files files = prepare_output(s, o.output);
 
     progress_line progress(isatty(STDERR_FILENO));
@@ -247,6 +242,12 @@ int render(const render_options& o)
     std::vector<std::string> notes;
     apply_settings_files(s, d, notes);
     apply_tone_options(o.tone, s.tone); // what the command line says goes before files
+    const std::vector<frame_moment> moments = read_sequence(o.sequence, s); // its day may be a file's
+    if (!moments.empty())
+    {
+        s.sun.date = moments.front().date;
+        s.sun.time = moments.front().time;
+    }
     built_scene built = build_scene(s, d, limits);
     built.notes.insert(built.notes.begin(), notes.begin(), notes.end());
     print_counts(built, s);

@@ -47,7 +47,7 @@ std::optional<int> read_time(const std::string& text)
     return 60 * hour + minute;
 }
 
-std::string check_sun(const scene_sun& s)
+std::string check_sun(const scene_sun& s, bool place_follows)
 {
     if (!read_date(s.date)) { return fmt::format("date: \"{}\" is no day like \"2026-06-21\"", s.date); }
     if (!read_time(s.time)) { return fmt::format("time: \"{}\" is no time like \"14:30\"", s.time); }
@@ -66,7 +66,7 @@ std::string check_sun(const scene_sun& s)
         return fmt::format("place: there is no \"{}\"{}; or give latitude and longitude", s.place,
             near ? fmt::format("; did you mean \"{}\"?", near) : "");
     }
-    if (!s.azimuth_deg && !s.latitude && s.place.empty())
+    if (!s.azimuth_deg && !s.latitude && s.place.empty() && !place_follows)
     {
         return "needs a place, latitude and longitude, or azimuth_deg and altitude_deg";
     }

@@ -56,7 +56,8 @@ std::optional<calendar_day> read_date(const std::string& text);
 /// "12:30" in minutes after midnight.
 std::optional<int> read_time(const std::string& text);
 
-/// What is wrong with the section, for a message that begins with its name; empty when nothing is.
-std::string check_sun(const scene_sun& s);
+/// What is wrong with the section, for a message that begins with its name; empty when nothing is. `place_follows`: a
+/// settings file may still say where the sun stands.
+std::string check_sun(const scene_sun& s, bool place_follows = false);
 
 } // namespace host
