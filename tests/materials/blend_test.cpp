@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <set>
 #include <vector>
 
 #include "tests/support/materials.hpp"
+#include "zirconlite/frame/module_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/materials/blend.h"
@@ -265,4 +267,34 @@ TEST(Blend, SixLevelsAreTheSameEveryTime)
     EXPECT_GT(std::set<float>(first.begin(), first.end()).size(), 20u);
     EXPECT_TRUE(is_always_opaque(m));
     free_material(m);
+}
+
+TEST(Blend, KindsAndBumpsAreNamedByTheTableOfTexts)
+{
+    const std::u16string path = std::filesystem::path(ZIRCONLITE_SOURCE_DIR "/resources/zr3.uni").u16string();
+    the_module.messages = zr_create_string_table(path.c_str(), ZR_MESSAGE_COUNT, 0);
+    const char16_t* const kinds[][3] = { { u"Marble", u"First material", u"Veins" },
+        { u"Granite", u"First material", u"Grain" }, { u"Wood", u"First material", u"Rings" },
+        { u"Tile", u"First material", u"Grout" }, { u"Mask", u"First material", u"Outside the mask" },
+        { u"Blend", u"One material", u"Other material" }, { u"Clear finish", u"Base", u"Finish" },
+        { u"Angular blend", u"Seen from the front", u"Seen at an angle" } };
+    for (int32_t kind = 0; kind <= BLEND_KIND_ANGULAR; ++kind)
+    {
+        const pattern p(kind);
+        const complex_material& m = blended(p.whole);
+        EXPECT_EQ(m.kind_label, std::u16string(kinds[kind][0]));
+        for (int i = 0; i < 2; ++i) { EXPECT_EQ(m.child_labels[i], std::u16string(kinds[kind][i + 1])) << kind; }
+    }
+    material* bumpy = new_simple_material();
+    const double zeros[3] = {}, up[3] = { 0, 0, 1 };
+    for (const int32_t kind : { 1, 2, 3, 9 }) { zr_add_bump(bumpy, kind, up, zeros, 0, up, 1); }
+    const bump* b = simple(bumpy).bumps;
+    for (const char16_t* name : { u"Rubble", u"Sandpaper", u"Pyramid", u"Rubble" })
+    {
+        EXPECT_EQ(b->name, std::u16string(name));
+        b = b->next;
+    }
+    free_material(bumpy);
+    zr_free_string_table(the_module.messages, ZR_MESSAGE_COUNT);
+    the_module.messages = nullptr;
 }

@@ -31,13 +31,13 @@ struct blend_row
 };
 
 constexpr blend_row rows[] = {
-    { BLEND_KIND_MARBLE, zr::blend_marble, nullptr, 838, { 940, 945 }, 1, false },
-    { BLEND_KIND_GRANITE, zr::blend_granite, nullptr, 827, { 940, 942 }, 1, false },
-    { BLEND_KIND_WOOD, zr::blend_wood, nullptr, 868, { 940, 946 }, 1, false },
-    { BLEND_KIND_TILE, zr::blend_tile, zr::prepare_tile, 854, { 943, 944 }, 1, false },
+    { BLEND_KIND_MARBLE, zr::blend_marble, nullptr, 838, { 940, 941 }, 1, false },
+    { BLEND_KIND_GRANITE, zr::blend_granite, nullptr, 827, { 940, 946 }, 1, false },
+    { BLEND_KIND_WOOD, zr::blend_wood, nullptr, 868, { 940, 945 }, 1, false },
+    { BLEND_KIND_TILE, zr::blend_tile, zr::prepare_tile, 854, { 940, 942 }, 1, false },
     { BLEND_KIND_MASK, zr::blend_mask, nullptr, 922, { 940, 947 }, 1, false },
-    { BLEND_KIND_BLEND, zr::blend_even, nullptr, 805, { 940, 941 }, 0, false },
-    { BLEND_KIND_CLEAR_FINISH, zr::blend_clear_finish, nullptr, 7030, { 7031, 7032 }, 0, true },
+    { BLEND_KIND_BLEND, zr::blend_even, nullptr, 805, { 943, 944 }, 0, false },
+    { BLEND_KIND_CLEAR_FINISH, zr::blend_clear_finish, nullptr, 7030, { 7032, 7031 }, 0, true },
     { BLEND_KIND_ANGULAR, zr::blend_angular, nullptr, 7040, { 7041, 7042 }, 0, false },
 };
 static_assert(std::size(rows) == BLEND_KIND_ANGULAR + 1);
@@ -47,11 +47,11 @@ struct bump_row
     int32_t kind;
     bump_function function;
     uint32_t flags;
-    const char16_t* name;
+    int32_t name; ///< number of a message
 };
 
-constexpr bump_row bump_rows[] = { { 1, zr_bump_rubble, 0, u"rubble" },
-    { 2, zr_bump_sandpaper, 0, u"sandpaper" }, { 3, zr_bump_pyramid, BUMP_MAPPED, u"pyramid" } };
+constexpr bump_row bump_rows[] = { { 1, zr_bump_rubble, 0, 672 }, { 2, zr_bump_sandpaper, 0, 671 },
+    { 3, zr_bump_pyramid, BUMP_MAPPED, 673 } };
 
 complex_material* as_complex(material* m)
 {
@@ -119,7 +119,7 @@ int32_t zr_add_bump(material* simple, int32_t kind, const double axis[3], const 
         return 0;
     }
     const bump_row& row = bump_rows[kind >= 1 && kind <= int32_t(std::size(bump_rows)) ? kind - 1 : 0];
-    platform::copy_text(made->name, std::size(made->name), row.name);
+    copy_label(made->name, row.name);
     made->function = row.function;
     made->flags = row.flags; // pyramids stand on the sides of an object
     made->axis = { axis[0], axis[1], axis[2] };
