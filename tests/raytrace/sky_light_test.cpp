@@ -218,6 +218,28 @@ TEST(SkyLight, OfAnHdrPictureHasItsSunAsWellAsItsSky)
     zr_destroy_image_buffer(taken.image);
 }
 
+TEST(SkyLight, IsTheModelsWherePicturesLeaveTheSkyOpen)
+{
+    open_ground s;
+    set_overcast(*s.doc);
+    s.doc->sun_sky->cloudiness = 0.0; // the painted sky is far bluer
+    double alone[3], beside[3];
+    ASSERT_TRUE(s.prepare());
+    level_ground_lux(alone);
+    render_view hidden = {};
+    hidden.image = zr_new_image_buffer(4, 4, PIXEL_RADIANCE);
+    s.doc->environment.hdr_view = &hidden;
+    s.doc->environment.hdr_opacity = 1.0f;
+    for (const uint32_t flag : { ENVIRONMENT_PICTURE, ENVIRONMENT_HDR })
+    {
+        s.doc->environment_flags = flag;
+        ASSERT_TRUE(s.prepare());
+        level_ground_lux(beside);
+        for (int i = 0; i < 3; ++i) { EXPECT_NEAR(beside[i], alone[i], 0.002 * alone[i]) << flag; }
+    }
+    zr_destroy_image_buffer(hidden.image);
+}
+
 TEST(SkyLight, DrawsWhatItLooksUp)
 {
     open_ground s;

@@ -80,6 +80,12 @@ bool sky_color(const document& document, double z, float rgb[3])
     return true;
 }
 
+bool shows_sky(const environment& record)
+{
+    return record.mode != ENVIRONMENT_FLAT && record.mode != ENVIRONMENT_GRADIENT_2 &&
+           record.mode != ENVIRONMENT_GRADIENT_3;
+}
+
 /// The linear colour that `record` shows in a direction, before clouds and pictures.
 bool background_color(const document& document, const environment& record, const vector3& direction, float rgb[3])
 {
@@ -189,11 +195,17 @@ double haze_share(const document& document, const ray& ray)
 
 } // namespace
 
-bool surrounding_color(const document& document, const environment& record, const vector3& direction, float rgb[3],
-    double* luminance_scale)
+bool surrounding_color(const document& document, const environment& record, const vector3& direction, double white,
+    float rgb[3], double* luminance_scale)
 {
     const shown_parts shown = parts_of(document, record);
     bool any = background_color(document, record, direction, rgb);
+    if (shows_sky(record) && has_sun(document) && white > 0.0)
+    {
+        const sun_sky& sky = *document.sun_sky;
+        const double y = sky_luminance(sky, direction) * sky.sky_strength / white;
+        for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(y * sky.sky_color[i]); }
+    }
     *luminance_scale = 0.0;
     float h[3], p[3];
     if (shown.hdr && hdr_light(record, direction, h))

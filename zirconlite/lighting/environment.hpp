@@ -17,9 +17,10 @@ namespace zr
 /// picture over it) `rgb` is in cd/m2 and the scale is 1. Everywhere else `rgb` is 0 to 1, display-linear, and the
 /// scale is 0: the caller takes the luminance of white from its own view or sky. Where both mix, the hdr
 /// part is brought to 0 to 1 by the tone operator of its own view, as a picture shows it.
+/// With a sun the sky is that of its model, not the painted one, relative to `white` in cd/m2: a colour of 1.
 /// False, with black, where nothing shows at all: the sky without a sun. Any thread.
 bool surrounding_color(const document& document, const environment& record, const vector3& direction,
-    float rgb[3], double* luminance_scale);
+    double white, float rgb[3], double* luminance_scale);
 
 /// What a ray that leaves the scene does; adds to the ray's results.
 using background_function = void (*)(document& document, ray& ray);

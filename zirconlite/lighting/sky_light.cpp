@@ -87,7 +87,7 @@ void average_cell(const document& d, double white, int row, int column, int poin
             float rgb[3];
             double scale;
             if (!surrounding_color(d, d.environment,
-                    direction_at(z, (column + (k + 0.5) / points) / around.columns), rgb, &scale))
+                    direction_at(z, (column + (k + 0.5) / points) / around.columns), white, rgb, &scale))
             {
                 continue;
             }
@@ -133,12 +133,22 @@ void make_distribution()
     around.has_bright_spots = brightest * 4.0 * M_PI > bright_contrast * around.flux;
 }
 
+bool has_hdr(const document& d)
+{
+    return (d.environment_flags & ENVIRONMENT_HDR) && d.environment.hdr_view;
+}
+
+/// A picture that lies in the view has no direction to shine from.
+bool has_picture_around(const document& d)
+{
+    return (d.environment_flags & ENVIRONMENT_PICTURE) && d.environment.image_bitmap &&
+           d.environment.image_projection != 0;
+}
+
 bool make_table(const document& d, double white)
 {
-    const environment& record = d.environment;
-    const bool has_hdr = (d.environment_flags & ENVIRONMENT_HDR) && record.hdr_view;
-    const bool has_picture = has_hdr || (d.environment_flags & ENVIRONMENT_PICTURE);
-    around.rows = has_hdr ? fine_rows : coarse_rows;
+    const bool has_picture = has_hdr(d) || has_picture_around(d);
+    around.rows = has_hdr(d) ? fine_rows : coarse_rows;
     around.columns = 2 * around.rows;
     const size_t cells = size_t(around.rows) * size_t(around.columns);
     if (!around.radiance.resize(3 * cells) || !around.column_end.resize(cells) ||
@@ -201,15 +211,14 @@ bool choose_source(const document& document)
     const uint32_t mode = document.sun_sky_flags;
     const bool has_sun = (mode & SUN_SKY_SUN_MASK) && document.sun_sky;
     if (has_sun && (mode & SUN_SKY_INDIRECT) && !(mode & SUN_SKY_DIRECT_SKY)) { return true; }
-    const bool has_pictures = document.environment_flags & (ENVIRONMENT_PICTURE | ENVIRONMENT_HDR);
-    if (has_sun && document.environment.mode == ENVIRONMENT_SKY && !has_pictures)
+    if (has_sun && document.environment.mode == ENVIRONMENT_SKY && !has_hdr(document) && !has_picture_around(document))
     {
         around.sky = document.sun_sky;
         if (around.sky->sky_strength > 0.0) { around.kind = source::formula; }
         return true;
     }
     const double white = white_luminance(document, has_sun);
-    return (white <= 0.0 && !(document.environment_flags & ENVIRONMENT_HDR)) || make_table(document, white);
+    return (white <= 0.0 && !has_hdr(document)) || make_table(document, white);
 }
 
 } // namespace
