@@ -151,6 +151,13 @@ struct material_store
                 image->key->kind = KEY_ALPHA;
                 image->key->flags = KEY_CUTS_OUT;
                 u.thin = true;
+                // Where a texel is partly clear, in the coarser levels most of all, the material shows below it.
+                simple_material& below = *reinterpret_cast<simple_material*>(made);
+                for (int c = 0; c < 3; ++c)
+                {
+                    below.color[c] = below.translucent_color[c] =
+                        float(linear_value(double(pictures.color->average[c])));
+                }
             }
             u.uv_set = own.textures[texture_color].uv_set;
         }

@@ -134,6 +134,25 @@ double opacity_at(const picture8& p, double u, double v)
     return *std::max_element(texel, texel + p.channels) / 255.0;
 }
 
+/// Gives clear texels the mean colour of what is seen. The black or white that stands there in most files would
+/// get into the coarser levels of the mipmap, and so into the edges of leaves.
+void fill_clear_texels(picture8& p)
+{
+    uint64_t sums[4] = {};
+    for (size_t i = 0; i < p.rows.size(); i += 4)
+    {
+        const uint64_t alpha = p.rows[i + 3];
+        for (size_t c = 0; c < 3; ++c) { sums[c] += alpha * p.rows[i + c]; }
+        sums[3] += alpha;
+    }
+    if (sums[3] == 0) { return; }
+    for (size_t i = 0; i < p.rows.size(); i += 4)
+    {
+        if (p.rows[i + 3] != 0) { continue; }
+        for (size_t c = 0; c < 3; ++c) { p.rows[i + c] = (unsigned char)(sums[c] / sums[3]); }
+    }
+}
+
 picture8 with_recipe(const picture8& from, const std::optional<picture8>& opacity, const color_recipe& recipe)
 {
     picture8 out;
@@ -165,6 +184,7 @@ picture8 with_recipe(const picture8& from, const std::optional<picture8>& opacit
             to[3] = (unsigned char)std::lround(255 * alpha);
         }
     }
+    if (recipe.uses_alpha) { fill_clear_texels(out); }
     return out;
 }
 

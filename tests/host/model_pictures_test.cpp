@@ -25,6 +25,7 @@ void write_scene(const temporary_folder& folder, const std::string& map, const s
 {
     folder.write("fields.tga", four_fields());
     folder.write("cut.tga", four_fields().substr(0, 26));
+    folder.write("part.tga", std::string("\0\0\2\0\0\0\0\0\0\0\0\0\1\0\1\0\40\0\0\0\200\100", 22));
     folder.write("wall.mtl", "newmtl wall\nKd 1 1 1\n" + map);
     folder.write("wall.obj",
         "mtllib wall.mtl\nv -1 0 0\nv 1 0 0\nv 1 2 0\nv -1 2 0\nvt 0 0\nvt 2 0\nvt 2 2\nvt 0 2\n"
@@ -70,6 +71,7 @@ TEST(ModelPictures, ShowWhereTheCoordinatesPutThem)
     } const cases[] = {
         { "tiled, alpha not asked for", "map_Kd fields.tga\n", "", "rgrgbwbwrgrgbwbw" },
         { "holes by the opacity picture", "map_Kd fields.tga\nmap_d fields.tga\n", "", "rgrgb-b-rgrgb-b-" },
+        { "partly clear, over no other colour", "map_Kd part.tga\nmap_d part.tga\n", "", "rrrrrrrrrrrrrrrr" },
         { "colour times picture", "Kd 1 0 0\nmap_Kd fields.tga\n", "", "r-r--r-rr-r--r-r" },
         { "switched off", "map_Kd fields.tga\n", "pictures = false\n", "wwwwwwwwwwwwwwww" },
         { "missing picture", "map_Kd none.tga\n", "", "wwwwwwwwwwwwwwww", "none.tga: the picture is left out" },
