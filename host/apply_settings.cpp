@@ -5,6 +5,7 @@
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/settings_stream.hpp"
+#include "zirconlite/frame/search_path.h"
 #include "zirconlite/lighting/sun_sky.h"
 
 #include <fmt/format.h>
@@ -42,7 +43,7 @@ color3 display_color(const float (&linear)[3])
 void take_place(scene& s, const sun_sky_data& from)
 {
     if (s.given("sun", "place") || s.given("sun", "latitude")) { return; }
-    s.sun.place = std::filesystem::path(std::u16string(from.place)).string();
+    s.sun.place = utf8_of(from.place);
     s.sun.latitude = from.latitude * degrees;
     s.sun.longitude = from.longitude * degrees;
     if (!s.given("sun", "zone")) { s.sun.zone_hours = from.time_zone / 60.0; }
@@ -108,11 +109,16 @@ void take_picture(const std::filesystem::path& file, document* d, std::vector<st
 {
     environment& e = d->environment;
     if (!e.image_filename[0]) { return; }
-    std::string name = std::filesystem::path(std::u16string(e.image_filename)).string();
+    std::string name = utf8_of(e.image_filename);
     std::replace(name.begin(), name.end(), '\\', '/');
     const std::filesystem::path beside = file.parent_path() / name;
     std::error_code error;
+    char16_t elsewhere[ZR_PATH_CAPACITY];
     if (std::filesystem::exists(beside, error)) { set_background_picture(e, beside, notes); }
+    else if ((d->environment_flags & ENVIRONMENT_PICTURE) && !zr_findfile(nullptr, e.image_filename, elsewhere))
+    {
+        notes.push_back(fmt::format("{}: the picture \"{}\" is left out: it is not there", file.string(), name));
+    }
 }
 
 } // namespace

@@ -12,6 +12,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <memory>
@@ -46,32 +48,16 @@ bool is_plain_text(const std::string& bytes)
     return bytes.starts_with("#ZR3") || bytes.starts_with("\xef\xbb\xbf#ZR3");
 }
 
-/// UTF-8 of UTF-16LE, without its mark; halves of characters that stand alone become question marks.
-std::string utf8_of(const std::string& bytes)
+/// The text of UTF-16LE, without its mark.
+std::string utf8_of_bytes(const std::string& bytes)
 {
-    std::string out;
-    const auto unit = [&](size_t i) { return uint32_t(uint8_t(bytes[i])) | uint32_t(uint8_t(bytes[i + 1])) << 8; };
+    std::u16string units;
     for (size_t i = 0; i + 1 < bytes.size(); i += 2)
     {
-        uint32_t c = unit(i);
-        const uint32_t low = i + 3 < bytes.size() ? unit(i + 2) : 0;
-        if (c == 0xfeff && i == 0) { continue; }
-        if (c >= 0xd800 && c < 0xdc00 && low >= 0xdc00 && low < 0xe000)
-        {
-            c = 0x10000 + ((c - 0xd800) << 10) + (low - 0xdc00);
-            i += 2;
-        }
-        else if (c >= 0xd800 && c < 0xe000) { c = '?'; }
-        if (c < 0x80) { out += char(c); }
-        else if (c < 0x800) { out += { char(0xc0 | c >> 6), char(0x80 | (c & 0x3f)) }; }
-        else if (c < 0x10000) { out += { char(0xe0 | c >> 12), char(0x80 | (c >> 6 & 0x3f)), char(0x80 | (c & 0x3f)) }; }
-        else
-        {
-            out += { char(0xf0 | c >> 18), char(0x80 | (c >> 12 & 0x3f)), char(0x80 | (c >> 6 & 0x3f)),
-                char(0x80 | (c & 0x3f)) };
-        }
+        const auto unit = char16_t(uint8_t(bytes[i]) | uint8_t(bytes[i + 1]) << 8);
+        if (i > 0 || unit != 0xfeff) { units += unit; }
     }
-    return out;
+    return utf8_of(units);
 }
 
 std::string utf16_bytes(const std::filesystem::path& file, const std::string& utf8)
@@ -143,40 +129,76 @@ std::vector<std::string> lines_of(const std::string& text)
     return lines;
 }
 
+/// What stands between separators; empty pieces do not count.
+std::vector<std::string> pieces_of(const std::string& line)
+{
+    std::vector<std::string> pieces;
+    for (size_t at = line.find_first_not_of("\t="); at != std::string::npos;)
+    {
+        const size_t end = std::min(line.find_first_of("\t=", at), line.size());
+        pieces.push_back(line.substr(at, end - at));
+        at = line.find_first_not_of("\t=", end);
+    }
+    return pieces;
+}
+
 std::string key_of(const std::string& line)
 {
-    const size_t start = line.find_first_not_of("\t=");
-    return start == std::string::npos ? "" : line.substr(start, line.find_first_of("\t=", start) - start);
+    const std::vector<std::string> pieces = pieces_of(line);
+    return pieces.empty() ? "" : pieces[0];
+}
+
+bool is_number(const std::string& piece)
+{
+    const size_t start = std::min(piece.find_first_not_of(' '), piece.size());
+    const char *first = piece.data() + start, *end = piece.data() + piece.size();
+    double value;
+    if (end - first > 1 && *first == '+' && first[1] != '-') { ++first; }
+    return std::from_chars(first, end, value).ec == std::errc() && std::isfinite(value);
+}
+
+/// What is odd about the values of a line; `written` is the line of the same key with all of its values.
+std::string wrong_values(const std::string& line, const std::string& written)
+{
+    const std::vector<std::string> values = pieces_of(line), all = pieces_of(written);
+    for (size_t i = 0; i < all.size(); ++i)
+    {
+        if (!is_number(all[i])) { continue; } // the key, or a text
+        if (i >= values.size()) { return fmt::format("{} of {} values are missing", all.size() - i, all.size() - 1); }
+        if (!is_number(values[i])) { return fmt::format("\"{}\" is no number", values[i].substr(0, 80)); }
+    }
+    return "";
 }
 
 std::string whole_text(int kind, document* d, render_view& view)
 {
     const scratch_file out("");
     write_settings(out.path, kind, d, view);
-    return utf8_of(read_bytes(out.path));
+    return utf8_of_bytes(read_bytes(out.path));
 }
 
 /// What is odd about the file's own lines; `written` is what this program would write in its place.
 std::vector<std::string> complaints(int kind, const std::string& text, const std::string& written)
 {
-    std::vector<std::string> known, found;
-    for (const std::string& line : lines_of(written)) { known.push_back(key_of(line)); }
+    std::vector<std::string> known = lines_of(written), found;
     known.insert(known.end(), { "GP MATERIAL", "GP LIBRARY" }); // written only where there is one
     const std::vector<std::string> lines = lines_of(text);
     bool ended = false;
     for (size_t i = 1; i < lines.size() && !ended; ++i)
     {
         ended = lines[i].starts_with("#END");
-        const std::string key = key_of(lines[i]);
         if (lines[i].size() > counted_units)
         {
             found.push_back(fmt::format("line {}: longer than {} characters; the rest means nothing", i + 1, counted_units));
         }
-        if (ended || kind == SETTINGS_EXPOSURE) { continue; }
-        if (std::find(known.begin(), known.end(), key) == known.end())
-        {
-            found.push_back(fmt::format("line {}: unknown key \"{}\"", i + 1, key.substr(0, 80)));
-        }
+        if (ended) { continue; }
+        const std::string key = key_of(lines[i]);
+        const auto same = [&](const std::string& line) { return key_of(line) == key; };
+        const auto row = kind == SETTINGS_EXPOSURE ? known.begin() + 1
+                                                   : std::find_if(known.begin() + 1, known.end(), same);
+        const std::string wrong = row == known.end() ? fmt::format("unknown key \"{}\"", key.substr(0, 80))
+                                                     : wrong_values(lines[i], *row);
+        if (!wrong.empty()) { found.push_back(fmt::format("line {}: {}", i + 1, wrong)); }
     }
     if (!ended) { found.push_back("there is no #END"); }
     return found;
@@ -225,7 +247,7 @@ int check(const std::string& file)
     settings_session s;
     const std::string bytes = read_bytes(file);
     const int kind = read_either(file, s.d, s.view);
-    const std::string text = is_plain_text(bytes) ? bytes : utf8_of(bytes);
+    const std::string text = is_plain_text(bytes) ? bytes : utf8_of_bytes(bytes);
     std::vector<std::string> found = complaints(kind, text, whole_text(kind, s.d, s.view));
     if (!is_plain_text(bytes) && bytes.size() % 2) { found.push_back("an odd byte stands at the end"); }
     for (const std::string& line : found) { std::fprintf(stderr, "zirconlite: %s: %s\n", file.c_str(), line.c_str()); }

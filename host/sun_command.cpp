@@ -13,6 +13,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 namespace host
@@ -33,6 +34,17 @@ struct sun_arguments
     std::string angles = "almanac", step, format = "text";
     bool list_places = false;
 };
+
+/// A number from low to high; unlike CLI::Range it refuses "nan".
+CLI::Validator number(double low, double high)
+{
+    const auto check = [=](std::string& text)
+    {
+        const double value = std::strtod(text.c_str(), nullptr);
+        return value >= low && value <= high ? "" : fmt::format("{} is outside {} to {}", text, low, high);
+    };
+    return CLI::Validator(check, fmt::format("{} to {}", low, high));
+}
 
 /// One line of the answer.
 struct sun_moment
@@ -214,19 +226,19 @@ std::function<int()> setup_sun(CLI::App& command)
     auto o = std::make_shared<sun_arguments>();
     scene_sun& s = o->sun;
     command.add_option("--place", s.place, "A city; --places lists them");
-    command.add_option("--latitude", s.latitude, "Degrees, north positive")->check(CLI::Range(-90.0, 90.0));
+    command.add_option("--latitude", s.latitude, "Degrees, north positive")->check(number(-90.0, 90.0));
     command.add_option("--longitude", s.longitude, "Degrees, east positive")
-        ->check(CLI::Range(-180.0, 180.0));
+        ->check(number(-180.0, 180.0));
     command.add_option("--zone", s.zone_hours, "Hours of standard time from universal time")
-        ->check(CLI::Range(-14.0, 14.0));
+        ->check(number(-14.0, 14.0));
     command.add_option("--date", s.date, "Like 2026-06-21")->capture_default_str();
     command.add_option("--time", s.time, "Of the clock, like 14:30")->capture_default_str();
     command.add_flag("--daylight-saving", s.daylight_saving, "The clock is an hour fast");
     command.add_option("--azimuth", s.azimuth_deg, "The sun by its angles: degrees, 0 north, 90 east")
-        ->check(CLI::Range(-360.0, 360.0));
+        ->check(number(-360.0, 360.0));
     command.add_option("--altitude", s.altitude_deg, "Degrees above the horizon")
-        ->check(CLI::Range(-90.0, 90.0));
-    command.add_option("--cloudiness", s.cloudiness, "0 clear to 1 overcast")->check(CLI::Range(0.0, 1.0));
+        ->check(number(-90.0, 90.0));
+    command.add_option("--cloudiness", s.cloudiness, "0 clear to 1 overcast")->check(number(0.0, 1.0));
     command.add_option("--angles", o->angles, "How the sun's place is found")
         ->check(CLI::IsMember({ "almanac", "tables" }))
         ->capture_default_str();

@@ -115,6 +115,8 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
     folder.write("names.toml",
         "[camera]\n[[model]]\nfile = \"room.obj\"\nmaterials = { \"Wal\" = \"a\" }\n[materials.a]\n");
     folder.write("planes.toml", std::string(room_toml) + "[output]\ndepth = \"d.png\"\n");
+    folder.write("a.txt", "#ZR3 SUNSKY\nDATE=1\nTIME=dusk\n#END");
+    folder.write("b.txt", "#ZR3 ENVIRONMENT\nCOLOR0=0.5\t1\n#END");
     std::filesystem::create_directory(folder.path / "folder.png");
 
     struct
@@ -147,6 +149,9 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
             "none/a.png: cannot be written" },
         { "a folder", { "render", "room.toml", "-o", "folder.png" }, 1, "it is a folder" },
         { "unknown picture format", { "render", "room.toml", "-o", "a.gif" }, 1, "must end in one of .png, .bmp" },
+        { "a latitude that is no number", { "sun", "--latitude", "nan", "--longitude", "0" }, 64, "nan is outside -90" },
+        { "a value that is no number", { "settings", "check", "a.txt" }, 2, "line 3: \"dusk\" is no number" },
+        { "a colour of two values", { "settings", "check", "b.txt" }, 2, "line 2: 1 of 3 values are missing" },
         { "scene as picture", { "render", "room.toml", "-o", "room.toml" }, 64, "would replace the scene" },
     };
     for (const auto& c : cases)

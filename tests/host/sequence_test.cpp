@@ -189,7 +189,7 @@ TEST(Sequence, GoesOnWhereItWasKilled)
     EXPECT_NE(broken.read("d-0003.png"), whole.read("d-0003.png")) << "with its own exposure";
 }
 
-TEST(Sequence, TakesPlaceAndDayFromASettingsFile)
+TEST(Sequence, TakesPlaceDayAndPictureFromSettingsFiles)
 {
     const auto units = [](const std::u16string& text)
     { return std::string(reinterpret_cast<const char*>(text.data()), 2 * text.size()); };
@@ -198,10 +198,14 @@ TEST(Sequence, TakesPlaceAndDayFromASettingsFile)
     scene.erase(scene.find("place"), scene.find("[[model]]") - scene.find("place"));
     f.write("day.toml", scene);
     f.write("ground.obj", ground_obj);
-    f.write("a.su", units(u"#ZR3 SUNSKY\nLATITUDE=0.84\nLONGITUDE=0.28\nTIME ZONE=60\nDATE=10\n#END"));
+    f.write("a.su", units(u"#ZR3 SUNSKY\nPLACE=\xd83d\nLATITUDE=0.84\nLONGITUDE=0.28\nTIME ZONE=60\nDATE=10\n#END"));
     const std::vector<std::string> arguments = { "day.toml", "-o", "d.png", "--time", "11:00..12:00/1h" };
     ASSERT_EQ(run(f, arguments), 0) << f.read("out.txt");
     EXPECT_NE(f.read("out.txt").find("2026-01-11 12:00"), std::string::npos) << f.read("out.txt");
     f.write("a.su", units(u"#ZR3 EXPOSURE\n0\t0.5\t0\t1\t1\t0\n#END"));
     EXPECT_EQ(run(f, arguments), int(host::exit_bad_scene)) << "nothing says the place";
+    f.write("day.toml", "settings = [\"a.en\"]\n" + std::string(day_toml));
+    f.write("a.en", units(u"#ZR3 ENVIRONMENT\nFLAGS=1\nIMAGE FILENAME=sky\xd83d.png\n#END"));
+    ASSERT_EQ(run(f, { "day.toml", "-o", "d.png" }), 0);
+    EXPECT_NE(f.read("out.txt").find("a.en: the picture \"sky?.png\" is left out"), std::string::npos);
 }
