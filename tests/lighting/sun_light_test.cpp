@@ -5,6 +5,7 @@
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/lighting/daylight.hpp"
+#include "zirconlite/lighting/ground.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 
 namespace
@@ -105,15 +106,22 @@ TEST(SunLight, IsOneForTheProcessAndRightForEachDocument)
     add_floor(b);
     set_sun(a, 60.0, 0);
     set_sun(b, 20.0, 0);
+    for (test::scene* s : { &a, &b })
+    {
+        s->doc->environment_flags = ENVIRONMENT_GROUND;
+        s->doc->ground_height = s == &a ? -5.0 : -9.0;
+    }
     ASSERT_TRUE(a.prepare() && b.prepare());
     for (test::scene* s : { &a, &b, &a })
     {
         s->relight();
+        EXPECT_NEAR(s->seen({ 500, 0, 0 }, { 0, 0, -1 }).hit_t, -s->doc->ground_height, 1e-6);
         const sun_sky& k = *s->doc->sun_sky;
         EXPECT_NEAR(lux_at(*s, 0, 0), k.sun_strength * std::sin(k.altitude), 1.0);
         EXPECT_EQ(current_sun_sky, &k);
     }
     EXPECT_EQ(lux_at(b, 0, 0), 0.0); // the sun that is prepared is not its own
+    end_ground();
 }
 
 // A half plane 3 m over the floor, the sun overhead. The share of the sun's disc beside its edge is what a
