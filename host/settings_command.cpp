@@ -15,6 +15,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <unistd.h>
@@ -84,8 +85,12 @@ std::string utf16_bytes(const std::filesystem::path& file, const std::string& ut
 struct scratch_file
 {
     explicit scratch_file(const std::string& bytes)
-        : path(std::filesystem::temp_directory_path() / fmt::format("zirconlite-settings-{}", getpid()))
     {
+        std::string name = (std::filesystem::temp_directory_path() / "zirconlite-settings-XXXXXX").string();
+        const int made = mkstemp(name.data()); // a name that nobody can have prepared
+        if (made < 0) { throw failure(exit_render_failed, name + ": the temporary file cannot be made"); }
+        close(made);
+        path = name;
         std::ofstream(path, std::ios::binary) << bytes;
     }
     ~scratch_file()
