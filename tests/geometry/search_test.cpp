@@ -7,9 +7,7 @@
 #include "zirconlite/frame/error.h"
 #include "zirconlite/geometry/ray_search.hpp"
 #include "zirconlite/geometry/search_structure.h"
-#include "zirconlite/geometry/tree_walk.hpp"
 #include "zirconlite/geometry/voxel_grid.hpp"
-#include "zirconlite/platform/processor.hpp"
 
 namespace
 {
@@ -196,32 +194,6 @@ TEST(Search, ShowsEveryHitToAVisitor)
             }
             EXPECT_GT(hits, 20);
             EXPECT_EQ(missed, 0) << "of " << hits;
-        }
-    }
-}
-
-TEST(Search, BothPathsDownTheTreeFindTheSame)
-{
-    if (!platform::has_avx2()) { GTEST_SKIP() << "one path only"; }
-    const chosen_structure chosen(SEARCH_TREE);
-    for (const soup_kind& kind : soups)
-    {
-        SCOPED_TRACE(kind.what);
-        soup made{ std::mt19937(21), kind };
-        test::scene s;
-        test::mesh m;
-        made.fill(m);
-        ASSERT_TRUE(s.add(m));
-        ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-        const search_tree& tree = s.doc->voxel_grid->tree;
-        for (int n = 0; n < 3000; ++n)
-        {
-            ray a = made.shot(s, n), b = a;
-            EXPECT_EQ(avx2_walk::nearest(tree, s.doc->object_table, a),
-                portable_walk::nearest(tree, s.doc->object_table, b));
-            EXPECT_EQ(a.hit_object, b.hit_object);
-            EXPECT_EQ(a.hit_t, b.hit_t);
-            for (int i = 0; i < 3; ++i) { EXPECT_EQ(a.element_coords[i], b.element_coords[i]); }
         }
     }
 }
