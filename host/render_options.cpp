@@ -206,6 +206,8 @@ void add_render_options(CLI::App& command, render_options& o)
         ->capture_default_str();
     command.add_option("--import-time", o.import_seconds, "Seconds that reading a model may take")
         ->check(CLI::Range(0.01, 86400.0))
+        ->check([](const std::string& text)
+            { return text.find_first_of("nN") == std::string::npos ? "" : "a number of seconds is wanted"; })
         ->capture_default_str();
 }
 
