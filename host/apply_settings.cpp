@@ -5,6 +5,7 @@
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/settings_stream.hpp"
+#include "host/text.hpp"
 #include "zirconlite/frame/search_path.h"
 #include "zirconlite/lighting/sun_sky.h"
 

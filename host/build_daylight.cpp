@@ -2,6 +2,7 @@
 
 #include "host/build_material.hpp"
 #include "host/cities.hpp"
+#include "host/text.hpp"
 #include "zirconlite/geometry/vector.h"
 #include "zirconlite/lighting/sun_sky.h"
 
@@ -37,7 +38,7 @@ void set_place(const scene_sun& s, sun_sky& k)
     k.time_zone = s.zone_hours ? *s.zone_hours
                   : is_citys   ? c->zone_minutes / 60.0
                                : std::round(k.longitude / 15);
-    const std::u16string name = std::filesystem::path(s.place).u16string();
+    const std::u16string name = utf16_of(s.place);
     std::fill(std::begin(k.place), std::end(k.place), u'\0');
     std::copy_n(name.begin(), std::min(name.size(), std::size(k.place) - 1), k.place);
 }

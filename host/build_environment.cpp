@@ -4,6 +4,7 @@
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/picture_store.hpp"
+#include "host/text.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/imagefiles/radiance.h"
 #include "zirconlite/raytrace/image_buffer.h"
@@ -134,7 +135,7 @@ owned_view read_hdr(const std::filesystem::path& file, document* d)
     view->contrast = 0.5f;
     view->source_gain = 1;
     view->image = zr_new_image_buffer(1, 1, PIXEL_RADIANCE);
-    const bool done = view->image && zr_read_radiance_file(file.u16string().c_str(), view->image);
+    const bool done = view->image && zr_read_radiance_file(utf16_of(file).c_str(), view->image);
     if (!done)
     {
         const bool is_missing = view->image && zr_last_error()->code == ZR_ERROR_NOT_FOUND;
@@ -212,7 +213,7 @@ void set_ground(const scene_ground& g, document* d)
     zr_free(d->ground_material_name);
     zr_free(d->ground_material_library);
     d->ground_material_library = nullptr;
-    d->ground_material_name = zr_dupestring(std::filesystem::path(g.material).u16string().c_str());
+    d->ground_material_name = zr_dupestring(utf16_of(g.material).c_str());
 }
 
 void set_record_defaults(environment& e)

@@ -7,6 +7,7 @@
 #include "host/library_session.hpp"
 #include "host/model_materials.hpp"
 #include "host/picture_store.hpp"
+#include "host/text.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/materials/blend.h"
 #include "zirconlite/materials/mat_image.h"
@@ -108,7 +109,7 @@ void set_key(mat_key& key, const scene_image& i)
 
 void set_path(char16_t (&out)[512], const std::filesystem::path& file)
 {
-    const std::u16string path = file.u16string();
+    const std::u16string path = utf16_of(file);
     if (path.size() >= 512)
     {
         throw failure(exit_bad_scene, fmt::format("{}: the path is longer than 511 characters", file.string()));
@@ -231,7 +232,7 @@ void load_missing_pictures(material& m, std::vector<std::string>& notes)
 {
     const auto load = [&](bitmap*& picture, const char16_t* path)
     {
-        if (!picture && path[0]) { picture = load_picture(std::filesystem::path(path), notes); }
+        if (!picture && path[0]) { picture = load_picture(utf8_of(path), notes); }
     };
     if (m.flags & MATERIAL_COMPLEX)
     {
@@ -254,7 +255,7 @@ owned_material build_from_library(const scene& s, const scene_material& m, std::
     const std::filesystem::path file = find_library(s, library + ".mlib");
     const zr_status before = *zr_last_error();
     owned_material made(zr_load_from_library(
-        std::filesystem::path(key).u16string().c_str(), file.u16string().c_str()));
+        utf16_of(key).c_str(), utf16_of(file).c_str()));
     if (!made)
     {
         throw failure(exit_bad_scene,

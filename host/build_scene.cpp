@@ -6,12 +6,14 @@
 #include "host/build_daylight.hpp"
 #include "host/build_environment.hpp"
 #include "host/build_material.hpp"
+#include "host/camera_fit.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/model_materials.hpp"
 #include "host/model_transform.hpp"
 #include "host/picture_store.hpp"
 #include "host/stop_signals.hpp"
+#include "host/text.hpp"
 #include "zirconlite/geometry/mesh_build.h"
 #include "zirconlite/geometry/vector.h"
 #include "zirconlite/lighting/light.h"
@@ -65,16 +67,13 @@ void set_settings(const scene& s, document* d)
     {
         d->render_flags |= RENDER_DEPTH_OF_FIELD;
         d->lens_f_stop = *s.camera.f_stop;
-        double distance = 0;
-        for (int i = 0; i < 3; ++i) { distance += std::pow(s.camera.target[i] - s.camera.eye[i], 2); }
-        d->focus_distance = s.camera.focus_distance.value_or(std::sqrt(distance));
     }
     if (!s.output.alpha.empty()) { d->environment_flags |= ENVIRONMENT_ALPHA; }
 }
 
 material_entry* add_material(document* d, const std::string& name, material* made)
 {
-    const std::u16string key = std::filesystem::path(name).u16string();
+    const std::u16string key = utf16_of(name);
     material_entry* entry = zr_add_material(d, key.c_str(), made);
     if (!entry)
     {
@@ -330,6 +329,7 @@ void add_model(document* d, const scene& s, const scene_model& from, const impor
             fmt::format("{}:{}: the model {} has no material \"{}\"{}", s.file.string(), from.line, from.file,
                 name, near ? fmt::format("; did you mean \"{}\"?", near) : ""));
     }
+    for (const std::string& note : m.notes) { built.notes.push_back(fmt::format("{}: {}", from.file, note)); }
     if (m.dropped_polygons)
     {
         built.notes.push_back(fmt::format(
@@ -431,9 +431,10 @@ vector3 cross(const vector3& a, const vector3& b)
 /// The camera's axes; a view straight along `up` takes north, or east, for the picture's top.
 void set_axes(const scene_camera& c, render_view& v)
 {
-    v.position = { c.eye[0], c.eye[1], c.eye[2] };
-    v.target = { c.target[0], c.target[1], c.target[2] };
-    v.back = unit({ c.eye[0] - c.target[0], c.eye[1] - c.target[1], c.eye[2] - c.target[2] });
+    const vec3 &eye = *c.eye, &target = *c.target;
+    v.position = { eye[0], eye[1], eye[2] };
+    v.target = { target[0], target[1], target[2] };
+    v.back = unit({ eye[0] - target[0], eye[1] - target[1], eye[2] - target[2] });
     const vector3 given = unit({ c.up[0], c.up[1], c.up[2] });
     for (const vector3& up : { given, vector3{ 0, 1, 0 }, vector3{ 1, 0, 0 } })
     {
@@ -443,6 +444,25 @@ void set_axes(const scene_camera& c, render_view& v)
         v.up = cross(v.back, v.right);
         return;
     }
+}
+
+/// A ground at the very foot would share the floors' plane.
+double height_below(const bounding_box& box)
+{
+    const double size = std::max({ box.max.x - box.min.x, box.max.y - box.min.y, box.max.z - box.min.z });
+    return box.min.z - std::max(1e-4 * size, 1e-6);
+}
+
+/// Completes the camera: fits it to the models when it has no eye, and focuses on the target.
+void place_camera(const scene& s, document* d, scene_camera& c)
+{
+    const auto& frame = c.sub_frame.value_or(std::array<double, 4>{ 0, 0, 1, 1 });
+    const double width = s.render.size[0] / (frame[2] - frame[0]), height = s.render.size[1] / (frame[3] - frame[1]);
+    if (!c.eye) { fit_camera(c, d->bounds, width / height); }
+    if (!c.target) { c.target = default_target; }
+    double distance = 0;
+    for (size_t i = 0; i < 3; ++i) { distance += std::pow((*c.target)[i] - (*c.eye)[i], 2); }
+    d->focus_distance = c.focus_distance.value_or(std::sqrt(distance));
 }
 
 } // namespace
@@ -456,6 +476,9 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
     material_store materials{ s, d, built.notes };
     if (!s.ground.material.empty()) { materials.of_scene(s.ground.material); }
     for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, built); }
+    built.camera = s.camera;
+    place_camera(s, d, built.camera);
+    if (s.ground.below_models) { d->ground_height = height_below(d->bounds); }
     d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
     for (const scene_light& l : s.lights) { add_light(d, s, l); }
     const bool surrounded = !s.surroundings.file.empty() || s.background.luminance.value_or(0) > 0;
@@ -479,7 +502,7 @@ void set_exposure(render_view& view, const scene_tone& tone)
 
 void build_view(const scene& s, document* d, built_scene& built)
 {
-    const scene_camera& c = s.camera;
+    const scene_camera& c = built.camera;
     render_view& from = d->views[0];
     render_view& v = d->views[1];
     d->current_view = 1;

@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -19,7 +20,8 @@ namespace host
 {
 
 const command_row commands[] = {
-    { "render", "Render a scene file to a picture", setup_render },
+    { "render", "Render a scene file, or a model alone, to a picture", setup_render },
+    { "info", "Print what a model file holds: size, units, materials, pictures", setup_info },
     { "convert", "Write a picture in another format", setup_convert },
     { "tone", "Show a picture kept as light at an exposure", setup_tone },
     { "settings", "Show, convert and check files of settings: .su, .en and .ex", setup_settings },
@@ -62,6 +64,15 @@ void say(const std::string& text)
     std::fprintf(stderr, "zirconlite: %s\n", text.c_str());
 }
 
+/// What was printed must have arrived: a full disk behind standard output is a failure like any other.
+void check_standard_output()
+{
+    errno = 0;
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) { return; }
+    throw failure(exit_render_failed,
+        fmt::format("standard output cannot be written{}{}", errno ? ": " : "", errno ? strerror(errno) : ""));
+}
+
 int run_commands(int argument_count, char** arguments)
 {
     CLI::App program{ "Renders architectural models by ray tracing" };
@@ -84,6 +95,7 @@ int run_commands(int argument_count, char** arguments)
     catch (const CLI::Success& e)
     {
         program.exit(e); // --help and --version
+        check_standard_output();
         return exit_done;
     }
     catch (const CLI::ParseError& e)
@@ -94,7 +106,9 @@ int run_commands(int argument_count, char** arguments)
         say((unknown ? fmt::format("there is no command \"{}\"", arguments[1]) : e.what()) + "; see --help");
         return exit_usage;
     }
-    return run();
+    const int code = run();
+    check_standard_output();
+    return code;
 }
 
 } // namespace

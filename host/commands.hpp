@@ -26,6 +26,7 @@ struct command_row
 extern const command_row commands[];
 
 std::function<int()> setup_render(CLI::App& command);
+std::function<int()> setup_info(CLI::App& command);
 std::function<int()> setup_convert(CLI::App& command);
 std::function<int()> setup_tone(CLI::App& command);
 std::function<int()> setup_settings(CLI::App& command);

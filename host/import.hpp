@@ -30,6 +30,9 @@ struct import_request
 /// limit (2), stopped by a signal (130 or 143).
 model import_model(const import_request& request);
 
+/// Whether files with this extension, such as ".glb", are read as models.
+bool is_model_extension(const std::string& extension);
+
 /// The child's side: arguments file, metres per unit, up axis ("-" for none) and the answer's file
 /// descriptor. Returns the exit code of the process.
 int run_import_child(int argument_count, char** arguments);

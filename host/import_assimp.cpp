@@ -2,6 +2,10 @@
 /// Reads a model file through assimp into welded meshes. Runs in the child only.
 #include "host/gltf_check.hpp"
 #include "host/import.hpp"
+#include "host/model_materials.hpp"
+#include "host/obj_check.hpp"
+#include "host/text.hpp"
+#include "host/vertex_colors.hpp"
 
 #include <assimp/GltfMaterial.h>
 #include <assimp/Importer.hpp>
@@ -14,7 +18,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <fstream>
 
 namespace host
 {
@@ -48,11 +51,15 @@ constexpr format_row formats[] = {
 };
 constexpr format_row other_format = { "", 'y', false, false, false };
 
-std::string extension_of(const std::filesystem::path& file)
+std::string lower_case_of(std::string e)
 {
-    std::string e = file.extension().string();
     std::transform(e.begin(), e.end(), e.begin(), [](unsigned char c) { return char(std::tolower(c)); });
     return e;
+}
+
+std::string extension_of(const std::filesystem::path& file)
+{
+    return lower_case_of(file.extension().string());
 }
 
 const format_row& format_of(const std::filesystem::path& file)
@@ -83,15 +90,39 @@ aiMatrix4x4 upright(const import_request& request, const format_row& format)
     return m;
 }
 
+/// Metres per unit by which assimp has scaled at the root.
+double own_unit(const aiScene& s)
+{
+    const aiMatrix4x4& root = s.mRootNode->mTransformation;
+    const double own =
+        std::sqrt(double(root.a1) * root.a1 + double(root.b1) * root.b1 + double(root.c1) * root.c1);
+    return own > 1e-12 && std::isfinite(own) ? own : 1;
+}
+
 /// Factor that remains after what assimp scaled itself.
 double scale_to_metres(const import_request& request, const format_row& format, const aiScene& s)
 {
     if (request.metres_per_unit <= 0) { return 1; }
-    if (!format.knows_units) { return request.metres_per_unit; }
+    return format.knows_units ? request.metres_per_unit / own_unit(s) : request.metres_per_unit;
+}
+
+/// Says where unit and axis of the model come from.
+void describe_space(const import_request& request, const format_row& format, const aiScene& s, model& m)
+{
+    const bool is_asked = request.metres_per_unit > 0;
+    m.metres_per_unit = is_asked ? request.metres_per_unit : format.knows_units ? own_unit(s) : 1;
+    m.unit_source = is_asked               ? "as asked for"
+                    : format.knows_units   ? "as the file says"
+                    : format.linear_colors ? "as the format defines"
+                                           : "a guess, as the format does not say";
+    m.up = request.up ? request.up : format.up;
+    // Of COLLADA assimp has turned the file's own axis upwards by the root's matrix.
     const aiMatrix4x4& root = s.mRootNode->mTransformation;
-    const double own =
-        std::sqrt(double(root.a1) * root.a1 + double(root.b1) * root.b1 + double(root.c1) * root.c1);
-    return own > 1e-12 && std::isfinite(own) ? request.metres_per_unit / own : request.metres_per_unit;
+    if (!request.up && format.knows_units && !format.turned)
+    {
+        const float along[3] = { std::abs(root.b1), std::abs(root.b2), std::abs(root.b3) };
+        m.up = char('x' + (std::max_element(along, along + 3) - along));
+    }
 }
 
 std::optional<std::array<float, 3>> color_of(const aiMaterial& m, const char* key)
@@ -115,7 +146,7 @@ model_texture read_texture(const aiMaterial& source, aiTextureType type)
     model_texture t;
     aiString file;
     if (source.GetTexture(type, 0, &file) != aiReturn_SUCCESS) { return t; }
-    t.file = file.C_Str();
+    t.file = utf8_of_bytes(file.C_Str());
     int set = 0, mode = 0;
     if (source.Get(AI_MATKEY_UVWSRC(type, 0), set) == aiReturn_SUCCESS) { t.uv_set = set == 1; }
     if (source.Get(AI_MATKEY_MAPPINGMODE_U(type, 0), mode) == aiReturn_SUCCESS)
@@ -143,7 +174,7 @@ model_material read_material(const aiMaterial& source, const format_row& format)
 {
     model_material m;
     aiString text;
-    if (source.Get(AI_MATKEY_NAME, text) == aiReturn_SUCCESS) { m.name = text.C_Str(); }
+    if (source.Get(AI_MATKEY_NAME, text) == aiReturn_SUCCESS) { m.name = utf8_of_bytes(text.C_Str()); }
     m.diffuse = color_of(source, "$clr.diffuse");
     m.specular = color_of(source, "$clr.specular");
     m.emissive = color_of(source, "$clr.emissive");
@@ -182,11 +213,31 @@ model_material read_material(const aiMaterial& source, const format_row& format)
     return m;
 }
 
+/// Colours of the vertices as display values; nothing when the mesh has none, or white everywhere.
+std::vector<uint8_t> vertex_colors(const aiMesh& source, bool is_linear)
+{
+    std::vector<uint8_t> out;
+    if (!source.HasVertexColors(0)) { return out; }
+    bool is_white = true;
+    for (unsigned v = 0; v < source.mNumVertices; ++v)
+    {
+        const aiColor4D& c = source.mColors[0][v];
+        for (const float channel : { c.r, c.g, c.b })
+        {
+            const double amount = channel > 0 ? std::min(double(channel), 1.0) : 0; // what is not a number is black
+            out.push_back(uint8_t(std::lround(255 * (is_linear ? display_value(amount) : amount))));
+            is_white = is_white && out.back() == 255;
+        }
+    }
+    if (is_white) { out.clear(); }
+    return out;
+}
+
 /// Copies one mesh under a matrix. Returns what is wrong with it, or nothing.
 std::string read_mesh(
-    const aiMesh& source, const aiMatrix4x4& matrix, const std::string& name, corner_mesh& m)
+    const aiMesh& source, const aiMatrix4x4& matrix, const std::string& name, bool linear_colors, corner_mesh& m)
 {
-    m.name = name.empty() ? source.mName.C_Str() : name;
+    m.name = utf8_of_bytes(name.empty() ? source.mName.C_Str() : name.c_str());
     m.material = source.mMaterialIndex;
     const aiMatrix3x3 turn(matrix);
     // Normals go by the inverse transpose; only their direction counts, so a singular matrix loses them.
@@ -194,6 +245,7 @@ std::string read_mesh(
     const float determinant = turn.Determinant();
     const bool has_normals = source.HasNormals() && std::abs(determinant) > 1e-30f;
     if (has_normals) { for_normals.Inverse().Transpose(); }
+    const std::vector<uint8_t> colors = vertex_colors(source, linear_colors);
     const bool has_uv[2] = { source.HasTextureCoords(0), source.HasTextureCoords(1) };
 
     for (unsigned f = 0; f < source.mNumFaces; ++f)
@@ -218,6 +270,7 @@ std::string read_mesh(
                 }
             }
             m.positions.insert(m.positions.end(), { p.x, p.y, p.z });
+            if (!colors.empty()) { m.colors.insert(m.colors.end(), &colors[3 * v], &colors[3 * v] + 3); }
             if (has_normals)
             {
                 const aiVector3D n = for_normals * source.mNormals[v];
@@ -235,9 +288,13 @@ std::string read_mesh(
     return "";
 }
 
+// A smoothing group says that faces are smooth and not how far; this is where modellers put the edge.
+const double group_cosine = std::cos(60 * 3.14159265358979323846 / 180);
+
 struct walk_state
 {
     const aiScene& scene;
+    bool linear_colors;
     model& out;
     uint64_t corners = 0, parts = 0;
     std::string fault{};
@@ -268,7 +325,8 @@ bool walk(walk_state& s, const aiNode& node, const aiMatrix4x4& above, int depth
             s.fault = "it has more than 400 million corners";
             return false;
         }
-        const std::string fault = read_mesh(source, matrix, node.mName.C_Str(), part.emplace_back());
+        const std::string fault = 
+            read_mesh(source, matrix, node.mName.C_Str(), s.linear_colors, part.emplace_back());
         if (!fault.empty())
         {
             s.fault = "mesh \"" + part.back().name + "\": " + fault;
@@ -283,25 +341,35 @@ bool walk(walk_state& s, const aiNode& node, const aiMatrix4x4& above, int depth
     return true;
 }
 
-/// Whether an OBJ file switches smoothing on; assimp passes over that statement.
-bool obj_smooths(const std::filesystem::path& file)
+/// Puts over the model what assimp passes over in an OBJ file.
+void apply_obj(const std::filesystem::path& file, model& m)
 {
-    std::ifstream in(file);
-    std::string line;
-    while (std::getline(in, line))
+    const obj_findings found = check_obj(file);
+    m.notes.insert(m.notes.end(), found.notes.begin(), found.notes.end());
+    for (model_mesh& mesh : m.meshes)
     {
-        if (line.size() < 3 || line[0] != 's' || (line[1] != ' ' && line[1] != '\t')) { continue; }
-        const size_t at = line.find_first_not_of(" \t", 1);
-        const std::string value = at == std::string::npos ? "" : line.substr(at);
-        if (!value.empty() && value[0] != '0' && !value.starts_with("off")) { return true; }
+        if (!m.has_normals && found.smooths) { mesh.smooth_cosine = group_cosine; }
     }
-    return false;
+    for (model_material& material : m.materials)
+    {
+        const auto textures = found.textures.find(material.name);
+        for (int role = 0; textures != found.textures.end() && role < texture_roles; ++role)
+        {
+            const model_texture& own = textures->second[size_t(role)];
+            if (own.file.empty()) { continue; }
+            material.textures[size_t(role)].file = own.file;
+            material.textures[size_t(role)].scale = own.scale;
+            material.textures[size_t(role)].offset = own.offset;
+        }
+    }
 }
 
-// A smoothing group says that faces are smooth and not how far; this is where modellers put the edge.
-const double group_cosine = std::cos(60 * 3.14159265358979323846 / 180);
-
 } // namespace
+
+bool is_model_extension(const std::string& extension)
+{
+    return !extension.empty() && Assimp::Importer().IsExtensionSupported(lower_case_of(extension));
+}
 
 bool read_model_file(const import_request& request, model& m, std::string& refusal)
 {
@@ -316,14 +384,20 @@ bool read_model_file(const import_request& request, model& m, std::string& refus
         refusal = "the format \"" + extension_of(request.file) + "\" is not known";
         return false;
     }
+    if (format.linear_colors)
+    {
+        gltf_findings found = check_gltf(request.file);
+        m.notes = std::move(found.notes);
+        if (!(refusal = found.fault).empty()) { return false; }
+    }
     const aiScene* s = importer.ReadFile(request.file.string(), 0);
     if (!s || !s->mRootNode || (s->mFlags & AI_SCENE_FLAGS_INCOMPLETE && s->mNumMeshes == 0))
     {
         refusal = s ? "the file holds no meshes" : importer.GetErrorString();
         return false;
     }
-    if (format.linear_colors && !(refusal = gltf_fault(request.file, *s)).empty()) { return false; }
     const double scale = scale_to_metres(request, format, *s);
+    describe_space(request, format, *s, m);
     aiMatrix4x4 size;
     aiMatrix4x4::Scaling(aiVector3D(float(scale)), size);
 
@@ -338,7 +412,7 @@ bool read_model_file(const import_request& request, model& m, std::string& refus
         const auto* bytes = reinterpret_cast<const unsigned char*>(t.pcData);
         m.pictures.emplace_back(bytes, bytes + (t.mHeight == 0 && bytes ? t.mWidth : 0));
     }
-    walk_state state{ *s, m };
+    walk_state state{ *s, format.linear_colors, m };
     if (!walk(state, *s->mRootNode, size * upright(request, format), 0))
     {
         refusal = state.fault;
@@ -349,10 +423,8 @@ bool read_model_file(const import_request& request, model& m, std::string& refus
         refusal = "the file holds no polygons";
         return false;
     }
-    if (!m.has_normals && std::string(format.extension) == ".obj" && obj_smooths(request.file))
-    {
-        for (model_mesh& mesh : m.meshes) { mesh.smooth_cosine = group_cosine; }
-    }
+    if (std::string(format.extension) == ".obj") { apply_obj(request.file, m); }
+    bake_vertex_colors(m);
     return true;
 }
 

@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <new>
+#include <optional>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -38,7 +39,7 @@ struct running_child
 {
     pid_t id = -1;
     int pipe = -1;
-    int end()
+    void end()
     {
         int status = 0;
         if (pipe >= 0) { close(pipe); }
@@ -49,23 +50,22 @@ struct running_child
         }
         pipe = -1;
         id = -1;
-        return status;
     }
-    /// Waits for a child that has closed its pipe, a little while, before it is killed.
-    int finish()
+    /// Waits for a child that has closed its pipe, a little while; nothing when it had to be killed.
+    std::optional<int> finish()
     {
-        int status = 0;
-        for (int i = 0; i < 500 && id > 0; ++i)
+        for (int i = 0; i < 500; ++i)
         {
+            int status = 0;
             if (waitpid(id, &status, WNOHANG) == id)
             {
                 id = -1;
-                break;
+                return status;
             }
             usleep(2000);
         }
-        const int killed = end();
-        return id > 0 ? killed : status;
+        end();
+        return {};
     }
     ~running_child() { end(); }
 };
@@ -82,6 +82,7 @@ void limit(int resource, uint64_t value)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     signal(SIGINT, SIG_IGN); // the parent decides; a terminal sends Ctrl-C to both
+    signal(SIGHUP, SIG_IGN); // a closing terminal sends that to both as well
     signal(SIGTERM, SIG_DFL);
     if (pipe == answer_descriptor) { fcntl(pipe, F_SETFD, 0); }
     else { dup2(pipe, answer_descriptor); }
@@ -174,8 +175,10 @@ std::vector<unsigned char> read_all(running_child& child, const import_request& 
 }
 
 /// Why a child without an answer ended.
-std::string end_text(int status, const import_limits& limits)
+std::string end_text(const std::optional<int>& ended, const import_limits& limits)
 {
+    if (!ended) { return "the importer stopped answering and had to be ended"; }
+    const int status = *ended;
     if (WIFSIGNALED(status) && (WTERMSIG(status) == SIGXCPU || WTERMSIG(status) == SIGKILL))
     {
         return fmt::format("the importer was ended by the system after its limits of {} seconds and {} MB",
@@ -213,7 +216,7 @@ model import_model(const import_request& r)
     check_file(r);
     running_child child = start(r);
     const std::vector<unsigned char> bytes = read_all(child, r);
-    const int status = child.finish();
+    const std::optional<int> status = child.finish();
     if (bytes.empty()) { damaged(r, end_text(status, r.limits)); }
 
     byte_reader in{ bytes.data(), bytes.size() };
@@ -222,7 +225,7 @@ model import_model(const import_request& r)
     std::string reason;
     if (!read_answer(in, result, m, reason))
     {
-        damaged(r, WIFSIGNALED(status) ? end_text(status, r.limits) : reason);
+        damaged(r, !status || WIFSIGNALED(*status) ? end_text(status, r.limits) : reason);
     }
     if (result == import_result::memory) { damaged(r, memory_text(r.limits)); }
     if (result == import_result::refused)

@@ -5,6 +5,7 @@
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/material_text.hpp"
+#include "host/text.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/libraries/library_file.h"
 #include "zirconlite/libraries/material_library.h"
@@ -48,14 +49,8 @@ using owned_material = std::unique_ptr<material, material_deleter>;
 
 std::u16string key_of(const std::string& text)
 {
-    try
-    {
-        return std::filesystem::path(text).u16string();
-    }
-    catch (const std::exception&)
-    {
-        throw failure(exit_usage, "the key is not UTF-8");
-    }
+    if (!is_utf8(text)) { throw failure(exit_usage, "the key is not UTF-8"); }
+    return utf16_of(text);
 }
 
 /// The key of a record; that of a folder, or of nothing, is refused.
@@ -71,7 +66,7 @@ std::u16string record_key_of(const library_request& r)
 struct open_library
 {
     open_library(const std::filesystem::path& path, uint32_t access)
-        : handle(zr_libfile_open(path.u16string().c_str(), access, LIBRARY_SHARE_READ, LIBRARY_OPEN_EXISTING))
+        : handle(zr_libfile_open(utf16_of(path).c_str(), access, LIBRARY_SHARE_READ, LIBRARY_OPEN_EXISTING))
     {
         char16_t kind[33];
         if (handle == ZR_INVALID_HANDLE) { fail_with(path.string()); }
@@ -98,8 +93,7 @@ std::string show_material(zr_handle library, const std::u16string& key)
 /// Pictures are found again from any folder when their paths are whole.
 void make_path_absolute(char16_t (&path)[512])
 {
-    const std::u16string whole =
-        std::filesystem::absolute(std::filesystem::path(std::u16string(path))).u16string();
+    const std::u16string whole = utf16_of(std::filesystem::absolute(utf8_of(path)));
     if (whole.size() >= std::size(path))
     {
         throw failure(exit_bad_scene, plain_text(whole.c_str()) + ": the path is longer than 511 characters");
@@ -138,7 +132,7 @@ void add_material(const library_request& r)
     make_paths_absolute(*made);
     for (const std::string& note : notes) { std::fprintf(stderr, "zirconlite: %s\n", note.c_str()); }
     if (std::filesystem::exists(r.file)) { open_library(r.file, LIBRARY_READ); } // refuses what is no library
-    zr_handle library = zr_matfile_open(r.file.u16string().c_str(), LIBRARY_READ | LIBRARY_WRITE,
+    zr_handle library = zr_matfile_open(utf16_of(r.file).c_str(), LIBRARY_READ | LIBRARY_WRITE,
         LIBRARY_SHARE_NOTHING, LIBRARY_OPEN_OR_CREATE);
     if (library == ZR_INVALID_HANDLE) { fail_with(r.file.string()); }
     if (!zr_matfile_add_record(library, key.c_str(), made.get()))
@@ -152,7 +146,7 @@ void add_material(const library_request& r)
 void make_material_library(const library_request& r)
 {
     zr_handle library = zr_matfile_open(
-        r.file.u16string().c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, LIBRARY_CREATE_NEW);
+        utf16_of(r.file).c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, LIBRARY_CREATE_NEW);
     if (library == ZR_INVALID_HANDLE || !zr_libfile_close(library)) { fail_with(r.file.string()); }
 }
 
@@ -233,7 +227,7 @@ void make_library(const library_request& r)
 void delete_key(const library_request& r)
 {
     open_library(r.file, LIBRARY_READ);
-    const std::u16string path = r.file.u16string(), key = key_of(r.key);
+    const std::u16string path = utf16_of(r.file), key = key_of(r.key);
     const bool is_folder = !key.empty() && key.back() == u'\\';
     const int32_t result = is_folder ? zr_libfile_delete_folder(path.c_str(), key.c_str())
                                      : zr_libfile_delete_record(path.c_str(), key.c_str());
@@ -250,7 +244,7 @@ void pack_library(const library_request& r)
     open_library(r.file, LIBRARY_READ);
     kind_of(r.file);
     const auto before = std::filesystem::file_size(r.file);
-    if (!zr_pack_library(r.file.u16string().c_str())) { fail_with(r.file.string() + ": not packed"); }
+    if (!zr_pack_library(utf16_of(r.file).c_str())) { fail_with(r.file.string() + ": not packed"); }
     std::printf("%s: %ju bytes, before %ju\n", r.file.c_str(), uintmax_t(std::filesystem::file_size(r.file)),
         uintmax_t(before));
 }
@@ -258,14 +252,14 @@ void pack_library(const library_request& r)
 void dump_library(const library_request& r)
 {
     open_library(r.file, LIBRARY_READ);
-    if (!zr_dump_library(r.file.u16string().c_str())) { fail_with(r.file.string() + ": not dumped"); }
+    if (!zr_dump_library(utf16_of(r.file).c_str())) { fail_with(r.file.string() + ": not dumped"); }
     std::printf("%s\n", std::filesystem::path(r.file).replace_extension(".uni").c_str());
 }
 
 void translate_library(const library_request& r)
 {
     open_library(r.file, LIBRARY_READ);
-    const int32_t count = zr_translate_library(r.file.u16string().c_str(), r.translation.u16string().c_str());
+    const int32_t count = zr_translate_library(utf16_of(r.file).c_str(), utf16_of(r.translation).c_str());
     if (count < 0) { fail_with(r.file.string() + ": not translated"); }
     std::filesystem::path out = r.file;
     out.replace_filename(r.file.stem().string() + "_translated" + r.file.extension().string());

@@ -5,6 +5,7 @@
 
 #include "host/failure.hpp"
 #include "host/stop_signals.hpp"
+#include "host/text.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/frame/host.h"
 #include "zirconlite/frame/module.h"
@@ -89,7 +90,7 @@ std::u16string resource_folder()
     {
         if (std::filesystem::exists(std::filesystem::path(folder) / "zr3.uni", error))
         {
-            return std::filesystem::path(folder).u16string() + u"/";
+            return utf16_of(std::string(folder)) + u"/";
         }
     }
     return u"";
@@ -103,7 +104,7 @@ std::u16string user_folder()
     const std::filesystem::path folder = data && *data   ? std::filesystem::path(data)
                                          : home && *home ? std::filesystem::path(home) / ".local/share"
                                                          : std::filesystem::temp_directory_path();
-    return (folder / "zirconlite").u16string() + u"/";
+    return utf16_of(folder / "zirconlite") + u"/";
 }
 
 } // namespace

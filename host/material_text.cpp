@@ -3,6 +3,7 @@
 #include "host/material_text.hpp"
 
 #include "host/scene_keys.hpp"
+#include "host/text.hpp"
 #include "zirconlite/materials/blend.h"
 #include "zirconlite/materials/bumps.h"
 #include "zirconlite/materials/mat_image.h"
@@ -208,29 +209,15 @@ std::string material_text(const std::string& name, const material& m)
 
 std::string plain_text(const char16_t* text)
 {
-    std::string out;
-    for (; *text; ++text)
+    std::u16string units(text);
+    for (size_t i = 0; i < units.size(); ++i)
     {
-        uint32_t c = *text;
-        const bool is_high = c >= 0xD800 && c < 0xDC00;
-        if (is_high && text[1] >= 0xDC00 && text[1] < 0xE000)
-        {
-            c = 0x10000 + ((c - 0xD800) << 10) + (*++text - 0xDC00u);
-        }
-        else if ((c >= 0xD800 && c < 0xE000) || c < 0x20 || (c >= 0x7F && c < 0xA0)) { c = 0xFFFD; }
-        if (c < 0x80) { out += char(c); }
-        else if (c < 0x800) { out += { char(0xC0 | c >> 6), char(0x80 | (c & 63)) }; }
-        else if (c < 0x10000)
-        {
-            out += { char(0xE0 | c >> 12), char(0x80 | (c >> 6 & 63)), char(0x80 | (c & 63)) };
-        }
-        else
-        {
-            out += { char(0xF0 | c >> 18), char(0x80 | (c >> 12 & 63)), char(0x80 | (c >> 6 & 63)),
-                char(0x80 | (c & 63)) };
-        }
+        const char16_t c = units[i];
+        const bool is_pair = c >= 0xD800 && c < 0xDC00 && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000;
+        if (is_pair) { ++i; }
+        else if ((c >= 0xD800 && c < 0xE000) || c < 0x20 || (c >= 0x7F && c < 0xA0)) { units[i] = 0xFFFD; }
     }
-    return out;
+    return utf8_of(units);
 }
 
 } // namespace host

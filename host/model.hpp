@@ -55,11 +55,12 @@ struct model_mesh
     std::vector<uint32_t> corner_count; ///< of each polygon, 3 or more
     std::vector<uint32_t> corners;      ///< vertex of each corner, polygon after polygon
     std::vector<float> uv[2];           ///< u, v of each corner, or empty
+    std::vector<uint8_t> colors;        ///< r, g, b of each corner as display values, or empty; never leaves the child
     bool is_closed = false;             ///< every edge joins two polygons that run it in opposite ways
     double smooth_cosine = 1;           ///< faces whose normals agree by more are shaded smoothly
 };
 
-/// A picture inside a model file: a whole PNG or JPEG.
+/// A picture inside a model file, or made of its vertex colours: a whole PNG, JPEG or TARGA.
 using model_picture = std::vector<unsigned char>;
 
 struct model
@@ -68,6 +69,10 @@ struct model
     std::vector<model_picture> pictures;
     std::vector<model_mesh> meshes;
     uint64_t dropped_polygons = 0; ///< points, lines and polygons without area in their indices
+    double metres_per_unit = 1;     ///< of the file's coordinates
+    std::string unit_source;        ///< where that comes from, such as "the file says so"
+    char up = 'z';                  ///< the file's axis that points up
+    std::vector<std::string> notes; ///< what the file has and the model lacks, a line each
     bool has_normals = false;
 };
 
@@ -86,6 +91,7 @@ struct corner_mesh
     std::vector<float> positions;       ///< x, y, z per corner
     std::vector<float> normals;         ///< x, y, z per corner, or empty
     std::vector<float> uv[2];           ///< u, v per corner, or empty
+    std::vector<uint8_t> colors;        ///< r, g, b per corner as display values, or empty
     std::vector<uint32_t> corner_count; ///< of each polygon; any number
 };
 

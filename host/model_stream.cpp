@@ -1,5 +1,5 @@
 /// @file
-/// Layout, all little-endian: magic u32, result u32; a refusal has its text; a model has its materials and
+/// Layout, all little-endian: magic u32, result u32; a refusal has its text; a model has its notes, its materials and
 /// its meshes as written by write_material and write_mesh below, and ends with the magic again. Texts and
 /// arrays begin with their length as u32.
 #include "host/model_stream.hpp"
@@ -13,9 +13,9 @@ namespace host
 namespace
 {
 
-constexpr uint32_t magic = 0x324D525Au; // "ZRM2"
+constexpr uint32_t magic = 0x334D525Au; // "ZRM3"
 constexpr uint32_t text_limit = 4096;
-constexpr uint32_t material_limit = 1u << 20, mesh_limit = 1u << 22;
+constexpr uint32_t material_limit = 1u << 20, mesh_limit = 1u << 22, note_limit = 1000;
 
 // The optional properties in the order of their presence bits.
 constexpr std::optional<std::array<float, 3>> model_material::*color_fields[] = { &model_material::diffuse,
@@ -235,6 +235,11 @@ void write_model(byte_writer& out, const model& m)
     out.u32(uint32_t(import_result::model));
     out.u64(m.dropped_polygons);
     out.u32(m.has_normals);
+    out.f64(m.metres_per_unit);
+    out.text(m.unit_source);
+    out.u32(uint32_t(m.up));
+    out.u32(uint32_t(std::min<size_t>(m.notes.size(), note_limit)));
+    for (size_t i = 0; i < m.notes.size() && i < note_limit; ++i) { out.text(m.notes[i]); }
     out.u32(uint32_t(m.materials.size()));
     for (const model_material& material : m.materials) { write_material(out, material); }
     out.u32(uint32_t(m.pictures.size()));
@@ -268,6 +273,14 @@ bool read_answer(byte_reader& in, import_result& result, model& m, std::string& 
     }
     m.dropped_polygons = in.u64();
     m.has_normals = in.u32() != 0;
+    m.metres_per_unit = in.f64();
+    m.unit_source = in.text(text_limit);
+    m.up = char(in.u32());
+    if (!(m.metres_per_unit > 0) || m.up < 'x' || m.up > 'z') { return false; }
+    const uint32_t notes = in.u32();
+    if (notes > note_limit || !in.has(uint64_t(notes) * 4)) { return false; }
+    m.notes.resize(notes);
+    for (std::string& note : m.notes) { note = in.text(text_limit); }
     const uint32_t materials = in.u32();
     if (materials > material_limit || !in.has(uint64_t(materials) * 24)) { return false; }
     m.materials.resize(materials);

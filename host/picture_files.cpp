@@ -3,6 +3,7 @@
 #include "host/picture_files.hpp"
 
 #include "host/failure.hpp"
+#include "host/text.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/imagefiles/bitmap_format.h"
 #include "zirconlite/imagefiles/radiance.h"
@@ -183,7 +184,7 @@ std::u16string target_of(const std::filesystem::path& file)
 {
     std::error_code error;
     const std::filesystem::path target = std::filesystem::weakly_canonical(file, error);
-    return (error ? file : target).u16string();
+    return utf16_of(error ? file : target);
 }
 
 template <uint32_t format, bool has_alpha>

@@ -6,6 +6,7 @@
 #include "host/library_session.hpp"
 #include "host/model_materials.hpp"
 #include "host/picture_reader.hpp"
+#include "host/text.hpp"
 #include "zirconlite/frame/error.h"
 
 #include <fmt/format.h>
@@ -41,7 +42,7 @@ bool library_reads(const std::filesystem::path& file)
 bitmap* read_by_library(const std::u16string& path)
 {
     bitmap_format record{};
-    std::u16string extension = std::filesystem::path(path).extension().u16string().substr(1);
+    std::u16string extension = path.substr(path.rfind(u'.') + 1);
     zr_get_bitmap_format_by_ext(extension.data(), &record);
     path.copy(record.path, path.size());
     return zr_read_bitmap(&record, zr_shared_bitmaps());
@@ -49,7 +50,7 @@ bitmap* read_by_library(const std::u16string& path)
 
 bitmap* add_picture(const std::string& name, const picture8& p)
 {
-    const std::u16string key = std::filesystem::path(name).u16string();
+    const std::u16string key = utf16_of(name);
     if (key.size() > name_limit) { return nullptr; }
     return zr_add_bitmap(key.c_str(), p.width, p.height, p.channels, p.rows.data());
 }
@@ -70,6 +71,30 @@ void note_damaged(std::vector<std::string>& notes, const std::string& file, cons
     if (!why.empty()) { note_once(notes, fmt::format("{}: {}", file, why)); }
 }
 
+/// Exporters write the separator of their own system.
+std::string plain_separators(std::string name)
+{
+    std::replace(name.begin(), name.end(), '\\', '/');
+    return name;
+}
+
+/// The file of a name in a folder without regard to case; the first one in the order of their names.
+std::filesystem::path find_in_folder(const std::filesystem::path& folder, const std::string& name, bool wants_folder)
+{
+    const std::u16string wanted = lower_case(utf16_of(name));
+    std::filesystem::path found;
+    std::error_code error;
+    for (std::filesystem::directory_iterator i(folder.empty() ? "." : folder, error), end; !error && i != end;
+         i.increment(error))
+    {
+        const std::filesystem::path entry = i->path().filename();
+        std::error_code ignored;
+        const bool fits = lower_case(utf16_of(entry)) == wanted && i->is_directory(ignored) == wants_folder;
+        if (fits && (found.empty() || entry < found)) { found = entry; }
+    }
+    return found.empty() ? found : folder / found;
+}
+
 /// The model's picture as bytes; nothing, with a note, when it cannot be read.
 std::optional<picture8> read_texture(const std::filesystem::path& file, const model& m, const model_texture& t,
     std::vector<std::string>& notes)
@@ -88,16 +113,19 @@ std::optional<picture8> read_texture(const std::filesystem::path& file, const mo
         note_unread(notes, name, index < m.pictures.size() ? why : "the model does not hold it");
         return {};
     }
-    // Exporters write the separator of their own system.
-    std::string relative = t.file;
-    std::replace(relative.begin(), relative.end(), '\\', '/');
-    const std::filesystem::path beside = (file.parent_path() / relative).lexically_normal();
-    if (read_picture_file(beside.string(), p, why))
+    const std::filesystem::path found = find_model_picture(file, t.file);
+    if (found.empty())
     {
-        note_damaged(notes, beside.string(), why);
+        note_unread(notes, (file.parent_path() / plain_separators(t.file)).lexically_normal().string(),
+            "it is not there, nor a file of its name beside the model or in textures/");
+        return {};
+    }
+    if (read_picture_file(found.string(), p, why))
+    {
+        note_damaged(notes, found.string(), why);
         return p;
     }
-    note_unread(notes, beside.string(), why);
+    note_unread(notes, found.string(), why);
     return {};
 }
 
@@ -198,7 +226,7 @@ std::string color_name(const std::string& model_file, const model_material& m, c
 
 bitmap* find_by_name(const std::string& name)
 {
-    return zr_find_bitmap(std::filesystem::path(name).u16string().c_str());
+    return zr_find_bitmap(utf16_of(name).c_str());
 }
 
 bitmap* load_color(const std::filesystem::path& file, const model& m, const model_material& material,
@@ -232,10 +260,10 @@ bitmap* load_plain(const std::filesystem::path& file, const model& m, const mode
 bitmap* load_picture(const std::filesystem::path& file, std::vector<std::string>& notes)
 {
     const std::string name = absolute_name(file);
-    const std::u16string path = std::filesystem::path(name).u16string();
+    const std::u16string path = utf16_of(name);
     if (bitmap* known = zr_find_bitmap(path.c_str())) { return known; }
     std::string why;
-    if (library_reads(file) && path.size() <= format_path_limit)
+    if (library_reads(file) && path.size() <= format_path_limit && is_utf8(name))
     {
         std::error_code error;
         if (!std::filesystem::exists(file, error)) { why = "it is not there"; }
@@ -267,6 +295,28 @@ bitmap* load_picture(const std::filesystem::path& file, std::vector<std::string>
     }
     note_unread(notes, file.string(), why);
     return nullptr;
+}
+
+std::filesystem::path find_model_picture(const std::filesystem::path& model_file, const std::string& named)
+{
+    const std::filesystem::path folder = model_file.parent_path();
+    std::error_code error;
+    std::string bytes;
+    for (const std::string& name : { named, percent_decoded(named), latin1_of(named, bytes) ? bytes : named })
+    {
+        const std::filesystem::path beside = (folder / plain_separators(name)).lexically_normal();
+        if (std::filesystem::is_regular_file(beside, error)) { return beside; }
+    }
+    const std::filesystem::path textures = find_in_folder(folder, "textures", true);
+    for (const std::string& name : { named, percent_decoded(named) })
+    {
+        const std::string base = std::filesystem::path(plain_separators(name)).filename().string();
+        if (base.empty()) { continue; }
+        std::filesystem::path found = find_in_folder(folder, base, false);
+        if (found.empty() && !textures.empty()) { found = find_in_folder(textures, base, false); }
+        if (!found.empty()) { return found; }
+    }
+    return {};
 }
 
 model_pictures load_model_pictures(const std::filesystem::path& file, const model& m, const model_material& material,

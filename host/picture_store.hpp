@@ -14,6 +14,10 @@ namespace host
 /// The picture of a file; null, with a line in `notes`, when it cannot be read.
 bitmap* load_picture(const std::filesystem::path& file, std::vector<std::string>& notes);
 
+/// Where a picture that a model names is: as named, else by its base name without regard to case in the model's
+/// folder or in `textures` there. Empty when it is nowhere.
+std::filesystem::path find_model_picture(const std::filesystem::path& model_file, const std::string& named);
+
 /// The pictures of a model's material with the material's own colours and opacity worked into them, as the
 /// formats define: colour times picture, cut-outs in the alpha.
 struct model_pictures

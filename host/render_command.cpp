@@ -6,6 +6,7 @@
 #include "host/commands.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
+#include "host/model_scene.hpp"
 #include "host/render_options.hpp"
 #include "host/render_output.hpp"
 #include "host/stop_signals.hpp"
@@ -103,6 +104,11 @@ void print_counts(const built_scene& built, const scene& s)
     for (const std::string& note : built.notes) { std::fprintf(stderr, "zirconlite: %s\n", note.c_str()); }
     std::fprintf(stderr, "%llu triangles, %zu lights\n", static_cast<unsigned long long>(built.triangles),
         s.lights.size());
+}
+
+void note(const std::string& line)
+{
+    std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 /// What one run renders with: its scene in the library, ready for jobs.
@@ -222,7 +228,8 @@ int render_series(
 int render(const render_options& o)
 {
     const auto start = std::chrono::steady_clock::now();
-    scene s = read_scene(o.scene);
+    const bool is_model = is_model_file(o.scene);
+    scene s = is_model ? scene_of_model(o.scene) : read_scene(o.scene);
     apply_options(o, s);
     const bool is_series = is_range(o.sequence);
     if (is_series && s.render.calibration)
@@ -251,6 +258,9 @@ int render(const render_options& o)
     built_scene built = build_scene(s, d, limits);
     built.notes.insert(built.notes.begin(), notes.begin(), notes.end());
     print_counts(built, s);
+    if (!s.camera.eye) { note(camera_line(built.camera)); }
+    if (is_model) { note(light_line(s)); }
+    if (is_model) { note(ground_line(d->ground_height)); }
     build_view(s, d, built);
 
     zr_set_search_structure(s.render.search);

@@ -142,7 +142,7 @@ void check_whole(const scene& s)
         throw failure(
             exit_bad_scene, fmt::format("{}: only a perspective picture has a sub_frame", s.file.string()));
     }
-    if (s.camera.projection == 1 && !s.camera.parallel_width)
+    if (s.camera.projection == 1 && s.camera.eye && !s.camera.parallel_width)
     {
         throw failure(exit_bad_scene,
             fmt::format("{}: a parallel picture needs parallel_width in [camera]", s.file.string()));
@@ -186,7 +186,7 @@ void apply_tone_options(const tone_options& o, scene_tone& tone)
 
 void add_render_options(CLI::App& command, render_options& o)
 {
-    command.add_option("SCENE", o.scene, "The scene, a TOML file")->required();
+    command.add_option("SCENE", o.scene, "The scene, a TOML file; or a model alone")->required();
     command.add_option(
         "-o,--output", o.output, "The picture: .png, .bmp, .tga, .tif, .jpg or .hdr; else the scene's own");
     command.add_option("--size", o.size, "Width and height in pixels, such as 960x640");
@@ -196,6 +196,8 @@ void add_render_options(CLI::App& command, render_options& o)
     command.add_option("--antialiasing", o.antialiasing, "0 none to 1 finest");
     command.add_option("--projection", o.projection,
         "parallel, perspective, two-point, cylindrical, spherical or light-probe");
+    command.add_option("--view", o.view,
+        "front, back, left, right, top or three-quarter: look at all models from there");
     add_tone_options(command, o.tone);
     add_sequence_options(command, o.sequence);
     command.add_option("--light-model", o.light_model, "exact or fast");
@@ -219,6 +221,12 @@ void apply_options(const render_options& o, scene& s)
     override_number(render_section, "antialiasing", o.antialiasing, s.render.antialiasing);
     apply_tone_options(o.tone, s.tone);
     override_choice(camera_section, "projection", "--projection", o.projection, s.camera.projection);
+    override_choice(camera_section, "view", "--view", o.view, s.camera.view);
+    if (!o.view.empty())
+    {
+        if (s.models.empty()) { wrong_usage("--view: the scene has no models to look at"); }
+        s.camera.eye = s.camera.target = std::nullopt;
+    }
     override_choice(render_section, "light_model", "--light-model", o.light_model, s.render.light_model);
     override_choice(render_section, "search", "--search", o.search, s.render.search);
     apply_region(o.region, s);

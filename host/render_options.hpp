@@ -35,7 +35,7 @@ struct render_options
     std::optional<double> antialiasing;
     tone_options tone;
     sequence_options sequence;
-    std::string projection, light_model, search;
+    std::string projection, view, light_model, search;
     bool preview = false;
     int import_megabytes = 4096;
     double import_seconds = 300;

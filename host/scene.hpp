@@ -22,10 +22,14 @@ using vec3 = std::array<double, 3>;
 /// One plane a x + b y + c z + d: what lies on its negative side is cut away.
 using clip_plane = std::array<double, 4>;
 
+/// The eye of a scene without models, and where a camera looks when its scene does not say.
+inline constexpr vec3 default_eye{ 0, -10, 1.6 }, default_target{ 0, 0, 1.6 };
+
 struct scene_camera
 {
-    vec3 eye{ 0, -10, 1.6 };
-    vec3 target{ 0, 0, 1.6 };
+    std::optional<vec3> eye;    ///< none: fitted to the models
+    std::optional<vec3> target; ///< none: [0, 0, 1.6], or the middle of the models
+    int view = 0;               ///< row of `view_names`, where the eye is fitted
     vec3 up{ 0, 0, 1 };
     int projection = 2; ///< the library's number: 1 parallel to 6 light probe
     std::optional<double> lens_mm;
@@ -228,6 +232,14 @@ enum
     material_simple = 0,
     material_tile = 4,
     material_mask = 5
+};
+
+/// Sides from which a camera without an eye looks.
+inline constexpr const char* view_names[] = { "three-quarter", "front", "back", "left", "right", "top", nullptr };
+enum
+{
+    view_three_quarter = 0,
+    view_top = 5
 };
 
 /// Names by projection number less 1.

@@ -164,25 +164,28 @@ int line_of_key(const toml::table& root, const char* section, const char* key)
     return int((s[key] ? s[key] : s).node()->source().begin.line);
 }
 
+double squared_distance(const vec3& a, const vec3& b)
+{
+    double sum = 0;
+    for (size_t i = 0; i < 3; ++i) { sum += (a[i] - b[i]) * (a[i] - b[i]); }
+    return sum;
+}
+
 void check_camera(const scene& s, const toml::table& root, const std::string& file)
 {
     const auto wrong = [&](const char* key, const std::string& text)
     { bad_scene(file, line_of_key(root, "camera", key), "[camera] " + text); };
 
     const scene_camera& c = s.camera;
-    if (!root["camera"]) { bad_scene(file, 0, "there is no [camera] section"); }
-    vec3 view;
-    double view_length = 0, up_length = 0;
-    for (int i = 0; i < 3; ++i)
+    if (!root["camera"] && s.models.empty()) { bad_scene(file, 0, "there is no [camera] section"); }
+    if (c.eye && root["camera"]["view"]) { wrong("view", "takes an eye or a view, not both"); }
+    if (c.eye && squared_distance(*c.eye, c.target.value_or(default_target)) < 1e-18)
     {
-        view[i] = c.target[i] - c.eye[i];
-        view_length += view[i] * view[i];
-        up_length += c.up[i] * c.up[i];
+        wrong("target", "target: the target is where the eye is");
     }
-    if (view_length < 1e-18) { wrong("target", "target: the target is where the eye is"); }
-    if (up_length < 1e-18) { wrong("up", "up: has no length"); }
+    if (squared_distance(c.up, { 0, 0, 0 }) < 1e-18) { wrong("up", "up: has no length"); }
     if (c.lens_mm && c.fov_deg) { wrong("fov_deg", "takes lens_mm or fov_deg, not both"); }
-    if (c.projection == 1 && !c.parallel_width)
+    if (c.projection == 1 && c.eye && !c.parallel_width)
     {
         wrong("projection", "projection: a parallel picture needs parallel_width");
     }
@@ -452,6 +455,7 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path)
     read_list(root, "light", light_section, s.lights, 10000, file);
     read_materials(root, s, file);
 
+    if (s.models.empty() && !s.camera.eye) { s.camera.eye = default_eye; }
     check_camera(s, root, file);
     check_render(s, root, file);
     check_materials(s, file);

@@ -22,8 +22,10 @@ constexpr double far = 1e9; // the largest coordinate in metres
 constexpr double tiny = 1e-9;
 
 const key_row<scene_camera> camera_rows[] = {
-    { "eye", &scene_camera::eye, -far, far, nullptr, 0, "where the camera stands, metres" },
-    { "target", &scene_camera::target, -far, far, nullptr, 0, "the point in the middle of the picture" },
+    { "eye", &scene_camera::eye, -far, far, nullptr, 0, "where the camera is, metres; fitted to the models when left out" },
+    { "target", &scene_camera::target, -far, far, nullptr, 0, "the point in the middle of the picture, `[0, 0, 1.6]`; the middle of the models where the eye is fitted" },
+    { "view", &scene_camera::view, 0, 0, view_names, 0,
+        "the side from which a camera without `eye` looks: `front` from the south (-y), `three-quarter`" },
     { "up", &scene_camera::up, -far, far, nullptr, 0, "direction that is up in the picture, `[0, 0, 1]`" },
     { "projection", &scene_camera::projection, 0, 0, projection_names, 1, "kind of picture, `perspective`" },
     { "lens_mm", &scene_camera::lens_mm, 1, 10000, nullptr, 0,
@@ -35,7 +37,7 @@ const key_row<scene_camera> camera_rows[] = {
     { "clip_planes", &scene_camera::clip_planes, -far, far, nullptr, 0,
         "planes `[a, b, c, d]`; the side where ax + by + cz + d is negative is cut away; at most 16" },
     { "parallel_width", &scene_camera::parallel_width, tiny, far, nullptr, 0,
-        "width of a parallel picture, metres" },
+        "width of a parallel picture, metres; fitted to the models like the eye" },
     { "parallel_height", &scene_camera::parallel_height, tiny, far, nullptr, 0,
         "its height; follows from the picture's shape when left out" },
     { "pano_angle_deg", &scene_camera::pano_angle_deg, 1, 360, nullptr, 0,
@@ -47,7 +49,7 @@ const key_row<scene_camera> camera_rows[] = {
         "distance that is sharp, metres; the target's when left out" },
     { "sub_frame", &scene_camera::sub_frame, 0, 1, nullptr, 0,
         "left, top, right, bottom as parts of the whole frame: renders that part at the full size" },
-    { nullptr, &scene_camera::eye, 0, 0, nullptr, 0, nullptr },
+    { nullptr, &scene_camera::view, 0, 0, nullptr, 0, nullptr },
 };
 
 const key_row<scene_render> render_rows[] = {
@@ -195,7 +197,7 @@ const key_row<scene_light> light_rows[] = {
 
 } // namespace
 
-const section<scene_camera> camera_section{ "[camera]", "The camera. Needed.", camera_rows };
+const section<scene_camera> camera_section{ "[camera]", "The camera. It looks at the models from their front right when left out.", camera_rows };
 const section<scene_render> render_section{ "[render]", "How the picture is made.", render_rows };
 const section<scene_tone> tone_section{ "[tone]", "From light to screen.", tone_rows };
 const section<scene_output> output_section{ "[output]", "The pictures, beside the scene file.", output_rows };

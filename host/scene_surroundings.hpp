@@ -69,6 +69,7 @@ struct scene_ground
 {
     bool is_on = false;
     std::optional<double> height;
+    bool below_models = false; ///< at the foot of the models in place of `height`
     std::string material; ///< of the scene
 };
 

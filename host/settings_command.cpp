@@ -7,6 +7,7 @@
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/settings_stream.hpp"
+#include "host/text.hpp"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -50,7 +51,7 @@ bool is_plain_text(const std::string& bytes)
 }
 
 /// The text of UTF-16LE, without its mark.
-std::string utf8_of_bytes(const std::string& bytes)
+std::string utf8_of_utf16_bytes(const std::string& bytes)
 {
     std::u16string units;
     for (size_t i = 0; i + 1 < bytes.size(); i += 2)
@@ -63,15 +64,8 @@ std::string utf8_of_bytes(const std::string& bytes)
 
 std::string utf16_bytes(const std::filesystem::path& file, const std::string& utf8)
 {
-    std::u16string units;
-    try
-    {
-        units = std::filesystem::path(utf8).u16string();
-    }
-    catch (const std::exception&)
-    {
-        throw failure(exit_bad_scene, file.string() + ": the text is not UTF-8");
-    }
+    if (!is_utf8(utf8)) { throw failure(exit_bad_scene, file.string() + ": the text is not UTF-8"); }
+    const std::u16string units = utf16_of(utf8);
     std::string out;
     for (const char16_t u : units)
     {
@@ -179,7 +173,7 @@ std::string whole_text(int kind, document* d, render_view& view)
 {
     const scratch_file out("");
     write_settings(out.path, kind, d, view);
-    return utf8_of_bytes(read_bytes(out.path));
+    return utf8_of_utf16_bytes(read_bytes(out.path));
 }
 
 /// What is odd about the file's own lines; `written` is what this program would write in its place.
@@ -252,7 +246,7 @@ int check(const std::string& file)
     settings_session s;
     const std::string bytes = read_bytes(file);
     const int kind = read_either(file, s.d, s.view);
-    const std::string text = is_plain_text(bytes) ? bytes : utf8_of_bytes(bytes);
+    const std::string text = is_plain_text(bytes) ? bytes : utf8_of_utf16_bytes(bytes);
     std::vector<std::string> found = complaints(kind, text, whole_text(kind, s.d, s.view));
     if (!is_plain_text(bytes) && bytes.size() % 2) { found.push_back("an odd byte stands at the end"); }
     for (const std::string& line : found) { std::fprintf(stderr, "zirconlite: %s: %s\n", file.c_str(), line.c_str()); }

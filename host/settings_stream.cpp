@@ -91,29 +91,4 @@ int settings_kind_of(const std::filesystem::path& file)
     return e == ".su" ? SETTINGS_SUN_SKY : e == ".en" ? SETTINGS_ENVIRONMENT : e == ".ex" ? SETTINGS_EXPOSURE : 0;
 }
 
-std::string utf8_of(std::u16string_view units)
-{
-    std::string out;
-    for (size_t i = 0; i < units.size(); ++i)
-    {
-        uint32_t c = units[i];
-        const uint32_t low = i + 1 < units.size() ? units[i + 1] : 0;
-        if (c >= 0xd800 && c < 0xdc00 && low >= 0xdc00 && low < 0xe000)
-        {
-            c = 0x10000 + ((c - 0xd800) << 10) + (low - 0xdc00);
-            ++i;
-        }
-        else if (c >= 0xd800 && c < 0xe000) { c = '?'; }
-        if (c < 0x80) { out += char(c); }
-        else if (c < 0x800) { out += { char(0xc0 | c >> 6), char(0x80 | (c & 0x3f)) }; }
-        else if (c < 0x10000) { out += { char(0xe0 | c >> 12), char(0x80 | (c >> 6 & 0x3f)), char(0x80 | (c & 0x3f)) }; }
-        else
-        {
-            out += { char(0xf0 | c >> 18), char(0x80 | (c >> 12 & 0x3f)), char(0x80 | (c >> 6 & 0x3f)),
-                char(0x80 | (c & 0x3f)) };
-        }
-    }
-    return out;
-}
-
 } // namespace host

@@ -8,7 +8,6 @@
 
 #include <filesystem>
 #include <string>
-#include <string_view>
 
 namespace host
 {
@@ -21,8 +20,5 @@ void write_settings(const std::filesystem::path& file, int kind, document* d, re
 
 /// The kind by a file's extension; 0 for another one.
 int settings_kind_of(const std::filesystem::path& file);
-
-/// A text as UTF-8; halves of characters that stand alone become question marks.
-std::string utf8_of(std::u16string_view units);
 
 } // namespace host

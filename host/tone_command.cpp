@@ -8,6 +8,7 @@
 #include "host/radiance_picture.hpp"
 #include "host/render_options.hpp"
 #include "host/render_output.hpp"
+#include "host/text.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/frame/render_view.h"
 #include "zirconlite/imagefiles/radiance.h"
@@ -37,7 +38,7 @@ owned_buffer read_light(const std::filesystem::path& file)
     owned_buffer light(zr_new_image_buffer(1, 1, PIXEL_RADIANCE));
     if (!light) { throw failure(exit_render_failed, "out of memory"); }
     const zr_status before = *zr_last_error();
-    const bool done = zr_read_radiance_file(file.u16string().c_str(), light.get()) != 0;
+    const bool done = zr_read_radiance_file(utf16_of(file).c_str(), light.get()) != 0;
     const zr_status& s = *zr_last_error();
     if (!done)
     {

@@ -304,6 +304,9 @@ model_mesh extract(const welded_part& w, const std::vector<polygon>& polygons, c
             const float* uv = &source.uv[set][2 * w.source_corner[p.first_corner + k]];
             m.uv[set].insert(m.uv[set].end(), { uv[0], uv[1] });
         }
+        if (source.colors.empty()) { return; }
+        const uint8_t* color = &source.colors[3 * w.source_corner[p.first_corner + k]];
+        m.colors.insert(m.colors.end(), color, color + 3);
     };
     std::vector<std::array<double, 3>> points;
     std::vector<uint32_t> triangles;

@@ -357,3 +357,23 @@ TEST_F(CommandLine, StopsOnSignalsAndKeepsWhatItHas)
     EXPECT_TRUE(code == 143 || code == -SIGTERM) << code;
     EXPECT_EQ(folder.read("slow.png"), "old picture");
 }
+
+// A model needs no scene file: camera, light and ground are given and named.
+TEST_F(CommandLine, RendersAndDescribesAModelAlone)
+{
+    folder.write("caf\xE9.obj", std::string("mtllib none.mtl\nusemtl bl\xE9\n") + room_obj);
+    ASSERT_EQ(run({ "render", "caf\xE9.obj", "-o", "a.png", "--size", "60x40", "--view", "front" }), 0) << errors();
+    for (const char* part : { "camera: front view", "light: ", "ground: ", "none.mtl" })
+    {
+        EXPECT_NE(errors().find(part), std::string::npos) << errors();
+    }
+    EXPECT_EQ(facts("a.png").width, 60u);
+    EXPECT_FALSE(facts("a.png").black_row);
+    ASSERT_EQ(run({ "info", "room.obj", "--unit", "cm", "--json" }), 0) << errors();
+    const std::string json = folder.read("output.txt");
+    for (const char* part : { "\"triangles\": 4", "\"metres\": 0.01", "\"up\": \"y\"", "0.04" })
+    {
+        EXPECT_NE(json.find(part), std::string::npos) << json;
+    }
+    EXPECT_EQ(run({ "render", "room.toml", "--view", "above" }), 64);
+}

@@ -1,6 +1,8 @@
 // Model files through the importing child: every format, its axes and units, and damaged ones.
 #include "host/import.hpp"
 #include "host/model_stream.hpp"
+#include "host/picture_reader.hpp"
+#include "host/picture_store.hpp"
 #include "tests/support/temporary_folder.hpp"
 
 #include <gtest/gtest.h>
@@ -75,16 +77,21 @@ std::string three_ds()
     return chunk(0x4D4D, chunk(0x3D3D, chunk(0x4000, std::string("wall\0", 5) + mesh)));
 }
 
-/// The square as a binary buffer: 4 points, then 6 indices of 16 bits.
-std::string gltf(const std::string& indices = "AAABAAIAAAACAAMA", int count = 6)
+/// The square as a binary buffer: 4 points, then 6 indices of 16 bits. `head` begins the file with more members, and
+/// `nodes` names the meshes: 0 is the square, 1 its first triangle.
+std::string gltf(const std::string& indices = "AAABAAIAAAACAAMA", int count = 6, const std::string& head = "",
+    const std::string& nodes = R"({"mesh":0,"name":"wall"})")
 {
     // 0 3 0, 2 3 0, 2 3 -1, 0 3 -1 as f32.
     const std::string points = "AAAAAAAAQEAAAAAAAAAAQAAAQEAAAAAAAAAAQAAAQEAAAIC/AAAAAAAAQEAAAIC/";
-    return R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0]}],"nodes":[{"mesh":0,"name":"wall"}],
-"meshes":[{"primitives":[{"attributes":{"POSITION":0},"indices":1}]}],
+    const bool has_two = nodes.find("},{") != std::string::npos;
+    return "{" + head + R"("asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0)" + (has_two ? ",1" : "") +
+           R"(]}],"nodes":[)" + nodes + R"(],
+"meshes":[{"name":"square","primitives":[{"attributes":{"POSITION":0},"indices":1}]},
+{"name":"half","primitives":[{"attributes":{"POSITION":0},"indices":2}]}],
 "accessors":[{"bufferView":0,"componentType":5126,"count":4,"type":"VEC3","min":[0,3,-1],"max":[2,3,0]},
 {"bufferView":1,"componentType":5123,"count":)" +
-           std::to_string(count) + R"(,"type":"SCALAR"}],
+           std::to_string(count) + R"(,"type":"SCALAR"},{"bufferView":1,"componentType":5123,"count":3,"type":"SCALAR"}],
 "bufferViews":[{"buffer":0,"byteOffset":0,"byteLength":48},{"buffer":0,"byteOffset":48,"byteLength":12}],
 "buffers":[{"byteLength":60,"uri":"data:application/octet-stream;base64,)" +
            points + indices + R"("}]})";
@@ -311,8 +318,10 @@ TEST_F(Import, RefusesDamagedFilesInOneLine)
         { "index.ply", ply_head + "0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n", "" },
         { "cut.ply", ply_head + "0 0 0\n1 0", "" },
         { "cut.gltf", gltf().substr(0, 200), "" },
-        { "index.gltf", gltf("AAABAAkAAAACAAMA"), "1 of its 2 triangles have an index out of range" },
+        { "index.gltf", gltf("AAABAAkAAAACAAMA"), "mesh \"square\": 1 of its 2 triangles have an index out of range" },
         { "count.gltf", gltf("AAABAAIAAAACAAMA", 60000), "" },
+        { "packed.gltf", gltf("AAABAAIAAAACAAMA", 6, R"("extensionsRequired":["EXT_meshopt_compression"],)"),
+            "needs EXT_meshopt_compression, which is not read" },
         { "cut.glb", "glTF\x02\x00\x00\x00", "" },
         { "cut.3ds", three_ds().substr(0, 60), "" },
         { "cut.ifc", std::string(ifc_text).substr(0, 400), "" },
@@ -326,6 +335,88 @@ TEST_F(Import, RefusesDamagedFilesInOneLine)
         EXPECT_EQ(f.code, exit_bad_scene) << f.what();
         EXPECT_NE(std::string(f.what()).find(c.file), std::string::npos) << f.what();
         EXPECT_NE(std::string(f.what()).find(c.part), std::string::npos) << f.what();
+    }
+}
+
+TEST_F(Import, ReadsMeshesInTheOrderOfTheNodes)
+{
+    const model m = read("order.gltf", gltf("AAABAAIAAAACAAMA", 6, "", R"({"mesh":1,"name":"b"},{"mesh":0,"name":"a"})"));
+    ASSERT_EQ(m.meshes.size(), 2u);
+    EXPECT_EQ(m.meshes[0].name, "b");
+    EXPECT_EQ(m.meshes[0].corner_count.size() + m.meshes[1].corner_count.size(), 3u);
+}
+
+TEST_F(Import, SaysWhatAnObjLacksAndPlacesItsPictures)
+{
+    folder.write("a.mtl", "newmtl caf\xE9\nmap_Kd -s 2 3 1 -o 0.5 0.25 bl\xE9 u.tga\nmap_d -clamp on -s 4 8.tga\n");
+    const model m = read("a.obj", "mtllib a.mtl\nmtllib none.mtl\nv 0 0 0\nv 1 0 0\nv 1 1 0\nusemtl caf\xE9\n"
+                                  "f 1 2 3\nusemtl oak\nf 3 2 1\n");
+    ASSERT_EQ(m.notes.size(), 2u);
+    EXPECT_EQ(m.notes[0], "the material file \"none.mtl\" is not there");
+    EXPECT_NE(m.notes[1].find("no material \"oak\""), std::string::npos) << m.notes[1];
+    const auto cafe = std::find_if(m.materials.begin(), m.materials.end(),
+        [](const model_material& own) { return own.name == "caf\xC3\xA9"; });
+    ASSERT_NE(cafe, m.materials.end());
+    const model_texture &color = cafe->textures[texture_color], &opacity = cafe->textures[texture_opacity];
+    EXPECT_EQ(color.file, "bl\xC3\xA9 u.tga");
+    EXPECT_EQ(color.scale, (std::array<float, 2>{ 2, 3 }));
+    EXPECT_EQ(color.offset, (std::array<float, 2>{ 0.5f, 0.25f }));
+    EXPECT_EQ(opacity.file, "8.tga");
+    EXPECT_EQ(opacity.scale, (std::array<float, 2>{ 4, 1 }));
+    EXPECT_EQ(read("on.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nf 1 2 3\n").notes.size(), 0u);
+}
+
+// The picture that is made of the colours shows each corner's own at the place of that corner.
+TEST_F(Import, ShowsColoursOfVertices)
+{
+    const model m = read("a.ply",
+        "ply\nformat ascii 1.0\nelement vertex 5\nproperty float x\nproperty float y\nproperty float z\n"
+        "property uchar red\nproperty uchar green\nproperty uchar blue\nelement face 3\n"
+        "property list uchar int vertex_indices\nend_header\n0 0 0 255 0 0\n1 0 0 0 255 0\n1 1 0 0 0 255\n"
+        "0.5 1.5 0 255 255 255\n0 1 0 10 20 30\n5 0 1 2 3 4\n4 4 2 1 0\n3 0 2 1\n");
+    const uint8_t colors[5][3] = { { 255, 0, 0 }, { 0, 255, 0 }, { 0, 0, 255 }, { 255, 255, 255 }, { 10, 20, 30 } };
+    ASSERT_EQ(m.pictures.size(), 1u);
+    picture8 p;
+    std::string why;
+    ASSERT_TRUE(read_picture_bytes(m.pictures[0], p, why)) << why;
+    ASSERT_EQ(m.meshes.size(), 1u);
+    const model_mesh& mesh = m.meshes[0];
+    EXPECT_EQ(m.materials.at(mesh.material).textures[texture_color].file, "*0");
+    ASSERT_EQ(mesh.uv[1].size(), 2 * mesh.corners.size());
+    for (size_t k = 0; k < mesh.corners.size(); ++k)
+    {
+        const float* place = &mesh.positions[3 * mesh.corners[k]];
+        const int vertex = place[1] > 1.2f ? 3 : place[1] > 0.5f ? (place[0] > 0.5f ? 2 : 4) : (place[0] > 0.5f ? 1 : 0);
+        const auto x = uint32_t(mesh.uv[1][2 * k] * float(p.width)), y = uint32_t(mesh.uv[1][2 * k + 1] * float(p.height));
+        const uint8_t* texel = &p.rows[(size_t(y) * p.width + x) * p.channels];
+        for (int c = 0; c < 3; ++c) { EXPECT_NEAR(texel[c], colors[vertex][c], 2) << "corner " << k; }
+    }
+}
+
+TEST(ModelPictureSearch, GoesByTheBaseNameWithoutCase)
+{
+    const temporary_folder folder;
+    for (const char* name : { "here.png", "sub/exact.png", "Wood.PNG", "Textures/Stone Wall.jpg", "caf\xE9.png" })
+    {
+        folder.write(name, "x");
+    }
+    struct
+    {
+        const char *named, *found;
+    } const cases[] = {
+        { "here.png", "here.png" },
+        { "sub\\exact.png", "sub/exact.png" },
+        { "C:\\Users\\me\\wood.png", "Wood.PNG" },
+        { "/home/me/maps/stone%20wall.JPG", "Textures/Stone Wall.jpg" },
+        { "caf\xC3\xA9.png", "caf\xE9.png" },
+        { "none.png", "" },
+        { "sub", "" },
+        { "maps/", "" },
+    };
+    for (const auto& c : cases)
+    {
+        const std::filesystem::path found = find_model_picture(folder.path / "a.obj", c.named);
+        EXPECT_EQ(found, *c.found ? folder.path / c.found : std::filesystem::path()) << c.named;
     }
 }
 
@@ -377,6 +468,10 @@ TEST_F(Import, SurvivesAnyChild)
     std::filesystem::permissions(folder.path / "crash.sh", std::filesystem::perms::owner_all);
     r.program = folder.path / "crash.sh";
     EXPECT_NE(std::string(refusal(r).what()).find("crashed"), std::string::npos);
+    folder.write("stay.sh", "#!/bin/sh\nexec 3>&-\nexec sleep 60\n");
+    std::filesystem::permissions(folder.path / "stay.sh", std::filesystem::perms::owner_all);
+    r.program = folder.path / "stay.sh";
+    EXPECT_NE(std::string(refusal(r).what()).find("had to be ended"), std::string::npos);
 }
 
 // A damaged child cannot hurt its parent: every cut and many changed bytes of an answer are read without
