@@ -80,6 +80,10 @@ TEST(Document, WipingKeepsTheSettings)
     d->state_flags = DOCUMENT_GRID_BUILT;
     zr_new_object(d->scene_objects.memory, 100);
     zr_add_material(d, u"oak", new_simple_material());
+    d->plant_materials = d->materials; // as if a plant had brought it
+    d->materials = nullptr;
+    zr_add_material(d, u"elm", new_simple_material());
+    d->rpc_meshes = static_cast<rpc_mesh*>(zr_new_object(d->scene_objects.memory, 8));
     EXPECT_EQ(zr_wipe_document(d), 1);
     EXPECT_EQ(d->views[0].lens_length, 35.0);
     EXPECT_EQ(d->quality, 4);
@@ -88,6 +92,8 @@ TEST(Document, WipingKeepsTheSettings)
     EXPECT_EQ(d->scene_objects.totals[OBJECT_GROUP_COUNT], 0);
     EXPECT_EQ(zr_mem_get_alloc(d->scene_objects.memory), 0u);
     EXPECT_EQ(d->materials, nullptr);
+    EXPECT_EQ(d->plant_materials, nullptr);
+    EXPECT_EQ(d->rpc_meshes, nullptr);
     EXPECT_EQ(d->light_count + d->radiosity_iterations, 0);
     EXPECT_EQ(d->views[0].cached_frame, nullptr);
     EXPECT_EQ(d->views[1].cached_frame, nullptr);
@@ -98,14 +104,17 @@ TEST(Document, WipingKeepsTheSettings)
     EXPECT_EQ(zr_close_document(d), 1);
 }
 
-TEST(Document, IsNotClosedWhileItsSearchStructureIsBuilt)
+TEST(Document, IsNotClosedWhileItsSearchStructureIsBuiltOrItsRadiositySolved)
 {
     document* d = zr_open_document();
-    d->preprocess_thread = d;
-    EXPECT_EQ(zr_wipe_document(d), 0);
-    EXPECT_EQ(zr_close_document(d), 0);
-    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_STATE);
-    d->preprocess_thread = nullptr;
+    for (zr_handle document::*thread : { &document::preprocess_thread, &document::solver_thread })
+    {
+        d->*thread = d;
+        EXPECT_EQ(zr_wipe_document(d), 0);
+        EXPECT_EQ(zr_close_document(d), 0);
+        EXPECT_EQ(zr_last_error()->code, ZR_ERROR_STATE);
+        d->*thread = nullptr;
+    }
     EXPECT_EQ(zr_close_document(d), 1);
 }
 

@@ -6,8 +6,10 @@
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/error.h"
+#include "zirconlite/geometry/mesh_build.hpp"
 #include "zirconlite/geometry/ray_search.hpp"
 #include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/materials/mapping.h"
 
 namespace
 {
@@ -87,15 +89,49 @@ TEST(YMesh, ReversedMeshesTurnNormalsAndKeepTexturesAtTheirCorners)
         {
             ray r = s.eye_ray(at + vector3{ 0, 0, 1 }, { 0, 0, -1 });
             ASSERT_TRUE(find_nearest_hit(*s.doc, r));
-            const double weights[3] = { r.element_coords[2], r.element_coords[1], r.element_coords[0] };
             float uv[2];
-            ASSERT_EQ(r.hit_object->vft->get_vertex_uv(r.hit_object, 0, weights, uv), 1);
+            ASSERT_EQ(zr_get_uv_from_vertices(&r, 0, uv), 1);
             EXPECT_NEAR(uv[0], 4.5 * at.x, 1e-5);
             EXPECT_NEAR(uv[1], -4.5 * at.y, 1e-5);
-            ASSERT_EQ(r.hit_object->vft->get_vertex_uv(r.hit_object, 1, weights, uv), 1);
+            ASSERT_EQ(zr_get_uv_from_vertices(&r, 1, uv), 1);
             EXPECT_NEAR(uv[1], 2.0, 1e-6);
-            EXPECT_EQ(r.hit_object->vft->get_vertex_uv(r.hit_object, 2, weights, uv), 0);
+            EXPECT_EQ(zr_get_uv_from_vertices(&r, 2, uv), 0);
+            r.hit_object = nullptr;
+            EXPECT_EQ(zr_get_uv_from_vertices(&r, 0, uv), 0);
         }
+    }
+}
+
+namespace
+{
+
+uint32_t taken_flags;
+bool take_for_radiosity(document*, mesh_build& build)
+{
+    taken_flags |= build.descriptor->flags | 1;
+    return true;
+}
+
+} // namespace
+
+TEST(YMesh, AMeshOfARadiosityDocumentGoesToItsOwnBuilder)
+{
+    struct { int32_t mode; uint32_t flags; bool has_builder, taken; } const cases[] = {
+        { MODE_RAYTRACE, 0, true, false }, { MODE_RADIOSITY, 0, true, true }, { MODE_RADIOSITY, 0, false, false },
+        { MODE_RADIOSITY, OBJECT_NOT_RADIOSITY, true, false }, { MODE_SIMPLE, 0, true, false } };
+    for (const auto& c : cases)
+    {
+        test::scene s;
+        s.doc->mode = c.mode;
+        test::mesh m;
+        m.flags = c.flags;
+        m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
+        taken_flags = 0;
+        zr::radiosity_mesh_builder = c.has_builder ? take_for_radiosity : nullptr;
+        EXPECT_TRUE(s.add(m));
+        zr::radiosity_mesh_builder = nullptr;
+        EXPECT_EQ(taken_flags != 0, c.taken) << c.mode;
+        EXPECT_EQ(s.doc->scene_objects.first == nullptr, c.taken) << c.mode;
     }
 }
 

@@ -4,6 +4,8 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/error.h"
+#include "zirconlite/frame/memory.h"
+#include "zirconlite/lighting/goniometry.h"
 #include "zirconlite/lighting/light.h"
 
 namespace
@@ -92,14 +94,56 @@ TEST(LightList, ATemplatesPlaceInATreeIsNotCopied)
     light* other = made(1, 5);
     light l = {};
     l.next = l.first_child = other;
-    l.goniometry = reinterpret_cast<goniometry*>(other);
     light* copy = zr_create_light(&l, nullptr);
     EXPECT_EQ(copy->next, nullptr);
     EXPECT_EQ(copy->first_child, nullptr);
-    EXPECT_EQ(copy->goniometry, nullptr);
     zr_lights_free_ex(copy, 1);
     zr_light_free(other);
     EXPECT_EQ(zr_create_light(nullptr, nullptr), nullptr);
+}
+
+TEST(LightList, LightsOfOneTemplateShareItsTables)
+{
+    // Whoever goes last frees the tables, in every order; a sanitizer sees the rest.
+    for (const int first : { 0, 1, 2 })
+    {
+        light l = {};
+        l.goniometry = zr_new_goniometry();
+        l.goniometry->horizontal_count = l.goniometry->vertical_count = 1;
+        l.goniometry->rows = static_cast<float**>(zr_malloc(sizeof(float*)));
+        l.goniometry->rows[0] = static_cast<float*>(zr_malloc(sizeof(float)));
+        l.goniometry->rows[0][0] = 0.75f;
+        light* lights[2];
+        for (light*& made : lights) { made = zr_create_light(&l, nullptr); }
+        l.type = LIGHT_GROUP;
+        light* group = zr_create_light(&l, nullptr);
+        EXPECT_EQ(group->goniometry, nullptr);
+        group->goniometry = l.goniometry; // a luminaire names one that it does not own
+        zr_light_free(group);
+        EXPECT_NE(lights[0]->goniometry, l.goniometry);
+        EXPECT_NE(lights[0]->goniometry, lights[1]->goniometry);
+        EXPECT_EQ(lights[1]->goniometry->rows, l.goniometry->rows);
+        if (first == 0) { zr_free_goniometry(l.goniometry); }
+        zr_light_free(lights[first == 1]);
+        EXPECT_EQ(lights[first != 1]->goniometry->rows[0][0], 0.75f);
+        if (first == 2) { zr_free_goniometry(l.goniometry); }
+        zr_light_free(lights[first != 1]);
+        if (first == 1) { zr_free_goniometry(l.goniometry); }
+    }
+}
+
+TEST(LightList, ShapesThatAPointStandsInForAreReported)
+{
+    struct { int32_t type; bool reported; } const cases[] = { { LIGHT_SPHERICAL, false }, { LIGHT_AREA, true },
+        { LIGHT_CYLINDRICAL, true }, { LIGHT_DISK, true }, { LIGHT_PARALLEL, false }, { 77, false } };
+    for (const auto& c : cases)
+    {
+        zr_create_light(nullptr, nullptr); // leaves its own text
+        light* l = made(1, 100, c.type);
+        EXPECT_EQ(std::string(zr_last_error()->text).find("rendered as a point") != std::string::npos, c.reported)
+            << c.type;
+        zr_light_free(l);
+    }
 }
 
 TEST(LightList, WindowsNeedASkyThatShinesThroughThem)

@@ -17,7 +17,11 @@ typedef struct light light;
 typedef struct sun_sky sun_sky;
 typedef struct voxel_grid voxel_grid;
 typedef struct material_entry material_entry;
+typedef struct prepared_environment prepared_environment;
 typedef struct render_worker render_worker;
+typedef struct rpc_mesh rpc_mesh;
+typedef struct shooter shooter;
+typedef struct solver_worker solver_worker;
 
 /** Values of `document.mode`. */
 enum document_mode
@@ -149,21 +153,40 @@ typedef struct document
     struct voxel_grid* voxel_grid;
     int32_t build_count, build_total;   /**< objects done and in all, of a running grid build */
     int32_t build_reentered;            /**< objects entered again while a cell was split */
-    int32_t frustum_invalid;            /**< 1 demands a new build of the screen frustum */
+    int32_t frustum_invalid;            /**< 1 demands a new build of the screen frustum; builds of the search
+                                             structure set it */
     material_entry* materials;
     int32_t preprocess_stop;            /**< 1 asks a running grid or frustum build to stop; atomic */
     zr_handle preprocess_thread;
     int32_t frame_number;               /**< host: frame of an animation */
-    memory_list* voxel_memory;          /**< arena of the search structure */
+    memory_list* voxel_memory;          /**< made by the first build; zr_mem_get_alloc gives the bytes that the grid or
+                                             tree holds, 0 after zr_free_voxel_grid. It has no chunks */
 
     /* Radiosity */
     int32_t radiosity_iterations;
-    double mesh_tolerances[4]; /**< 0.6, 2.0, 0.5, 0.01 */
-    double unshot_fraction;    /**< 1.0 */
+    double mesh_tolerances[4]; /**< defaults of new meshes: contrast 0.6, patch area 2.0, element area 0.5, least
+                                    area 0.01 */
+    double unshot_fraction;    /**< 1.0; luminance of `unshot_energy` over that of `total_energy` */
     double scene_area;         /**< host: area of all surfaces, m^2; 0 switches the ambient stand-in off */
     double ambient_gain;       /**< guarded by the ambient lock */
     int32_t radiosity_threads;
-    int32_t radiosity_stop;
+    int32_t solver_pause;      /**< 1 asks the solver to stop at once; atomic */
+    zr_handle solver_thread;   /**< while the solver runs; NULL otherwise */
+    zr_handle solver_event;
+    int32_t solver_stage;      /**< 0 while lights are shot, 1 while patches are */
+    int32_t shot_count;        /**< shots done so far; the sky's stage counts as one */
+    double color_bleed;        /**< exponent of the desaturation of shot colours and of `ambient` */
+    float total_energy[3];     /**< of the lights and the sun */
+    float light_energy[3];     /**< what no shot has sent yet */
+    float unshot_energy[3];    /**< `light_energy` and the unshot energy of all patches */
+    int32_t vertex_visits, sample_count, ray_count, blocked_count; /**< statistics of the shots */
+    shooter* shooters;         /**< the brightest patches */
+    solver_worker* solver_workers;
+    int32_t solver_worker_count;
+    int32_t update_interval;   /**< milliseconds between refreshes of the display */
+    double mean_reflectance[3];
+    double ambient[3];         /**< guarded by the ambient lock */
+    double display_peak, radiance_peak; /**< largest channel of the vertices at the latest updates */
 
     /* Render control */
     float tone_default_exponent, tone_default_scale; /**< 1.1, 1.0 */
@@ -207,13 +230,15 @@ typedef struct document
     float gloss_jitter;      /**< 0.0625 */
     int32_t translucency_samples; /**< 1; rays per rough transmission */
     float translucency_jitter;    /**< 0.0625 */
-    void* rpc_meshes;
+    rpc_mesh* rpc_meshes;  /**< meshes whose faces take their pictures from a file */
+    material_entry* plant_materials;
 
     /* Beyond the host's classic fields */
     double default_smooth_cosine; /**< used where an object asks with -1.0; 0 on opening, a host sets it */
     int32_t light_model;          /**< a light_model; set by zr_set_light_model, copied at job start */
     int32_t sky_light_samples;    /**< 16; zr_set_sky_light_samples */
     double background_luminance;  /**< 0; zr_set_background_luminance */
+    prepared_environment* prepared_environments[2]; /**< owned: what renders work out from the two records */
     scene_object** object_table;  /**< object by number; entry 0 is NULL */
     uint32_t object_table_count, object_table_capacity;
 } document;

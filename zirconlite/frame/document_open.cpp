@@ -95,6 +95,7 @@ int32_t zr_wipe_document(document* document)
     zr_free_material_list(document);
     document->materials = nullptr;
     zr_free_plant_materials(document);
+    document->rpc_meshes = nullptr; // they were in the arenas
     zr_lights_free_ex(document->lights, 1);
     document->lights = nullptr;
     document->light_count = 0;
@@ -146,6 +147,10 @@ bool settle_jobs(document* document)
     if (__atomic_load_n(&document->preprocess_thread, __ATOMIC_ACQUIRE))
     {
         return zr::report_failure(ZR_ERROR_STATE, "the document's search structure is being built");
+    }
+    if (__atomic_load_n(&document->solver_thread, __ATOMIC_ACQUIRE))
+    {
+        return zr::report_failure(ZR_ERROR_STATE, "the document's radiosity is being solved");
     }
     return zr::settle_render(document);
 }

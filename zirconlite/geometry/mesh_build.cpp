@@ -86,7 +86,11 @@ int32_t zr_create_mesh(document* document, mesh_build* build)
         report_failure(ZR_ERROR_ARGUMENT, "mesh: it has no vertices");
         return 0;
     }
-    return check_geometry(*geometry) && build_y_mesh(document, *build);
+    if (!check_geometry(*geometry)) { return 0; }
+    const bool takes_part = document->mode == MODE_RADIOSITY && build->descriptor &&
+                            !(build->descriptor->flags & OBJECT_NOT_RADIOSITY);
+    return takes_part && radiosity_mesh_builder ? radiosity_mesh_builder(document, *build)
+                                                : build_y_mesh(document, *build);
 }
 
 int32_t zr_display_objects(document* document, triangle_callback callback, void* extra)
@@ -104,6 +108,8 @@ int32_t zr_display_objects(document* document, triangle_callback callback, void*
 
 namespace zr
 {
+
+mesh_builder radiosity_mesh_builder = nullptr;
 
 bool check_geometry(const mesh_geometry& geometry)
 {

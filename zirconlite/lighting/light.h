@@ -142,8 +142,10 @@ struct light
     document* owner_document;     /**< on the sky record only */
 };
 
-/** A new light: a copy of `template_light` with no `next`, `first_child` and `goniometry`, prepared by its
- *  type and distribution. Every field that the host fills is held to its range, NaN to a neutral value.
+/** A new light: a copy of `template_light` with no `next` and `first_child`, and with a `goniometry` of its own that
+ *  shares the tables, prepared by its type and distribution. Every field that the host fills is held to its range,
+ *  NaN to a neutral value. The shapes of LIGHT_AREA, LIGHT_CYLINDRICAL and LIGHT_DISK cannot be made yet: a point
+ *  stands in for them, which zr_last_error and host_status_message report.
  *  A window takes its light from `sun_sky`, which outlives it; without one a LIGHT_DAYLIGHT is made as a sphere.
  *  The caller owns it until it is inserted, and frees it with zr_light_free. NULL when memory fails. */
 ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sun_sky);
@@ -157,7 +159,8 @@ ZR_API int32_t zr_insert_light_source(light** head, light* light, void* reserved
  *  `sun_sky_flags` is not 3: the caller keeps it. */
 ZR_API int32_t zr_insert_light_source_ex(light** head, light* light, document* document);
 
-ZR_API int32_t zr_light_free(light* light); /**< returns 1; NULL is fine */
+/** Frees a light with its `goniometry`; a group does not own the one it names. Returns 1; NULL is fine. */
+ZR_API int32_t zr_light_free(light* light);
 /** Frees a sibling chain, with `with_children` the subtree of each too. Returns 1. */
 ZR_API int32_t zr_lights_free_ex(light* first, int32_t with_children);
 /** Frees all lights, or with `all` 0 those without LIGHT_KEPT, and recounts. Returns 1. */

@@ -1,27 +1,35 @@
 /// @file
 /// The tree of a document's lights: making, insertion by power, the walk, freeing.
 #include "zirconlite/frame/document.h"
+#include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/daylight.h"
+#include "zirconlite/lighting/goniometry.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/light_emission.hpp"
+#include "zirconlite/platform/text.hpp"
 
 namespace
 {
 
-/// The shapes that have a creator of their own; every other type is a sphere or point.
+/// Who makes a light of each type; every type that is not listed is a sphere or point.
 struct creator_row
 {
     int32_t type;
     void (*create)(light* l);
+    const char16_t* stands_in; ///< what is reported where the shape itself cannot be made yet; null: it can
 };
 constexpr creator_row creators[] = {
-    { LIGHT_SPHERICAL, lt_spherical_create },
-    { LIGHT_PARALLEL, lt_parallel_create },
+    { LIGHT_SPHERICAL, lt_spherical_create, nullptr },
+    { LIGHT_PARALLEL, lt_parallel_create, nullptr },
+    { LIGHT_AREA, lt_spherical_create, u"A rectangular light is rendered as a point" },
+    { LIGHT_CYLINDRICAL, lt_spherical_create, u"A linear light is rendered as a point" },
+    { LIGHT_DISK, lt_spherical_create, u"A disk light is rendered as a point" },
 };
 
+void report_stand_in(const char16_t* what);
 void create_group(light& group);
 void update_parallel(light& l);
 double power(const light& l);
@@ -42,7 +50,16 @@ light* zr_create_light(const light* template_light, struct sun_sky* sun_sky)
         return nullptr;
     }
     *made = *template_light;
-    made->goniometry = nullptr; // tables belong to one light
+    made->goniometry = nullptr;
+    if (!is_group(*made) && template_light->goniometry)
+    {
+        made->goniometry = zr_share_goniometry(template_light->goniometry);
+        if (!made->goniometry)
+        {
+            zr_free(made);
+            return nullptr;
+        }
+    }
     made->next = made->first_child = nullptr;
     if (is_group(*made))
     {
@@ -57,6 +74,7 @@ light* zr_create_light(const light* template_light, struct sun_sky* sun_sky)
     for (const creator_row& row : creators)
     {
         if (row.type != made->type) { continue; }
+        if (row.stands_in) { report_stand_in(row.stands_in); }
         row.create(made);
         return made;
     }
@@ -97,6 +115,7 @@ int32_t zr_insert_light_source_ex(light** head, light* light, document* document
 
 int32_t zr_light_free(light* light)
 {
+    if (light && !is_group(*light)) { zr_free_goniometry(light->goniometry); }
     zr_free(light);
     return 1;
 }
@@ -157,6 +176,14 @@ light* next_leaf(light* node)
 
 namespace
 {
+
+/// The light is made all the same, so a host that asks for no status hears of it by a message.
+void report_stand_in(const char16_t* what)
+{
+    const zr::platform::utf8_text text(what);
+    zr::report_failure(ZR_ERROR_ARGUMENT, "light: %s", text.bytes ? text.bytes : "");
+    zr::host::status_message(what);
+}
 
 /// A luminaire shares its colour out to its lamps and emits nothing.
 void create_group(light& group)

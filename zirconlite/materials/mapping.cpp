@@ -4,7 +4,9 @@
 
 #include <algorithm>
 
+#include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/raytrace/ray.h"
 
 using namespace zr;
 
@@ -107,4 +109,12 @@ int32_t zr_apply_mapping(apply_record* record)
     *record->point_out = replaces_point ? uvw : p;
     *record->normal_out = n;
     return 1;
+}
+
+int32_t zr_get_uv_from_vertices(const ray* ray, int32_t set, float uv_out[2])
+{
+    const scene_object* object = ray->hit_object;
+    if (!object || !object->vft->get_vertex_uv) { return 0; }
+    const double weights[3] = { ray->element_coords[2], ray->element_coords[1], ray->element_coords[0] };
+    return object->vft->get_vertex_uv(object, set, weights, uv_out);
 }

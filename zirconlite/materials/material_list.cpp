@@ -16,6 +16,7 @@ constexpr const char16_t* host_library = u""; // where materials that hosts hand
 
 material_entry* find_entry(const document& scene, const char16_t* name, const char16_t* library);
 material_entry* push_entry(document& scene, const char16_t* name, const char16_t* library);
+void free_entries(material_entry*& list);
 
 } // namespace
 
@@ -80,23 +81,14 @@ material* zr_load_material_from_library(const char16_t* name, const char16_t* li
 
 int32_t zr_free_material_list(document* document)
 {
-    material_entry* entry = document->materials;
-    document->materials = nullptr;
-    while (entry)
-    {
-        material_entry* next = entry->next;
-        free_material(entry->material);
-        zr_free(entry->name);
-        zr_free(entry->library);
-        zr_free(entry);
-        entry = next;
-    }
+    free_entries(document->materials);
     return 1;
 }
 
-int32_t zr_free_plant_materials(document*)
+int32_t zr_free_plant_materials(document* document)
 {
-    return 1; // no plant has been read, so none has materials
+    free_entries(document->plant_materials);
+    return 1;
 }
 
 namespace zr
@@ -159,6 +151,18 @@ material_entry* push_entry(document& scene, const char16_t* name, const char16_t
     entry->next = scene.materials;
     scene.materials = entry;
     return entry;
+}
+
+void free_entries(material_entry*& list)
+{
+    while (material_entry* entry = list)
+    {
+        list = entry->next;
+        free_material(entry->material);
+        zr_free(entry->name);
+        zr_free(entry->library);
+        zr_free(entry);
+    }
 }
 
 } // namespace

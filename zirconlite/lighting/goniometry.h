@@ -1,0 +1,37 @@
+/** @file
+ *  `goniometry`: a light's intensity by direction, as measured. Lights made from one template share its tables. */
+#ifndef ZIRCONLITE_LIGHTING_GONIOMETRY_H
+#define ZIRCONLITE_LIGHTING_GONIOMETRY_H
+
+#include "zirconlite/frame/types.h"
+
+ZR_EXTERN_C_BEGIN
+
+/** A photometric table. The record belongs to one light; the tables belong to all records that share them and go
+ *  with the last. Read-only while rendering. */
+typedef struct goniometry
+{
+    float lumens;       /**< total output: `lm_per_cd` x `peak_candela` */
+    float peak_candela; /**< the largest value of the file, with its multipliers */
+    float lm_per_cd;    /**< integral of `rows` over the sphere; at least 1e-12 */
+    int32_t vertical_count, horizontal_count;
+    int32_t symmetry;         /**< how an azimuth is folded into the table; 0 none */
+    float* vertical_angles;   /**< `vertical_count`, radians, rising */
+    float* horizontal_angles; /**< `horizontal_count`, radians, rising */
+    float** rows;             /**< one of `vertical_count` values for each horizontal angle; the peak is 1 */
+    int32_t* sharers;         /**< records that share the tables, this one included; NULL: this one alone */
+} goniometry;
+
+/** A zeroed record; NULL when memory fails. The caller frees it with zr_free_goniometry. */
+ZR_API goniometry* zr_new_goniometry(void);
+
+/** A further record with the same tables; NULL for NULL and when memory fails. On the host's thread. */
+ZR_API goniometry* zr_share_goniometry(goniometry* goniometry);
+
+/** Frees the record, and its tables where no other record shares them; NULL is fine. Tables, rows and the array of
+ *  rows each come from zr_malloc. */
+ZR_API void zr_free_goniometry(goniometry* goniometry);
+
+ZR_EXTERN_C_END
+
+#endif
