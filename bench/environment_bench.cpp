@@ -118,7 +118,8 @@ void clouds_of_ray(benchmark::State& state)
     test::scene s;
     s.doc->environment_flags = ENVIRONMENT_CLOUDS | ENVIRONMENT_CLOUDS_ALWAYS;
     set_clouds(s.doc->environment, int32_t(state.range(0)));
-    clouds_prepare(*s.doc, s.doc->environment);
+    prepared_environment made = {};
+    clouds_prepare(*s.doc, s.doc->environment, made);
     const std::vector<ray> rays = sky_rays(s);
     double covered = 0.0;
     for (auto _ : state)
@@ -127,11 +128,12 @@ void clouds_of_ray(benchmark::State& state)
         for (const ray& r : rays)
         {
             float rgb[3];
-            covered += clouds(*s.doc, s.doc->environment, r, rgb);
+            covered += clouds(*s.doc, s.doc->environment, made, r, rgb);
         }
     }
     state.SetItemsProcessed(int64_t(state.iterations()) * ray_count);
     state.counters["coverage"] = covered / ray_count;
+    release_clouds(made);
 }
 BENCHMARK(clouds_of_ray)->Arg(0)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000);
 
@@ -140,7 +142,9 @@ void prepare_clouds(benchmark::State& state)
     test::scene s;
     s.doc->environment_flags = ENVIRONMENT_CLOUDS | ENVIRONMENT_CLOUDS_ALWAYS;
     set_clouds(s.doc->environment, int32_t(state.range(0)));
-    for (auto _ : state) { benchmark::DoNotOptimize(clouds_prepare(*s.doc, s.doc->environment)); }
+    prepared_environment made = {};
+    for (auto _ : state) { benchmark::DoNotOptimize(clouds_prepare(*s.doc, s.doc->environment, made)); }
+    release_clouds(made);
 }
 BENCHMARK(prepare_clouds)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 

@@ -48,7 +48,8 @@ TEST(HostCallbacks, EmptySlotsGiveTheNeutralAnswer)
     EXPECT_GT(host::get_button_height(), 0);
     host::get_model_extension(text);
     EXPECT_EQ(text[0], 0);
-    EXPECT_EQ(host::get_color_material_table(), nullptr);
+    host::ask_color_material_table();
+    EXPECT_EQ(host::color_material_table(), nullptr);
     EXPECT_TRUE(host::progress(PROGRESS_RAYTRACE, nullptr, nullptr, PROGRESS_STRIP, 0.5f));
     EXPECT_FALSE(host::findfile(u"a", text));
     EXPECT_EQ(host::search_for_lib_files(u"*", u"", nullptr, nullptr), 0);
@@ -58,7 +59,7 @@ TEST(HostCallbacks, EmptySlotsGiveTheNeutralAnswer)
     zr_enable_hostfuncs(0);
 }
 
-TEST(HostCallbacks, OnlyFourCodesStopOnZeroAndOnlyWhileEnabled)
+TEST(HostCallbacks, OnlySomeCodesStopOnZeroAndOnlyWhileEnabled)
 {
     const host_functions functions({ { "host_progress", reinterpret_cast<void*>(answer_zero) },
         { "host_findfile", reinterpret_cast<void*>(find_nothing) } });
@@ -66,7 +67,7 @@ TEST(HostCallbacks, OnlyFourCodesStopOnZeroAndOnlyWhileEnabled)
     {
         int32_t code;
         bool goes_on;
-    } const cases[] = { { 100, false }, { 101, false }, { 102, true }, { 200, true }, { 3, false },
+    } const cases[] = { { 100, false }, { 101, false }, { 102, true }, { 200, false }, { 201, false }, { 202, true }, { 3, false },
         { 1, false }, { 2, true }, { -1, true }, { 1001, true } };
     for (const auto& c : cases)
     {

@@ -4,12 +4,14 @@
 
 #include <atomic>
 #include <cstddef>
+#include <thread>
 
 #include "tests/support/ball_object.hpp"
 #include "tests/support/find_table.hpp"
 #include "tests/support/scene.hpp"
 #include "tests/support/search_paths.hpp"
 #include "zirconlite/frame/error.h"
+#include "zirconlite/frame/window.h"
 #include "zirconlite/geometry/ray_search.hpp"
 #include "zirconlite/geometry/voxel_grid.hpp"
 #include "zirconlite/platform/heap.hpp"
@@ -79,6 +81,7 @@ TEST(SearchBuild, ObjectsOfOnePlaceAreHeldInBoundedMemoryAndDepth)
             const test::taken_path taken(path);
             ASSERT_TRUE(zr_build_voxel_grid(s.doc));
             constexpr double cells_of_a_grid = 64 * 32768;
+            EXPECT_GT(zr_mem_get_alloc(s.doc->voxel_memory), 0u);
             EXPECT_LE(bytes_held(s.doc), c.bytes_each * (c.faces + c.spheres) +
                                              (path.structure == SEARCH_GRID ? cells_of_a_grid : 0.0));
             if (path.structure == SEARCH_TREE) { EXPECT_LE(s.doc->voxel_grid->tree.depth, 56); }
@@ -90,6 +93,8 @@ TEST(SearchBuild, ObjectsOfOnePlaceAreHeldInBoundedMemoryAndDepth)
             ray beside = s.eye_ray(middle + vector3{ 2, 2, 3 }, { 0, 0, -1 });
             EXPECT_FALSE(find_nearest_hit(*s.doc, beside));
         }
+        zr_free_voxel_grid(s.doc);
+        EXPECT_EQ(zr_mem_get_alloc(s.doc->voxel_memory), 0u);
     }
 }
 
@@ -132,6 +137,108 @@ TEST(SearchBuild, TheResultDoesNotDependOnTheProcessors)
     }
     platform::override_processor_count(0);
     EXPECT_GT(s.doc->voxel_grid->tree.run_count, 100u);
+}
+
+TEST(SearchBuild, TheListsDecideWhatIsFound)
+{
+    for (const test::search_path& path : test::search_paths)
+    {
+        SCOPED_TRACE(path.name);
+        const test::taken_path taken(path);
+        test::scene s;
+        const auto add_sheet_at = [&](double z)
+        {
+            test::mesh m;
+            m.quad({ -1, -1, z }, { 1, -1, z }, { 1, 1, z }, { -1, 1, z });
+            ASSERT_TRUE(s.add(m));
+        };
+        add_sheet_at(0);
+        scene_object* const lowest = s.doc->scene_objects.first;
+        add_sheet_at(1);
+        s.doc->scene_objects.first = lowest; // a host hides the upper sheet
+
+        // Two faces of one place that a host makes and links itself.
+        object_descriptor descriptor = {};
+        mesh_build build;
+        zr_init_mesh_build(s.doc, &build);
+        build.descriptor = &descriptor;
+        mesh_attributes attributes = {};
+        attributes.material = s.matte(0.5f);
+        const scene_object head = { nullptr, y_mesh_get_vft(), 0, 0 };
+        y_vertex corners[3] = {};
+        vertex_entry table[3] = {};
+        const float at[3][2] = { { -1, -1 }, { 1, -1 }, { 1, 1 } };
+        for (int i = 0; i < 3; ++i)
+        {
+            corners[i].position[0] = at[i][0];
+            corners[i].position[1] = at[i][1];
+            corners[i].position[2] = 0.5f;
+            table[i].vertex = &corners[i];
+        }
+        const int32_t indices[3] = { 0, 1, 2 };
+        y_face* made[2];
+        for (y_face*& f : made)
+        {
+            f = y_mesh_add_face(&build, table, indices, &head, &attributes, 1);
+            ASSERT_TRUE(f);
+            f->head.next = s.doc->scene_objects.first;
+            s.doc->scene_objects.first = &f->head;
+        }
+        for (int builds = 0; builds < 2; ++builds)
+        {
+            ASSERT_TRUE(zr_build_voxel_grid(s.doc));
+            EXPECT_EQ(s.doc->build_total, 4);
+            EXPECT_EQ(made[0]->head.number, 5u) << "behind the four faces of the meshes";
+            EXPECT_EQ(made[1]->head.number, 6u);
+            EXPECT_EQ(zr_object_from_number(s.doc, 6), &made[1]->head);
+        }
+        ray over = s.eye_ray({ 0.5, -0.5, 3 }, { 0, 0, -1 });
+        ASSERT_TRUE(find_nearest_hit(*s.doc, over));
+        EXPECT_EQ(over.hit_object, &made[0]->head) << "of one place the oldest";
+        ray beside = s.eye_ray({ -0.5, 0.5, 3 }, { 0, 0, -1 });
+        ASSERT_TRUE(find_nearest_hit(*s.doc, beside));
+        EXPECT_EQ(beside.hit_t, 3.0) << "through the hidden sheet";
+    }
+}
+
+TEST(SearchBuild, AStopOfAnEarlierJobDoesNotStopABuild)
+{
+    test::scene s;
+    test::mesh m;
+    m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
+    ASSERT_TRUE(s.add(m));
+    s.doc->stop_render = 1;
+    EXPECT_TRUE(zr_build_voxel_grid(s.doc));
+    EXPECT_EQ(s.doc->frustum_invalid, 1) << "first hits by tiles are of the old structure";
+}
+
+namespace
+{
+
+/// A host whose builds wait, in their first report, until its messages were served.
+std::atomic<int> served;
+int32_t wait_for_service(int32_t, document*, render_view*, int32_t code, float, int32_t)
+{
+    for (int i = 0; code == 100 && served < 3 && i < 2000; ++i) { platform::sleep_ms(1); }
+    return 1;
+}
+
+} // namespace
+
+TEST(SearchBuild, TheHostsMessagesAreServedOnItsThreadDuringABuild)
+{
+    const host_functions functions({ { "host_progress", reinterpret_cast<void*>(wait_for_service) } });
+    test::scene s;
+    test::mesh m;
+    m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
+    ASSERT_TRUE(s.add(m));
+    served = 0;
+    std::thread::id own = std::this_thread::get_id();
+    zr_install_message_pump(
+        [](void* context) { served += *static_cast<std::thread::id*>(context) == std::this_thread::get_id(); }, &own);
+    EXPECT_TRUE(zr_build_voxel_grid(s.doc));
+    zr_install_message_pump(nullptr, nullptr);
+    EXPECT_GE(served, 3);
 }
 
 namespace

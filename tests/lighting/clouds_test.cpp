@@ -24,13 +24,15 @@ struct cloud_scene : test::scene
         env.cu_scale_v = 0.5f;
         for (float* v : { env.cu_color, env.cu_scale, env.ci_color, env.ci_scale }) { std::fill_n(v, 3, 1.0f); }
     }
-    ~cloud_scene() { release_clouds(env); }
+    bool prepare_clouds() { return clouds_prepare(*doc, env, made); }
+    ~cloud_scene() { release_clouds(made); }
     double coverage(const vector3& direction)
     {
         float rgb[3];
-        return clouds(*doc, env, eye_ray({ 0, 0, 2 }, direction), rgb);
+        return clouds(*doc, env, made, eye_ray({ 0, 0, 2 }, direction), rgb);
     }
     environment& env = doc->environment;
+    prepared_environment made = {};
     test::noise_table noise;
 };
 
@@ -39,7 +41,7 @@ struct cloud_scene : test::scene
 TEST(Clouds, AreDrawnInOrderFromTheSeed)
 {
     cloud_scene s(5);
-    ASSERT_TRUE(clouds_prepare(*s.doc, s.env));
+    ASSERT_TRUE(s.prepare_clouds());
     uint32_t x = 7;
     const auto draw = [&](double middle, double half)
     {
@@ -48,7 +50,7 @@ TEST(Clouds, AreDrawnInOrderFromTheSeed)
         return middle + (2.0 * q - 1.0) * half;
     };
     std::vector<cloud_ellipsoid> made;
-    for (const cloud_ellipsoid* e = s.env.ellipsoids; e; e = e->next) { made.insert(made.begin(), *e); }
+    for (const cloud_ellipsoid* e = s.made.ellipsoids; e; e = e->next) { made.insert(made.begin(), *e); }
     ASSERT_EQ(made.size(), 5u) << "the newest stands first";
     for (const cloud_ellipsoid& e : made)
     {
@@ -68,12 +70,12 @@ TEST(Clouds, AreDrawnInOrderFromTheSeed)
 TEST(Clouds, ColumnsListWhatReachesIntoThemOldestFirst)
 {
     cloud_scene s(3000);
-    ASSERT_TRUE(clouds_prepare(*s.doc, s.env));
-    const environment& e = s.env;
+    ASSERT_TRUE(s.prepare_clouds());
+    const prepared_environment& e = s.made;
     size_t wrong = 0, listed = 0;
-    for (int x = 0; x < CLOUD_CELLS; ++x)
+    for (int x = 0; x < cloud_cells; ++x)
     {
-        for (int y = 0; y < CLOUD_CELLS; ++y)
+        for (int y = 0; y < cloud_cells; ++y)
         {
             std::vector<const cloud_ellipsoid*> expected;
             for (const cloud_ellipsoid* c = e.ellipsoids; c; c = c->next)
@@ -89,7 +91,7 @@ TEST(Clouds, ColumnsListWhatReachesIntoThemOldestFirst)
                 if (in) { expected.insert(expected.begin(), c); }
             }
             std::vector<const cloud_ellipsoid*> found;
-            for (const cloud_cell_node* n = e.cloud_cells[x * CLOUD_CELLS + y]; n; n = n->next)
+            for (const cloud_cell_node* n = e.cells[x * cloud_cells + y]; n; n = n->next)
             {
                 found.push_back(n->ellipsoid);
             }
@@ -119,12 +121,12 @@ TEST(Clouds, AreSeenAboveAndNowhereElse)
         cloud_scene s(c.number, c.flags);
         s.env.cu_scale[1] = c.scale;
         s.env.ci_density = 1.0f; // the pattern to the power 0
-        clouds_prepare(*s.doc, s.env);
+        s.prepare_clouds();
         EXPECT_EQ(s.coverage(c.direction) > 0.0, c.seen);
     }
     cloud_scene s(200);
     s.doc->environment_flags = ENVIRONMENT_CLOUDS;
-    EXPECT_FALSE(clouds_prepare(*s.doc, s.env)) << "no sun, and not always";
+    EXPECT_FALSE(s.prepare_clouds()) << "no sun, and not always";
     EXPECT_EQ(s.coverage({ 0, 0.3, 1 }), 0.0);
 }
 
@@ -140,7 +142,7 @@ TEST(Clouds, SurviveAnyValuesAndPrepareTwice)
         for (const float value : odd)
         {
             *field = value;
-            clouds_prepare(*s.doc, s.env);
+            s.prepare_clouds();
             for (const vector3& d : { vector3{ 0, 0, 1 }, vector3{ 0.1, 0.9, 0.2 }, vector3{ 1, 0, 0 } })
             {
                 const double a = s.coverage(d);
@@ -151,9 +153,9 @@ TEST(Clouds, SurviveAnyValuesAndPrepareTwice)
     }
     s.env.cu_number = 2147483647;
     std::fill_n(s.env.cu_scale, 3, 1e5f); // each reaches into all columns
-    ASSERT_TRUE(clouds_prepare(*s.doc, s.env));
+    ASSERT_TRUE(s.prepare_clouds());
     size_t n = 0;
-    for (const cloud_cell_node* list : s.env.cloud_cells)
+    for (const cloud_cell_node* list : s.made.cells)
     {
         for (; list; list = list->next) { ++n; }
     }

@@ -13,6 +13,7 @@
 #include "zirconlite/materials/blend_functions.hpp"
 #include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/noise.h"
+#include "zirconlite/materials/opacity.hpp"
 #include "zirconlite/materials/surface_evaluation.hpp"
 
 namespace

@@ -7,6 +7,7 @@
 #include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/materials/image_sampling.hpp"
 #include "zirconlite/materials/mat_image.h"
+#include "zirconlite/materials/opacity.hpp"
 #include "zirconlite/materials/surface_evaluation.hpp"
 
 namespace

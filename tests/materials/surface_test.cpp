@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string>
 
 #include "tests/support/materials.hpp"
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/module_state.hpp"
+#include "zirconlite/geometry/ray_search.hpp"
 #include "zirconlite/materials/bumps.h"
 #include "zirconlite/materials/noise.h"
 #include "zirconlite/materials/ripple.h"
@@ -203,6 +205,59 @@ TEST(Surface, NormalsFaceTheRay)
     zr_resolve_surface(m, &r, &s);
     EXPECT_EQ(r.facing_normal.z, 1.0);
     free_material(m);
+}
+
+namespace
+{
+
+std::string laid; ///< the decals laid, by their letters
+void lay_decal(const property_node& decals, ray& r, surface& s, vector3& normal)
+{
+    laid += *static_cast<const char*>(decals.payload.list);
+    EXPECT_EQ(r.facing_normal.z, 1.0);
+    s.diffuse = 0.25f;
+    normal = laid == "ab" ? vector3{ 0, 0, 1 } : vector3{ 1, 0, 0 };
+}
+
+} // namespace
+
+TEST(Surface, DecalsLieOverTheMaterialInTheirOrderAndUnderRipples)
+{
+    test::scene s;
+    test::mesh m;
+    m.look = s.matte(0.5f);
+    m.quad({ -1, -1, 0 }, { 1, -1, 0 }, { 1, 1, 0 }, { -1, 1, 0 });
+    ASSERT_TRUE(s.add(m));
+    ASSERT_TRUE(s.prepare());
+    char letters[] = { 'a', 'b' };
+    ripple wave = { nullptr, { 0, 0, 0 }, 2.0, 0.3f, 0.9f, 1.0f };
+    property_node first = {}, second = {}, ripples = {};
+    first.kind = PROPERTY_DECALS;
+    first.payload.list = &letters[0];
+    second.kind = PROPERTY_RPC_DECALS;
+    second.payload.list = &letters[1];
+    ripples.kind = PROPERTY_RIPPLES;
+    ripples.payload.list = &wave;
+    const auto hit = [&]
+    {
+        ray r = s.eye_ray({ 0.3, 0.2, 1 }, { 0, 0, -1 });
+        EXPECT_TRUE(find_nearest_hit(*s.doc, r));
+        surface found;
+        r.hit_object->vft->get_surface(r.hit_object, &r, &found);
+        EXPECT_EQ(found.diffuse, laid.empty() ? 1.0f : 0.25f);
+        return r.shading_normal;
+    };
+    scene_object* const face = s.doc->scene_objects.first; // shares its properties with the other one
+    for (property_node* p : { &second, &first, &ripples }) { face->vft->add_property(face, p); }
+    const vector3 rippled = hit();
+    EXPECT_NE(rippled.z, 1.0);
+    decal_hook = lay_decal;
+    const vector3 both = hit();
+    decal_hook = nullptr;
+    EXPECT_EQ(laid, "ab");
+    EXPECT_EQ(both.x, rippled.x) << "ripples move the normal that the last decal left";
+    EXPECT_EQ(both.z, rippled.z);
+    laid.clear();
 }
 
 TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)

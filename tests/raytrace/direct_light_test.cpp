@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "tests/support/ball_object.hpp"
+#include "tests/support/find_table.hpp"
 #include "tests/support/scene.hpp"
 #include "zirconlite/geometry/ray_search.hpp"
 #include "zirconlite/raytrace/shadow_test.hpp"
@@ -309,6 +311,109 @@ TEST(ShadowTest, ObjectsThatCastNoShadowAreSkipped)
         EXPECT_EQ(shadow_test(*s.doc, s.doc->lights, r), c.blocks);
         EXPECT_EQ(r.simple_color[0], c.blocks ? 0.0f : 1.0f);
     }
+}
+
+TEST(ShadowTest, ALightPassesTheObjectsThatNameItAsTheirs)
+{
+    // A host may add the property by itself, without the flag that makes the builder add it.
+    test::scene s;
+    test::mesh sheet;
+    sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
+    ASSERT_TRUE(s.add(sheet));
+    s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
+    s.add(test::scene::lamp({ 0, 0, 2 }, 50.0f));
+    light* const first = s.doc->lights;
+    property_node other = {}, own = {};
+    other.kind = own.kind = PROPERTY_LIGHT_SHAPE;
+    other.payload.light = first->next;
+    own.payload.light = first;
+    scene_object* const face = s.doc->scene_objects.first;
+    ASSERT_TRUE(s.prepare());
+    EXPECT_EQ(kept_upwards(s, first, 0, 2.0), -1.0);
+    face->vft->add_property(face, &own);
+    face->vft->add_property(face, &other);
+    EXPECT_EQ(kept_upwards(s, first, 0, 2.0), 1.0);
+    EXPECT_EQ(kept_upwards(s, first->next, 0, 2.0), 1.0) << "each property counts";
+    EXPECT_EQ(kept_upwards(s, nullptr, 0, 2.0), -1.0) << "the sun is no lamp";
+}
+
+TEST(ShadowTest, TheSurfaceDecidesWhatPasses)
+{
+    // The material blocks, the surface at the hit does not: a cut-out picture of a kind of its own.
+    test::balls round;
+    test::scene s;
+    object_vft clear = test::ball_tables[test::BALL_PLAIN];
+    clear.get_surface = [](scene_object* o, ray* r, surface* out)
+    {
+        zr_resolve_surface(o->vft->get_material(o), r, out);
+        out->transparent = r->hit_point.x > 0.0 ? 1.0f : 0.0f;
+        out->ior = 1.0f;
+        for (float& c : out->transparent_color) { c = 1.0f; }
+    };
+    round.add(s.doc, test::BALL_PLAIN, { 0, 0, 1 }, 0.5, s.matte(0.5f));
+    round.all.back().head.vft = &clear;
+    s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
+    ASSERT_TRUE(s.prepare());
+    const auto passing = [&](double x)
+    {
+        ray r = s.eye_ray({ x, 0, 0 }, { 0, 0, 1 });
+        r.kind = RAY_SHADOW;
+        r.t_max = 2.0;
+        for (float& c : r.simple_color) { c = 1.0f; }
+        return shadow_test(*s.doc, s.doc->lights, r) ? 0.0f : r.simple_color[0];
+    };
+    EXPECT_EQ(passing(-0.1), 0.0f);
+    EXPECT_EQ(passing(0.1), 1.0f);
+
+    // A face with decals is asked too; its material says nothing about their holes.
+    test::mesh sheet;
+    sheet.look = s.matte(0.5f);
+    sheet.quad({ -1, -1, 5 }, { 1, -1, 5 }, { 1, 1, 5 }, { -1, 1, 5 });
+    ASSERT_TRUE(s.add(sheet));
+    scene_object* const face = s.doc->scene_objects.first;
+    EXPECT_TRUE(face->vft->is_opaque(face));
+    property_node decals = {};
+    decals.kind = PROPERTY_DECALS;
+    face->vft->add_property(face, &decals);
+    EXPECT_FALSE(face->vft->is_opaque(face));
+}
+
+namespace
+{
+
+int table_requests;
+material_entry color_table[256];
+void* give_color_table()
+{
+    ++table_requests;
+    return table_requests < 2 ? nullptr : color_table;
+}
+
+} // namespace
+
+TEST(ShadowTest, TheHostsColourTableIsAskedForUntilItIsThereAndNeverByRays)
+{
+    const host_functions functions(
+        { { "host_get_color_material_table", reinterpret_cast<void*>(give_color_table) } });
+    table_requests = 0;
+    test::scene s;
+    test::mesh sheet;
+    sheet.look = s.glass(1.0f);
+    sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
+    ASSERT_TRUE(s.add(sheet));
+    EXPECT_EQ(table_requests, 0) << "no colour index";
+    scene_object* const face = s.doc->scene_objects.first;
+    color_table[3] = *s.matte(0.5f);
+    const uint8_t indexed[4] = { 0, 0, 0, 3 };
+    face->vft->set_color(face, indexed);
+    EXPECT_EQ(table_requests, 1);
+    face->vft->set_flags(face, OBJECT_TABLE_MATERIAL, FLAGS_SET);
+    EXPECT_EQ(face->vft->get_material(face), sheet.look->material) << "the host had none yet";
+    ASSERT_TRUE(s.prepare());
+    EXPECT_EQ(table_requests, 2);
+    for (int i = 0; i < 100; ++i) { EXPECT_EQ(kept_upwards(s, nullptr, 0, 2.0), -1.0); }
+    s.relight();
+    EXPECT_EQ(table_requests, 2) << "the answer is kept";
 }
 
 TEST(ShadowTest, AHalfShadowHalvesTheFilter)

@@ -10,37 +10,15 @@
 namespace zr
 {
 
-/// Owns its block; not copied. Elements are plain records, moved by memory copies.
-template <class T> struct array
+/// A block of elements that grows. It has no destructor, so that the state of the whole process can hold one without
+/// code that runs when the library is loaded; clear() frees it. Elements are plain records, moved by memory copies.
+template <class T> struct growable_block
 {
     static_assert(std::is_trivially_copyable_v<T>);
 
     T* items = nullptr;
     size_t count = 0;
     size_t capacity = 0;
-
-    array() = default;
-    array(const array&) = delete;
-    array& operator=(const array&) = delete;
-    array(array&& other) noexcept : items(other.items), count(other.count), capacity(other.capacity)
-    {
-        other.items = nullptr;
-        other.count = other.capacity = 0;
-    }
-    array& operator=(array&& other) noexcept
-    {
-        if (this != &other)
-        {
-            zr_free(items);
-            items = other.items;
-            count = other.count;
-            capacity = other.capacity;
-            other.items = nullptr;
-            other.count = other.capacity = 0;
-        }
-        return *this;
-    }
-    ~array() { zr_free(items); }
 
     T& operator[](size_t i) { return items[i]; }
     const T& operator[](size_t i) const { return items[i]; }
@@ -87,6 +65,29 @@ template <class T> struct array
         items = nullptr;
         count = capacity = 0;
     }
+};
+
+/// Owns its block; not copied.
+template <class T> struct array : growable_block<T>
+{
+    array() = default;
+    array(const array&) = delete;
+    array& operator=(const array&) = delete;
+    array(array&& other) noexcept : growable_block<T>(other) { other.forget(); }
+    array& operator=(array&& other) noexcept
+    {
+        if (this != &other)
+        {
+            zr_free(this->items);
+            static_cast<growable_block<T>&>(*this) = other;
+            other.forget();
+        }
+        return *this;
+    }
+    ~array() { zr_free(this->items); }
+
+private:
+    void forget() { static_cast<growable_block<T>&>(*this) = {}; }
 };
 
 } // namespace zr

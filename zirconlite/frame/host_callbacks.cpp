@@ -64,6 +64,7 @@ bool stops_on_zero(int32_t code);
 void look_up_all(zr_handle module)
 {
     for (int s = 0; s < slot_count; ++s) { fill_slot(static_cast<slot>(s), module); }
+    __atomic_store_n(&the_module.color_material_table, nullptr, __ATOMIC_RELEASE);
 }
 
 void look_up_progress(zr_handle module)
@@ -191,10 +192,16 @@ void get_model_extension(char16_t* extension_out)
     if (auto* f = in_slot<host_get_model_extension_function>(slot_get_model_extension)) { f(extension_out); }
 }
 
-void* get_color_material_table()
+void ask_color_material_table()
 {
     auto* f = in_slot<host_get_color_material_table_function>(slot_get_color_material_table);
-    return f ? f() : nullptr;
+    if (!f || color_material_table()) { return; }
+    __atomic_store_n(&the_module.color_material_table, f(), __ATOMIC_RELEASE);
+}
+
+void* color_material_table()
+{
+    return __atomic_load_n(&the_module.color_material_table, __ATOMIC_ACQUIRE);
 }
 
 bool progress(int32_t kind, document* doc, render_view* view, int32_t code, float fraction)
@@ -253,8 +260,8 @@ void fill_slot(slot s, zr_handle module)
 
 bool stops_on_zero(int32_t code)
 {
-    return code == PROGRESS_GRID_STARTS || code == PROGRESS_GRID_ADVANCES || code == PROGRESS_STRIP ||
-           code == PROGRESS_PASS_1_DONE;
+    return code == PROGRESS_GRID_STARTS || code == PROGRESS_GRID_ADVANCES || code == PROGRESS_FRUSTUM_STARTS ||
+           code == PROGRESS_FRUSTUM_ADVANCES || code == PROGRESS_STRIP || code == PROGRESS_PASS_1_DONE;
 }
 
 } // namespace

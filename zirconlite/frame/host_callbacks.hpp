@@ -65,7 +65,10 @@ zr_handle hwnd_parent();                            ///< null
 bool adjust_decal(void* decal);                     ///< false: nobody placed it
 bool is_background();                               ///< false
 void get_model_extension(char16_t* extension_out);  ///< an empty text
-void* get_color_material_table();                   ///< null
+/// Asks the host for its colour table until it gives one, which is kept. On the host's thread: workers read only
+/// what was kept.
+void ask_color_material_table();
+void* color_material_table(); ///< the table kept, or null; any thread
 /// Whether the operation may go on: false only for the codes at which an answer of 0 stops it.
 bool progress(int32_t kind, document* doc, render_view* view, int32_t code, float fraction);
 bool findfile(const char16_t* name, char16_t* path_out); ///< false

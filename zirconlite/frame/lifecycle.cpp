@@ -8,6 +8,7 @@
 #include "zirconlite/frame/search_path.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/frame/window_font.hpp"
+#include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/libraries/material_library.hpp"
 #include "zirconlite/lighting/ground.hpp"
 #include "zirconlite/lighting/sky_light.hpp"
@@ -86,6 +87,8 @@ int32_t zr_term(void)
     the_module.jitter_vectors = nullptr;
     zr::end_ground();
     zr::end_search_lists();
+    zr_free_all_bitmaps();
+    zr_free_temp_bitmaps();
     zr::free_thread_lights();
     zr::free_shadow_caches();
     zr::free_sky_light();

@@ -30,6 +30,7 @@ struct module_state
     float (*jitter_vectors)[3];     ///< jitter_vector_count of them, components in -0.5 to 0.5
     platform::lock* ambient_lock;   ///< guards `document.ambient_gain`
     void* host[host::slot_count];   ///< atomic; addresses of the host's functions
+    void* color_material_table;     ///< atomic; the host's colour table, null until it gave one
 };
 
 extern module_state the_module;

@@ -4,6 +4,7 @@
 
 #include "zirconlite/frame/dialogs.hpp"
 #include "zirconlite/frame/host_callbacks.hpp"
+#include "zirconlite/platform/threads.hpp"
 #include "zirconlite/platform/windows.hpp"
 
 namespace platform = zr::platform;
@@ -12,6 +13,8 @@ namespace
 {
 
 zr_dialogs installed_dialogs = {};
+zr_message_pump message_pump = nullptr;
+void* message_pump_context = nullptr;
 
 int32_t message_box(const char16_t* text, message_box_kind kind, int32_t without_dialogs);
 
@@ -98,8 +101,24 @@ int32_t zr_install_dialogs(const zr_dialogs* dialogs)
     return 1;
 }
 
+int32_t zr_install_message_pump(zr_message_pump pump, void* context)
+{
+    message_pump = pump;
+    message_pump_context = context;
+    return 1;
+}
+
 namespace zr
 {
+
+void wait_and_serve_messages(zr_handle thread)
+{
+    constexpr int64_t interval_ms = 10;
+    while (!platform::wait_for_thread(thread, message_pump ? interval_ms : -1))
+    {
+        message_pump(message_pump_context);
+    }
+}
 
 void show_information(const char16_t* text)
 {

@@ -93,6 +93,14 @@ typedef struct zr_dialogs
 /** Installs a copy of `dialogs`; NULL takes them away. While no job runs. Returns 1. */
 ZR_API int32_t zr_install_dialogs(const zr_dialogs* dialogs);
 
+/** Serves the messages that wait for the host's windows, and returns. */
+typedef void (*zr_message_pump)(void* context);
+
+/** Installs what is called, again and again on the thread that waits, while zr_build_voxel_grid waits for its
+ *  builder thread. It must not start another build or a render, or close the document. NULL takes it away: the thread
+ *  only waits then. While nothing is built. Returns 1. */
+ZR_API int32_t zr_install_message_pump(zr_message_pump pump, void* context);
+
 ZR_EXTERN_C_END
 
 #endif

@@ -2,11 +2,14 @@
 #include <new>
 #include <stdio.h>
 
+#include "zirconlite/frame/dialogs.hpp"
 #include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/frame/string_table.h"
+#include "zirconlite/geometry/object_table.hpp"
 #include "zirconlite/geometry/preprocess.hpp"
 #include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/screen_frustum.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/geometry/voxel_grid.hpp"
 #include "zirconlite/platform/threads.hpp"
@@ -117,6 +120,16 @@ bool make_levels(voxel_grid& grid, document& document)
     return false;
 }
 
+/// Lets `voxel_memory` state what the structure holds. Its arrays are blocks of their own: they are larger than the
+/// chunks of an arena.
+void count_memory(voxel_grid& grid)
+{
+    if (!grid.document->voxel_memory) { return; }
+    grid.document->voxel_memory->allocated = tree_bytes(grid.tree) + grid.nodes.capacity * sizeof(voxel_node) +
+                                             grid.cells.capacity * sizeof(voxel_cell) +
+                                             grid.object_numbers.capacity * sizeof(uint32_t);
+}
+
 void empty_grid(voxel_grid& grid)
 {
     clear_tree(grid.tree);
@@ -128,6 +141,7 @@ void empty_grid(voxel_grid& grid)
     grid.reentering = grid.out_of_memory = 0;
     grid.memory_bytes = 0;
     for (int32_t& count : grid.subgrid_count) { count = 0; }
+    count_memory(grid);
 }
 
 bool stop_asked(document& document)
@@ -199,7 +213,6 @@ bool lay_out_objects(voxel_grid& grid)
         for (uint32_t e = cell.head; e; e = grid.entries[e].next) { grid.object_numbers.push(grid.entries[e].object); }
         cell = { static_cast<uint32_t>(first), static_cast<int32_t>(grid.object_numbers.count - first) };
     }
-    grid.memory_bytes -= total * (sizeof(voxel_entry) - sizeof(uint32_t));
     grid.entries.clear();
     grid.spare = 0;
     return true;
@@ -230,7 +243,7 @@ bool tree_goes_on(void* context, double fraction)
     return !stop_asked(d) && report_advance(d);
 }
 
-bool build_search_tree(document& document)
+bool build_search_tree(document& document, size_t count)
 {
     voxel_grid& grid = *document.voxel_grid;
     root_box(document);
@@ -239,9 +252,10 @@ bool build_search_tree(document& document)
     {
         return false;
     }
-    const size_t objects = document.object_table_count ? document.object_table_count - 1 : 0;
-    const build_result result = build_tree(grid.tree, document.object_table, objects,
-        platform::processor_count(), { tree_goes_on, &document });
+    const listed_objects objects = { document.object_table,
+        { document.radiosity_objects.first, document.scene_objects.first }, count };
+    const build_result result =
+        build_tree(grid.tree, objects, platform::processor_count(), { tree_goes_on, &document });
     grid.out_of_memory = result == build_result::out_of_memory;
     grid.memory_bytes = tree_bytes(grid.tree);
     grid.subgrid_count[0] = static_cast<int32_t>(grid.tree.node_count);
@@ -258,9 +272,18 @@ bool build(document& document)
     grid.structure = platform::load_word(&chosen_structure);
     grid.level_count = grid_levels;
     document.build_count = document.build_reentered = 0;
-    document.build_total = document.radiosity_objects.totals[OBJECT_GROUP_COUNT] +
-        document.scene_objects.totals[OBJECT_GROUP_COUNT];
-    if (!(grid.structure == SEARCH_TREE ? build_search_tree(document) : build_grid(document))) { return false; }
+    size_t count = 0;
+    if (!number_listed_objects(&document, &count))
+    {
+        grid.out_of_memory = 1;
+        return false;
+    }
+    document.build_total = static_cast<int32_t>(count < INT32_MAX ? count : INT32_MAX);
+    if (!(grid.structure == SEARCH_TREE ? build_search_tree(document, count) : build_grid(document)))
+    {
+        return false;
+    }
+    count_memory(grid);
     host::progress(preprocess_kind, &document, nullptr, grid_ends, 1.0f);
     document.state_flags |= DOCUMENT_GRID_BUILT;
     return true;
@@ -304,7 +327,8 @@ voxel_grid* grid_record(document& document)
         document.voxel_grid->level_count = grid_levels;
         document.voxel_grid->document = &document;
     }
-    return document.voxel_grid;
+    if (!document.voxel_memory) { zr_init_memory_list(&document.voxel_memory, MEMORY_CHUNK_DOCUMENT); }
+    return document.voxel_memory ? document.voxel_grid : nullptr;
 }
 
 } // namespace
@@ -323,19 +347,26 @@ int32_t zr_build_voxel_grid(document* document)
         report_failure(ZR_ERROR_STATE, "grid: no document, or another build runs");
         return 0;
     }
+    if (__atomic_load_n(&document->render_thread, __ATOMIC_ACQUIRE))
+    {
+        report_failure(ZR_ERROR_STATE, "grid: a render of the document runs");
+        return 0;
+    }
     if (!grid_record(*document))
     {
         report_failure(ZR_ERROR_MEMORY, "grid: memory is exhausted");
         return 0;
     }
+    // What an earlier job was told is over; only words set from here on stop the build.
     platform::store_word(&document->preprocess_stop, 0);
+    platform::store_word(&document->stop_render, 0);
+    zr_invalidate_screen_frustum(document);
     set_progress_texts(document->progress_record);
     platform::store_word(&preprocess_running, 1);
     build_work work = { *document, false };
     zr_handle thread = platform::start_thread(build_thread, &work, 0);
     document->preprocess_thread = thread;
-    // The thread reports to the host itself; until it has ended the caller has nothing to do.
-    if (thread) { platform::wait_for_thread(thread, -1); }
+    if (thread) { wait_and_serve_messages(thread); }
     else { build_thread(&work); }
     document->preprocess_thread = nullptr;
     platform::close_thread(thread);

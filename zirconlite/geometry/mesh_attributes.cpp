@@ -1,5 +1,7 @@
 #include "zirconlite/geometry/mesh_attributes.hpp"
 
+#include <algorithm>
+
 #include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/materials/mapping.h"
 #include "zirconlite/materials/material.h"
@@ -21,6 +23,12 @@ void attributes_add_property(mesh_attributes& attributes, property_node* node)
     attributes.properties = node;
 }
 
+void attributes_set_color(mesh_attributes& attributes, const uint8_t color[4])
+{
+    std::copy_n(color, 4, attributes.color);
+    if (color[3] != 0) { host::ask_color_material_table(); }
+}
+
 int32_t attributes_get_mapping(const mesh_attributes& attributes, mapping* mapping_out)
 {
     if (!attributes.mapping) { return 0; }
@@ -33,7 +41,7 @@ material* effective_material(const mesh_attributes& attributes)
     material_entry* own = attributes.material;
     const uint8_t index = attributes.color[3];
     auto* table =
-        index != 0 ? static_cast<material_entry*>(host::get_color_material_table()) : nullptr;
+        index != 0 ? static_cast<material_entry*>(host::color_material_table()) : nullptr;
     if (!table) { return entry_material(own); }
 
     material_entry* listed = &table[index];
@@ -46,10 +54,10 @@ material* effective_material(const mesh_attributes& attributes)
     return entry_material(has_priority(first) && !has_priority(second) ? second : first);
 }
 
-property_node* find_property(const scene_object* object, int32_t kind)
+property_node* find_property(const scene_object* object, int32_t kind, const property_node* after)
 {
     if (!object->vft->get_properties) { return nullptr; }
-    property_node* node = object->vft->get_properties(object);
+    property_node* node = after ? after->next : object->vft->get_properties(object);
     while (node && node->kind != kind) { node = node->next; }
     return node;
 }

@@ -26,7 +26,8 @@ typedef struct scene_object
 {
     struct scene_object* next; /**< link of the list that it stands in */
     const object_vft* vft;
-    uint32_t number; /**< place in the document's object table, in order of creation from 1 */
+    uint32_t number; /**< place in the document's object table, in order of creation from 1. 0 in an object that
+                          a host links itself: zr_build_voxel_grid numbers those, oldest first */
     uint32_t kind_word; /**< a word of the kind's own: the `axes` of a y_face; 0 where a kind has no use */
 } scene_object;
 
@@ -177,6 +178,9 @@ struct object_vft
     /** Goes with get_triangle, whose searches store distance, object and weights of a hit only: works out point and
      *  normals from these, as intersect does. */
     void (*complete_hit)(struct ray* ray, scene_object* object);
+    /** Optional: 1 when no point of the object lets light through, from either side. Shadow rays then end at it
+     *  without `get_surface`; they ask the surface of every kind that leaves this slot empty. Any thread. */
+    int32_t (*is_opaque)(const scene_object* object);
 };
 
 /** The tables of the exported kinds, so that a host can tell what an object is. */

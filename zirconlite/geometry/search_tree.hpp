@@ -82,9 +82,17 @@ enum class build_result
     out_of_memory
 };
 
-/// Builds the tree over the given objects, on `threads` threads; their number does not change the result.
-build_result build_tree(search_tree& tree, scene_object* const* objects, size_t count, int threads,
-    const build_monitor& monitor);
+/// The objects of a build: the document's two lists, and its table, in which each of them has its number.
+struct listed_objects
+{
+    scene_object* const* table;
+    scene_object* lists[2]; ///< heads; newest first
+    size_t count;           ///< in both lists
+};
+
+/// Builds the tree over the listed objects, on `threads` threads; their number does not change the result.
+build_result build_tree(
+    search_tree& tree, const listed_objects& objects, int threads, const build_monitor& monitor);
 
 void clear_tree(search_tree& tree);
 

@@ -385,24 +385,31 @@ void clear_tree(search_tree& tree)
     tree.root = reference_none;
 }
 
-build_result build_tree(search_tree& tree, scene_object* const* objects, size_t count, int threads,
-    const build_monitor& monitor)
+build_result build_tree(
+    search_tree& tree, const listed_objects& objects, int threads, const build_monitor& monitor)
 {
     clear_tree(tree);
-    if (count == 0) { return build_result::done; }
+    if (objects.count == 0) { return build_result::done; }
     array<build_ref> refs;
-    if (!refs.reserve(count)) { return build_result::out_of_memory; }
-    // Objects of a document are numbered from 1 without gaps; the table leads from a number to its object.
-    for (size_t i = 1; i <= count; ++i)
+    if (!refs.reserve(objects.count)) { return build_result::out_of_memory; }
+    size_t visited = 0;
+    for (scene_object* list : objects.lists)
     {
-        scene_object* object = objects[i];
-        if (object && object->vft && object->vft->intersect) { refs.push(make_ref(object)); }
-        constexpr size_t objects_per_look = 4096;
-        if (i % objects_per_look == 0 && !monitor.goes_on(monitor.context, 0.0)) { return build_result::stopped; }
+        for (scene_object* object = list; object; object = object->next)
+        {
+            if (object->vft && object->vft->intersect) { refs.push(make_ref(object)); }
+            constexpr size_t objects_per_look = 4096;
+            if (++visited % objects_per_look == 0 && !monitor.goes_on(monitor.context, 0.0))
+            {
+                return build_result::stopped;
+            }
+        }
     }
     if (refs.count == 0) { return build_result::done; }
+    // Oldest first: neighbours in the lists are neighbours in memory, and reading that forward is faster.
+    std::reverse(refs.begin(), refs.end());
     const size_t task_size = std::max(least_task, refs.count / tasks_wanted);
-    tree_work w = { { refs.items, objects }, tree, task_size, {}, {}, {}, 0, 0, monitor, 0, refs.count };
+    tree_work w = { { refs.items, objects.table }, tree, task_size, {}, {}, {}, 0, 0, monitor, 0, refs.count };
     build_result result = build_top(w, whole_range(refs.items, refs.count));
     if (result == build_result::done) { result = build_parts(w, threads); }
     if (result == build_result::done) { result = join_parts(w); }

@@ -62,7 +62,7 @@ struct voxel_grid
     int32_t level_count;
     int32_t subgrid_count[8]; ///< by level; [0] sub-grids of the second level
     zr::voxel_level levels[zr::grid_levels];
-    uint64_t memory_bytes;    ///< of cells and entries, as they come and go; entries shrink to one number
+    uint64_t memory_bytes;    ///< of cells and entries, as they come and go during the build
     struct document* document;
 
     zr::array<voxel_node> nodes;

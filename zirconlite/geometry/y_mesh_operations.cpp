@@ -9,6 +9,7 @@
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/mapping.h"
 #include "zirconlite/materials/material.h"
+#include "zirconlite/materials/opacity.hpp"
 #include "zirconlite/platform/processor.hpp"
 #include "zirconlite/raytrace/ray.h"
 #include "zirconlite/raytrace/surface.h"
@@ -105,6 +106,17 @@ void visit_triangles(scene_object* object, void*, void*, triangle_callback callb
     callback(&visit, object);
 }
 
+/// Decals may cut holes into a face, so its material alone does not say.
+int32_t is_opaque(const scene_object* object)
+{
+    const mesh_attributes& attributes = attributes_of(object);
+    for (const property_node* p = attributes.properties; p; p = p->next)
+    {
+        if (p->kind == PROPERTY_DECALS || p->kind == PROPERTY_RPC_DECALS) { return 0; }
+    }
+    return is_always_opaque(effective_material(attributes));
+}
+
 int32_t get_vertex_uv(const scene_object* object, int32_t set, const double weights[3], float uv_out[2])
 {
     if (set != 0 && set != 1) { return 0; }
@@ -161,9 +173,7 @@ const object_vft y_mesh_vft = {
     .set_material =
         [](scene_object* o, material_entry* entry) { attributes_of(o).material = entry; },
     .set_color =
-        [](scene_object* o, const uint8_t in[4]) {
-            for (int i = 0; i < 4; ++i) { attributes_of(o).color[i] = in[i]; }
-        },
+        [](scene_object* o, const uint8_t in[4]) { attributes_set_color(attributes_of(o), in); },
     .set_mapping = [](scene_object* o, mapping* m) { attributes_of(o).mapping = m; },
     .sharp_edges = [](const scene_object*) { return int32_t(1); },
     .get_identity = [](const scene_object* o) -> const void* { return as_face(o)->attributes; },
@@ -172,6 +182,7 @@ const object_vft y_mesh_vft = {
     .intersect_many = intersect_many,
     .get_triangle = get_triangle,
     .complete_hit = complete_hit,
+    .is_opaque = is_opaque,
 };
 
 } // namespace zr

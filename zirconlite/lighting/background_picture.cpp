@@ -44,10 +44,10 @@ bitmap* load_picture(const environment& record)
     return zr_read_bitmap(&file, zr_shared_bitmaps());
 }
 
-bool make_key(environment& record)
+bool make_key(const environment& record, prepared_environment& made)
 {
     auto* key = static_cast<mat_key*>(zr_calloc(1, sizeof(mat_key)));
-    record.image_key = key;
+    made.image_key = key;
     if (!key) { return false; }
     const auto unit = [](float v) { return v > 0.0f ? std::min(v, 1.0f) : 0.0f; };
     key->kind = record.mask_type;
@@ -67,15 +67,15 @@ double raised(double angle)
     return angle < 0.0 ? angle + two_pi * std::ceil(-angle / two_pi) : angle;
 }
 
-void prepare_angles(environment& record, const float angles[4], bool by_sine)
+void prepare_angles(prepared_environment& made, const float angles[4], bool by_sine)
 {
     const double top = angles[0], bottom = angles[1], centre = angles[2], span = angles[3];
-    record.sine_top = std::sin(top);
-    record.sine_bottom = std::sin(bottom);
-    if (by_sine) { record.inverse_sine_span = inverse_scale(record.sine_top - record.sine_bottom); }
-    else { record.inverse_altitude_span = inverse_scale(top - bottom); }
-    record.azimuth_start = raised(centre - span / 2.0);
-    record.inverse_azimuth_span = span != 0.0 && std::isfinite(span) ? 1.0 / span : no_scale;
+    made.sine_top = std::sin(top);
+    made.sine_bottom = std::sin(bottom);
+    if (by_sine) { made.inverse_sine_span = inverse_scale(made.sine_top - made.sine_bottom); }
+    else { made.inverse_altitude_span = inverse_scale(top - bottom); }
+    made.azimuth_start = raised(centre - span / 2.0);
+    made.inverse_azimuth_span = span != 0.0 && std::isfinite(span) ? 1.0 / span : no_scale;
 }
 
 bool is_tiled(const environment& record) { return (record.image_flags & BACKGROUND_TILE) != 0; }
@@ -91,15 +91,15 @@ double wrapped(const environment& record, double s)
 
 bool in_unit(double s) { return s >= 0.0 && s < 1.0; }
 
-bool planar_place(const environment& record, const ray* seen_by, double uv[2])
+bool planar_place(const environment& record, const prepared_environment& made, const ray* seen_by, double uv[2])
 {
     if (!seen_by || (seen_by->kind != RAY_PRIMARY && seen_by->kind != RAY_TRANSMITTED)) { return false; }
     for (int i = 0; i < 2; ++i)
     {
-        double s = record.inverse_view_size[i] * seen_by->pixel[i];
+        double s = made.inverse_view_size[i] * seen_by->pixel[i];
         if (!(record.image_flags & BACKGROUND_FIT))
         {
-            s = (s - record.image_planar_offset[i]) * record.inverse_planar_scale[i];
+            s = (s - record.image_planar_offset[i]) * made.inverse_planar_scale[i];
         }
         if (!std::isfinite(s)) { return false; }
         uv[i] = is_tiled(record) ? wrapped(record, s) : s;
@@ -114,16 +114,16 @@ double compass(const vector3& d)
     return two_pi - raised(std::atan2(d.y, d.x) - half_pi);
 }
 
-bool round_place(const environment& record, const vector3& d, double uv[2])
+bool round_place(const environment& record, const prepared_environment& made, const vector3& d, double uv[2])
 {
     const double z = d.z;
-    if (!(z <= record.sine_top && z >= record.sine_bottom)) { return false; }
+    if (!(z <= made.sine_top && z >= made.sine_bottom)) { return false; }
     uv[1] = record.image_projection == projection_cylindrical
-                ? (z - record.sine_bottom) * record.inverse_sine_span
+                ? (z - made.sine_bottom) * made.inverse_sine_span
                 : (half_pi - std::acos(std::clamp(z, -1.0, 1.0)) - record.image_spherical_angles[1]) *
-                      record.inverse_altitude_span;
+                      made.inverse_altitude_span;
     const double a = compass(d);
-    uv[0] = ((a >= record.azimuth_start ? a : a + two_pi) - record.azimuth_start) * record.inverse_azimuth_span;
+    uv[0] = ((a >= made.azimuth_start ? a : a + two_pi) - made.azimuth_start) * made.inverse_azimuth_span;
     if (!is_tiled(record)) { return in_unit(uv[0]) && in_unit(uv[1]); }
     uv[0] = wrapped(record, uv[0]);
     return std::isfinite(uv[0]) && std::isfinite(uv[1]);
@@ -131,39 +131,40 @@ bool round_place(const environment& record, const vector3& d, double uv[2])
 
 } // namespace
 
-void release_background_picture(environment& record)
+void release_background_picture(prepared_environment& made)
 {
-    zr_free(record.image_key);
-    record.image_key = nullptr;
-    record.image_bitmap = nullptr;
+    zr_free(made.image_key);
+    made.image_key = nullptr;
+    made.image_bitmap = nullptr;
 }
 
-void prepare_background_picture(environment& record, const render_view& view)
+void prepare_background_picture(const environment& record, const render_view& view, prepared_environment& made)
 {
-    release_background_picture(record);
-    record.image_bitmap = load_picture(record);
-    if (!record.image_bitmap || !make_key(record)) { return; }
+    release_background_picture(made);
+    made.image_bitmap = load_picture(record);
+    if (!made.image_bitmap || !make_key(record, made)) { return; }
     if (record.image_projection == projection_planar)
     {
-        record.inverse_view_size[0] = view.width > 0 ? 1.0 / view.width : 0.0;
-        record.inverse_view_size[1] = view.height > 0 ? 1.0 / view.height : 0.0;
-        for (int i = 0; i < 2; ++i) { record.inverse_planar_scale[i] = inverse_scale(record.image_planar_scale[i]); }
+        made.inverse_view_size[0] = view.width > 0 ? 1.0 / view.width : 0.0;
+        made.inverse_view_size[1] = view.height > 0 ? 1.0 / view.height : 0.0;
+        for (int i = 0; i < 2; ++i) { made.inverse_planar_scale[i] = inverse_scale(record.image_planar_scale[i]); }
     }
     else if (record.image_projection == projection_cylindrical)
     {
-        prepare_angles(record, record.image_cylindrical_angles, true);
+        prepare_angles(made, record.image_cylindrical_angles, true);
     }
-    else { prepare_angles(record, record.image_spherical_angles, false); }
+    else { prepare_angles(made, record.image_spherical_angles, false); }
 }
 
-double background_picture(const environment& record, const vector3& direction, const ray* seen_by, float rgb[3])
+double background_picture(const environment& record, const prepared_environment& made, const vector3& direction,
+    const ray* seen_by, float rgb[3])
 {
-    const auto* picture = static_cast<const bitmap*>(record.image_bitmap);
-    const auto* key = static_cast<const mat_key*>(record.image_key);
+    const auto* picture = static_cast<const bitmap*>(made.image_bitmap);
+    const auto* key = static_cast<const mat_key*>(made.image_key);
     double uv[2], sample[4];
     if (!picture || !key) { return 0.0; }
-    const bool hit = record.image_projection == projection_planar ? planar_place(record, seen_by, uv)
-                                                                  : round_place(record, direction, uv);
+    const bool hit = record.image_projection == projection_planar ? planar_place(record, made, seen_by, uv)
+                                                                  : round_place(record, made, direction, uv);
     if (!hit) { return 0.0; }
     zr_sample_mipmap(picture, uv, 0, 0.0, sample);
     const double coverage = (1.0 - key_value(*picture, *key, sample)) * record.image_opacity;

@@ -22,6 +22,7 @@ constexpr double noise_scale = 0.005;
 struct cloud_ray
 {
     const environment& record;
+    const prepared_environment& made;
     const sun_sky* sun; ///< null where no sun takes part
     vector3 origin, direction, inverse;
     vector3 squares; ///< of the direction's components
@@ -95,7 +96,7 @@ double opacity_of(double smooth, const vector3& at)
 }
 
 /// The turn back out of the clouds' frame.
-vector3 turned_back(const environment& e, const vector3& v)
+vector3 turned_back(const prepared_environment& e, const vector3& v)
 {
     const auto& m = e.cloud_matrix.m;
     return { m[0][0] * v.x + m[1][0] * v.y + m[2][0] * v.z, m[0][1] * v.x + m[1][1] * v.y + m[2][1] * v.z,
@@ -137,8 +138,8 @@ void shade_hit(cloud_ray& r, const cloud_hit& hit)
     const double thickness = thickness_at(e, p.z);
     if (thickness == 0.0) { return; }
     const vector3 normal =
-        turned_back(r.record, normalized({ e.inverse_rx2 * p.x, e.inverse_ry2 * p.y, e.inverse_rz2 * p.z }));
-    const double facing = dot(normal, turned_back(r.record, r.direction));
+        turned_back(r.made, normalized({ e.inverse_rx2 * p.x, e.inverse_ry2 * p.y, e.inverse_rz2 * p.z }));
+    const double facing = dot(normal, turned_back(r.made, r.direction));
     const vector3 at = noise_scale * p;
     const double a = opacity_of(facing * facing * thickness, at);
     if (a == 0.0) { return; }
@@ -184,10 +185,10 @@ struct walk_axis
 /// False where the walk starts outside.
 bool start_axis(const cloud_ray& r, double t, int axis, walk_axis& w)
 {
-    const environment& e = r.record;
+    const prepared_environment& e = r.made;
     const double o = component(r.origin, axis), d = component(r.direction, axis);
     const double at = (o + t * d - e.cloud_box_min[axis]) * e.inverse_cell_size[axis];
-    if (!(at > -1.0 && at < CLOUD_CELLS)) { return false; }
+    if (!(at > -1.0 && at < cloud_cells)) { return false; }
     w.cell = static_cast<int32_t>(at);
     w.sign = d < 0.0 ? -1 : 1;
     const double side = e.cloud_box_min[axis] + (w.cell + (w.sign > 0)) * e.cell_size[axis];
@@ -198,7 +199,7 @@ bool start_axis(const cloud_ray& r, double t, int axis, walk_axis& w)
 
 void cumulus(cloud_ray& r)
 {
-    const environment& e = r.record;
+    const prepared_environment& e = r.made;
     if (!e.ellipsoids) { return; }
     double t = (e.cloud_box_min[2] - r.origin.z) * r.inverse.z;
     // No ellipsoid reaches above the box; the margin keeps roots that rounding lifts over its top.
@@ -211,10 +212,10 @@ void cumulus(cloud_ray& r)
     while (t <= top)
     {
         walk_axis& w = axes[axes[0].next < axes[1].next ? 0 : 1];
-        const cloud_cell_node* list = e.cloud_cells[axes[0].cell * CLOUD_CELLS + axes[1].cell];
+        const cloud_cell_node* list = e.cells[axes[0].cell * cloud_cells + axes[1].cell];
         if (list && w.next >= r.t_min && cumulus_cell(r, list, t, w.next) && r.transmission == 0.0) { return; }
         w.cell += w.sign;
-        if (w.cell < 0 || w.cell >= CLOUD_CELLS) { return; }
+        if (w.cell < 0 || w.cell >= cloud_cells) { return; }
         t = w.next;
         w.next += w.step;
     }
@@ -266,15 +267,15 @@ void cirrus(cloud_ray& r)
 
 } // namespace
 
-double clouds(const document& document, const environment& record, const ray& ray, float rgb[3])
+double clouds(const document& document, const environment& record, const prepared_environment& made, const ray& ray,
+    float rgb[3])
 {
     if (!clouds_are_active(document)) { return 0.0; }
-    const vector3 shift = { record.cloud_world_offset[0], record.cloud_world_offset[1],
-        record.cloud_world_offset[2] };
+    const vector3 shift = { made.cloud_world_offset[0], made.cloud_world_offset[1], made.cloud_world_offset[2] };
     const bool has_sun = document.sun_sky && (document.sun_sky_flags & SUN_SKY_SUN_MASK);
-    const vector3 direction = transform_vector(record.cloud_matrix, ray.direction);
-    cloud_ray r = { record, has_sun ? document.sun_sky : nullptr,
-        transform_vector(record.cloud_matrix, ray.origin - shift), direction, ray_reciprocal(direction),
+    const vector3 direction = transform_vector(made.cloud_matrix, ray.direction);
+    cloud_ray r = { record, made, has_sun ? document.sun_sky : nullptr,
+        transform_vector(made.cloud_matrix, ray.origin - shift), direction, ray_reciprocal(direction),
         { direction.x * direction.x, direction.y * direction.y, direction.z * direction.z }, ray.t_min, ray.t_max,
         {}, 1.0 };
     if (record.cloud_flags & CLOUDS_CUMULUS) { cumulus(r); }

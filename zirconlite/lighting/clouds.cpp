@@ -76,10 +76,10 @@ vector3 middle_of_clouds(const document& document)
     return is_finite(m) ? m : vector3{ 0, 0, cloud_height };
 }
 
-int32_t cell_index(const environment& e, double at, int axis)
+int32_t cell_index(const prepared_environment& e, double at, int axis)
 {
     const double f = (at - e.cloud_box_min[axis]) * e.inverse_cell_size[axis];
-    return static_cast<int32_t>(std::clamp(f, 0.0, CLOUD_CELLS - 1.0));
+    return static_cast<int32_t>(std::clamp(f, 0.0, cloud_cells - 1.0));
 }
 
 /// The columns that an ellipsoid reaches into.
@@ -89,7 +89,7 @@ struct cell_range
     size_t count() const { return size_t(high[0] - low[0] + 1) * size_t(high[1] - low[1] + 1); }
 };
 
-cell_range cells_of(const environment& e, const drawn_cloud& c)
+cell_range cells_of(const prepared_environment& e, const drawn_cloud& c)
 {
     cell_range r;
     for (int i = 0; i < 2; ++i)
@@ -100,7 +100,7 @@ cell_range cells_of(const environment& e, const drawn_cloud& c)
     return r;
 }
 
-void set_box(environment& e, const drawn_cloud* drawn, int32_t n)
+void set_box(prepared_environment& e, const drawn_cloud* drawn, int32_t n)
 {
     bounding_box box = empty_box;
     for (int32_t i = 0; i < n; ++i)
@@ -113,13 +113,13 @@ void set_box(environment& e, const drawn_cloud* drawn, int32_t n)
         e.cloud_box_min[i] = component(box.min, i);
         e.cloud_box_max[i] = component(box.max, i);
         const double extent = e.cloud_box_max[i] - e.cloud_box_min[i];
-        e.cell_size[i] = extent * box_margin / (i < 2 ? CLOUD_CELLS : 1);
+        e.cell_size[i] = extent * box_margin / (i < 2 ? cloud_cells : 1);
         e.inverse_cell_size[i] = ray_reciprocal(e.cell_size[i]);
     }
 }
 
 /// How many of the clouds find room in the lists, and the length of each cell's list.
-int32_t count_entries(const environment& e, const drawn_cloud* drawn, int32_t n, uint32_t* in_cell, size_t* all)
+int32_t count_entries(const prepared_environment& e, const drawn_cloud* drawn, int32_t n, uint32_t* in_cell, size_t* all)
 {
     *all = 0;
     for (int32_t i = 0; i < n; ++i)
@@ -129,16 +129,16 @@ int32_t count_entries(const environment& e, const drawn_cloud* drawn, int32_t n,
         *all += r.count();
         for (int32_t x = r.low[0]; x <= r.high[0]; ++x)
         {
-            for (int32_t y = r.low[1]; y <= r.high[1]; ++y) { ++in_cell[x * CLOUD_CELLS + y]; }
+            for (int32_t y = r.low[1]; y <= r.high[1]; ++y) { ++in_cell[x * cloud_cells + y]; }
         }
     }
     return n;
 }
 
 /// Ellipsoids and entries lie in one block, each cell's entries in a row: a walk reads them as an array.
-bool build_lists(environment& e, const drawn_cloud* drawn, int32_t n)
+bool build_lists(prepared_environment& e, const drawn_cloud* drawn, int32_t n)
 {
-    uint32_t in_cell[CLOUD_CELLS * CLOUD_CELLS] = {};
+    uint32_t in_cell[cloud_cells * cloud_cells] = {};
     size_t entries = 0;
     n = count_entries(e, drawn, n, in_cell, &entries);
     const size_t bytes = size_t(n) * sizeof(cloud_ellipsoid) + entries * sizeof(cloud_cell_node);
@@ -146,11 +146,11 @@ bool build_lists(environment& e, const drawn_cloud* drawn, int32_t n)
     if (!ellipsoids) { return report_failure(ZR_ERROR_MEMORY, "no memory for %d clouds", n); }
     auto* nodes = reinterpret_cast<cloud_cell_node*>(ellipsoids + n);
 
-    cloud_cell_node* next[CLOUD_CELLS * CLOUD_CELLS];
-    for (int c = 0; c < CLOUD_CELLS * CLOUD_CELLS; ++c)
+    cloud_cell_node* next[cloud_cells * cloud_cells];
+    for (int c = 0; c < cloud_cells * cloud_cells; ++c)
     {
         next[c] = nodes;
-        e.cloud_cells[c] = in_cell[c] ? nodes : nullptr;
+        e.cells[c] = in_cell[c] ? nodes : nullptr;
         nodes += in_cell[c];
     }
     // The newest stands first in the list of all; entering them from there on, each in front of its cells' lists,
@@ -165,7 +165,7 @@ bool build_lists(environment& e, const drawn_cloud* drawn, int32_t n)
         {
             for (int32_t y = r.low[1]; y <= r.high[1]; ++y)
             {
-                const int32_t c = x * CLOUD_CELLS + y;
+                const int32_t c = x * cloud_cells + y;
                 *next[c] = { --in_cell[c] ? next[c] + 1 : nullptr, made };
                 ++next[c];
             }
@@ -184,7 +184,7 @@ bool scales_are_usable(const environment& e)
     return std::isfinite(e.cu_scale_v);
 }
 
-void build_cumulus(const document& document, environment& e)
+void build_cumulus(const document& document, const environment& e, prepared_environment& made)
 {
     const int32_t n = std::min(e.cu_number, cloud_limit);
     if (!scales_are_usable(e) || n < 1) { return; }
@@ -196,8 +196,8 @@ void build_cumulus(const document& document, environment& e)
     }
     const vector3 middle = middle_of_clouds(document);
     for (int32_t i = 0; i < n; ++i) { drawn[i] = draw_cloud(e, middle); }
-    set_box(e, drawn, n);
-    build_lists(e, drawn, n);
+    set_box(made, drawn, n);
+    build_lists(made, drawn, n);
     zr_free(drawn);
 }
 
@@ -210,33 +210,33 @@ bool clouds_are_active(const document& document)
            ((document.sun_sky_flags & SUN_SKY_SUN_MASK) != 0 || (flags & ENVIRONMENT_CLOUDS_ALWAYS) != 0);
 }
 
-void release_clouds(environment& record)
+void release_clouds(prepared_environment& made)
 {
-    zr_free(record.ellipsoids);
-    record.ellipsoids = nullptr;
-    std::fill_n(record.cloud_cells, CLOUD_CELLS * CLOUD_CELLS, nullptr);
+    zr_free(made.ellipsoids);
+    made.ellipsoids = nullptr;
+    std::fill_n(made.cells, cloud_cells * cloud_cells, nullptr);
 }
 
-bool clouds_prepare(const document& document, environment& record)
+bool clouds_prepare(const document& document, const environment& record, prepared_environment& made)
 {
     if (!clouds_are_active(document)) { return false; }
     platform::srand15(static_cast<uint32_t>(record.cloud_seed));
     const double angle = std::isfinite(record.cloud_rotation) ? double(record.cloud_rotation) : 0.0;
     const double c = std::cos(angle), s = std::sin(angle);
-    record.cloud_matrix = { { { c, s, 0, 0 }, { -s, c, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
-    release_clouds(record);
+    made.cloud_matrix = { { { c, s, 0, 0 }, { -s, c, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
+    release_clouds(made);
     for (int i = 0; i < 3; ++i)
     {
-        record.cloud_world_offset[i] = record.cloud_offset[i] * box_half;
-        record.cloud_box_min[i] = 1e12;
-        record.cloud_box_max[i] = -1e15;
+        made.cloud_world_offset[i] = record.cloud_offset[i] * box_half;
+        made.cloud_box_min[i] = 1e12;
+        made.cloud_box_max[i] = -1e15;
     }
     if (!(record.cloud_flags & CLOUDS_CUMULUS)) { return true; }
-    build_cumulus(document, record);
-    if (!record.ellipsoids) { return true; }
+    build_cumulus(document, record, made);
+    if (!made.ellipsoids) { return true; }
     for (int i = 0; i < 3; ++i)
     {
-        record.cloud_world_offset[i] = record.cloud_offset[i] * (record.cloud_box_max[i] - record.cloud_box_min[i]);
+        made.cloud_world_offset[i] = record.cloud_offset[i] * (made.cloud_box_max[i] - made.cloud_box_min[i]);
     }
     return true;
 }

@@ -3,7 +3,7 @@
 /// layer of cirrus.
 #pragma once
 
-#include "zirconlite/frame/document.h"
+#include "zirconlite/lighting/prepared_environment.hpp"
 #include "zirconlite/raytrace/ray.h"
 
 namespace zr
@@ -16,15 +16,15 @@ inline constexpr size_t cloud_entry_limit = 4000000;
 /// Whether clouds take part in a document's environments.
 bool clouds_are_active(const document& document);
 
-/// Builds the derived fields of the cloud block; whether clouds are active. Lists are in the order of creation. On
-/// one thread.
-bool clouds_prepare(const document& document, environment& record);
+/// Works out the clouds of a record; whether they are active. Lists are in the order of creation. On one thread.
+bool clouds_prepare(const document& document, const environment& record, prepared_environment& made);
 
 /// Colour and coverage, 0 to 1, of the clouds before a ray; no coverage leaves `rgb` alone where clouds are not
 /// active. Any thread.
-double clouds(const document& document, const environment& record, const ray& ray, float rgb[3]);
+double clouds(const document& document, const environment& record, const prepared_environment& made, const ray& ray,
+    float rgb[3]);
 
 /// Frees the ellipsoids and their cells.
-void release_clouds(environment& record);
+void release_clouds(prepared_environment& made);
 
 } // namespace zr

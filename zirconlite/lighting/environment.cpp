@@ -8,6 +8,7 @@
 #include "zirconlite/lighting/hdr_surroundings.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/gamma_tables.hpp"
+#include "zirconlite/raytrace/job_state.hpp"
 #include "zirconlite/raytrace/tone.h"
 
 namespace zr
@@ -96,8 +97,11 @@ bool background_color(const document& document, const environment& record, const
         return true;
     case ENVIRONMENT_GRADIENT_2:
     case ENVIRONMENT_GRADIENT_3:
-        gradient(record.gradient_sines, record.gradient_colors, direction.z, rgb);
+    {
+        const prepared_environment& made = prepared_of(document, record);
+        gradient(made.gradient_sines, made.gradient_colors, direction.z, rgb);
         return true;
+    }
     default:
         return sky_color(document, direction.z, rgb);
     }
@@ -123,7 +127,7 @@ shown_parts parts_of(const document& document, const environment& record)
 void add_clouds(const document& document, const environment& record, const ray& ray, float c[3])
 {
     float color[3];
-    const double a = clouds(document, record, ray, color);
+    const double a = clouds(document, record, prepared_of(document, record), ray, color);
     if (!(a > 0.0)) { return; }
     for (int i = 0; i < 3; ++i) { c[i] = static_cast<float>(c[i] * (1.0 - a * a) + color[i] * a * a); }
 }
@@ -138,12 +142,12 @@ double kept_under_hdr(const environment& record)
 void add_hdr(const document& document, const environment& record, const ray& ray, float c[3])
 {
     float h[3];
-    if (!hdr_light(record, ray.direction, h)) { return; }
+    if (!hdr_light(record, prepared_of(document, record), ray.direction, h)) { return; }
     hdr_display(record, h);
     const double kept = kept_under_hdr(record);
     for (int i = 0; i < 3; ++i)
     {
-        const double light = document.light_model == LIGHT_MODEL_EXACT ? h[i] : h[i] * ray.weight[i];
+        const double light = job.light_model == LIGHT_MODEL_EXACT ? h[i] : h[i] * ray.weight[i];
         c[i] = static_cast<float>(c[i] * kept + light * (1.0 - kept));
     }
 }
@@ -157,22 +161,22 @@ void surrounding_of_ray(const document& document, const environment& record, con
     if (shown.hdr) { add_hdr(document, record, ray, c); }
     if (!shown.picture) { return; }
     float p[3];
-    const double m = background_picture(record, ray.direction, &ray, p);
+    const double m = background_picture(record, prepared_of(document, record), ray.direction, &ray, p);
     if (m > 0.0) { blend(p, c, m, c); }
 }
 
-void prepare_gradient(environment& record)
+void prepare_gradient(const environment& record, prepared_environment& made)
 {
     const double altitudes[3] = { record.angle0, record.angle1, record.angle2 };
-    for (int i = 0; i < 3; ++i) { record.gradient_sines[i] = std::sin(altitudes[i]); }
+    for (int i = 0; i < 3; ++i) { made.gradient_sines[i] = std::sin(altitudes[i]); }
     if (record.mode != ENVIRONMENT_GRADIENT_2 && record.mode != ENVIRONMENT_GRADIENT_3) { return; }
     for (int i = 0; i < 3; ++i)
     {
-        record.gradient_colors[i] = record.color0[i];
-        record.gradient_colors[3 + i] = record.mode == ENVIRONMENT_GRADIENT_3
+        made.gradient_colors[i] = record.color0[i];
+        made.gradient_colors[3 + i] = record.mode == ENVIRONMENT_GRADIENT_3
                                             ? record.color2[i]
                                             : 0.5f * (record.color0[i] + record.color1[i]);
-        record.gradient_colors[6 + i] = record.color1[i];
+        made.gradient_colors[6 + i] = record.color1[i];
     }
 }
 
@@ -208,7 +212,7 @@ bool surrounding_color(const document& document, const environment& record, cons
     }
     *luminance_scale = 0.0;
     float h[3], p[3];
-    if (shown.hdr && hdr_light(record, direction, h))
+    if (shown.hdr && hdr_light(record, prepared_of(document, record), direction, h))
     {
         any = true;
         const double kept = kept_under_hdr(record);
@@ -217,7 +221,9 @@ bool surrounding_color(const document& document, const environment& record, cons
         else { hdr_display(record, h); }
         blend(rgb, h, kept, rgb);
     }
-    const double m = shown.picture ? background_picture(record, direction, nullptr, p) : 0.0;
+    const double m = shown.picture
+                         ? background_picture(record, prepared_of(document, record), direction, nullptr, p)
+                         : 0.0;
     if (!(m > 0.0)) { return any; }
     if (*luminance_scale != 0.0)
     {
@@ -228,20 +234,34 @@ bool surrounding_color(const document& document, const environment& record, cons
     return true;
 }
 
-void environment_prepare(document& document, environment& record, render_view& view)
+const prepared_environment& prepared_of(const document& document, const environment& record)
 {
-    clouds_prepare(document, record);
-    prepare_background_picture(record, view);
-    prepare_hdr_surroundings(record);
-    prepare_gradient(record);
+    static constexpr prepared_environment nothing = {};
+    const prepared_environment* made = document.prepared_environments[&record == &document.reflected_environment];
+    return made ? *made : nothing;
+}
+
+bool environment_prepare(document& document, const environment& record, const render_view& view)
+{
+    prepared_environment*& place = document.prepared_environments[&record == &document.reflected_environment];
+    if (!place) { place = static_cast<prepared_environment*>(zr_calloc(1, sizeof(prepared_environment))); }
+    if (!place) { return false; }
+    clouds_prepare(document, record, *place);
+    prepare_background_picture(record, view, *place);
+    prepare_hdr_surroundings(record, *place);
+    prepare_gradient(record, *place);
+    return true;
 }
 
 void end_environments(document& document)
 {
-    for (environment* record : { &document.environment, &document.reflected_environment })
+    for (prepared_environment*& made : document.prepared_environments)
     {
-        release_clouds(*record);
-        release_background_picture(*record);
+        if (!made) { continue; }
+        release_clouds(*made);
+        release_background_picture(*made);
+        zr_free(made);
+        made = nullptr;
     }
 }
 

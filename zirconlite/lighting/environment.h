@@ -35,33 +35,13 @@ enum
     CLOUDS_CIRRUS_HORIZON = 0x4 /**< the cirrus also closes the band near and below the horizon */
 };
 
-/** Cells of the cloud box along x and y. */
-#define CLOUD_CELLS 32
-
-/** One ellipsoid of a cumulus. */
-typedef struct cloud_ellipsoid
-{
-    struct cloud_ellipsoid* next;
-    float inverse_rx2, inverse_ry2, inverse_rz2; /**< 1 / radius squared */
-    float center[3];
-    float base; /**< height at which the cloud's thickness scale starts */
-} cloud_ellipsoid;
-
-/** An ellipsoid in the list of a cell. */
-typedef struct cloud_cell_node
-{
-    struct cloud_cell_node* next;
-    cloud_ellipsoid* ellipsoid;
-} cloud_cell_node;
-
-/** One surrounding. All zero on opening: the sky, which is black while no sun takes part. */
+/** One surrounding. All zero on opening: the sky, which is black while no sun takes part. Plain values: a host may
+ *  copy, save and restore the record; what renders derive from it is kept elsewhere. */
 typedef struct environment
 {
     int32_t mode; /**< an environment_mode */
     float color0[3], color1[3], color2[3]; /**< top, bottom, middle; linear, 0 to 1 */
     double angle0, angle1, angle2;         /**< altitudes of the stops top, middle, bottom, radians */
-    float gradient_colors[9];              /**< derived: top, middle, bottom */
-    double gradient_sines[3];              /**< derived */
     uint32_t image_flags;                  /**< BACKGROUND_* bits */
     int32_t image_projection;              /**< 0 planar, 1 cylindrical, 2 spherical */
     char16_t image_filename[260];
@@ -72,10 +52,6 @@ typedef struct environment
     float image_planar_scale[2], image_planar_offset[2]; /**< fractions of the view */
     float image_cylindrical_angles[4]; /**< top and bottom altitude, centre azimuth, azimuth span, radians */
     float image_spherical_angles[4];   /**< the same for the spherical projection */
-    void *image_bitmap, *image_key;    /**< derived */
-    double sine_top, sine_bottom, inverse_sine_span;
-    double azimuth_start, inverse_azimuth_span, inverse_altitude_span;
-    double inverse_planar_scale[2], inverse_view_size[2];
     uint32_t cloud_flags;   /**< CLOUDS_* bits */
     int32_t cloud_seed;
     float cloud_rotation;   /**< radians about the vertical */
@@ -87,17 +63,10 @@ typedef struct environment
     float ci_color[3];      /**< tint of the cirrus */
     float ci_scale[3];      /**< size of its pattern; x and y are used */
     float ci_density, ci_transparency, ci_horizon;
-    matrix4 cloud_matrix;                                    /**< derived */
-    double cloud_world_offset[3];                            /**< derived */
-    cloud_cell_node* cloud_cells[CLOUD_CELLS * CLOUD_CELLS]; /**< derived: lists, index x x 32 + y */
-    double cloud_box_min[3], cloud_box_max[3];               /**< derived */
-    double inverse_cell_size[3], cell_size[3];               /**< derived */
-    cloud_ellipsoid* ellipsoids;                             /**< derived: owned list */
     render_view* hdr_view; /**< a picture of the whole surrounding; NULL none */
     float hdr_rotation;    /**< radians about the vertical */
     float hdr_scale;
     float hdr_opacity;     /**< what stays of the colour under it: 1 hides the picture, 0 shows it alone */
-    matrix4 hdr_matrix;    /**< derived */
 } environment;
 
 ZR_EXTERN_C_END

@@ -25,10 +25,11 @@ bool surrounding_color(const document& document, const environment& record, cons
 /// What a ray that leaves the scene does; adds to the ray's results.
 using background_function = void (*)(document& document, ray& ray);
 
-/// Works out the derived fields of one record for a view. On one thread, before workers start.
-void environment_prepare(document& document, environment& record, render_view& view);
+/// Works out what a render needs of one of the document's two records, for a view. False when memory fails. On one
+/// thread, before workers start.
+bool environment_prepare(document& document, const environment& record, const render_view& view);
 
-/// Frees what preparations gave the records of a document.
+/// Frees what preparations made for the records of a document.
 void end_environments(document& document);
 
 /// The background of rays that are shaded.

@@ -84,6 +84,7 @@ const object_vft operations = {
     .intersect_many = nullptr,
     .get_triangle = nullptr,
     .complete_hit = nullptr,
+    .is_opaque = nullptr,
 };
 
 ground_object ground = { { nullptr, &operations, 0, 0 }, 0, nullptr, 0.0 };

@@ -43,18 +43,19 @@ void place_in_picture(const render_view& view, const vector3& d, float* x, float
 
 } // namespace
 
-void prepare_hdr_surroundings(environment& record)
+void prepare_hdr_surroundings(const environment& record, prepared_environment& made)
 {
     const double angle = std::isfinite(record.hdr_rotation) ? double(record.hdr_rotation) : 0.0;
     const double c = std::cos(angle), s = std::sin(angle);
-    record.hdr_matrix = { { { c, s, 0, 0 }, { -s, c, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
+    made.hdr_matrix = { { { c, s, 0, 0 }, { -s, c, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
 }
 
-bool hdr_light(const environment& record, const vector3& direction, float rgb[3])
+bool hdr_light(
+    const environment& record, const prepared_environment& made, const vector3& direction, float rgb[3])
 {
     const render_view* view = record.hdr_view;
     if (!view || !view->image || !view->image->pixels) { return false; }
-    const vector3 d = transform_vector(record.hdr_matrix, direction);
+    const vector3 d = transform_vector(made.hdr_matrix, direction);
     float at[2];
     place_in_picture(*view, d, &at[0], &at[1]);
     if (!std::isfinite(at[0]) || !std::isfinite(at[1])) { return false; }

@@ -11,6 +11,7 @@
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/environment.hpp"
+#include "zirconlite/lighting/prepared_environment.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 
 namespace zr
@@ -40,9 +41,9 @@ struct surroundings
     int rows, columns;
     double level_lux[3];      ///< on open level ground
     double flux;              ///< luminance over all directions
-    array<float> radiance;    ///< three a cell, rows from the nadir up
-    array<double> row_end;    ///< share of the flux up to the row's upper edge
-    array<double> column_end; ///< share of the row's flux up to the cell's far edge
+    growable_block<float> radiance;    ///< three a cell, rows from the nadir up
+    growable_block<double> row_end;    ///< share of the flux up to the row's upper edge
+    growable_block<double> column_end; ///< share of the row's flux up to the cell's far edge
 };
 surroundings around = {};
 
@@ -141,7 +142,7 @@ bool has_hdr(const document& d)
 /// A picture that lies in the view has no direction to shine from.
 bool has_picture_around(const document& d)
 {
-    return (d.environment_flags & ENVIRONMENT_PICTURE) && d.environment.image_bitmap &&
+    return (d.environment_flags & ENVIRONMENT_PICTURE) && prepared_of(d, d.environment).image_bitmap &&
            d.environment.image_projection != 0;
 }
 
@@ -233,6 +234,9 @@ bool prepare_sky_light(const document& document)
 
 void free_sky_light()
 {
+    around.radiance.clear();
+    around.row_end.clear();
+    around.column_end.clear();
     around = {};
 }
 

@@ -27,7 +27,6 @@ struct linear_bytes
     }
     double of[256];
 };
-const linear_bytes linear;
 
 /// Strengths of all pictures for each channel that they act on.
 struct strength_sums
@@ -127,6 +126,7 @@ image_sample sample_at(
         s.cover = key_value(*image.bitmap, *image.key, s.raw);
         if (image.key->flags & KEY_CUTS_OUT) { s.cut_out = s.cover; }
     }
+    static const linear_bytes linear;
     for (int c = 0; c < 3; ++c)
     {
         s.rgb[c] = level.fraction == 0.0 ? linear.of[static_cast<int>(s.raw[c] * 255.0 + 0.5)]

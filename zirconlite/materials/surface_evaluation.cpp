@@ -1,5 +1,7 @@
 #include "zirconlite/materials/surface_evaluation.hpp"
 
+#include "zirconlite/materials/opacity.hpp"
+
 #include "zirconlite/geometry/mesh_attributes.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/blend_kinds.hpp"
@@ -62,10 +64,8 @@ void set_gradients(const ray& r, const double scale[2], evaluation_points& point
 /// False when the object hit has no coordinates.
 bool place_by_vertices(const ray& r, const mapping& m, evaluation_points& points)
 {
-    const object_vft& vft = *r.hit_object->vft;
-    const double weights[3] = { r.element_coords[2], r.element_coords[1], r.element_coords[0] };
     float uv[2];
-    if (!vft.get_vertex_uv || !vft.get_vertex_uv(r.hit_object, 0, weights, uv)) { return false; }
+    if (!zr_get_uv_from_vertices(&r, 0, uv)) { return false; }
     const double scale[2] = { m.scale[0] != 0.0 ? m.scale[0] : 1.0, m.scale[1] != 0.0 ? m.scale[1] : 1.0 };
     points.point = r.map_point;
     points.uvw = { uv[0] * scale[0], uv[1] * scale[1], 0.0 };
@@ -282,6 +282,18 @@ void add_ripples(const property_node& property, const ray& r, vector3& normal)
     }
 }
 
+/// The object's decals in the order of its properties, then its ripples.
+void apply_properties(ray& r, surface& s, vector3& normal)
+{
+    const object_vft& vft = *r.hit_object->vft;
+    const property_node* first = vft.get_properties ? vft.get_properties(r.hit_object) : nullptr;
+    for (const property_node* p = first; p && decal_hook; p = p->next)
+    {
+        if (p->kind == PROPERTY_DECALS || p->kind == PROPERTY_RPC_DECALS) { decal_hook(*p, r, s, normal); }
+    }
+    if (const property_node* ripples = find_property(r.hit_object, PROPERTY_RIPPLES)) { add_ripples(*ripples, r, normal); }
+}
+
 void apply_simple_gamma(float rgb[3])
 {
     for (int i = 0; i < 3; ++i) { rgb[i] = look_up(gamma.simple_float, rgb[i], 1.0f); }
@@ -317,6 +329,8 @@ bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, co
     evaluate_simple(as_simple(m), r, normal, context, out, points);
     return true;
 }
+
+decal_function decal_hook = nullptr;
 
 bool is_always_opaque(const material* m) { return m && is_opaque_tree(m, 0); }
 
@@ -367,8 +381,7 @@ int32_t zr_resolve_surface(const material* material, ray* ray, surface* surface)
     evaluate_material(material, ray, normal, 0, nullptr, *surface, points);
     if (ray)
     {
-        const property_node* ripples = ray->hit_object ? find_property(ray->hit_object, PROPERTY_RIPPLES) : nullptr;
-        if (ripples) { add_ripples(*ripples, *ray, normal); }
+        if (ray->hit_object) { apply_properties(*ray, *surface, normal); }
         ray->shading_normal = normal;
     }
     if (job.simple_colors) { to_simple_mode(*surface); }

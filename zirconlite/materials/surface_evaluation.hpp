@@ -2,6 +2,7 @@
 /// Evaluation of materials at a hit, behind zr_resolve_surface.
 #pragma once
 
+#include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/materials/material.h"
 #include "zirconlite/raytrace/ray.h"
 #include "zirconlite/raytrace/surface.h"
@@ -49,11 +50,13 @@ struct evaluation_points
 bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, const child_context* context,
     surface& out, const evaluation_points& points);
 
+/// Lays the decals of one property over the surface at a hit and the normal to shade with. The reader of decals sets
+/// it; while it is null decals do not show.
+using decal_function = void (*)(const property_node& decals, ray& r, surface& s, vector3& normal);
+extern decal_function decal_hook;
+
 /// The pattern scale of a material, which mappings by angle take out; 0, 0 where it has no pattern.
 void pattern_scale_of(const material* m, double scale[2]);
-
-/// Whether a surface of `m` lets no light through at any point: shadow rays then need not evaluate it.
-bool is_always_opaque(const material* m);
 
 /// Whether `m` is a simple material without images that has a noisy bump (rubble or sandpaper).
 bool has_noisy_bump(const material* m);

@@ -18,11 +18,11 @@ bool ask_processor()
 #endif
 }
 
-bool avx2 = ask_processor();
+bool portable_only = false;
 
 } // namespace
 
-bool has_avx2() { return avx2; }
+bool has_avx2() { return !portable_only && ask_processor(); }
 
 void prefer_large_pages(void* block, size_t bytes)
 {
@@ -32,6 +32,6 @@ void prefer_large_pages(void* block, size_t bytes)
     if (end > first) { madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE); }
 }
 
-void force_portable(bool portable) { avx2 = !portable && ask_processor(); }
+void force_portable(bool portable) { portable_only = portable; }
 
 } // namespace zr::platform

@@ -7,10 +7,10 @@
 namespace zr::platform
 {
 
-/// Whether 256-bit integer and floating-point vectors may be used; asked once.
+/// Whether 256-bit integer and floating-point vectors may be used.
 bool has_avx2();
 
-/// Makes has_avx2() answer no, so that the portable paths run; false asks the processor again. For tests.
+/// Makes has_avx2() answer no, so that the portable paths run; false ends that. For tests.
 void force_portable(bool portable);
 
 /// Tells the system that a large block is read all over, so that large pages serve it well. A hint.

@@ -104,7 +104,8 @@ void add_even_sky(
 {
     const uint32_t mode = document.sun_sky_flags;
     const bool direct = mode & SUN_SKY_DIRECT_SKY;
-    if (is_exact() || !(direct || !(mode & SUN_SKY_INDIRECT))) { return; }
+    const bool night = sky.sun_strength == 0.0 && sky.sky_strength == 0.0;
+    if (is_exact() || night || !(direct || !(mode & SUN_SKY_INDIRECT))) { return; }
     const double least = (s.translucent + s.diffuse) * least_sky;
     double a = least;
     if (sky.sky_strength != 0.0)

@@ -193,7 +193,8 @@ void finish_job(job_run& run, bool done)
     platform::store_word(&current.phase, phase_ending);
     if (posts) { platform::post_command(window, ZR_COMMAND_JOB_ENDED); }
     if (!done) { return; }
-    report_render(run, render_finished);
+    // The host may have given up its job record in the answer to the command.
+    host::progress(PROGRESS_RAYTRACE, &doc, &run.view, PROGRESS_RENDERED, 1.0f);
     if (lowers_host) { zr_enable_hostfuncs(0); }
     say(message_finished);
 }
@@ -321,19 +322,26 @@ bool start_job(render_job& request)
     return true;
 }
 
-void prepare_surroundings(document& document, render_view& view)
+/// False when memory fails.
+bool prepare_surroundings(document& document, render_view& view)
 {
+    host::ask_color_material_table(); // workers do not ask
     view.background_method = view.tone_method + 1;
     prepare_sun(document); // the sky round the scene follows from it
-    environment_prepare(document, document.environment, view);
-    environment_prepare(document, document.reflected_environment, view);
+    if (!environment_prepare(document, document.environment, view) ||
+        !environment_prepare(document, document.reflected_environment, view))
+    {
+        return false;
+    }
     ground_prepare(document);
+    return true;
 }
 
 /// False when memory fails.
 bool prepare_light(document& document)
 {
     job.light_model = document.light_model;
+    job.sky_light_samples = document.sky_light_samples;
     prepare_lights_for_model(&document, document.light_model);
     prepare_ambient(document);
     return prepare_sky_light(document);
@@ -353,8 +361,7 @@ using namespace zr;
 int32_t zr_init_raytrace(document* document, render_view* view)
 {
     job.simple_colors = document->mode == MODE_SIMPLE;
-    prepare_surroundings(*document, *view);
-    return prepare_light(*document);
+    return prepare_surroundings(*document, *view) && prepare_light(*document);
 }
 
 int32_t zr_raytrace(render_job* job)
@@ -368,7 +375,7 @@ int32_t zr_raytrace(render_job* job)
     document& doc = *job->document;
     render_view& view = *job->view;
     zr::job.simple_colors = doc.mode == MODE_SIMPLE;
-    prepare_surroundings(doc, view);
+    if (!prepare_surroundings(doc, view)) { return -2; }
     update_objects_for_view(doc, view);
     platform::store_word(&doc.stop_render, 0);
     if (!prepare_light(doc)) { return -2; }

@@ -52,11 +52,9 @@ struct shadow_walk
 
 bool hides_its_light(const scene_object* object, const light* source)
 {
-    for (const property_node* p = find_property(object, PROPERTY_LIGHT_SHAPE); p; p = p->next)
-    {
-        if (p->kind == PROPERTY_LIGHT_SHAPE && p->payload.light == source) { return true; }
-    }
-    return false;
+    const property_node* p = find_property(object, PROPERTY_LIGHT_SHAPE);
+    while (p && p->payload.light != source) { p = find_property(object, PROPERTY_LIGHT_SHAPE, p); }
+    return p != nullptr;
 }
 
 const property_node* group_property(const scene_object* object)
@@ -69,11 +67,9 @@ const property_node* group_property(const scene_object* object)
 /// Objects that shadow rays of this light do not see.
 bool is_skipped(const scene_object* object, const ray& r, const light* source)
 {
+    // The property decides, not OBJECT_LIGHT_SHAPE: hosts may add it to an object by themselves.
+    if (source && hides_its_light(object, source)) { return true; }
     const uint32_t flags = object->vft->get_flags(object);
-    constexpr uint32_t any = OBJECT_LIGHT_SHAPE | OBJECT_NO_SOLVER_SHADOW | OBJECT_NO_SHADOW |
-        OBJECT_NO_GROUP_SHADOW | OBJECT_NO_WINDOW_SHADOW;
-    if (!(flags & any)) { return false; }
-    if (source && (flags & OBJECT_LIGHT_SHAPE) && hides_its_light(object, source)) { return true; }
     if (flags & (r.flags & RAY_PROBE ? OBJECT_NO_SOLVER_SHADOW : OBJECT_NO_SHADOW)) { return true; }
     if (!source) { return false; }
     if (flags & OBJECT_NO_GROUP_SHADOW)
@@ -93,7 +89,8 @@ void surface_at_hit(ray& r, surface& s)
 /// Of a located hit; completes it where that takes looking at the surface.
 bool hit_is_opaque(ray& r)
 {
-    if (is_always_opaque(r.hit_object->vft->get_material(r.hit_object))) { return true; }
+    const object_vft& vft = *r.hit_object->vft;
+    if (vft.is_opaque && vft.is_opaque(r.hit_object)) { return true; }
     complete_hit(r);
     surface s;
     surface_at_hit(r, s);

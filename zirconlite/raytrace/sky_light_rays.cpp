@@ -18,6 +18,7 @@
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
+#include "zirconlite/raytrace/job_state.hpp"
 #include "zirconlite/raytrace/shadow_test.hpp"
 
 namespace zr
@@ -127,7 +128,7 @@ void follow_ray(const hemisphere& h, sky_sample from, double irradiance[3])
 int32_t rays_for(const document& d, const ray& r, double share)
 {
     const bool draft = d.render_pass == 1 || d.render_pass == 2;
-    const int32_t wanted = draft ? std::max(d.sky_light_samples / draft_share, 1) : d.sky_light_samples;
+    const int32_t wanted = draft ? std::max(job.sky_light_samples / draft_share, 1) : job.sky_light_samples;
     const double seen = std::max({ r.weight[0], r.weight[1], r.weight[2] }) * share;
     const auto needed = static_cast<int32_t>(std::ceil(wanted * std::clamp(seen, 0.0, 1.0)));
     return std::min(std::max(needed, fewest_rays), wanted);

@@ -24,10 +24,10 @@ struct pixel_block
     float* pixels;
 };
 
-zr::array<float> walkabout_buffer; // one frame
-zr::array<float> walkabout_line;   // one row
+zr::growable_block<float> walkabout_buffer; // one frame
+zr::growable_block<float> walkabout_line;   // one row
 uint32_t walkabout_line_width = 0;
-zr::array<uint8_t> model_view_rows; // B, G, R, rows padded to 4 bytes; held while it is written
+zr::growable_block<uint8_t> model_view_rows; // B, G, R, rows padded to 4 bytes; held while it is written
 
 bool read_display(pixel_block block);
 bool read_frame(const int32_t size[2], float* read, uint8_t* pixels, size_t row_bytes);
