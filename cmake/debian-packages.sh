@@ -8,10 +8,14 @@ is_installed()
     dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed
 }
 
+# What the checks beyond the tests need: fuzz targets, formatting, the reference.
+check_packages="clang clang-format doxygen libclang-rt-dev"
+
+# Installs those of its arguments that are missing.
 install_packages()
 {
     missing=
-    for package in $packages; do
+    for package in "$@"; do
         is_installed "$package" || missing="$missing $package"
     done
     [ -z "$missing" ] && return 0

@@ -1,10 +1,11 @@
 #!/bin/sh
 # Installs a build to a prefix of its own and builds a consumer against it in both documented ways:
-# install_test.sh BUILD_FOLDER SOURCE_FOLDER C_COMPILER
+# install_test.sh BUILD_FOLDER SOURCE_FOLDER C_COMPILER GENERATOR
 set -eu
 build=$1
 source=$2
 compiler=$3
+generator=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
@@ -19,7 +20,7 @@ if grep -r "$source" "$library/cmake" "$library/pkgconfig" "$prefix/include"; th
 fi
 
 echo "find_package"
-cmake -S "$source/tests/install/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
+cmake -G "$generator" -S "$source/tests/install/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
     -DCMAKE_C_COMPILER="$compiler" >"$work/configure.log"
 cmake --build "$work/consumer" >"$work/build.log"
 LD_LIBRARY_PATH="$library" "$work/consumer/consumer"
