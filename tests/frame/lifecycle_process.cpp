@@ -10,6 +10,7 @@
 #include "zirconlite/frame/module.h"
 #include "zirconlite/frame/search_path.h"
 #include "zirconlite/frame/string_table.h"
+#include "zirconlite/imagefiles/bitmap_store.h"
 
 #include <dlfcn.h>
 
@@ -63,7 +64,10 @@ TEST(Lifecycle, StartsServesAndEndsOnce)
     EXPECT_EQ(host.calls[CALL_LOW_MEMORY], 2);
     zr_close_document(d);
 
+    const uint8_t pixel[3] = { 1, 2, 3 };
+    ASSERT_NE(zr_add_bitmap(u"dot", 1, 1, 3, pixel), nullptr);
     EXPECT_EQ(zr_term(), 1);
+    EXPECT_EQ(zr_get_bitmap_allocation(), 0u) << "bitmaps go with the library";
     EXPECT_EQ(zr_term(), 0);
     EXPECT_EQ(std::u16string(zr_get_message(nullptr, MESSAGE_RENDER_FINISHED)), u"???");
     EXPECT_EQ(zr_findfile(nullptr, u"zr3.uni", path) && !host.findfile_answer, false);

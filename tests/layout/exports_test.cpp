@@ -86,6 +86,14 @@ TEST(Exports, HeadersScriptAndLibraryAgree)
     EXPECT_EQ(difference(library, declared), "") << "exported, but declared in no header";
 }
 
+TEST(Library, RunsNoCodeOfItsOwnWhenItIsLoaded)
+{
+    const std::string symbols = output_of(NM " -C " LIBRARY_FILE);
+    ASSERT_NE(symbols.find("zr_init_ex"), std::string::npos);
+    // The compiler's name for the static initialisers of a file; those of sanitizers begin with a number.
+    EXPECT_EQ(matches(symbols, "_GLOBAL__sub_I_([a-z]\\w*)"), names{});
+}
+
 TEST(PublicHeaders, EachCompilesAloneInBothLanguages)
 {
     const std::string warnings =

@@ -210,6 +210,19 @@ TEST(SunLight, SkyRecordAndSunShareOneDisc)
     EXPECT_EQ(of_sky.color[0], 0.0);
 }
 
+TEST(SunLight, NeitherModelHasSkyLightAtNight)
+{
+    for (const int32_t model : { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT })
+    {
+        test::scene s(model);
+        set_sun(s, -30.0, 10000.0f);
+        add_floor(s);
+        ASSERT_TRUE(s.prepare());
+        ASSERT_EQ(s.doc->sun_sky->sun_strength + s.doc->sun_sky->sky_strength, 0.0);
+        EXPECT_EQ(lux_at(s, 0, 0), 0.0) << model;
+    }
+}
+
 TEST(Window, GivesTheSkyBehindIt)
 {
     for (const int32_t model : { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT })

@@ -19,6 +19,9 @@ bool ask_for_file(zr_handle parent, zr_save_dialog* dialog);
 /// Asks for a file to read; likewise.
 bool ask_for_existing_file(zr_handle parent, zr_save_dialog* dialog);
 
+/// Shows the exposure dialog; false when cancelled and without dialogs.
+bool ask_for_exposure(zr_handle parent, zr_exposure_dialog* dialog);
+
 /// Waits for the end of a thread, with the host's messages served meanwhile.
 void wait_and_serve_messages(zr_handle thread);
 

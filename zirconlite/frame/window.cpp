@@ -145,6 +145,12 @@ bool ask_for_existing_file(zr_handle parent, zr_save_dialog* dialog)
     return d.open_file && d.open_file(d.context, parent, dialog) == 1;
 }
 
+bool ask_for_exposure(zr_handle parent, zr_exposure_dialog* dialog)
+{
+    const zr_dialogs& d = installed_dialogs;
+    return d.adjust_exposure && d.adjust_exposure(d.context, parent, dialog) == 1;
+}
+
 } // namespace zr
 
 namespace

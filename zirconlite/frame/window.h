@@ -49,6 +49,8 @@ ZR_API const char16_t* zr_get_menu_item_text(zr_handle menu, int32_t position);
 ZR_API int32_t zr_set_window_menu(zr_handle window, zr_handle menu);
 ZR_API void zr_free_menu(zr_handle menu); /**< of no window; NULL does nothing */
 
+typedef struct zr_exposure_dialog zr_exposure_dialog;
+
 /** Kinds of message box. */
 enum message_box_kind
 {
@@ -77,6 +79,24 @@ typedef struct zr_save_dialog
     char16_t path[256]; /**< in: the name to start with; out: the full path */
 } zr_save_dialog;
 
+/** The controls of the exposure dialog and what its buttons do. While `locked` is not 0 the other controls are disabled:
+ *  what stands in them is not taken. */
+struct zr_exposure_dialog
+{
+    int32_t locked;        /**< check box */
+    int32_t tone_method;   /**< a tone_method */
+    float brightness;      /**< -5 to 5, in steps of 0.125 */
+    float contrast;        /**< 0.001 to 0.999, in steps of 0.05 */
+    float source_gain;     /**< 0 to 4, in steps of 0.125 */
+    double ambient_gain;   /**< 0 to 2, in steps of 0.1 */
+    int32_t has_ambient_gain; /**< 0: there is no such control */
+    void (*apply)(zr_exposure_dialog* dialog); /**< takes the values and shows the picture under them */
+    void (*reset)(zr_exposure_dialog* dialog); /**< puts the defaults into the controls, but for the lock */
+    int32_t (*load)(zr_exposure_dialog* dialog, zr_handle parent); /**< from a file that is asked for; 1 when done */
+    int32_t (*save)(zr_exposure_dialog* dialog, zr_handle parent); /**< likewise; the values are taken first */
+    void* library; /**< the library's own */
+};
+
 /** The host's dialogs. An entry that is NULL, or no table at all: a question counts as cancelled, and an
  *  information goes to `host_status_message`. */
 typedef struct zr_dialogs
@@ -88,6 +108,8 @@ typedef struct zr_dialogs
     int32_t (*save_file)(void* context, zr_handle parent, zr_save_dialog* dialog);
     /** Asks for an existing file to read, by the same record. 1; 0 when cancelled. */
     int32_t (*open_file)(void* context, zr_handle parent, zr_save_dialog* dialog);
+    /** Shows the exposure dialog until it is closed: 1; 0 when cancelled, which brings the old exposure back. */
+    int32_t (*adjust_exposure)(void* context, zr_handle parent, zr_exposure_dialog* dialog);
 } zr_dialogs;
 
 /** Installs a copy of `dialogs`; NULL takes them away. While no job runs. Returns 1. */

@@ -43,6 +43,13 @@ struct raytrace_settings
 };
 extern raytrace_settings raytrace_options;
 
+/// The power curve of the preview, as the exposure dialog left it.
+struct preview_tone_state
+{
+    double scale, exponent;
+};
+extern preview_tone_state preview_tone;
+
 /// Fixed at job start; workers only read it.
 struct job_state
 {

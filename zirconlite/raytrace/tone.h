@@ -90,6 +90,13 @@ ZR_API int32_t zr_free_histogram(histogram* histogram); /**< returns 1; NULL is 
  *  force on a picture that is rendered. Returns 1; 0 before the preprocess pass of a render. */
 ZR_API int32_t apply_exposure(document* document, render_view* view);
 
+/** Has the user change the exposure of `view` by the host's dialog (zr_dialogs). Cancelled, or with no dialog, the
+ *  exposure is as it was. With `from_preview` not 0 the values also go to `preview_view`, whose luminance is measured
+ *  anew; it may be NULL otherwise. On the host's thread. Returns 1; 0 when cancelled and while a render of the document
+ *  runs. */
+ZR_API int32_t zr_adjust_exposure(zr_handle parent, document* document, int32_t from_preview, render_view* view,
+    render_view* preview_view);
+
 ZR_API void zr_change_simple_rt_gamma(double gamma);
 ZR_API double zr_simple_rt_gamma(void);
 

@@ -1,0 +1,8 @@
+#include "zirconlite/raytrace/solution.hpp"
+
+namespace zr
+{
+
+solution_operations solution = {};
+
+} // namespace zr
