@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <thread>
 #include <vector>
 
 #include "tests/support/temporary_folder.hpp"
@@ -71,6 +72,37 @@ TEST_F(BitmapStore, KeepsOneBitmapForAFile)
         EXPECT_EQ(read(path, shared), nullptr);
     }
     EXPECT_EQ(zr_last_error()->code, ZR_ERROR_LIMIT) << "no room for the extension";
+}
+
+TEST_F(BitmapStore, ThreadsThatReadTheSameFilesShareTheirBitmaps)
+{
+    constexpr int files = 8, threads = 4;
+    std::vector<std::u16string> paths;
+    for (int i = 0; i < files; ++i)
+    {
+        const std::string name = std::string(1, char('a' + i)).append(".bmp");
+        folder.write(name, small_bmp(char(i)));
+        paths.push_back(folder.wide(name));
+    }
+    bitmap* got[threads][files] = {};
+    std::vector<std::thread> readers;
+    for (auto& row : got)
+    {
+        readers.emplace_back(
+            [&row, &paths]
+            {
+                for (int i = 0; i < files; ++i) { row[i] = read(paths[size_t(i)], zr_shared_bitmaps()); }
+            });
+    }
+    for (std::thread& t : readers) { t.join(); }
+    int listed = 0;
+    for (const bitmap* b = *zr_shared_bitmaps(); b; b = b->next) { ++listed; }
+    EXPECT_EQ(listed, files);
+    for (int i = 0; i < files; ++i)
+    {
+        ASSERT_NE(got[0][i], nullptr);
+        for (const auto& row : got) { EXPECT_EQ(row[i], got[0][i]); }
+    }
 }
 
 TEST_F(BitmapStore, ReplacesATemporaryBitmapAtItsAddress)

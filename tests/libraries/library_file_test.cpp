@@ -14,8 +14,10 @@
 
 #include "tests/support/temporary_folder.hpp"
 #include "zirconlite/frame/bytes.hpp"
+#include "zirconlite/frame/error.h"
 #include "zirconlite/frame/module_state.hpp"
 #include "zirconlite/libraries/library_file.hpp"
+#include "zirconlite/libraries/library_open.hpp"
 #include "zirconlite/libraries/material_library.h"
 
 namespace
@@ -413,3 +415,24 @@ TEST_F(Library, SearchesGoFromTheSupportFolderToItsInside)
 }
 
 } // namespace
+
+TEST_F(Library, OfAnyKindIsMadeWithItsHeaderAndOpenedByItsName)
+{
+    const zr::library_kind lamps = { u".llib", u"LIGHT", "light", nullptr, nullptr };
+    const std::u16string stem = folder.wide("shop"), file = stem + u".llib";
+    EXPECT_EQ(zr::open_named_library(lamps, stem.c_str(), LIBRARY_READ, LIBRARY_SHARE_READ), ZR_INVALID_HANDLE);
+    EXPECT_EQ(std::string(zr_last_error()->text).rfind("there is no light library", 0), 0u);
+    zr_handle made = zr::open_library_file(lamps, file.c_str(), read_write, 0, LIBRARY_CREATE_NEW);
+    ASSERT_NE(made, ZR_INVALID_HANDLE);
+    EXPECT_EQ(zr_libfile_close(made), 1);
+    for (const std::u16string& name : { stem, file })
+    {
+        zr_handle found = zr::open_named_library(lamps, name.c_str(), LIBRARY_READ, LIBRARY_SHARE_READ);
+        ASSERT_NE(found, ZR_INVALID_HANDLE);
+        uint8_t header[zr::library_header_bytes];
+        ASSERT_TRUE(zr::read_at(*zr::library_of(found), 0, header, sizeof(header)));
+        EXPECT_NE(std::string(header, header + sizeof(header)).find(std::string("L\0I\0G\0H\0T\0", 10)),
+            std::string::npos);
+        zr_libfile_close(found);
+    }
+}

@@ -8,6 +8,7 @@
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/search_path.h"
 #include "zirconlite/platform/text.hpp"
+#include "zirconlite/platform/threads.hpp"
 
 namespace platform = zr::platform;
 
@@ -16,7 +17,8 @@ namespace
 
 constexpr uint32_t large_store_bytes = 0x1400001;
 
-/// Changed by the host's thread only, while nothing renders.
+/// The lists are read and changed under list_lock(), so that a preview may look for and read its pictures while a job
+/// is prepared. The switches are the host thread's.
 struct
 {
     bitmap* shared;
@@ -52,11 +54,36 @@ bitmap* find(bitmap* head, const char16_t* name)
     return head;
 }
 
+platform::lock* list_lock()
+{
+    static platform::lock* const lock = platform::new_lock();
+    return lock;
+}
+
+bitmap* find_in(bitmap* const& head, const char16_t* name)
+{
+    const platform::lock_scope held(list_lock());
+    return find(head, name);
+}
+
 void push(bitmap*& head, bitmap* b)
 {
     b->flags |= BITMAP_LISTED;
     b->next = head;
     head = b;
+}
+
+/// Puts a bitmap in a list, and gives it; where another thread was faster, gives its one and frees this.
+bitmap* list_once(bitmap*& head, bitmap* b)
+{
+    const platform::lock_scope held(list_lock());
+    if (bitmap* present = find(head, b->name))
+    {
+        zr_free_bitmap(b);
+        return present;
+    }
+    push(head, b);
+    return b;
 }
 
 bool refuse_path(const char16_t* path, size_t room)
@@ -99,6 +126,7 @@ bool find_file(bitmap_format& record)
 /// Puts a bitmap just read in the temporary list, or its picture into the record that stands there.
 bitmap* keep_temporary(bitmap* read)
 {
+    const platform::lock_scope held(list_lock());
     bitmap* older = store.replaces ? find(store.temporary, read->name) : nullptr;
     if (!older)
     {
@@ -121,8 +149,8 @@ bitmap* zr_read_bitmap(bitmap_format* record, bitmap** list)
 {
     if (!record || !choose_format(*record) || !find_file(*record)) { return nullptr; }
     const bool temporary = store.uses_temporary && !store.not_cached;
-    bitmap* present = temporary && !store.replaces ? find(store.temporary, record->path)
-                      : list                       ? find(*list, record->path)
+    bitmap* present = temporary && !store.replaces ? find_in(store.temporary, record->path)
+                      : list                       ? find_in(*list, record->path)
                                                    : nullptr;
     if (present) { return present; }
     bitmap* read = record->read_image ? record->read_image(record) : nullptr;
@@ -130,8 +158,8 @@ bitmap* zr_read_bitmap(bitmap_format* record, bitmap** list)
     platform::copy_text(read->name, sizeof(read->name) / sizeof(read->name[0]), record->path);
     zr_build_mipmap(read);
     if (temporary) { return keep_temporary(read); }
-    if (list) { push(*list, read); }
-    else if (store.not_cached) { read->flags |= BITMAP_OF_USER; }
+    if (list) { return list_once(*list, read); }
+    if (store.not_cached) { read->flags |= BITMAP_OF_USER; }
     return read;
 }
 
@@ -145,7 +173,7 @@ bitmap* zr_add_bitmap(
         zr::report_failure(ZR_ERROR_ARGUMENT, "a picture needs a name, rows, and 1, 3 or 4 channels");
         return nullptr;
     }
-    if (bitmap* present = find(store.shared, name)) { return present; }
+    if (bitmap* present = find_in(store.shared, name)) { return present; }
     if (platform::text_length(name) >= sizeof(bitmap::name) / sizeof(char16_t))
     {
         refuse_path(name, sizeof(bitmap::name) / sizeof(char16_t));
@@ -164,11 +192,10 @@ bitmap* zr_add_bitmap(
     memcpy(made->pixels, rows, static_cast<size_t>(made->byte_count));
     platform::copy_text(made->name, sizeof(made->name) / sizeof(made->name[0]), name);
     zr_build_mipmap(made);
-    push(store.shared, made);
-    return made;
+    return list_once(store.shared, made);
 }
 
-bitmap* zr_find_bitmap(const char16_t* name) { return name ? find(store.shared, name) : nullptr; }
+bitmap* zr_find_bitmap(const char16_t* name) { return name ? find_in(store.shared, name) : nullptr; }
 
 int32_t zr_free_bitmap(bitmap* bitmap)
 {
@@ -191,6 +218,7 @@ int32_t zr_free_bitmap_list(bitmap* head)
 
 int32_t zr_free_all_bitmaps(void)
 {
+    const platform::lock_scope held(list_lock());
     bitmap* head = store.shared;
     store.shared = nullptr;
     return zr_free_bitmap_list(head);
@@ -198,6 +226,7 @@ int32_t zr_free_all_bitmaps(void)
 
 int32_t zr_free_temp_bitmaps(void)
 {
+    const platform::lock_scope held(list_lock());
     bitmap* head = store.temporary;
     store.temporary = nullptr;
     store.temporary_count = 0;
@@ -208,6 +237,7 @@ int32_t zr_get_temp_bitmap_count(void) { return store.temporary_count; }
 
 size_t zr_get_bitmap_allocation(void)
 {
+    const platform::lock_scope held(list_lock());
     size_t sum = 0;
     for (const bitmap* b = store.shared; b; b = b->next) { sum += b->store_bytes; }
     return sum;

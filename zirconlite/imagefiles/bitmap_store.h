@@ -1,7 +1,8 @@
 /** @file
  *  The store of bitmaps: files are read once and shared by their full path, each with all its mipmap levels in
- *  one allocation, and sampled without interpolation. Lists change only on the host's thread, when nothing
- *  renders; sampling may run on all threads. */
+ *  one allocation, and sampled without interpolation. Bitmaps may be read into the lists and looked for on any
+ *  thread, beside a job; they are freed, and the switches set, on the host's thread while nothing uses them. Sampling
+ *  may run on all threads. */
 #ifndef ZIRCONLITE_IMAGEFILES_BITMAP_STORE_H
 #define ZIRCONLITE_IMAGEFILES_BITMAP_STORE_H
 

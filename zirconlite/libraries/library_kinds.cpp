@@ -9,7 +9,7 @@ namespace
 {
 
 constexpr zr::library_kind kinds[] = {
-    { u".mlib", u"MATERIAL", zr::copy_material, zr::copy_material_as },
+    { u".mlib", u"MATERIAL", "material", zr::copy_material, zr::copy_material_as },
 };
 
 } // namespace

@@ -16,6 +16,7 @@ struct library_kind
 {
     const char16_t* extension; ///< with its dot
     const char16_t* name;      ///< in the header
+    const char* records;       ///< what it holds, for messages
     zr_record_callback copy;   ///< for packing
     record_copier copy_as;
 };

@@ -3,7 +3,7 @@
 #include "zirconlite/libraries/material_library.h"
 
 #include "zirconlite/imagefiles/bitmap_store.h"
-#include "zirconlite/libraries/library_kinds.hpp"
+#include "zirconlite/libraries/library_open.hpp"
 #include "zirconlite/libraries/material_library.hpp"
 #include "zirconlite/libraries/material_records.hpp"
 #include "zirconlite/materials/material_list.hpp"
@@ -15,13 +15,10 @@ namespace
 {
 
 constexpr const char16_t* library_extension = u".mlib";
-constexpr const char16_t* library_name = u"MATERIAL";
 constexpr uint32_t payload_place = 12;
 constexpr uint32_t id_from_end = 4;
 
-zr_handle open_named(const char16_t* name, uint32_t access, uint32_t share);
-bool find_library(const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY]);
-int32_t take_path(const char16_t* directory, const zr_find_data* found, void* path);
+const zr::library_kind& materials() { return *zr::library_kind_of(library_extension); }
 int32_t write_payload(zr_handle file, uint32_t node, void* material);
 void* read_payload(zr_handle file, uint32_t payload);
 void* read_payload_to_copy(zr_handle file, uint32_t payload);
@@ -30,21 +27,17 @@ void* read_payload_to_copy(zr_handle file, uint32_t payload);
 
 zr_handle zr_matfile_open(const char16_t* path, uint32_t access, uint32_t share, int32_t disposition)
 {
-    zr_handle file = zr_libfile_open(path, access, share, disposition);
-    if (file == ZR_INVALID_HANDLE || !(access & LIBRARY_WRITE) || zr_file_get_size(file) > 0) { return file; }
-    if (zr_file_write_header(file, library_name)) { return file; }
-    zr_libfile_cancel(file);
-    return ZR_INVALID_HANDLE;
+    return zr::open_library_file(materials(), path, access, share, disposition);
 }
 
 zr_handle zr_matlib_open(const char16_t* library_name)
 {
-    return open_named(library_name, LIBRARY_READ, LIBRARY_SHARE_READ);
+    return zr::open_named_library(materials(), library_name, LIBRARY_READ, LIBRARY_SHARE_READ);
 }
 
 zr_handle zr_matlib_open_write(const char16_t* library_name)
 {
-    return open_named(library_name, LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING);
+    return zr::open_named_library(materials(), library_name, LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING);
 }
 
 uint32_t zr_matfile_add_record(zr_handle file, const char16_t* key, material* material)
@@ -92,7 +85,7 @@ uint32_t zr_save_material(const char16_t* key, const char16_t* library_name, mat
 
 int32_t zr_pack_matlib(zr_handle window, const char16_t* path)
 {
-    return zr_libfile_pack(path, library_name, zr::copy_material, window);
+    return zr_libfile_pack(path, materials().name, zr::copy_material, window);
 }
 
 namespace zr
@@ -127,49 +120,6 @@ int32_t copy_material_as(zr_handle source, const char16_t* key, zr_handle target
 
 namespace
 {
-
-zr_handle open_named(const char16_t* name, uint32_t access, uint32_t share)
-{
-    char16_t path[ZR_PATH_CAPACITY];
-    if (!name || !find_library(name, path))
-    {
-        const platform::utf8_text text(name);
-        zr::report_failure(
-            ZR_ERROR_NOT_FOUND, "there is no material library \"%s\"", text.bytes ? text.bytes : "");
-        return ZR_INVALID_HANDLE;
-    }
-    return zr_matfile_open(path, access, share, LIBRARY_OPEN_EXISTING);
-}
-
-bool find_library(const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY])
-{
-    const bool is_file_name = platform::compare_no_case(zr::extension_of(name), library_extension) == 0;
-    const char16_t* extension = is_file_name ? u"" : library_extension;
-    for (const char16_t* c = name; *c; ++c)
-    {
-        if (*c != u'/' && *c != u'\\') { continue; }
-        platform::find_entry entry;
-        return platform::copy_text(path, ZR_PATH_CAPACITY, name) &&
-               platform::append_text(path, ZR_PATH_CAPACITY, extension) &&
-               platform::read_attributes(path, &entry);
-    }
-    path[0] = 0;
-    zr_libfile_search_ex(name, extension, take_path, path, 1);
-    return path[0] != 0;
-}
-
-/// Keeps the first library of the search.
-int32_t take_path(const char16_t* directory, const zr_find_data* found, void* path)
-{
-    auto* out = static_cast<char16_t*>(path);
-    if (platform::copy_text(out, ZR_PATH_CAPACITY, directory) &&
-        platform::append_text(out, ZR_PATH_CAPACITY, found->name))
-    {
-        return -1;
-    }
-    out[0] = 0;
-    return 0;
-}
 
 int32_t write_payload(zr_handle file, uint32_t node, void* m)
 {
