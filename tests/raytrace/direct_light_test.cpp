@@ -523,49 +523,140 @@ TEST(ShadowTest, ColouredGlassColoursItsShadow)
     }
 }
 
-TEST(DirectLight, ALampWithARadiusCastsAPenumbra)
+namespace
 {
-    // A half plane at 1 m under a lamp of radius 0.1 at 2 m: the penumbra on the floor is 0.2 m wide to both
-    // sides of the edge's shadow at x = 0, less what of the lamp is a square.
-    for (const int32_t model : both_models)
+
+/// Mean lux that 400 pixels see at one point of the floor.
+double mean_lux_at(const test::scene& s, double x, double y)
+{
+    double sum = 0.0;
+    for (int n = 0; n < 400; ++n)
     {
-        test::scene s(model);
+        ray r = s.eye_ray({ x + 0.01, y + 0.02, 0.1 }, { -0.01, -0.02, -0.1 });
+        r.pixel[0] = n % 20 + 0.3;
+        r.pixel[1] = n / 20 + 0.7;
+        r.sample_index = n % 25;
+        trace_ray(*s.doc, r, nullptr);
+        sum += r.radiance[1] / 400.0;
+    }
+    return sum * M_PI / 0.5;
+}
+
+/// Lux at (x, 0, 0) of a sphere of `candela` over the origin, by rings of equal solid angle as seen from there.
+/// `lid` stands at height 1 over all x > 0.
+double sphere_lux(double candela, double height, double radius, double x, bool lid)
+{
+    const double d2 = x * x + height * height, d = std::sqrt(d2), cos_rim = std::sqrt(1.0 - radius * radius / d2);
+    const int rings = 400, parts = 800;
+    double sum = 0.0;
+    for (int i = 0; i < rings; ++i)
+    {
+        const double c = 1.0 - (i + 0.5) / rings * (1.0 - cos_rim), q = std::sqrt(1.0 - c * c);
+        for (int k = 0; k < parts; ++k)
+        {
+            const double angle = 2.0 * M_PI * (k + 0.5) / parts;
+            const double across = q * std::cos(angle);
+            const double z = (c * height + across * x) / d, along_x = (-c * x + across * height) / d;
+            if (z <= 0.0 || (lid && x + along_x / z > 0.0)) { continue; }
+            sum += z;
+        }
+    }
+    return candela / (M_PI * radius * radius) * 2.0 * M_PI * (1.0 - cos_rim) * sum / (rings * parts);
+}
+
+/// Part of a disc of radius 1 at x < `edge`.
+double part_of_disc(double edge)
+{
+    const double e = std::clamp(edge, -1.0, 1.0);
+    return 0.5 + (e * std::sqrt(1.0 - e * e) + std::asin(e)) / M_PI;
+}
+
+void add_lid(test::scene& s)
+{
+    test::mesh half;
+    half.quad({ 0, -50, 1 }, { 50, -50, 1 }, { 50, 50, 1 }, { 0, 50, 1 });
+    ASSERT_TRUE(s.add(half));
+}
+
+} // namespace
+
+TEST(DirectLight, TheWholeShapeOfALampCountsInTheExactModel)
+{
+    for (const int32_t samples : { 1, 4, 64 })
+    {
+        SCOPED_TRACE(samples);
+        light l = test::scene::lamp({}, 100.0f);
+        l.radius = 0.3;
+        l.shadow_samples = samples;
+        for (const double height : { 0.301, 0.35, 0.6, 3.0 })
+        {
+            test::scene s(LIGHT_MODEL_EXACT);
+            s.doc->render_flags = RENDER_SOFT_SHADOWS;
+            add_floor(s, 0.5f);
+            l.position = { 0, 0, height };
+            s.add(l);
+            ASSERT_TRUE(s.prepare());
+            const double facing = 100.0 / (height * height);
+            EXPECT_NEAR(mean_lux_at(s, 0, 0), facing, 0.01 * facing) << height;
+            const double aside = sphere_lux(100.0, height, 0.3, 0.8, false);
+            EXPECT_NEAR(mean_lux_at(s, 0.8, 0), aside, 0.015 * aside) << height;
+        }
+        test::scene s(LIGHT_MODEL_EXACT);
         s.doc->render_flags = RENDER_SOFT_SHADOWS;
         add_floor(s, 0.5f);
-        test::mesh half;
-        half.quad({ 0, -50, 1 }, { 50, -50, 1 }, { 50, 50, 1 }, { 0, 50, 1 });
-        ASSERT_TRUE(s.add(half));
-        light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
-        l.radius = 0.1;
-        l.shadow_samples = 64;
-        l.sample_jitter = 1.0f;
+        add_lid(s);
+        l.position = { 0, 0, 2 };
         s.add(l);
         ASSERT_TRUE(s.prepare());
-        const auto lit_at = [&](double x)
+        double sum = 0.0, wanted = 0.0;
+        for (const double x : { -0.4, -0.25, -0.1, 0.0, 0.1, 0.2, 0.28 })
         {
-            double sum = 0.0;
-            for (int n = 0; n < 50; ++n)
-            {
-                ray r = s.eye_ray({ x + 0.01, 0.02, 0.1 }, { -0.01, -0.02, -0.1 });
-                r.pixel[0] = 17.3 + n * 3;
-                r.pixel[1] = 40.7 + n;
-                trace_ray(*s.doc, r, nullptr);
-                sum += r.radiance[1] / 50;
-            }
-            const double d2 = x * x + 4.0;
-            return sum * M_PI / 0.5 / (200.0 / (d2 * std::sqrt(d2)));
-        };
-        EXPECT_NEAR(lit_at(-0.11), 1.0, 0.01);
-        EXPECT_NEAR(lit_at(0.0), 0.5, 0.1);
-        EXPECT_EQ(lit_at(0.11), 0.0);
-        EXPECT_GT(lit_at(-0.05), lit_at(0.0));
-        EXPECT_GT(lit_at(0.0), lit_at(0.05));
-        EXPECT_GT(lit_at(0.05), 0.0);
-        s.doc->quality = 2; // hard shadows again
-        s.relight();
-        EXPECT_NEAR(lit_at(-0.01), 1.0, 0.01);
-        EXPECT_EQ(lit_at(0.01), 0.0);
+            const double lux = sphere_lux(100.0, 2.0, 0.3, x, true), seen = mean_lux_at(s, x, 0);
+            EXPECT_NEAR(seen, lux, 1.6 / std::sqrt(samples)) << x;
+            sum += seen;
+            wanted += lux;
+        }
+        EXPECT_NEAR(sum, wanted, (samples == 1 ? 0.02 : 0.005) * wanted);
+        EXPECT_EQ(mean_lux_at(s, 0.35, 0), 0.0);
+
+        light distant = test::scene::lamp({}, 0.0f);
+        distant.type = LIGHT_PARALLEL;
+        distant.dimmer = 0.5f;
+        distant.altitude = M_PI / 2;
+        distant.disc_size = 0.5f;
+        distant.shadow_samples = samples;
+        test::scene d(LIGHT_MODEL_EXACT);
+        d.doc->render_flags = RENDER_SOFT_SHADOWS;
+        add_floor(d, 0.5f);
+        add_lid(d);
+        d.add(distant);
+        ASSERT_TRUE(d.prepare());
+        for (const double x : { -0.2, -0.08, -0.05, 0.0, 0.03, 0.09, 0.2 })
+        {
+            EXPECT_NEAR(mean_lux_at(d, x, 0), 6250.0 * part_of_disc(-x / 0.1), 6250.0 * 0.06 / std::sqrt(samples)) << x;
+        }
     }
+}
+
+TEST(DirectLight, TheFastModelMovesItsSamplesRoundThePixelsPlace)
+{
+    test::scene s(LIGHT_MODEL_FAST);
+    s.doc->render_flags = RENDER_SOFT_SHADOWS;
+    add_floor(s, 0.5f);
+    add_lid(s);
+    light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+    l.radius = 0.1;
+    l.shadow_samples = 64;
+    l.sample_jitter = 1.0f;
+    s.add(l);
+    ASSERT_TRUE(s.prepare());
+    EXPECT_NEAR(mean_lux_at(s, -0.11, 0), 25.0, 0.2);
+    EXPECT_NEAR(mean_lux_at(s, 0, 0), 12.5, 2.5);
+    EXPECT_EQ(mean_lux_at(s, 0.11, 0), 0.0);
+    s.doc->quality = 2; // hard shadows again
+    s.relight();
+    EXPECT_NEAR(mean_lux_at(s, -0.01, 0), 25.0, 0.1);
+    EXPECT_EQ(mean_lux_at(s, 0.01, 0), 0.0);
 }
 
 TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
@@ -579,7 +670,8 @@ TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
     } const cases[] = {
         { "grey", 0.5f, 4000.0, 1.0 },
         { "dark", 0.1f, 4000.0, 1.0 / 9.0 },
-        { "white is held to 0.7", 1.0f, 4000.0, 7.0 / 3.0 },
+        { "bright", 0.9f, 4000.0, 9.0 },
+        { "white is clamped to 0.95", 1.0f, 4000.0, 19.0 },
         { "no area", 0.5f, 0.0, 0.0 },
     };
     for (const auto& c : cases)
@@ -595,7 +687,7 @@ TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
         s.add(l);
         ASSERT_TRUE(s.prepare());
         const double lux = c.scene_area > 0.0 ? 8000.0 / c.scene_area * c.factor : 0.0;
-        EXPECT_NEAR(s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), lux * c.grey / M_PI, 1e-5);
+        EXPECT_NEAR(s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), lux * c.grey / M_PI, 1e-5 * (1 + lux));
 
         // Fast: first and reflected light together, times the sky's scale squared; white light stays white.
         s.doc->light_model = LIGHT_MODEL_FAST;

@@ -180,6 +180,50 @@ TEST(PixelSampler, TakesSamplesOfEarlierPasses)
     EXPECT_FLOAT_EQ(seen[1][0], (3 * 0.5f + 4.5f) / 4) << "the line below has left them";
 }
 
+TEST(PixelSampler, TakesEverySampleWhereTheSkyIsHardToFind)
+{
+    // All light comes through a hole in a lid far above, which one ray in thirty finds.
+    picture p;
+    test::mesh floor, lid;
+    floor.look = p.matte(0.5f);
+    floor.quad({ -50, -50, 0 }, { 50, -50, 0 }, { 50, 50, 0 }, { -50, 50, 0 });
+    constexpr double half = 6.0, high = 40.0, wide = 5000.0;
+    const double x = width / 2.0, y = height / 2.0;
+    for (const double side : { -1.0, 1.0 })
+    {
+        lid.quad({ x - wide, y + side * half, high }, { x + wide, y + side * half, high },
+            { x + wide, y + side * wide, high }, { x - wide, y + side * wide, high });
+        lid.quad({ x + side * half, y - half, high }, { x + side * half, y + half, high },
+            { x + side * wide, y + half, high }, { x + side * wide, y - half, high });
+    }
+    ASSERT_TRUE(p.add(floor) && p.add(lid));
+    p.doc->environment.mode = ENVIRONMENT_FLAT;
+    std::fill_n(p.doc->environment.color0, 3, 1.0f);
+    zr_set_background_luminance(p.doc, 1000.0);
+    ASSERT_TRUE(p.prepare());
+    float seen[height][width];
+    EXPECT_EQ(p.sample_all(3, 0.3, seen), all_cells);
+    // Lambert: the square's solid angle times both cosines, which are all but 1.
+    const double wanted = 0.5 * 1000.0 * (2 * half) * (2 * half) / (high * high) / M_PI;
+    double mean = 0.0;
+    for (const auto& row : seen)
+    {
+        for (const float v : row)
+        {
+            EXPECT_GT(v, 0.0f);
+            mean += v / middles;
+        }
+    }
+    EXPECT_NEAR(mean, wanted, 0.15 * wanted);
+    // The open sky is sure at once.
+    picture open;
+    ASSERT_TRUE(open.add(floor));
+    open.doc->environment = p.doc->environment;
+    zr_set_background_luminance(open.doc, 1000.0);
+    ASSERT_TRUE(open.prepare());
+    EXPECT_EQ(open.sample_all(3, 0.3, seen), corners + middles);
+}
+
 TEST(PixelSampler, BrightSamplesAreSoftened)
 {
     picture p;

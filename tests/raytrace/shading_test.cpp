@@ -193,6 +193,8 @@ TEST(Fresnel, AgreesWithTheTextbook)
             fresnel_reflectance(std::cos(angle), 1.7), fresnel_reflectance(std::cos(inside), 1 / 1.7), 1e-12);
     }
     EXPECT_NEAR(pane_reflectance(1.0, 1.5), 0.08 / 1.04, 1e-12);
+    // At 70 degrees the waves are mirrored by 0.29960 and 0.04249, each with a series of its own.
+    EXPECT_NEAR(pane_reflectance(std::cos(70.0 * M_PI / 180.0), 1.5), 0.29960 / 1.29960 + 0.04249 / 1.04249, 1e-5);
 }
 
 TEST(Fresnel, IsOneLawForTheEyesAndTheLightsRays)
@@ -294,6 +296,41 @@ TEST(Reflection, GlossyRaysShareTheWeightOfOne)
         trace_ray(*s.doc, r, nullptr);
         EXPECT_EQ(counters.reflection_rays, c.rays);
         EXPECT_NEAR(r.radiance[0], 0.5, 1e-9);
+    }
+}
+
+TEST(Reflection, SplitsAtTheFirstBlurredHitAlone)
+{
+    // Two weak blurred mirrors face to face.
+    struct
+    {
+        const char* what;
+        int32_t model;
+        float share;
+        uint32_t rays;
+    } const cases[] = {
+        { "fast: at every hit", LIGHT_MODEL_FAST, 0.5f, 4 + 16 + 64 },
+        { "exact: four rays of depth three", LIGHT_MODEL_EXACT, 0.5f, 4 * 3 },
+        { "exact: the third would bring less than a thousandth", LIGHT_MODEL_EXACT, 0.09f, 4 * 2 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        test::scene s(c.model);
+        test::mesh mirrors;
+        mirrors.look = s.mirror(c.share);
+        mirrors.quad({ 2, -90, -90 }, { 2, 90, -90 }, { 2, 90, 90 }, { 2, -90, 90 });
+        mirrors.quad({ -2, -90, -90 }, { -2, 90, -90 }, { -2, 90, 90 }, { -2, -90, 90 });
+        ASSERT_TRUE(s.add(mirrors));
+        ASSERT_TRUE(s.prepare());
+        s.doc->gloss_samples = 4;
+        s.doc->reflect_limit = 3;
+        ray_counters counters = {};
+        ray r = s.eye_ray({ 0, 0, 0 }, { 1, 0.1, 0.2 });
+        r.sample_index = 6;
+        r.counters = &counters;
+        trace_ray(*s.doc, r, nullptr);
+        EXPECT_EQ(counters.reflection_rays, c.rays);
     }
 }
 

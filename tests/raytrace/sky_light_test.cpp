@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <complex>
 #include <functional>
+#include <numeric>
+#include <vector>
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/lighting/sky_light.hpp"
@@ -153,6 +157,37 @@ TEST(SkyLight, IsTakenBySolidAngleBelowATable)
         EXPECT_GT(lux, before) << "a contact shadow fades outwards";
         before = lux;
     }
+}
+
+TEST(SkyLight, HasNoiseWithoutAPattern)
+{
+    // What 64 x 64 pixels see of one point under a table's edge: no frequency may stand out.
+    open_ground s;
+    s.add_table(1.0, 1.0);
+    set_flat(*s.doc, 1.0f, 1000.0);
+    ASSERT_TRUE(s.prepare());
+    constexpr int n = 64;
+    std::vector<std::complex<double>> pixels(n * n), columns(n * n);
+    double mean = 0.0, total = 0.0;
+    for (int i = 0; i < n * n; ++i) { mean += (pixels[i] = s.lux(1.0, 0.0, i % n, i / n)).real() / (n * n); }
+    const auto wave = [](int k) { return std::polar(1.0, -2.0 * M_PI * (k % n) / n); };
+    for (int y = 0; y < n; ++y)
+    {
+        for (int f = 0; f < n; ++f)
+        {
+            for (int x = 0; x < n; ++x) { columns[y * n + f] += (pixels[y * n + x] - mean) * wave(f * x); }
+        }
+    }
+    std::vector<double> power(n * n);
+    for (int f = 0; f < n * n; ++f)
+    {
+        std::complex<double> sum = 0.0;
+        for (int y = 0; y < n; ++y) { sum += columns[y * n + f % n] * wave(f / n * y); }
+        total += power[f] = std::norm(sum);
+    }
+    std::sort(power.rbegin(), power.rend());
+    EXPECT_GT(total, 0.0);
+    EXPECT_LT(std::accumulate(power.begin(), power.begin() + 8, 0.0), 0.03 * total);
 }
 
 TEST(SkyLight, OfABrightSpotHasNoFireflies)

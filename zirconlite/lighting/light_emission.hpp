@@ -32,6 +32,11 @@ double spot_factor(const light& l, const vector3& direction);
 /// Fills `distance`, `direction` and `color` of a sample whose `point` is known.
 void finish_sample(const light& l, const vector3& shading_point, source_sample& sample);
 
+/// A sample of the side of a sphere that `shading_point` sees: `u`, `v` on the disc within the unit square
+/// become directions of equal solid angle. A sphere of even radiance gives I / d^2 on a surface that faces it,
+/// at every distance. From within a sphere its middle is taken.
+void sample_sphere(const light& l, const vector3& shading_point, source_sample& sample);
+
 /// `color` of a sample whose `direction` is known.
 void color_sample(const light& l, source_sample& sample);
 

@@ -16,8 +16,9 @@ namespace zr
 namespace
 {
 
-/// No scene returns all its light, however white its materials claim to be.
-constexpr double highest_reflectance = 0.7;
+/// No scene returns all its light, however white its materials claim to be: the sum of the reflections has to
+/// end.
+constexpr double max_reflectance = 0.95;
 
 struct rgb
 {
@@ -68,10 +69,12 @@ rgb mean_reflectance(const document& document)
             for (int i = 0; m && i < 3; ++i) { sum.c[i] += a * neutral.color[i] * neutral.diffuse; }
         }
     }
+    const double highest =
+        job.light_model == LIGHT_MODEL_EXACT ? max_reflectance : fast_shortcuts.max_reflectance;
     for (double& c : sum.c)
     {
         const double mean = area > 0.0 ? c / area : 0.0;
-        c = std::fmin(std::fmax(mean, 0.0), highest_reflectance);
+        c = std::fmin(std::fmax(mean, 0.0), highest);
     }
     return sum;
 }

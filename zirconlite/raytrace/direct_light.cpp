@@ -6,6 +6,7 @@
 #include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/jitter.hpp"
 #include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/raytrace/light_shape.hpp"
 #include "zirconlite/raytrace/secondary_rays.hpp"
 #include "zirconlite/raytrace/shadow_test.hpp"
 #include "zirconlite/raytrace/sky_light_rays.hpp"
@@ -42,50 +43,54 @@ double distance_factor(double distance, double falloff)
     return 1.0 / std::fmax(d, fast_shortcuts.smallest_square);
 }
 
-void add_highlight(const lit_point& p, const light& source, double f, light_candidate& c)
+void add_highlight(
+    const lit_point& p, const light& source, double f, const source_sample& sample, float potential[3])
 {
-    const bool gives = c.potential[0] > 0.0f || c.potential[1] > 0.0f || c.potential[2] > 0.0f;
+    const bool gives = potential[0] > 0.0f || potential[1] > 0.0f || potential[2] > 0.0f;
     if (!p.mirror || !gives || !(p.s.highlight > 1.0f) || (p.object_flags & OBJECT_NO_HIGHLIGHT) ||
         (source.flags & LIGHT_NO_HIGHLIGHT) || !(f > geometry_zero))
     {
         return;
     }
-    const double m = std::fmin(dot(c.sample.direction, *p.mirror), 1.0);
+    const double m = std::fmin(dot(sample.direction, *p.mirror), 1.0);
     if (!(m > 0.0)) { return; }
     const double h = std::pow(m, double(p.s.highlight)) * p.s.highlight_strength * f;
     for (int i = 0; i < 3; ++i)
     {
-        c.potential[i] += static_cast<float>(p.s.highlight_color[i] * h * c.sample.color[i]);
+        potential[i] += static_cast<float>(p.s.highlight_color[i] * h * sample.color[i]);
     }
 }
 
-/// Samples one light and works out what it could give.
+/// What one sample of a light gives where nothing blocks it. `towards` is the direction that the cosine is
+/// taken with; marks samples that reach the back of the surface.
+void measure_sample(const lit_point& p, const light& source, const vector3& towards, source_sample& sample,
+    float potential[3])
+{
+    const double f = source.falloff == 0.0 ? 1.0 : distance_factor(sample.distance, source.falloff);
+    const double cosine = dot(towards, p.r.shading_normal);
+    double w = 0.0;
+    sample.flags = 0;
+    if (cosine > 0.0) { w = p.s.diffuse * f * cosine * inverse_pi; }
+    else if (p.s.translucent != 0.0f)
+    {
+        sample.flags |= SAMPLE_BACK_SIDE;
+        w = p.s.translucent * f * -cosine * inverse_pi;
+    }
+    for (int i = 0; i < 3; ++i) { potential[i] = static_cast<float>(w * sample.color[i] * p.s.color[i]); }
+    if (cosine > 0.0) { add_highlight(p, source, f, sample, potential); }
+}
+
+/// Fast model: samples one light once and works out what it could give.
 void measure_light(const lit_point& p, const light& source, light_candidate& c)
 {
     c.source = &source;
-    c.sample.flags = 0;
     c.sample.u = p.soft ? unit_clamp(p.r.stratum[0] + 0.5) : 0.5;
     c.sample.v = p.soft ? unit_clamp(p.r.stratum[1] + 0.5) : 0.5;
     c.samples = p.soft && source.shadow_samples > 1 ? source.shadow_samples : 1;
     c.ambient_luminance = 0.0f;
-    for (int i = 0; i < 3; ++i) { c.potential[i] = c.ambient_color[i] = 0.0f; }
+    for (float& a : c.ambient_color) { a = 0.0f; }
     source.sample(&source, &p.r.hit_point, &c.sample, 1);
-
-    const bool parallel = source.falloff == 0.0;
-    const double f = parallel ? 1.0 : distance_factor(c.sample.distance, source.falloff);
-    const double cosine = dot(parallel ? -source.normal : c.sample.direction, p.r.shading_normal);
-    double w = 0.0;
-    if (cosine > 0.0) { w = p.s.diffuse * f * cosine * inverse_pi; }
-    else if (p.s.translucent != 0.0f)
-    {
-        c.sample.flags |= SAMPLE_BACK_SIDE;
-        w = p.s.translucent * f * -cosine * inverse_pi;
-    }
-    for (int i = 0; i < 3; ++i)
-    {
-        c.potential[i] = static_cast<float>(w * c.sample.color[i] * p.s.color[i]);
-    }
-    if (cosine > 0.0) { add_highlight(p, source, f, c); }
+    measure_sample(p, source, source.falloff == 0.0 ? -source.normal : c.sample.direction, c.sample, c.potential);
     c.luminance = static_cast<float>(luminance(c.potential));
 }
 
@@ -95,7 +100,6 @@ int32_t build_light_list(const lit_point& p)
     thread_lights& t = p.tables;
     t.total_potential = t.point_potential = 0.0;
     if (p.object_flags & OBJECT_NO_DIRECT_LIGHT) { return 0; }
-    const double cutoff = is_exact() ? 0.0 : fast_shortcuts.light_cutoff;
     const bool excludes = p.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
     int32_t count = 0, leaf = 0;
     if (daylight_takes_part(p.doc))
@@ -111,7 +115,7 @@ int32_t build_light_list(const lit_point& p)
         if (!l->sample || (excludes && is_unlit_by(p.r.hit_object, l))) { continue; }
         light_candidate& c = t.candidates[count];
         measure_light(p, *l, c);
-        if (!(c.luminance > cutoff)) { continue; }
+        if (!(c.luminance > fast_shortcuts.light_cutoff)) { continue; }
         c.cache = cache_entry(p.r.thread, leaf);
         if (l->type != LIGHT_DAYLIGHT) { t.point_potential += c.luminance; }
         t.total_potential += c.luminance;
@@ -150,12 +154,6 @@ light_candidate* sorted_list(light_candidate* records, int32_t count)
     return merge(sorted_list(records, half), sorted_list(records + half, count - half));
 }
 
-light_candidate* linked_list(light_candidate* records, int32_t count)
-{
-    for (int32_t i = 0; i < count; ++i) { records[i].next = i + 1 < count ? &records[i + 1] : nullptr; }
-    return count ? records : nullptr;
-}
-
 /// Moves the sample of shadow ray `i` of a light; the first keeps the one it was measured with.
 void resample(const lit_point& p, light_candidate& c, int32_t i)
 {
@@ -173,28 +171,89 @@ void resample(const lit_point& p, light_candidate& c, int32_t i)
     c.source->sample(c.source, &p.r.hit_point, &c.sample, 1);
 }
 
+/// Casts one shadow ray towards a sample. Whether it was blocked; `shadow` comes as made for the sample's side
+/// and keeps the filter.
+bool cast_shadow_ray(
+    const lit_point& p, const light& source, shadow_cache_entry* cache, const source_sample& sample, ray& shadow)
+{
+    shadow.direction = sample.direction;
+    shadow.inv_direction = ray_reciprocal(shadow.direction);
+    shadow.t_max = sample.distance - 10.0 * p.doc.epsilon;
+    shadow.shadow_light = &source;
+    shadow.shadow_cache = cache;
+    return shadow_test(p.doc, source.type == LIGHT_SKY ? nullptr : &source, shadow);
+}
+
+ray shadow_ray_of(const lit_point& p, const source_sample& sample)
+{
+    return make_shadow_ray(p.doc, p.r, p.s, { 0.01, 0.003333, (sample.flags & SAMPLE_BACK_SIDE) != 0 });
+}
+
 /// Casts the shadow rays of one light. Whether all were blocked; `filter` is their mean.
 bool cast_shadow_rays(const lit_point& p, light_candidate& c, float filter[3])
 {
-    const shadow_origin how = { 0.01, 0.003333, (c.sample.flags & SAMPLE_BACK_SIDE) != 0 };
-    const ray start = make_shadow_ray(p.doc, p.r, p.s, how);
-    const light* tested = c.source->type == LIGHT_SKY ? nullptr : c.source;
+    const ray start = shadow_ray_of(p, c.sample);
     bool all_blocked = true;
     float sum[3] = { 0, 0, 0 };
     for (int32_t i = 0; i < c.samples; ++i)
     {
         if (i > 0) { resample(p, c, i); }
         ray shadow = start;
-        shadow.direction = c.sample.direction;
-        shadow.inv_direction = ray_reciprocal(shadow.direction);
-        shadow.t_max = c.sample.distance - 10.0 * p.doc.epsilon;
-        shadow.shadow_light = c.source;
-        shadow.shadow_cache = c.cache;
-        all_blocked &= shadow_test(p.doc, tested, shadow);
+        all_blocked &= cast_shadow_ray(p, *c.source, c.cache, c.sample, shadow);
         for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k]; }
     }
     for (int k = 0; k < 3; ++k) { filter[k] = sum[k] / static_cast<float>(c.samples); }
     return all_blocked;
+}
+
+/// Exact model: the light of the sun's whole disc.
+void add_sun(const lit_point& p, float out[3])
+{
+    light_candidate c;
+    measure_sun(p.doc, p.s, p.r, p.object_flags & OBJECT_NO_HIGHLIGHT ? nullptr : p.mirror, c);
+    c.cache = cache_entry(p.r.thread, p.tables.leaf_count);
+    float filter[3];
+    if (!(c.luminance > 0.0f) || cast_shadow_rays(p, c, filter)) { return; }
+    for (int k = 0; k < 3; ++k) { out[k] += filter[k] * c.potential[k]; }
+}
+
+/// Exact model: the light of a whole lamp, each of its samples with its own brightness and shadow.
+void add_lamp(const lit_point& p, const light& source, int32_t leaf, float out[3])
+{
+    const int32_t count = p.soft ? shape_samples(source) : 1;
+    const square_point start = pattern_start(p.r, pattern_first_light + uint32_t(leaf));
+    shadow_cache_entry* const cache = cache_entry(p.r.thread, leaf);
+    bool all_blocked = true;
+    float sum[3] = { 0, 0, 0 };
+    for (int32_t i = 0; i < count; ++i)
+    {
+        source_sample sample;
+        if (p.soft) { sample_shape(source, p.r.hit_point, pattern_point(start, i, count), sample); }
+        else { sample_middle(source, p.r.hit_point, sample); }
+        float potential[3];
+        const bool by_normal = source.falloff == 0.0 && source.type != LIGHT_PARALLEL;
+        measure_sample(p, source, by_normal ? -source.normal : sample.direction, sample, potential);
+        if (!(luminance(potential) > 0.0)) { continue; }
+        ray shadow = shadow_ray_of(p, sample);
+        all_blocked &= cast_shadow_ray(p, source, cache, sample, shadow);
+        for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k] * potential[k]; }
+    }
+    if (all_blocked) { return; }
+    for (int k = 0; k < 3; ++k) { out[k] += sum[k] / static_cast<float>(count); }
+}
+
+/// Exact model: every light that gives light.
+void add_every_light(const lit_point& p, float out[3])
+{
+    if (p.object_flags & OBJECT_NO_DIRECT_LIGHT) { return; }
+    const bool excludes = p.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
+    if (daylight_takes_part(p.doc)) { add_sun(p, out); }
+    int32_t leaf = 0;
+    for (const light* l = first_leaf(p.doc.lights); l && leaf < p.tables.leaf_count;
+         l = next_leaf(const_cast<light*>(l)), ++leaf)
+    {
+        if (l->sample && !(excludes && is_unlit_by(p.r.hit_object, l))) { add_lamp(p, *l, leaf, out); }
+    }
 }
 
 enum class testing
@@ -213,7 +272,7 @@ struct tested_light
 /// The order of the checks makes the tail win over the rest.
 void update_state(const light_candidate& c, tested_light& t)
 {
-    if (is_exact() || t.state != testing::exact) { return; }
+    if (t.state != testing::exact) { return; }
     if (weight_of(c) * t.tail_scale < fast_shortcuts.tail_share) { t.state = testing::tail; }
     else if (t.found != 0.0 && t.remaining / t.found < t.threshold) { t.state = testing::rest; }
 }
@@ -237,10 +296,6 @@ void test_lights(const lit_point& p, light_candidate* list, double threshold, fl
 {
     tested_light t = { testing::exact, p.tables.total_potential, 0.0,
         p.tables.point_potential != 0.0 ? 1.0 / p.tables.point_potential : 1e12, threshold };
-    if (p.r.counters)
-    {
-        p.r.counters->light_rays += static_cast<uint32_t>(p.tables.leaf_count + daylight_takes_part(p.doc));
-    }
     for (light_candidate* c = list; c; c = c->next)
     {
         if (c->luminance == 0.0f && !(c->ambient_luminance > 0.0f)) { continue; }
@@ -333,11 +388,16 @@ void add_direct_light(document& document, const surface& s, ray& r, const vector
     float out[3] = { 0, 0, 0 };
     if (p.tables.candidates)
     {
-        const int32_t count = build_light_list(p);
-        // Where every light is tested, their order does not matter.
-        light_candidate* list =
-            is_exact() ? linked_list(p.tables.candidates, count) : sorted_list(p.tables.candidates, count);
-        test_lights(p, list, 1.0 - fast_shortcuts.shadow_accuracy, out);
+        if (r.counters)
+        {
+            r.counters->light_rays += static_cast<uint32_t>(p.tables.leaf_count + daylight_takes_part(document));
+        }
+        if (is_exact()) { add_every_light(p, out); }
+        else
+        {
+            const int32_t count = build_light_list(p);
+            test_lights(p, sorted_list(p.tables.candidates, count), 1.0 - fast_shortcuts.shadow_accuracy, out);
+        }
     }
     add_sky_light(document, s, r, out);
     add_ambient(p, out);

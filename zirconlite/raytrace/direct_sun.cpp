@@ -6,6 +6,7 @@
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/jitter.hpp"
 #include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/raytrace/sample_pattern.hpp"
 
 namespace zr
 {
@@ -26,37 +27,12 @@ bool is_soft(const document& document)
     return soft_shadows(document) && sun_light.disc_size != 0.0f;
 }
 
-/// The bits of `i` mirrored at the point: evenly spread for every count.
-double radical_inverse(uint32_t i)
-{
-    double sum = 0.0;
-    for (double bit = 0.5; i; i >>= 1, bit *= 0.5) { sum += (i & 1) * bit; }
-    return sum;
-}
-
-/// A point of the unit square as one of the unit disc's, areas in proportion: Shirley and Chiu, "A low
-/// distortion map between disk and square" (1997).
-void square_to_disc(double& u, double& v)
-{
-    const double x = 2.0 * u - 1.0, y = 2.0 * v - 1.0;
-    if (x == 0.0 && y == 0.0) { return; }
-    const bool wide = std::fabs(x) > std::fabs(y);
-    const double radius = wide ? x : y;
-    const double angle = wide ? M_PI / 4.0 * (y / x) : M_PI / 2.0 - M_PI / 4.0 * (x / y);
-    u = 0.5 + 0.5 * radius * std::cos(angle);
-    v = 0.5 + 0.5 * radius * std::sin(angle);
-}
-
-/// Strata over the whole disc, moved together from pixel to pixel.
+/// Strata over the whole disc.
 void place_on_disc(const ray& r, light_candidate& c, int32_t i)
 {
-    const double key[2] = { r.pixel[0] + 1.0, r.pixel[1] + 1.0 }, whole[2] = { 1.0, 1.0 };
-    double j[2];
-    table_jitter(key, whole, j);
-    c.sample.u = unit_clamp((i + 0.5 + j[0]) / c.samples);
-    const double moved = radical_inverse(uint32_t(i)) + 0.5 + j[1];
-    c.sample.v = unit_clamp(moved - std::floor(moved));
-    square_to_disc(c.sample.u, c.sample.v);
+    const square_point p = square_to_disc(pattern_point(pattern_start(r, pattern_sun), i, c.samples));
+    c.sample.u = p.u;
+    c.sample.v = p.v;
 }
 
 /// The fast model's: the first covers half of the disc over a pixel's strata, the others its whole.

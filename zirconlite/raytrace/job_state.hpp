@@ -19,6 +19,7 @@ struct fast_light_shortcuts
     double parallel_ambient; ///< share of a distant light's flux in the ambient stand-in
     double sky_share;        ///< further factor of `sky_scale` in the ambient stand-in with a sun
     double desaturation;     ///< exponent that pales the ambient stand-in
+    double max_reflectance;  ///< of the scene's mean in the ambient stand-in
     double vertical_share;   ///< part of the ambient stand-in that follows the normal's height
 };
 
@@ -31,6 +32,7 @@ inline constexpr fast_light_shortcuts fast_shortcuts = {
     .parallel_ambient = 0.1,
     .sky_share = 0.6,
     .desaturation = 0.25,
+    .max_reflectance = 0.7,
     .vertical_share = 0.3,
 };
 

@@ -22,23 +22,37 @@ inline bool refract(const vector3& i, const vector3& n, double e, double c, vect
     return false;
 }
 
-/// Share of unpolarised light that a surface mirrors: Fresnel's equations for a cosine of incidence `c` and
-/// the index behind over the index on the ray's side. 1 on total reflection.
-inline double fresnel_reflectance(double c, double relative_ior)
+/// Shares of the two polarised waves that a surface mirrors.
+struct polarised_reflectance
+{
+    double s, p;
+};
+
+/// Fresnel's equations for a cosine of incidence `c` and the index behind over the index on the ray's side.
+/// 1 on total reflection.
+inline polarised_reflectance fresnel_waves(double c, double relative_ior)
 {
     const double sine_squared = (1.0 - c * c) / (relative_ior * relative_ior);
-    if (sine_squared >= 1.0) { return 1.0; }
+    if (sine_squared >= 1.0) { return { 1.0, 1.0 }; }
     const double t = std::sqrt(1.0 - sine_squared);
-    const double s_wave = (c - relative_ior * t) / (c + relative_ior * t);
-    const double p_wave = (relative_ior * c - t) / (relative_ior * c + t);
-    return 0.5 * (s_wave * s_wave + p_wave * p_wave);
+    const double s = (c - relative_ior * t) / (c + relative_ior * t);
+    const double p = (relative_ior * c - t) / (relative_ior * c + t);
+    return { s * s, p * p };
 }
 
-/// The same of a pane: two surfaces with all reflections between them, 2 F / (1 + F).
+/// Share of unpolarised light that a surface mirrors.
+inline double fresnel_reflectance(double c, double relative_ior)
+{
+    const polarised_reflectance f = fresnel_waves(c, relative_ior);
+    return 0.5 * (f.s + f.p);
+}
+
+/// The same of a pane: two surfaces with all reflections between them, 2 F / (1 + F). What has passed the first
+/// surface is polarised, so each wave goes its own way through the series and the mean is taken behind it.
 inline double pane_reflectance(double c, double ior)
 {
-    const double f = fresnel_reflectance(c, ior);
-    return 2.0 * f / (1.0 + f);
+    const polarised_reflectance f = fresnel_waves(c, ior);
+    return f.s / (1.0 + f.s) + f.p / (1.0 + f.p);
 }
 
 /// The fast light model's stand-in for Fresnel's equations: (1 - c) ^ (3 / (ior - 1)), 0 up to an index of

@@ -4,6 +4,7 @@
 
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/surface_evaluation.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/jitter.hpp"
@@ -116,6 +117,9 @@ constexpr tree_shape make_tree()
 
 constexpr tree_shape tree = make_tree();
 
+/// Share of a pixel's light that the standard deviation of its sky light may have after the first samples.
+constexpr double uncertain_share = 0.1;
+
 /// Very bright light is pressed together before it is averaged, so that one sample does not swamp a pixel.
 constexpr double soft_knee = 500.0;
 
@@ -142,6 +146,7 @@ sample_values values_of(const ray& r)
         v.soft_background[i] = soften(r.background[i]);
     }
     v.source_ratio = source_ratio_of(r);
+    v.sky_variance = r.sky_variance;
     v.alpha = r.alpha;
     return v;
 }
@@ -162,6 +167,7 @@ sample_values mean(const sample_values* const v[], int count)
             m.soft_background[i] += v[k]->soft_background[i] * share;
         }
         m.source_ratio += v[k]->source_ratio * share;
+        m.sky_variance += v[k]->sky_variance * share * share;
         m.alpha += v[k]->alpha * share;
     }
     return m;
@@ -173,6 +179,7 @@ struct pixel_work
     const pixel_request& request;
     thread_aa_store& store;
     ray r;
+    bool takes_every_sample;
 };
 
 void store_depth(const pixel_work& work, int32_t cell)
@@ -303,6 +310,18 @@ bool corners_differ(const pixel_work& work, const aa_node& node, int corner)
     return false;
 }
 
+/// Whether the first samples of a pixel leave its sky light uncertain. Refinement by what the samples saw would
+/// then choose by the noise that it averages: a pixel whose rays all missed a small window would stay black.
+bool is_sky_uncertain(const aa_node& root)
+{
+    if (job.aa_threshold >= 1.0) { return false; }
+    const sample_values* first[5] = { &root.corners[0], &root.corners[1], &root.corners[2], &root.corners[3],
+        &root.centre };
+    const sample_values m = mean(first, 5);
+    const double allowed = uncertain_share * luminance(m.radiance);
+    return m.sky_variance > allowed * allowed;
+}
+
 void sample_node(pixel_work& work, int number)
 {
     const node_shape& shape = tree.nodes[number];
@@ -312,9 +331,10 @@ void sample_node(pixel_work& work, int number)
     if (shape.level == tree_levels - 1) { return; }
     sample_centre(work, shape, node);
     if (!may_refine(*work.request.doc, shape)) { return; }
+    if (shape.level == 0) { work.takes_every_sample = is_sky_uncertain(node); }
     for (int i = 0; i < 4; ++i)
     {
-        node.refined[i] = corners_differ(work, node, i);
+        node.refined[i] = work.takes_every_sample || corners_differ(work, node, i);
         if (node.refined[i]) { sample_node(work, shape.first_child + i); }
     }
 }
@@ -370,6 +390,7 @@ void seed_grid(pixel_work& work)
         c.values.soft_background[i] = soften(e->components.background[i]);
     }
     c.values.source_ratio = e->components.source_ratio;
+    c.values.sky_variance = 0.0f;
     c.values.alpha = e->alpha;
 }
 
@@ -427,7 +448,7 @@ void clear_line_store(int32_t width, int32_t thread)
 
 void sample_pixel(const pixel_request& request, pixel_result& result)
 {
-    pixel_work work = { request, *stores[request.thread], *request.prototype };
+    pixel_work work = { request, *stores[request.thread], *request.prototype, false };
     work.store.centre_depth = 0.0f;
     work.store.centre_id = 0;
     prepare_grid(work);

@@ -23,6 +23,7 @@ struct sample_values
     float background[3];
     float simple_color[3];
     float source_ratio;
+    float sky_variance;       ///< as in `ray`
     float soft_radiance[3];   ///< `radiance` in the space that pixels are averaged in
     float soft_background[3];
     float alpha;

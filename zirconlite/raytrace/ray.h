@@ -53,6 +53,9 @@ typedef struct ray
     float simple_color[3];   /**< simple mode: the colour. Shadow rays: the filter, from 1, 1, 1 */
     float light_radiance[3]; /**< part of `radiance` that comes straight from light sources */
     double weight[3];        /**< what the eye sees of this branch */
+    float sky_variance;      /**< of the luminance of `radiance`, by how many of the rays to the sky were
+                                  blocked; (cd/m2)^2 */
+    int32_t split_rays;      /**< rays that share the light of the branch's first blurred hit; 0 before it */
 
     int32_t reflect_depth, reflect_limit, refract_depth, refract_limit;
     int32_t inside_count; /**< transmissive solids entered */

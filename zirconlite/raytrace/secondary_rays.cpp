@@ -15,13 +15,18 @@ namespace
 
 constexpr int pixel_centre = 12;          ///< sample index at which glossy spreading is off
 constexpr double smallest_share = 0.0001; ///< a mirror share below this sends no ray
-/// The exact model gives a mirrored share too faint to see to the light that passes, so nothing is lost and
-/// the rays inside a heap of panes do not multiply.
-constexpr double faintest_split = 0.001;
+/// The exact model sends no mirrored ray for less than this part of the pixel's light. Glass gives the share to
+/// the light that passes, so nothing is lost there and the rays inside a heap of panes do not multiply.
+constexpr double min_branch = 0.001;
 
 bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
 
-double largest_weight(const ray& r) { return std::fmax(r.weight[0], std::fmax(r.weight[1], r.weight[2])); }
+/// Part of the pixel's light that a branch brings, all rays of its blurred hit together.
+double branch_share(const ray& r)
+{
+    const double largest = std::fmax(r.weight[0], std::fmax(r.weight[1], r.weight[2]));
+    return r.split_rays > 1 ? largest * r.split_rays : largest;
+}
 
 /// A child at the hit, with the parent's recursion state and no results.
 ray make_child(const ray& parent, const vector3& direction, double t_min)
@@ -42,6 +47,7 @@ struct spreading
 {
     double spread;     ///< 0 sends one ray
     int32_t samples;
+    int32_t first;     ///< number of the first sample in the pattern
     const double* amplitude;
     double path_share; ///< share of the first child's distance that lengthens the parent's path
     uint32_t* counter; ///< null none
@@ -64,6 +70,7 @@ void trace_one(document& document, ray& r, ray& child, const spreading& how, bac
 void trace_spread(document& document, ray& r, ray& child, const spreading& how, background_function background)
 {
     for (double& w : child.weight) { w /= how.samples; }
+    if (child.split_rays == 0) { child.split_rays = how.samples; }
     const vector3 axis = child.direction;
     vector3 u, v;
     zr_make_axes(&axis, &u, &v, 1e-4);
@@ -73,7 +80,8 @@ void trace_spread(document& document, ray& r, ray& child, const spreading& how, 
     for (int32_t i = 0; i < how.samples; ++i)
     {
         child = start;
-        const double key[2] = { (i + 1) * r.pixel[0], (i + 1) * r.pixel[1] };
+        const int32_t number = how.first + i + 1;
+        const double key[2] = { number * r.pixel[0], number * r.pixel[1] };
         double j[2];
         table_jitter(key, how.amplitude, j);
         const double a = (j[0] + r.stratum[0]) * how.spread, b = (j[1] + r.stratum[1]) * how.spread;
@@ -92,6 +100,15 @@ void trace_children(document& document, ray& r, ray& child, const spreading& how
 {
     if (how.spread > 0.0) { trace_spread(document, r, child, how, background); }
     else { trace_one(document, r, child, how, background); }
+}
+
+/// Blurred hits behind a blurred one get one ray each: what the first one sends out is spread already, and a
+/// branch costs no more than its depth. The fast model spreads at each.
+void set_samples(const ray& r, int32_t wanted, spreading& how)
+{
+    const bool was_split = is_exact() && r.split_rays > 0;
+    how.samples = was_split || wanted < 1 ? 1 : wanted;
+    how.first = was_split ? r.reflect_depth + r.refract_depth : 0;
 }
 
 bool may_spread(const document& document, const ray& r, uint32_t off_flag, uint32_t surface_off)
@@ -214,7 +231,7 @@ void exit_exact(document& document, const surface& s, ray& r, background_functio
     if (leaves)
     {
         mirrored = fresnel_reflectance(c, 1.0 / ior);
-        if (mirrored * largest_weight(r) < faintest_split) { mirrored = 0.0; }
+        if (mirrored * branch_share(r) < min_branch) { mirrored = 0.0; }
         trace_leaving(document, s, r, direction, 1.0 - mirrored, background);
     }
     if (mirrored == 0.0) { return; }
@@ -235,7 +252,7 @@ double entering_reflectance(const surface& s, const ray& r, double d)
     if (!is_exact()) { return grazing_reflectance(d, s.ior); }
     const double mirrored = shadow_reflectance(s, is_thin(r.hit_object, s), d);
     const bool follows = r.reflect_depth < r.reflect_limit && !(s.flags & SURFACE_NO_MIRROR);
-    return follows && mirrored * largest_weight(r) >= faintest_split ? mirrored : 0.0;
+    return follows && mirrored * branch_share(r) >= min_branch ? mirrored : 0.0;
 }
 
 double shadow_reflectance(const surface& s, bool thin, double c)
@@ -259,12 +276,13 @@ void reflect_ray(document& document, const surface& s, ray& r, double d, double 
     child.kind = RAY_REFLECTED;
     ++child.reflect_depth;
     for (int i = 0; i < 3; ++i) { child.weight[i] = weight[i]; }
+    if (is_exact() && branch_share(child) < min_branch) { return; }
 
     const bool spreads =
         may_spread(document, r, RENDER_SHARP_REFLECTION, s.flags & SURFACE_SHARP_REFLECTION);
     spreading how;
     how.spread = spreads ? (1.0 - mirror_sharpness(s, s.transparent * mirrored)) * 2.0 : 0.0;
-    how.samples = document.gloss_samples > 1 ? document.gloss_samples : 1;
+    set_samples(r, document.gloss_samples, how);
     how.amplitude = job.gloss_jitter_amplitude;
     how.path_share = share;
     how.counter = r.counters ? &r.counters->reflection_rays : nullptr;
@@ -295,7 +313,7 @@ void transmit_ray(document& document, const surface& s, ray& r, double d, double
     const double sharpness = s.transparent / (double(s.transparent) + s.translucent) * 0.2 + 0.8;
     spreading how;
     how.spread = spreads ? 1.0 - sharpness : 0.0;
-    how.samples = document.translucency_samples > 1 ? document.translucency_samples : 1;
+    set_samples(r, document.translucency_samples, how);
     how.amplitude = job.translucency_jitter_amplitude;
     how.path_share = amount;
     how.counter = r.counters ? &r.counters->transmission_rays : nullptr;

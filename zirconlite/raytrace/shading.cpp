@@ -76,7 +76,7 @@ void clear_results(ray& r)
         r.background[i] = -1.0f;
         r.simple_color[i] = r.light_radiance[i] = 0.0f;
     }
-    r.alpha = 0.0f;
+    r.alpha = r.sky_variance = 0.0f;
 }
 
 void add_ray_results(const ray& child, ray& parent)
@@ -95,6 +95,7 @@ void add_ray_results(const ray& child, ray& parent)
         parent.light_radiance[i] += child.light_radiance[i];
         parent.simple_color[i] += child.simple_color[i];
     }
+    parent.sky_variance += child.sky_variance;
 }
 
 bool trace_ray(document& document, ray& r, background_function background)

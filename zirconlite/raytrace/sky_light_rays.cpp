@@ -19,6 +19,7 @@
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/raytrace/sample_pattern.hpp"
 #include "zirconlite/raytrace/shadow_test.hpp"
 
 namespace zr
@@ -29,35 +30,6 @@ namespace
 
 constexpr int32_t draft_share = 4; // of the rays: coarse passes are painted over
 constexpr int32_t fewest_rays = 4; // of a faint branch
-constexpr double golden = 0.6180339887498949;
-// Steps of the lattice in which neighbouring pixels turn the pattern: the plastic number's powers, which keep
-// the error of neighbours apart.
-constexpr double step_x = 0.7548776662466927, step_y = 0.5698402909980532;
-
-double fraction(double x)
-{
-    return x - std::floor(x);
-}
-
-/// Where the pattern of a hit starts; from the place in the picture alone.
-struct pattern_start
-{
-    double u, v;
-};
-
-pattern_start start_of(const ray& r)
-{
-    const double depth = r.reflect_depth + 3.0 * r.refract_depth;
-    const double x = std::floor(r.pixel[0]), y = std::floor(r.pixel[1]);
-    const double turn = golden * (r.sample_index + 25.0 * depth);
-    return { fraction(step_x * x + step_y * y + turn), fraction(step_y * x + step_x * y + golden * turn) };
-}
-
-/// Point `i` of `count` of the unit square, evenly spread.
-pattern_start pattern_point(const pattern_start& start, int32_t i, int32_t count)
-{
-    return { fraction((i + start.u) / count), fraction(i * golden + start.v) };
-}
 
 /// One side of the surface.
 struct hemisphere
@@ -68,7 +40,7 @@ struct hemisphere
     int32_t even_rays, drawn_rays;
 };
 
-vector3 cosine_direction(const hemisphere& h, const pattern_start& p)
+vector3 cosine_direction(const hemisphere& h, const square_point& p)
 {
     const double radius = std::sqrt(p.u), angle = 2.0 * M_PI * p.v;
     return h.normal * std::sqrt(std::fmax(1.0 - p.u, 0.0)) + h.across * (radius * std::cos(angle)) +
@@ -106,8 +78,24 @@ void take_ground(const hemisphere& h, const ray& to_ground, double radiance[3])
     for (int c = 0; c < 3; ++c) { radiance[c] = lux[c] * ground.color[c] * ground.diffuse * inverse_pi; }
 }
 
-/// Adds what one ray brings to the irradiance.
-void follow_ray(const hemisphere& h, sky_sample from, double irradiance[3])
+/// What the rays of a side have brought.
+struct sky_gathering
+{
+    double irradiance[3];
+    int32_t met, blocked; ///< rays towards light, and those of them that found no way
+    double squares;       ///< of what each would bring unhindered
+
+    /// Variance of the irradiance's luminance: each ray is a throw of whether the sky is open. Laplace's rule
+    /// keeps a side whose rays were all blocked from being sure that it is dark.
+    double variance() const
+    {
+        const double open = (met - blocked + 1.0) / (met + 2.0);
+        return open * (1.0 - open) * squares;
+    }
+};
+
+/// Adds what one ray brings.
+void follow_ray(const hemisphere& h, sky_sample from, sky_gathering& g)
 {
     const double cosine = dot(h.normal, from.direction);
     if (!(cosine > 0.0)) { return; }
@@ -119,9 +107,16 @@ void follow_ray(const hemisphere& h, sky_sample from, double irradiance[3])
         shadow.t_max = shadow.hit_t - 10.0 * h.doc.epsilon;
     }
     if (from.radiance[0] <= 0.0 && from.radiance[1] <= 0.0 && from.radiance[2] <= 0.0) { return; }
-    if (shadow_test(h.doc, nullptr, shadow)) { return; }
     const double w = cosine / (h.even_rays * cosine * inverse_pi + h.drawn_rays * from.density);
-    for (int c = 0; c < 3; ++c) { irradiance[c] += w * from.radiance[c] * shadow.simple_color[c]; }
+    const double unhindered = w * luminance(from.radiance);
+    g.squares += unhindered * unhindered;
+    ++g.met;
+    if (shadow_test(h.doc, nullptr, shadow))
+    {
+        ++g.blocked;
+        return;
+    }
+    for (int c = 0; c < 3; ++c) { g.irradiance[c] += w * from.radiance[c] * shadow.simple_color[c]; }
 }
 
 /// Rays for a side that reflects `share` of its light; few where the eye sees little of it.
@@ -141,23 +136,26 @@ void add_side(document& d, const surface& s, ray& r, bool back, double share, fl
     hemisphere h = { d, make_shadow_ray(d, r, s, { 0.01, 0.003333, back }),
         back ? -r.shading_normal : r.shading_normal, {}, {}, count - drawn, drawn };
     zr_make_axes(&h.normal, &h.across, &h.along, 1e-6);
-    const pattern_start start = start_of(r);
-    double irradiance[3] = {};
+    const square_point start = pattern_start(r, back ? pattern_sky_behind : pattern_sky);
+    sky_gathering g = {};
     for (int32_t i = 0; i < h.even_rays; ++i)
     {
-        follow_ray(h, sky_light_from(cosine_direction(h, pattern_point(start, i, h.even_rays))), irradiance);
+        follow_ray(h, sky_light_from(cosine_direction(h, pattern_point(start, i, h.even_rays))), g);
     }
     for (int32_t i = 0; i < h.drawn_rays; ++i)
     {
-        const pattern_start p = pattern_point(start, i, h.drawn_rays);
-        follow_ray(h, draw_sky_sample(p.u, p.v), irradiance);
+        const square_point p = pattern_point(start, i, h.drawn_rays);
+        follow_ray(h, draw_sky_sample(p.u, p.v), g);
     }
     for (int c = 0; c < 3; ++c)
     {
-        const double v = irradiance[c] * share * inverse_pi * s.color[c];
+        const double v = g.irradiance[c] * share * inverse_pi * s.color[c];
         out[c] += static_cast<float>(v);
         r.light_radiance[c] += static_cast<float>(v * r.weight[c]);
     }
+    const double seen[3] = { s.color[0] * r.weight[0], s.color[1] * r.weight[1], s.color[2] * r.weight[2] };
+    const double factor = share * inverse_pi * luminance(seen);
+    r.sky_variance += static_cast<float>(g.variance() * factor * factor);
 }
 
 } // namespace

@@ -1,0 +1,23 @@
+/// @file
+/// Points on the whole shape of a light, for whoever wants samples whose mean is the light of the shape.
+#pragma once
+
+#include "zirconlite/lighting/light.h"
+#include "zirconlite/raytrace/sample_pattern.hpp"
+
+namespace zr
+{
+
+/// Samples that the shape of a light is worth: its `shadow_samples`, 1 where it is a point.
+int32_t shape_samples(const light& source);
+
+/// Fills `sample` with the point of the shape that belongs to `place` on the unit square. Over evenly spread
+/// places the mean of `color` x cosine / `distance` ^ `falloff` is the illuminance of the whole shape. Any
+/// thread.
+void sample_shape(const light& source, const vector3& shading_point, const square_point& place,
+    source_sample& sample);
+
+/// Fills `sample` with the middle of the light.
+void sample_middle(const light& source, const vector3& shading_point, source_sample& sample);
+
+} // namespace zr

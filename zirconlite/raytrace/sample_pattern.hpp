@@ -1,0 +1,82 @@
+/// @file
+/// Evenly spread points of the unit square for the shadow rays of a hit. The pattern follows from the place in
+/// the picture alone, so a picture is the same on every run.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+#include "zirconlite/raytrace/ray.h"
+
+namespace zr
+{
+
+/// A point of the unit square; also where a pattern starts.
+struct square_point
+{
+    double u, v;
+};
+
+namespace pattern_detail
+{
+
+inline constexpr double golden = 0.6180339887498949;
+inline constexpr double samples_of_pixel = 25.0; ///< keeps the turns of depths apart
+
+inline double fraction(double x) { return x - std::floor(x); }
+
+/// An integer hash of full avalanche.
+inline uint32_t mixed(uint32_t x)
+{
+    x = (x ^ (x >> 16)) * 0x7feb352du;
+    x = (x ^ (x >> 15)) * 0x846ca68bu;
+    return x ^ (x >> 16);
+}
+
+inline double unit(uint32_t x) { return x * 0x1p-32; }
+
+} // namespace pattern_detail
+
+/// Patterns of one hit that must not move together: the sky's two sides, the sun, and the lights from
+/// `pattern_first_light` on.
+enum : uint32_t
+{
+    pattern_sky = 0,
+    pattern_sky_behind = 1,
+    pattern_sun = 2,
+    pattern_first_light = 3
+};
+
+/// Where the pattern of a hit starts: a hash of the pixel, so that pixels share no order that the eye could
+/// find, and within a pixel a turn by the golden ratio from sample to sample, so that its samples together
+/// fill the square.
+inline square_point pattern_start(const ray& r, uint32_t which)
+{
+    using namespace pattern_detail;
+    const auto x = static_cast<uint32_t>(static_cast<int64_t>(std::floor(r.pixel[0])));
+    const auto y = static_cast<uint32_t>(static_cast<int64_t>(std::floor(r.pixel[1])));
+    const uint32_t h = mixed(x + mixed(y + mixed(which)));
+    const double turn = golden * (r.sample_index + samples_of_pixel * (r.reflect_depth + 3.0 * r.refract_depth));
+    return { fraction(unit(h) + turn), fraction(unit(mixed(h + 1)) + golden * turn) };
+}
+
+/// Point `i` of `count`.
+inline square_point pattern_point(const square_point& start, int32_t i, int32_t count)
+{
+    using namespace pattern_detail;
+    return { fraction((i + start.u) / count), fraction(i * golden + start.v) };
+}
+
+/// A point of the unit square as one of the disc within it, areas in proportion: Shirley and Chiu, "A low
+/// distortion map between disk and square" (1997).
+inline square_point square_to_disc(const square_point& p)
+{
+    const double x = 2.0 * p.u - 1.0, y = 2.0 * p.v - 1.0;
+    if (x == 0.0 && y == 0.0) { return p; }
+    const bool wide = std::fabs(x) > std::fabs(y);
+    const double radius = wide ? x : y;
+    const double angle = wide ? M_PI / 4.0 * (y / x) : M_PI / 2.0 - M_PI / 4.0 * (x / y);
+    return { 0.5 + 0.5 * radius * std::cos(angle), 0.5 + 0.5 * radius * std::sin(angle) };
+}
+
+} // namespace zr
