@@ -166,7 +166,7 @@ int render_picture(const scene& s, render_session& session)
 }
 
 /// One frame. A stopped one is not kept: the series goes on with it when started again.
-void render_frame(const scene& s, render_session& session, const output_files& files, bool keeps_exposure)
+void render_frame(const scene& s, render_session& session, const output_files& files)
 {
     if (!render_view_once(s, session))
     {
@@ -179,9 +179,40 @@ void render_frame(const scene& s, render_session& session, const output_files& f
     {
         throw failure(exit_render_failed, "the render ended early" + library_error());
     }
-    // The exposure stands on the disk before the first frame that has it.
-    if (keeps_exposure) { write_text(exposure_file(session.files), exposure_text(session.d->views[1])); }
     write_output(s, session.d, files);
+}
+
+/// The scene at a moment, and the library's daylight with it.
+scene scene_at(const scene& s, const frame_moment& moment, render_session& session)
+{
+    scene at = s;
+    at.sun.date = moment.date;
+    at.sun.time = moment.time;
+    set_daylight(at.sun, session.d);
+    set_exposure(session.d->views[1], s.tone);
+    return at;
+}
+
+/// The exposure of a whole series, by the coarse pixels of its first, last and middle frame.
+std::string measure_series(const scene& s, render_session& session, const std::vector<frame_moment>& moments)
+{
+    render_view& view = session.d->views[1];
+    std::vector<size_t> chosen = { 0, moments.size() - 1, moments.size() / 2 };
+    if (moments.size() < 3) { chosen.resize(moments.size()); }
+    std::vector<measured_frame> measured;
+    for (const size_t i : chosen)
+    {
+        scene at = scene_at(s, moments[i], session);
+        at.render.calibration = true;
+        at.render.skip_preprocess = false;
+        unlock_exposure(view);
+        std::fprintf(stderr, "measuring %s %s\n", moments[i].date.c_str(), moments[i].time.c_str());
+        if (!render_view_once(at, session)) { leave_running_job(at, session.d, session.files); }
+        end_if_stopped("the measuring");
+        measured.push_back(measured_frame_of(view));
+    }
+    if (!join_exposures(view, measured)) { throw failure(exit_render_failed, "no memory for an exposure"); }
+    return exposure_text(view);
 }
 
 std::string read_text(const std::filesystem::path& file)
@@ -193,33 +224,51 @@ std::string read_text(const std::filesystem::path& file)
     return text;
 }
 
+/// The exposure that all frames of a series have: that beside the frames, which must be of the same settings, or
+/// one that is measured now and is on the disk before the first frame.
+std::string series_exposure(const scene& s, render_session& session, const std::vector<frame_moment>& moments)
+{
+    const std::filesystem::path file = exposure_file(session.files);
+    if (std::filesystem::exists(file))
+    {
+        const std::string text = read_text(file);
+        set_exposure(session.d->views[1], s.tone);
+        lock_exposure(session.d->views[1], text, file);
+        return text;
+    }
+    for (size_t i = 0; i < moments.size(); ++i)
+    {
+        const output_files frame = frame_files(session.files, i + 1);
+        if (!frame_exists(frame)) { continue; }
+        throw failure(exit_bad_scene, fmt::format("{}: is there without {}; remove the frames to begin anew",
+                                          frame.picture.string(), file.string()));
+    }
+    const std::string text = measure_series(s, session, moments);
+    write_text(file, text);
+    return text;
+}
+
 int render_series(
     const scene& s, render_session& session, const std::vector<frame_moment>& moments, bool locked)
 {
     render_view& view = session.d->views[1];
-    const std::filesystem::path exposure = exposure_file(session.files);
+    const std::string exposure = locked ? series_exposure(s, session, moments) : "";
     size_t there = 0;
     for (size_t i = 0; i < moments.size(); ++i)
     {
         const output_files files = frame_files(session.files, i + 1);
-        // Without its exposure the first frame is measured again.
-        const bool measures = !locked || !std::filesystem::exists(exposure);
-        if (frame_exists(files) && !(locked && measures))
+        if (frame_exists(files))
         {
             ++there;
             continue;
         }
         end_if_stopped("this frame; start again for the missing ones");
-        scene at = s;
-        at.sun.date = moments[i].date;
-        at.sun.time = moments[i].time;
-        set_daylight(at.sun, session.d);
-        set_exposure(view, s.tone);
-        if (measures) { unlock_exposure(view); }
-        else { lock_exposure(view, read_text(exposure), exposure); }
+        const scene at = scene_at(s, moments[i], session);
+        if (locked) { lock_exposure(view, exposure, exposure_file(session.files)); }
+        else { unlock_exposure(view); }
         std::fprintf(stderr, "frame %zu of %zu, %s %s\n", i + 1, moments.size(), moments[i].date.c_str(),
             moments[i].time.c_str());
-        render_frame(at, session, files, locked && measures);
+        render_frame(at, session, files);
     }
     if (there) { std::fprintf(stderr, "frames that were there: %zu\n", there); }
     return exit_done;

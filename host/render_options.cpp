@@ -126,6 +126,11 @@ void check_whole(const scene& s)
             fmt::format("{}: depth and object_id pictures exist from quality 3 on; the quality is {}",
                 s.file.string(), s.render.quality));
     }
+    if (s.output.depth_near && s.output.depth_far && *s.output.depth_near >= *s.output.depth_far)
+    {
+        throw failure(exit_bad_scene, fmt::format("{}: depth_near {} must be below depth_far {}",
+                                          s.file.string(), *s.output.depth_near, *s.output.depth_far));
+    }
     if (has_planes && s.render.fast)
     {
         throw failure(exit_bad_scene, fmt::format("{}: depth and object_id pictures need the last pass, "

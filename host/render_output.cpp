@@ -119,37 +119,83 @@ void write_alpha(const render_view& v, const window& w, const std::filesystem::p
     say_written(file, "share of objects, 0 to 255");
 }
 
-/// Nearest to farthest as 0 to 65534; 65535 is where nothing was hit.
-void write_depth(const render_view& v, const window& w, const std::filesystem::path& file)
+struct distance_range
 {
+    double near, far;
+    bool is_empty() const { return !(near <= far); }
+};
+
+/// Distances from the eye to the box of all objects; empty where there are none.
+distance_range reach_of_objects(const document& d, const render_view& v)
+{
+    const bounding_box& box = d.bounds;
+    distance_range range{ INFINITY, -INFINITY };
+    if (!(box.min.x <= box.max.x && box.min.y <= box.max.y && box.min.z <= box.max.z)) { return range; }
+    const auto away = [](double at, double low, double high) { return std::max({ low - at, at - high, 0.0 }); };
+    const vector3& eye = v.position;
+    double to_box = std::hypot(away(eye.x, box.min.x, box.max.x), away(eye.y, box.min.y, box.max.y),
+        away(eye.z, box.min.z, box.max.z));
+    for (int corner = 0; corner < 8; ++corner)
+    {
+        const double x = (corner & 1 ? box.max.x : box.min.x) - eye.x,
+                     y = (corner & 2 ? box.max.y : box.min.y) - eye.y,
+                     z = (corner & 4 ? box.max.z : box.min.z) - eye.z;
+        const double along = -(x * v.back.x + y * v.back.y + z * v.back.z);
+        const bool is_parallel = v.projection == PROJECTION_PARALLEL; // distances count from a plane
+        const double distance = is_parallel ? along : std::hypot(x, y, z);
+        range.far = std::max(range.far, distance);
+        if (is_parallel) { range.near = std::min(range.near, distance); }
+    }
+    if (v.projection != PROJECTION_PARALLEL) { range.near = to_box; }
+    return range;
+}
+
+/// What a depth picture spans: the pixels' distances as far as objects reach, so that the far end of a ground plane
+/// does not press everything else into one shade; or what the scene says.
+distance_range depth_range(const scene& s, const document& d, const render_view& v, const distance_range& seen)
+{
+    const distance_range objects = reach_of_objects(d, v);
+    distance_range range = seen;
+    const bool shows_objects = !objects.is_empty() && objects.far > seen.near && objects.near < seen.far;
+    if (shows_objects) { range = { std::max(seen.near, objects.near), std::min(seen.far, objects.far) }; }
+    range.near = s.output.depth_near.value_or(range.near);
+    range.far = s.output.depth_far.value_or(range.far);
+    return range;
+}
+
+/// The range as 0 to 65534, what lies outside at its ends; 65535 is where nothing was hit.
+void write_depth(const scene& s, const document& d, const window& w, const std::filesystem::path& file)
+{
+    const render_view& v = d.views[1];
     const auto depth_at = [&](int x, int row)
     {
         pixel_pointers p;
         return planes_at(v, w, x, row, p) && p.depth ? *p.depth : -1.0f;
     };
-    float low = INFINITY, high = 0;
+    distance_range seen{ INFINITY, -INFINITY };
     for (int row = 0; row < w.height; ++row)
     {
         for (int x = 0; x < w.width; ++x)
         {
-            const float depth = depth_at(x, row);
+            const double depth = depth_at(x, row);
             if (depth < 0) { continue; }
-            low = std::min(low, depth);
-            high = std::max(high, depth);
+            seen = { std::min(seen.near, depth), std::max(seen.far, depth) };
         }
     }
-    const double scale = high > low ? 65534.0 / (double(high) - low) : 0;
+    const distance_range range = seen.is_empty() ? seen : depth_range(s, d, v, seen);
+    const double scale = range.far > range.near ? 65534.0 / (range.far - range.near) : 0;
     const auto read_row = [&](int row, uint8_t* out)
     {
         for (int x = 0; x < w.width; ++x)
         {
-            const float depth = depth_at(x, row);
-            put_u16(out + 2 * x, depth < 0 ? 65535u : unsigned((double(depth) - low) * scale + 0.5));
+            const double depth = depth_at(x, row);
+            const double value = std::clamp((depth - range.near) * scale, 0.0, 65534.0);
+            put_u16(out + 2 * x, depth < 0 ? 65535u : unsigned(value + 0.5));
         }
     };
     write_picture(file, { w.width, w.height, pixel_layout::grey16, read_row });
-    say_written(file, low <= high ? fmt::format("distances {:.4g} m (0) to {:.4g} m (65534)", low, high)
-                                  : std::string("nothing was hit"));
+    say_written(file, seen.is_empty() ? std::string("nothing was hit")
+                                      : fmt::format("distances {:.4g} m (0) to {:.4g} m (65534)", range.near, range.far));
 }
 
 void write_object_ids(const render_view& v, const window& w, const std::filesystem::path& file)
@@ -240,7 +286,7 @@ void write_output(const scene& s, document* d, const output_files& files)
     const render_view& v = d->views[1];
     write_colors(v, w, files.picture);
     if (!files.alpha.empty()) { write_alpha(v, w, files.alpha); }
-    if (!files.depth.empty()) { write_depth(v, w, files.depth); }
+    if (!files.depth.empty()) { write_depth(s, *d, w, files.depth); }
     if (!files.object_id.empty()) { write_object_ids(v, w, files.object_id); }
     for (size_t i = 0; i < files.variants.size(); ++i) { write_variant(s, d, i, w, files.variants[i]); }
     std::fflush(stdout);

@@ -55,7 +55,7 @@ struct scene_render
     bool glossy_reflections = true, glossy_transmission = true;
     int gloss_samples = 4, translucency_samples = 4;
     int sky_samples = 16;
-    double gloss_jitter = 0.0625, translucency_jitter = 0.0625, pixel_jitter = 0.5;
+    double gloss_jitter = 0.0625, translucency_jitter = 0.0625, pixel_jitter = 0.25;
     bool ambient = true;
     double ambient_scale = 0.8;
     bool fast = false;
@@ -73,6 +73,7 @@ struct scene_tone
 struct scene_output
 {
     std::string file, alpha, depth, object_id;
+    std::optional<double> depth_near, depth_far;
 };
 
 /// One more picture of the same render, at another exposure.

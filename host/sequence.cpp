@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -211,7 +212,7 @@ void add_sequence_options(CLI::App& command, sequence_options& o)
         "--date", o.date, "The day, 2026-06-21; or a series of frames, 2026-01-01..2026-12-31/7d");
     command
         .add_option("--exposure", o.exposure,
-            "Of a series: locked, that of the first frame for all, kept beside them; or running, each frame "
+            "Of a series: locked, one for all, of the first, the middle and the last frame, kept beside them; or running, each frame "
             "its own")
         ->check(CLI::IsMember({ "locked", "running" }))
         ->capture_default_str();
@@ -286,6 +287,42 @@ std::filesystem::path exposure_file(const output_files& files)
     std::filesystem::path name = files.picture.stem();
     name += "-exposure.txt";
     return files.picture.parent_path() / name;
+}
+
+measured_frame measured_frame_of(const render_view& view)
+{
+    measured_frame frame{ {}, view.measured_luminance };
+    if (!view.histogram) { return frame; }
+    // A finished histogram counts its capped bins; it was made of one pixel in 16 by 16, black ones included.
+    const size_t taken = size_t((view.width + 15) / 16) * size_t((view.height + 15) / 16);
+    const size_t count = view.tone_method == TONE_HISTOGRAM ? taken : size_t(std::max(view.histogram->count, 0));
+    const float* samples = view.histogram->samples;
+    frame.log_samples.assign(samples, samples + std::min(count, size_t(view.histogram->capacity)));
+    return frame;
+}
+
+bool join_exposures(render_view& view, const std::vector<measured_frame>& frames)
+{
+    const int32_t size[2] = { std::max(view.width, view.height),
+        int32_t(frames.size()) * (std::max(view.width, view.height) + 16) };
+    unlock_exposure(view);
+    if (make_histogram(&view, size) != 1) { return false; }
+    double log_sum = 0;
+    int lit = 0;
+    for (const measured_frame& f : frames)
+    {
+        for (const float sample : f.log_samples) { histogram_add_sample(&view, float(std::pow(10.0, sample))); }
+        if (!(f.measured_luminance > 0)) { continue; }
+        log_sum += std::log10(f.measured_luminance);
+        ++lit;
+    }
+    const double mean = lit ? log_sum / lit : 0;
+    view.measured_luminance = lit ? std::pow(10.0, mean) : 0;
+    view.world_luminance = lit ? std::pow(10.0, mean - view.brightness) : 0;
+    finish_histogram(&view, lit ? view.measured_luminance : 0.001);
+    zr_set_raytrace_tone_operator(&view);
+    view.view_flags |= VIEW_TONE_VALID;
+    return true;
 }
 
 std::string exposure_text(const render_view& view)

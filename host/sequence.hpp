@@ -45,6 +45,17 @@ bool frame_exists(const output_files& frame);
 /// Where a series with one exposure keeps it: "day-exposure.txt" for "day.png".
 std::filesystem::path exposure_file(const output_files& files);
 
+/// What the exposure of one frame was measured from.
+struct measured_frame
+{
+    std::vector<float> log_samples; ///< of the histogram
+    double measured_luminance;      ///< 0 without light
+};
+measured_frame measured_frame_of(const render_view& view);
+
+/// Gives the view the exposure of several frames together. False when memory fails.
+bool join_exposures(render_view& view, const std::vector<measured_frame>& frames);
+
 /// The exposure under which the view's picture stands, as text that keeps every bit.
 std::string exposure_text(const render_view& view);
 

@@ -40,6 +40,9 @@ constexpr painted_sky painted_skies[] = {
             { 0.8277f, 0.8277f, 0.8277f, 0.5835f, 0.5835f, 0.5835f, 0.3392f, 0.3392f, 0.3392f } } },
 };
 constexpr int cloudiest_sky = 2;
+/// At the horizon the clear sky of the first row turns from blue to cyan. The exact model keeps its hue and pales it.
+constexpr gradient_stops clear_sky = { { 0.5, 0.25, 0.0 },
+    { 0.02f, 0.53f, 0.999f, 0.23f, 0.72f, 0.999f, 0.44f, 0.82f, 0.999f } };
 
 void blend(const float a[3], const float b[3], double share_of_a, float out[3])
 {
@@ -75,7 +78,9 @@ bool sky_color(const document& document, double z, float rgb[3])
     if (!sun && !(document.environment_flags & ENVIRONMENT_SKY_WITHOUT_SUN)) { return false; }
     int row = 0;
     while (sun && row < cloudiest_sky && document.sun_sky->cloudiness > painted_skies[row].cloudiest) { ++row; }
-    gradient(painted_skies[row].stops.sines, painted_skies[row].stops.colors, z, rgb);
+    const bool keeps_hue = row == 0 && document.light_model == LIGHT_MODEL_EXACT;
+    const gradient_stops& stops = keeps_hue ? clear_sky : painted_skies[row].stops;
+    gradient(stops.sines, stops.colors, z, rgb);
     const double daylight = sun ? twilight_sky : 1.0;
     for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(rgb[i] * daylight); }
     return true;
@@ -129,7 +134,9 @@ void add_clouds(const document& document, const environment& record, const ray& 
     float color[3];
     const double a = clouds(document, record, prepared_of(document, record), ray, color);
     if (!(a > 0.0)) { return; }
-    for (int i = 0; i < 3; ++i) { c[i] = static_cast<float>(c[i] * (1.0 - a * a) + color[i] * a * a); }
+    // The color comes with its coverage in it. The fast model weighs it so once more, which gives clouds grey rims.
+    const double weight = document.light_model == LIGHT_MODEL_EXACT ? a : a * a;
+    for (int i = 0; i < 3; ++i) { c[i] = static_cast<float>(c[i] * (1.0 - a * a) + color[i] * weight); }
 }
 
 double kept_under_hdr(const environment& record)
