@@ -62,4 +62,11 @@ property_node* find_property(const scene_object* object, int32_t kind, const pro
     return node;
 }
 
+const property_node* group_property(const scene_object* object)
+{
+    const property_node* p = object->vft->get_properties ? object->vft->get_properties(object) : nullptr;
+    while (p && p->kind != PROPERTY_GROUP && p->kind != PROPERTY_GLOW) { p = p->next; }
+    return p;
+}
+
 } // namespace zr

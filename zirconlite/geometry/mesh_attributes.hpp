@@ -21,4 +21,7 @@ material* effective_material(const mesh_attributes& attributes);
 /// First property of `kind` on `object`, or the next one behind `after`; null when there is none or no property slot.
 property_node* find_property(const scene_object* object, int32_t kind, const property_node* after = nullptr);
 
+/// The first property that names the group of `object`, of either kind; null without.
+const property_node* group_property(const scene_object* object);
+
 } // namespace zr

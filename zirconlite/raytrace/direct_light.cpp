@@ -10,6 +10,7 @@
 #include "zirconlite/raytrace/secondary_rays.hpp"
 #include "zirconlite/raytrace/shadow_test.hpp"
 #include "zirconlite/raytrace/sky_light_rays.hpp"
+#include "zirconlite/raytrace/solution.hpp"
 #include "zirconlite/raytrace/thread_lights.hpp"
 
 namespace zr
@@ -242,8 +243,15 @@ void add_lamp(const lit_point& p, const light& source, int32_t leaf, float out[3
     for (int k = 0; k < 3; ++k) { out[k] += sum[k] / static_cast<float>(count); }
 }
 
-/// Exact model: every light that gives light.
-void add_every_light(const lit_point& p, float out[3])
+/// Which lights are sampled whole.
+enum class whole_lights
+{
+    all,    ///< the exact model
+    distant ///< those that a solution leaves to rays: the sun and distant lamps
+};
+
+/// Each light that gives light, by all samples of its shape.
+void add_whole_lights(const lit_point& p, whole_lights which, float out[3])
 {
     if (p.object_flags & OBJECT_NO_DIRECT_LIGHT) { return; }
     const bool excludes = p.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
@@ -252,6 +260,7 @@ void add_every_light(const lit_point& p, float out[3])
     for (const light* l = first_leaf(p.doc.lights); l && leaf < p.tables.leaf_count;
          l = next_leaf(const_cast<light*>(l)), ++leaf)
     {
+        if (which == whole_lights::distant && l->type != LIGHT_PARALLEL) { continue; }
         if (l->sample && !(excludes && is_unlit_by(p.r.hit_object, l))) { add_lamp(p, *l, leaf, out); }
     }
 }
@@ -331,6 +340,48 @@ void add_ambient(const lit_point& p, float out[3])
     }
 }
 
+/// Whether a radiosity solution knows the light at the hit.
+bool has_solution(const lit_point& p)
+{
+    return p.doc.mode == MODE_RADIOSITY && solution.look_up && p.r.hit_object->vft->type_id == OBJECT_RMESH &&
+           !(p.object_flags & OBJECT_NOT_RADIOSITY);
+}
+
+void add_solution(const lit_point& p, uint32_t lights, float out[3])
+{
+    float light[3] = { 0, 0, 0 };
+    solution.look_up(p.doc, p.s, p.r, light, lights, p.mirror);
+    for (int i = 0; i < 3; ++i) { out[i] += light[i]; }
+}
+
+/// Share of a point's potential that is tested over a solution: less where what the ray has seen already outshines what
+/// the point before could get.
+double accuracy_over_solution(const lit_point& p)
+{
+    constexpr double most = fast_shortcuts.shadow_accuracy;
+    const double seen = luminance(p.r.radiance);
+    if (p.tables.total_potential == 0.0 || !(seen > 0.0)) { return most; }
+    const double x = luminance(p.r.weight) * p.s.diffuse * p.tables.total_potential * inverse_pi;
+    return std::pow(x / (x + seen) * most, 1.0 - most * most);
+}
+
+void add_lights_by_rays(const lit_point& p, bool over_solution, float out[3])
+{
+    if (!p.tables.candidates) { return; }
+    if (p.r.counters)
+    {
+        p.r.counters->light_rays += static_cast<uint32_t>(p.tables.leaf_count + daylight_takes_part(p.doc));
+    }
+    if (is_exact())
+    {
+        add_whole_lights(p, whole_lights::all, out);
+        return;
+    }
+    const double accuracy = over_solution ? accuracy_over_solution(p) : fast_shortcuts.shadow_accuracy;
+    const int32_t count = build_light_list(p);
+    test_lights(p, sorted_list(p.tables.candidates, count), 1.0 - accuracy, out);
+}
+
 } // namespace
 
 bool soft_shadows(const document& document)
@@ -347,8 +398,7 @@ bool is_unlit_by(const scene_object* object, const light* source)
         if (own && own->payload.light == source) { return true; }
     }
     if (!(flags & OBJECT_GROUP_UNLIT)) { return false; }
-    const property_node* group = find_property(object, PROPERTY_GROUP);
-    if (!group) { group = find_property(object, PROPERTY_GLOW); }
+    const property_node* group = group_property(object);
     return group && group_holds(group->payload.light, source);
 }
 
@@ -382,25 +432,24 @@ void add_direct_light(document& document, const surface& s, ray& r, const vector
         simple_shade(document, s, r, mirror);
         return;
     }
-    if (r.flags & RAY_PROBE) { return; }
     const lit_point p = { document, s, r, mirror, light_tables[r.thread],
         r.hit_object->vft->get_flags(r.hit_object), soft_shadows(document) };
+    const bool solved = has_solution(p);
+    const bool by_rays = !solved || (document.render_flags & RENDER_DIRECT_OVER_SOLUTION);
+    if (by_rays && (r.flags & RAY_PROBE)) { return; }
     float out[3] = { 0, 0, 0 };
-    if (p.tables.candidates)
+    if (by_rays)
     {
-        if (r.counters)
-        {
-            r.counters->light_rays += static_cast<uint32_t>(p.tables.leaf_count + daylight_takes_part(document));
-        }
-        if (is_exact()) { add_every_light(p, out); }
-        else
-        {
-            const int32_t count = build_light_list(p);
-            test_lights(p, sorted_list(p.tables.candidates, count), 1.0 - fast_shortcuts.shadow_accuracy, out);
-        }
+        add_lights_by_rays(p, solved, out);
+        add_sky_light(document, s, r, out);
+        if (solved) { add_solution(p, solution_indirect | solution_ambient, out); }
+        else { add_ambient(p, out); }
     }
-    add_sky_light(document, s, r, out);
-    add_ambient(p, out);
+    else
+    {
+        add_solution(p, solution_all, out);
+        if (p.tables.candidates) { add_whole_lights(p, whole_lights::distant, out); }
+    }
     for (int i = 0; i < 3; ++i) { r.radiance[i] += out[i] * r.weight[i]; }
 }
 

@@ -57,13 +57,6 @@ bool hides_its_light(const scene_object* object, const light* source)
     return p != nullptr;
 }
 
-const property_node* group_property(const scene_object* object)
-{
-    const property_node* p = object->vft->get_properties ? object->vft->get_properties(object) : nullptr;
-    while (p && p->kind != PROPERTY_GROUP && p->kind != PROPERTY_GLOW) { p = p->next; }
-    return p;
-}
-
 /// Objects that shadow rays of this light do not see.
 bool is_skipped(const scene_object* object, const ray& r, const light* source)
 {
