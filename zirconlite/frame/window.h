@@ -80,7 +80,7 @@ typedef struct zr_save_dialog
 } zr_save_dialog;
 
 /** The controls of the exposure dialog and what its buttons do. While `locked` is not 0 the other controls are disabled:
- *  what stands in them is not taken. */
+ *  their values are not taken. */
 struct zr_exposure_dialog
 {
     int32_t locked;        /**< check box */

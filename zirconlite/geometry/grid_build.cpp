@@ -357,7 +357,7 @@ int32_t zr_build_voxel_grid(document* document)
         report_failure(ZR_ERROR_MEMORY, "grid: memory is exhausted");
         return 0;
     }
-    // What an earlier job was told is over; only words set from here on stop the build.
+    // A request to stop an earlier job is over; only words set from here on stop the build.
     platform::store_word(&document->preprocess_stop, 0);
     platform::store_word(&document->stop_render, 0);
     zr_invalidate_screen_frustum(document);

@@ -143,8 +143,8 @@ struct light
 };
 
 /** A new light: a copy of `template_light` with no `next` and `first_child`, and with a `goniometry` of its own that
- *  shares the tables, prepared by its type and distribution. Every field that the host fills is held to its range,
- *  NaN to a neutral value. The shapes of LIGHT_AREA, LIGHT_CYLINDRICAL and LIGHT_DISK cannot be made yet: a point
+ *  shares the tables, prepared by its type and distribution. Every field that the host fills is clamped to its
+ *  range, NaN to a neutral value. The shapes of LIGHT_AREA, LIGHT_CYLINDRICAL and LIGHT_DISK cannot be made yet: a point
  *  stands in for them, which zr_last_error and host_status_message report.
  *  A window takes its light from `sun_sky`, which outlives it; without one a LIGHT_DAYLIGHT is made as a sphere.
  *  The caller owns it until it is inserted, and frees it with zr_light_free. NULL when memory fails. */

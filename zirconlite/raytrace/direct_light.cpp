@@ -358,11 +358,11 @@ void add_solution(const lit_point& p, uint32_t lights, float out[3])
 /// the point before could get.
 double accuracy_over_solution(const lit_point& p)
 {
-    constexpr double most = fast_shortcuts.shadow_accuracy;
+    constexpr double limit = fast_shortcuts.shadow_accuracy;
     const double seen = luminance(p.r.radiance);
-    if (p.tables.total_potential == 0.0 || !(seen > 0.0)) { return most; }
+    if (p.tables.total_potential == 0.0 || !(seen > 0.0)) { return limit; }
     const double x = luminance(p.r.weight) * p.s.diffuse * p.tables.total_potential * inverse_pi;
-    return std::pow(x / (x + seen) * most, 1.0 - most * most);
+    return std::pow(x / (x + seen) * limit, 1.0 - limit * limit);
 }
 
 void add_lights_by_rays(const lit_point& p, bool over_solution, float out[3])

@@ -7,12 +7,11 @@
 namespace zr
 {
 
-/// Codes that a render reports to `host_progress`, kind 1.
+/// Codes that a running job reports to `host_progress`, kind 1. PROGRESS_RENDERED, at its end, needs no job record.
 enum render_code
 {
     render_stopped = -1,
     render_strip_starts = 1,
-    render_finished = 2,
     render_preprocessed = 3
 };
 
