@@ -301,7 +301,7 @@ model import_for_scene(const scene& s, const scene_model& from, const import_req
     }
     catch (const failure& f)
     {
-        if (f.code == exit_interrupted || f.code == exit_terminated) { throw; }
+        if (stop_signal()) { throw; }
         throw failure(f.code, fmt::format("{}:{}: {}", s.file.string(), from.line, f.what()));
     }
 }

@@ -45,6 +45,7 @@ constexpr exit_row exit_rows[] = {
     { exit_bad_scene, "the scene, a model or a picture is wrong or damaged" },
     { exit_missing_file, "the scene, a model or a picture is not there" },
     { exit_usage, "the command line is wrong" },
+    { exit_hung_up, "stopped by the closing of the terminal; what was reached is saved" },
     { exit_interrupted, "stopped by Ctrl-C; what was reached is saved" },
     { exit_terminated, "stopped by SIGTERM; what was reached is saved" },
 };

@@ -16,6 +16,7 @@ enum exit_code : int
     exit_bad_scene = 2,     ///< the scene or one of its models is wrong or damaged
     exit_missing_file = 3,  ///< the scene or one of its models is not there
     exit_usage = 64,        ///< the command line is wrong
+    exit_hung_up = 129,     ///< stopped by SIGHUP
     exit_interrupted = 130, ///< stopped by SIGINT
     exit_terminated = 143   ///< stopped by SIGTERM
 };

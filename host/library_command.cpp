@@ -15,9 +15,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <unistd.h>
 
 namespace host
 {
@@ -117,10 +119,29 @@ void make_paths_absolute(material& m)
     }
 }
 
+/// Makes a library by `write` under another name and gives it its own when it is whole, so that a killed program
+/// leaves no empty library. False, with nothing made, when there is one by then.
+template <class Write> bool make_whole(const std::filesystem::path& file, Write write)
+{
+    std::filesystem::path part = file;
+    part += fmt::format(".{}-0.part", getpid()); // what the next writer takes away
+    struct remover
+    {
+        const std::filesystem::path& path;
+        ~remover() { unlink(path.c_str()); }
+    } const on_return{ part };
+    write(part, LIBRARY_CREATE_NEW);
+    if (link(part.c_str(), file.c_str()) == 0) { return true; }
+    if (errno == EEXIST) { return false; }
+    // A file system without second names.
+    if (rename(part.c_str(), file.c_str()) == 0) { return true; }
+    throw failure(exit_render_failed, fmt::format("{}: {}", file.string(), strerror(errno)));
+}
+
 void add_material(const library_request& r)
 {
     const std::u16string key = record_key_of(r);
-    const scene s = read_scene(r.scene);
+    const scene s = read_scene(r.scene, scene_use::materials);
     const auto found = s.materials.find(r.material);
     if (found == s.materials.end())
     {
@@ -131,23 +152,35 @@ void add_material(const library_request& r)
     const owned_material made(build_material(s, found->second, notes));
     make_paths_absolute(*made);
     for (const std::string& note : notes) { std::fprintf(stderr, "zirconlite: %s\n", note.c_str()); }
-    if (std::filesystem::exists(r.file)) { open_library(r.file, LIBRARY_READ); } // refuses what is no library
-    zr_handle library = zr_matfile_open(utf16_of(r.file).c_str(), LIBRARY_READ | LIBRARY_WRITE,
-        LIBRARY_SHARE_NOTHING, LIBRARY_OPEN_OR_CREATE);
-    if (library == ZR_INVALID_HANDLE) { fail_with(r.file.string()); }
-    if (!zr_matfile_add_record(library, key.c_str(), made.get()))
+    const auto add = [&](const std::filesystem::path& file, int32_t disposition)
     {
-        zr_libfile_cancel(library);
-        fail_with(fmt::format("{}: \"{}\" cannot be added", r.file.string(), r.key));
-    }
-    if (!zr_libfile_close(library)) { fail_with(r.file.string()); }
+        zr_handle library = zr_matfile_open(
+            utf16_of(file).c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, disposition);
+        if (library == ZR_INVALID_HANDLE) { fail_with(r.file.string()); }
+        if (!zr_matfile_add_record(library, key.c_str(), made.get()))
+        {
+            zr_libfile_cancel(library);
+            fail_with(fmt::format("{}: \"{}\" cannot be added", r.file.string(), r.key));
+        }
+        if (!zr_libfile_close(library)) { fail_with(r.file.string()); }
+    };
+    if (!std::filesystem::exists(r.file) && make_whole(r.file, add)) { return; }
+    open_library(r.file, LIBRARY_READ); // refuses what is no library
+    add(r.file, LIBRARY_OPEN_EXISTING);
 }
 
 void make_material_library(const library_request& r)
 {
-    zr_handle library = zr_matfile_open(
-        utf16_of(r.file).c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, LIBRARY_CREATE_NEW);
-    if (library == ZR_INVALID_HANDLE || !zr_libfile_close(library)) { fail_with(r.file.string()); }
+    const auto make = [&](const std::filesystem::path& file, int32_t disposition)
+    {
+        zr_handle library = zr_matfile_open(
+            utf16_of(file).c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, disposition);
+        if (library == ZR_INVALID_HANDLE || !zr_libfile_close(library)) { fail_with(r.file.string()); }
+    };
+    if (std::filesystem::exists(r.file) || !make_whole(r.file, make))
+    {
+        throw failure(exit_render_failed, r.file.string() + ": the library exists already");
+    }
 }
 
 struct kind_row

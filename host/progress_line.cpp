@@ -7,6 +7,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <unistd.h>
 
 namespace host
 {
@@ -16,10 +19,17 @@ namespace
 
 constexpr double terminal_interval_s = 0.1, log_interval_s = 2;
 constexpr int log_step_percent = 5;
-// Below this share the time that is left is a guess nobody should read.
-constexpr double first_estimate = 0.02;
+// A step's own speed says when the whole will be done, once the step has this share of it behind it and this time:
+// the steps before are faster or slower, and the first pixels of a step mean little.
+constexpr double first_estimate = 0.06, first_estimate_s = 2;
 
 } // namespace
+
+bool redraws_lines(int descriptor)
+{
+    const char* kind = std::getenv("TERM");
+    return isatty(descriptor) && kind && *kind && std::string_view(kind) != "dumb";
+}
 
 std::string clock_text(double seconds)
 {
@@ -34,16 +44,21 @@ void progress_line::show(const std::string& what, double fraction)
     const int percent = int(std::clamp(fraction, 0.0, 1.0) * 100);
     const double since = std::chrono::duration<double>(now - shown_).count();
     const bool is_first = what != what_ || shown_percent_ < 0;
+    if (is_first)
+    {
+        step_start_ = now;
+        step_fraction_ = fraction;
+    }
     if (is_terminal_ ? !is_first && since < terminal_interval_s
                      : !is_first && (percent < shown_percent_ + log_step_percent || since < log_interval_s))
     {
         return;
     }
-    const double elapsed = std::chrono::duration<double>(now - start_).count();
     std::string line = fmt::format("{}  {} %", what, percent);
-    if (fraction > first_estimate)
+    const double done = fraction - step_fraction_, elapsed = std::chrono::duration<double>(now - step_start_).count();
+    if (done >= first_estimate && elapsed >= first_estimate_s)
     {
-        line += fmt::format("  {} left", clock_text(elapsed * (1 - fraction) / fraction));
+        line += fmt::format("  {} left", clock_text(elapsed * (1 - fraction) / done));
     }
     if (is_terminal_)
     {
@@ -67,7 +82,6 @@ void progress_line::finish()
 void progress_line::restart()
 {
     finish();
-    start_ = clock::now();
     shown_percent_ = -1;
     what_.clear();
 }

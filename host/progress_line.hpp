@@ -12,13 +12,13 @@ namespace host
 class progress_line
 {
 public:
-    explicit progress_line(bool is_terminal) : is_terminal_(is_terminal) {}
+    explicit progress_line(bool redraws) : is_terminal_(redraws) {}
 
     /// A step of `what` at `fraction`, 0 to 1 of the whole; a different `what` starts a line of its own.
     void show(const std::string& what, double fraction);
     /// Leaves the line as it stands, so that other text can follow.
     void finish();
-    /// The same for the next show(): its clock starts anew.
+    /// The same, and the next show() starts a step.
     void restart();
 
 private:
@@ -27,8 +27,12 @@ private:
     bool is_open_ = false;
     std::string what_;
     int shown_percent_ = -1;
-    clock::time_point start_ = clock::now(), shown_ = {};
+    clock::time_point step_start_ = clock::now(), shown_ = {};
+    double step_fraction_ = 0; ///< where the present step began
 };
+
+/// Whether the descriptor is a terminal that can draw a line anew: one of TERM "dumb", or none, cannot.
+bool redraws_lines(int descriptor);
 
 /// "1:05" for 65 seconds, "2:00:05" from an hour on.
 std::string clock_text(double seconds);

@@ -289,7 +289,7 @@ int render(const render_options& o)
     if (!o.sequence.time.empty()) { s.given_keys.insert("sun.time"); }
     const output_files files = prepare_output(s, o.output);
 
-    progress_line progress(isatty(STDERR_FILENO));
+    progress_line progress(redraws_lines(STDERR_FILENO));
     library_session library(progress);
     document* d = library.scene;
     import_limits limits;

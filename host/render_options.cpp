@@ -76,7 +76,7 @@ void apply_size(const std::string& text, scene& s)
     {
         if (size[i] < row.low || size[i] > row.high)
         {
-            wrong_usage(fmt::format("--size: {} is outside {} to {}", size[i], row.low, row.high));
+            wrong_usage(fmt::format("--size: {} is outside {} to {} pixels a side", size[i], row.low, row.high));
         }
         s.render.size[i] = size[i];
     }
@@ -163,11 +163,11 @@ bool read_numbers(const std::string& text, char separator, int* out, int count)
     {
         size_t end = at;
         int value = 0;
-        while (end < text.size() && text[end] >= '0' && text[end] <= '9' && end - at < 5)
+        while (end < text.size() && text[end] >= '0' && text[end] <= '9' && end - at < 9)
         {
             value = value * 10 + (text[end++] - '0');
         }
-        if (end == at || value > 65535) { return false; }
+        if (end == at) { return false; }
         out[i] = value;
         at = end;
         if (i + 1 < count && (at >= text.size() || text[at++] != separator)) { return false; }

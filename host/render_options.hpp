@@ -47,7 +47,7 @@ void add_render_options(CLI::App& command, render_options& o);
 /// `failure` for wrong usage.
 void apply_options(const render_options& o, scene& s);
 
-/// "640x480" or "10,20,300,200": `count` whole numbers from 0 to 65535 with `separator` between them. False
+/// "640x480" or "10,20,300,200": `count` whole numbers of at most nine digits with `separator` between them. False
 /// when the text is anything else.
 bool read_numbers(const std::string& text, char separator, int* out, int count);
 

@@ -255,11 +255,18 @@ extern const char* const blur_names[5];
 extern const char* const key_names[4];
 extern const char* const mapping_names[9]; ///< by the library's numbers
 
+/// What a scene is read for: a render wants something to look at, its materials alone do not.
+enum class scene_use
+{
+    render,
+    materials
+};
+
 /// Reads and checks a scene file. Throws `failure`: the file is missing (3), or a line of it is wrong (2).
-scene read_scene(const std::filesystem::path& file);
+scene read_scene(const std::filesystem::path& file, scene_use use = scene_use::render);
 
 /// The same from text; `file` names it in messages.
-scene parse_scene(const std::string& text, const std::filesystem::path& file);
+scene parse_scene(const std::string& text, const std::filesystem::path& file, scene_use use = scene_use::render);
 
 /// The reference of all sections and keys as a Markdown text, made from the tables that the reader uses.
 std::string describe_scene_keys();

@@ -71,12 +71,13 @@ void read_list(const toml::table& root, const char* name, const section<R>& s, s
 /// One material: its own keys, then the lists of pictures and bumps inside its table.
 void read_material(const toml::table& table, scene_material& m, const std::string& heading, const std::string& file)
 {
-    toml::table own = table;
-    read_list(own, "image", image_section, m.images, 16, file);
-    read_list(own, "bump", bump_section, m.bumps, 16, file);
-    own.erase("image");
-    own.erase("bump");
-    read_table(own, m, material_section.rows, { file, heading });
+    const std::string name = heading.substr(1, heading.size() - 2);
+    const std::string image_heading = "[[" + name + ".image]]", bump_heading = "[[" + name + ".bump]]";
+    const section<scene_image> images{ image_heading.c_str(), "", image_section.rows };
+    const section<scene_bump> bumps{ bump_heading.c_str(), "", bump_section.rows };
+    read_list(table, "image", images, m.images, 16, file);
+    read_list(table, "bump", bumps, m.bumps, 16, file);
+    read_table(table, m, material_section.rows, { file, heading }, { "image", "bump" });
 }
 
 void read_materials(const toml::table& root, scene& s, const std::string& file)
@@ -109,15 +110,14 @@ void read_reflections(const toml::table& root, scene& s, const std::string& file
         read_one(root, "reflections", reflection_section, s.reflections, file);
         return;
     }
-    toml::table own = *n->as_table();
+    const toml::table& own = *n->as_table();
     const section<scene_background> background{ "[reflections.background]", "", background_section.rows };
     const section<scene_hdr> hdr{ "[reflections.surroundings]", "", hdr_section.rows };
     read_one(own, "background", background, s.reflections.background, file);
     read_one(own, "surroundings", hdr, s.reflections.surroundings, file);
     s.reflections.is_own = own.contains("background") || own.contains("surroundings");
-    own.erase("background");
-    own.erase("surroundings");
-    read_table(own, s.reflections, reflection_section.rows, { file, reflection_section.heading });
+    read_table(own, s.reflections, reflection_section.rows, { file, reflection_section.heading },
+        { "background", "surroundings" });
 }
 
 /// `settings = ["a.en"]`, and which keys of the sections that such a file may set stand in the scene.
@@ -177,7 +177,6 @@ void check_camera(const scene& s, const toml::table& root, const std::string& fi
     { bad_scene(file, line_of_key(root, "camera", key), "[camera] " + text); };
 
     const scene_camera& c = s.camera;
-    if (!root["camera"] && s.models.empty()) { bad_scene(file, 0, "there is no [camera] section"); }
     if (c.eye && root["camera"]["view"]) { wrong("view", "takes an eye or a view, not both"); }
     if (c.eye && squared_distance(*c.eye, c.target.value_or(default_target)) < 1e-18)
     {
@@ -414,7 +413,7 @@ void check_pictures(const scene& s, const std::string& file)
 
 } // namespace
 
-scene parse_scene(const std::string& text, const std::filesystem::path& path)
+scene parse_scene(const std::string& text, const std::filesystem::path& path, scene_use use)
 {
     const std::string file = path.string();
     toml::table root;
@@ -455,6 +454,10 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path)
     read_list(root, "light", light_section, s.lights, 10000, file);
     read_materials(root, s, file);
 
+    if (use == scene_use::render && !root["camera"] && s.models.empty())
+    {
+        bad_scene(file, 0, "there is no [camera] section");
+    }
     if (s.models.empty() && !s.camera.eye) { s.camera.eye = default_eye; }
     check_camera(s, root, file);
     check_render(s, root, file);
@@ -467,7 +470,7 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path)
     return s;
 }
 
-scene read_scene(const std::filesystem::path& path)
+scene read_scene(const std::filesystem::path& path, scene_use use)
 {
     std::error_code error;
     const auto type = std::filesystem::status(path, error).type();
@@ -484,7 +487,7 @@ scene read_scene(const std::filesystem::path& path)
     in.read(text.data(), std::streamsize(text.size()));
     text.resize(size_t(in.gcount()));
     if (text.size() > file_limit) { bad_scene(path.string(), 0, "the scene file is larger than 16 MB"); }
-    return parse_scene(text, path);
+    return parse_scene(text, path, use);
 }
 
 std::filesystem::path beside_scene(const scene& s, const std::string& path)

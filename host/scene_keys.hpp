@@ -23,6 +23,7 @@ constexpr void require_toml(bool is_sound)
 #include <toml++/toml.h>
 
 #include <functional>
+#include <initializer_list>
 #include <variant>
 
 namespace host
@@ -57,9 +58,10 @@ struct scene_place
 [[noreturn]] void bad_scene(const std::string& file, int line, const std::string& text);
 
 /// Reads `table` into `record` by the rows, which end with a null name. Unknown keys, wrong types and
-/// values out of range are failures that name the line.
+/// values out of range are failures that name the line. `others` are keys that are read elsewhere.
 template <class R>
-void read_table(const toml::table& table, R& record, const key_row<R>* rows, const scene_place& place);
+void read_table(const toml::table& table, R& record, const key_row<R>* rows, const scene_place& place,
+    std::initializer_list<const char*> others = {});
 
 template <class R> struct section
 {

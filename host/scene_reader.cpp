@@ -40,6 +40,10 @@ const char* type_name(const toml::node& n)
         return "a number";
     case toml::node_type::boolean:
         return "true or false";
+    case toml::node_type::time:
+        return "a time";
+    case toml::node_type::date_time:
+        return "a date with a time";
     default:
         return "a date";
     }
@@ -120,8 +124,28 @@ void read_integers(const row_context& c, const toml::node& n, int* out, size_t c
     for (size_t i = 0; i < count; ++i) { out[i] = read_integer(c, *list->get(i)); }
 }
 
+/// A date or a time that is written as TOML's own, as the text that it stands for; empty for anything else.
+std::string calendar_text(const row_context& c, const toml::node& n)
+{
+    const std::string key = c.key;
+    if (const auto date = n.value<toml::date>(); n.is_date() && date && key == "date")
+    {
+        return fmt::format("{:04}-{:02}-{:02}", date->year, date->month, date->day);
+    }
+    if (const auto time = n.value<toml::time>(); n.is_time() && time && key == "time")
+    {
+        if (time->second || time->nanosecond)
+        {
+            bad_scene(c.place.file, line_of(n), fmt::format("{} time: has seconds; a moment is a minute", c.place.section));
+        }
+        return fmt::format("{:02}:{:02}", time->hour, time->minute);
+    }
+    return "";
+}
+
 std::string read_text(const row_context& c, const toml::node& n)
 {
+    if (std::string calendar = calendar_text(c, n); !calendar.empty()) { return calendar; }
     const auto text = n.is_string() ? n.value<std::string>() : std::optional<std::string>{};
     if (!text) { wrong_value(c, n, "a text in quotes"); }
     if (double(text->size()) < c.low || double(text->size()) > c.high ||
@@ -293,11 +317,13 @@ const char* nearest_name(const std::string& wrong, const char* const* names)
 }
 
 template <class R>
-void read_table(const toml::table& table, R& record, const key_row<R>* rows, const scene_place& place)
+void read_table(const toml::table& table, R& record, const key_row<R>* rows, const scene_place& place,
+    std::initializer_list<const char*> others)
 {
     for (const auto& [key, value] : table)
     {
         const std::string name(key.str());
+        if (std::find(others.begin(), others.end(), name) != others.end()) { continue; }
         const key_row<R>* row = rows;
         while (row->name && name != row->name) { ++row; }
         if (!row->name)
@@ -316,7 +342,8 @@ void read_table(const toml::table& table, R& record, const key_row<R>* rows, con
 }
 
 #define HOST_READS(R)                                                                                        \
-    template void read_table<R>(const toml::table&, R&, const key_row<R>*, const scene_place&);
+    template void read_table<R>(                                                                             \
+        const toml::table&, R&, const key_row<R>*, const scene_place&, std::initializer_list<const char*>);
 HOST_READS(scene_camera)
 HOST_READS(scene_render)
 HOST_READS(scene_tone)

@@ -241,6 +241,19 @@ int convert(const std::string& file, const std::string& out)
     return exit_done;
 }
 
+/// A first file, with every key at its default.
+int make(const std::string& file)
+{
+    const int kind = settings_kind_of(file);
+    if (!kind) { throw failure(exit_usage, file + ": expected a name that ends in .su (sun and sky), .en (environment) or .ex (exposure)"); }
+    if (std::filesystem::exists(file)) { throw failure(exit_usage, file + ": is already there"); }
+    settings_session s;
+    set_environment_defaults(s.d);
+    set_exposure(s.view, scene_tone{});
+    write_settings(file, kind, s.d, s.view);
+    return exit_done;
+}
+
 int check(const std::string& file)
 {
     settings_session s;
@@ -273,6 +286,8 @@ std::function<int()> setup_settings(CLI::App& command)
         return sub;
     };
     command.require_subcommand(1);
+    add("new", "Write a first file with every key at its default: .su sun and sky, .en environment, .ex exposure",
+        [](const settings_arguments& a) { return make(a.file); });
     add("show", "Print all values, those that the file leaves out at their defaults",
         [](const settings_arguments& a) { return show(a.file); });
     add("check", "Say which lines of the file mean nothing",

@@ -54,6 +54,11 @@ void watch_stop_signals()
     action.sa_flags = SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    // A closed terminal asks like SIGTERM, unless nohup or the like has said that it does not matter.
+    struct sigaction hangup
+    {
+    };
+    if (sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler != SIG_IGN) { sigaction(SIGHUP, &action, nullptr); }
     // A reader that closes the progress pipe must not end the render.
     signal(SIGPIPE, SIG_IGN);
     // A limit on the size of files is told like a full disk, and leaves no half-written file behind.
@@ -67,7 +72,15 @@ int stop_signal()
 
 exit_code stopped_exit_code()
 {
-    return stop_signal() == SIGTERM ? exit_terminated : exit_interrupted;
+    switch (stop_signal())
+    {
+    case SIGTERM:
+        return exit_terminated;
+    case SIGHUP:
+        return exit_hung_up;
+    default:
+        return exit_interrupted;
+    }
 }
 
 void end_if_stopped(const char* during)

@@ -1,5 +1,5 @@
 /// @file
-/// SIGINT and SIGTERM: the first asks for an orderly stop, the second ends the process at once.
+/// SIGINT, SIGTERM and SIGHUP: the first asks for an orderly stop, the second ends the process at once.
 #pragma once
 
 #include "host/failure.hpp"

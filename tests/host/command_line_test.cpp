@@ -117,6 +117,7 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
     folder.write("planes.toml", std::string(room_toml) + "[output]\ndepth = \"d.png\"\n");
     folder.write("a.txt", "#ZR3 SUNSKY\nDATE=1\nTIME=dusk\n#END");
     folder.write("b.txt", "#ZR3 ENVIRONMENT\nCOLOR0=0.5\t1\n#END");
+    folder.write("there.su", "kept");
     std::filesystem::create_directory(folder.path / "folder.png");
 
     struct
@@ -133,6 +134,10 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
         { "quality out of range", { "render", "room.toml", "--quality", "9" }, 64,
             "--quality: 9 is outside 1 to 5" },
         { "size not a size", { "render", "room.toml", "--size", "640" }, 64, "--size" },
+        { "more pixels than there can be", { "render", "room.toml", "--size", "100000x100000" }, 64,
+            "--size: 100000 is outside 1 to 16384" },
+        { "settings of no kind", { "settings", "new", "a.txt" }, 64, ".su (sun and sky)" },
+        { "settings that are there", { "settings", "new", "there.su" }, 64, "is already there" },
         { "no pixels", { "render", "room.toml", "--size", "0x10" }, 64, "--size: 0 is outside" },
         { "region outside", { "render", "room.toml", "--region", "90,0,20,10" }, 64, "90,0,20,10" },
         { "misspelt projection", { "render", "room.toml", "--projection", "perspectiv" }, 64,
@@ -178,6 +183,16 @@ TEST_F(CommandLine, ExplainsItself)
              "  3  the scene, a model or a picture is not there" })
     {
         EXPECT_NE(help.find(part), std::string::npos) << part;
+    }
+    for (const char* printing : { "keys", "--help" })
+    {
+        const std::string full = std::string("'" ZIRCONLITE_HOST_PROGRAM "' ") + printing + " > /dev/full 2> /dev/null";
+        EXPECT_EQ(WEXITSTATUS(std::system(full.c_str())), 1) << printing;
+    }
+    for (const char* file : { "a.su", "a.en", "a.ex" })
+    {
+        EXPECT_EQ(run({ "settings", "new", file }), 0) << errors();
+        EXPECT_EQ(run({ "settings", "check", file }), 0) << errors();
     }
     EXPECT_EQ(run({ "--version" }), 0);
     EXPECT_EQ(folder.read("output.txt").substr(0, 11), "zirconlite ");
@@ -317,7 +332,7 @@ TEST_F(CommandLine, StopsOnSignalsAndKeepsWhatItHas)
     struct
     {
         int signal, code;
-    } const cases[] = { { SIGINT, 130 }, { SIGTERM, 143 } };
+    } const cases[] = { { SIGINT, 130 }, { SIGTERM, 143 }, { SIGHUP, 129 } };
     for (const auto& c : cases)
     {
         folder.write("slow.png", "old picture");

@@ -107,7 +107,7 @@ TEST(Daylight, BuildsWindows)
     } wrong[] = {
         { "[sun]\nplace = \"Olso\"\n", "place: there is no \"Olso\"; did you mean \"Oslo\"?" },
         { "[sun]\ntime = \"25:00\"\nplace = \"Oslo\"\n", "time: \"25:00\" is no time" },
-        { "[sun]\nplace = \"Oslo\"\ndate = 2026-06-21\n", "date: expected a text" },
+        { "[sun]\nplace = \"Oslo\"\ndate = 2026-06-21T10:00:00\n", "date: expected a text in quotes, found a date with a time" },
         { "[sun]\n", "needs a place" },
         { "[sun]\nlatitude = 91\nlongitude = 0\n", "latitude: 91 is outside -90 to 90" },
         { "[sun]\nplace = \"Oslo\"\ncloudiness = 1.5\n", "cloudiness: 1.5 is outside" },

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace
 {
@@ -20,6 +22,15 @@ struct LibraryCommand : testing::Test
         const int status = std::system(command.c_str());
         printed = folder.read("out.txt");
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    /// The number of a process that has ended.
+    static pid_t gone_process()
+    {
+        const pid_t id = fork();
+        if (id == 0) { _exit(0); }
+        waitpid(id, nullptr, 0);
+        return id;
     }
 
     temporary_folder folder;
@@ -124,3 +135,46 @@ TEST_F(LibraryCommand, FailsInOneLine)
 }
 
 } // namespace
+
+// A file of materials alone will do; what killed writers of this library left behind goes, and nothing else.
+TEST_F(LibraryCommand, TakesMaterialsAloneAndLeftoversAway)
+{
+    folder.write("m.toml", "[materials.red]\ncolor = \"#ff0000\"\n");
+    const std::string ended = std::to_string(gone_process()), alive = std::to_string(getpid());
+    for (const std::string& name : { "a.mlib." + ended + "-1.part", "a.mlib." + alive + "-1.part",
+             "b.mlib." + ended + "-1.part", "a.mlib." + ended + "-1.copy" })
+    {
+        folder.write(name, "x");
+    }
+    ASSERT_EQ(run("add a.mlib 'Red' --from m.toml --material red"), 0) << printed;
+    EXPECT_FALSE(std::filesystem::exists(folder.path / ("a.mlib." + ended + "-1.part")));
+    EXPECT_TRUE(std::filesystem::exists(folder.path / ("a.mlib." + alive + "-1.part")));
+    EXPECT_TRUE(std::filesystem::exists(folder.path / ("b.mlib." + ended + "-1.part")));
+    EXPECT_TRUE(std::filesystem::exists(folder.path / ("a.mlib." + ended + "-1.copy")));
+    EXPECT_EQ(run("list a.mlib"), 0);
+    EXPECT_EQ(printed, "Red\n");
+}
+
+// Whenever it is killed, a library that is first made is whole or not there.
+TEST_F(LibraryCommand, IsWholeOrNotThereAfterAKill)
+{
+    folder.write("m.toml", "[materials.red]\ncolor = \"#ff0000\"\n");
+    for (int wait_us = 0; wait_us < 30000; wait_us += 1500)
+    {
+        std::filesystem::remove(folder.path / "a.mlib");
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            if (chdir(folder.path.c_str()) != 0 || setenv("XDG_DATA_HOME", "data", 1) != 0) { _exit(1); }
+            execl(ZIRCONLITE_HOST_PROGRAM, "zirconlite", "library", "add", "a.mlib", "Red", "--from", "m.toml",
+                "--material", "red", nullptr);
+            _exit(1);
+        }
+        usleep(useconds_t(wait_us));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        if (!std::filesystem::exists(folder.path / "a.mlib")) { continue; }
+        EXPECT_EQ(run("list a.mlib"), 0) << printed;
+        EXPECT_EQ(printed, "Red\n");
+    }
+}

@@ -130,6 +130,15 @@ TEST(SceneFile, NamesTheLineTheKeyAndTheRemedy)
             "\"cylindrical\", \"spherical\", \"light-probe\"" },
         { "wrong colour", camera + "[background]\ncolor = \"red\"\n",
             "room.toml:5: [background] color: \"red\" is not a colour like \"#c8b090\"" },
+        { "wrong colour of a material", camera + "[materials.a]\nior = 1.5\ncolor = [1, 2, 3]\n",
+            "room.toml:6: [materials.a] color: 2 is outside 0 to 1" },
+        { "wrong colour in mirrors", camera + "[reflections]\n[reflections.background]\ncolor = 4\n",
+            "room.toml:6: [reflections.background] color: expected a list of 3 numbers or a text like \"#c8b090\", "
+            "found an integer" },
+        { "moment with seconds", camera + "[sun]\ntime = 10:00:30\n",
+            "room.toml:5: [sun] time: has seconds; a moment is a minute" },
+        { "eye and side", camera + "view = \"front\"\n[[model]]\nfile = \"a.obj\"\n",
+            "room.toml:4: [camera] takes an eye or a view, not both" },
         { "table for a list", camera + "[model]\nfile = \"a.obj\"\n",
             "room.toml:4: \"model\" must be written as [[model]]" },
         { "list for a table", "[[camera]]\n", "room.toml:1: [camera] must be a table of keys" },
@@ -154,7 +163,7 @@ TEST(SceneFile, NamesTheLineTheKeyAndTheRemedy)
             camera + "[materials.b]\n[materials.a]\nkind = \"mask\"\nfirst = \"b\"\nsecond = \"b\"\n",
             "room.toml:5: [materials.a] is a mask: give the picture" },
         { "misspelt key of a picture", camera + "[materials.a]\n[[materials.a.image]]\nfiel = \"a.png\"\n",
-            "room.toml:6: [[materials.NAME.image]] has no key \"fiel\"; did you mean \"file\"?" },
+            "room.toml:6: [[materials.a.image]] has no key \"fiel\"; did you mean \"file\"?" },
         { "key without a library", camera + "[materials.a]\nlibrary = 'WOOD'\n",
             "room.toml:4: [materials.a] library: expected LIBRARY\\\\Folder\\Name, in single quotes as TOML keeps "
             "backslashes there" },
@@ -180,6 +189,13 @@ TEST(SceneFile, RefusesBrokenTextWithItsLine)
     EXPECT_EQ(refusal(camera + "eye = [0, 0, 0]\n").substr(0, 12), "room.toml:4:"); // twice the same key
     EXPECT_NE(refusal(std::string(2000, '[')), "");
     EXPECT_NE(refusal("\xff\xfe\x00[camera]"), "");
+}
+
+TEST(SceneFile, TakesDatesAndTimesOfToml)
+{
+    const scene s = parse_scene(camera + "[sun]\nplace = \"Berlin\"\ndate = 2026-03-01\ntime = 07:05:00\n", "a.toml");
+    EXPECT_EQ(s.sun.date, "2026-03-01");
+    EXPECT_EQ(s.sun.time, "07:05");
 }
 
 TEST(SceneFile, ReadsUnits)

@@ -14,6 +14,9 @@ cmake --install "$build" --prefix "$prefix" >"$work/install.log"
 library=$(dirname "$(find "$prefix" -name 'libzirconlite.so')")
 test -f "$prefix/include/zirconlite/zirconlite.h"
 test -f "$prefix/share/zirconlite/zr3.uni"
+for file in LICENSE docs/embedding.md examples/embed/main.c examples/courtyard/courtyard.toml; do
+    test -f "$prefix/share/doc/zirconlite/$file"
+done
 if grep -r "$source" "$library/cmake" "$library/pkgconfig" "$prefix/include"; then
     echo "the installed files name the source tree" >&2
     exit 1
@@ -30,3 +33,4 @@ export PKG_CONFIG_PATH="$library/pkgconfig"
 "$compiler" -std=c11 "$source/tests/install/consumer/main.c" -o "$work/by_pkg_config" \
     $(pkg-config --cflags --libs zirconlite)
 LD_LIBRARY_PATH="$library" "$work/by_pkg_config"
+test -f "$(pkg-config --variable=resourcesdir zirconlite)/zr3.uni"

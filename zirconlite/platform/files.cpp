@@ -2,8 +2,10 @@
 /// Opening, reading and writing of files, and their replacement by rename.
 #include "zirconlite/platform/files.hpp"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -35,6 +37,7 @@ file_error error_from_errno(int code);
 int open_flags(file_access a, disposition d);
 int lock_mode(file_access a, uint32_t sharing);
 bool write_all(int descriptor, const void* bytes, size_t size);
+void remove_leftovers(const char* final);
 file_error open_descriptor(const char* path, file_access a, uint32_t sharing, disposition d, int* descriptor);
 
 } // namespace
@@ -197,7 +200,9 @@ replacement* begin_replacement(const char16_t* path, file_error* why)
         free(r);
         return nullptr;
     }
+    flock(r->descriptor, LOCK_EX | LOCK_NB); // says that its writer lives
     if (had_file) { fchmod(r->descriptor, old.st_mode & 07777); }
+    remove_leftovers(r->final);
     reason = file_error::none;
     return r;
 }
@@ -234,6 +239,51 @@ void cancel_replacement(replacement* r)
 
 namespace
 {
+
+/// Whether `name` is `base`, a dot, a process that is gone, and whatever up to ".part".
+bool is_leftover(const char* name, const char* base)
+{
+    const size_t length = strlen(base), whole = strlen(name), end = strlen(".part");
+    if (whole < length + 1 + end || memcmp(name, base, length) != 0 || name[length] != '.' ||
+        strcmp(name + whole - end, ".part") != 0)
+    {
+        return false;
+    }
+    char* after = nullptr;
+    const long id = strtol(name + length + 1, &after, 10);
+    return id > 0 && *after == '-' && kill(pid_t(id), 0) != 0 && errno == ESRCH;
+}
+
+/// Takes away what writers of this file that were killed have left beside it.
+void remove_leftovers(const char* final)
+{
+    const char* slash = strrchr(final, '/');
+    const char* base = slash ? slash + 1 : final;
+    char folder[sizeof(replacement::final)] = ".";
+    if (slash) { snprintf(folder, sizeof(folder), "%.*s", slash == final ? 1 : int(slash - final), final); }
+    // A file under such a name is itself on its way to become `base`.
+    char stem[sizeof(folder)];
+    snprintf(stem, sizeof(stem), "%s", base);
+    const size_t length = strlen(stem), end = strlen(".part");
+    if (length > end && strcmp(stem + length - end, ".part") == 0)
+    {
+        stem[length - end] = 0;
+        if (char* number = strrchr(stem, '.')) { *number = 0; }
+        base = stem;
+    }
+    DIR* list = opendir(folder);
+    if (!list) { return; }
+    while (const dirent* entry = readdir(list))
+    {
+        if (!is_leftover(entry->d_name, base)) { continue; }
+        const int found = openat(dirfd(list), entry->d_name, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (found < 0) { continue; }
+        // Process numbers of another machine mean nothing here, but its lock does.
+        if (flock(found, LOCK_EX | LOCK_NB) == 0) { unlinkat(dirfd(list), entry->d_name, 0); }
+        close(found);
+    }
+    closedir(list);
+}
 
 file_error error_from_errno(int code)
 {
