@@ -1,7 +1,7 @@
 # Debian packages that the build needs, and their installation; sourced by run and test.
 
 packages="g++ cmake imagemagick ninja-build pkg-config libassimp-dev libcli11-dev libfmt-dev libgtest-dev
-libjpeg-dev libpng-dev libtomlplusplus-dev nlohmann-json3-dev zlib1g-dev"
+libjpeg-dev libopenexr-dev libpng-dev libtiff-dev libtomlplusplus-dev nlohmann-json3-dev zlib1g-dev"
 
 is_installed()
 {

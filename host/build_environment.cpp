@@ -3,6 +3,7 @@
 #include "host/build_material.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
+#include "host/light_picture.hpp"
 #include "host/picture_store.hpp"
 #include "host/text.hpp"
 #include "zirconlite/frame/error.h"
@@ -128,20 +129,15 @@ void set_placement(const scene_background& b, environment& e)
     if (b.invert) { e.mask_flags = *b.invert; }
 }
 
-owned_view read_hdr(const std::filesystem::path& file, document* d)
+owned_view read_hdr(const std::filesystem::path& file, document* d, std::vector<std::string>& notes)
 {
     owned_view view(new render_view{});
     view->document = d;
     view->contrast = 0.5f;
     view->source_gain = 1;
-    view->image = zr_new_image_buffer(1, 1, PIXEL_RADIANCE);
-    const bool done = view->image && zr_read_radiance_file(utf16_of(file).c_str(), view->image);
-    if (!done)
-    {
-        const bool is_missing = view->image && zr_last_error()->code == ZR_ERROR_NOT_FOUND;
-        throw failure(is_missing ? exit_missing_file : exit_bad_scene,
-            fmt::format("{}: the picture of the surroundings{}", file.string(), library_error()));
-    }
+    std::string warning;
+    view->image = read_light(file, warning).release();
+    if (!warning.empty()) { notes.push_back(fmt::format("{}: {}", file.string(), warning)); }
     view->width = view->image->width;
     view->height = view->image->height;
     zr_get_raytrace_tone_op(view.get(), view->image);
@@ -149,14 +145,14 @@ owned_view read_hdr(const std::filesystem::path& file, document* d)
 }
 
 void set_hdr(const scene& s, const scene_hdr& h, document* d, environment& e, uint32_t flag,
-    std::vector<owned_view>& views)
+    std::vector<owned_view>& views, std::vector<std::string>& notes)
 {
     set(e.hdr_rotation, h.rotation_deg, radians);
     set(e.hdr_scale, h.scale);
     set(e.hdr_opacity, h.opacity);
     set_flag(d->environment_flags, flag, !h.file.empty());
     if (h.file.empty()) { return; }
-    views.push_back(read_hdr(beside_scene(s, h.file), d));
+    views.push_back(read_hdr(beside_scene(s, h.file), d, notes));
     views.back()->projection = h.projection ? PROJECTION_PROBE : PROJECTION_SPHERE;
     e.hdr_view = views.back().get();
 }
@@ -261,7 +257,7 @@ void set_environment(
     const scene& s, document* d, std::vector<owned_view>& views, std::vector<std::string>& notes)
 {
     set_background(s, s.background, d, d->environment, ENVIRONMENT_PICTURE, notes);
-    set_hdr(s, s.surroundings, d, d->environment, ENVIRONMENT_HDR, views);
+    set_hdr(s, s.surroundings, d, d->environment, ENVIRONMENT_HDR, views, notes);
     set_flag(d->environment_flags, ENVIRONMENT_SKY_WITHOUT_SUN, s.background.without_sun);
     zr_set_background_luminance(d, s.background.luminance.value_or(0));
 
@@ -271,7 +267,7 @@ void set_environment(
     if (r.is_own)
     {
         set_background(s, r.background, d, d->reflected_environment, ENVIRONMENT_REFLECTED_PICTURE, notes);
-        set_hdr(s, r.surroundings, d, d->reflected_environment, ENVIRONMENT_REFLECTED_HDR, views);
+        set_hdr(s, r.surroundings, d, d->reflected_environment, ENVIRONMENT_REFLECTED_HDR, views, notes);
     }
     if (s.clouds.is_on)
     {

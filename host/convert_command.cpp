@@ -5,6 +5,7 @@
 #include "host/commands.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
+#include "host/light_picture.hpp"
 #include "host/picture_files.hpp"
 #include "host/picture_reader.hpp"
 #include "host/radiance_picture.hpp"
@@ -16,7 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
+#include <filesystem>
 #include <memory>
 
 namespace host
@@ -33,13 +34,6 @@ struct convert_options
     int quality = 90;
     tone_options tone;
 };
-
-bool is_radiance(const std::string& file)
-{
-    char mark[2] = {};
-    std::ifstream(file, std::ios::binary).read(mark, 2);
-    return mark[0] == '#' && mark[1] == '?';
-}
 
 /// Colours of a row; grey becomes three equal channels.
 void color_row(const picture8& p, int row, uint8_t* out)
@@ -96,7 +90,7 @@ void write_as_light(const picture8& p, const convert_options& o)
 int convert(const convert_options& o)
 {
     const bool to_light = keeps_radiance(o.out);
-    if (is_radiance(o.in))
+    if (holds_light(o.in))
     {
         scene_tone tone;
         apply_tone_options(o.tone, tone);
@@ -122,7 +116,7 @@ int convert(const convert_options& o)
 std::function<int()> setup_convert(CLI::App& command)
 {
     auto o = std::make_shared<convert_options>();
-    command.add_option("IN", o->in, "The picture: PNG, BMP, TARGA, TIFF, JPEG or Radiance")->required();
+    command.add_option("IN", o->in, "The picture: PNG, BMP, TARGA, TIFF, JPEG, Radiance or OpenEXR")->required();
     command.add_option("OUT", o->out, "The file to write: .png, .bmp, .tga, .tif, .jpg or .hdr")->required();
     command.add_option("--quality", o->quality, "Of a JPEG, 0 to 100")
         ->check(CLI::Range(0, 100))

@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <csetjmp>
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -47,6 +49,28 @@ size_t bytes_per_pixel(pixel_layout layout)
     }
 }
 
+std::string part_prefix(const std::filesystem::path& target)
+{
+    return fmt::format(".{}.", target.filename().string());
+}
+
+/// Takes away what writers of the target that were killed have left.
+void remove_leftovers(const std::filesystem::path& target)
+{
+    const std::string prefix = part_prefix(target);
+    const std::filesystem::path folder = target.parent_path();
+    std::error_code error;
+    for (std::filesystem::directory_iterator i(folder.empty() ? "." : folder, error), end; !error && i != end;
+         i.increment(error))
+    {
+        const std::string name = i->path().filename().string();
+        if (!name.starts_with(prefix) || !name.ends_with(".part")) { continue; }
+        char* after = nullptr;
+        const long id = std::strtol(name.c_str() + prefix.size(), &after, 10);
+        if (id > 0 && *after == '-' && kill(pid_t(id), 0) != 0 && errno == ESRCH) { unlink(i->path().c_str()); }
+    }
+}
+
 /// A file beside the target that goes away unless it takes the target's name.
 struct temporary_file
 {
@@ -59,15 +83,16 @@ struct temporary_file
         std::error_code error;
         target = std::filesystem::weakly_canonical(file, error);
         if (error) { target = file; }
-        std::string name =
-            (target.parent_path() / fmt::format(".{}.XXXXXX", target.filename().string())).string();
-        const int descriptor = mkostemp(name.data(), O_CLOEXEC);
-        if (descriptor < 0) { cannot_write(file, strerror(errno)); }
-        path = name;
-        // mkstemp gives 0600; a picture has the rights of any new file.
-        const mode_t mask = umask(0);
-        umask(mask);
-        fchmod(descriptor, 0666 & ~mask);
+        remove_leftovers(target);
+        static unsigned counter = 0;
+        path = target.parent_path() / fmt::format("{}{}-{}.part", part_prefix(target), getpid(), ++counter);
+        unlink(path.c_str()); // of an earlier process with this number
+        const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor < 0)
+        {
+            path.clear();
+            cannot_write(file, strerror(errno));
+        }
         stream = fdopen(descriptor, "wb");
         if (!stream)
         {

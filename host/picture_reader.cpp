@@ -1,8 +1,9 @@
 /// @file
-/// PNG goes through libpng, every other kind through the library. No file may ask for more pixels than its
-/// length makes credible.
+/// PNG goes through libpng, every other kind through the library, and what the library refuses through the readers of
+/// other forms. No file may ask for more pixels than its length makes credible.
 #include "host/picture_reader.hpp"
 
+#include "host/other_pictures.hpp"
 #include "zirconlite/imagefiles/bitmap_format.h"
 
 #include <fmt/format.h>
@@ -13,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <string_view>
 
 namespace host
 {
@@ -75,14 +77,12 @@ void set_conversions(png_structp png, png_infop info)
 /// Allocates the picture; false with a reason.
 bool make_rows(png_reading& r, png_uint_32 width, png_uint_32 height, int channels, uint64_t file_bytes)
 {
-    const uint64_t bytes = uint64_t(width) * height * unsigned(channels);
-    if (bytes > largest_picture || (bytes > free_picture && bytes / densest_coding > file_bytes))
+    std::string why;
+    if (!make_picture(*r.out, width, height, uint32_t(channels), file_bytes, why))
     {
-        std::snprintf(r.error, sizeof r.error, "%u x %u pixels are too many for a file of %llu bytes", width,
-            height, static_cast<unsigned long long>(file_bytes));
+        std::snprintf(r.error, sizeof r.error, "%s", why.c_str());
         return false;
     }
-    *r.out = { width, height, uint32_t(channels), std::vector<uint8_t>(size_t(bytes)) };
     r.row_starts.resize(height);
     const size_t row_bytes = size_t(width) * unsigned(channels);
     for (png_uint_32 y = 0; y < height; ++y)
@@ -126,7 +126,110 @@ bool read_png(std::span<const uint8_t> bytes, picture8& out, std::string& why)
     return done;
 }
 
+/// How the files begin that have a reader for other forms. TARGA has no mark.
+struct other_format
+{
+    std::string_view mark;
+    picture_reader read;
+};
+using namespace std::string_view_literals;
+constexpr other_format other_formats[] = {
+    { "BM"sv, read_other_bmp },
+    { "\xFF\xD8"sv, read_cmyk_jpeg },
+    { "II*\0"sv, read_any_tiff },
+    { "MM\0*"sv, read_any_tiff },
+    { "II+\0"sv, read_any_tiff },
+    { "MM\0+"sv, read_any_tiff },
+};
+
+/// What a file is that is no picture for materials, by the bytes from `at`.
+struct unread_kind
+{
+    size_t at;
+    std::string_view mark;
+    const char* what;
+};
+constexpr unread_kind unread_kinds[] = {
+    { 0, "GIF8"sv, "GIF pictures are not read" },
+    { 8, "WEBP"sv, "WebP pictures are not read" },
+    { 0, "8BPS"sv, "Photoshop files are not read" },
+    { 0, "DDS "sv, "DDS textures are not read" },
+    { 1, "KTX "sv, "KTX textures are not read" },
+    { 4, "ftyp"sv, "HEIF and AVIF pictures are not read" },
+    { 4, "jP  "sv, "JPEG 2000 pictures are not read" },
+    { 0, "#?"sv, "a Radiance picture holds light: it serves as surroundings" },
+    { 0, "\x76\x2F\x31\x01"sv, "an OpenEXR picture holds light: it serves as surroundings" },
+};
+
+bool has_mark(std::span<const uint8_t> bytes, size_t at, std::string_view mark)
+{
+    return bytes.size() >= at + mark.size() && std::memcmp(bytes.data() + at, mark.data(), mark.size()) == 0;
+}
+
+bool looks_like_targa(std::span<const uint8_t> bytes)
+{
+    if (bytes.size() < 18 || bytes[1] > 1) { return false; }
+    const int kind = bytes[2] & ~8, bits = bytes[16];
+    return kind >= 1 && kind <= 3 && (bits == 8 || bits == 15 || bits == 16 || bits == 24 || bits == 32);
+}
+
+/// A file that the library refuses for the reason in `why`.
+bool read_other_form(std::span<const uint8_t> bytes, picture8& out, std::string& why)
+{
+    std::string reason;
+    picture_reader read = read_other_targa;
+    bool is_known = looks_like_targa(bytes);
+    for (const other_format& f : other_formats)
+    {
+        if (!has_mark(bytes, 0, f.mark)) { continue; }
+        read = f.read;
+        is_known = true;
+    }
+    if (is_known && read(bytes, out, reason))
+    {
+        why = reason;
+        return true;
+    }
+    out = {};
+    if (!reason.empty()) { why = reason; }
+    if (!is_known) { why = "it is no picture of a kind that is read: PNG, JPEG, TIFF, BMP or TARGA"; }
+    for (const unread_kind& kind : unread_kinds)
+    {
+        if (has_mark(bytes, kind.at, kind.mark)) { why = kind.what; }
+    }
+    return false;
+}
+
 } // namespace
+
+bool make_picture(
+    picture8& out, uint64_t width, uint64_t height, uint32_t channels, uint64_t file_bytes, std::string& why)
+{
+    const bool is_sound = width > 0 && height > 0 && width <= largest_side && height <= largest_side;
+    const uint64_t bytes = is_sound ? width * height * channels : 0;
+    if (!is_sound || bytes > largest_picture || (bytes > free_picture && bytes / densest_coding > file_bytes))
+    {
+        why = fmt::format("{} x {} pixels are too many for a file of {} bytes", width, height, file_bytes);
+        return false;
+    }
+    out = { uint32_t(width), uint32_t(height), channels, std::vector<uint8_t>(size_t(bytes)) };
+    return true;
+}
+
+void heal_alpha(picture8& p)
+{
+    if (p.channels != 4) { return; }
+    for (size_t i = 3; i < p.rows.size(); i += 4)
+    {
+        if (p.rows[i]) { return; }
+    }
+    for (size_t i = 3; i < p.rows.size(); i += 4) { p.rows[i] = 255; }
+}
+
+std::string cut_picture(const char* format, uint64_t row, uint64_t height)
+{
+    return fmt::format("the {} file ends in its row {} of {}; the rest is black", format, row + 1, height);
+}
 
 bool read_picture_file(const std::string& path, picture8& out, std::string& why)
 {
@@ -159,7 +262,7 @@ bool read_picture_bytes(std::span<const uint8_t> bytes, picture8& out, std::stri
     zr_status status;
     bitmap* decoded = zr_decode_picture(bytes.data(), bytes.size(), &status);
     why = status.text;
-    if (!decoded) { return false; }
+    if (!decoded) { return read_other_form(bytes, out, why); }
     out.width = uint32_t(decoded->width);
     out.height = uint32_t(decoded->height);
     out.channels = uint32_t(decoded->bytes_per_pixel);

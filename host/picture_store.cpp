@@ -262,36 +262,33 @@ bitmap* load_picture(const std::filesystem::path& file, std::vector<std::string>
     const std::string name = absolute_name(file);
     const std::u16string path = utf16_of(name);
     if (bitmap* known = zr_find_bitmap(path.c_str())) { return known; }
-    std::string why;
+    std::error_code error;
+    if (!std::filesystem::exists(file, error))
+    {
+        note_unread(notes, file.string(), "it is not there");
+        return nullptr;
+    }
     if (library_reads(file) && path.size() <= format_path_limit && is_utf8(name))
     {
-        std::error_code error;
-        if (!std::filesystem::exists(file, error)) { why = "it is not there"; }
-        else
+        const zr_status before = *zr_last_error();
+        bitmap* read = read_by_library(path);
+        const zr_status& after = *zr_last_error();
+        if (read)
         {
-            const zr_status before = *zr_last_error();
-            bitmap* read = read_by_library(path);
-            const zr_status& after = *zr_last_error();
-            if (read)
-            {
-                if (std::memcmp(&before, &after, sizeof after) != 0) { note_damaged(notes, file.string(), after.text); }
-                return read;
-            }
-            why = "it cannot be read" + library_error();
+            if (std::memcmp(&before, &after, sizeof after) != 0) { note_damaged(notes, file.string(), after.text); }
+            return read;
         }
     }
-    else
+    picture8 p;
+    std::string why;
+    if (read_picture_file(name, p, why))
     {
-        picture8 p;
-        if (read_picture_file(name, p, why))
+        if (bitmap* added = add_picture(name, p))
         {
-            if (bitmap* added = add_picture(name, p))
-            {
-                note_damaged(notes, file.string(), why);
-                return added;
-            }
-            why = "its path is longer than 511 characters, or memory is short";
+            note_damaged(notes, file.string(), why);
+            return added;
         }
+        why = "its path is longer than 511 characters, or memory is short";
     }
     note_unread(notes, file.string(), why);
     return nullptr;

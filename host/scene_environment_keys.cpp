@@ -56,7 +56,8 @@ const key_row<scene_background> background_rows[] = {
 };
 
 const key_row<scene_hdr> hdr_rows[] = {
-    { "file", &scene_hdr::file, 1, 4096, nullptr, 0, "a picture of light, .hdr, beside the scene file" },
+    { "file", &scene_hdr::file, 1, 4096, nullptr, 0, 
+        "a picture of light, .hdr or .exr, or a .png of 16 bits with white as 1, beside the scene file" },
     { "projection", &scene_hdr::projection, 0, 0, hdr_projection_names, 0,
         "latitude and longitude, or an angular map; the middle is north (+y); `latlong`" },
     { "rotation_deg", &scene_hdr::rotation_deg, -36000, 36000, nullptr, 0,

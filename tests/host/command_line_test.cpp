@@ -377,7 +377,12 @@ TEST_F(CommandLine, StopsOnSignalsAndKeepsWhatItHas)
 TEST_F(CommandLine, RendersAndDescribesAModelAlone)
 {
     folder.write("caf\xE9.obj", std::string("mtllib none.mtl\nusemtl bl\xE9\n") + room_obj);
+    const running gone = start({ "--version" });
+    finish(gone);
+    const std::string leftover = ".a.png." + std::to_string(gone.id) + "-1.part"; // of a writer that was killed
+    folder.write(leftover, "x");
     ASSERT_EQ(run({ "render", "caf\xE9.obj", "-o", "a.png", "--size", "60x40", "--view", "front" }), 0) << errors();
+    EXPECT_FALSE(std::filesystem::exists(folder.path / leftover));
     for (const char* part : { "camera: front view", "light: ", "ground: ", "none.mtl" })
     {
         EXPECT_NE(errors().find(part), std::string::npos) << errors();
