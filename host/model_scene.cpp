@@ -15,7 +15,7 @@ namespace
 // Half left of the default camera and high enough for short shadows.
 constexpr double sun_azimuth_deg = 215, sun_altitude_deg = 40;
 constexpr char ground_name[] = "ground";
-constexpr double ground_grey = 0.62; // as displayed; a third of the light
+constexpr double ground_grey = 0.5; // as displayed; dull concrete, so that dark models are not lost before it
 
 } // namespace
 
