@@ -485,7 +485,7 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
     if (!s.models.empty() && s.lights.empty() && !s.sun.is_on && !surrounded && !materials.any_glows)
     {
         throw failure(exit_bad_scene,
-            fmt::format("{}: the scene has models and nothing that shines; it needs a [[light]], a [sun] or a "
+            fmt::format("{}: there is no light source in the scene; it needs a [[light]], a [sun] or a "
                         "material with luminosity",
                 s.file.string()));
     }

@@ -10,10 +10,10 @@ namespace
 {
 
 constexpr double radians = 3.14159265358979323846 / 180;
-constexpr double fit_fov_deg = 40;    // little perspective and no distortion
-constexpr double film_mm = 36;        // width of the film that lens_mm is about
-constexpr double margin = 1.06;       // of the picture's size to the models'
-constexpr double eye_height = 1.6;    // metres, in panoramas
+constexpr double fit_fov_deg = 40; // little perspective and no distortion
+constexpr double film_mm = 36;     // width of the film that lens_mm is about
+constexpr double margin = 1.06;    // of the picture's size to the models'
+constexpr double eye_height = 1.6; // metres, in panoramas
 constexpr int last_flat_projection = 3;
 
 /// From the models towards the camera: degrees from north by east, and above the horizon.
@@ -31,7 +31,8 @@ double dot(const vec3& a, const vec3& b)
 
 vec3 along(const vec3& from, const vec3& direction, double distance)
 {
-    return { from[0] + distance * direction[0], from[1] + distance * direction[1], from[2] + distance * direction[2] };
+    return { from[0] + distance * direction[0], from[1] + distance * direction[1],
+        from[2] + distance * direction[2] };
 }
 
 /// The camera's axes for a side: to the right, up and back in the picture.
@@ -82,7 +83,10 @@ void fit_camera(scene_camera& c, const bounding_box& bounds, double aspect)
     for (int corner = 0; corner < 8; ++corner)
     {
         vec3 at;
-        for (size_t i = 0; i < 3; ++i) { at[i] = middle[i] + (corner >> i & 1 ? half[i] : -half[i]) - target[i]; }
+        for (size_t i = 0; i < 3; ++i)
+        {
+            at[i] = middle[i] + (corner >> i & 1 ? half[i] : -half[i]) - target[i];
+        }
         const double x = std::fabs(dot(at, a.right)), y = std::fabs(dot(at, a.up)), z = dot(at, a.back);
         distance = std::max({ distance, z + margin * x / tan_x, z + margin * y / tan_y });
         width = std::max({ width, 2 * margin * x, 2 * margin * y * aspect });

@@ -14,14 +14,16 @@ light_picture read_exr(const std::filesystem::path& file, const light_maker& mak
 {
     Imf::RgbaInputFile in(file.c_str(), 1);
     const Imath::Box2i window = in.dataWindow();
-    const int64_t width = int64_t(window.max.x) - window.min.x + 1, height = int64_t(window.max.y) - window.min.y + 1;
+    const int64_t width = int64_t(window.max.x) - window.min.x + 1,
+                  height = int64_t(window.max.y) - window.min.y + 1;
     light_picture light = make(width, height);
     std::vector<Imf::Rgba> pixels(static_cast<size_t>(width));
     std::vector<float> rgb(3 * pixels.size());
     for (int y = 0; y < light->height; ++y)
     {
         const int line = window.min.y + y;
-        // The frame is addressed by the file's own coordinates; a stride of 0 keeps every row in the same place.
+        // The frame is addressed by the file's own coordinates; a stride of 0 keeps every row in the same
+        // place.
         in.setFrameBuffer(pixels.data() - window.min.x, 1, 0);
         in.readPixels(line);
         for (size_t x = 0; x < pixels.size(); ++x)

@@ -150,9 +150,15 @@ std::optional<std::string> buffer_bytes(gltf_file& f, int64_t index, uint64_t st
         if (index != 0 || start > f.binary_size || size > f.binary_size - start) { return {}; }
         return read_bytes(f.path, f.binary_start + start, size);
     }
-    if (!uri.starts_with("data:")) { return read_bytes(f.path.parent_path() / percent_decoded(uri), start, size); }
+    if (!uri.starts_with("data:"))
+    {
+        return read_bytes(f.path.parent_path() / percent_decoded(uri), start, size);
+    }
     std::string& whole = f.embedded[index];
-    if (whole.empty()) { whole = from_base64(std::string_view(uri).substr(std::min(uri.find(',') + 1, uri.size()))); }
+    if (whole.empty())
+    {
+        whole = from_base64(std::string_view(uri).substr(std::min(uri.find(',') + 1, uri.size())));
+    }
     if (start > whole.size() || size > whole.size() - start) { return {}; }
     return whole.substr(start, size);
 }
@@ -167,7 +173,8 @@ std::optional<std::vector<uint32_t>> read_indices(gltf_file& f, const json& acce
     const bool is_plain = size && view.is_object() && member(accessor, "sparse").is_null() &&
                           member(view, "extensions").is_null();
     const int64_t limit = int64_t(1) << 40;
-    if (!is_plain || count < 0 || count > limit || start < 0 || start > limit || view_start < 0 || view_start > limit)
+    if (!is_plain || count < 0 || count > limit || start < 0 || start > limit || view_start < 0 ||
+        view_start > limit)
     {
         return {};
     }
@@ -232,8 +239,8 @@ void check_primitive(gltf_file& f, const std::string& mesh, const json& primitiv
 {
     const triangle_counts n = count_triangles(f, primitive);
     if (n.broken == 0) { return; }
-    found.fault = fmt::format(
-        "mesh \"{}\": {} of its {} triangles have an index out of range", mesh, n.broken, n.all);
+    found.fault =
+        fmt::format("mesh \"{}\": {} of its {} triangles have an index out of range", mesh, n.broken, n.all);
 }
 
 } // namespace

@@ -148,7 +148,8 @@ json describe(const std::filesystem::path& file, const model& m)
     out["notes"] = m.notes;
     if (m.dropped_polygons)
     {
-        out["notes"].push_back(fmt::format("{} points, lines or polygons without area left out", m.dropped_polygons));
+        out["notes"].push_back(
+            fmt::format("{} points, lines or polygons without area left out", m.dropped_polygons));
     }
     std::map<uint32_t, bool> is_used;
     for (const model_mesh& mesh : m.meshes) { is_used[mesh.material] = true; }
@@ -179,7 +180,8 @@ std::string text_of(const json& d)
     const auto number = [](const json& v) { return fmt::format("{:.4g}", v.get<double>()); };
     std::string out = value_text(d["file"]) + "\n";
     out += fmt::format("  size       {} x {} x {} metres, from [{}, {}, {}] to [{}, {}, {}]\n",
-        number(high[0].get<double>() - low[0].get<double>()), number(high[1].get<double>() - low[1].get<double>()),
+        number(high[0].get<double>() - low[0].get<double>()),
+        number(high[1].get<double>() - low[1].get<double>()),
         number(high[2].get<double>() - low[2].get<double>()), number(low[0]), number(low[1]), number(low[2]),
         number(high[0]), number(high[1]), number(high[2]));
     out += fmt::format(
@@ -203,8 +205,9 @@ std::string text_of(const json& d)
     }
     for (const json& p : d["pictures"])
     {
-        const std::string size =
-            p["read"].get<bool>() ? fmt::format("{} x {}", p["size"][0].dump(), p["size"][1].dump()) : "left out";
+        const std::string size = p["read"].get<bool>()
+                                     ? fmt::format("{} x {}", p["size"][0].dump(), p["size"][1].dump())
+                                     : "left out";
         out += fmt::format("  picture    {}: {}", value_text(p["name"]), size);
         if (p.contains("file")) { out += fmt::format(", {}", value_text(p["file"])); }
         if (p.contains("note")) { out += fmt::format(": {}", value_text(p["note"])); }
@@ -222,7 +225,8 @@ int info(const info_options& o)
     request.metres_per_unit = o.unit.empty() ? 0 : metres_per_unit(o.unit).value_or(0);
     if (!o.unit.empty() && request.metres_per_unit == 0)
     {
-        throw failure(exit_usage, fmt::format("--unit: \"{}\" is not m, cm, mm, km, in, ft, yd or metres per unit", o.unit));
+        throw failure(exit_usage,
+            fmt::format("--unit: \"{}\" is not m, cm, mm, km, in, ft, yd or metres per unit", o.unit));
     }
     request.up = o.up.empty() ? 0 : o.up[0];
     progress_line progress(false);
@@ -238,8 +242,10 @@ std::function<int()> setup_info(CLI::App& command)
 {
     auto options = std::make_shared<info_options>();
     command.add_option("MODEL", options->file, "The model file")->required();
-    command.add_option("--unit", options->unit, "m, cm, mm, km, in, ft, yd or metres per unit, in place of the file's");
-    command.add_option("--up", options->up, "x, y or z, in place of the file's")->check(CLI::IsMember({ "x", "y", "z" }));
+    command.add_option(
+        "--unit", options->unit, "m, cm, mm, km, in, ft, yd or metres per unit, in place of the file's");
+    command.add_option("--up", options->up, "x, y or z, in place of the file's")
+        ->check(CLI::IsMember({ "x", "y", "z" }));
     command.add_flag("--json", options->as_json, "Print JSON");
     return [options] { return info(*options); };
 }

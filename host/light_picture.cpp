@@ -48,7 +48,8 @@ light_picture make_light(const std::filesystem::path& file, int64_t width, int64
     const int64_t pixels = is_sound ? width * height : 0;
     if (!is_sound || pixels > pixel_limit || (pixels > free_pixels && pixels / densest_pixels > bytes))
     {
-        damaged(file, fmt::format("{} x {} pixels are too many for a file of {} bytes", width, height, bytes));
+        damaged(
+            file, fmt::format("{} x {} pixels are too many for a file of {} bytes", width, height, bytes));
     }
     light_picture light(zr_new_image_buffer(int32_t(width), int32_t(height), PIXEL_RADIANCE));
     if (!light) { throw failure(exit_render_failed, file.string() + ": out of memory"); }

@@ -21,7 +21,8 @@ using light_picture = std::unique_ptr<image_buffer, light_deleter>;
 /// Whether the file is Radiance or OpenEXR, by its first bytes.
 bool holds_light(const std::filesystem::path& file);
 
-/// Reads such a file, or a PNG. `warning` says what a damaged one lacks. Throws `failure`: missing (3) or damaged (2).
+/// Reads such a file, or a PNG. `warning` says what a damaged one lacks. Throws `failure`: missing (3) or
+/// damaged (2).
 light_picture read_light(const std::filesystem::path& file, std::string& warning);
 
 /// Makes an empty picture, or throws `failure` for a size that is too large.

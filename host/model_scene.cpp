@@ -49,8 +49,8 @@ std::string camera_line(const scene_camera& c)
         const auto number = [step](double v) { return std::round(v / step) * step + 0.0; };
         return fmt::format("[{:.4g}, {:.4g}, {:.4g}]", number(p[0]), number(p[1]), number(p[2]));
     };
-    return fmt::format("camera: {} view from {} to {}; --view takes another side", view_names[c.view], place(eye),
-        place(target));
+    return fmt::format("camera: {} view from {} to {}; --view takes another side", view_names[c.view],
+        place(eye), place(target));
 }
 
 std::string light_line(const scene& s)

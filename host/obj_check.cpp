@@ -97,7 +97,8 @@ bool read_number(const std::string& word, float& out)
     return true;
 }
 
-/// Takes an option's words off `text`; -s and -o go into `t`. A word that is no number begins the picture's name.
+/// Takes an option's words off `text`; -s and -o go into `t`. A word that is no number begins the picture's
+/// name.
 void take_option(const map_option& option, std::string& text, model_texture& t)
 {
     for (int i = 0; i < option.words && !text.empty(); ++i)
@@ -152,12 +153,21 @@ void read_material_file(const std::filesystem::path& file, obj_findings& out)
 void read_library(const std::filesystem::path& folder, const std::string& text, obj_findings& out)
 {
     std::error_code error;
-    if (std::filesystem::is_regular_file(folder / text, error)) { return read_material_file(folder / text, out); }
+    if (std::filesystem::is_regular_file(folder / text, error))
+    {
+        return read_material_file(folder / text, out);
+    }
     for (std::string rest = text; !rest.empty();)
     {
         const std::string name = take_word(rest);
-        if (std::filesystem::is_regular_file(folder / name, error)) { read_material_file(folder / name, out); }
-        else { out.notes.push_back(fmt::format("the material file \"{}\" is not there", utf8_of_bytes(name))); }
+        if (std::filesystem::is_regular_file(folder / name, error))
+        {
+            read_material_file(folder / name, out);
+        }
+        else
+        {
+            out.notes.push_back(fmt::format("the material file \"{}\" is not there", utf8_of_bytes(name)));
+        }
     }
 }
 
@@ -173,17 +183,24 @@ obj_findings check_obj(const std::filesystem::path& file)
     {
         // Nearly all lines are points and faces.
         if (line.empty() || line[0] == 'v' || line[0] == 'f' || line[0] == '#') { continue; }
-        if (follows(line, "s", rest)) { out.smooths = out.smooths || !(rest.empty() || rest[0] == '0' || rest == "off"); }
+        if (follows(line, "s", rest))
+        {
+            out.smooths = out.smooths || !(rest.empty() || rest[0] == '0' || rest == "off");
+        }
         else if (follows(line, "mtllib", rest) && !rest.empty() && libraries.insert(rest).second)
         {
             read_library(file.parent_path(), rest, out);
         }
-        else if (follows(line, "usemtl", rest) && used.size() < name_limit) { used.insert(utf8_of_bytes(rest)); }
+        else if (follows(line, "usemtl", rest) && used.size() < name_limit)
+        {
+            used.insert(utf8_of_bytes(rest));
+        }
     }
     for (const std::string& name : used)
     {
         if (name.empty() || out.textures.count(name)) { continue; }
-        out.notes.push_back(fmt::format("there is no material \"{}\" in its material files; it is grey", name));
+        out.notes.push_back(
+            fmt::format("there is no material \"{}\" in its material files; it is grey", name));
     }
     return out;
 }

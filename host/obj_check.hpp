@@ -1,5 +1,6 @@
 /// @file
-/// What assimp passes over in OBJ files: smoothing, the placement of pictures, and materials that are not there.
+/// What assimp passes over in OBJ files: smoothing, the placement of pictures, and materials that are not
+/// there.
 #pragma once
 
 #include "host/model.hpp"

@@ -1,6 +1,6 @@
 /// @file
-/// Forms of picture files that the library does not read: BMP with run lengths and channel masks, TARGA with colour
-/// maps and deep grey, CMYK JPEG, and TIFF of every coding that libtiff knows.
+/// Forms of picture files that the library does not read: BMP with run lengths and channel masks, TARGA with
+/// colour maps and deep grey, CMYK JPEG, and TIFF of every coding that libtiff knows.
 #pragma once
 
 #include "host/picture_reader.hpp"
@@ -16,7 +16,8 @@ bool read_other_targa(std::span<const uint8_t> bytes, picture8& out, std::string
 bool read_cmyk_jpeg(std::span<const uint8_t> bytes, picture8& out, std::string& why);
 bool read_any_tiff(std::span<const uint8_t> bytes, picture8& out, std::string& why);
 
-/// Makes the rows of a picture, black; false, with the reason, for a size that a file of `file_bytes` cannot hold.
+/// Makes the rows of a picture, black; false, with the reason, for a size that a file of `file_bytes` cannot
+/// hold.
 bool make_picture(
     picture8& out, uint64_t width, uint64_t height, uint32_t channels, uint64_t file_bytes, std::string& why);
 

@@ -87,7 +87,8 @@ struct index_writer
     }
 };
 
-/// Runs of 8 or 4 bits: a count and its colours; a count of 0 ends a row or the picture, jumps, or begins plain ones.
+/// Runs of 8 or 4 bits: a count and its colours; a count of 0 ends a row or the picture, jumps, or begins
+/// plain ones.
 bool decode_runs(picture_bytes in, uint32_t bits, index_writer& out)
 {
     const bool is_half = bits == 4;
@@ -97,7 +98,10 @@ bool decode_runs(picture_bytes in, uint32_t bits, index_writer& out)
         if (!in.ok) { return false; }
         if (count > 0)
         {
-            for (uint32_t i = 0; i < count; ++i) { out.put(!is_half ? value : i & 1 ? value & 15 : value >> 4); }
+            for (uint32_t i = 0; i < count; ++i)
+            {
+                out.put(!is_half ? value : i & 1 ? value & 15 : value >> 4);
+            }
             continue;
         }
         switch (value)
@@ -151,7 +155,10 @@ uint8_t channel_of(uint32_t pixel, uint32_t mask)
 bool read_masked(std::span<const uint8_t> bytes, const bmp_header& h, picture8& out, std::string& why)
 {
     const uint32_t channels = h.masks[3] ? 4 : 3, pixel_bytes = h.bits / 8;
-    if (!make_picture(out, uint64_t(h.width), uint64_t(h.height), channels, bytes.size(), why)) { return false; }
+    if (!make_picture(out, uint64_t(h.width), uint64_t(h.height), channels, bytes.size(), why))
+    {
+        return false;
+    }
     picture_bytes in{ bytes };
     in.skip(h.pixels_at);
     for (uint32_t y = 0; y < out.height; ++y)
@@ -168,7 +175,10 @@ bool read_masked(std::span<const uint8_t> bytes, const bmp_header& h, picture8& 
             why = cut_picture("BMP", y, out.height);
             break;
         }
-        if (const uint32_t over = out.width * pixel_bytes % 4; over && y + 1 < out.height) { in.skip(4 - over); }
+        if (const uint32_t over = out.width * pixel_bytes % 4; over && y + 1 < out.height)
+        {
+            in.skip(4 - over);
+        }
     }
     heal_alpha(out);
     return true;
@@ -180,7 +190,8 @@ bool read_other_bmp(std::span<const uint8_t> bytes, picture8& out, std::string& 
 {
     bmp_header h;
     if (!read_header(bytes, h)) { return false; }
-    const bool is_runs = (h.compression == bmp_runs_8 && h.bits == 8) || (h.compression == bmp_runs_4 && h.bits == 4);
+    const bool is_runs =
+        (h.compression == bmp_runs_8 && h.bits == 8) || (h.compression == bmp_runs_4 && h.bits == 4);
     const bool is_masked = (h.compression == bmp_masks || h.compression == bmp_masks_alpha) &&
                            (h.bits == 16 || h.bits == 32) && (h.masks[0] | h.masks[1] | h.masks[2]);
     if (is_runs) { return read_runs(bytes, h, out, why); }

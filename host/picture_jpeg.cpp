@@ -1,6 +1,6 @@
 /// @file
-/// JPEG of four inks. Programs that write them by the custom of the most common one store them inverted, and say so by
-/// a marker of its own.
+/// JPEG of four inks. Programs that write them by the custom of the most common one store them inverted, and
+/// say so by a marker of its own.
 #include "host/other_pictures.hpp"
 
 #include <algorithm>
@@ -53,7 +53,10 @@ bool decode(jpeg_reading& r, std::span<const uint8_t> bytes, picture8& out, std:
     jpeg_mem_src(&r.decoder, bytes.data(), static_cast<unsigned long>(bytes.size()));
     jpeg_read_header(&r.decoder, TRUE);
     if (r.decoder.num_components != 4) { return false; }
-    if (!make_picture(out, r.decoder.image_width, r.decoder.image_height, 3, bytes.size(), why)) { return false; }
+    if (!make_picture(out, r.decoder.image_width, r.decoder.image_height, 3, bytes.size(), why))
+    {
+        return false;
+    }
     r.decoder.out_color_space = JCS_CMYK;
     jpeg_start_decompress(&r.decoder);
     r.row.resize(size_t(out.width) * 4);

@@ -49,7 +49,8 @@ texel read_map_entry(picture_bytes& in, uint32_t bits)
         return { five(10), five(5), five(0), 255 };
     }
     const uint32_t bgra = in.u(int(bits / 8));
-    return { uint8_t(bgra >> 16), uint8_t(bgra >> 8), uint8_t(bgra), bits == 32 ? uint8_t(bgra >> 24) : uint8_t(255) };
+    return { uint8_t(bgra >> 16), uint8_t(bgra >> 8), uint8_t(bgra),
+        bits == 32 ? uint8_t(bgra >> 24) : uint8_t(255) };
 }
 
 /// The pixels of a file one by one, out of runs where it has them.
@@ -77,7 +78,8 @@ struct targa_pixels
 };
 
 /// Fills the rows from the corner where the file begins; false where the file ends first.
-template <class Write> bool fill(picture8& out, const targa_header& h, targa_pixels& pixels, Write write, std::string& why)
+template <class Write>
+bool fill(picture8& out, const targa_header& h, targa_pixels& pixels, Write write, std::string& why)
 {
     const bool from_top = h.descriptor & 0x20, from_right = h.descriptor & 0x10;
     for (uint32_t y = 0; y < out.height; ++y)
@@ -105,7 +107,8 @@ bool read_mapped(picture_bytes in, const targa_header& h, uint64_t size, picture
     const bool has_alpha = h.map_bits == 32;
     if (!in.ok || !make_picture(out, h.width, h.height, has_alpha ? 4 : 3, size, why)) { return false; }
     targa_pixels pixels{ in, h.bits / 8, h.kind >= targa_runs };
-    fill(out, h, pixels,
+    fill(
+        out, h, pixels,
         [&](uint32_t index, uint8_t* to)
         {
             const texel color = index < map.size() ? map[index] : texel{ 0, 0, 0, 255 };
@@ -122,7 +125,8 @@ bool read_deep_grey(picture_bytes in, const targa_header& h, uint64_t size, pict
     const bool has_alpha = (h.descriptor & 0xF) == 8;
     if (!make_picture(out, h.width, h.height, has_alpha ? 4 : 1, size, why)) { return false; }
     targa_pixels pixels{ in, 2, h.kind >= targa_runs };
-    fill(out, h, pixels,
+    fill(
+        out, h, pixels,
         [&](uint32_t value, uint8_t* to)
         {
             if (!has_alpha)

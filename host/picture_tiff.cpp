@@ -36,7 +36,10 @@ tmsize_t on_read(thandle_t handle, void* out, tmsize_t count)
     return tmsize_t(taken);
 }
 
-tmsize_t on_write(thandle_t, void*, tmsize_t) { return 0; }
+tmsize_t on_write(thandle_t, void*, tmsize_t)
+{
+    return 0;
+}
 
 toff_t on_seek(thandle_t handle, toff_t to, int from)
 {
@@ -45,9 +48,15 @@ toff_t on_seek(thandle_t handle, toff_t to, int from)
     return m->at;
 }
 
-int on_close(thandle_t) { return 0; }
+int on_close(thandle_t)
+{
+    return 0;
+}
 
-toff_t on_size(thandle_t handle) { return static_cast<tiff_memory*>(handle)->bytes.size(); }
+toff_t on_size(thandle_t handle)
+{
+    return static_cast<tiff_memory*>(handle)->bytes.size();
+}
 
 int on_error(TIFF*, void* user, const char*, const char* format, va_list arguments)
 {
@@ -56,7 +65,10 @@ int on_error(TIFF*, void* user, const char*, const char* format, va_list argumen
     return 1;
 }
 
-int on_warning(TIFF*, void*, const char*, const char*, va_list) { return 1; }
+int on_warning(TIFF*, void*, const char*, const char*, va_list)
+{
+    return 1;
+}
 
 using open_tiff = std::unique_ptr<TIFF, void (*)(TIFF*)>;
 
@@ -93,8 +105,8 @@ enum class tiff_alpha
     multiplied ///< into the colours
 };
 
-/// What the file says about alpha. libtiff would multiply plain alpha into the colours and lose them where it is 0, so
-/// it is told that this has been done.
+/// What the file says about alpha. libtiff would multiply plain alpha into the colours and lose them where it
+/// is 0, so it is told that this has been done.
 tiff_alpha take_alpha(TIFF* t)
 {
     uint16_t count = 0;
@@ -145,7 +157,10 @@ bool read_any_tiff(std::span<const uint8_t> bytes, picture8& out, std::string& w
         return false;
     }
     const tiff_alpha alpha = take_alpha(t.get());
-    if (!make_picture(out, width, height, alpha == tiff_alpha::none ? 3 : 4, bytes.size(), why)) { return false; }
+    if (!make_picture(out, width, height, alpha == tiff_alpha::none ? 3 : 4, bytes.size(), why))
+    {
+        return false;
+    }
     std::vector<uint32_t> words(size_t(width) * height);
     const bool is_whole = TIFFReadRGBAImage(t.get(), width, height, words.data(), 0) != 0;
     if (!is_whole && std::all_of(words.begin(), words.end(), [](uint32_t w) { return w == 0; }))

@@ -11,7 +11,8 @@ namespace
 
 constexpr uint32_t no_character = 0xFFFFFFFF;
 
-/// The character at `at`, which moves past it; `no_character`, with `at` in place, where the bytes are not UTF-8.
+/// The character at `at`, which moves past it; `no_character`, with `at` in place, where the bytes are not
+/// UTF-8.
 uint32_t next_character(std::string_view bytes, size_t& at)
 {
     const auto byte = [&](size_t i) { return uint8_t(bytes[i]); };
@@ -77,7 +78,10 @@ std::u16string utf16_of(const std::string& bytes)
     {
         const uint32_t c = next_character(text, at);
         if (c < 0x10000) { out += char16_t(c); }
-        else { out += { char16_t(0xD800 + ((c - 0x10000) >> 10)), char16_t(0xDC00 + ((c - 0x10000) & 0x3FF)) }; }
+        else
+        {
+            out += { char16_t(0xD800 + ((c - 0x10000) >> 10)), char16_t(0xDC00 + ((c - 0x10000) & 0x3FF)) };
+        }
     }
     return out;
 }

@@ -1,5 +1,6 @@
 /// @file
-/// Texts and file names between UTF-8, which the host uses, UTF-16, which the library uses, and files in neither.
+/// Texts and file names between UTF-8, which the host uses, UTF-16, which the library uses, and files in
+/// neither.
 #pragma once
 
 #include <filesystem>

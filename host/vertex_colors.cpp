@@ -1,7 +1,7 @@
 /// @file
-/// Each face has a square field of texels, the more the fewer faces there are, since pictures are sampled without
-/// interpolation. Fields lie along a Z curve: faces that follow each other in the file mostly lie side by side, so
-/// the coarser levels of the picture mix neighbours.
+/// Each face has a square field of texels, the more the fewer faces there are, since pictures are sampled
+/// without interpolation. Fields lie along a Z curve: faces that follow each other in the file mostly lie
+/// side by side, so the coarser levels of the picture mix neighbours.
 #include "host/vertex_colors.hpp"
 
 #include <fmt/format.h>
@@ -64,7 +64,8 @@ float channel_at(const uint8_t* colors, uint32_t corners, size_t channel, float 
 /// Puts the colours of a face with 3 or 4 corners into its field, and gives the corners their coordinates.
 void add_face(field_picture& p, uint64_t number, const uint8_t* colors, uint32_t corners, float* uv)
 {
-    const uint32_t left = p.field * every_second_bit(number, 0), bottom = p.field * every_second_bit(number, 1);
+    const uint32_t left = p.field * every_second_bit(number, 0),
+                   bottom = p.field * every_second_bit(number, 1);
     const auto& places = corners == 4 ? corner_places : triangle_places;
     for (uint32_t k = 0; k < corners; ++k)
     {
@@ -90,7 +91,10 @@ void add_face(field_picture& p, uint64_t number, const uint8_t* colors, uint32_t
 /// Cuts polygons of more than four corners into the triangles of a fan; polygons are convex here.
 void cut_large_polygons(model_mesh& m)
 {
-    if (std::all_of(m.corner_count.begin(), m.corner_count.end(), [](uint32_t n) { return n <= 4; })) { return; }
+    if (std::all_of(m.corner_count.begin(), m.corner_count.end(), [](uint32_t n) { return n <= 4; }))
+    {
+        return;
+    }
     model_mesh out = m;
     out.corner_count.clear();
     out.corners.clear();
@@ -101,7 +105,10 @@ void cut_large_polygons(model_mesh& m)
     {
         out.corners.push_back(m.corners[corner]);
         out.colors.insert(out.colors.end(), &m.colors[3 * corner], &m.colors[3 * corner] + 3);
-        if (!m.uv[0].empty()) { out.uv[0].insert(out.uv[0].end(), &m.uv[0][2 * corner], &m.uv[0][2 * corner] + 2); }
+        if (!m.uv[0].empty())
+        {
+            out.uv[0].insert(out.uv[0].end(), &m.uv[0][2 * corner], &m.uv[0][2 * corner] + 2);
+        }
     };
     for (const uint32_t count : m.corner_count)
     {
@@ -134,7 +141,8 @@ void place_mesh(model_mesh& m, field_picture& p, uint64_t& face)
 
 bool has_pictures(const model_material& m)
 {
-    return std::any_of(m.textures.begin(), m.textures.end(), [](const model_texture& t) { return !t.file.empty(); });
+    return std::any_of(
+        m.textures.begin(), m.textures.end(), [](const model_texture& t) { return !t.file.empty(); });
 }
 
 /// The material with the picture on it. glTF multiplies vertex colours; elsewhere they are the colour.
@@ -161,10 +169,14 @@ void bake_vertex_colors(model& m)
             faces += mesh.corner_count.size();
             continue;
         }
-        m.notes.push_back(fmt::format("mesh \"{}\": its vertex colours are left out beside its pictures", mesh.name));
+        m.notes.push_back(
+            fmt::format("mesh \"{}\": its vertex colours are left out beside its pictures", mesh.name));
         mesh.colors = {};
     }
-    if (faces > face_limit) { m.notes.push_back("its vertex colours are left out: it has more than 16 million faces"); }
+    if (faces > face_limit)
+    {
+        m.notes.push_back("its vertex colours are left out: it has more than 16 million faces");
+    }
     if (faces == 0 || faces > face_limit) { return; }
     field_picture p(faces);
     std::map<uint32_t, uint32_t> copies;
@@ -173,7 +185,10 @@ void bake_vertex_colors(model& m)
     {
         if (mesh.colors.empty()) { continue; }
         const auto [copy, is_new] = copies.emplace(mesh.material, uint32_t(m.materials.size()));
-        if (is_new) { m.materials.push_back(colored(model_material(m.materials[mesh.material]), m.pictures.size())); }
+        if (is_new)
+        {
+            m.materials.push_back(colored(model_material(m.materials[mesh.material]), m.pictures.size()));
+        }
         mesh.material = copy->second;
         place_mesh(mesh, p, face);
     }

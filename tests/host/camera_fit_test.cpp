@@ -11,8 +11,14 @@ using namespace host;
 namespace
 {
 
-vec3 minus(const vec3& a, const vec3& b) { return { a[0] - b[0], a[1] - b[1], a[2] - b[2] }; }
-double dot(const vec3& a, const vec3& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+vec3 minus(const vec3& a, const vec3& b)
+{
+    return { a[0] - b[0], a[1] - b[1], a[2] - b[2] };
+}
+double dot(const vec3& a, const vec3& b)
+{
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
 vec3 cross(const vec3& a, const vec3& b)
 {
     return { a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0] };
@@ -26,16 +32,19 @@ vec3 unit(const vec3& a)
 /// How far the box reaches towards the picture's edges: 1 is at an edge.
 double reach(const scene_camera& c, const bounding_box& box, double aspect)
 {
-    const vec3 back = unit(minus(*c.eye, *c.target)), right = unit(cross(c.up, back)), up = cross(back, right);
+    const vec3 back = unit(minus(*c.eye, *c.target)), right = unit(cross(c.up, back)),
+               up = cross(back, right);
     const double tan_x = std::tan(*c.fov_deg / 2 * 3.14159265358979 / 180), tan_y = tan_x / aspect;
     double most = 0;
     for (int i = 0; i < 8; ++i)
     {
-        const vec3 corner{ i & 1 ? box.max.x : box.min.x, i & 2 ? box.max.y : box.min.y, i & 4 ? box.max.z : box.min.z };
+        const vec3 corner{ i & 1 ? box.max.x : box.min.x, i & 2 ? box.max.y : box.min.y,
+            i & 4 ? box.max.z : box.min.z };
         const vec3 at = minus(corner, *c.eye);
         const double depth = -dot(at, back);
         EXPECT_GT(depth, 0);
-        most = std::max({ most, std::fabs(dot(at, right)) / depth / tan_x, std::fabs(dot(at, up)) / depth / tan_y });
+        most = std::max(
+            { most, std::fabs(dot(at, right)) / depth / tan_x, std::fabs(dot(at, up)) / depth / tan_y });
     }
     return most;
 }

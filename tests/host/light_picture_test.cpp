@@ -46,7 +46,8 @@ TEST(LightPicture, ReadsOpenExrWithItsRange)
     const temporary_folder folder;
     const std::filesystem::path file = folder.path / "a.exr";
     const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
-    const Imf::Rgba pixels[6] = { { 5000, 0.25f, 0.001f }, { 1, 2, 3 }, { -4, 0, 8 }, { nan, 1, 1 }, { inf, 1, 1 }, { 0, 0, 0 } };
+    const Imf::Rgba pixels[6] = { { 5000, 0.25f, 0.001f }, { 1, 2, 3 }, { -4, 0, 8 }, { nan, 1, 1 },
+        { inf, 1, 1 }, { 0, 0, 0 } };
     {
         // A window that does not begin at 0: its top row is y = -1.
         const Imath::Box2i window({ -3, -1 }, { -1, 0 });

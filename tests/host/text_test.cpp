@@ -15,7 +15,8 @@ TEST(Text, ReadsUtf8AndElseLatin1)
         std::u16string units;
     } const cases[] = {
         { "plain", "wall", true, u"wall" },
-        { "two, three and four bytes", "\xC3\xA9\xE2\x82\xAC\xF0\x9D\x84\x9E", true, u"\u00E9\u20AC\U0001D11E" },
+        { "two, three and four bytes", "\xC3\xA9\xE2\x82\xAC\xF0\x9D\x84\x9E", true,
+            u"\u00E9\u20AC\U0001D11E" },
         { "Latin-1", "caf\xE9", false, u"caf\u00E9" },
         { "cut at the end", "a\xE2\x82", false, u"a\u00E2\u0082" },
         { "overlong", "\xC0\xAF", false, u"\u00C0\u00AF" },
