@@ -319,6 +319,8 @@ TEST_F(Import, RefusesDamagedFilesInOneLine)
         { "cut.ply", ply_head + "0 0 0\n1 0", "" },
         { "cut.gltf", gltf().substr(0, 200), "" },
         { "index.gltf", gltf("AAABAAkAAAACAAMA"), "mesh \"square\": 1 of its 2 triangles have an index out of range" },
+        { "first.gltf", gltf("CQABAAIAAAACAAMA"), "1 of its 2 triangles" },
+        { "second.gltf", gltf("AAAJAAIAAAACAAMA"), "1 of its 2 triangles" },
         { "count.gltf", gltf("AAABAAIAAAACAAMA", 60000), "" },
         { "packed.gltf", gltf("AAABAAIAAAACAAMA", 6, R"("extensionsRequired":["EXT_meshopt_compression"],)"),
             "needs EXT_meshopt_compression, which is not read" },
