@@ -294,6 +294,26 @@ TEST_F(CommandLine, SavesPlanesVariantsAndBitmaps)
     EXPECT_NE(folder.read("output.txt").find("distances "), std::string::npos);
 }
 
+TEST_F(CommandLine, SpansDistancesByTheObjectsOrByTheScene)
+{
+    // A sheet 6 m before the eye, over a ground that goes on to the horizon.
+    folder.write("sheet.obj", "v -1 0 0\nv 1 0 0\nv 1 0 2\nv -1 0 2\nf 1 2 3 4\n");
+    const std::string scene = "[camera]\neye = [0, -6, 1]\ntarget = [0, 0, 1]\n[render]\nsize = [96, 64]\n"
+                              "[ground]\nheight = 0\n[[light]]\nkind = \"point\"\nlumens = 1000\nposition = [0, -3, 3]\n"
+                              "[[model]]\nfile = \"sheet.obj\"\nup = \"z\"\n"
+                              "[output]\ndepth = \"d.png\"\n";
+    folder.write("near.toml", scene);
+    folder.write("given.toml", scene + "depth_near = 2\ndepth_far = 50\n");
+    folder.write("wrong.toml", scene + "depth_near = 5\ndepth_far = 5\n");
+    ASSERT_EQ(run({ "render", "near.toml" }), 0) << errors();
+    EXPECT_NE(folder.read("output.txt").find("distances 6 m (0) to 6.164 m"), std::string::npos)
+        << folder.read("output.txt");
+    ASSERT_EQ(run({ "render", "given.toml" }), 0) << errors();
+    EXPECT_NE(folder.read("output.txt").find("distances 2 m (0) to 50 m"), std::string::npos);
+    EXPECT_EQ(run({ "render", "wrong.toml" }), 2);
+    EXPECT_NE(errors().find("depth_near 5 must be below depth_far 5"), std::string::npos) << errors();
+}
+
 TEST_F(CommandLine, ExposesByProbesAsByTheFirstPass)
 {
     for (const std::string method : { "power", "histogram" })

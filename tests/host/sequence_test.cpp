@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -180,6 +181,14 @@ TEST(Sequence, GoesOnWhereItWasKilled)
     }
     EXPECT_NE(whole.read("d-0001.png"), whole.read("d-0004.png"));
 
+    // All frames are there, but of another contrast; then without the exposure that they have.
+    std::vector<std::string> changed = arguments;
+    changed.insert(changed.end(), { "--contrast", "0.7" });
+    EXPECT_EQ(run(broken, changed), int(host::exit_bad_scene));
+    EXPECT_NE(broken.read("out.txt").find("contrast"), std::string::npos) << broken.read("out.txt");
+    std::filesystem::remove(broken.path / "d-exposure.txt");
+    EXPECT_EQ(run(broken, arguments), int(host::exit_bad_scene));
+
     broken.write("d-exposure.txt", "zirconlite exposure 1\n");
     std::filesystem::remove(broken.path / "d-0003.png");
     EXPECT_EQ(run(broken, arguments), int(host::exit_bad_scene))
@@ -187,6 +196,28 @@ TEST(Sequence, GoesOnWhereItWasKilled)
     arguments.insert(arguments.end(), { "--exposure", "running" });
     ASSERT_EQ(run(broken, arguments), 0);
     EXPECT_NE(broken.read("d-0003.png"), whole.read("d-0003.png")) << "with its own exposure";
+}
+
+TEST(Sequence, IsExposedByItsFirstMiddleAndLastFrame)
+{
+    // From night to noon: by the night alone noon is white.
+    temporary_folder f;
+    f.write("ground.obj", ground_obj);
+    f.write("day.toml", day_toml);
+    const auto luminance_of = [&](const char* time)
+    {
+        std::filesystem::remove(f.path / "d-exposure.txt");
+        std::filesystem::remove(f.path / "d-0001.png");
+        std::filesystem::remove(f.path / "d-0002.png");
+        std::filesystem::remove(f.path / "d-0003.png");
+        EXPECT_EQ(run(f, { "day.toml", "-o", "d.png", "--date", "2026-12-21", "--time", time }), 0) << f.read("out.txt");
+        const std::string text = f.read("d-exposure.txt"), key = "measured_luminance ";
+        return std::stod(text.substr(text.find(key) + key.size()));
+    };
+    const double first = luminance_of("10:00..10:00/1h"), middle = luminance_of("11:00..11:00/1h"),
+                 last = luminance_of("12:00..12:00/1h");
+    EXPECT_NEAR(luminance_of("10:00..12:00/1h") / std::cbrt(first * middle * last), 1.0, 1e-6);
+    EXPECT_GT(last / first, 1.05);
 }
 
 TEST(Sequence, TakesPlaceDayAndPictureFromSettingsFiles)

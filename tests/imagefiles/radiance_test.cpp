@@ -52,10 +52,10 @@ struct reading
     owned_buffer buffer = new_picture(3, 2);
     zr_status why = {};
     bool done;
-    reading(const std::string& resolution, const std::string& pixels)
+    reading(const std::string& resolution, const std::string& pixels,
+        const std::string& text = "#?RADIANCE\nEXPOSURE=8\nFORMAT=32-bit_rle_rgbe\n")
     {
-        const std::string file =
-            "#?RADIANCE\nEXPOSURE=8\nFORMAT=32-bit_rle_rgbe\n\n" + resolution + "\n" + pixels;
+        const std::string file = text + "\n" + resolution + "\n" + pixels;
         uint64_t where = 0;
         const std::vector<uint8_t> exact(file.begin(), file.end());
         done = zr::decode_radiance(exact.data(), exact.size(), buffer.get(), &why, &where);
@@ -144,6 +144,18 @@ TEST(Radiance, ARefusedFileLeavesTheBuffer)
         EXPECT_FALSE(zr::ok(r.why));
         EXPECT_EQ(r.buffer->width, 3);
     }
+}
+
+TEST(Radiance, IsKnownByItsMarkOrItsFormat)
+{
+    struct
+    {
+        const char* text;
+        bool is_read;
+    } const cases[] = { { "#?RGBE\n", true }, { "FORMAT=32-bit_rle_rgbe\n", true },
+        { "pfilt -1\nFORMAT=32-bit_rle_rgbe\n", true }, { "pfilt -1\n", false }, { "", false },
+        { "\nFORMAT=32-bit_rle_rgbe\n", false } };
+    for (const auto& c : cases) { EXPECT_EQ(reading("-Y 1 +X 1", pixel(150), c.text).done, c.is_read) << c.text; }
 }
 
 TEST(Radiance, WritesItsBytesExactly)

@@ -1,3 +1,5 @@
+#include <string.h>
+
 #include "tests/support/decoded_picture.hpp"
 #include "tests/support/temporary_folder.hpp"
 
@@ -15,7 +17,9 @@ enum : uint16_t
     SAMPLES = 277,
     STRIP_ROWS = 278,
     PLANES = 284,
-    PALETTE = 320
+    PALETTE = 320,
+    EXTRA = 338,
+    FORMAT = 339
 };
 
 /// Values of an entry; longer lists follow the directory.
@@ -118,6 +122,16 @@ TEST(Tiff, ReadsEveryForm)
             tiff({ { HEIGHT, 3, { 1 } }, { SAMPLES, 3, { 4 } }, { BITS, 3, { 8, 8, 8, 8 } } },
                 { 1, 2, 3, 4, 5, 6, 7, 8 }, true),
             { 1, 2, 3, 4, 5, 6, 7, 8 } },
+        { "a fourth sample that is no alpha",
+            tiff({ { WIDTH, 3, { 1 } }, { HEIGHT, 3, { 1 } }, { SAMPLES, 3, { 4 } }, { BITS, 3, { 8, 8, 8, 8 } },
+                     { EXTRA, 3, { 0 } } },
+                { 1, 2, 3, 0 }),
+            { 1, 2, 3, 255 } },
+        { "alpha that the colours were multiplied with",
+            tiff({ { WIDTH, 3, { 1 } }, { HEIGHT, 3, { 1 } }, { SAMPLES, 3, { 4 } }, { BITS, 3, { 8, 8, 8, 8 } },
+                     { EXTRA, 3, { 1 } } },
+                { 64, 128, 0, 128 }),
+            { 128, 255, 0, 128 } },
         { "palette by its high byte",
             tiff({ { MODEL, 3, { 3 } }, { PALETTE, 3, palette(0xFF00, 0x1234) } }, { 1, 2, 1, 0 }),
             grey({ 255, 0, 255, 18 }) },
@@ -160,6 +174,31 @@ TEST(Tiff, RefusesOtherForms)
     }
     EXPECT_EQ(decode_file(zr::decode_tiff, tiff({ { SAMPLES, 3, { 3 } }, { PLANES, 3, { 2 } } }, bytes(64))),
         nullptr);
+    bytes big = tiff({}, bytes(64));
+    big[2] = 43;
+    const uint32_t to_start = uint32_t(0) - (8 + 2 + 12 * 5 + 4); // strips count from the pixels
+    struct
+    {
+        bytes file;
+        const char* says;
+    } const named[] = {
+        { big, "BigTIFF" },
+        { tiff({ { SAMPLES, 3, { 3 } }, { BITS, 3, { 8, 5, 8 } } }, bytes(64)), "different depths" },
+        { tiff({ { FORMAT, 3, { 2 } } }, bytes(64)), "signed" },
+        { tiff({ { STRIPS, 4, { to_start } } }, bytes(64)), "byte 0" },
+    };
+    for (const auto& n : named)
+    {
+        zr_status why;
+        EXPECT_EQ(decode_file(zr::decode_tiff, n.file, &why), nullptr);
+        EXPECT_NE(strstr(why.text, n.says), nullptr) << why.text;
+    }
+    for (const char* text : { "GIF89a, or so it says at its beginning", "short", "\x89PNG\r\n\x1A\n and more of it" })
+    {
+        zr_status why = {};
+        EXPECT_EQ(zr_decode_picture(reinterpret_cast<const uint8_t*>(text), strlen(text), &why), nullptr);
+        EXPECT_NE(strstr(why.text, "not a picture"), nullptr) << why.text;
+    }
 }
 
 TEST(Tiff, WhatIsDamagedInItsPixelsKeepsTheRowsBefore)

@@ -199,12 +199,16 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
         { "a tile behind", 2, BACKGROUND_TILE, 100, 10, 0, 2 },
         { "a mirrored tile behind", 2, BACKGROUND_TILE | BACKGROUND_MIRROR, 100, 10, 3, 2 },
         { "tiles have no rows", 2, BACKGROUND_TILE, 0, 50, -1, 0 },
+        { "tiles of no width, as a span of 0 has them", -2, BACKGROUND_TILE, 20, -10, -1, 0 },
+        { "and round a cylinder", -1, BACKGROUND_TILE, 20, -10, -1, 0 },
     };
     for (const auto& c : round)
     {
         SCOPED_TRACE(c.what);
-        s.env.image_projection = c.projection;
+        s.env.image_projection = std::abs(c.projection);
         s.env.image_flags = c.flags;
+        const float span = c.projection < 0 ? 0.0f : angles[3];
+        s.env.image_cylindrical_angles[3] = s.env.image_spherical_angles[3] = span;
         s.ready();
         const ray r = s.look(toward(c.azimuth, c.altitude));
         EXPECT_NEAR(r.background[0], c.x < 0 ? 0.0 : std::pow(c.x / 3.0, 2.2), 1e-4);
@@ -218,6 +222,7 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
         { "through glass", BACKGROUND_FIT, 1, 0, 60, 10, RAY_TRANSMITTED, 2, 0 },
         { "not in mirrors", BACKGROUND_FIT, 1, 0, 60, 10, RAY_REFLECTED, -1, 0 },
         { "a scale of 0", 0, 0, 0, 60, 10, RAY_PRIMARY, -1, 0 },
+        { "tiles of a scale of 0", BACKGROUND_TILE, 0, 0.37f, 61.3, 10, RAY_PRIMARY, -1, 0 },
     };
     s.env.image_projection = 0;
     for (const auto& c : planar)

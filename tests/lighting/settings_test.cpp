@@ -3,10 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <string.h>
+
 #include <clocale>
 #include <string>
 
 #include "tests/support/scene.hpp"
+#include "zirconlite/frame/error.h"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/lighting/environment_settings.h"
 #include "zirconlite/lighting/sun_sky.h"
@@ -160,6 +163,17 @@ TEST(SettingsFiles, LinesThatAreNotWholeLeaveTheirFields)
         EXPECT_EQ(s.doc->sun_sky->flags, c.flags);
         EXPECT_EQ(s.doc->sun_sky->north, c.north);
         EXPECT_EQ(std::u16string(s.doc->sun_sky->place), c.place);
+    }
+}
+
+TEST(SettingsFiles, APathThatIsTooLongIsRefused)
+{
+    for (const size_t length : { 259u, 260u, 305u })
+    {
+        test::scene s;
+        stream text(u"IMAGE FILENAME=" + std::u16string(length, u'x') + u"\n#END");
+        EXPECT_EQ(zr_read_environment_config_info(text.file, s.doc), length < 260 ? 1 : 0) << length;
+        if (length >= 260) { EXPECT_NE(strstr(zr_last_error()->text, "IMAGE FILENAME"), nullptr); }
     }
 }
 

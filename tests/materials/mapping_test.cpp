@@ -117,7 +117,10 @@ TEST(Mapping, AnglesTakeThePatternOfTheMaterialOut)
     zr_set_blend_kind(even, BLEND_KIND_CLEAR_FINISH);
     blended(even).children[0] = new_simple_material();
     blended(even).children[1] = dupe_material(painted);
-    struct { const material* m; double u, v; } const cases[] = { { tile, 3, 4 }, { rough, 6, 7 }, { painted, 4, 4 },
+    material* hosts_own = dupe_material(tile);
+    blended(hosts_own).blend = [](const complex_material*, ray*, const vector3*, child_context*) { return 0.5; };
+    blended(hosts_own).has_own_pattern = 0; // the field that hosts leave alone
+    struct { const material* m; double u, v; } const cases[] = { { tile, 3, 4 }, { hosts_own, 3, 4 }, { rough, 6, 7 }, { painted, 4, 4 },
         { even, 4, 4 }, { blended(even).children[0], 0, 0 }, { nullptr, 0, 0 } };
     for (const auto& c : cases)
     {
@@ -126,7 +129,7 @@ TEST(Mapping, AnglesTakeThePatternOfTheMaterialOut)
         EXPECT_EQ(found[0], c.u);
         EXPECT_EQ(found[1], c.v);
     }
-    for (material* m : { tile, rough, painted, even }) { free_material(m); }
+    for (material* m : { tile, hosts_own, rough, painted, even }) { free_material(m); }
 }
 
 TEST(Mapping, VertexCoordinatesPlaceScaleAndTurnAPicture)

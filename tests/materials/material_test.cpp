@@ -56,9 +56,10 @@ TEST(Material, WeightsAddUpToOne)
 
 TEST(Material, FakeMaterialsTakeDisplayColoursAndMatteOnesLinear)
 {
-    zr::job.simple_colors = 0; // before the first job surfaces take the simple mode's colours
     const float rgb[3] = { 1.0f, 0.5f, NAN };
+    zr::job.simple_colors = 1; // as before the first job; the surface that a material keeps is linear all the same
     material* fake = zr_build_fake_material_ex(rgb);
+    zr::job.simple_colors = 0;
     EXPECT_FLOAT_EQ(simple(fake).color[0], float(std::pow(0.99, 2.2)));
     EXPECT_FLOAT_EQ(simple(fake).transparent_color[1], float(std::pow(0.5, 2.2)));
     EXPECT_EQ(simple(fake).color[2], 0.0f);

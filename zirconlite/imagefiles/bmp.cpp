@@ -1,6 +1,7 @@
 /// @file
 /// BMP pictures: core headers (12 bytes) and info headers (40 bytes and more) with 1, 4, 8, 16, 24 and 32
-/// bits a pixel, uncompressed or with bit fields, bottom-up or top-down. Written are 24 bits with a 40-byte
+/// bits a pixel, uncompressed or with bit fields, bottom-up or top-down. Alpha is what a mask declares; a picture
+/// without any is opaque. Written are 24 bits with a 40-byte
 /// header.
 ///
 /// Refused is a file whose header is damaged or whose form is not read (run lengths, embedded JPEG or PNG).
@@ -63,12 +64,13 @@ struct depth_row
     int bits;
     zr::bitmap_pixels format;
     row_decoder decode;
+    bool (*serves)(const bmp_header& header); ///< of rows with these bits the first that does is taken
 };
 
 zr::status read_header(zr::byte_reader& in, bmp_header& header);
 zr::status read_fields(zr::byte_reader& in, bmp_header& header);
 void read_palette(zr::byte_reader& in, bmp_header& header, uint32_t stated_count);
-const depth_row* row_of_depth(int bits);
+const depth_row* row_of_header(const bmp_header& header);
 
 } // namespace
 
@@ -82,7 +84,7 @@ bitmap* decode_bmp(const uint8_t* bytes, size_t size, status* why, uint64_t* whe
     *why = read_header(in, header);
     *where = in.position();
     if (!ok(*why)) { return nullptr; }
-    const depth_row* depth = row_of_depth(header.bits);
+    const depth_row* depth = row_of_header(header);
 
     const uint64_t row_bytes = (uint64_t(header.width) * uint64_t(header.bits) + 31) / 32 * 4;
     in.seek(header.rows_at);
@@ -107,6 +109,7 @@ bitmap* decode_bmp(const uint8_t* bytes, size_t size, status* why, uint64_t* whe
         const int64_t place = header.top_row_first ? header.height - 1 - y : y;
         depth->decode(header, row, made->width, made->pixels + size_t(place) * out_bytes);
     }
+    if (depth->format == bitmap_rgba && is_wholly_clear(*made)) { set_opaque(*made); }
     return made;
 }
 
@@ -190,7 +193,7 @@ zr::status read_header(zr::byte_reader& in, bmp_header& header)
         return zr::fail(ZR_ERROR_FORMAT, "a picture of %lld x %lld pixels",
             static_cast<long long>(header.width), static_cast<long long>(header.height));
     }
-    if (!row_of_depth(header.bits))
+    if (!row_of_header(header))
     {
         return zr::fail(ZR_ERROR_FORMAT, "%d bits a pixel; 1, 4, 8, 16, 24 and 32 are read", header.bits);
     }
@@ -210,7 +213,7 @@ bit_field field_of(uint32_t mask)
     return f;
 }
 
-/// The channels of 16 and 32 bits: stated by masks, or 5-5-5 and B G R A.
+/// The channels of 16 and 32 bits: stated by masks, or 5-5-5 and B G R. A fourth byte is alpha where a mask says so.
 zr::status read_fields(zr::byte_reader& in, bmp_header& header)
 {
     const bool has_fields = header.bits == 16 || header.bits == 32;
@@ -222,13 +225,19 @@ zr::status read_fields(zr::byte_reader& in, bmp_header& header)
     }
     if (!has_fields) { return {}; }
 
-    uint32_t masks[4] = { 0x00FF0000, 0x0000FF00, 0x000000FF, 0xFF000000 };
-    if (header.bits == 16) { masks[0] = 0x7C00, masks[1] = 0x03E0, masks[2] = 0x001F, masks[3] = 0; }
+    uint32_t masks[4] = { 0x00FF0000, 0x0000FF00, 0x000000FF, 0 };
+    if (header.bits == 16) { masks[0] = 0x7C00, masks[1] = 0x03E0, masks[2] = 0x001F; }
+    const bool has_mask_fields = header.header_size >= header_with_alpha_mask;
+    if (!stated && has_mask_fields && header.bits == 32)
+    {
+        in.skip(12);
+        masks[3] = in.u32() & 0xFF000000;
+        if (masks[3] != 0xFF000000) { masks[3] = 0; }
+    }
     if (stated)
     {
         for (int i = 0; i < 3; ++i) { masks[i] = in.u32(); }
-        const bool has_alpha =
-            header.compression == bit_fields_with_alpha || header.header_size >= header_with_alpha_mask;
+        const bool has_alpha = header.compression == bit_fields_with_alpha || has_mask_fields;
         masks[3] = has_alpha ? in.u32() : 0;
         if (!in.ok()) { return zr::fail(ZR_ERROR_FORMAT, "the file ends within its channel masks"); }
     }
@@ -276,6 +285,14 @@ void put_entry(const rgb_entry& entry, uint8_t* out)
     out[2] = entry.b;
 }
 
+void decode_1_in_color(const bmp_header& header, const uint8_t* in, int32_t width, uint8_t* out)
+{
+    for (int32_t x = 0; x < width; ++x)
+    {
+        put_entry(header.palette[in[x / 8] >> (7 - x % 8) & 1], out + 3 * size_t(x));
+    }
+}
+
 void decode_4(const bmp_header& header, const uint8_t* in, int32_t width, uint8_t* out)
 {
     for (int32_t x = 0; x < width; ++x)
@@ -296,13 +313,13 @@ uint8_t channel(const bit_field& f, uint32_t pixel)
     return uint8_t((((pixel & f.mask) >> f.shift) * 255 + f.top / 2) / f.top);
 }
 
-void decode_16(const bmp_header& header, const uint8_t* in, int32_t width, uint8_t* out)
+template <int channels> void decode_16(const bmp_header& header, const uint8_t* in, int32_t width, uint8_t* out)
 {
     zr::byte_reader pixels(in, 2 * size_t(width));
     for (int32_t x = 0; x < width; ++x)
     {
         const uint32_t pixel = pixels.u16();
-        for (int i = 0; i < 3; ++i) { *out++ = channel(header.fields[i], pixel); }
+        for (int i = 0; i < channels; ++i) { *out++ = channel(header.fields[i], pixel); }
     }
 }
 
@@ -321,20 +338,30 @@ void decode_32(const bmp_header& header, const uint8_t* in, int32_t width, uint8
     }
 }
 
+bool always(const bmp_header&) { return true; }
+bool has_colored_palette(const bmp_header& header)
+{
+    const auto is_colored = [](const rgb_entry& e) { return e.r != e.g || e.g != e.b; };
+    return is_colored(header.palette[0]) || is_colored(header.palette[1]);
+}
+bool has_alpha(const bmp_header& header) { return header.fields[3].mask != 0; }
+
 constexpr depth_row depths[] = {
-    { 1, zr::bitmap_grey, decode_1 },
-    { 4, zr::bitmap_rgb, decode_4 },
-    { 8, zr::bitmap_rgb, decode_8 },
-    { 16, zr::bitmap_rgb, decode_16 },
-    { 24, zr::bitmap_rgb, decode_24 },
-    { 32, zr::bitmap_rgba, decode_32 },
+    { 1, zr::bitmap_rgb, decode_1_in_color, has_colored_palette },
+    { 1, zr::bitmap_grey, decode_1, always },
+    { 4, zr::bitmap_rgb, decode_4, always },
+    { 8, zr::bitmap_rgb, decode_8, always },
+    { 16, zr::bitmap_rgba, decode_16<4>, has_alpha },
+    { 16, zr::bitmap_rgb, decode_16<3>, always },
+    { 24, zr::bitmap_rgb, decode_24, always },
+    { 32, zr::bitmap_rgba, decode_32, always },
 };
 
-const depth_row* row_of_depth(int bits)
+const depth_row* row_of_header(const bmp_header& header)
 {
     for (const depth_row& row : depths)
     {
-        if (row.bits == bits) { return &row; }
+        if (row.bits == header.bits && row.serves(header)) { return &row; }
     }
     return nullptr;
 }

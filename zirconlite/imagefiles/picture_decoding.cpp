@@ -24,6 +24,8 @@ constexpr signature_row signatures[] = {
     { 2, "BM", zr::decode_bmp },
     { 4, "II\x2A\0", zr::decode_tiff },
     { 4, "MM\0\x2A", zr::decode_tiff },
+    { 4, "II\x2B\0", zr::decode_tiff },
+    { 4, "MM\0\x2B", zr::decode_tiff },
     { 3, "\xFF\xD8\xFF", zr::decode_jpeg },
     { 0, "", zr::decode_targa },
 };
@@ -39,9 +41,9 @@ bitmap* zr_decode_picture(const uint8_t* bytes, size_t size, zr_status* status)
         if (size < row.size || memcmp(bytes, row.bytes, row.size) != 0) { continue; }
         uint64_t where = 0;
         decoded = row.decode(bytes, size, &why, &where);
-        if (!decoded && row.size == 0)
+        if (!decoded && row.size == 0 && !zr::has_targa_kind(bytes, size))
         {
-            why = zr::fail(zr_error_code(why.code), "neither BMP, TIFF nor JPEG, and: %s", why.text);
+            why = zr::fail(ZR_ERROR_FORMAT, "not a picture: neither BMP, TIFF, JPEG nor TARGA");
         }
         why.byte = zr::ok(why) ? 0 : where;
         break;
@@ -104,6 +106,34 @@ status cut_in_row(int64_t row, int64_t height)
 {
     return fail(ZR_ERROR_READ, "the picture ends in its row %lld of %lld; what is missing is black",
         static_cast<long long>(row + 1), static_cast<long long>(height));
+}
+
+void set_opaque(bitmap& picture)
+{
+    for (size_t i = 0; i < size_t(picture.pixel_count); ++i) { picture.pixels[4 * i + 3] = 255; }
+}
+
+bool is_wholly_clear(const bitmap& picture)
+{
+    for (size_t i = 0; i < size_t(picture.pixel_count); ++i)
+    {
+        if (picture.pixels[4 * i + 3] != 0) { return false; }
+    }
+    return true;
+}
+
+void divide_by_alpha(bitmap& picture)
+{
+    for (size_t i = 0; i < size_t(picture.pixel_count); ++i)
+    {
+        uint8_t* p = picture.pixels + 4 * i;
+        const unsigned alpha = p[3];
+        for (int c = 0; c < 3 && alpha > 0; ++c)
+        {
+            const unsigned divided = (p[c] * 255u + alpha / 2) / alpha;
+            p[c] = uint8_t(divided < 255 ? divided : 255);
+        }
+    }
 }
 
 void swap_red_blue(const uint8_t* in, size_t count, int bytes_per_pixel, uint8_t* out)

@@ -29,6 +29,13 @@ bitmap* new_bitmap_of_file(
 /// The warning for a file that ends before its row `row` (0 the first one stored) is whole.
 status cut_in_row(int64_t row, int64_t height);
 
+/// Makes all pixels of an RGBA bitmap opaque.
+void set_opaque(bitmap& picture);
+/// Whether no pixel of an RGBA bitmap is seen: nobody stores such a picture, the writer left its alpha at 0.
+bool is_wholly_clear(const bitmap& picture);
+/// Divides colours by the alpha that they were multiplied with.
+void divide_by_alpha(bitmap& picture);
+
 /// Copies pixels of 3 or 4 bytes with the first and the third exchanged. `in` may be `out`.
 void swap_red_blue(const uint8_t* in, size_t count, int bytes_per_pixel, uint8_t* out);
 

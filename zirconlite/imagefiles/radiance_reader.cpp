@@ -36,6 +36,7 @@ struct resolution
     int32_t scanline_pixels() const { return order & zr::radiance_rows ? width : height; }
 };
 
+bool has_format_line(zr::byte_reader in);
 bool skip_text(zr::byte_reader& in);
 bool read_resolution(zr::byte_reader& in, resolution& r);
 bool set_buffer(const resolution& r, uint64_t file_bytes, image_buffer& buffer, zr::status* why);
@@ -72,9 +73,9 @@ bool decode_radiance(const uint8_t* bytes, size_t size, image_buffer* buffer, st
     resolution r;
     *why = {};
     *where = 0;
-    if (size < 2 || memcmp(bytes, "#?", 2) != 0)
+    if ((size < 2 || memcmp(bytes, "#?", 2) != 0) && !has_format_line(in))
     {
-        *why = fail(ZR_ERROR_FORMAT, "not a Radiance picture: it does not begin with #?");
+        *why = fail(ZR_ERROR_FORMAT, "not a Radiance picture: it does not begin with #? and has no FORMAT line");
         return false;
     }
     if (!skip_text(in) || !read_resolution(in, r))
@@ -122,6 +123,21 @@ const char* next_line(zr::byte_reader& in, size_t* length)
     *length = size_t(static_cast<const char*>(end) - start);
     in.skip(*length + 1);
     return start;
+}
+
+/// Whether the text at the head of the file names the format of its pixels.
+bool has_format_line(zr::byte_reader in)
+{
+    constexpr char format[] = "FORMAT=32-bit_rle_";
+    constexpr int most_lines = 64; // files that are anything else are not searched to their end
+    for (int i = 0; i < most_lines; ++i)
+    {
+        size_t length = 0;
+        const char* line = next_line(in, &length);
+        if (!line || length <= 1) { return false; }
+        if (length >= sizeof(format) - 1 && memcmp(line, format, sizeof(format) - 1) == 0) { return true; }
+    }
+    return false;
 }
 
 /// Moves behind the empty line. Nothing that the lines can say changes how the pixels are read.

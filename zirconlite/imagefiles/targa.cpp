@@ -4,6 +4,7 @@
 ///
 /// Refused are colour-mapped files and other depths. Pixels that the file lacks are black.
 #include <algorithm>
+#include <iterator>
 #include <string.h>
 
 #include "zirconlite/frame/bytes.hpp"
@@ -27,7 +28,7 @@ namespace
 //     17    1 descriptor
 constexpr size_t header_bytes = 18;
 constexpr uint8_t raw_true_color = 2;
-constexpr uint8_t right_to_left = 0x10, top_row_first = 0x20;
+constexpr uint8_t alpha_bits = 0x0F, right_to_left = 0x10, top_row_first = 0x20;
 
 using pixel_reader = void (*)(const uint8_t* in, size_t count, uint8_t* out);
 
@@ -98,6 +99,11 @@ bitmap* decode_targa(const uint8_t* bytes, size_t size, status* why, uint64_t* w
         *why = fail(ZR_ERROR_FORMAT, "the file ends within its header");
         return nullptr;
     }
+    if (!has_targa_kind(bytes, size))
+    {
+        *why = fail(ZR_ERROR_FORMAT, "not a TARGA picture");
+        return nullptr;
+    }
     const form_row* form = form_of(kind, depth);
     if (!form)
     {
@@ -132,7 +138,17 @@ bitmap* decode_targa(const uint8_t* bytes, size_t size, status* why, uint64_t* w
             break;
         }
     }
+    // Many writers leave the count of alpha bits at 0 and store alpha all the same, this one too.
+    const bool declares_alpha = descriptor & alpha_bits;
+    if (form->format == bitmap_rgba && !declares_alpha && is_wholly_clear(*made)) { set_opaque(*made); }
     return made;
+}
+
+bool has_targa_kind(const uint8_t* bytes, size_t size)
+{
+    // Kinds that the format knows, read or not; the byte before says whether there is a colour map.
+    static constexpr uint8_t kinds[] = { 1, 2, 3, 9, 10, 11, 32, 33 };
+    return size >= header_bytes && bytes[1] <= 1 && std::find(kinds, std::end(kinds), bytes[2]) != std::end(kinds);
 }
 
 int32_t write_targa(bitmap_format* record)

@@ -28,8 +28,12 @@ enum tag : uint16_t
     tag_samples = 277,
     tag_rows_per_strip = 278,
     tag_planes = 284,
-    tag_palette = 320
+    tag_palette = 320,
+    tag_extra_samples = 338,
+    tag_sample_format = 339
 };
+constexpr uint16_t big_tiff = 43;
+constexpr uint32_t mixed_bits = 0;
 enum : uint16_t
 {
     type_byte = 1,
@@ -45,6 +49,8 @@ enum : uint32_t
     photometric_unknown = UINT32_MAX
 };
 constexpr uint32_t uncompressed = 1, pack_bits = 32773;
+constexpr uint32_t unspecified = 0, alpha_multiplied = 1, alpha_unmultiplied = 2; // of ExtraSamples
+constexpr uint32_t whole_numbers = 1, unknown_numbers = 4;                        // of SampleFormat
 
 /// Values in the file's byte order.
 struct tiff_reader
@@ -75,6 +81,8 @@ struct tiff_picture
     uint32_t bits = 1, samples = 1, compression = uncompressed, planes = 1; // the format's defaults
     uint32_t photometric = photometric_unknown;
     uint32_t rows_per_strip = UINT32_MAX;
+    uint32_t extra_sample = alpha_unmultiplied; // files without the tag have alpha as their fourth sample
+    uint32_t sample_format = whole_numbers;
     value_list strips, palette_values;
     bool has_palette = false;
     uint8_t palette[256][3];
@@ -82,6 +90,7 @@ struct tiff_picture
 
 zr::status read_directory(tiff_reader& in, tiff_picture& picture);
 zr::status check_form(const tiff_picture& picture);
+zr::status check_strips(tiff_reader in, const tiff_picture& picture);
 bool read_palette(tiff_reader& in, tiff_picture& picture);
 bool read_packed_row(zr::byte_reader& in, uint8_t* row, size_t row_bytes);
 void store_row(const tiff_picture& picture, const uint8_t* row, uint8_t* out);
@@ -104,6 +113,7 @@ bitmap* decode_tiff(const uint8_t* bytes, size_t size, status* why, uint64_t* wh
     tiff_picture picture;
     *why = read_directory(in, picture);
     if (ok(*why)) { *why = check_form(picture); }
+    if (ok(*why)) { *why = check_strips(in, picture); }
     if (ok(*why) && picture.palette_values.count > 0 && !read_palette(in, picture))
     {
         *why = fail(ZR_ERROR_FORMAT, "the palette does not stand in the file");
@@ -132,7 +142,6 @@ bitmap* decode_tiff(const uint8_t* bytes, size_t size, status* why, uint64_t* wh
         {
             const uint32_t strip_at =
                 y / strip_rows < picture.strips.count ? table.value(picture.strips.type) : 0;
-            // No strip can begin in the head of the file: a value of 0 stands for one that is missing.
             in.bytes.seek(strip_at > 0 ? strip_at : UINT64_MAX);
         }
         const uint8_t* source = row.items;
@@ -146,6 +155,11 @@ bitmap* decode_tiff(const uint8_t* bytes, size_t size, status* why, uint64_t* wh
             break;
         }
         store_row(picture, source, made->pixels + (picture.height - 1 - y) * out_bytes);
+    }
+    if (picture.samples == 4)
+    {
+        if (picture.extra_sample == unspecified) { set_opaque(*made); }
+        else if (picture.extra_sample == alpha_multiplied) { divide_by_alpha(*made); }
     }
     return made;
 }
@@ -229,14 +243,14 @@ uint32_t common_bits(tiff_reader in, const value_list& list)
     const uint32_t bits = in.value(list.type);
     for (uint32_t i = 1; i < std::min(list.count, 4u); ++i)
     {
-        if (in.value(list.type) != bits) { return 0; }
+        if (in.value(list.type) != bits) { return mixed_bits; }
     }
     return bits;
 }
 
 zr::status read_directory(tiff_reader& in, tiff_picture& picture)
 {
-    in.u16();
+    if (in.u16() == big_tiff) { return zr::fail(ZR_ERROR_FORMAT, "BigTIFF, with offsets of 64 bits, is not read"); }
     in.bytes.seek(in.u32());
     const uint16_t entry_count = in.u16();
     for (int i = 0; i < entry_count; ++i)
@@ -275,6 +289,12 @@ zr::status read_directory(tiff_reader& in, tiff_picture& picture)
         case tag_planes:
             picture.planes = value;
             break;
+        case tag_extra_samples:
+            picture.extra_sample = value;
+            break;
+        case tag_sample_format:
+            picture.sample_format = value;
+            break;
         case tag_palette:
             picture.palette_values = values;
             break;
@@ -292,6 +312,15 @@ zr::status check_form(const tiff_picture& picture)
     if (picture.width == 0 || picture.height == 0 || picture.strips.count == 0)
     {
         return zr::fail(ZR_ERROR_FORMAT, "the file has no width, no height or no strips; tiles are not read");
+    }
+    if (picture.bits == mixed_bits)
+    {
+        return zr::fail(ZR_ERROR_FORMAT, "samples of different depths are not read");
+    }
+    if (picture.sample_format != whole_numbers && picture.sample_format != unknown_numbers)
+    {
+        return zr::fail(ZR_ERROR_FORMAT, "%s samples are not read; unsigned whole numbers are",
+            picture.sample_format == 2 ? "signed" : "floating-point or complex");
     }
     if (picture.bits != 8 || (samples != 1 && samples != 3 && samples != 4))
     {
@@ -314,6 +343,25 @@ zr::status check_form(const tiff_picture& picture)
         return zr::fail(ZR_ERROR_FORMAT, "samples in planes of their own are not read");
     }
     if (picture.rows_per_strip == 0) { return zr::fail(ZR_ERROR_FORMAT, "its strips have no rows"); }
+    return {};
+}
+
+/// No strip can begin at the head of the file.
+zr::status check_strips(tiff_reader in, const tiff_picture& picture)
+{
+    const uint64_t strips =
+        picture.strips.count == 1 ? 1 : (uint64_t(picture.height) + picture.rows_per_strip - 1) / picture.rows_per_strip;
+    in.bytes.seek(picture.strips.at);
+    for (uint64_t i = 0; i < std::min<uint64_t>(strips, picture.strips.count); ++i)
+    {
+        const uint32_t at = in.value(picture.strips.type);
+        if (!in.bytes.ok()) { break; }
+        if (at == 0)
+        {
+            return zr::fail(ZR_ERROR_FORMAT, "strip %llu is said to begin at byte 0, where the header is",
+                static_cast<unsigned long long>(i + 1));
+        }
+    }
     return {};
 }
 

@@ -36,7 +36,9 @@ bool find_library(const zr::library_kind& kind, const char16_t* name, char16_t (
     }
     path[0] = 0;
     zr_libfile_search_ex(name, extension, take_path, path, 1);
-    return path[0] != 0;
+    if (path[0] != 0 || !is_file_name) { return path[0] != 0; }
+    platform::find_entry entry; // a file of the working folder
+    return platform::copy_text(path, ZR_PATH_CAPACITY, name) && platform::read_attributes(path, &entry);
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/frame/module_state.hpp"
 #include "zirconlite/libraries/library_file.h"
+#include "zirconlite/libraries/library_kinds.hpp"
 #include "zirconlite/libraries/material_library.h"
 #include "zirconlite/libraries/material_records.hpp"
 #include "zirconlite/materials/blend.h"
@@ -27,12 +28,56 @@ constexpr double sand_scale = 2480.3149606;
 constexpr double up[3] = { 0.0, 0.0, 1.0 };
 constexpr double origin[3] = { 0.0, 0.0, 0.0 };
 constexpr size_t name_capacity = 256;
+constexpr const char16_t* library_extension = u".mlib";
 
 material* from_older(const older_material& from);
 material* from_side(const older_side& side);
 bool add_image(const older_side& side, double& transparency, simple_material& m);
 void set_key(const older_side& side, mat_key& key);
 bool add_bumps(const older_side& side, simple_material& m);
+
+/// The library `name` among the program's own.
+bool path_of_new(const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY])
+{
+    const char16_t* folder = zr::the_module.support_path ? zr::the_module.support_path : u"";
+    path[0] = 0;
+    return (platform::append_text(path, ZR_PATH_CAPACITY, folder) &&
+               platform::append_text(path, ZR_PATH_CAPACITY, name) &&
+               platform::append_text(path, ZR_PATH_CAPACITY, library_extension)) ||
+           zr::report_failure(ZR_ERROR_LIMIT, "the path of the new library is too long");
+}
+
+/// Hosts without a callback are asked by the dialog for files. `name` is the one to start with, and becomes that of
+/// the file chosen.
+bool ask_for_new(zr_handle window, char16_t (&name)[ZR_PATH_CAPACITY], char16_t (&path)[ZR_PATH_CAPACITY])
+{
+    static constexpr const char16_t* filter_names[] = { u"Library File" };
+    static constexpr const char16_t* filter_patterns[] = { u"*.mlib" };
+    zr_save_dialog dialog = {};
+    dialog.title = u"New Library";
+    dialog.folder = zr::the_module.support_path ? zr::the_module.support_path : u"";
+    dialog.filter_count = 1;
+    dialog.filter_names = filter_names;
+    dialog.filter_patterns = filter_patterns;
+    dialog.default_extension = library_extension + 1;
+    dialog.filter = 1;
+    if (!platform::copy_text(dialog.path, std::size(dialog.path), name) || !zr::ask_for_file(window, &dialog))
+    {
+        return false;
+    }
+    dialog.path[std::size(dialog.path) - 1] = 0;
+    const char16_t *file = dialog.path, *extension = zr::extension_of(dialog.path);
+    for (const char16_t* c = dialog.path; *c; ++c)
+    {
+        if (*c == u'/' || *c == u'\\') { file = c + 1; }
+    }
+    const bool has_extension = platform::compare_no_case(extension, library_extension) == 0;
+    platform::copy_text(name, name_capacity, file);
+    if (has_extension) { name[extension - file] = 0; }
+    path[0] = 0;
+    return name[0] && platform::append_text(path, ZR_PATH_CAPACITY, dialog.path) &&
+           (has_extension || platform::append_text(path, ZR_PATH_CAPACITY, library_extension));
+}
 
 float largest(const float (&color)[3])
 {
@@ -52,22 +97,16 @@ int32_t zr_convert_material_library(zr_handle window, const char16_t* name, void
     {
         char16_t wanted[ZR_PATH_CAPACITY] = u"zr2_";
         char16_t path[ZR_PATH_CAPACITY] = {};
-        const bool fits = platform::append_text(wanted, name_capacity, name);
-        if (!fits || zr::host::get_new_library_name(window, 1, wanted) <= 0) { return 0; }
+        if (!platform::append_text(wanted, name_capacity, name)) { return 0; }
+        const int32_t answer = zr::host::get_new_library_name(window, 1, wanted);
         wanted[name_capacity - 1] = 0;
-        if (!platform::append_text(
-                path, ZR_PATH_CAPACITY, zr::the_module.support_path ? zr::the_module.support_path : u"") ||
-            !platform::append_text(path, ZR_PATH_CAPACITY, wanted) ||
-            !platform::append_text(path, ZR_PATH_CAPACITY, u".mlib"))
-        {
-            return zr::report_failure(ZR_ERROR_LIMIT, "the path of the new library is too long");
-        }
+        if (answer == 0 || !(answer > 0 ? path_of_new(wanted, path) : ask_for_new(window, wanted, path))) { return 0; }
         platform::find_entry present;
-        if (platform::read_attributes(path, &present))
+        if (answer > 0 && platform::read_attributes(path, &present)) // a dialog has asked
         {
-            const auto answer = zr::ask(zr_get_message(nullptr, MESSAGE_REPLACE_LIBRARY));
-            if (answer == MESSAGE_BOX_CANCEL) { return 0; }
-            if (answer == MESSAGE_BOX_NO) { continue; }
+            const auto replaces = zr::ask(zr_get_message(nullptr, MESSAGE_REPLACE_LIBRARY));
+            if (replaces == MESSAGE_BOX_CANCEL) { return 0; }
+            if (replaces == MESSAGE_BOX_NO) { continue; }
         }
         platform::copy_text(out_name, name_capacity, wanted);
         return zr_convert_material_library_i(path, context, iterator);

@@ -6,6 +6,7 @@
 
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/render_view.h"
+#include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/materials/image_sampling.hpp"
@@ -40,7 +41,12 @@ bitmap* load_picture(const environment& record)
     }
     const bool has_extension = dot && platform::copy_text(extension, std::size(extension), dot + 1);
     zr_get_bitmap_format_by_ext(has_extension ? extension : nullptr, &file);
-    if (!platform::copy_text(file.path, std::size(file.path), record.image_filename)) { return nullptr; }
+    if (!platform::copy_text(file.path, std::size(file.path), record.image_filename))
+    {
+        report_failure(ZR_ERROR_LIMIT, "the path of the background picture is longer than %zu characters",
+            std::size(file.path) - 1);
+        return nullptr;
+    }
     return zr_read_bitmap(&file, zr_shared_bitmaps());
 }
 
@@ -76,6 +82,19 @@ void prepare_angles(prepared_environment& made, const float angles[4], bool by_s
     else { made.inverse_altitude_span = inverse_scale(top - bottom); }
     made.azimuth_start = raised(centre - span / 2.0);
     made.inverse_azimuth_span = span != 0.0 && std::isfinite(span) ? 1.0 / span : no_scale;
+}
+
+/// Whether the picture has a size: tiles of none would show noise.
+bool has_extent(const environment& record, const prepared_environment& made)
+{
+    if (record.image_projection == projection_planar)
+    {
+        const bool is_scaled = made.inverse_planar_scale[0] < no_scale && made.inverse_planar_scale[1] < no_scale;
+        return (record.image_flags & BACKGROUND_FIT) || is_scaled;
+    }
+    const bool by_sine = record.image_projection == projection_cylindrical;
+    const double height = by_sine ? made.inverse_sine_span : made.inverse_altitude_span;
+    return height < no_scale && made.inverse_azimuth_span < no_scale;
 }
 
 bool is_tiled(const environment& record) { return (record.image_flags & BACKGROUND_TILE) != 0; }
@@ -162,7 +181,7 @@ double background_picture(const environment& record, const prepared_environment&
     const auto* picture = static_cast<const bitmap*>(made.image_bitmap);
     const auto* key = static_cast<const mat_key*>(made.image_key);
     double uv[2], sample[4];
-    if (!picture || !key) { return 0.0; }
+    if (!picture || !key || !has_extent(record, made)) { return 0.0; }
     const bool hit = record.image_projection == projection_planar ? planar_place(record, made, seen_by, uv)
                                                                   : round_place(record, made, direction, uv);
     if (!hit) { return 0.0; }

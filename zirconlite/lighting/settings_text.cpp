@@ -100,6 +100,13 @@ bool read_text(const settings_field& f, const char16_t* at, uint8_t* place)
     value.text[token.length] = 0;
     if (f.type == settings_type::text)
     {
+        const size_t length = platform::text_length(value.text);
+        if (length >= static_cast<size_t>(f.count))
+        {
+            const platform::utf8_text key(f.key);
+            return report_failure(ZR_ERROR_LIMIT, "%s is a text of %zu characters; there is room for %d",
+                key.bytes ? key.bytes : "", length, f.count - 1);
+        }
         platform::copy_text(reinterpret_cast<char16_t*>(place), static_cast<size_t>(f.count), value.text);
         return true;
     }

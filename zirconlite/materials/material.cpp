@@ -181,7 +181,7 @@ bool resolve_neutral_surface(material& m)
     if (m.surface) { return true; }
     auto* made = static_cast<surface*>(zr_calloc(1, sizeof(surface)));
     if (!made) { return report_failure(ZR_ERROR_MEMORY, "no memory for the surface of a material"); }
-    zr_resolve_surface(&m, nullptr, made);
+    neutral_surface(m, *made);
     m.surface = made;
     return true;
 }

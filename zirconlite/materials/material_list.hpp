@@ -4,6 +4,8 @@
 
 #include "zirconlite/materials/material.h"
 
+typedef struct surface surface;
+
 namespace zr
 {
 
@@ -21,5 +23,8 @@ bool resolve_neutral_surface(material& m);
 /// of libraries sets it; empty while there is none.
 using material_library_function = material* (*)(const char16_t* library, const char16_t* name, bool uncached);
 extern material_library_function material_library_hook;
+
+/// What a material is where no ray meets it, in linear colours whatever mode the last job had.
+void neutral_surface(const material& m, surface& out);
 
 } // namespace zr

@@ -9,6 +9,7 @@
 #include "zirconlite/materials/image_evaluation.hpp"
 #include "zirconlite/materials/mapping.h"
 #include "zirconlite/materials/mat_image.h"
+#include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/materials/ripple.h"
 #include "zirconlite/raytrace/gamma_tables.hpp"
 #include "zirconlite/raytrace/job_state.hpp"
@@ -253,7 +254,8 @@ bool find_pattern_scale(const material* m, int depth, double scale[2])
     if (m->flags & MATERIAL_COMPLEX)
     {
         const complex_material& c = as_complex(m);
-        if (!c.has_own_pattern)
+        // A host's own blend repeats by the scale of its material, as most patterns do.
+        if (!c.has_own_pattern && is_own_kind(c))
         {
             return find_pattern_scale(c.children[0], depth + 1, scale) ||
                    find_pattern_scale(c.children[1], depth + 1, scale);
@@ -348,6 +350,12 @@ bool has_noisy_bump(const material* m)
         if (b->function == zr_bump_rubble || b->function == zr_bump_sandpaper) { return true; }
     }
     return false;
+}
+
+void neutral_surface(const material& m, surface& out)
+{
+    vector3 normal = { 0, 0, 1 };
+    evaluate_material(&m, nullptr, normal, 0, nullptr, out, {});
 }
 
 } // namespace zr
