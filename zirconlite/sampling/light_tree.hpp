@@ -1,0 +1,29 @@
+/// @file
+/// Chooses one luminaire for a point by its likely share of the point's light, in time that grows with the
+/// logarithm of their number: Conty Estevez and Kulla, "Importance sampling of many lights with adaptive tree
+/// splitting" (2018), with one path down the tree. Made once for each render; workers only read.
+#pragma once
+
+#include "zirconlite/frame/document.h"
+#include "zirconlite/lighting/light.h"
+
+namespace zr
+{
+
+/// A luminaire and the probability with which it was chosen; a null `source` where none can reach the point.
+struct light_pick
+{
+    const light* source;
+    double probability;
+};
+
+/// Sorts the luminaires of a document; the sun and the sky are not among them. False when memory fails.
+bool prepare_light_tree(const document& document);
+
+void free_light_tree();
+
+/// Chooses by `u` in [0, 1). `normal` is the side that is lit; with `both_sides` every direction counts. A
+/// luminaire that can give light to the point has a probability above 0.
+light_pick pick_light(const vector3& point, const vector3& normal, bool both_sides, double u);
+
+} // namespace zr
