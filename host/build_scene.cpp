@@ -21,6 +21,7 @@
 #include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/material.h"
 #include "zirconlite/raytrace/projection.h"
+#include "zirconlite/sampling/converging.h"
 
 #include <fmt/format.h>
 
@@ -55,6 +56,9 @@ void set_settings(const scene& s, document* d)
     d->translucency_jitter = float(r.translucency_jitter);
     d->default_smooth_cosine = 1;
     zr_set_light_model(d, r.light_model);
+    zr_set_pixel_sampler(d, r.sampler);
+    const sampling_limits limits = { r.noise, r.min_samples, r.max_samples, uint32_t(r.seed) };
+    if (!zr_set_sampling_limits(d, &limits)) { throw failure(exit_bad_scene, s.file.string() + library_error()); }
 
     d->render_flags = 0;
     if (r.soft_shadows) { d->render_flags |= RENDER_SOFT_SHADOWS; }

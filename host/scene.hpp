@@ -55,6 +55,10 @@ struct scene_render
     bool glossy_reflections = true, glossy_transmission = true;
     int gloss_samples = 4, translucency_samples = 4;
     int sky_samples = 16;
+    int sampler = 0; ///< a pixel_sampler
+    double noise = 2.0;
+    int min_samples = 16, max_samples = 1024;
+    int seed = 0;
     double gloss_jitter = 0.0625, translucency_jitter = 0.0625, pixel_jitter = 0.25;
     bool ambient = true;
     double ambient_scale = 0.8;

@@ -8,6 +8,7 @@ namespace host
 const char* const projection_names[7] = { "parallel", "perspective", "two-point", "cylindrical", "spherical",
     "light-probe", nullptr };
 const char* const light_model_names[3] = { "fast", "exact", nullptr };
+const char* const sampler_names[] = { "strips", "converging", nullptr };
 const char* const search_names[3] = { "grid", "tree", nullptr };
 const char* const light_kind_names[5] = { "point", "spot", "distant", "window", nullptr };
 const char* const tone_method_names[3] = { "power", "histogram", nullptr };
@@ -61,6 +62,14 @@ const key_row<scene_render> render_rows[] = {
     { "light_model", &scene_render::light_model, 0, 0, light_model_names, 0, "`exact` or `fast`, `exact`" },
     { "search", &scene_render::search, 0, 0, search_names, 0,
         "structure that finds the hits of rays, the same picture from both, `tree`" },
+    { "sampler", &scene_render::sampler, 0, 0, sampler_names, 0,
+        "`converging` adds samples until the error is small, `strips` has a fixed pattern; the fast light model has "
+        "strips alone, `strips`" },
+    { "noise", &scene_render::noise, 0.01, 255, nullptr, 0,
+        "error that may be left in a pixel as shown, in steps of 255, 2" },
+    { "min_samples", &scene_render::min_samples, 1, 1048576, nullptr, 0, "samples of each pixel at least, 16" },
+    { "max_samples", &scene_render::max_samples, 1, 1048576, nullptr, 0, "and at most, 1024" },
+    { "seed", &scene_render::seed, 0, 2147483647, nullptr, 0, "another one gives other grain, 0" },
     { "reflect_limit", &scene_render::reflect_limit, 0, 40, nullptr, 0, "reflections in a row, 6" },
     { "refract_limit", &scene_render::refract_limit, 0, 40, nullptr, 0,
         "surfaces of glass in a row, 8; both together at most 41" },

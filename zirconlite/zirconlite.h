@@ -49,5 +49,6 @@
 #include "zirconlite/raytrace/render_job.h"
 #include "zirconlite/raytrace/surface.h"
 #include "zirconlite/raytrace/tone.h"
+#include "zirconlite/sampling/converging.h"
 
 #endif

@@ -238,6 +238,10 @@ typedef struct document
     int32_t light_model;          /**< a light_model; set by zr_set_light_model, copied at job start */
     int32_t sky_light_samples;    /**< 16; zr_set_sky_light_samples */
     double background_luminance;  /**< 0; zr_set_background_luminance */
+    int32_t pixel_sampler;        /**< a pixel_sampler; zr_set_pixel_sampler */
+    double sampling_noise;        /**< 2; with the next three: zr_set_sampling_limits */
+    int32_t min_samples, max_samples; /**< 16, 1024; of a pixel */
+    uint32_t sampling_seed;       /**< 0 */
     prepared_environment* prepared_environments[2]; /**< owned: what renders work out from the two records */
     scene_object** object_table;  /**< object by number; entry 0 is NULL */
     uint32_t object_table_count, object_table_capacity;

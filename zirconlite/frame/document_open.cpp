@@ -131,6 +131,9 @@ void set_defaults(document* document)
     document->gloss_samples = 1;
     document->translucency_samples = 1;
     document->sky_light_samples = 16;
+    document->sampling_noise = 2.0;
+    document->min_samples = 16;
+    document->max_samples = 1024;
     document->gloss_jitter = 0.0625f;
     document->translucency_jitter = 0.0625f;
     document->tone_scale_factor = 1.0f;

@@ -104,6 +104,7 @@ void fill_highlight(const simple_material& m, surface& out)
     if (m.head.flags & MATERIAL_OWN_HIGHLIGHT)
     {
         out.highlight = m.own_highlight;
+        out.flags |= SURFACE_OWN_LOBE;
         copy(out.highlight_color, m.own_highlight_color);
         out.highlight_strength = (out.reflect + out.diffuse) * m.own_strength;
         return;

@@ -47,6 +47,7 @@ int32_t zr_destroy_image_buffer(image_buffer* buffer)
     zr_free(buffer->alpha);
     zr_free(buffer->depth);
     zr_free(buffer->object_ids);
+    zr_free(buffer->sums);
     zr_free(buffer);
     return 1;
 }

@@ -36,6 +36,17 @@ enum row_signature
     ROW_PREPROCESS = 255 /**< only probe samples; treated as empty */
 };
 
+/** What the samples of one pixel add up to; made by the converging sampler. */
+typedef struct pixel_sums
+{
+    float radiance[3];   /**< surfaces, cd/m^2 */
+    float background[3]; /**< background layer */
+    float half[3];       /**< both, of the samples with even numbers */
+    float light;         /**< straight from light sources, the largest channel of each sample */
+    float alpha;         /**< share of background, 0 to 1 a sample */
+    uint32_t count;      /**< samples */
+} pixel_sums;
+
 /** A row has `row_pixels` slots: a header slot whose first byte is the signature, then pixel x in slot x + 1,
  *  then spare slots. Plane entries are at `row_pixels` x y + x, with no header slot. */
 typedef struct image_buffer
@@ -51,6 +62,7 @@ typedef struct image_buffer
     uint8_t* alpha;        /**< NULL none; share of background, 0 to 255 */
     uint16_t* object_ids;  /**< NULL none; `material.id` of the hit */
     float* depth;          /**< NULL none; distance from the eye, model units; -1 nothing was hit */
+    pixel_sums* sums;      /**< NULL none; at `width` x y + x, whatever the region; freed with the buffer */
 } image_buffer;
 
 /** Bits of `pixel_components.present`. */

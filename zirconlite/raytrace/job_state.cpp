@@ -13,6 +13,7 @@ job_state job = {
     .preview_running = 0,
     .preview_valid = 0,
     .light_model = 0,
+    .converges = 0,
     .sky_light_samples = 0,
     .aa_threshold = 0.1,
     .pixel_jitter_amplitude = {},

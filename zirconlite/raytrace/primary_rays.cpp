@@ -59,6 +59,20 @@ void set_footprint(const render_view& view, ray& r)
 
 } // namespace
 
+bool aim_primary(document& document, render_view& view, ray& r, int32_t thread, const double position[2],
+    const double stratum[2])
+{
+    start_primary(r, thread, position, 0);
+    r.stratum[0] = stratum[0];
+    r.stratum[1] = stratum[1];
+    if (!make_ray(&document, &view, position, &r)) { return false; }
+    set_footprint(view, r);
+    clip_ray(&view, &r);
+    r.view = &view;
+    r.document = &document;
+    return true;
+}
+
 bool trace_primary(document& document, render_view& view, ray& r, int32_t thread, const double position[2],
     int32_t sample_index, background_function background)
 {

@@ -28,6 +28,7 @@
 #include "zirconlite/raytrace/render_job.hpp"
 #include "zirconlite/raytrace/render_passes.hpp"
 #include "zirconlite/raytrace/render_worker.hpp"
+#include "zirconlite/sampling/converging.h"
 
 namespace zr
 {
@@ -117,6 +118,8 @@ void set_rectangle(const render_job& request, const render_view& view, int32_t r
 
 void copy_job_settings(const document& document)
 {
+    job.converges = document.pixel_sampler == SAMPLER_CONVERGING && job.light_model == LIGHT_MODEL_EXACT &&
+                    document.mode != MODE_SIMPLE;
     job.aa_threshold = std::sqrt(std::fmax(1.0 - document.aa_level, 0.0));
     for (int i = 0; i < 2; ++i)
     {

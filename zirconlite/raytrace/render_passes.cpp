@@ -8,6 +8,8 @@
 #include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/raytrace/render_worker.hpp"
 #include "zirconlite/raytrace/tone.h"
+#include "zirconlite/sampling/converging.h"
+#include "zirconlite/sampling/rounds.hpp"
 
 namespace zr
 {
@@ -125,6 +127,55 @@ bool run_pass(job_run& run, const pass_shape& shape)
     return true;
 }
 
+/// Hands a round to all workers; each takes blocks until none is left.
+bool run_round(job_run& run, sampling_run& sampling)
+{
+    for (int32_t i = 0; i < run.doc.thread_count; ++i)
+    {
+        render_worker& w = run.doc.workers[i];
+        w.pass = converging_pass;
+        w.sampling = &sampling;
+        platform::signal_event(w.start_event);
+    }
+    return finish_round(run, run.doc.thread_count);
+}
+
+/// Rounds until every block is good enough. False when the job ends as stopped.
+bool run_rounds(job_run& run, sampling_run& sampling)
+{
+    const double coarse = fraction_at(run, final_pass, run.top);
+    double fraction = coarse;
+    while (next_round(sampling))
+    {
+        show_percent(run.job.progress, fraction);
+        if (!report_render(run, render_strip_starts)) { return false; }
+        if (stop_asked(run))
+        {
+            report_render(run, render_stopped);
+            return false;
+        }
+        if (!run_round(run, sampling)) { return false; }
+        fraction = coarse + (1.0 - coarse) * measure_round(sampling);
+        display_raytrace_image(&run.view, 1);
+    }
+    return true;
+}
+
+bool run_converging(job_run& run)
+{
+    sampling_run* sampling = begin_sampling(
+        run.doc, run.view, *run.view.image, { run.left, run.top, run.right, run.bottom });
+    if (!sampling)
+    {
+        report_render(run, render_stopped);
+        return false;
+    }
+    const bool done = run_rounds(run, *sampling);
+    end_sampling(sampling);
+    if (done) { display_raytrace_image(&run.view, 0); }
+    return done;
+}
+
 /// The sparse pass from which the tone operator follows.
 bool run_preprocess(job_run& run)
 {
@@ -172,6 +223,7 @@ bool run_passes(job_run& run)
     set_scan_marker(run.view, -1);
     display_raytrace_image(&run.view, 0);
     if (run.doc.render_flags & RENDER_FAST) { return true; }
+    if (job.converges) { return run_converging(run); }
 
     run.strip_height = run.strip_height / 2 > least_final_strip ? run.strip_height / 2 : least_final_strip;
     if (!make_aa_stores(run.doc.thread_count, run.view.width))

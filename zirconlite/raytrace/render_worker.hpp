@@ -12,8 +12,11 @@ namespace zr
 /// Values of `render_worker.pass`.
 inline constexpr int32_t preprocess_pass = -1;
 inline constexpr int32_t final_pass = 3;
+inline constexpr int32_t converging_pass = 4; ///< a round of the converging sampler
 
 } // namespace zr
+
+struct sampling_run;
 
 /// Filled by the job thread before each strip; the worker only reads it, but for `stopped`.
 struct render_worker
@@ -27,7 +30,8 @@ struct render_worker
     double x_step, y_step;
     int32_t skip_x, skip_y; ///< pixels at multiples of both were done by the pass before; 0 skips nothing
     int32_t width, height;
-    int32_t pass; ///< -1, 1, 2 or 3
+    int32_t pass; ///< -1, 1, 2, 3, or 4: a round of `sampling`
+    struct sampling_run* sampling; ///< NULL but in pass 4
     uint32_t strip_pixels;
     image_buffer* image;
     int32_t row_mark; ///< its low byte becomes the rows' signature when the strip is done

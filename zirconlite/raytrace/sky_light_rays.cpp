@@ -36,16 +36,9 @@ struct hemisphere
 {
     document& doc;
     const ray start; ///< of all shadow rays
-    vector3 normal, across, along;
+    vector3 normal;
     int32_t even_rays, drawn_rays;
 };
-
-vector3 cosine_direction(const hemisphere& h, const square_point& p)
-{
-    const double radius = std::sqrt(p.u), angle = 2.0 * M_PI * p.v;
-    return h.normal * std::sqrt(std::fmax(1.0 - p.u, 0.0)) + h.across * (radius * std::cos(angle)) +
-           h.along * (radius * std::sin(angle));
-}
 
 void aim(ray& shadow, const vector3& direction)
 {
@@ -54,20 +47,21 @@ void aim(ray& shadow, const vector3& direction)
     shadow.t_max = ZR_FAR;
 }
 
-/// Takes for `radiance` what the ground plane, which the ray has met, sends back: of the sun where that
-/// reaches it, and of the sky as if nothing stood near.
-void take_ground(const hemisphere& h, const ray& to_ground, double radiance[3])
+/// What the ground plane, which the ray has met, sends back: of the sun where that reaches it, and of the sky as
+/// if nothing were near.
+void take_ground(document& d, const ray& to_ground, double radiance[3])
 {
     double lux[3];
     level_ground_lux(lux);
-    const double height = daylight_takes_part(h.doc) ? -current_sun_sky->sun_direction.z : 0.0;
+    const double height = daylight_takes_part(d) ? -current_sun_sky->sun_direction.z : 0.0;
     if (height > 0.0 && current_sun_sky->sun_strength > 0.0)
     {
-        ray to_sun = h.start;
+        ray to_sun = to_ground;
+        to_sun.hit_t = ZR_FAR;
+        to_sun.hit_ground = 0;
         to_sun.origin = to_ground.hit_point;
         aim(to_sun, -current_sun_sky->sun_direction);
-        const double level =
-            shadow_test(h.doc, nullptr, to_sun) ? 0.0 : current_sun_sky->sun_strength * height;
+        const double level = shadow_test(d, nullptr, to_sun) ? 0.0 : current_sun_sky->sun_strength * height;
         for (int c = 0; c < 3; ++c)
         {
             lux[c] += level * current_sun_sky->sun_color[c] * to_sun.simple_color[c];
@@ -101,11 +95,7 @@ void follow_ray(const hemisphere& h, sky_sample from, sky_gathering& g)
     if (!(cosine > 0.0)) { return; }
     ray shadow = h.start;
     aim(shadow, from.direction);
-    if (from.direction.z < 0.0 && ground_test(h.doc, shadow))
-    {
-        take_ground(h, shadow, from.radiance);
-        shadow.t_max = shadow.hit_t - 10.0 * h.doc.epsilon;
-    }
+    meet_ground(h.doc, shadow, from.radiance);
     if (from.radiance[0] <= 0.0 && from.radiance[1] <= 0.0 && from.radiance[2] <= 0.0) { return; }
     const double w = cosine / (h.even_rays * cosine * inverse_pi + h.drawn_rays * from.density);
     const double unhindered = w * luminance(from.radiance);
@@ -133,14 +123,13 @@ void add_side(document& d, const surface& s, ray& r, bool back, double share, fl
 {
     const int32_t count = rays_for(d, r, share);
     const int32_t drawn = sky_light_has_bright_spots() ? count / 2 : 0;
-    hemisphere h = { d, make_shadow_ray(d, r, s, { 0.01, 0.003333, back }),
-        back ? -r.shading_normal : r.shading_normal, {}, {}, count - drawn, drawn };
-    zr_make_axes(&h.normal, &h.across, &h.along, 1e-6);
+    const hemisphere h = { d, make_shadow_ray(d, r, s, { 0.01, 0.003333, back }),
+        back ? -r.shading_normal : r.shading_normal, count - drawn, drawn };
     const square_point start = pattern_start(r, back ? pattern_sky_behind : pattern_sky);
     sky_gathering g = {};
     for (int32_t i = 0; i < h.even_rays; ++i)
     {
-        follow_ray(h, sky_light_from(cosine_direction(h, pattern_point(start, i, h.even_rays))), g);
+        follow_ray(h, sky_light_from(cosine_direction(h.normal, pattern_point(start, i, h.even_rays))), g);
     }
     for (int32_t i = 0; i < h.drawn_rays; ++i)
     {
@@ -159,6 +148,22 @@ void add_side(document& d, const surface& s, ray& r, bool back, double share, fl
 }
 
 } // namespace
+
+vector3 cosine_direction(const vector3& normal, const square_point& p)
+{
+    vector3 across, along;
+    zr_make_axes(&normal, &across, &along, 1e-6);
+    const double radius = std::sqrt(p.u), angle = 2.0 * M_PI * p.v;
+    return normal * std::sqrt(std::fmax(1.0 - p.u, 0.0)) + across * (radius * std::cos(angle)) +
+           along * (radius * std::sin(angle));
+}
+
+void meet_ground(document& document, ray& shadow, double radiance[3])
+{
+    if (!(shadow.direction.z < 0.0) || !ground_test(document, shadow)) { return; }
+    take_ground(document, shadow, radiance);
+    shadow.t_max = shadow.hit_t - 10.0 * document.epsilon;
+}
 
 void add_sky_light(document& document, const surface& s, ray& r, float out[3])
 {

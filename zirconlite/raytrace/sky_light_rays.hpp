@@ -4,6 +4,7 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/raytrace/ray.h"
+#include "zirconlite/raytrace/sample_pattern.hpp"
 #include "zirconlite/raytrace/surface.h"
 
 namespace zr
@@ -13,5 +14,12 @@ namespace zr
 /// of the side that is seen by `diffuse`, of the other by `translucent`. Nothing where the surroundings give
 /// no light.
 void add_sky_light(document& document, const surface& s, ray& r, float out[3]);
+
+/// A direction over the unit `normal`, in proportion to its cosine.
+vector3 cosine_direction(const vector3& normal, const square_point& p);
+
+/// Where a shadow ray to the sky meets the ground plane: `radiance` becomes what the ground sends back, and the
+/// ray ends there.
+void meet_ground(document& document, ray& shadow, double radiance[3]);
 
 } // namespace zr

@@ -1,0 +1,303 @@
+#include "zirconlite/sampling/path.hpp"
+
+#include <algorithm>
+
+#include "zirconlite/geometry/ray_search.hpp"
+#include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/environment.hpp"
+#include "zirconlite/lighting/ground.hpp"
+#include "zirconlite/raytrace/emission.hpp"
+#include "zirconlite/raytrace/optics.hpp"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
+#include "zirconlite/raytrace/sample_pattern.hpp"
+#include "zirconlite/raytrace/secondary_rays.hpp"
+#include "zirconlite/raytrace/shading.hpp"
+#include "zirconlite/sampling/lobe.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr double min_continuing = 1e-4; ///< branches below this share are not worth a ray
+
+double largest(const double c[3])
+{
+    return std::fmax(c[0], std::fmax(c[1], c[2]));
+}
+
+/// A way on from a surface, with the share of the light that takes it.
+struct branch
+{
+    double share[3];
+    double chance; ///< largest channel of `share`
+};
+
+branch make_branch(const double share[3])
+{
+    return { { share[0], share[1], share[2] }, std::fmax(largest(share), 0.0) };
+}
+
+bool nearest_surface(light_path& p)
+{
+    ray& r = p.r;
+    r.hit_object = nullptr;
+    r.hit_element = 0;
+    ground_test(p.doc, r);
+    if (find_nearest_hit(p.doc, r)) { r.hit_ground = 0; }
+    else if (!r.hit_ground) { return false; }
+    r.map_point = r.hit_point;
+    return true;
+}
+
+/// Adds what the ray's own results hold, which are weighed already.
+void take_results(light_path& p)
+{
+    for (int i = 0; i < 3; ++i)
+    {
+        if (p.r.radiance[0] >= 0.0) { p.found.radiance[i] += p.r.radiance[i]; }
+        if (p.r.background[0] >= 0.0f) { p.found.background[i] += p.r.background[i]; }
+    }
+}
+
+void end_in_background(light_path& p)
+{
+    clear_results(p.r);
+    p.r.path_length = p.r.hit_t;
+    environment_background(p.doc, p.r);
+    take_results(p);
+    if (p.r.kind == RAY_PRIMARY) { p.found.alpha += p.alpha_share; }
+}
+
+/// Haze before the hit: its light is added, and the path goes on with what it lets through.
+void pass_haze(light_path& p)
+{
+    clear_results(p.r);
+    for (int i = 0; i < 3; ++i)
+    {
+        p.r.radiance[i] = 0.0;
+        p.r.background[i] = 0.0f;
+    }
+    const double kept = haze(p.doc, p.r);
+    if (kept == 1.0) { return; }
+    take_results(p);
+    for (double& w : p.r.weight) { w *= kept; }
+}
+
+bool shows_light_shape(const scene_object* object)
+{
+    return object->vft->get_flags(object) & OBJECT_LIGHT_SHAPE;
+}
+
+void add_vertex_emission(light_path& p, const surface& s)
+{
+    if (p.skips_shapes && shows_light_shape(p.r.hit_object)) { return; }
+    float light[3];
+    emission(p.r.hit_object, s, light);
+    for (int i = 0; i < 3; ++i) { p.found.radiance[i] += light[i] * p.r.weight[i]; }
+}
+
+/// Turns the path's ray into its next segment from the hit.
+void go_on(light_path& p, const vector3& direction, double t_min, const branch& way, double probability)
+{
+    ray& r = p.r;
+    for (int i = 0; i < 3; ++i) { r.weight[i] *= way.share[i] / probability; }
+    r.origin = r.hit_point;
+    r.direction = direction;
+    r.inv_direction = ray_reciprocal(direction);
+    r.t_min = t_min;
+    r.t_max = r.hit_t = ZR_FAR;
+    r.hit_ground = 0;
+    p.skips_shapes = false;
+    ++p.vertex;
+}
+
+unit_pair numbers(const light_path& p, sample_pair pair)
+{
+    return vertex_numbers(p.point, p.vertex, pair);
+}
+
+void go_mirrored(light_path& p, const branch& way, double probability, const vector3& axis, double exponent)
+{
+    vector3 direction = axis;
+    if (exponent > 0.0)
+    {
+        direction = folded(sample_lobe(axis, exponent, numbers(p, pair_direction)), p.r.shading_normal);
+    }
+    const bool counts_lights = exponent > 0.0;
+    p.r.kind = RAY_REFLECTED;
+    ++p.r.reflect_depth;
+    if (p.r.counters) { ++p.r.counters->reflection_rays; }
+    go_on(p, direction, p.doc.epsilon * 10.0, way, probability);
+    p.skips_shapes = counts_lights;
+}
+
+void go_through(light_path& p, const surface& s, const branch& way, double probability, bool thin, double d)
+{
+    ray& r = p.r;
+    vector3 direction = r.direction;
+    if (!thin)
+    {
+        const double ior = s.ior > 0.0f ? s.ior : 1.0;
+        refract(r.direction, r.shading_normal, 1.0 / ior, d, direction);
+    }
+    const double exponent = p.doc.render_flags & RENDER_SHARP_TRANSMISSION ? 0.0 : frosted_exponent(s);
+    if (exponent > 0.0)
+    {
+        direction = sample_lobe(direction, exponent, numbers(p, pair_direction));
+        direction = -folded(-direction, r.shading_normal);
+    }
+    p.alpha_share *= s.transparent / probability;
+    if (!(s.flags & SURFACE_PASS_THROUGH)) { r.kind = RAY_TRANSMITTED; }
+    ++r.refract_depth;
+    ++r.inside_count;
+    if (!thin) { r.flags |= RAY_INSIDE; }
+    if (r.counters) { ++r.counters->transmission_rays; }
+    go_on(p, direction, p.doc.epsilon * 10.0, way, probability);
+}
+
+/// Chooses one of two ways with a probability that follows their shares, or the end of the path: a faint way is
+/// taken seldom and counts more. Returns 0, 1, or -1 for the end.
+int choose_way(const light_path& p, const branch& a, const branch& b, double& probability)
+{
+    const double all = a.chance + b.chance;
+    if (!(all > min_continuing)) { return -1; }
+    const double continues = std::fmin(std::sqrt(all), 1.0);
+    double u = numbers(p, pair_branch).u;
+    if (u >= continues) { return -1; }
+    u /= continues;
+    const double share = a.chance / all;
+    const bool first = u < share;
+    probability = continues * (first ? share : 1.0 - share);
+    return first ? 0 : 1;
+}
+
+bool follows_mirror(const ray& r, const surface& s)
+{
+    return !(s.flags & SURFACE_NO_MIRROR) && r.reflect_depth < r.reflect_limit;
+}
+
+/// Share of what meets the clear part of a surface that it mirrors, at a cosine `d` of incidence.
+double entering_fresnel(const ray& r, const surface& s, double d)
+{
+    if (s.transparent == 0.0f || !follows_mirror(r, s)) { return 0.0; }
+    return shadow_reflectance(s, is_thin(r.hit_object, s), d);
+}
+
+/// From a surface seen from outside. False at the end of the path.
+bool leave_outside(light_path& p, const surface& s, const specular_lobe& lobe, const vector3& mirror, double d)
+{
+    ray& r = p.r;
+    const bool thin = is_thin(r.hit_object, s), mirrors = follows_mirror(r, s);
+    const double fresnel = entering_fresnel(r, s, d);
+    double passing[3] = {}, mirrored[3] = {};
+    for (int i = 0; i < 3; ++i)
+    {
+        const double tint = double(s.transparent_color[i]) * s.transparent;
+        if (r.refract_depth < r.refract_limit) { passing[i] = (1.0 - fresnel) * (thin ? tint : std::sqrt(tint)); }
+        if (mirrors) { mirrored[i] = lobe.reflected[i] + s.transparent * fresnel; }
+    }
+    const branch ways[2] = { make_branch(passing), make_branch(mirrored) };
+    double probability;
+    const int way = choose_way(p, ways[0], ways[1], probability);
+    if (way < 0) { return false; }
+    if (way == 0) { go_through(p, s, ways[0], probability, thin, d); }
+    else { go_mirrored(p, ways[1], probability, mirror, lobe.exponent); }
+    return true;
+}
+
+/// From within a solid. False at the end of the path.
+bool leave_inside(light_path& p, const surface& s, const specular_lobe& lobe, const vector3& mirror)
+{
+    ray& r = p.r;
+    if (s.transparent == 0.0f) { return false; }
+    const bool at_limit = r.refract_depth >= r.refract_limit || r.reflect_depth >= r.refract_limit;
+    const double c = std::clamp(-dot(r.direction, r.shading_normal), 0.0, 1.0);
+    const double ior = s.ior > 0.0f ? s.ior : 1.0;
+    // A ray at its limit leaves unbent: the solid shows what is behind it, and no light is lost.
+    vector3 direction = r.direction;
+    double thrown_back = 0.0;
+    if (!at_limit)
+    {
+        const bool leaves = refract(r.direction, r.shading_normal, ior, c, direction);
+        thrown_back = leaves ? fresnel_reflectance(c, 1.0 / ior) : 1.0;
+    }
+    const bool inner = r.hit_object->vft->get_flags(r.hit_object) & OBJECT_INNER_REFLECTION;
+    double leaving[3], staying[3];
+    for (int i = 0; i < 3; ++i)
+    {
+        leaving[i] = (1.0 - thrown_back) * std::sqrt(double(s.transparent_color[i]) * s.transparent);
+        staying[i] = thrown_back + (inner && r.reflect_depth < r.reflect_limit ? lobe.reflected[i] : 0.0);
+    }
+    const branch ways[2] = { make_branch(leaving), make_branch(staying) };
+    double probability;
+    const int way = choose_way(p, ways[0], ways[1], probability);
+    if (way < 0) { return false; }
+    --r.inside_count;
+    if (r.counters) { ++r.counters->transmission_rays; }
+    if (way == 0)
+    {
+        r.flags &= ~uint32_t(RAY_INSIDE);
+        p.alpha_share *= s.transparent / probability;
+        go_on(p, direction, p.doc.epsilon, ways[0], probability);
+    }
+    else
+    {
+        ++r.reflect_depth;
+        go_on(p, mirror, p.doc.epsilon, ways[1], probability);
+    }
+    return true;
+}
+
+/// Adds the light at the hit and chooses how the path goes on. False at its end.
+bool meet_surface(light_path& p, const surface& s)
+{
+    ray& r = p.r;
+    if (r.counters) { ++r.counters->shaded_points; }
+    const double d = std::fabs(dot(r.direction, r.shading_normal));
+    const vector3 mirror = normalized(r.direction + 2.0 * d * r.shading_normal);
+    const bool inside = r.flags & RAY_INSIDE;
+    specular_lobe lobe = lobe_of(s, inside ? 0.0 : s.transparent * entering_fresnel(r, s, d));
+    if (p.doc.render_flags & RENDER_SHARP_REFLECTION) { lobe.exponent = 0.0; }
+    if (!inside)
+    {
+        r.path_length += r.hit_t;
+        pass_haze(p);
+        add_vertex_light(p, s, lobe, lobe.exponent > 0.0 ? &mirror : nullptr);
+        add_vertex_emission(p, s);
+        return leave_outside(p, s, lobe, mirror, d);
+    }
+    if (s.attenuation != 0.0f && s.transparent != 0.0f)
+    {
+        const double kept = std::pow(std::fmax(1.0 - s.attenuation, 0.0), r.hit_t);
+        for (double& w : r.weight) { w *= kept; }
+    }
+    const bool inner = r.hit_object->vft->get_flags(r.hit_object) & OBJECT_INNER_REFLECTION;
+    if (s.translucent + s.diffuse > 0.2f || inner) { add_vertex_light(p, s, lobe, nullptr); }
+    add_vertex_emission(p, s);
+    return leave_inside(p, s, lobe, mirror);
+}
+
+} // namespace
+
+path_light trace_path(document& document, render_view& view, const ray& prototype, int32_t thread,
+    const sample_point& point, const double position[2])
+{
+    light_path p = { document, view, point, prototype, 0, false, 1.0, {} };
+    const unit_pair lens = sample_numbers(point, pair_lens);
+    const square_point on_disc = square_to_disc({ lens.u, lens.v });
+    const double stratum[2] = { on_disc.u - 0.5, on_disc.v - 0.5 };
+    if (!aim_primary(document, view, p.r, thread, position, stratum)) { return p.found; }
+    while (nearest_surface(p))
+    {
+        surface s;
+        p.r.hit_object->vft->get_surface(p.r.hit_object, &p.r, &s);
+        if (!meet_surface(p, s)) { return p.found; }
+    }
+    end_in_background(p);
+    return p.found;
+}
+
+} // namespace zr

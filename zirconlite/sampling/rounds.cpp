@@ -1,0 +1,426 @@
+#include "zirconlite/sampling/rounds.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "zirconlite/frame/array.hpp"
+#include "zirconlite/frame/status.hpp"
+#include "zirconlite/geometry/ray_search.hpp"
+#include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/ground.hpp"
+#include "zirconlite/platform/threads.hpp"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
+#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/raytrace/tone.h"
+#include "zirconlite/sampling/converging.h"
+#include "zirconlite/sampling/light_tree.hpp"
+#include "zirconlite/sampling/path.hpp"
+#include "zirconlite/sampling/pixel_filter.hpp"
+
+namespace
+{
+
+constexpr int32_t block_side = 8;
+
+struct sampling_block
+{
+    int32_t count;        ///< samples of each pixel
+    int32_t is_done;
+    float error;          ///< as shown, in steps of 255; below 0 while unknown
+    double hidden_chance; ///< sum over all samples, see path_light
+    double shadow_rays;
+};
+
+struct block_error
+{
+    double squares;
+    int32_t values;
+};
+
+} // namespace
+
+struct sampling_run
+{
+    document& doc;
+    render_view& view;
+    image_buffer& image;
+    zr::pixel_rectangle rectangle;
+    sampling_limits limits;
+    int32_t first_column, first_row, columns, rows; ///< of blocks
+    int32_t target;                                 ///< samples of a pixel after this round
+    uint32_t next_block;                            ///< atomic
+    zr::array<sampling_block> blocks;
+};
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr int32_t first_target = 4;
+constexpr double steps_of_display = 255.0;
+constexpr float nothing_hit_depth = -1.0f;
+
+sampling_progress latest = {};
+platform::lock* latest_lock()
+{
+    static platform::lock* const lock = platform::new_lock();
+    return lock;
+}
+
+void publish(const sampling_progress& progress)
+{
+    const platform::lock_scope held(latest_lock());
+    latest = progress;
+}
+
+bool is_stopped(const sampling_run& run)
+{
+    return platform::load_word(&run.doc.stop_render) == 1;
+}
+
+/// 4, 8, 16, 24, 32, 48, 64, 96 ...: at most half more than before, and balanced points of the sequence.
+int32_t target_after(int32_t count, int32_t max_samples)
+{
+    if (count == 0) { return std::min(first_target, max_samples); }
+    const bool is_power = (count & (count - 1)) == 0;
+    const int64_t next = count < 16 ? int64_t(count) * 2 : is_power ? int64_t(count) * 3 / 2 : int64_t(count) * 4 / 3;
+    return int32_t(std::min<int64_t>(next, max_samples));
+}
+
+void add_sample(pixel_sums& sums, const path_light& light, bool is_even)
+{
+    double brightest = 0.0;
+    for (int i = 0; i < 3; ++i)
+    {
+        sums.radiance[i] += static_cast<float>(light.radiance[i]);
+        sums.background[i] += static_cast<float>(light.background[i]);
+        if (is_even) { sums.half[i] += static_cast<float>(light.radiance[i] + light.background[i]); }
+        brightest = std::fmax(brightest, light.light_radiance[i]);
+    }
+    sums.light += static_cast<float>(brightest);
+    sums.alpha += static_cast<float>(light.alpha);
+    ++sums.count;
+}
+
+/// A pixel's samples up to the round's target.
+void sample_pixel(sampling_run& run, const ray& prototype, int32_t thread, int32_t x, int32_t y,
+    sampling_block& block, pixel_sums& sums)
+{
+    for (int32_t n = block.count; n < run.target; ++n)
+    {
+        const sample_point point = { x, y, uint32_t(n), run.limits.seed };
+        const unit_pair offset = filter_offset(sample_numbers(point, pair_pixel));
+        const double position[2] = { x + 0.5 + offset.u, y + 0.5 + offset.v };
+        const path_light light = trace_path(run.doc, run.view, prototype, thread, point, position);
+        if (prototype.counters) { ++prototype.counters->primary_rays; }
+        block.hidden_chance += light.hidden_chance;
+        block.shadow_rays += light.shadow_rays;
+        add_sample(sums, light, n % 2 == 0);
+    }
+}
+
+pixel_components mean_components(const pixel_sums& sums)
+{
+    pixel_components c = {};
+    const float scale = 1.0f / static_cast<float>(std::max<uint32_t>(sums.count, 1));
+    float largest = 0.0f;
+    for (int i = 0; i < 3; ++i)
+    {
+        c.surface[i] = sums.radiance[i] * scale;
+        c.background[i] = sums.background[i] * scale;
+        largest = std::fmax(largest, c.surface[i]);
+    }
+    c.source_ratio = largest > float(geometry_zero) ? std::fmin(sums.light * scale / largest, 1.0f) : 0.0f;
+    return c;
+}
+
+void mark_present(pixel_components& c)
+{
+    const auto any = [](const float v[3]) { return v[0] > 0.0f || v[1] > 0.0f || v[2] > 0.0f; };
+    c.present = (any(c.surface) ? uint32_t(PIXEL_HAS_SURFACE) : 0u) |
+                (any(c.background) ? uint32_t(PIXEL_HAS_BACKGROUND) : 0u);
+}
+
+/// What half of a pixel's samples would show; the background is taken from all.
+void shown_half(const sampling_run& run, const float sum[3], double count, const pixel_components& mean, float rgb[3])
+{
+    pixel_components c = mean;
+    for (int i = 0; i < 3; ++i)
+    {
+        c.surface[i] = std::fmax(static_cast<float>(sum[i] / count) - mean.background[i], 0.0f);
+    }
+    mark_present(c);
+    zr_get_rgb_from_pixel_components(&run.view, &c, rgb);
+}
+
+/// The mean of two halves errs by half of their difference.
+void add_pixel_error(const sampling_run& run, const pixel_sums& sums, block_error& error)
+{
+    const pixel_components mean = mean_components(sums);
+    const double evens = (sums.count + 1) / 2, odds = sums.count / 2;
+    float odd_sum[3], a[3], b[3];
+    for (int i = 0; i < 3; ++i) { odd_sum[i] = sums.radiance[i] + sums.background[i] - sums.half[i]; }
+    shown_half(run, sums.half, evens, mean, a);
+    shown_half(run, odd_sum, odds, mean, b);
+    for (int i = 0; i < 3; ++i)
+    {
+        const double difference = 0.5 * (double(a[i]) - b[i]) * steps_of_display;
+        error.squares += difference * difference;
+        ++error.values;
+    }
+}
+
+/// What a light that no shadow ray has found yet could add to what is shown. By the rule of succession it has one
+/// chance in as many as there were rays.
+double unseen_light(const sampling_run& run, const sampling_block& block, const float mean[3], int64_t samples)
+{
+    const double added = block.hidden_chance / double(samples) / (block.shadow_rays + 2.0);
+    pixel_components dark = {}, bright = {};
+    for (int i = 0; i < 3; ++i)
+    {
+        dark.surface[i] = mean[i];
+        bright.surface[i] = static_cast<float>(mean[i] + added);
+    }
+    mark_present(dark);
+    mark_present(bright);
+    float a[3], b[3];
+    zr_get_rgb_from_pixel_components(&run.view, &dark, a);
+    zr_get_rgb_from_pixel_components(&run.view, &bright, b);
+    return (b[1] - a[1]) * steps_of_display;
+}
+
+void store_pixel(sampling_run& run, int32_t x, int32_t y, const pixel_sums& sums)
+{
+    const pixel_rectangle& r = run.rectangle;
+    if (x < r.left || x >= r.right || y < r.bottom || y >= r.top) { return; }
+    pixel_pointers p = {};
+    image_buffer_pixel_pointers(&run.image, x, y, &p);
+    const pixel_components c = mean_components(sums);
+    pack_pixel(&run.image, &c, p.pixel);
+    if (c.source_ratio == 0.0f) { p.pixel[4] = 0; }
+    if (p.alpha)
+    {
+        const float share = std::clamp(sums.alpha / static_cast<float>(sums.count), 0.0f, 1.0f);
+        *p.alpha = static_cast<uint8_t>(share * 255.0f + 0.5f);
+    }
+}
+
+/// Depth and object of a pixel are those of its middle.
+void store_middle_hit(sampling_run& run, const ray& prototype, int32_t thread, int32_t x, int32_t y)
+{
+    pixel_pointers p = {};
+    image_buffer_pixel_pointers(&run.image, x, y, &p);
+    if (!p.depth && !p.object_id) { return; }
+    const double middle[2] = { x + 0.5, y + 0.5 }, no_offset[2] = { 0.0, 0.0 };
+    ray r = prototype;
+    bool hit = aim_primary(run.doc, run.view, r, thread, middle, no_offset);
+    if (hit)
+    {
+        ground_test(run.doc, r);
+        hit = find_nearest_hit(run.doc, r) || r.hit_ground;
+    }
+    if (hit)
+    {
+        surface s;
+        r.map_point = r.hit_point;
+        r.hit_object->vft->get_surface(r.hit_object, &r, &s);
+    }
+    if (p.depth) { *p.depth = hit ? static_cast<float>(r.hit_t) : nothing_hit_depth; }
+    if (p.object_id) { *p.object_id = hit ? r.material_id : uint16_t(0); }
+}
+
+bool lies_in(const pixel_rectangle& r, int32_t x, int32_t y)
+{
+    return x >= r.left && x < r.right && y >= r.bottom && y < r.top;
+}
+
+void decide(const sampling_run& run, sampling_block& block, const block_error& error, const double sum[3],
+    int32_t pixels)
+{
+    if (block.count >= 2 && error.values > 0)
+    {
+        const float mean[3] = { float(sum[0] / pixels), float(sum[1] / pixels), float(sum[2] / pixels) };
+        const double unseen = unseen_light(run, block, mean, int64_t(block.count) * pixels);
+        block.error = static_cast<float>(std::sqrt(error.squares / error.values + unseen * unseen));
+    }
+    const bool good = block.error >= 0.0f && block.error <= run.limits.noise;
+    block.is_done = (block.count >= run.limits.min_samples && good) || block.count >= run.limits.max_samples;
+}
+
+/// One block of the round. False when the job was stopped before its last pixel.
+bool sample_block(sampling_run& run, uint32_t index, const ray& prototype, int32_t thread)
+{
+    sampling_block& block = run.blocks[index];
+    const int32_t x0 = (run.first_column + int32_t(index % uint32_t(run.columns))) * block_side;
+    const int32_t y0 = (run.first_row + int32_t(index / uint32_t(run.columns))) * block_side;
+    const int32_t x1 = std::min(x0 + block_side, run.image.width), y1 = std::min(y0 + block_side, run.image.height);
+    block_error error = {};
+    double sum[3] = {};
+    for (int32_t y = y0; y < y1; ++y)
+    {
+        for (int32_t x = x0; x < x1; ++x)
+        {
+            if (is_stopped(run)) { return false; }
+            pixel_sums& sums = run.image.sums[size_t(y) * size_t(run.image.width) + size_t(x)];
+            if (sums.count == 0 && lies_in(run.rectangle, x, y)) { store_middle_hit(run, prototype, thread, x, y); }
+            // A pixel whose block was left half done at a stop has its samples already.
+            if (int32_t(sums.count) < run.target) { sample_pixel(run, prototype, thread, x, y, block, sums); }
+            store_pixel(run, x, y, sums);
+            if (run.target >= 2) { add_pixel_error(run, sums, error); }
+            for (int i = 0; i < 3; ++i) { sum[i] += (sums.radiance[i] + sums.background[i]) / double(sums.count); }
+        }
+    }
+    block.count = run.target;
+    decide(run, block, error, sum, (x1 - x0) * (y1 - y0));
+    return true;
+}
+
+void mark_rows(const sampling_run& run)
+{
+    for (int32_t y = run.rectangle.bottom; y < run.rectangle.top; ++y)
+    {
+        __atomic_store_n(
+            zr_image_buffer_signature(&run.image, y), static_cast<uint8_t>(ROW_COMPLETE), __ATOMIC_RELEASE);
+    }
+}
+
+double needed_samples(const sampling_run& run, const sampling_block& b)
+{
+    if (b.is_done) { return b.count; }
+    if (b.error < 0.0f) { return std::max(b.count, run.limits.min_samples); }
+    const double ratio = b.error / run.limits.noise;
+    return std::clamp(b.count * ratio * ratio, double(b.count) + 1.0, double(run.limits.max_samples));
+}
+
+bool make_sums(image_buffer& image)
+{
+    zr_free(image.sums);
+    image.sums = static_cast<pixel_sums*>(
+        zr_calloc(size_t(image.width) * size_t(image.height), sizeof(pixel_sums)));
+    return image.sums != nullptr;
+}
+
+} // namespace
+
+sampling_run* begin_sampling(
+    document& document, render_view& view, image_buffer& image, const pixel_rectangle& r)
+{
+    publish({});
+    void* memory = zr_malloc(sizeof(sampling_run));
+    if (!memory) { return nullptr; }
+    auto* run = new (memory) sampling_run{ document, view, image, r, {}, 0, 0, 0, 0, 0, 0, {} };
+    zr_get_sampling_limits(&document, &run->limits);
+    run->first_column = r.left / block_side;
+    run->first_row = r.bottom / block_side;
+    run->columns = (r.right + block_side - 1) / block_side - run->first_column;
+    run->rows = (r.top + block_side - 1) / block_side - run->first_row;
+    const size_t blocks = size_t(std::max(run->columns, 0)) * size_t(std::max(run->rows, 0));
+    if (!make_sums(image) || !run->blocks.resize(blocks) || !prepare_light_tree(document))
+    {
+        end_sampling(run);
+        report_failure(ZR_ERROR_MEMORY, "render: no memory for the samples of %d x %d pixels", image.width, image.height);
+        return nullptr;
+    }
+    for (sampling_block& b : run->blocks) { b.error = -1.0f; }
+    prepare_pixel_filter();
+    return run;
+}
+
+void end_sampling(sampling_run* run)
+{
+    if (!run) { return; }
+    run->~sampling_run();
+    zr_free(run);
+    free_light_tree();
+}
+
+bool next_round(sampling_run& run)
+{
+    run.next_block = 0;
+    const bool any = std::any_of(run.blocks.begin(), run.blocks.end(),
+        [](const sampling_block& b) { return !b.is_done; });
+    if (any) { run.target = target_after(run.target, run.limits.max_samples); }
+    return any;
+}
+
+bool sample_blocks(sampling_run& run, const ray& prototype, int32_t thread)
+{
+    for (;;)
+    {
+        const uint32_t index = __atomic_fetch_add(&run.next_block, 1u, __ATOMIC_RELAXED);
+        if (index >= run.blocks.count) { return true; }
+        if (!run.blocks[index].is_done && !sample_block(run, index, prototype, thread)) { return false; }
+    }
+}
+
+double measure_round(sampling_run& run)
+{
+    mark_rows(run);
+    sampling_progress now = {};
+    double squares = 0.0, known = 0.0, taken = 0.0, needed = 0.0;
+    for (const sampling_block& b : run.blocks)
+    {
+        now.done_share += b.is_done;
+        taken += b.count;
+        needed += needed_samples(run, b);
+        if (b.error < 0.0f) { continue; }
+        squares += double(b.error) * b.error;
+        known += 1.0;
+    }
+    const double blocks = double(std::max<size_t>(run.blocks.count, 1));
+    now.done_share /= blocks;
+    now.mean_samples = taken / blocks;
+    now.error = known > 0.0 ? std::sqrt(squares / known) : 0.0;
+    now.work_share = needed > 0.0 ? taken / needed : 1.0;
+    publish(now);
+    return now.work_share;
+}
+
+} // namespace zr
+
+using namespace zr;
+
+int32_t zr_set_pixel_sampler(document* document, int32_t sampler)
+{
+    if (!document) { return SAMPLER_STRIPS; }
+    const int32_t former = document->pixel_sampler;
+    if (sampler == SAMPLER_STRIPS || sampler == SAMPLER_CONVERGING) { document->pixel_sampler = sampler; }
+    else { report_failure(ZR_ERROR_ARGUMENT, "pixel sampler %d; 0 strips, 1 converging", sampler); }
+    return former;
+}
+
+int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits)
+{
+    constexpr int32_t most_samples = 1 << 20;
+    if (!document || !limits) { return report_failure(ZR_ERROR_ARGUMENT, "sampling limits: null argument"); }
+    if (!(limits->noise > 0.0 && limits->noise <= 255.0))
+    {
+        return report_failure(
+            ZR_ERROR_ARGUMENT, "sampling limits: noise %g; must be above 0 and at most 255", limits->noise);
+    }
+    if (limits->min_samples < 1 || limits->max_samples < limits->min_samples || limits->max_samples > most_samples)
+    {
+        return report_failure(ZR_ERROR_ARGUMENT,
+            "sampling limits: min_samples %d, max_samples %d; must satisfy 1 <= min_samples <= max_samples <= %d",
+            limits->min_samples, limits->max_samples, most_samples);
+    }
+    document->sampling_noise = limits->noise;
+    document->min_samples = limits->min_samples;
+    document->max_samples = limits->max_samples;
+    document->sampling_seed = limits->seed;
+    return 1;
+}
+
+void zr_get_sampling_limits(const document* document, sampling_limits* limits_out)
+{
+    *limits_out = { document->sampling_noise, document->min_samples, document->max_samples, document->sampling_seed };
+}
+
+void zr_get_sampling_progress(sampling_progress* progress_out)
+{
+    const platform::lock_scope held(latest_lock());
+    *progress_out = latest;
+}

@@ -1,0 +1,201 @@
+// Light that reaches a surface of a path straight from its sources, one sample of each kind.
+#include <algorithm>
+
+#include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/sky_light.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
+#include "zirconlite/raytrace/direct_light.hpp"
+#include "zirconlite/raytrace/direct_sun.hpp"
+#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/raytrace/light_shape.hpp"
+#include "zirconlite/raytrace/shadow_test.hpp"
+#include "zirconlite/raytrace/sky_light_rays.hpp"
+#include "zirconlite/sampling/light_tree.hpp"
+#include "zirconlite/sampling/lobe.hpp"
+#include "zirconlite/sampling/path.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+/// The surface at a path's hit, as all of its sources see it.
+struct lit_vertex
+{
+    light_path& path;
+    const surface& s;
+    const specular_lobe& lobe;
+    const vector3* mirror; ///< null where luminaires do not show
+    uint32_t object_flags;
+};
+
+unit_pair numbers(const lit_vertex& v, sample_pair pair)
+{
+    return vertex_numbers(v.path.point, v.path.vertex, pair);
+}
+
+/// Share of the light from a direction that the surface sends to the eye, times the cosine; per channel. Whether
+/// there is any; `back` tells the side.
+bool scattering(const lit_vertex& v, const vector3& direction, bool shows_highlight, double share[3], bool& back)
+{
+    const ray& r = v.path.r;
+    const double cosine = dot(direction, r.shading_normal);
+    back = cosine <= 0.0;
+    const double spread = (back ? v.s.translucent * -cosine : v.lobe.diffuse * cosine) * inverse_pi;
+    double lobe = 0.0;
+    if (!back && v.mirror && shows_highlight && !(v.object_flags & OBJECT_NO_HIGHLIGHT))
+    {
+        // The part of the lobe that would go into the surface is folded back.
+        lobe = lobe_density(dot(direction, *v.mirror), v.lobe.exponent) +
+               lobe_density(dot(direction - 2.0 * cosine * r.shading_normal, *v.mirror), v.lobe.exponent);
+    }
+    for (int i = 0; i < 3; ++i) { share[i] = spread * v.s.color[i] + lobe * v.lobe.reflected[i]; }
+    return share[0] > 0.0 || share[1] > 0.0 || share[2] > 0.0;
+}
+
+ray shadow_ray(const lit_vertex& v, const vector3& direction, double distance, bool back)
+{
+    const document& d = v.path.doc;
+    ray shadow = make_shadow_ray(d, v.path.r, v.s, { 0.01, 0.003333, back });
+    shadow.direction = direction;
+    shadow.inv_direction = ray_reciprocal(direction);
+    shadow.t_max = distance - 10.0 * d.epsilon;
+    return shadow;
+}
+
+/// Adds `light` (what arrives square to its direction, times the scattering) where nothing is in the way.
+void add_unblocked(const lit_vertex& v, const light* source, ray& shadow, const double light[3])
+{
+    path_light& found = v.path.found;
+    double seen[3];
+    for (int i = 0; i < 3; ++i) { seen[i] = light[i] * v.path.r.weight[i]; }
+    found.hidden_chance += luminance(seen);
+    ++found.shadow_rays;
+    if (shadow_test(v.path.doc, source, shadow)) { return; }
+    for (int i = 0; i < 3; ++i) { found.radiance[i] += seen[i] * shadow.simple_color[i]; }
+}
+
+double distance_factor(double distance, double falloff)
+{
+    if (falloff == 0.0) { return 1.0; }
+    const double d = falloff == 2.0 ? distance * distance : std::pow(distance, falloff);
+    return d > 0.0 ? 1.0 / d : 0.0;
+}
+
+void add_luminaire(const lit_vertex& v)
+{
+    const ray& r = v.path.r;
+    const unit_pair choice = numbers(v, pair_light_choice), at = numbers(v, pair_light_point);
+    const light_pick pick = pick_light(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, choice.u);
+    if (!pick.source) { return; }
+    const light& source = *pick.source;
+    if ((v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT)) && is_unlit_by(r.hit_object, &source)) { return; }
+    source_sample sample = {};
+    if (v.path.doc.render_flags & RENDER_SOFT_SHADOWS)
+    {
+        sample_shape(source, r.hit_point, { at.u, at.v }, sample);
+    }
+    else { sample_middle(source, r.hit_point, sample); }
+    if (sample.flags & SAMPLE_SKIPPED) { return; }
+
+    const vector3 direction = source.falloff == 0.0 && source.disc_size == 0.0f ? -source.normal : sample.direction;
+    double share[3];
+    bool back;
+    if (!scattering(v, direction, !(source.flags & LIGHT_NO_HIGHLIGHT), share, back)) { return; }
+    const double factor = distance_factor(sample.distance, source.falloff) / pick.probability;
+    double light[3];
+    for (int i = 0; i < 3; ++i) { light[i] = sample.color[i] * factor * share[i]; }
+    if (!(light[0] > 0.0 || light[1] > 0.0 || light[2] > 0.0)) { return; }
+    ray shadow = shadow_ray(v, direction, sample.distance, back);
+    shadow.shadow_light = &source;
+    add_unblocked(v, &source, shadow, light);
+}
+
+void add_sun(const lit_vertex& v)
+{
+    const document& d = v.path.doc;
+    if (!daylight_takes_part(d) || !(current_sun_sky->sun_strength > 0.0)) { return; }
+    const sun_sky& sky = *current_sun_sky;
+    source_sample sample = {};
+    sample.u = sample.v = 0.5;
+    if ((d.render_flags & RENDER_SOFT_SHADOWS) && sun_light.disc_size != 0.0f)
+    {
+        const unit_pair at = numbers(v, pair_sun);
+        const square_point on_disc = square_to_disc({ at.u, at.v });
+        sample.u = on_disc.u;
+        sample.v = on_disc.v;
+    }
+    sun_light.sample(&sun_light, &v.path.r.hit_point, &sample, 1);
+    double share[3];
+    bool back;
+    if (!scattering(v, sample.direction, true, share, back)) { return; }
+    double light[3];
+    for (int i = 0; i < 3; ++i) { light[i] = sky.sun_color[i] * sky.sun_strength * share[i]; }
+    ray shadow = shadow_ray(v, sample.direction, ZR_FAR, back);
+    shadow.shadow_light = &sun_light;
+    add_unblocked(v, nullptr, shadow, light);
+}
+
+/// One side of the surface under the sky.
+void add_sky_side(const lit_vertex& v, bool back, double share)
+{
+    const vector3 normal = back ? -v.path.r.shading_normal : v.path.r.shading_normal;
+    const unit_pair at = numbers(v, pair_sky);
+    const bool draws = sky_light_has_bright_spots() && numbers(v, pair_light_choice).v < 0.5;
+    const sky_sample from = draws ? draw_sky_sample(at.u, at.v) : sky_light_from(cosine_direction(normal, { at.u, at.v }));
+    const double cosine = dot(normal, from.direction);
+    if (!(cosine > 0.0)) { return; }
+    const double even = cosine * inverse_pi;
+    const double density = sky_light_has_bright_spots() ? 0.5 * (even + from.density) : even;
+    ray shadow = shadow_ray(v, from.direction, ZR_FAR, back);
+    double radiance[3] = { from.radiance[0], from.radiance[1], from.radiance[2] };
+    meet_ground(v.path.doc, shadow, radiance);
+    double light[3];
+    for (int i = 0; i < 3; ++i)
+    {
+        light[i] = radiance[i] * cosine / density * share * inverse_pi * v.s.color[i];
+    }
+    if (!(light[0] > 0.0 || light[1] > 0.0 || light[2] > 0.0) || !(density > 0.0)) { return; }
+    add_unblocked(v, nullptr, shadow, light);
+}
+
+/// The light of the sky is a surface's own in the picture's source ratio.
+void add_sky(const lit_vertex& v)
+{
+    if (!sky_light_shines()) { return; }
+    const double before[3] = { v.path.found.radiance[0], v.path.found.radiance[1], v.path.found.radiance[2] };
+    if (v.lobe.diffuse > 0.0) { add_sky_side(v, false, v.lobe.diffuse); }
+    if (v.s.translucent > 0.0f) { add_sky_side(v, true, v.s.translucent); }
+    for (int i = 0; i < 3; ++i) { v.path.found.light_radiance[i] += v.path.found.radiance[i] - before[i]; }
+}
+
+/// The stand-in for light that comes by way of other surfaces.
+void add_ambient(const lit_vertex& v)
+{
+    for (int i = 0; i < 3; ++i)
+    {
+        const double light =
+            job.ambient_color[i] * v.lobe.diffuse * inverse_pi * v.s.color[i] * v.path.r.weight[i];
+        v.path.found.radiance[i] += light;
+        v.path.found.light_radiance[i] += light;
+    }
+}
+
+} // namespace
+
+void add_vertex_light(light_path& path, const surface& s, const specular_lobe& lobe, const vector3* mirror)
+{
+    if (path.r.flags & RAY_PROBE) { return; }
+    const lit_vertex v = { path, s, lobe, mirror, path.r.hit_object->vft->get_flags(path.r.hit_object) };
+    if (!(v.object_flags & OBJECT_NO_DIRECT_LIGHT))
+    {
+        add_luminaire(v);
+        add_sun(v);
+        add_sky(v);
+    }
+    add_ambient(v);
+}
+
+} // namespace zr
