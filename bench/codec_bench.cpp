@@ -15,7 +15,7 @@
 
 #include "zirconlite/imagefiles/codecs.hpp"
 #include "zirconlite/imagefiles/radiance.hpp"
-#include "zirconlite/raytrace/image_buffer.h"
+#include "zirconlite/picture/image_buffer.h"
 
 namespace
 {

@@ -11,8 +11,8 @@
 #include "tests/support/materials.hpp"
 #include "tests/support/scene.hpp"
 #include "zirconlite/imagefiles/bitmap_store.h"
-#include "zirconlite/lighting/clouds.hpp"
-#include "zirconlite/lighting/ground.hpp"
+#include "zirconlite/environment/clouds.hpp"
+#include "zirconlite/environment/ground.hpp"
 
 namespace
 {

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/raytrace/gamma_tables.hpp"
-#include "zirconlite/raytrace/output.h"
-#include "zirconlite/raytrace/tone.h"
+#include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/picture/output.h"
+#include "zirconlite/picture/tone.h"
 
 namespace
 {

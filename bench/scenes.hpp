@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/geometry/mesh_build.h"
-#include "zirconlite/geometry/ray_search.hpp"
-#include "zirconlite/geometry/search_structure.h"
+#include "zirconlite/meshes/mesh_build.h"
+#include "zirconlite/search/ray_search.hpp"
+#include "zirconlite/search/search_structure.h"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/geometry/voxel_grid.h"
+#include "zirconlite/search/voxel_grid.h"
 
 namespace bench
 {

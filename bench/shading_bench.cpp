@@ -9,7 +9,7 @@
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
-#include "zirconlite/raytrace/projection.h"
+#include "zirconlite/picture/projection.h"
 
 namespace
 {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tests/support/scene.hpp"
-#include "zirconlite/lighting/sky_light.hpp"
+#include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/lighting/sun_sky.h"
 
 namespace

@@ -12,7 +12,7 @@
 #include "fuzz/settings_readers.hpp"
 #include "zirconlite/imagefiles/codecs.hpp"
 #include "zirconlite/imagefiles/radiance.hpp"
-#include "zirconlite/raytrace/image_buffer.h"
+#include "zirconlite/picture/image_buffer.h"
 
 namespace fuzz
 {

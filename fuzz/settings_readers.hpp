@@ -9,7 +9,7 @@
 #include <string.h>
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/lighting/settings_text.hpp"
+#include "zirconlite/settings/settings_text.hpp"
 
 namespace fuzz
 {

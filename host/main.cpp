@@ -1,6 +1,6 @@
 /// @file
 /// The zirconlite program. All that it does stands in commands.cpp and behind it.
-#include "host/commands.hpp"
+#include "host/commands/commands.hpp"
 
 int main(int argument_count, char** arguments)
 {

@@ -1,7 +1,7 @@
 #include "tests/support/temporary_folder.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/imagefiles/radiance.hpp"
-#include "zirconlite/raytrace/image_buffer.h"
+#include "zirconlite/picture/image_buffer.h"
 
 #include <gtest/gtest.h>
 

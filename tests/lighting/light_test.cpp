@@ -11,7 +11,7 @@
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/lighting/sun_sky.h"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/job_state.hpp"
 
 namespace
 {

@@ -5,7 +5,7 @@
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/lighting/daylight.hpp"
-#include "zirconlite/lighting/ground.hpp"
+#include "zirconlite/environment/ground.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 
 namespace

@@ -6,8 +6,8 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/materials/material_list.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/materials/surface.h"
 
 namespace
 {

@@ -6,7 +6,7 @@
 #include "tests/support/materials.hpp"
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/module_state.hpp"
-#include "zirconlite/geometry/ray_search.hpp"
+#include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/materials/bumps.h"
 #include "zirconlite/materials/noise.h"
 #include "zirconlite/materials/ripple.h"

@@ -3,8 +3,8 @@
 #include "tests/support/ball_object.hpp"
 #include "tests/support/find_table.hpp"
 #include "tests/support/scene.hpp"
-#include "zirconlite/geometry/ray_search.hpp"
-#include "zirconlite/raytrace/shadow_test.hpp"
+#include "zirconlite/search/ray_search.hpp"
+#include "zirconlite/raytrace/shadow_rays.hpp"
 
 namespace
 {

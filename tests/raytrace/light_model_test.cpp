@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "tests/support/scene.hpp"
-#include "zirconlite/raytrace/gamma_tables.hpp"
-#include "zirconlite/raytrace/image_buffer.h"
-#include "zirconlite/raytrace/projection.h"
+#include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/picture/projection.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/raytrace/optics.hpp"
-#include "zirconlite/raytrace/shadow_test.hpp"
+#include "zirconlite/raytrace/shadow_rays.hpp"
 
 namespace
 {

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "tests/support/scene.hpp"
-#include "zirconlite/lighting/sky_light.hpp"
+#include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/lighting/sun_sky.h"
-#include "zirconlite/raytrace/image_buffer.h"
-#include "zirconlite/raytrace/projection.h"
+#include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/picture/projection.h"
 
 namespace
 {

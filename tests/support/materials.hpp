@@ -7,9 +7,9 @@
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/module_state.hpp"
 #include "zirconlite/materials/material.h"
-#include "zirconlite/raytrace/job_state.hpp"
-#include "zirconlite/raytrace/ray.h"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/geometry/ray.h"
+#include "zirconlite/materials/surface.h"
 
 namespace test
 {

@@ -11,14 +11,14 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/error.h"
-#include "zirconlite/geometry/mesh_build.h"
-#include "zirconlite/geometry/voxel_grid.h"
+#include "zirconlite/meshes/mesh_build.h"
+#include "zirconlite/search/voxel_grid.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/materials/material.h"
-#include "zirconlite/raytrace/image_buffer.h"
-#include "zirconlite/raytrace/output.h"
-#include "zirconlite/raytrace/projection.h"
-#include "zirconlite/raytrace/render_job.h"
+#include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/picture/output.h"
+#include "zirconlite/picture/projection.h"
+#include "zirconlite/jobs/render_job.h"
 
 struct room_look
 {

@@ -9,17 +9,17 @@
 #include <vector>
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/geometry/mesh_build.h"
+#include "zirconlite/meshes/mesh_build.h"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/geometry/voxel_grid.h"
-#include "zirconlite/geometry/y_mesh.h"
+#include "zirconlite/search/voxel_grid.h"
+#include "zirconlite/meshes/y_mesh.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/materials/material.h"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/emission_setup.h"
-#include "zirconlite/raytrace/jitter.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
-#include "zirconlite/raytrace/render_job.h"
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/jobs/render_job.h"
 #include "zirconlite/raytrace/shading.hpp"
 
 namespace test

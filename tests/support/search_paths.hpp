@@ -2,7 +2,7 @@
 /// The ways in which hits can be found: either structure, with vectors or without. All give the same hits.
 #pragma once
 
-#include "zirconlite/geometry/search_structure.h"
+#include "zirconlite/search/search_structure.h"
 #include "zirconlite/platform/processor.hpp"
 
 namespace test

@@ -4,7 +4,7 @@
 #ifndef ZIRCONLITE_DISPLAY_PROGRESS_H
 #define ZIRCONLITE_DISPLAY_PROGRESS_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

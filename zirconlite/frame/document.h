@@ -7,8 +7,8 @@
 #include "zirconlite/display/progress.h"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/render_view.h"
-#include "zirconlite/frame/types.h"
-#include "zirconlite/lighting/environment.h"
+#include "zirconlite/types.h"
+#include "zirconlite/environment/environment.h"
 
 ZR_EXTERN_C_BEGIN
 

@@ -4,7 +4,7 @@
 #ifndef ZIRCONLITE_FRAME_ERROR_H
 #define ZIRCONLITE_FRAME_ERROR_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

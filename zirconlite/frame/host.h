@@ -12,7 +12,7 @@
 #ifndef ZIRCONLITE_FRAME_HOST_H
 #define ZIRCONLITE_FRAME_HOST_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

@@ -7,7 +7,7 @@
 #ifndef ZIRCONLITE_FRAME_MEMORY_H
 #define ZIRCONLITE_FRAME_MEMORY_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

@@ -5,7 +5,7 @@
 
 #include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/frame/string_table.h"
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 #include "zirconlite/platform/threads.hpp"
 
 namespace zr

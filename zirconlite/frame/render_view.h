@@ -3,7 +3,7 @@
 #ifndef ZIRCONLITE_FRAME_RENDER_VIEW_H
 #define ZIRCONLITE_FRAME_RENDER_VIEW_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

@@ -7,7 +7,7 @@
 #define ZIRCONLITE_FRAME_SEARCH_PATH_H
 
 #include "zirconlite/frame/host.h"
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

@@ -13,7 +13,7 @@
 #ifndef ZIRCONLITE_FRAME_STRING_TABLE_H
 #define ZIRCONLITE_FRAME_STRING_TABLE_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

@@ -5,7 +5,7 @@
 #ifndef ZIRCONLITE_FRAME_WINDOW_H
 #define ZIRCONLITE_FRAME_WINDOW_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

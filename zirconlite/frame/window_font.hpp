@@ -2,7 +2,7 @@
 /// The font of translated windows, and the library's own message table.
 #pragma once
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 namespace zr
 {

@@ -4,7 +4,7 @@
 #ifndef ZIRCONLITE_GEOMETRY_SCENE_OBJECT_H
 #define ZIRCONLITE_GEOMETRY_SCENE_OBJECT_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

@@ -4,7 +4,7 @@
 #ifndef ZIRCONLITE_GEOMETRY_VECTOR_H
 #define ZIRCONLITE_GEOMETRY_VECTOR_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

@@ -6,7 +6,7 @@
 
 #include "zirconlite/display/progress.h"
 #include "zirconlite/frame/error.h"
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

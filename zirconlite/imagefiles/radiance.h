@@ -4,7 +4,7 @@
 #ifndef ZIRCONLITE_IMAGEFILES_RADIANCE_H
 #define ZIRCONLITE_IMAGEFILES_RADIANCE_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

@@ -13,7 +13,7 @@
 #include "zirconlite/frame/bytes.hpp"
 #include "zirconlite/imagefiles/picture_decoding.hpp"
 #include "zirconlite/imagefiles/radiance.hpp"
-#include "zirconlite/raytrace/image_buffer.h"
+#include "zirconlite/picture/image_buffer.h"
 
 namespace
 {

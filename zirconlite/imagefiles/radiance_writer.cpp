@@ -8,7 +8,7 @@
 #include "zirconlite/frame/array.hpp"
 #include "zirconlite/imagefiles/picture_writer.hpp"
 #include "zirconlite/imagefiles/radiance.hpp"
-#include "zirconlite/raytrace/image_buffer.h"
+#include "zirconlite/picture/image_buffer.h"
 
 namespace
 {

@@ -19,7 +19,7 @@
 
 #include "zirconlite/frame/host.h"
 #include "zirconlite/frame/search_path.h"
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

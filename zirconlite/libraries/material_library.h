@@ -4,7 +4,7 @@
 #ifndef ZIRCONLITE_LIBRARIES_MATERIAL_LIBRARY_H
 #define ZIRCONLITE_LIBRARIES_MATERIAL_LIBRARY_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 #include "zirconlite/materials/material.h"
 
 ZR_EXTERN_C_BEGIN

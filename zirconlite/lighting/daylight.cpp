@@ -7,7 +7,7 @@
 
 #include "zirconlite/lighting/light_emission.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/job_state.hpp"
 
 using namespace zr;
 

@@ -3,7 +3,7 @@
 #ifndef ZIRCONLITE_LIGHTING_DAYLIGHT_H
 #define ZIRCONLITE_LIGHTING_DAYLIGHT_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

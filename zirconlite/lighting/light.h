@@ -4,7 +4,7 @@
 #ifndef ZIRCONLITE_LIGHTING_LIGHT_H
 #define ZIRCONLITE_LIGHTING_LIGHT_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

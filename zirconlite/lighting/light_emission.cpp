@@ -5,7 +5,7 @@
 #include <math.h>
 
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/job_state.hpp"
 
 namespace
 {

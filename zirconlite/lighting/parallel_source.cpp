@@ -3,7 +3,7 @@
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/light_emission.hpp"
 #include "zirconlite/lighting/sun_sky.h"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/job_state.hpp"
 
 using namespace zr;
 

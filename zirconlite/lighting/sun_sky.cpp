@@ -9,7 +9,7 @@
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/lighting/sun_tables.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/job_state.hpp"
 
 namespace zr
 {

@@ -3,7 +3,7 @@
 #ifndef ZIRCONLITE_MATERIALS_BUMPS_H
 #define ZIRCONLITE_MATERIALS_BUMPS_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

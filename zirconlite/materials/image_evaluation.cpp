@@ -5,8 +5,8 @@
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/image_sampling.hpp"
 #include "zirconlite/materials/noise.hpp"
-#include "zirconlite/raytrace/jitter.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
 
 namespace zr
 {

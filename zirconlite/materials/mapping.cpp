@@ -6,7 +6,7 @@
 
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/raytrace/ray.h"
+#include "zirconlite/geometry/ray.h"
 
 using namespace zr;
 

@@ -9,7 +9,7 @@
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/materials/mask_source.hpp"
 #include "zirconlite/materials/material_list.hpp"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/materials/surface.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 #ifndef ZIRCONLITE_MATERIALS_NOISE_H
 #define ZIRCONLITE_MATERIALS_NOISE_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

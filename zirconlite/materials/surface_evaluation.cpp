@@ -2,7 +2,7 @@
 
 #include "zirconlite/materials/opacity.hpp"
 
-#include "zirconlite/geometry/mesh_attributes.hpp"
+#include "zirconlite/meshes/mesh_attributes.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/blend_kinds.hpp"
 #include "zirconlite/materials/bumps.h"
@@ -11,8 +11,8 @@
 #include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/materials/ripple.h"
-#include "zirconlite/raytrace/gamma_tables.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/frame/job_state.hpp"
 
 namespace zr
 {

@@ -4,8 +4,8 @@
 
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/materials/material.h"
-#include "zirconlite/raytrace/ray.h"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/geometry/ray.h"
+#include "zirconlite/materials/surface.h"
 
 namespace zr
 {

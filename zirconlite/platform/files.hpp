@@ -7,7 +7,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 namespace zr::platform
 {

@@ -3,7 +3,7 @@
 /// own hands in a find function instead.
 #pragma once
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 namespace zr::platform
 {

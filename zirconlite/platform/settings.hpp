@@ -9,7 +9,7 @@
 
 #include <stddef.h>
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 namespace zr::platform
 {

@@ -7,8 +7,8 @@
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/materials/material.h"
-#include "zirconlite/raytrace/job_state.hpp"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/materials/surface.h"
 
 namespace zr
 {

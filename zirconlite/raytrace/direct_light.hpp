@@ -9,8 +9,8 @@
 #include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/lighting/light.h"
-#include "zirconlite/raytrace/ray.h"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/geometry/ray.h"
+#include "zirconlite/materials/surface.h"
 
 /// What was last found to block one light, by recursion depth.
 struct shadow_cache_entry

@@ -4,8 +4,8 @@
 
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
-#include "zirconlite/raytrace/jitter.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/raytrace/sample_pattern.hpp"
 
 namespace zr

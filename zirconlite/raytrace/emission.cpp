@@ -4,7 +4,7 @@
 
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/raytrace/emission_setup.h"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/job_state.hpp"
 
 namespace zr
 {

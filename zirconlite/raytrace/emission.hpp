@@ -3,7 +3,7 @@
 #pragma once
 
 #include "zirconlite/geometry/scene_object.h"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/materials/surface.h"
 
 namespace zr
 {

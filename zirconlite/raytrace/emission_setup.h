@@ -3,7 +3,7 @@
 #ifndef ZIRCONLITE_RAYTRACE_EMISSION_SETUP_H
 #define ZIRCONLITE_RAYTRACE_EMISSION_SETUP_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

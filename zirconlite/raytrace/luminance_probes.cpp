@@ -4,9 +4,9 @@
 #include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
-#include "zirconlite/raytrace/jitter.hpp"
+#include "zirconlite/frame/jitter.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
-#include "zirconlite/raytrace/tone.h"
+#include "zirconlite/picture/tone.h"
 
 namespace zr
 {

@@ -7,9 +7,9 @@
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/surface_evaluation.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
-#include "zirconlite/raytrace/jitter.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
-#include "zirconlite/raytrace/tone.h"
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/picture/tone.h"
 
 namespace zr
 {

@@ -5,9 +5,9 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/lighting/environment.hpp"
-#include "zirconlite/raytrace/image_buffer.h"
-#include "zirconlite/raytrace/ray.h"
+#include "zirconlite/environment/environment.hpp"
+#include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/geometry/ray.h"
 
 namespace zr
 {

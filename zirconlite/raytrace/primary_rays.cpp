@@ -1,10 +1,10 @@
 // Primary rays: from a position in the picture to a shaded result.
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/raytrace/jitter.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
-#include "zirconlite/raytrace/projection.h"
+#include "zirconlite/picture/projection.h"
 #include "zirconlite/raytrace/shading.hpp"
 
 namespace zr

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "zirconlite/raytrace/ray.h"
+#include "zirconlite/geometry/ray.h"
 
 namespace zr
 {

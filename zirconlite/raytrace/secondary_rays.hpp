@@ -3,9 +3,9 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/lighting/environment.hpp"
-#include "zirconlite/raytrace/ray.h"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/environment/environment.hpp"
+#include "zirconlite/geometry/ray.h"
+#include "zirconlite/materials/surface.h"
 
 namespace zr
 {

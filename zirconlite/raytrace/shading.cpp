@@ -1,8 +1,8 @@
 #include "zirconlite/raytrace/shading.hpp"
 
-#include "zirconlite/geometry/ray_search.hpp"
+#include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/lighting/ground.hpp"
+#include "zirconlite/environment/ground.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/emission.hpp"
 #include "zirconlite/raytrace/secondary_rays.hpp"

@@ -3,9 +3,9 @@
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
-#include "zirconlite/raytrace/jitter.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
-#include "zirconlite/raytrace/shadow_test.hpp"
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/raytrace/shadow_rays.hpp"
 #include "zirconlite/raytrace/thread_lights.hpp"
 
 namespace zr

@@ -13,14 +13,14 @@
 #include <cmath>
 
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/lighting/ground.hpp"
-#include "zirconlite/lighting/sky_light.hpp"
+#include "zirconlite/environment/ground.hpp"
+#include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/raytrace/sample_pattern.hpp"
-#include "zirconlite/raytrace/shadow_test.hpp"
+#include "zirconlite/raytrace/shadow_rays.hpp"
 
 namespace zr
 {

@@ -3,9 +3,9 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/raytrace/ray.h"
+#include "zirconlite/geometry/ray.h"
 #include "zirconlite/raytrace/sample_pattern.hpp"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/materials/surface.h"
 
 namespace zr
 {

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/raytrace/ray.h"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/geometry/ray.h"
+#include "zirconlite/materials/surface.h"
 
 namespace zr
 {

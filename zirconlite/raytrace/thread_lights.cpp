@@ -2,7 +2,7 @@
 #include <string.h>
 
 #include "zirconlite/raytrace/direct_light.hpp"
-#include "zirconlite/raytrace/job_state.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/raytrace/thread_lights.hpp"
 
 namespace zr

@@ -4,7 +4,7 @@
 #ifndef ZIRCONLITE_SAMPLING_CONVERGING_H
 #define ZIRCONLITE_SAMPLING_CONVERGING_H
 
-#include "zirconlite/frame/types.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 

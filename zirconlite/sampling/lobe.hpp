@@ -6,7 +6,7 @@
 #pragma once
 
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/raytrace/surface.h"
+#include "zirconlite/materials/surface.h"
 #include "zirconlite/sampling/sequence.hpp"
 
 namespace zr

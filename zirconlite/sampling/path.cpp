@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "zirconlite/geometry/ray_search.hpp"
+#include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/lighting/environment.hpp"
-#include "zirconlite/lighting/ground.hpp"
+#include "zirconlite/environment/environment.hpp"
+#include "zirconlite/environment/ground.hpp"
 #include "zirconlite/raytrace/emission.hpp"
 #include "zirconlite/raytrace/optics.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"

@@ -7,8 +7,8 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/raytrace/image_buffer.h"
-#include "zirconlite/raytrace/ray.h"
+#include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/geometry/ray.h"
 
 /// The converging sampling of one picture.
 struct sampling_run;

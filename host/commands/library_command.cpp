@@ -1,0 +1,361 @@
+/// @file
+/// `zirconlite library`: what stands in library files, and how it gets there and out again.
+#include "host/build/build_material.hpp"
+#include "host/commands/commands.hpp"
+#include "host/failure.hpp"
+#include "host/library_session.hpp"
+#include "host/commands/material_text.hpp"
+#include "host/text.hpp"
+#include "zirconlite/frame/error.h"
+#include "zirconlite/libraries/library_file.h"
+#include "zirconlite/libraries/material_library.h"
+#include "zirconlite/materials/mat_image.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <unistd.h>
+
+namespace host
+{
+
+namespace
+{
+
+struct library_request
+{
+    std::filesystem::path file, scene, translation;
+    std::string key, material;
+};
+
+struct material_deleter
+{
+    void operator()(material* m) const { free_material(m); }
+};
+using owned_material = std::unique_ptr<material, material_deleter>;
+
+/// The failure that the library has just reported, told of `what`.
+[[noreturn]] void fail_with(const std::string& what)
+{
+    const zr_status& s = *zr_last_error();
+    const exit_code code = s.code == ZR_ERROR_NOT_FOUND                            ? exit_missing_file
+                           : s.code == ZR_ERROR_FORMAT || s.code == ZR_ERROR_LIMIT ? exit_bad_scene
+                                                                                   : exit_render_failed;
+    throw failure(code, what + library_error());
+}
+
+std::u16string key_of(const std::string& text)
+{
+    if (!is_utf8(text)) { throw failure(exit_usage, "the key is not UTF-8"); }
+    return utf16_of(text);
+}
+
+/// The key of a record; that of a folder, or of nothing, is refused.
+std::u16string record_key_of(const library_request& r)
+{
+    const std::u16string key = key_of(r.key);
+    if (!key.empty() && key.back() != u'\\') { return key; }
+    throw failure(exit_usage, fmt::format("{}: \"{}\" is the key of a folder; a record's key ends in its name",
+                                  r.file.string(), r.key));
+}
+
+/// An open library, dropped without writing unless it is committed.
+struct open_library
+{
+    open_library(const std::filesystem::path& path, uint32_t access)
+        : handle(zr_libfile_open(utf16_of(path).c_str(), access, LIBRARY_SHARE_READ, LIBRARY_OPEN_EXISTING))
+    {
+        char16_t kind[33];
+        if (handle == ZR_INVALID_HANDLE) { fail_with(path.string()); }
+        if (zr_file_get_kind(handle, kind)) { return; }
+        zr_libfile_cancel(handle);
+        throw failure(exit_bad_scene, path.string() + ": is not a library");
+    }
+    ~open_library() { zr_libfile_cancel(handle); }
+    open_library(const open_library&) = delete;
+    open_library& operator=(const open_library&) = delete;
+    zr_handle handle;
+};
+
+// By kind of library: how a record is shown and added. The extension tells the kind.
+
+std::string show_material(zr_handle library, const std::u16string& key)
+{
+    const owned_material m(zr_matfile_read_record(library, key.c_str()));
+    if (!m) { return ""; }
+    const size_t name = key.find_last_of(u'\\') + 1;
+    return material_text(plain_text(key.c_str() + name), *m);
+}
+
+/// Pictures are found again from any folder when their paths are whole.
+void make_path_absolute(char16_t (&path)[512])
+{
+    const std::u16string whole = utf16_of(std::filesystem::absolute(utf8_of(path)));
+    if (whole.size() >= std::size(path))
+    {
+        throw failure(exit_bad_scene, plain_text(whole.c_str()) + ": the path is longer than 511 characters");
+    }
+    whole.copy(path, whole.size());
+    path[whole.size()] = 0;
+}
+
+void make_paths_absolute(material& m)
+{
+    if (m.flags & MATERIAL_COMPLEX)
+    {
+        auto& complex = reinterpret_cast<complex_material&>(m);
+        if (complex.params.mask) { make_path_absolute(complex.params.mask->path); }
+        for (material* child : complex.children) { make_paths_absolute(*child); }
+        return;
+    }
+    for (mat_image* i = reinterpret_cast<simple_material&>(m).images; i; i = i->next)
+    {
+        make_path_absolute(i->path);
+    }
+}
+
+/// Makes a library by `write` under another name and gives it its own when it is whole, so that a killed program
+/// leaves no empty library. False, with nothing made, when there is one by then.
+template <class Write> bool make_whole(const std::filesystem::path& file, Write write)
+{
+    std::filesystem::path part = file;
+    part += fmt::format(".{}-0.part", getpid()); // what the next writer takes away
+    struct remover
+    {
+        const std::filesystem::path& path;
+        ~remover() { unlink(path.c_str()); }
+    } const on_return{ part };
+    write(part, LIBRARY_CREATE_NEW);
+    if (link(part.c_str(), file.c_str()) == 0) { return true; }
+    if (errno == EEXIST) { return false; }
+    // A file system without second names.
+    if (rename(part.c_str(), file.c_str()) == 0) { return true; }
+    throw failure(exit_render_failed, fmt::format("{}: {}", file.string(), strerror(errno)));
+}
+
+void add_material(const library_request& r)
+{
+    const std::u16string key = record_key_of(r);
+    const scene s = read_scene(r.scene, scene_use::materials);
+    const auto found = s.materials.find(r.material);
+    if (found == s.materials.end())
+    {
+        throw failure(
+            exit_bad_scene, fmt::format("{}: there is no material \"{}\"", r.scene.string(), r.material));
+    }
+    std::vector<std::string> notes;
+    const owned_material made(build_material(s, found->second, notes));
+    make_paths_absolute(*made);
+    for (const std::string& note : notes) { std::fprintf(stderr, "zirconlite: %s\n", note.c_str()); }
+    const auto add = [&](const std::filesystem::path& file, int32_t disposition)
+    {
+        zr_handle library = zr_matfile_open(
+            utf16_of(file).c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, disposition);
+        if (library == ZR_INVALID_HANDLE) { fail_with(r.file.string()); }
+        if (!zr_matfile_add_record(library, key.c_str(), made.get()))
+        {
+            zr_libfile_cancel(library);
+            fail_with(fmt::format("{}: \"{}\" cannot be added", r.file.string(), r.key));
+        }
+        if (!zr_libfile_close(library)) { fail_with(r.file.string()); }
+    };
+    if (!std::filesystem::exists(r.file) && make_whole(r.file, add)) { return; }
+    open_library(r.file, LIBRARY_READ); // refuses what is no library
+    add(r.file, LIBRARY_OPEN_EXISTING);
+}
+
+void make_material_library(const library_request& r)
+{
+    const auto make = [&](const std::filesystem::path& file, int32_t disposition)
+    {
+        zr_handle library = zr_matfile_open(
+            utf16_of(file).c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, disposition);
+        if (library == ZR_INVALID_HANDLE || !zr_libfile_close(library)) { fail_with(r.file.string()); }
+    };
+    if (std::filesystem::exists(r.file) || !make_whole(r.file, make))
+    {
+        throw failure(exit_render_failed, r.file.string() + ": the library exists already");
+    }
+}
+
+struct kind_row
+{
+    const char* extension;
+    std::string (*show)(zr_handle library, const std::u16string& key); ///< empty when there is no such record
+    void (*add)(const library_request& r);
+    void (*make)(const library_request& r);
+};
+const kind_row kinds[] = {
+    { ".mlib", show_material, add_material, make_material_library },
+};
+
+const kind_row& kind_of(const std::filesystem::path& file)
+{
+    for (const kind_row& kind : kinds)
+    {
+        if (file.extension() == kind.extension) { return kind; }
+    }
+    throw failure(exit_usage,
+        fmt::format(
+            "{}: the records of such a file are not known; a material library ends in .mlib", file.string()));
+}
+
+int32_t note_key(zr_handle, zr_handle keys, const char16_t* key)
+{
+    static_cast<std::vector<std::u16string>*>(keys)->push_back(key);
+    return 1;
+}
+
+void list_library(const library_request& r)
+{
+    const open_library library(r.file, LIBRARY_READ);
+    std::vector<std::u16string> keys;
+    const zr_status before = *zr_last_error();
+    const uint32_t root = zr_file_seek(library.handle, u"");
+    const bool is_walked =
+        zr_libfile_in_order_read_ex(library.handle, &keys, root, u"", note_key, note_key) != 0;
+    for (const std::u16string& key : keys)
+    {
+        const size_t length = key.size() - (key.back() == u'\\');
+        const size_t name = length == 0 ? 0 : key.find_last_of(u'\\', length - 1) + 1;
+        const size_t depth = size_t(std::count(key.begin(), key.begin() + std::ptrdiff_t(name), u'\\'));
+        std::printf("%*s%s\n", int(2 * depth), "", plain_text(key.c_str() + name).c_str());
+    }
+    if (!is_walked || std::memcmp(&before, zr_last_error(), sizeof before) != 0)
+    {
+        fail_with(r.file.string() + ": what follows is damaged");
+    }
+}
+
+void show_record(const library_request& r)
+{
+    const kind_row& kind = kind_of(r.file);
+    const open_library library(r.file, LIBRARY_READ);
+    const std::u16string key = record_key_of(r);
+    if (zr_file_seek(library.handle, key.c_str()) == 0)
+    {
+        throw failure(
+            exit_missing_file, fmt::format("{}: there is no record \"{}\"", r.file.string(), r.key));
+    }
+    const std::string text = kind.show(library.handle, key);
+    if (text.empty()) { fail_with(fmt::format("{}: \"{}\"", r.file.string(), r.key)); }
+    std::fputs(text.c_str(), stdout);
+}
+
+void add_record(const library_request& r)
+{
+    kind_of(r.file).add(r);
+}
+
+void make_library(const library_request& r)
+{
+    kind_of(r.file).make(r);
+}
+
+void delete_key(const library_request& r)
+{
+    open_library(r.file, LIBRARY_READ);
+    const std::u16string path = utf16_of(r.file), key = key_of(r.key);
+    const bool is_folder = !key.empty() && key.back() == u'\\';
+    const int32_t result = is_folder ? zr_libfile_delete_folder(path.c_str(), key.c_str())
+                                     : zr_libfile_delete_record(path.c_str(), key.c_str());
+    if (result == 0) { fail_with(r.file.string()); }
+    if (result < 0)
+    {
+        throw failure(exit_missing_file, fmt::format("{}: there is no {} \"{}\"", r.file.string(),
+                                             is_folder ? "folder" : "record", r.key));
+    }
+}
+
+void pack_library(const library_request& r)
+{
+    open_library(r.file, LIBRARY_READ);
+    kind_of(r.file);
+    const auto before = std::filesystem::file_size(r.file);
+    if (!zr_pack_library(utf16_of(r.file).c_str())) { fail_with(r.file.string() + ": not packed"); }
+    std::printf("%s: %ju bytes, before %ju\n", r.file.c_str(), uintmax_t(std::filesystem::file_size(r.file)),
+        uintmax_t(before));
+}
+
+void dump_library(const library_request& r)
+{
+    open_library(r.file, LIBRARY_READ);
+    if (!zr_dump_library(utf16_of(r.file).c_str())) { fail_with(r.file.string() + ": not dumped"); }
+    std::printf("%s\n", std::filesystem::path(r.file).replace_extension(".uni").c_str());
+}
+
+void translate_library(const library_request& r)
+{
+    open_library(r.file, LIBRARY_READ);
+    const int32_t count = zr_translate_library(utf16_of(r.file).c_str(), utf16_of(r.translation).c_str());
+    if (count < 0) { fail_with(r.file.string() + ": not translated"); }
+    std::filesystem::path out = r.file;
+    out.replace_filename(r.file.stem().string() + "_translated" + r.file.extension().string());
+    std::printf("%s: %d records\n", out.c_str(), count);
+}
+
+struct task_row
+{
+    const char *name, *help;
+    bool takes_key;
+    void (*run)(const library_request& r);
+};
+const task_row tasks[] = {
+    { "list", "Print the keys as a tree", false, list_library },
+    { "show", "Print a record as tables of a scene file", true, show_record },
+    { "add", "Add a material of a scene, in place of one of that key; makes the library when there is none",
+        true, add_record },
+    { "delete", "Delete a record, or a folder when the key ends in \\", true, delete_key },
+    { "pack", "Rebuild the file without what was deleted and replaced", false, pack_library },
+    { "dump", "Write the keys to a text file beside the library", false, dump_library },
+    { "translate", "Write a copy under other keys, NAME_translated", false, translate_library },
+    { "new", "Make an empty library", false, make_library },
+};
+
+} // namespace
+
+std::function<int()> setup_library(CLI::App& command)
+{
+    auto request = std::make_shared<library_request>();
+    auto parsed = std::make_shared<std::vector<std::pair<CLI::App*, const task_row*>>>();
+    command.require_subcommand(1);
+    for (const task_row& task : tasks)
+    {
+        CLI::App* sub = command.add_subcommand(task.name, task.help);
+        sub->add_option("library", request->file, "The library file")->required();
+        if (task.takes_key)
+        {
+            sub->add_option("key", request->key, "Folders and name, \\ between: 'Stones\\Marble\\White'")
+                ->required();
+        }
+        if (task.run == add_record)
+        {
+            sub->add_option("--from", request->scene, "The scene file")->required();
+            sub->add_option("--material", request->material, "The material's name in the scene")->required();
+        }
+        if (task.run == translate_library)
+        {
+            sub->add_option(
+                   "translation", request->translation, "UTF-16 text: a key, a tab and its new key a line")
+                ->required();
+        }
+        parsed->emplace_back(sub, &task);
+    }
+    return [request, parsed]
+    {
+        progress_line progress(false);
+        const library_session session(progress);
+        for (const auto& [sub, task] : *parsed)
+        {
+            if (sub->parsed()) { task->run(*request); }
+        }
+        return int(exit_done);
+    };
+}
+
+} // namespace host

@@ -1,0 +1,164 @@
+// Clouds: where the ellipsoids lie, what columns list them, what rays see of them.
+#include "zirconlite/environment/clouds.hpp"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tests/support/materials.hpp"
+#include "tests/support/scene.hpp"
+
+namespace
+{
+
+using namespace zr;
+
+struct cloud_scene : test::scene
+{
+    explicit cloud_scene(int32_t number, uint32_t flags = CLOUDS_CUMULUS)
+    {
+        doc->environment_flags = ENVIRONMENT_CLOUDS | ENVIRONMENT_CLOUDS_ALWAYS;
+        env.cloud_flags = flags;
+        env.cloud_seed = 7;
+        env.cu_number = number;
+        env.cu_scale_v = 0.5f;
+        for (float* v : { env.cu_color, env.cu_scale, env.ci_color, env.ci_scale }) { std::fill_n(v, 3, 1.0f); }
+    }
+    bool prepare_clouds() { return clouds_prepare(*doc, env, made); }
+    ~cloud_scene() { release_clouds(made); }
+    double coverage(const vector3& direction)
+    {
+        float rgb[3];
+        return clouds(*doc, env, made, eye_ray({ 0, 0, 2 }, direction), rgb);
+    }
+    environment& env = doc->environment;
+    prepared_environment made = {};
+    test::noise_table noise;
+};
+
+} // namespace
+
+TEST(Clouds, AreDrawnInOrderFromTheSeed)
+{
+    cloud_scene s(5);
+    ASSERT_TRUE(s.prepare_clouds());
+    uint32_t x = 7;
+    const auto draw = [&](double middle, double half)
+    {
+        x = x * 214013 + 2531011;
+        const double q = (x >> 16 & 0x7fff) / 32767.0;
+        return middle + (2.0 * q - 1.0) * half;
+    };
+    std::vector<cloud_ellipsoid> made;
+    for (const cloud_ellipsoid* e = s.made.ellipsoids; e; e = e->next) { made.insert(made.begin(), *e); }
+    ASSERT_EQ(made.size(), 5u) << "the newest stands first";
+    for (const cloud_ellipsoid& e : made)
+    {
+        const double cx = draw(0, 16000), cy = draw(0, 16000), cz = draw(1500, 50);
+        const double rx = draw(1200, 600), ry = draw(900, 450);
+        const double rz = std::max(draw(1300, 325), 0.8 * cz);
+        EXPECT_NEAR(e.center[0], cx, 0.01);
+        EXPECT_NEAR(e.center[1], cy, 0.01);
+        EXPECT_NEAR(e.center[2], cz, 0.01);
+        EXPECT_NEAR(e.inverse_rx2 * rx * rx, 1.0, 1e-4);
+        EXPECT_NEAR(e.inverse_ry2 * ry * ry, 1.0, 1e-4);
+        EXPECT_NEAR(e.inverse_rz2 * rz * rz, 1.0, 1e-4);
+        EXPECT_NEAR(e.base, cz - 0.2 * rz, 0.01);
+    }
+}
+
+TEST(Clouds, ColumnsListWhatReachesIntoThemOldestFirst)
+{
+    cloud_scene s(3000);
+    ASSERT_TRUE(s.prepare_clouds());
+    const prepared_environment& e = s.made;
+    size_t wrong = 0, listed = 0;
+    for (int x = 0; x < cloud_cells; ++x)
+    {
+        for (int y = 0; y < cloud_cells; ++y)
+        {
+            std::vector<const cloud_ellipsoid*> expected;
+            for (const cloud_ellipsoid* c = e.ellipsoids; c; c = c->next)
+            {
+                const double at[2] = { c->center[0], c->center[1] };
+                const double radius[2] = { 1 / std::sqrt(c->inverse_rx2), 1 / std::sqrt(c->inverse_ry2) };
+                bool in = true;
+                for (int i = 0; i < 2; ++i)
+                {
+                    const double low = e.cloud_box_min[i] + (i ? y : x) * e.cell_size[i], high = low + e.cell_size[i];
+                    in = in && at[i] + radius[i] >= low - 0.1 && at[i] - radius[i] <= high + 0.1;
+                }
+                if (in) { expected.insert(expected.begin(), c); }
+            }
+            std::vector<const cloud_ellipsoid*> found;
+            for (const cloud_cell_node* n = e.cells[x * cloud_cells + y]; n; n = n->next)
+            {
+                found.push_back(n->ellipsoid);
+            }
+            listed += found.size();
+            wrong += found != expected;
+        }
+    }
+    EXPECT_GT(listed, 9000u);
+    EXPECT_LT(wrong, 20u) << "but for what the stored radii round";
+}
+
+TEST(Clouds, AreSeenAboveAndNowhereElse)
+{
+    struct { const char* what; int32_t number; uint32_t flags; vector3 direction; float scale; bool seen; } const cases[] = {
+        { "heaps from their side", 20000, CLOUDS_CUMULUS, { 0, 1, 0.3 }, 1.0f, true },
+        { "none below", 20000, CLOUDS_CUMULUS, { 0, 1, -0.3 }, 1.0f, false },
+        { "none where they are too small", 20000, CLOUDS_CUMULUS, { 0, 1, 0.3 }, 0.0005f, false },
+        { "none of none", 0, CLOUDS_CUMULUS, { 0, 1, 0.3 }, 1.0f, false },
+        { "the veil without heaps", 20000, CLOUDS_CUMULUS | CLOUDS_CIRRUS, { 0, 0.3, 1 }, 0.0005f, true },
+        { "the veil ends at the horizon", 0, CLOUDS_CIRRUS, { 0, 1, -0.1 }, 1.0f, false },
+        { "or closes it", 0, CLOUDS_CIRRUS | CLOUDS_CIRRUS_HORIZON, { 0, 1, -0.1 }, 1.0f, true },
+        { "the level ray", 20000, CLOUDS_CUMULUS, { 0, 1, 0 }, 1.0f, false },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        cloud_scene s(c.number, c.flags);
+        s.env.cu_scale[1] = c.scale;
+        s.env.ci_density = 1.0f; // the pattern to the power 0
+        s.prepare_clouds();
+        EXPECT_EQ(s.coverage(c.direction) > 0.0, c.seen);
+    }
+    cloud_scene s(200);
+    s.doc->environment_flags = ENVIRONMENT_CLOUDS;
+    EXPECT_FALSE(s.prepare_clouds()) << "no sun, and not always";
+    EXPECT_EQ(s.coverage({ 0, 0.3, 1 }), 0.0);
+}
+
+TEST(Clouds, SurviveAnyValuesAndPrepareTwice)
+{
+    cloud_scene s(200, CLOUDS_CUMULUS | CLOUDS_CIRRUS | CLOUDS_CIRRUS_HORIZON);
+    const float nan = std::nanf(""), odd[] = { nan, INFINITY, -INFINITY, 0.0f, -1.0f, 1e30f };
+    float* const fields[] = { &s.env.cu_scale[0], &s.env.cu_scale_v, &s.env.cloud_rotation, &s.env.cloud_offset[2],
+        &s.env.ci_scale[1], &s.env.ci_density, &s.env.ci_transparency, &s.env.ci_horizon };
+    for (float* field : fields)
+    {
+        const float good = *field;
+        for (const float value : odd)
+        {
+            *field = value;
+            s.prepare_clouds();
+            for (const vector3& d : { vector3{ 0, 0, 1 }, vector3{ 0.1, 0.9, 0.2 }, vector3{ 1, 0, 0 } })
+            {
+                const double a = s.coverage(d);
+                EXPECT_TRUE(a >= 0.0 && a <= 1.0) << value;
+            }
+        }
+        *field = good;
+    }
+    s.env.cu_number = 2147483647;
+    std::fill_n(s.env.cu_scale, 3, 1e5f); // each reaches into all columns
+    ASSERT_TRUE(s.prepare_clouds());
+    size_t n = 0;
+    for (const cloud_cell_node* list : s.made.cells)
+    {
+        for (; list; list = list->next) { ++n; }
+    }
+    EXPECT_GT(n, cloud_entry_limit / 2);
+    EXPECT_LE(n, cloud_entry_limit);
+}

@@ -1,0 +1,329 @@
+// What rays that leave the scene bring back: gradients, skies, pictures in all projections, haze, the ground.
+#include "zirconlite/environment/environment.hpp"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/scene.hpp"
+#include "zirconlite/frame/memory.h"
+#include "zirconlite/imagefiles/bitmap_store.h"
+#include "zirconlite/environment/ground.hpp"
+#include "zirconlite/environment/environment_map.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
+#include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/picture/projection.h"
+
+namespace
+{
+
+using namespace zr;
+
+/// A scene in which display colours are world values.
+struct open_scene : test::scene
+{
+    open_scene()
+    {
+        view.width = 100;
+        view.height = 50;
+        env.mode = ENVIRONMENT_FLAT;
+    }
+    void ready() { environment_prepare(*doc, env, view); }
+    ray look(const vector3& direction, int32_t kind = RAY_PRIMARY)
+    {
+        ray r = eye_ray({ 0, 0, 0 }, direction);
+        r.kind = kind;
+        environment_background(*doc, r);
+        return r;
+    }
+    float red(const vector3& direction) { return look(direction).background[0]; }
+    environment& env = doc->environment;
+};
+
+vector3 at_sine(double z) { return { 0.0, std::sqrt(1.0 - z * z), z }; }
+
+/// Azimuth from north over east, and altitude.
+vector3 toward(double azimuth_deg, double altitude_deg)
+{
+    const double a = azimuth_deg * M_PI / 180, h = altitude_deg * M_PI / 180;
+    return { std::sin(a) * std::cos(h), std::cos(a) * std::cos(h), std::sin(h) };
+}
+
+} // namespace
+
+TEST(Environment, GradientsAndPaintedSkiesHaveTheirStops)
+{
+    open_scene s;
+    s.env.color0[0] = 1.0f;
+    s.env.color1[0] = 0.2f;
+    s.env.color2[0] = 0.8f;
+    s.env.angle0 = std::asin(0.5);
+    s.env.angle1 = std::asin(0.25);
+    struct { const char* what; int32_t mode; double z; float red; } const gradients[] = {
+        { "flat", ENVIRONMENT_FLAT, -1.0, 1.0f },
+        { "above the top", ENVIRONMENT_GRADIENT_2, 0.9, 1.0f },
+        { "the middle is the mean", ENVIRONMENT_GRADIENT_2, 0.25, 0.6f },
+        { "its own middle", ENVIRONMENT_GRADIENT_3, 0.25, 0.8f },
+        { "half way up", ENVIRONMENT_GRADIENT_3, 0.375, 0.9f },
+        { "half way down", ENVIRONMENT_GRADIENT_3, 0.125, 0.5f },
+        { "the ground", ENVIRONMENT_GRADIENT_3, -0.5, 0.2f },
+    };
+    for (const auto& c : gradients)
+    {
+        SCOPED_TRACE(c.what);
+        s.env.mode = c.mode;
+        s.ready();
+        EXPECT_NEAR(s.red(at_sine(c.z)), c.red, 1e-6);
+    }
+    struct { const char* what; uint32_t sun, flags; double cloudiness, z; float red; } const skies[] = {
+        { "no sun", 0, 0, 0.0, 0.9, 0.0f },
+        { "the clear sky without a sun", 0, ENVIRONMENT_SKY_WITHOUT_SUN, 0.9, 0.9, 0.02f },
+        { "clear", SUN_SKY_SUN, 0, 0.25, 0.25, 0.23f },
+        { "cloudy", SUN_SKY_EXTERIOR, 0, 0.65, 0.9, 0.68f },
+        { "overcast", SUN_SKY_SUN, 0, 0.66, -0.9, 0.3392f },
+        { "windows only: no sun in the open", SUN_SKY_INDIRECT, 0, 0.0, 0.9, 0.0f },
+    };
+    s.env.mode = ENVIRONMENT_SKY;
+    twilight_sky = 1.0;
+    for (const auto& c : skies)
+    {
+        SCOPED_TRACE(c.what);
+        s.doc->sun_sky_flags = c.sun;
+        s.doc->environment_flags = c.flags;
+        s.doc->sun_sky->cloudiness = c.cloudiness;
+        EXPECT_NEAR(s.red(at_sine(c.z)), c.red, 1e-6);
+    }
+}
+
+TEST(Environment, ReflectedRaysSeeWhatTheFlagsSay)
+{
+    open_scene s;
+    s.env.color0[0] = 0.5f;
+    s.doc->reflected_environment.mode = ENVIRONMENT_FLAT;
+    s.doc->reflected_environment.color0[0] = 0.25f;
+    struct { uint32_t flags; float primary, reflected; } const cases[] = {
+        { 0, 0.5f, 0.5f },
+        { ENVIRONMENT_REFLECTED_OWN, 0.5f, 0.25f },
+        { ENVIRONMENT_REFLECT_NOTHING, 0.5f, -1.0f },
+    };
+    for (const auto& c : cases)
+    {
+        s.doc->environment_flags = c.flags;
+        EXPECT_EQ(s.red({ 0, 1, 0 }), c.primary);
+        EXPECT_EQ(s.look({ 0, 1, 0 }, RAY_REFLECTED).background[0], c.reflected);
+    }
+    EXPECT_EQ(s.look({ 0, 1, 0 }).alpha, 1.0f);
+    EXPECT_EQ(s.look({ 0, 1, 0 }, RAY_REFLECTED).alpha, 0.0f);
+}
+
+TEST(Environment, ARecordIsCopiedSavedAndRestoredBetweenRenders)
+{
+    open_scene s;
+    s.doc->environment_flags = ENVIRONMENT_CLOUDS | ENVIRONMENT_REFLECTED_CLOUDS | ENVIRONMENT_CLOUDS_ALWAYS |
+                               ENVIRONMENT_REFLECTED_OWN;
+    s.env.mode = ENVIRONMENT_GRADIENT_2;
+    s.env.angle0 = 0.5;
+    s.env.color0[0] = 0.25f;
+    s.env.cloud_flags = CLOUDS_CUMULUS;
+    s.env.cu_number = 50;
+    std::fill_n(s.env.cu_scale, 3, 1.0f);
+    s.relight();
+    const environment saved = s.env;
+    s.doc->reflected_environment = s.env; // both render the same
+    s.relight();
+    const vector3 up = at_sine(0.9);
+    EXPECT_EQ(s.look(up).background[0], s.look(up, RAY_REFLECTED).background[0]);
+    const float before = s.red(up);
+    s.env = {};
+    s.relight();
+    EXPECT_NE(s.red(up), before);
+    s.env = saved;
+    s.relight();
+    EXPECT_EQ(s.red(up), before);
+}
+
+TEST(Environment, HazeGrowsToItsStrengthAndADistanceOfZeroIsNone)
+{
+    open_scene s;
+    s.env.color0[0] = 0.5f;
+    s.doc->environment_flags = ENVIRONMENT_HAZE;
+    s.doc->fog_color[0] = 0.9f;
+    struct { const char* what; int32_t type; double distance, hit; float strength, red; double kept; } const cases[] = {
+        { "the background is haze alone", 2, 100, 1e12, 1.0f, 0.9f, 0.0 },
+        { "dark, half way, half strong", 1, 100, 50, 0.5f, 0.5f * 0.75f + 0.2f * 0.25f, 0.75 },
+        { "light", 0, 100, 200, 0.5f, 0.6f, 0.5 },
+        { "no distance", 2, 0, 1e12, 1.0f, 0.5f, 1.0 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        s.doc->fog_type = c.type;
+        s.doc->fog_distance = c.distance;
+        s.doc->fog_strength = c.strength;
+        ray r = s.eye_ray({ 0, 0, 0 }, { 0, 1, 0 });
+        r.hit_t = c.hit;
+        r.background[0] = 0.5f;
+        r.radiance[0] = 4.0;
+        EXPECT_NEAR(haze(*s.doc, r), c.kept, 1e-9);
+        EXPECT_NEAR(r.background[0], c.red, 1e-6);
+        EXPECT_NEAR(r.radiance[0], 4.0 * c.kept, 1e-9);
+    }
+}
+
+TEST(Environment, PicturesLieWhereTheirAnglesSay)
+{
+    open_scene s;
+    // Red grows to the right, green upward, as light of display values 0, 1/3, 2/3, 1.
+    uint8_t rows[4 * 4 * 3] = {};
+    for (int y = 0; y < 4; ++y)
+    {
+        for (int x = 0; x < 4; ++x)
+        {
+            rows[(y * 4 + x) * 3] = uint8_t(85 * x);
+            rows[(y * 4 + x) * 3 + 1] = uint8_t(85 * y);
+        }
+    }
+    const std::u16string name = u"test:places";
+    ASSERT_NE(zr_add_bitmap(name.c_str(), 4, 4, 3, rows), nullptr);
+    name.copy(s.env.image_filename, name.size());
+    s.env.image_opacity = 1.0f;
+    s.doc->environment_flags = ENVIRONMENT_PICTURE;
+    const float angles[4] = { float(M_PI / 4), float(-M_PI / 4), 0.0f, float(M_PI) }; // the northern half
+    std::copy_n(angles, 4, s.env.image_cylindrical_angles);
+    std::copy_n(angles, 4, s.env.image_spherical_angles);
+    struct { const char* what; int32_t projection; uint32_t flags; double azimuth, altitude; int x, y; } const round[] = {
+        { "left is west", 1, 0, -80, 30, 0, 3 },
+        { "right is east", 1, 0, 80, -30, 3, 0 },
+        { "south is empty", 1, 0, 180, 0, -1, 0 },
+        { "above is empty", 2, 0, 0, 50, -1, 0 },
+        { "below the middle, to the right", 2, 0, 20, -10, 2, 1 },
+        { "near north is no seam", 2, 0, 0.001, 10, 2, 2 },
+        { "a tile behind", 2, BACKGROUND_TILE, 100, 10, 0, 2 },
+        { "a mirrored tile behind", 2, BACKGROUND_TILE | BACKGROUND_MIRROR, 100, 10, 3, 2 },
+        { "tiles have no rows", 2, BACKGROUND_TILE, 0, 50, -1, 0 },
+        { "tiles of no width, as a span of 0 has them", -2, BACKGROUND_TILE, 20, -10, -1, 0 },
+        { "and round a cylinder", -1, BACKGROUND_TILE, 20, -10, -1, 0 },
+    };
+    for (const auto& c : round)
+    {
+        SCOPED_TRACE(c.what);
+        s.env.image_projection = std::abs(c.projection);
+        s.env.image_flags = c.flags;
+        const float span = c.projection < 0 ? 0.0f : angles[3];
+        s.env.image_cylindrical_angles[3] = s.env.image_spherical_angles[3] = span;
+        s.ready();
+        const ray r = s.look(toward(c.azimuth, c.altitude));
+        EXPECT_NEAR(r.background[0], c.x < 0 ? 0.0 : std::pow(c.x / 3.0, 2.2), 1e-4);
+        if (c.x >= 0) { EXPECT_NEAR(r.background[1], std::pow(c.y / 3.0, 2.2), 1e-4); }
+    }
+    struct { const char* what; uint32_t flags; float scale, offset; double px, py; int kind, x, y; } const planar[] = {
+        { "fits", BACKGROUND_FIT, 0.5f, 0.5f, 60, 10, RAY_PRIMARY, 2, 0 },
+        { "moved and smaller", 0, 0.5f, 0.5f, 60, 30, RAY_PRIMARY, 0, 0 },
+        { "beside it", 0, 0.5f, 0.5f, 40, 30, RAY_PRIMARY, -1, 0 },
+        { "a tile beside it", BACKGROUND_TILE, 0.5f, 0.5f, 40, 30, RAY_PRIMARY, 3, 0 },
+        { "through glass", BACKGROUND_FIT, 1, 0, 60, 10, RAY_TRANSMITTED, 2, 0 },
+        { "not in mirrors", BACKGROUND_FIT, 1, 0, 60, 10, RAY_REFLECTED, -1, 0 },
+        { "a scale of 0", 0, 0, 0, 60, 10, RAY_PRIMARY, -1, 0 },
+        { "tiles of a scale of 0", BACKGROUND_TILE, 0, 0.37f, 61.3, 10, RAY_PRIMARY, -1, 0 },
+    };
+    s.env.image_projection = 0;
+    for (const auto& c : planar)
+    {
+        SCOPED_TRACE(c.what);
+        s.env.image_flags = c.flags;
+        std::fill_n(s.env.image_planar_scale, 2, c.scale);
+        std::fill_n(s.env.image_planar_offset, 2, c.offset);
+        s.ready();
+        ray r = s.eye_ray({ 0, 0, 0 }, { 0, 1, 0 });
+        r.kind = c.kind;
+        r.pixel[0] = c.px;
+        r.pixel[1] = c.py;
+        environment_background(*s.doc, r);
+        EXPECT_NEAR(r.background[0], c.x < 0 ? 0.0 : std::pow(c.x / 3.0, 2.2), 1e-4);
+    }
+}
+
+TEST(Environment, APictureOfTheWholeSurroundingShowsEverythingWhereItWas)
+{
+    for (const int32_t projection : { PROJECTION_SPHERE, PROJECTION_PROBE })
+    {
+        open_scene s;
+        render_view taken = {};
+        taken.projection = projection;
+        taken.position = { 0, 0, 0 };
+        taken.target = { 0, 5, 0 };
+        taken.right = { 1, 0, 0 };
+        taken.up = { 0, 0, 1 };
+        taken.back = { 0, -1, 0 };
+        taken.width = taken.height = 64;
+        taken.contrast = 0.4f;
+        taken.source_gain = 1.0f;
+        taken.image = zr_new_image_buffer(64, 64, PIXEL_RADIANCE);
+        ASSERT_EQ(zr_init_projection(&taken), 1);
+        // The light of a pixel tells the direction in which it looks.
+        for (int y = 0; y < 64; ++y)
+        {
+            *zr_image_buffer_signature(taken.image, y) = ROW_COMPLETE;
+            for (int x = 0; x < 64; ++x)
+            {
+                const double middle[2] = { x + 0.5, y + 0.5 };
+                ray r = {};
+                if (!make_ray(s.doc, &taken, middle, &r)) { continue; }
+                pixel_components parts = {};
+                parts.present = PIXEL_HAS_SURFACE;
+                for (int i = 0; i < 3; ++i) { parts.surface[i] = float(2.0 + component(r.direction, i)); }
+                pack_pixel(taken.image, &parts, zr_image_buffer_pixel(taken.image, x, y));
+            }
+        }
+        s.env.hdr_view = &taken;
+        s.env.hdr_scale = 1.0f;
+        s.doc->environment_flags = ENVIRONMENT_HDR;
+        s.ready();
+        for (const vector3& d : { toward(0, 0), toward(45, 20), toward(-100, -40), toward(200, 60), toward(90, 1),
+                 toward(10, 89), toward(179, 0) })
+        {
+            float rgb[3];
+            double scale = 0.0;
+            ASSERT_TRUE(surrounding_color(*s.doc, s.env, d, 0.0, rgb, &scale));
+            EXPECT_EQ(scale, 1.0);
+            for (int i = 0; i < 3; ++i) { EXPECT_NEAR(rgb[i] - 2.0, component(d, i), 0.15) << projection; }
+        }
+        s.env.hdr_rotation = float(M_PI / 2); // north stands in the west
+        s.ready();
+        float rgb[3];
+        double scale;
+        surrounding_color(*s.doc, s.env, { -1, 0, 0 }, 0.0, rgb, &scale);
+        EXPECT_NEAR(rgb[1], 3.0, 0.15);
+        s.env.hdr_opacity = 1.0f;
+        EXPECT_EQ(s.red({ 0, 1, 0 }), 0.0f) << "an opacity of 1 hides it";
+        zr_destroy_image_buffer(taken.image);
+    }
+}
+
+TEST(Ground, IsHitFromBothSidesAndBehindNothing)
+{
+    open_scene s;
+    test::mesh box;
+    box.box({ { -1, 4, -3 }, { 1, 5, -1 } });
+    ASSERT_TRUE(s.add(box));
+    s.doc->ground_height = -2.0;
+    s.doc->environment_flags = ENVIRONMENT_GROUND;
+    s.doc->ground_material_name = zr_dupestring(u"m0");
+    ASSERT_TRUE(s.prepare());
+    struct { const char* what; vector3 direction; double t; bool ground; } const cases[] = {
+        { "straight down", { 0, 0, -1 }, 2.0, true },
+        { "level", { 0, -1, 0 }, ZR_FAR, false },
+        { "up", { 0, 0, 1 }, ZR_FAR, false },
+        { "the box stands before it", { 0, 4.5, -1 }, -1, false },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        ray r = s.seen({ 0, 0, 0 }, c.direction);
+        EXPECT_EQ(r.hit_ground, c.ground);
+        if (c.t > 0) { EXPECT_NEAR(r.hit_t, c.t, 1e-9); }
+        if (c.ground) { EXPECT_EQ(r.hit_object->vft->get_material(r.hit_object), s.doc->materials->material); }
+    }
+    ray probe = s.eye_ray({ 0, 0, 0 }, { 0, 0, -1 });
+    probe.flags = RAY_PROBE;
+    EXPECT_FALSE(ground_test(*s.doc, probe));
+    end_ground();
+}

@@ -1,0 +1,271 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "tests/support/temporary_folder.hpp"
+#include "zirconlite/frame/document.h"
+#include "zirconlite/frame/error.h"
+#include "zirconlite/frame/window.h"
+#include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/picture/output.h"
+
+namespace
+{
+
+/// A finished rendering of one radiance, shown by the power curve with tone values of 1.
+struct rendering
+{
+    document scene = {};
+    render_view& view = scene.views[1];
+
+    rendering(int32_t width, int32_t height)
+    {
+        zr::fill_gamma_tables();
+        scene.environment_flags = ENVIRONMENT_ALPHA;
+        view.document = &scene;
+        view.tone_exponent = view.tone_scale = view.background_exponent = view.background_scale = 1.0;
+        view.contrast = 0.4f;
+        view.source_gain = 1.0f;
+        view.width = width;
+        view.height = height;
+        view.image = new_image_buffer(&scene, width, height);
+        for (int y = 0; y < height; ++y)
+        {
+            *zr_image_buffer_signature(view.image, y) = ROW_COMPLETE;
+            for (int x = 0; x < width; ++x) { put(x, y, 0.25f); }
+        }
+    }
+    ~rendering() { zr_free_raytrace_buffer(&view); }
+
+    void put(int x, int y, float radiance)
+    {
+        pixel_components c = {};
+        c.surface[0] = c.surface[1] = c.surface[2] = radiance;
+        pack_pixel(view.image, &c, zr_image_buffer_pixel(view.image, x, y));
+    }
+};
+
+/// What a writer was given.
+struct written_rows
+{
+    uint32_t width = 0, height = 0, pixel_kind = 0;
+    std::vector<std::vector<uint8_t>> rows;
+} written;
+
+int32_t keep_rows(bitmap_format* record)
+{
+    written = { record->width, record->height, record->alpha_mode, {} };
+    for (uint32_t y = 0; y < record->height; ++y)
+    {
+        std::vector<uint8_t> row(record->width * (record->alpha_mode == LINE_RGBA ? 4 : 3), 77);
+        line_request request = { record->alpha_mode, y, row.data() };
+        if (!record->line_source(record, &request)) { return 0; }
+        written.rows.push_back(row);
+        write_progress(record, y);
+    }
+    return 1;
+}
+
+} // namespace
+
+TEST(Output, WritesTheRenderedRectangle)
+{
+    rendering r(64, 64);
+    r.put(16, 16, 4.0f); // white
+    r.scene.render_state = RENDER_STATE_CROPPED;
+    const int32_t crop[4] = { 16, 16, 48, 32 };
+    std::memcpy(r.scene.crop, crop, sizeof(crop));
+    bitmap_format record = {};
+    record.image = &r.view;
+    record.write_image = keep_rows;
+    progress_bar bar = {};
+    record.progress = &bar;
+    EXPECT_EQ(zr_write_raytrace_image(&record), 1);
+    EXPECT_EQ(written.width, 32u);
+    EXPECT_EQ(written.height, 16u);
+    EXPECT_EQ(written.pixel_kind, uint32_t(LINE_RGBA));
+    EXPECT_EQ(written.rows[0][0], 255);
+    EXPECT_NEAR(written.rows[0][4], 136, 1); // 0.25 ^ (1 / 2.2) x 255 = 135.8
+    EXPECT_EQ(written.rows[0][3], 255) << "no background was seen there";
+    EXPECT_TRUE(r.scene.render_state & RENDER_STATE_SAVED);
+    EXPECT_EQ(bar.fraction, 1.0);
+    EXPECT_EQ(std::u16string(bar.text), u"100%");
+
+    // A rectangle that leaves the picture is black there, and no byte stays as it was.
+    r.scene.crop[2] = 80;
+    EXPECT_EQ(zr_write_raytrace_image(&record), 1);
+    EXPECT_EQ(written.rows[0][4 * 60], 0);
+    EXPECT_EQ(written.rows[0][4 * 60 + 3], 0);
+}
+
+TEST(Output, AFailureLeavesThePictureUnsaved)
+{
+    rendering r(8, 8);
+    bitmap_format record = {};
+    record.image = &r.view;
+    record.width = record.height = 8;
+    EXPECT_EQ(zr_write_raytrace_image(&record), 0) << "no writer";
+    record.write_image = [](bitmap_format*) -> int32_t { return 0; };
+    EXPECT_EQ(zr_write_raytrace_image(&record), 0);
+    EXPECT_FALSE(r.scene.render_state & RENDER_STATE_SAVED);
+    zr_free_raytrace_buffer(&r.view);
+    EXPECT_EQ(zr_write_raytrace_image(&record), 0) << "no rendering";
+    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_STATE);
+}
+
+TEST(Output, StoppedPicturesAreBlackWhereNothingWasReached)
+{
+    rendering r(16, 16);
+    r.view.image->alpha[0] = 200;
+    struct
+    {
+        int signature, x, y, result, level, alpha;
+    } const cases[] = {
+        { ROW_COMPLETE, 5, 6, 1, 136, 255 },
+        { ROW_COMPLETE, 0, 0, 1, 136, 55 },
+        { ROW_EMPTY, 5, 6, 0, 0, 0 },
+        { ROW_PREPROCESS, 5, 6, 0, 0, 0 },
+        { ROW_PASS_1, 5, 6, 1, 255, 255 },
+        { ROW_PASS_2, 7, 7, 1, 255, 255 },
+        { ROW_COMPLETE, -1, 0, -1, 7, 7 },
+        { ROW_COMPLETE, 16, 0, -2, 7, 7 },
+        { ROW_COMPLETE, 0, -1, -3, 7, 7 },
+        { ROW_COMPLETE, 16, 16, -4, 7, 7 },
+    };
+    r.put(4, 4, 4.0f); // the sample of pass 1
+    r.put(6, 6, 4.0f); // and of pass 2
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(testing::Message() << "signature " << c.signature << " at " << c.x << ", " << c.y);
+        r.put(5, 6, 0.25f);
+        for (int y = 0; y < 16; ++y) { *zr_image_buffer_signature(r.view.image, y) = uint8_t(c.signature); }
+        const int32_t position[2] = { c.x, c.y };
+        uint8_t bytes[4] = { 7, 7, 7, 7 };
+        EXPECT_EQ(read_rt_pixel(&r.view, position, bytes, nullptr, 1), c.result);
+        EXPECT_NEAR(bytes[0], c.level, 1);
+        EXPECT_EQ(bytes[3], c.alpha);
+    }
+}
+
+TEST(Output, TheCacheAnswersForEqualPixelsAndForgetsTheOldest)
+{
+    rendering r(16, 1);
+    pixel_cache* cache = zr_init_pixel_cache();
+    const auto entries = [&]
+    {
+        int count = 0;
+        for (const uint32_t valid : cache->valid) { count += valid != 0; }
+        return count;
+    };
+    int32_t values[3], uncached[3];
+    for (int x = 0; x < 16; ++x)
+    {
+        zr_evaluate_rt_pixel_ex(&r.view, cache, zr_image_buffer_pixel(r.view.image, x, 0), values, 11);
+    }
+    EXPECT_EQ(entries(), 1) << "one colour is evaluated once";
+    for (int x = 0; x < 16; ++x) { r.put(x, 0, 0.01f * float(1 + x % 7)); }
+    for (int pass = 0; pass < 3; ++pass)
+    {
+        for (int x = 0; x < 16; ++x)
+        {
+            const uint8_t* pixel = zr_image_buffer_pixel(r.view.image, x, 0);
+            zr_evaluate_rt_pixel_ex(&r.view, cache, pixel, values, 11);
+            zr_evaluate_rt_pixel_ex(&r.view, nullptr, pixel, uncached, 11);
+            EXPECT_EQ(values[1], uncached[1]) << x;
+        }
+    }
+    EXPECT_EQ(entries(), 5);
+    EXPECT_EQ(zr_term_pixel_cache(cache), 1);
+    EXPECT_EQ(zr_term_pixel_cache(nullptr), 0);
+}
+
+TEST(Output, DitherKeepsTheMeanAndTheEnds)
+{
+    struct
+    {
+        int32_t value;
+        double low, high; ///< of the mean over the cells
+    } const cases[] = { { 0, 0, 0 }, { 7, 0.75, 0.95 }, { 1000, 125, 125 }, { 1004, 125.3, 125.7 },
+        { 2040, 255, 255 }, { 2047, 255, 255 }, { -5, 0, 0 }, { 9999, 255, 255 } };
+    for (const auto& c : cases)
+    {
+        double sum = 0.0;
+        for (int cell = 0; cell < 16; ++cell)
+        {
+            uint8_t rgb[3];
+            dither24(cell / 4, cell % 4, c.value, c.value, c.value, &rgb[0], &rgb[1], &rgb[2]);
+            EXPECT_EQ(rgb[0], rgb[2]);
+            sum += rgb[0];
+        }
+        EXPECT_GE(sum / 16, c.low) << c.value;
+        EXPECT_LE(sum / 16, c.high) << c.value;
+    }
+    uint8_t rgb[3];
+    dither24(0, 1, 7, 7, 7, &rgb[0], &rgb[1], &rgb[2]);
+    EXPECT_EQ(rgb[0], 0) << "the cell's threshold is 7";
+    dither24(-4, 0, 7, 7, 7, &rgb[0], &rgb[1], &rgb[2]);
+    EXPECT_EQ(rgb[0], 1) << "the cell's threshold is 0";
+    dither16(0, 0, 255, 249, 8, &rgb[0], &rgb[1], &rgb[2]);
+    EXPECT_EQ(rgb[0], 31);
+    EXPECT_EQ(rgb[1], 31);
+    EXPECT_EQ(rgb[2], 1);
+}
+
+TEST(Output, SavesUnderTheFormatsOwnExtension)
+{
+    rendering r(6, 4);
+    const temporary_folder folder;
+    bitmap_format record = {};
+    EXPECT_EQ(zr_save_rendering(nullptr, &record, &r.view), 0) << "without dialogs it counts as cancelled";
+
+    struct answer
+    {
+        int32_t result, filter;
+        std::u16string path;
+        int32_t offered;
+    } given = { 1, 2, folder.wide("first.try.jpeg"), 0 };
+    zr_dialogs dialogs = {};
+    dialogs.context = &given;
+    dialogs.save_file = [](void* context, zr_handle, zr_save_dialog* dialog) -> int32_t
+    {
+        auto& a = *static_cast<answer*>(context);
+        a.offered = dialog->filter;
+        dialog->filter = a.filter;
+        a.path.copy(dialog->path, a.path.size());
+        dialog->path[a.path.size()] = 0;
+        return a.result;
+    };
+    zr_install_dialogs(&dialogs);
+    record.selected_format = BITMAP_TARGA;
+    EXPECT_EQ(zr_save_rendering(nullptr, &record, &r.view), 1);
+    EXPECT_EQ(given.offered, 3);
+    EXPECT_EQ(record.selected_format, uint32_t(BITMAP_BMP));
+    EXPECT_EQ(std::u16string(record.path), folder.wide("first.try.bmp"));
+    EXPECT_EQ(folder.read("first.try.bmp").size(), 56u + 4u * 20u);
+
+    for (const int32_t filter : { 0, 5 })
+    {
+        given.filter = filter;
+        EXPECT_EQ(zr_save_rendering(nullptr, &record, &r.view), 0);
+    }
+    given.filter = 2;
+    given.path = std::u16string(253, u'a');
+    EXPECT_EQ(zr_save_rendering(nullptr, &record, &r.view), 0) << "the extension does not fit";
+    zr_install_dialogs(nullptr);
+}
+
+TEST(Output, WithoutADisplayThereIsNothingToReadBack)
+{
+    const int32_t size[2] = { 4, 2 }, larger[2] = { 4, 3 };
+    uint8_t pixels[3 * 4 * 3];
+    EXPECT_EQ(zr_get_walkabout_frame(size, pixels, 12), 0);
+    EXPECT_EQ(zr_init_walkabout_frame(size), 1);
+    EXPECT_EQ(zr_get_walkabout_frame(larger, pixels, 12), 0);
+    EXPECT_EQ(zr_get_walkabout_frame(size, pixels, 12), 0);
+    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_STATE);
+    bitmap_format record = {};
+    EXPECT_EQ(zr_write_walkabout_image(&record), 0);
+    EXPECT_EQ(zr_save_model_view_ex(1, nullptr, nullptr, &record), 0);
+    EXPECT_EQ(zr_save_model_view(1, nullptr), 0);
+    EXPECT_EQ(zr_term_walkabout_frame(), 1);
+}

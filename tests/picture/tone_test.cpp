@@ -1,0 +1,391 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <iterator>
+
+#include "zirconlite/frame/document.h"
+#include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/picture/tone.h"
+
+namespace
+{
+
+/// A view over a picture whose pixel (x, y) has the radiance that `light` gives, measured.
+struct measured_view
+{
+    document scene = {};
+    render_view& view = scene.views[1];
+
+    measured_view(int32_t method, const std::function<float(int, int)>& light, int32_t side = 320)
+    {
+        zr::fill_gamma_tables();
+        view.document = &scene;
+        view.tone_method = method;
+        view.contrast = 0.5f;
+        view.source_gain = 1.0f;
+        view.image = zr_new_image_buffer(side, side, PIXEL_RADIANCE);
+        for (int y = 0; y < side; ++y)
+        {
+            for (int x = 0; x < side; ++x)
+            {
+                pixel_components c = {};
+                std::fill_n(c.surface, 3, light(x, y));
+                pack_pixel(view.image, &c, zr_image_buffer_pixel(view.image, x, y));
+            }
+        }
+        EXPECT_EQ(zr_get_raytrace_tone_op(&view, view.image), 1);
+    }
+    ~measured_view()
+    {
+        zr_free_histogram(view.histogram);
+        zr_destroy_image_buffer(view.image);
+    }
+
+    float shown(float radiance) const
+    {
+        float rgb[3] = { radiance, radiance, radiance };
+        tone(&view, view.tone_exponent, view.tone_scale, rgb, 0);
+        return rgb[0];
+    }
+};
+
+float even(int, int)
+{
+    return 100.0f;
+}
+float black(int, int)
+{
+    return 0.0f;
+}
+float dim(int x, int y)
+{
+    return 0.01f + 1e-5f * float(x * y);
+}
+float wide(int x, int)
+{
+    return std::pow(10.0f, float(x) / 50.0f - 2.0f);
+}
+float half_black(int x, int)
+{
+    return x < 160 ? 0.0f : 30.0f;
+}
+
+struct
+{
+    const char* name;
+    float (*light)(int, int);
+} const scenes[] = { { "even", even }, { "black", black }, { "dim", dim }, { "wide", wide },
+    { "half black", half_black } };
+
+} // namespace
+
+TEST(Tone, GivesAPickedBackgroundColourBack)
+{
+    const float colors[][3] = { { 1, 1, 1 }, { 0.5f, 0.5f, 0.5f }, { 0.02f, 0.53f, 0.999f },
+        { 0.44f, 0.999f, 0.999f }, { 1, 0, 0 }, { 0, 0.001f, 1 }, { 0.9f, 0.0002f, 0.1f },
+        { 0.004f, 0.002f, 0.003f }, { 0.3392f, 0.3f, 0.02f } };
+    for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
+    {
+        for (const auto& scene : scenes)
+        {
+            measured_view measured(method, scene.light);
+            for (const float brightness : { 0.0f, 3.0f, -2.0f })
+            {
+                // The picture is shown darker or brighter; the background is not.
+                measured.view.brightness = brightness;
+                measured.scene.render_state = RENDER_STATE_PREPROCESSED;
+                ASSERT_EQ(apply_exposure(&measured.scene, &measured.view), 1);
+                for (const auto& color : colors)
+                {
+                    SCOPED_TRACE(testing::Message()
+                                 << scene.name << " method " << method << " brightness " << brightness
+                                 << " colour " << color[0] << ", " << color[1] << ", " << color[2]);
+                    const render_view& view = measured.view;
+                    float rgb[3] = { color[0], color[1], color[2] };
+                    EXPECT_EQ(inverse_tone(&view, view.background_exponent, view.background_scale, rgb), 1);
+                    pixel_components c = {};
+                    std::copy_n(rgb, 3, c.background);
+                    tone(&view, view.background_exponent, view.background_scale, rgb, 1);
+                    uint8_t pixel[5] = {};
+                    pack_pixel(view.image, &c, pixel);
+                    float stored[3] = {};
+                    zr_unpack_internal_pixel(view.image, pixel, &c, 0);
+                    zr_get_rgb_from_pixel_components(&view, &c, stored);
+                    // A mantissa has no hold on a curve that is narrower than itself.
+                    const bool is_wide =
+                        scene.light == wide || scene.light == half_black || method == TONE_POWER;
+                    for (int i = 0; i < 3; ++i)
+                    {
+                        const double wanted = std::pow(color[i], 1.0 / 2.2);
+                        EXPECT_NEAR(rgb[i], wanted, 2.0 / 255.0) << "channel " << i;
+                        if (is_wide) { EXPECT_NEAR(stored[i], wanted, 2.0 / 255.0) << "channel " << i; }
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(Tone, ShowsABackgroundAlikeUnderTheOtherMethod)
+{
+    const float colors[][3] = { { 1, 1, 1 }, { 0.27f, 0.44f, 0.66f }, { 0.5f, 0.02f, 0.1f }, { 0, 0, 0 } };
+    for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
+    {
+        measured_view measured(method, wide);
+        measured.view.background_method = method + 1;
+        for (const auto& color : colors)
+        {
+            SCOPED_TRACE(testing::Message() << "method " << method << " colour " << color[0]);
+            measured.view.tone_method = method;
+            pixel_components c = {};
+            c.present = PIXEL_HAS_BACKGROUND;
+            std::copy_n(color, 3, c.background);
+            inverse_tone(&measured.view, measured.view.background_exponent, measured.view.background_scale,
+                c.background);
+            measured.view.tone_method = method == TONE_POWER ? TONE_HISTOGRAM : TONE_POWER;
+            float shown[3];
+            zr_get_rgb_from_pixel_components(&measured.view, &c, shown);
+            for (int i = 0; i < 3; ++i) { EXPECT_NEAR(shown[i], std::pow(color[i], 1.0 / 2.2), 2.0 / 255.0); }
+        }
+    }
+}
+
+TEST(Tone, GivesWhiteBackOverPicturesOfOneDimLuminance)
+{
+    // The whole curve is then a ten-thousandth of a decade wide, and what lies above it is shown darker.
+    for (float luminance = 0.02f; luminance < 9.0f; luminance *= 1.13f)
+    {
+        const measured_view measured(
+            TONE_HISTOGRAM, [=](int, int) { return luminance; }, 32);
+        float rgb[3] = { 1.0f, 1.0f, 1.0f };
+        inverse_tone(&measured.view, 1.0, 1.0, rgb);
+        tone(&measured.view, 1.0, 1.0, rgb, 1);
+        EXPECT_NEAR(rgb[0], 1.0f, 2.0f / 255.0f) << luminance;
+    }
+}
+
+TEST(Tone, RisesWithRadianceAndKeepsTheDominantChannel)
+{
+    for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
+    {
+        for (const auto& scene : scenes)
+        {
+            SCOPED_TRACE(testing::Message() << scene.name << " method " << method);
+            const measured_view measured(method, scene.light);
+            float last = 0.0f;
+            // A scene below a luminance of 10 is held down above its range, which is a step.
+            const bool is_dim = method == TONE_HISTOGRAM && measured.view.histogram->curve_top < 1.0f;
+            for (float radiance = 1e-6f; radiance < 1e4f && !is_dim; radiance *= 1.7f)
+            {
+                const float value = measured.shown(radiance);
+                EXPECT_GE(value, last) << radiance;
+                EXPECT_LE(value, 1.0f) << radiance;
+                last = value;
+            }
+            float rgb[3] = { 40.0f, 10.0f, 20.0f };
+            tone(&measured.view, measured.view.tone_exponent, measured.view.tone_scale, rgb, 0);
+            EXPECT_GE(rgb[0], rgb[2]);
+            EXPECT_GE(rgb[2], rgb[1]);
+        }
+    }
+}
+
+TEST(Tone, HoldsWhatIsNoRadiance)
+{
+    const float inputs[][3] = { { NAN, NAN, NAN }, { NAN, 5.0f, 1.0f }, { INFINITY, 1.0f, INFINITY },
+        { -INFINITY, -1.0f, 2.0f }, { 3e38f, 3e38f, 3e38f }, { 1e-12f, 0.0f, 0.0f } };
+    for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
+    {
+        const measured_view measured(method, wide);
+        for (const auto& input : inputs)
+        {
+            for (const int32_t plain : { 0, 1 })
+            {
+                float forth[3], back[3];
+                std::copy_n(input, 3, forth);
+                std::copy_n(input, 3, back);
+                tone(&measured.view, 1.1, 0.02, forth, plain);
+                inverse_tone(&measured.view, 1.1, 0.02, back);
+                for (int i = 0; i < 3; ++i)
+                {
+                    EXPECT_TRUE(forth[i] >= 0.0f && forth[i] <= 1.0f) << forth[i];
+                    EXPECT_TRUE(back[i] >= 0.0f && std::isfinite(back[i])) << back[i];
+                }
+            }
+        }
+        float zero[3] = {};
+        EXPECT_EQ(tone(&measured.view, 1.1, 0.02, zero, 0), 0);
+    }
+}
+
+TEST(Tone, FollowsThePublishedPowerCurve)
+{
+    // For a luminance of 100, worked out by hand: exponent (0.8 + 2.92) x 0.28017 x 0.85.
+    double scale, exponent;
+    EXPECT_EQ(get_tone_operator(100.0, &scale, &exponent, 1.0, 1.0), 1);
+    EXPECT_NEAR(exponent, 0.885913, 1e-6);
+    EXPECT_NEAR(
+        scale, std::pow(10.0, (-1.6 - 5.168 + 2.0208 + 2.2235) * 0.2801748290933543) * 0.01453488, 1e-8);
+    for (const double black_world : { 0.0, -1.0, double(NAN), double(INFINITY) })
+    {
+        EXPECT_EQ(get_tone_operator(black_world, &scale, &exponent, 1.1, 1.1), 0);
+        EXPECT_EQ(scale, 1.0);
+        EXPECT_EQ(exponent, 1.0);
+    }
+    // A contrast of 0.4 leaves the plain curve alone; more darkens what is not white.
+    measured_view measured(TONE_POWER, even);
+    float plain[3] = { 50.0f, 20.0f, 10.0f }, same[3] = { 50.0f, 20.0f, 10.0f },
+          steep[3] = { 50.0f, 20.0f, 10.0f };
+    const render_view& view = measured.view;
+    tone(&view, view.tone_exponent, view.tone_scale, plain, 1);
+    measured.view.contrast = 0.4f;
+    tone(&view, view.tone_exponent, view.tone_scale, same, 0);
+    measured.view.contrast = 0.9f;
+    tone(&view, view.tone_exponent, view.tone_scale, steep, 0);
+    for (int i = 0; i < 3; ++i)
+    {
+        EXPECT_EQ(plain[i], same[i]);
+        EXPECT_LT(steep[i], plain[i]);
+    }
+    EXPECT_NEAR(steep[0] / steep[2], plain[0] / plain[2], 1e-4);
+}
+
+TEST(Tone, GainBendsAboutTheMiddle)
+{
+    for (const double a : { 0.0, 0.001, 0.3, 0.5, 0.9, 1.0 })
+    {
+        EXPECT_NEAR(zr_gain(0.5, a), 0.5, 1e-9) << a;
+        EXPECT_NEAR(zr_gain(0.0, a), 0.0, 1e-9) << a;
+        EXPECT_NEAR(zr_gain(1.0, a), 1.0, 1e-9) << a;
+    }
+    EXPECT_DOUBLE_EQ(zr_gain(0.2, 0.5), 0.2);
+    EXPECT_GT(zr_gain(0.2, 0.8), 0.2);
+}
+
+TEST(Tone, MeasuresTheLogAverage)
+{
+    // Half of the samples at 1, half at 100: the log-average is 10, whatever the method.
+    for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
+    {
+        measured_view measured(method, [](int x, int) { return x < 160 ? 1.0f : 100.0f; });
+        EXPECT_NEAR(measured.view.measured_luminance, 10.0, 0.1); // the packing rounds by a half step
+        EXPECT_TRUE(measured.view.view_flags & VIEW_TONE_VALID);
+        EXPECT_EQ(measured.view.histogram->capacity, 336 * 336 / 256);
+
+        // A locked exposure that stands survives the next picture.
+        measured.view.exposure_flags = EXPOSURE_LOCKED;
+        const histogram* kept = measured.view.histogram;
+        image_buffer* dark = zr_new_image_buffer(320, 320, PIXEL_RADIANCE);
+        zr_get_raytrace_tone_op(&measured.view, dark);
+        EXPECT_EQ(measured.view.histogram, kept);
+        EXPECT_NEAR(measured.view.measured_luminance, 10.0, 0.1);
+        const int32_t size[2] = { 320, 320 };
+        EXPECT_EQ(make_histogram(&measured.view, size), -1);
+        EXPECT_EQ(histogram_add_sample(&measured.view, 1.0f), -1);
+
+        measured.view.exposure_flags = 0;
+        zr_get_raytrace_tone_op(&measured.view, dark);
+        EXPECT_EQ(measured.view.world_luminance, 0.0);
+        EXPECT_EQ(measured.view.tone_scale, 1.0);
+        EXPECT_EQ(measured.view.background_exponent, 1.0);
+        zr_destroy_image_buffer(dark);
+    }
+}
+
+TEST(Tone, ClearsTheSamplesItMeasuresWhenAsked)
+{
+    measured_view measured(TONE_POWER, even, 40);
+    measure_image(&measured.scene, &measured.view, measured.view.image, 40, 40, 1);
+    EXPECT_EQ(zr_image_buffer_pixel(measured.view.image, 16, 32)[0], 0);
+    EXPECT_EQ(zr_image_buffer_pixel(measured.view.image, 17, 32)[0], 0);
+    EXPECT_NE(zr_image_buffer_pixel(measured.view.image, 18, 32)[0], 0);
+}
+
+TEST(Tone, DrawsALargeEvenWallOverASmallShareOfTheRange)
+{
+    // 9 of 10 samples lie at one luminance. Without the cap nearly the whole display range would be spent
+    // there.
+    const measured_view measured(
+        TONE_HISTOGRAM, [](int x, int y) { return x < 288 ? 100.0f : 20.0f + float(y) * 10.0f; });
+    const histogram& h = *measured.view.histogram;
+    float steepest = 0.0f;
+    for (int i = 0; i + 1 < HISTOGRAM_BINS; ++i)
+    {
+        EXPECT_GT(h.bins[i + 1].plain_curve, h.bins[i].plain_curve) << i;
+        steepest = std::max(steepest, h.bins[i + 1].plain_curve - h.bins[i].plain_curve);
+    }
+    EXPECT_LT(steepest, 0.05f);
+}
+
+TEST(Tone, DimScenesStayDim)
+{
+    const measured_view bright(TONE_HISTOGRAM, [](int x, int y) { return 50.0f + float(x + y); });
+    const measured_view dark(TONE_HISTOGRAM, [](int x, int y) { return 0.05f + 0.001f * float(x + y); });
+    EXPECT_EQ(bright.view.histogram->curve_top, 1.0f);
+    EXPECT_GT(bright.shown(650.0f), 0.9f);
+    EXPECT_LT(dark.view.histogram->curve_top, 0.8f);
+    EXPECT_LT(dark.shown(0.65f), 0.8f);
+    EXPECT_GT(dark.view.histogram->curve_exponent, 1.0f);
+}
+
+TEST(Tone, BrightnessAndSourceGainMoveSurfaces)
+{
+    measured_view measured(TONE_HISTOGRAM, wide);
+    measured.scene.render_state = 0;
+    EXPECT_EQ(apply_exposure(&measured.scene, &measured.view), 0)
+        << "nothing is measured before the preprocess";
+    measured.scene.render_state = RENDER_STATE_PREPROCESSED;
+    const float before = measured.shown(100.0f);
+    measured.view.brightness = 1.0f;
+    apply_exposure(&measured.scene, &measured.view);
+    EXPECT_GT(measured.shown(100.0f), before);
+    EXPECT_NEAR(measured.view.world_luminance, measured.view.measured_luminance / 10.0,
+        1e-6 * measured.view.measured_luminance);
+    measured.view.brightness = 5.0f; // the curve becomes a step
+    apply_exposure(&measured.scene, &measured.view);
+    EXPECT_NEAR(measured.shown(100.0f), 1.0f, 1e-3f);
+
+    measured.view.brightness = 0.0f;
+    apply_exposure(&measured.scene, &measured.view);
+    pixel_components c = {};
+    c.present = PIXEL_HAS_SURFACE | PIXEL_HAS_SOURCE_RATIO;
+    std::fill_n(c.surface, 3, 100.0f);
+    c.source_ratio = 1.0f;
+    float shown[3];
+    measured.view.source_gain = 0.1f;
+    zr_get_rgb_from_pixel_components(&measured.view, &c, shown);
+    EXPECT_EQ(shown[0], measured.shown(10.0f));
+}
+
+TEST(Tone, AViewWithoutAHistogramStillShowsItsPicture)
+{
+    zr::fill_gamma_tables();
+    render_view view = {};
+    view.tone_method = TONE_HISTOGRAM;
+    view.contrast = 0.4f;
+    float rgb[3] = { 0.5f, 0.25f, 0.125f };
+    EXPECT_EQ(tone(&view, 1.0, 1.0, rgb, 0), 1);
+    EXPECT_NEAR(rgb[0], std::pow(0.5, 1.0 / 2.2), 1e-5);
+    EXPECT_EQ(inverse_tone(&view, 1.0, 1.0, rgb), 0);
+    EXPECT_EQ(rgb[0], 0.0f);
+    EXPECT_EQ(histogram_add_sample(&view, 1.0f), 0);
+    EXPECT_EQ(finish_histogram(&view, 1.0), 0);
+    EXPECT_EQ(zr_modify_histogram(&view), 0);
+}
+
+TEST(GammaTables, TheSimpleGammaIsHeldToOne)
+{
+    zr::fill_gamma_tables();
+    EXPECT_EQ(zr_simple_rt_gamma(), 2.2);
+    for (const double gamma : { 0.5, double(NAN), -3.0 })
+    {
+        zr_change_simple_rt_gamma(gamma);
+        EXPECT_EQ(zr_simple_rt_gamma(), 1.0);
+        EXPECT_EQ(zr::gamma.simple_byte[1024], 128);
+    }
+    zr_change_simple_rt_gamma(2.2);
+    EXPECT_EQ(zr::look_up(zr::gamma.simple_byte, 0.5f, uint8_t(255)), 186);
+    EXPECT_EQ(zr::look_up(zr::gamma.simple_byte, -1.0f, uint8_t(255)), 0);
+}

@@ -1,0 +1,336 @@
+#include "zirconlite/environment/environment.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "zirconlite/environment/background_picture.hpp"
+#include "zirconlite/environment/clouds.hpp"
+#include "zirconlite/environment/environment_map.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
+#include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/picture/tone.h"
+
+namespace zr
+{
+
+namespace
+{
+
+/// Sines of the three stops and their colours, from the top down.
+struct gradient_stops
+{
+    double sines[3];
+    float colors[9];
+};
+
+/// The painted sky by cloudiness.
+struct painted_sky
+{
+    double cloudiest;
+    gradient_stops stops;
+};
+constexpr painted_sky painted_skies[] = {
+    { 0.25, { { 0.5, 0.25, 0.0 }, { 0.02f, 0.53f, 0.999f, 0.23f, 0.76f, 0.999f, 0.44f, 0.999f, 0.999f } } },
+    { 0.65,
+        { { 0.42, 0.1767, -0.26 },
+            { 0.68f, 0.8994f, 0.9239f, 0.5096f, 0.6193f, 0.6361f, 0.3392f, 0.3392f, 0.3392f } } },
+    { 1.0,
+        { { 0.42, 0.1767, -0.26 },
+            { 0.8277f, 0.8277f, 0.8277f, 0.5835f, 0.5835f, 0.5835f, 0.3392f, 0.3392f, 0.3392f } } },
+};
+constexpr int cloudiest_sky = 2;
+/// At the horizon the clear sky of the first row turns from blue to cyan. The exact model keeps its hue and pales it.
+constexpr gradient_stops clear_sky = { { 0.5, 0.25, 0.0 },
+    { 0.02f, 0.53f, 0.999f, 0.23f, 0.72f, 0.999f, 0.44f, 0.82f, 0.999f } };
+
+void blend(const float a[3], const float b[3], double share_of_a, float out[3])
+{
+    for (int i = 0; i < 3; ++i) { out[i] = static_cast<float>(a[i] * share_of_a + b[i] * (1.0 - share_of_a)); }
+}
+
+void gradient(const double sines[3], const float colors[9], double z, float out[3])
+{
+    if (z > sines[0]) { std::copy_n(colors, 3, out); }
+    else if (z < sines[2]) { std::copy_n(colors + 6, 3, out); }
+    else if (z >= sines[1])
+    {
+        const double span = sines[0] - sines[1];
+        blend(colors, colors + 3, span > 0.0 ? (z - sines[1]) / span : 1.0, out);
+    }
+    else
+    {
+        const double span = sines[1] - sines[2];
+        blend(colors + 3, colors + 6, span > 0.0 ? (z - sines[2]) / span : 1.0, out);
+    }
+}
+
+bool has_sun(const document& document)
+{
+    return document.sun_sky && (document.sun_sky_flags & SUN_SKY_SUN_MASK);
+}
+
+/// False, with black, where there is no sky.
+bool sky_color(const document& document, double z, float rgb[3])
+{
+    const bool sun = has_sun(document);
+    std::fill_n(rgb, 3, 0.0f);
+    if (!sun && !(document.environment_flags & ENVIRONMENT_SKY_WITHOUT_SUN)) { return false; }
+    int row = 0;
+    while (sun && row < cloudiest_sky && document.sun_sky->cloudiness > painted_skies[row].cloudiest) { ++row; }
+    const bool keeps_hue = row == 0 && document.light_model == LIGHT_MODEL_EXACT;
+    const gradient_stops& stops = keeps_hue ? clear_sky : painted_skies[row].stops;
+    gradient(stops.sines, stops.colors, z, rgb);
+    const double daylight = sun ? twilight_sky : 1.0;
+    for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(rgb[i] * daylight); }
+    return true;
+}
+
+bool shows_sky(const environment& record)
+{
+    return record.mode != ENVIRONMENT_FLAT && record.mode != ENVIRONMENT_GRADIENT_2 &&
+           record.mode != ENVIRONMENT_GRADIENT_3;
+}
+
+/// The linear colour that `record` shows in a direction, before clouds and pictures.
+bool background_color(const document& document, const environment& record, const vector3& direction, float rgb[3])
+{
+    switch (record.mode)
+    {
+    case ENVIRONMENT_FLAT:
+        std::copy_n(record.color0, 3, rgb);
+        return true;
+    case ENVIRONMENT_GRADIENT_2:
+    case ENVIRONMENT_GRADIENT_3:
+    {
+        const prepared_environment& made = prepared_of(document, record);
+        gradient(made.gradient_sines, made.gradient_colors, direction.z, rgb);
+        return true;
+    }
+    default:
+        return sky_color(document, direction.z, rgb);
+    }
+}
+
+/// What a record shows, by the flags of its document.
+struct shown_parts
+{
+    bool picture, clouds, hdr;
+};
+
+shown_parts parts_of(const document& document, const environment& record)
+{
+    const uint32_t f = document.environment_flags;
+    if (&record == &document.reflected_environment)
+    {
+        return { (f & ENVIRONMENT_REFLECTED_PICTURE) != 0, (f & ENVIRONMENT_REFLECTED_CLOUDS) != 0,
+            (f & ENVIRONMENT_REFLECTED_HDR) != 0 };
+    }
+    return { (f & ENVIRONMENT_PICTURE) != 0, (f & ENVIRONMENT_CLOUDS) != 0, (f & ENVIRONMENT_HDR) != 0 };
+}
+
+void add_clouds(const document& document, const environment& record, const ray& ray, float c[3])
+{
+    float color[3];
+    const double a = clouds(document, record, prepared_of(document, record), ray, color);
+    if (!(a > 0.0)) { return; }
+    // The color comes with its coverage in it. The fast model weighs it so once more, which gives clouds grey rims.
+    const double weight = document.light_model == LIGHT_MODEL_EXACT ? a : a * a;
+    for (int i = 0; i < 3; ++i) { c[i] = static_cast<float>(c[i] * (1.0 - a * a) + color[i] * weight); }
+}
+
+double kept_under_hdr(const environment& record)
+{
+    return record.hdr_opacity > 0.0f ? std::min(double(record.hdr_opacity), 1.0) : 0.0;
+}
+
+/// In the fast model the picture's light takes the ray's weight here and, with the rest, once more: it is darker in
+/// mirrors than in the open. The exact model weighs it once.
+void add_hdr(const document& document, const environment& record, const ray& ray, float c[3])
+{
+    float h[3];
+    if (!hdr_light(record, prepared_of(document, record), ray.direction, h)) { return; }
+    hdr_display(record, h);
+    const double kept = kept_under_hdr(record);
+    for (int i = 0; i < 3; ++i)
+    {
+        const double light = job.light_model == LIGHT_MODEL_EXACT ? h[i] : h[i] * ray.weight[i];
+        c[i] = static_cast<float>(c[i] * kept + light * (1.0 - kept));
+    }
+}
+
+/// The color of all that a record shows to a ray.
+void surrounding_of_ray(const document& document, const environment& record, const ray& ray, float c[3])
+{
+    const shown_parts shown = parts_of(document, record);
+    background_color(document, record, ray.direction, c);
+    if (shown.clouds) { add_clouds(document, record, ray, c); }
+    if (shown.hdr) { add_hdr(document, record, ray, c); }
+    if (!shown.picture) { return; }
+    float p[3];
+    const double m = background_picture(record, prepared_of(document, record), ray.direction, &ray, p);
+    if (m > 0.0) { blend(p, c, m, c); }
+}
+
+void prepare_gradient(const environment& record, prepared_environment& made)
+{
+    const double altitudes[3] = { record.angle0, record.angle1, record.angle2 };
+    for (int i = 0; i < 3; ++i) { made.gradient_sines[i] = std::sin(altitudes[i]); }
+    if (record.mode != ENVIRONMENT_GRADIENT_2 && record.mode != ENVIRONMENT_GRADIENT_3) { return; }
+    for (int i = 0; i < 3; ++i)
+    {
+        made.gradient_colors[i] = record.color0[i];
+        made.gradient_colors[3 + i] = record.mode == ENVIRONMENT_GRADIENT_3
+                                            ? record.color2[i]
+                                            : 0.5f * (record.color0[i] + record.color1[i]);
+        made.gradient_colors[6 + i] = record.color1[i];
+    }
+}
+
+void haze_color(const document& document, float f[3])
+{
+    constexpr int32_t dark = 1, own = 2;
+    for (int i = 0; i < 3; ++i)
+    {
+        f[i] = document.fog_type == dark ? 0.2f : document.fog_type == own ? document.fog_color[i] : 0.7f;
+    }
+}
+
+/// The share of haze at the ray's distance.
+double haze_share(const document& document, const ray& ray)
+{
+    const double full = document.fog_distance * document.world_to_model;
+    if (!(full > 0.0) || !(document.fog_strength > 0.0f)) { return 0.0; }
+    return std::clamp(ray.hit_t / full, 0.0, 1.0) * std::min(double(document.fog_strength), 1.0);
+}
+
+} // namespace
+
+bool surrounding_color(const document& document, const environment& record, const vector3& direction, double white,
+    float rgb[3], double* luminance_scale)
+{
+    const shown_parts shown = parts_of(document, record);
+    bool any = background_color(document, record, direction, rgb);
+    if (shows_sky(record) && has_sun(document) && white > 0.0)
+    {
+        const sun_sky& sky = *document.sun_sky;
+        const double y = sky_luminance(sky, direction) * sky.sky_strength / white;
+        for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(y * sky.sky_color[i]); }
+    }
+    *luminance_scale = 0.0;
+    float h[3], p[3];
+    if (shown.hdr && hdr_light(record, prepared_of(document, record), direction, h))
+    {
+        any = true;
+        const double kept = kept_under_hdr(record);
+        const bool alone = kept == 0.0;
+        if (alone) { *luminance_scale = 1.0; }
+        else { hdr_display(record, h); }
+        blend(rgb, h, kept, rgb);
+    }
+    const double m = shown.picture
+                         ? background_picture(record, prepared_of(document, record), direction, nullptr, p)
+                         : 0.0;
+    if (!(m > 0.0)) { return any; }
+    if (*luminance_scale != 0.0)
+    {
+        hdr_display(record, rgb);
+        *luminance_scale = 0.0;
+    }
+    blend(p, rgb, m, rgb);
+    return true;
+}
+
+const prepared_environment& prepared_of(const document& document, const environment& record)
+{
+    static constexpr prepared_environment nothing = {};
+    const prepared_environment* made = document.prepared_environments[&record == &document.reflected_environment];
+    return made ? *made : nothing;
+}
+
+bool environment_prepare(document& document, const environment& record, const render_view& view)
+{
+    prepared_environment*& place = document.prepared_environments[&record == &document.reflected_environment];
+    if (!place) { place = static_cast<prepared_environment*>(zr_calloc(1, sizeof(prepared_environment))); }
+    if (!place) { return false; }
+    clouds_prepare(document, record, *place);
+    prepare_background_picture(record, view, *place);
+    prepare_hdr_surroundings(record, *place);
+    prepare_gradient(record, *place);
+    return true;
+}
+
+void end_environments(document& document)
+{
+    for (prepared_environment*& made : document.prepared_environments)
+    {
+        if (!made) { continue; }
+        release_clouds(*made);
+        release_background_picture(*made);
+        zr_free(made);
+        made = nullptr;
+    }
+}
+
+void environment_background(document& document, ray& ray)
+{
+    const bool reflected = ray.kind == RAY_REFLECTED;
+    if (reflected && (document.environment_flags & ENVIRONMENT_REFLECT_NOTHING)) { return; }
+    const bool own = reflected && (document.environment_flags & ENVIRONMENT_REFLECTED_OWN);
+    float c[3];
+    surrounding_of_ray(document, own ? document.reflected_environment : document.environment, ray, c);
+    if (document.mode == MODE_SIMPLE)
+    {
+        for (int i = 0; i < 3; ++i)
+        {
+            ray.simple_color[i] +=
+                look_up(gamma.simple_float, static_cast<float>(c[i] * ray.weight[i]), 1.0f);
+        }
+    }
+    else
+    {
+        inverse_tone(ray.view, ray.view->background_exponent, ray.view->background_scale, c);
+        for (int i = 0; i < 3; ++i) { ray.background[i] = static_cast<float>(c[i] * ray.weight[i]); }
+    }
+    haze(document, ray);
+    if (ray.kind == RAY_PRIMARY) { ray.alpha = 1.0f; }
+}
+
+void probe_background(document& document, ray& ray)
+{
+    constexpr double share = 0.6;
+    if (!has_sun(document)) { return; }
+    for (int i = 0; i < 3; ++i)
+    {
+        ray.simple_color[i] += static_cast<float>(share * document.sun_sky->sky_strength * ray.weight[i]);
+    }
+}
+
+double haze(document& document, ray& ray)
+{
+    if (!(document.environment_flags & ENVIRONMENT_HAZE)) { return 1.0; }
+    const double s = haze_share(document, ray), k = 1.0 - s;
+    if (s == 0.0) { return 1.0; }
+    float f[3];
+    haze_color(document, f);
+    if (document.mode == MODE_SIMPLE)
+    {
+        for (int i = 0; i < 3; ++i)
+        {
+            ray.simple_color[i] = static_cast<float>(ray.simple_color[i] * k + f[i] * s * ray.weight[i]);
+        }
+        return k;
+    }
+    inverse_tone(ray.view, ray.view->background_exponent, ray.view->background_scale, f);
+    // -1 in the first channel says that there is no light of the kind, which haze does not change.
+    const bool has_radiance = ray.radiance[0] >= 0.0, has_background = ray.background[0] >= 0.0f;
+    for (int i = 0; i < 3; ++i)
+    {
+        if (has_radiance) { ray.radiance[i] *= k; }
+        const double behind = has_background ? ray.background[i] * k : 0.0;
+        ray.background[i] = static_cast<float>(behind + f[i] * ray.weight[i] * s);
+    }
+    return k;
+}
+
+} // namespace zr

@@ -1,0 +1,19 @@
+/// @file
+/// What stands between a point and a light.
+#pragma once
+
+#include "zirconlite/frame/document.h"
+#include "zirconlite/lighting/light.h"
+#include "zirconlite/geometry/ray.h"
+
+namespace zr
+{
+
+/// Follows a shadow ray. Whether the light is fully blocked; the ray's `simple_color` holds the filter on
+/// return. `source` may be null: the sun, and distant lights over a radiosity solution.
+bool shadow_test(document& document, const light* source, ray& r);
+
+/// Whether `node` is `source` or a group that holds it at any depth.
+bool group_holds(const light* node, const light* source);
+
+} // namespace zr

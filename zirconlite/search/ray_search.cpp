@@ -1,0 +1,43 @@
+#include "zirconlite/search/ray_search.hpp"
+
+#include "zirconlite/search/tree_walk.hpp"
+#include "zirconlite/search/voxel_grid.hpp"
+#include "zirconlite/platform/processor.hpp"
+
+namespace zr
+{
+
+bool locate_nearest_hit(const document& document, ray& ray)
+{
+    const voxel_grid* built = document.voxel_grid;
+    if (!built) { return false; }
+    if (built->structure == SEARCH_TREE)
+    {
+        const auto nearest = platform::has_avx2() ? avx2_walk::nearest : portable_walk::nearest;
+        return nearest(built->tree, document.object_table, ray);
+    }
+    return built->nodes.count && grid_nearest_hit(*built, document.object_table, ray);
+}
+
+bool visit_hits(const document& document, ray& ray, hit_visitor visit, void* context)
+{
+    const voxel_grid* built = document.voxel_grid;
+    bool ended = false;
+    if (built && built->structure == SEARCH_TREE)
+    {
+        const auto walk = platform::has_avx2() ? avx2_walk::visit : portable_walk::visit;
+        ended = walk(built->tree, document.object_table, ray, visit, context);
+    }
+    else if (built && built->nodes.count)
+    {
+        ended = grid_visit_hits(*built, document.object_table, ray, visit, context);
+    }
+    if (!ended)
+    {
+        ray.hit_t = ZR_FAR;
+        ray.hit_object = nullptr;
+    }
+    return ended;
+}
+
+} // namespace zr
