@@ -54,26 +54,28 @@ public:
     {
         RTCScene scene = exact ? exact_ : native_;
         std::vector<size_t> hits(static_cast<size_t>(threads));
-        in_parallel(rays.size(), threads, [&](size_t first, size_t last, int t) {
-            size_t count = 0;
-            for (size_t i = first; i < last; ++i)
+        in_parallel(rays.size(), threads,
+            [&](size_t first, size_t last, int t)
             {
-                RTCIntersectContext context;
-                rtcInitIntersectContext(&context);
-                RTCRayHit q = query(rays[i]);
-                if (shadows)
+                size_t count = 0;
+                for (size_t i = first; i < last; ++i)
                 {
-                    rtcOccluded1(scene, &context, &q.ray);
-                    count += q.ray.tfar < 0.0f;
+                    RTCIntersectContext context;
+                    rtcInitIntersectContext(&context);
+                    RTCRayHit q = query(rays[i]);
+                    if (shadows)
+                    {
+                        rtcOccluded1(scene, &context, &q.ray);
+                        count += q.ray.tfar < 0.0f;
+                    }
+                    else
+                    {
+                        rtcIntersect1(scene, &context, &q);
+                        count += q.hit.geomID != RTC_INVALID_GEOMETRY_ID;
+                    }
                 }
-                else
-                {
-                    rtcIntersect1(scene, &context, &q);
-                    count += q.hit.geomID != RTC_INVALID_GEOMETRY_ID;
-                }
-            }
-            hits[static_cast<size_t>(t)] += count;
-        });
+                hits[static_cast<size_t>(t)] += count;
+            });
         size_t sum = 0;
         for (const size_t h : hits) { sum += h; }
         return sum;

@@ -1,5 +1,5 @@
-// What surroundings cost a ray: gradient, painted sky, background picture, picture of light, haze and ground; clouds by
-// their number, for a ray and for preparation.
+// What surroundings cost a ray: gradient, painted sky, background picture, picture of light, haze and ground;
+// clouds by their number, for a ray and for preparation.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -10,9 +10,9 @@
 
 #include "tests/support/materials.hpp"
 #include "tests/support/scene.hpp"
-#include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/environment/clouds.hpp"
 #include "zirconlite/environment/ground.hpp"
+#include "zirconlite/imagefiles/bitmap_store.h"
 
 namespace
 {
@@ -27,7 +27,8 @@ std::vector<ray> sky_rays(const test::scene& s)
     std::vector<ray> rays;
     for (int i = 0; i < ray_count; ++i)
     {
-        const double z = -0.1 + 1.1 * (i + 0.5) / ray_count, a = 2.399963 * i, r = std::sqrt(1.0 - std::min(z * z, 1.0));
+        const double z = -0.1 + 1.1 * (i + 0.5) / ray_count, a = 2.399963 * i,
+                     r = std::sqrt(1.0 - std::min(z * z, 1.0));
         rays.push_back(s.eye_ray({ 0, 0, 2 }, { r * std::cos(a), r * std::sin(a), z }));
         rays.back().pixel[0] = i % 64;
         rays.back().pixel[1] = i / 64;

@@ -1,6 +1,6 @@
 /// @file
-/// What libraries cost against their count of siblings: a seek in a file just opened, inserting in order and in
-/// any order, packing.
+/// What libraries cost against their count of siblings: a seek in a file just opened, inserting in order and
+/// in any order, packing.
 #include <benchmark/benchmark.h>
 
 #include <stdlib.h>

@@ -1,5 +1,5 @@
-// What patterns and pictures cost: noise and turbulence, each blend kind, a six-deep tree, building mipmaps and
-// sampling them.
+// What patterns and pictures cost: noise and turbulence, each blend kind, a six-deep tree, building mipmaps
+// and sampling them.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -21,12 +21,15 @@ namespace
 using namespace zr;
 using namespace test;
 
-vector3 place(int i) { return { i * 0.173, i * -0.031, i * 0.0117 }; }
+vector3 place(int i)
+{
+    return { i * 0.173, i * -0.031, i * 0.0117 };
+}
 
 void count_points(benchmark::State& state, int64_t per_round)
 {
-    state.counters["s/point"] = benchmark::Counter(double(state.iterations() * per_round),
-        benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["s/point"] = benchmark::Counter(
+        double(state.iterations() * per_round), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 void turbulence(benchmark::State& state)

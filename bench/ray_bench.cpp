@@ -60,22 +60,27 @@ loaded_scene& load(int number, int32_t structure)
     return loaded;
 }
 
-bool stop_at_any(void*, ray&) { return true; }
+bool stop_at_any(void*, ray&)
+{
+    return true;
+}
 
 /// Hits of the rays; what is added up cannot be optimised away.
 size_t trace_all(const document& d, const std::vector<ray_start>& rays, bool shadows, int threads)
 {
     std::vector<size_t> hits(static_cast<size_t>(threads));
-    in_parallel(rays.size(), threads, [&](size_t first, size_t last, int t) {
-        size_t count = 0;
-        ray r = {};
-        for (size_t i = first; i < last; ++i)
+    in_parallel(rays.size(), threads,
+        [&](size_t first, size_t last, int t)
         {
-            start_ray(r, rays[i]);
-            count += shadows ? zr::visit_hits(d, r, stop_at_any, nullptr) : zr::locate_nearest_hit(d, r);
-        }
-        hits[static_cast<size_t>(t)] += count;
-    });
+            size_t count = 0;
+            ray r = {};
+            for (size_t i = first; i < last; ++i)
+            {
+                start_ray(r, rays[i]);
+                count += shadows ? zr::visit_hits(d, r, stop_at_any, nullptr) : zr::locate_nearest_hit(d, r);
+            }
+            hits[static_cast<size_t>(t)] += count;
+        });
     size_t sum = 0;
     for (const size_t h : hits) { sum += h; }
     return sum;
@@ -119,7 +124,7 @@ void trace_embree(benchmark::State& state)
     }
     report(state, s, rays.size(), hits);
     state.SetLabel(std::string(scene_makers[state.range(0)].name) + " " + ray_set_names[kind] +
-        (exact ? " embree f64 callback" : " embree f32"));
+                   (exact ? " embree f64 callback" : " embree f32"));
 }
 #endif
 
@@ -131,8 +136,8 @@ void build(benchmark::State& state, int32_t structure)
     int32_t counts[12];
     zr_voxel_grid_stats(d->voxel_grid, counts);
     const double triangles = double(scene.triangles());
-    const double mesh = double(zr_mem_get_alloc(d->scene_objects.memory)) +
-        double(d->object_table_capacity) * sizeof(void*);
+    const double mesh =
+        double(zr_mem_get_alloc(d->scene_objects.memory)) + double(d->object_table_capacity) * sizeof(void*);
     state.counters["Mobjects/s"] =
         benchmark::Counter(triangles * state.iterations() * 1e-6, benchmark::Counter::kIsRate);
     state.counters["search_bytes"] = counts[11] / triangles;
@@ -165,9 +170,19 @@ void every_scene_and_kind(benchmark::internal::Benchmark* b, bool embree)
 } // namespace
 
 BENCHMARK_CAPTURE(build, tree, SEARCH_TREE)
-    ->DenseRange(0, 3)->Arg(5)->Arg(6)->Arg(7)->Unit(benchmark::kMillisecond)->UseRealTime();
+    ->DenseRange(0, 3)
+    ->Arg(5)
+    ->Arg(6)
+    ->Arg(7)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 BENCHMARK_CAPTURE(build, grid, SEARCH_GRID)
-    ->DenseRange(0, 3)->Arg(5)->Arg(6)->Arg(7)->Unit(benchmark::kMillisecond)->UseRealTime();
+    ->DenseRange(0, 3)
+    ->Arg(5)
+    ->Arg(6)
+    ->Arg(7)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 BENCHMARK_CAPTURE(trace, tree, SEARCH_TREE)
     ->Apply([](benchmark::internal::Benchmark* b) { every_scene_and_kind(b, false); })
     ->Unit(benchmark::kMillisecond)

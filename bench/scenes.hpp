@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "zirconlite/frame/document.h"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/meshes/mesh_build.h"
 #include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/search/search_structure.h"
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/search/voxel_grid.h"
 
 namespace bench
@@ -34,7 +34,8 @@ struct triangle_scene
     size_t triangles() const { return indices.size() / 3; }
 };
 
-inline void add_quad(triangle_scene& s, const vector3& a, const vector3& b, const vector3& c, const vector3& d)
+inline void add_quad(
+    triangle_scene& s, const vector3& a, const vector3& b, const vector3& c, const vector3& d)
 {
     const auto first = static_cast<int32_t>(s.vertices.size());
     s.vertices.insert(s.vertices.end(), { a, b, c, d });
@@ -53,8 +54,9 @@ inline void add_blob(triangle_scene& s, const vector3& centre, double radius, si
             const double theta = M_PI * r / rows, phi = 2.0 * M_PI * c / columns;
             const vector3 d = { std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi),
                 std::cos(theta) };
-            const double lump = 1.0 + 0.12 * std::sin(7.0 * d.x + 3.0 * d.y) * std::sin(5.0 * d.z + 2.0 * d.x) +
-                0.02 * std::sin(41.0 * d.x) * std::sin(37.0 * d.y + 29.0 * d.z);
+            const double lump = 1.0 +
+                                0.12 * std::sin(7.0 * d.x + 3.0 * d.y) * std::sin(5.0 * d.z + 2.0 * d.x) +
+                                0.02 * std::sin(41.0 * d.x) * std::sin(37.0 * d.y + 29.0 * d.z);
             s.vertices.push_back(centre + d * (radius * lump));
         }
     }
@@ -125,7 +127,8 @@ inline triangle_scene landscape_scene()
     {
         for (int x = 0; x < posts; ++x)
         {
-            const auto at = [](int i, int j) {
+            const auto at = [](int i, int j)
+            {
                 const double px = -1000.0 + i * 2000.0 / 24, py = -1000.0 + j * 2000.0 / 24;
                 return vector3{ px, py, 6.0 * std::sin(px * 0.01) * std::cos(py * 0.013) - 6.0 };
             };
@@ -266,7 +269,8 @@ inline std::vector<ray_start> make_rays(const document& d, const triangle_scene&
 inline void in_parallel(size_t count, int threads, const std::function<void(size_t, size_t, int)>& work)
 {
     constexpr size_t piece = 1024;
-    const auto run = [&](int thread) {
+    const auto run = [&](int thread)
+    {
         for (size_t i = thread * piece; i < count; i += threads * piece)
         {
             work(i, std::min(i + piece, count), thread);

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "tests/support/scene.hpp"
-#include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/picture/projection.h"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
 
 namespace
 {

@@ -1,6 +1,6 @@
 /// @file
-/// What the fuzz target of settings does with one input: any bytes as a file of settings, whose kind its head tells,
-/// read, written, and read again to the same text.
+/// What the fuzz target of settings does with one input: any bytes as a file of settings, whose kind its head
+/// tells, read, written, and read again to the same text.
 #pragma once
 
 #include <stddef.h>
@@ -17,7 +17,8 @@ namespace fuzz
 inline bool read_settings_body(int32_t kind, zr::unit_source& from, document& d)
 {
     if (kind == SETTINGS_SUN_SKY) { return zr::read_sunsky(from, d); }
-    return kind == SETTINGS_ENVIRONMENT ? zr::read_environment(from, d) : zr::read_exposure(from, d, d.views[1]);
+    return kind == SETTINGS_ENVIRONMENT ? zr::read_environment(from, d)
+                                        : zr::read_exposure(from, d, d.views[1]);
 }
 
 inline void write_settings_text(int32_t kind, zr::settings_writer& to, document& d)
@@ -34,20 +35,25 @@ inline void use_settings(const uint8_t* bytes, size_t size)
     document* d = kind ? zr_open_document() : nullptr;
     if (!d) { return; }
     read_settings_body(kind, from, *d);
-    // Six decimals are not all of a number: the first text may round, the second is the same again. On this machine
-    // units are stored as files have them.
+    // Six decimals are not all of a number: the first text may round, the second is the same again. On this
+    // machine units are stored as files have them.
     zr::settings_writer texts[3];
     for (zr::settings_writer& text : texts)
     {
         write_settings_text(kind, text, *d);
-        zr::unit_source back = { nullptr, reinterpret_cast<const uint8_t*>(text.units.items), 2 * text.units.count };
+        zr::unit_source back = { nullptr, reinterpret_cast<const uint8_t*>(text.units.items),
+            2 * text.units.count };
         zr::read_settings_head(back);
         read_settings_body(kind, back, *d);
     }
     const size_t units = texts[1].units.count;
     // Angles of the sun change their unit on the way, and may lose their last digit at any size.
     const bool repeats = kind != SETTINGS_SUN_SKY;
-    if (repeats && (units != texts[2].units.count || memcmp(texts[1].units.items, texts[2].units.items, 2 * units) != 0)) { abort(); }
+    if (repeats &&
+        (units != texts[2].units.count || memcmp(texts[1].units.items, texts[2].units.items, 2 * units) != 0))
+    {
+        abort();
+    }
     zr_close_document(d);
 }
 

@@ -89,13 +89,16 @@ std::u16string resource_folder()
     std::error_code error;
     // An installed tree may have been moved as a whole.
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-    const std::filesystem::path beside = program.parent_path().parent_path() / ZIRCONLITE_RESOURCES_FROM_PREFIX;
-    const std::filesystem::path folders[] = { beside, ZIRCONLITE_INSTALL_RESOURCES, ZIRCONLITE_BUILD_RESOURCES };
+    const std::filesystem::path beside =
+        program.parent_path().parent_path() / ZIRCONLITE_RESOURCES_FROM_PREFIX;
+    const std::filesystem::path folders[] = { beside, ZIRCONLITE_INSTALL_RESOURCES,
+        ZIRCONLITE_BUILD_RESOURCES };
     for (const std::filesystem::path& folder : folders)
     {
         if (std::filesystem::exists(folder / "zr3.uni", error)) { return utf16_of(folder) + u"/"; }
     }
-    std::fprintf(stderr, "zirconlite: the texts and tables of the library are missing: no zr3.uni in %s or %s\n",
+    std::fprintf(stderr,
+        "zirconlite: the texts and tables of the library are missing: no zr3.uni in %s or %s\n",
         beside.c_str(), ZIRCONLITE_INSTALL_RESOURCES);
     return u"";
 }

@@ -19,8 +19,8 @@ namespace
 
 constexpr double terminal_interval_s = 0.1, log_interval_s = 2;
 constexpr int log_step_percent = 5;
-// A step's own speed says when the whole will be done, once the step has this share of it behind it and this time:
-// the steps before are faster or slower, and the first pixels of a step mean little.
+// A step's own speed says when the whole will be done, once the step has this share of it behind it and this
+// time: the steps before are faster or slower, and the first pixels of a step mean little.
 constexpr double first_estimate = 0.06, first_estimate_s = 2;
 
 } // namespace
@@ -55,7 +55,8 @@ void progress_line::show(const std::string& what, double fraction)
         return;
     }
     std::string line = fmt::format("{}  {} %", what, percent);
-    const double done = fraction - step_fraction_, elapsed = std::chrono::duration<double>(now - step_start_).count();
+    const double done = fraction - step_fraction_,
+                 elapsed = std::chrono::duration<double>(now - step_start_).count();
     if (done >= first_estimate && elapsed >= first_estimate_s)
     {
         line += fmt::format("  {} left", clock_text(elapsed * (1 - fraction) / done));

@@ -58,7 +58,10 @@ void watch_stop_signals()
     struct sigaction hangup
     {
     };
-    if (sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler != SIG_IGN) { sigaction(SIGHUP, &action, nullptr); }
+    if (sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler != SIG_IGN)
+    {
+        sigaction(SIGHUP, &action, nullptr);
+    }
     // A reader that closes the progress pipe must not end the render.
     signal(SIGPIPE, SIG_IGN);
     // A limit on the size of files is told like a full disk, and leaves no half-written file behind.

@@ -47,8 +47,10 @@ static int32_t add_box(document* scene, material_entry* material, vector3 low, v
         corners[i].y = i & 2 ? high.y : low.y;
         corners[i].z = i & 4 ? high.z : low.z;
     }
-    for (int i = 0; i < 6; ++i) { polygons[i] = (mesh_polygon) { 4, sides[i] }; }
-    const mesh_geometry shape = { .vertex_count = 8, .vertices = corners, .polygon_count = 6, .polygons = polygons };
+    for (int i = 0; i < 6; ++i) { polygons[i] = (mesh_polygon){ 4, sides[i] }; }
+    const mesh_geometry shape = {
+        .vertex_count = 8, .vertices = corners, .polygon_count = 6, .polygons = polygons
+    };
     object_descriptor object = { .smooth_cosine = 1 }; /* flat faces */
     mesh_build build;
     zr_init_mesh_build(scene, &build);
@@ -60,11 +62,23 @@ static int32_t add_box(document* scene, material_entry* material, vector3 low, v
 
 static int32_t add_lamp(document* scene, vector3 position, float candela)
 {
-    const light lamp = { .type = LIGHT_SPHERICAL, .distribution = DISTRIBUTION_ISOTROPIC, .position = position,
-        .normal = { 0, 0, -1 }, .axis_u = { 1, 0, 0 }, .axis_v = { 0, 1, 0 }, .radius = 0.1, .falloff = 2,
-        .brightness_unit = BRIGHTNESS_CANDELA, .candela = candela, .color_temperature = 3600,
-        .filter = { 1, 1, 1 }, .shadow_strength = 1, .shadow_samples = 4, .sample_jitter = 1,
-        .fixture_scale = 1, .simple_brightness = 1 };
+    const light lamp = { .type = LIGHT_SPHERICAL,
+        .distribution = DISTRIBUTION_ISOTROPIC,
+        .position = position,
+        .normal = { 0, 0, -1 },
+        .axis_u = { 1, 0, 0 },
+        .axis_v = { 0, 1, 0 },
+        .radius = 0.1,
+        .falloff = 2,
+        .brightness_unit = BRIGHTNESS_CANDELA,
+        .candela = candela,
+        .color_temperature = 3600,
+        .filter = { 1, 1, 1 },
+        .shadow_strength = 1,
+        .shadow_samples = 4,
+        .sample_jitter = 1,
+        .fixture_scale = 1,
+        .simple_brightness = 1 };
     light* made = zr_create_light(&lamp, scene->sun_sky);
     return made && zr_insert_light_source_ex(&scene->lights, made, scene) == 1;
 }
@@ -80,11 +94,11 @@ static int32_t build_scene(document* scene)
     scene->sky_scale = 1;
     scene->render_flags = RENDER_SOFT_SHADOWS;
     scene->gloss_samples = 3; /* materials are glossy unless they say otherwise */
-    const int32_t built =
-        add_box(scene, add_material(scene, u"plaster", plaster, 0), (vector3) { -2, -2.5, 0 }, (vector3) { 2, 2, 2.6 }) &&
-        add_box(scene, add_material(scene, u"lacquer", lacquer, 0.3f), (vector3) { -0.5, 0.2, 0.01 },
-            (vector3) { 0.5, 1, 1 }) &&
-        add_lamp(scene, (vector3) { 0.8, -0.8, 2.3 }, 120);
+    const int32_t built = add_box(scene, add_material(scene, u"plaster", plaster, 0),
+                              (vector3){ -2, -2.5, 0 }, (vector3){ 2, 2, 2.6 }) &&
+                          add_box(scene, add_material(scene, u"lacquer", lacquer, 0.3f),
+                              (vector3){ -0.5, 0.2, 0.01 }, (vector3){ 0.5, 1, 1 }) &&
+                          add_lamp(scene, (vector3){ 0.8, -0.8, 2.3 }, 120);
     scene->scene_area = scene->scene_objects.area_sum; /* for the light that walls give each other */
     return built && zr_build_voxel_grid(scene);
 }
@@ -95,11 +109,11 @@ static int32_t set_camera(document* scene, const int32_t size[2])
     zr_init_view(scene, camera, NULL);
     zr_init_view(scene, &scene->views[1], NULL);
     scene->current_view = 1;
-    camera->position = (vector3) { 0, -2.3, 1.3 };
-    camera->target = (vector3) { 0, 0, 1.3 };
-    camera->right = (vector3) { 1, 0, 0 };
-    camera->up = (vector3) { 0, 0, 1 };
-    camera->back = (vector3) { 0, -1, 0 };
+    camera->position = (vector3){ 0, -2.3, 1.3 };
+    camera->target = (vector3){ 0, 0, 1.3 };
+    camera->right = (vector3){ 1, 0, 0 };
+    camera->up = (vector3){ 0, 0, 1 };
+    camera->back = (vector3){ 0, -1, 0 };
     camera->projection = PROJECTION_PERSPECTIVE;
     camera->lens_length = 24;
     camera->pixel_aspect = 1;
@@ -124,7 +138,10 @@ int main(int count, char** arguments)
     const int32_t size[2] = { 320, 240 };
     char16_t resources[ZR_PATH_CAPACITY];
     widen(ZIRCONLITE_RESOURCES, resources, ZR_PATH_CAPACITY);
-    if (!zr_init_ex(resources, NULL, NULL, NULL, resources, resources, resources, 0)) { return fail("start"); }
+    if (!zr_init_ex(resources, NULL, NULL, NULL, resources, resources, resources, 0))
+    {
+        return fail("start");
+    }
     document* scene = zr_open_document();
     if (!scene || !build_scene(scene)) { return fail("scene"); }
     if (!set_camera(scene, size)) { return fail("camera"); }

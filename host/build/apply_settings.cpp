@@ -2,9 +2,9 @@
 /// Settings files that a scene names: what they set unless the scene says otherwise.
 #include "host/build/build_environment.hpp"
 #include "host/build/build_scene.hpp"
+#include "host/build/settings_stream.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
-#include "host/build/settings_stream.hpp"
 #include "host/text.hpp"
 #include "zirconlite/frame/search_path.h"
 #include "zirconlite/lighting/sun_sky.h"
@@ -54,8 +54,9 @@ void take_place(scene& s, const sun_sky_data& from)
 void take_choices(scene& s, const sun_sky_data& from)
 {
     scene_sun& to = s.sun;
-    const bool says_moment = s.given("sun", "place") || s.given("sun", "latitude") || s.given("sun", "date") ||
-                             s.given("sun", "time") || s.given("sun", "azimuth_deg");
+    const bool says_moment = s.given("sun", "place") || s.given("sun", "latitude") ||
+                             s.given("sun", "date") || s.given("sun", "time") ||
+                             s.given("sun", "azimuth_deg");
     if ((from.flags & SUN_BY_ANGLES) && !says_moment)
     {
         to.azimuth_deg = from.direct_azimuth * degrees;
@@ -67,8 +68,8 @@ void take_choices(scene& s, const sun_sky_data& from)
         to.sky_color = display_color(from.direct_sky_rgb);
     }
     const std::pair<const char*, float> kelvins[] = { { "sun_kelvin", from.sun_ct0 },
-        { "sunset_kelvin", from.sun_ct1 }, { "sky_kelvin", from.sky_ct0 }, { "sunset_sky_kelvin", from.sky_ct1 },
-        { "overcast_kelvin", from.cloudy_ct } };
+        { "sunset_kelvin", from.sun_ct1 }, { "sky_kelvin", from.sky_ct0 },
+        { "sunset_sky_kelvin", from.sky_ct1 }, { "overcast_kelvin", from.cloudy_ct } };
     std::optional<double>* const fields[] = { &to.sun_kelvin, &to.sunset_kelvin, &to.sky_kelvin,
         &to.sunset_sky_kelvin, &to.overcast_kelvin };
     for (size_t i = 0; i < std::size(kelvins); ++i)
@@ -116,9 +117,11 @@ void take_picture(const std::filesystem::path& file, document* d, std::vector<st
     std::error_code error;
     char16_t elsewhere[ZR_PATH_CAPACITY];
     if (std::filesystem::exists(beside, error)) { set_background_picture(e, beside, notes); }
-    else if ((d->environment_flags & ENVIRONMENT_PICTURE) && !zr_findfile(nullptr, e.image_filename, elsewhere))
+    else if ((d->environment_flags & ENVIRONMENT_PICTURE) &&
+             !zr_findfile(nullptr, e.image_filename, elsewhere))
     {
-        notes.push_back(fmt::format("{}: the picture \"{}\" is left out: it is not there", file.string(), name));
+        notes.push_back(
+            fmt::format("{}: the picture \"{}\" is left out: it is not there", file.string(), name));
     }
 }
 

@@ -52,12 +52,16 @@ void set(float (&field)[3], const std::optional<color3>& value)
 
 template <size_t N> void set(float (&field)[N], const std::optional<std::array<double, N>>& value)
 {
-    if (value) { std::transform(value->begin(), value->end(), field, [](double v) { return float(v); }); }
+    if (value)
+    {
+        std::transform(value->begin(), value->end(), field, [](double v) { return float(v); });
+    }
 }
 
 } // namespace
 
-void set_background_picture(environment& e, const std::filesystem::path& file, std::vector<std::string>& notes)
+void set_background_picture(
+    environment& e, const std::filesystem::path& file, std::vector<std::string>& notes)
 {
     e.image_filename[0] = 0;
     const bitmap* b = load_picture(file, notes);

@@ -3,10 +3,10 @@
 #include "host/build/build_material.hpp"
 
 #include "host/failure.hpp"
-#include "host/scene/find_library.hpp"
 #include "host/library_session.hpp"
 #include "host/models/model_materials.hpp"
 #include "host/pictures/picture_store.hpp"
+#include "host/scene/find_library.hpp"
 #include "host/text.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/materials/blend.h"
@@ -33,9 +33,15 @@ struct material_deleter
 };
 using owned_material = std::unique_ptr<material, material_deleter>;
 
-vector3 as_vector(const vec3& v) { return { v[0], v[1], v[2] }; }
+vector3 as_vector(const vec3& v)
+{
+    return { v[0], v[1], v[2] };
+}
 
-double repeats(double size) { return std::abs(size) < 1e-9 ? 1e9 : 1 / size; }
+double repeats(double size)
+{
+    return std::abs(size) < 1e-9 ? 1e9 : 1 / size;
+}
 
 vector3 unit(const vec3& v)
 {
@@ -92,8 +98,10 @@ uint32_t image_flags(const scene_image& i)
 {
     static constexpr uint32_t blur[] = { 0, IMAGE_BLUR_LITTLE, IMAGE_BLUR_MORE, IMAGE_BLUR_MOST };
     return (i.on_color ? uint32_t(IMAGE_ON_COLOR) : 0u) | (i.on_mirror ? uint32_t(IMAGE_ON_REFLECT) : 0u) |
-           (i.on_transparent ? uint32_t(IMAGE_ON_TRANSPARENT) : 0u) | (i.on_shine ? uint32_t(IMAGE_ON_SHININESS) : 0u) |
-           (i.on_clear ? uint32_t(IMAGE_ON_CLEARNESS) : 0u) | (i.mirror_tiles ? uint32_t(IMAGE_MIRROR_TILES) : 0u) | blur[i.blur];
+           (i.on_transparent ? uint32_t(IMAGE_ON_TRANSPARENT) : 0u) |
+           (i.on_shine ? uint32_t(IMAGE_ON_SHININESS) : 0u) |
+           (i.on_clear ? uint32_t(IMAGE_ON_CLEARNESS) : 0u) |
+           (i.mirror_tiles ? uint32_t(IMAGE_MIRROR_TILES) : 0u) | blur[i.blur];
 }
 
 void set_key(mat_key& key, const scene_image& i)
@@ -112,7 +120,8 @@ void set_path(char16_t (&out)[512], const std::filesystem::path& file)
     const std::u16string path = utf16_of(file);
     if (path.size() >= 512)
     {
-        throw failure(exit_bad_scene, fmt::format("{}: the path is longer than 511 characters", file.string()));
+        throw failure(
+            exit_bad_scene, fmt::format("{}: the path is longer than 511 characters", file.string()));
     }
     path.copy(out, path.size());
     out[path.size()] = 0;
@@ -205,8 +214,9 @@ int pattern_depth(const material* m)
 void check_pattern_depth(const scene& s, const scene_material& m, const material* made)
 {
     if (pattern_depth(made) < scene_material_depth) { return; }
-    throw failure(exit_bad_scene, fmt::format("{}:{}: with those of the library, patterns lie more than {} deep",
-                                      s.file.string(), m.line, scene_material_depth - 1));
+    throw failure(
+        exit_bad_scene, fmt::format("{}:{}: with those of the library, patterns lie more than {} deep",
+                            s.file.string(), m.line, scene_material_depth - 1));
 }
 
 owned_material build_pattern(const scene& s, const scene_material& m, std::vector<std::string>& notes)
@@ -254,13 +264,11 @@ owned_material build_from_library(const scene& s, const scene_material& m, std::
     const std::string library = m.library.substr(0, split), key = m.library.substr(split + 2);
     const std::filesystem::path file = find_library(s, library + ".mlib");
     const zr_status before = *zr_last_error();
-    owned_material made(zr_load_from_library(
-        utf16_of(key).c_str(), utf16_of(file).c_str()));
+    owned_material made(zr_load_from_library(utf16_of(key).c_str(), utf16_of(file).c_str()));
     if (!made)
     {
-        throw failure(exit_bad_scene,
-            fmt::format("{}:{}: library {} has no material \"{}\"{}", s.file.string(), m.line, file.string(), key,
-                library_error()));
+        throw failure(exit_bad_scene, fmt::format("{}:{}: library {} has no material \"{}\"{}",
+                                          s.file.string(), m.line, file.string(), key, library_error()));
     }
     const zr_status& after = *zr_last_error();
     const bool has_damage = after.code == ZR_ERROR_READ || after.code == ZR_ERROR_FORMAT;
@@ -282,7 +290,7 @@ void set_color(float (&out)[3], const color3& c)
 
 material* build_material(const scene& s, const scene_material& m, std::vector<std::string>& notes)
 {
-    owned_material made = !m.library.empty()         ? build_from_library(s, m, notes)
+    owned_material made = !m.library.empty()          ? build_from_library(s, m, notes)
                           : m.kind == material_simple ? build_simple(s, m, notes)
                                                       : build_pattern(s, m, notes);
     made->id = uint16_t(m.id);

@@ -14,12 +14,12 @@
 #include "host/pictures/picture_store.hpp"
 #include "host/stop_signals.hpp"
 #include "host/text.hpp"
-#include "zirconlite/meshes/mesh_build.h"
 #include "zirconlite/geometry/vector.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/materials/mapping.h"
 #include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/material.h"
+#include "zirconlite/meshes/mesh_build.h"
 #include "zirconlite/picture/projection.h"
 #include "zirconlite/sampling/converging.h"
 
@@ -58,7 +58,10 @@ void set_settings(const scene& s, document* d)
     zr_set_light_model(d, r.light_model);
     zr_set_pixel_sampler(d, r.sampler);
     const sampling_limits limits = { r.noise, r.min_samples, r.max_samples, uint32_t(r.seed) };
-    if (!zr_set_sampling_limits(d, &limits)) { throw failure(exit_bad_scene, s.file.string() + library_error()); }
+    if (!zr_set_sampling_limits(d, &limits))
+    {
+        throw failure(exit_bad_scene, s.file.string() + library_error());
+    }
 
     d->render_flags = 0;
     if (r.soft_shadows) { d->render_flags |= RENDER_SOFT_SHADOWS; }
@@ -99,7 +102,8 @@ struct used_material
 bool glows(const scene& s, const scene_material& m)
 {
     if (m.luminosity > 0) { return true; }
-    return m.kind != material_simple && (glows(s, s.materials.at(m.first)) || glows(s, s.materials.at(m.second)));
+    return m.kind != material_simple &&
+           (glows(s, s.materials.at(m.first)) || glows(s, s.materials.at(m.second)));
 }
 
 /// A picture of the model at the end of a simple material's list.
@@ -141,8 +145,8 @@ struct material_store
         return u;
     }
 
-    void add_pictures(material* made, const std::filesystem::path& file, const model& m, const model_material& own,
-        used_material& u)
+    void add_pictures(material* made, const std::filesystem::path& file, const model& m,
+        const model_material& own, used_material& u)
     {
         const model_pictures pictures = load_model_pictures(file, m, own, notes);
         if (pictures.color)
@@ -154,7 +158,8 @@ struct material_store
                 image->key->kind = KEY_ALPHA;
                 image->key->flags = KEY_CUTS_OUT;
                 u.thin = true;
-                // Where a texel is partly clear, in the coarser levels most of all, the material shows below it.
+                // Where a texel is partly clear, in the coarser levels most of all, the material shows below
+                // it.
                 simple_material& below = *reinterpret_cast<simple_material*>(made);
                 for (int c = 0; c < 3; ++c)
                 {
@@ -203,7 +208,9 @@ struct material_store
 /// The mapping of a model's meshes; null for none. `built` keeps it.
 mapping* mapping_of(const scene_model& from, const used_material& material, built_scene& built)
 {
-    const int kind = from.mapping >= 0 ? from.mapping : material.has_pictures ? int(MAPPING_VERTEX) : MAPPING_NONE;
+    const int kind = from.mapping >= 0       ? from.mapping
+                     : material.has_pictures ? int(MAPPING_VERTEX)
+                                             : MAPPING_NONE;
     if (kind == MAPPING_NONE) { return nullptr; }
     mapping& m = *built.mappings.emplace_back(std::make_unique<mapping>());
     m.kind = kind;
@@ -461,7 +468,8 @@ double height_below(const bounding_box& box)
 void place_camera(const scene& s, document* d, scene_camera& c)
 {
     const auto& frame = c.sub_frame.value_or(std::array<double, 4>{ 0, 0, 1, 1 });
-    const double width = s.render.size[0] / (frame[2] - frame[0]), height = s.render.size[1] / (frame[3] - frame[1]);
+    const double width = s.render.size[0] / (frame[2] - frame[0]),
+                 height = s.render.size[1] / (frame[3] - frame[1]);
     if (!c.eye) { fit_camera(c, d->bounds, width / height); }
     if (!c.target) { c.target = default_target; }
     double distance = 0;

@@ -17,10 +17,10 @@ namespace host
 struct built_scene
 {
     uint64_t triangles = 0;
-    scene_camera camera; ///< with an eye and a target
-    std::vector<std::string> notes;           ///< one line each: what a file has and the picture lacks
-    std::vector<view_clip_plane> clip_planes; ///< the view points to these
-    std::vector<owned_view> hdr_views; ///< the environments point to these
+    scene_camera camera;                            ///< with an eye and a target
+    std::vector<std::string> notes;                 ///< one line each: what a file has and the picture lacks
+    std::vector<view_clip_plane> clip_planes;       ///< the view points to these
+    std::vector<owned_view> hdr_views;              ///< the environments point to these
     std::vector<std::unique_ptr<mapping>> mappings; ///< the meshes point to these
 };
 

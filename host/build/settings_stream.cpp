@@ -58,7 +58,8 @@ int read_settings(const std::filesystem::path& file, document* d, render_view& v
     {
         throw failure(exit_missing_file, file.string() + ": settings file not found");
     }
-    const owned_file stream(std::filesystem::is_regular_file(file, error) ? std::fopen(file.c_str(), "rb") : nullptr);
+    const owned_file stream(
+        std::filesystem::is_regular_file(file, error) ? std::fopen(file.c_str(), "rb") : nullptr);
     if (!stream) { throw failure(exit_missing_file, file.string() + ": settings file cannot be read"); }
     const int kind = zr_read_settings_head(stream.get());
     if (!kind || !read_body(kind, stream.get(), d, view))
@@ -88,7 +89,10 @@ void write_settings(const std::filesystem::path& file, int kind, document* d, re
 int settings_kind_of(const std::filesystem::path& file)
 {
     const std::string e = file.extension().string();
-    return e == ".su" ? SETTINGS_SUN_SKY : e == ".en" ? SETTINGS_ENVIRONMENT : e == ".ex" ? SETTINGS_EXPOSURE : 0;
+    return e == ".su"   ? SETTINGS_SUN_SKY
+           : e == ".en" ? SETTINGS_ENVIRONMENT
+           : e == ".ex" ? SETTINGS_EXPOSURE
+                        : 0;
 }
 
 } // namespace host

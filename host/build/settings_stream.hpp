@@ -12,7 +12,8 @@
 namespace host
 {
 
-/// Reads a settings file of any kind into a document and, for an exposure, a view; its kind. Throws `failure`.
+/// Reads a settings file of any kind into a document and, for an exposure, a view; its kind. Throws
+/// `failure`.
 int read_settings(const std::filesystem::path& file, document* d, render_view& view);
 
 /// Writes a settings file; an old one stays as it is on failure. Throws `failure`.

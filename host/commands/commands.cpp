@@ -70,8 +70,8 @@ void check_standard_output()
 {
     errno = 0;
     if (std::fflush(stdout) == 0 && !std::ferror(stdout)) { return; }
-    throw failure(exit_render_failed,
-        fmt::format("standard output cannot be written{}{}", errno ? ": " : "", errno ? strerror(errno) : ""));
+    throw failure(exit_render_failed, fmt::format("standard output cannot be written{}{}", errno ? ": " : "",
+                                          errno ? strerror(errno) : ""));
 }
 
 int run_commands(int argument_count, char** arguments)

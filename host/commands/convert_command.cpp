@@ -3,13 +3,13 @@
 /// light stands the power 2.2: white is a radiance of 1. Light becomes display values as `zirconlite tone`
 /// shows it.
 #include "host/commands/commands.hpp"
+#include "host/commands/render_options.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/pictures/light_picture.hpp"
 #include "host/pictures/picture_files.hpp"
 #include "host/pictures/picture_reader.hpp"
 #include "host/pictures/radiance_picture.hpp"
-#include "host/commands/render_options.hpp"
 #include "zirconlite/picture/image_buffer.h"
 
 #include <CLI/CLI.hpp>
@@ -116,7 +116,8 @@ int convert(const convert_options& o)
 std::function<int()> setup_convert(CLI::App& command)
 {
     auto o = std::make_shared<convert_options>();
-    command.add_option("IN", o->in, "The picture: PNG, BMP, TARGA, TIFF, JPEG, Radiance or OpenEXR")->required();
+    command.add_option("IN", o->in, "The picture: PNG, BMP, TARGA, TIFF, JPEG, Radiance or OpenEXR")
+        ->required();
     command.add_option("OUT", o->out, "The file to write: .png, .bmp, .tga, .tif, .jpg or .hdr")->required();
     command.add_option("--quality", o->quality, "Of a JPEG, 0 to 100")
         ->check(CLI::Range(0, 100))

@@ -2,8 +2,8 @@
 /// `zirconlite info`: what a model file holds and what a render makes of it, as text or JSON.
 #include "host/commands/commands.hpp"
 #include "host/failure.hpp"
-#include "host/models/import.hpp"
 #include "host/library_session.hpp"
+#include "host/models/import.hpp"
 #include "host/models/model_materials.hpp"
 #include "host/pictures/picture_reader.hpp"
 #include "host/pictures/picture_store.hpp"

@@ -2,9 +2,9 @@
 /// `zirconlite library`: what stands in library files, and how it gets there and out again.
 #include "host/build/build_material.hpp"
 #include "host/commands/commands.hpp"
+#include "host/commands/material_text.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
-#include "host/commands/material_text.hpp"
 #include "host/text.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/libraries/library_file.h"
@@ -60,8 +60,9 @@ std::u16string record_key_of(const library_request& r)
 {
     const std::u16string key = key_of(r.key);
     if (!key.empty() && key.back() != u'\\') { return key; }
-    throw failure(exit_usage, fmt::format("{}: \"{}\" is the key of a folder; a record's key ends in its name",
-                                  r.file.string(), r.key));
+    throw failure(
+        exit_usage, fmt::format("{}: \"{}\" is the key of a folder; a record's key ends in its name",
+                        r.file.string(), r.key));
 }
 
 /// An open library, dropped without writing unless it is committed.
@@ -119,8 +120,8 @@ void make_paths_absolute(material& m)
     }
 }
 
-/// Makes a library by `write` under another name and gives it its own when it is whole, so that a killed program
-/// leaves no empty library. False, with nothing made, when there is one by then.
+/// Makes a library by `write` under another name and gives it its own when it is whole, so that a killed
+/// program leaves no empty library. False, with nothing made, when there is one by then.
 template <class Write> bool make_whole(const std::filesystem::path& file, Write write)
 {
     std::filesystem::path part = file;

@@ -3,17 +3,17 @@
 #include "host/build/build_daylight.hpp"
 #include "host/build/build_environment.hpp"
 #include "host/build/build_scene.hpp"
-#include "host/commands/commands.hpp"
-#include "host/failure.hpp"
-#include "host/library_session.hpp"
 #include "host/build/model_scene.hpp"
+#include "host/commands/commands.hpp"
 #include "host/commands/render_options.hpp"
 #include "host/commands/render_output.hpp"
+#include "host/failure.hpp"
+#include "host/library_session.hpp"
 #include "host/stop_signals.hpp"
-#include "zirconlite/search/search_structure.h"
-#include "zirconlite/search/voxel_grid.h"
 #include "zirconlite/jobs/render_job.h"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/search/search_structure.h"
+#include "zirconlite/search/voxel_grid.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -224,8 +224,8 @@ std::string read_text(const std::filesystem::path& file)
     return text;
 }
 
-/// The exposure that all frames of a series have: that beside the frames, which must be of the same settings, or
-/// one that is measured now and is on the disk before the first frame.
+/// The exposure that all frames of a series have: that beside the frames, which must be of the same settings,
+/// or one that is measured now and is on the disk before the first frame.
 std::string series_exposure(const scene& s, render_session& session, const std::vector<frame_moment>& moments)
 {
     const std::filesystem::path file = exposure_file(session.files);

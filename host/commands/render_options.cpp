@@ -76,7 +76,8 @@ void apply_size(const std::string& text, scene& s)
     {
         if (size[i] < row.low || size[i] > row.high)
         {
-            wrong_usage(fmt::format("--size: {} is outside {} to {} pixels a side", size[i], row.low, row.high));
+            wrong_usage(
+                fmt::format("--size: {} is outside {} to {} pixels a side", size[i], row.low, row.high));
         }
         s.render.size[i] = size[i];
     }
@@ -201,8 +202,8 @@ void add_render_options(CLI::App& command, render_options& o)
     command.add_option("--antialiasing", o.antialiasing, "0 none to 1 finest");
     command.add_option("--projection", o.projection,
         "parallel, perspective, two-point, cylindrical, spherical or light-probe");
-    command.add_option("--view", o.view,
-        "front, back, left, right, top or three-quarter: look at all models from there");
+    command.add_option(
+        "--view", o.view, "front, back, left, right, top or three-quarter: look at all models from there");
     add_tone_options(command, o.tone);
     add_sequence_options(command, o.sequence);
     command.add_option("--light-model", o.light_model, "exact or fast");

@@ -2,9 +2,9 @@
 /// The options of `zirconlite render` and how they change a scene.
 #pragma once
 
+#include "host/commands/sequence.hpp"
 #include "host/models/import.hpp"
 #include "host/scene/scene.hpp"
-#include "host/commands/sequence.hpp"
 
 namespace CLI
 {
@@ -49,8 +49,8 @@ void add_render_options(CLI::App& command, render_options& o);
 /// `failure` for wrong usage.
 void apply_options(const render_options& o, scene& s);
 
-/// "640x480" or "10,20,300,200": `count` whole numbers of at most nine digits with `separator` between them. False
-/// when the text is anything else.
+/// "640x480" or "10,20,300,200": `count` whole numbers of at most nine digits with `separator` between them.
+/// False when the text is anything else.
 bool read_numbers(const std::string& text, char separator, int* out, int count);
 
 } // namespace host

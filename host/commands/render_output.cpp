@@ -131,7 +131,9 @@ distance_range reach_of_objects(const document& d, const render_view& v)
     const bounding_box& box = d.bounds;
     distance_range range{ INFINITY, -INFINITY };
     if (!(box.min.x <= box.max.x && box.min.y <= box.max.y && box.min.z <= box.max.z)) { return range; }
-    const auto away = [](double at, double low, double high) { return std::max({ low - at, at - high, 0.0 }); };
+    const auto away = [](double at, double low, double high) {
+        return std::max({ low - at, at - high, 0.0 });
+    };
     const vector3& eye = v.position;
     double to_box = std::hypot(away(eye.x, box.min.x, box.max.x), away(eye.y, box.min.y, box.max.y),
         away(eye.z, box.min.z, box.max.z));
@@ -150,9 +152,10 @@ distance_range reach_of_objects(const document& d, const render_view& v)
     return range;
 }
 
-/// What a depth picture spans: the pixels' distances as far as objects reach, so that the far end of a ground plane
-/// does not press everything else into one shade; or what the scene says.
-distance_range depth_range(const scene& s, const document& d, const render_view& v, const distance_range& seen)
+/// What a depth picture spans: the pixels' distances as far as objects reach, so that the far end of a ground
+/// plane does not press everything else into one shade; or what the scene says.
+distance_range depth_range(
+    const scene& s, const document& d, const render_view& v, const distance_range& seen)
 {
     const distance_range objects = reach_of_objects(d, v);
     distance_range range = seen;
@@ -194,8 +197,9 @@ void write_depth(const scene& s, const document& d, const window& w, const std::
         }
     };
     write_picture(file, { w.width, w.height, pixel_layout::grey16, read_row });
-    say_written(file, seen.is_empty() ? std::string("nothing was hit")
-                                      : fmt::format("distances {:.4g} m (0) to {:.4g} m (65534)", range.near, range.far));
+    say_written(file, seen.is_empty()
+                          ? std::string("nothing was hit")
+                          : fmt::format("distances {:.4g} m (0) to {:.4g} m (65534)", range.near, range.far));
 }
 
 void write_object_ids(const render_view& v, const window& w, const std::filesystem::path& file)

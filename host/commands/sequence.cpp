@@ -212,7 +212,8 @@ void add_sequence_options(CLI::App& command, sequence_options& o)
         "--date", o.date, "The day, 2026-06-21; or a series of frames, 2026-01-01..2026-12-31/7d");
     command
         .add_option("--exposure", o.exposure,
-            "Of a series: locked, one for all, of the first, the middle and the last frame, kept beside them; or running, each frame "
+            "Of a series: locked, one for all, of the first, the middle and the last frame, kept beside "
+            "them; or running, each frame "
             "its own")
         ->check(CLI::IsMember({ "locked", "running" }))
         ->capture_default_str();
@@ -295,7 +296,8 @@ measured_frame measured_frame_of(const render_view& view)
     if (!view.histogram) { return frame; }
     // A finished histogram counts its capped bins; it was made of one pixel in 16 by 16, black ones included.
     const size_t taken = size_t((view.width + 15) / 16) * size_t((view.height + 15) / 16);
-    const size_t count = view.tone_method == TONE_HISTOGRAM ? taken : size_t(std::max(view.histogram->count, 0));
+    const size_t count =
+        view.tone_method == TONE_HISTOGRAM ? taken : size_t(std::max(view.histogram->count, 0));
     const float* samples = view.histogram->samples;
     frame.log_samples.assign(samples, samples + std::min(count, size_t(view.histogram->capacity)));
     return frame;
@@ -311,7 +313,10 @@ bool join_exposures(render_view& view, const std::vector<measured_frame>& frames
     int lit = 0;
     for (const measured_frame& f : frames)
     {
-        for (const float sample : f.log_samples) { histogram_add_sample(&view, float(std::pow(10.0, sample))); }
+        for (const float sample : f.log_samples)
+        {
+            histogram_add_sample(&view, float(std::pow(10.0, sample)));
+        }
         if (!(f.measured_luminance > 0)) { continue; }
         log_sum += std::log10(f.measured_luminance);
         ++lit;

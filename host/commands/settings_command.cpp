@@ -1,12 +1,12 @@
 /// @file
-/// `zirconlite settings`: what a file of settings holds, its conversion to and from plain UTF-8 text, and a check
-/// that says which lines mean nothing.
+/// `zirconlite settings`: what a file of settings holds, its conversion to and from plain UTF-8 text, and a
+/// check that says which lines mean nothing.
 #include "host/build/build_environment.hpp"
 #include "host/build/build_scene.hpp"
+#include "host/build/settings_stream.hpp"
 #include "host/commands/commands.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
-#include "host/build/settings_stream.hpp"
 #include "host/text.hpp"
 
 #include <CLI/CLI.hpp>
@@ -110,7 +110,8 @@ int read_either(const std::filesystem::path& file, document* d, render_view& vie
     catch (const failure& f)
     {
         const std::string text = f.what();
-        throw failure(f.code, file.string() + text.substr(std::min(text.size(), as_units.path.string().size())));
+        throw failure(
+            f.code, file.string() + text.substr(std::min(text.size(), as_units.path.string().size())));
     }
 }
 
@@ -163,7 +164,10 @@ std::string wrong_values(const std::string& line, const std::string& written)
     for (size_t i = 0; i < all.size(); ++i)
     {
         if (!is_number(all[i])) { continue; } // the key, or a text
-        if (i >= values.size()) { return fmt::format("{} of {} values are missing", all.size() - i, all.size() - 1); }
+        if (i >= values.size())
+        {
+            return fmt::format("{} of {} values are missing", all.size() - i, all.size() - 1);
+        }
         if (!is_number(values[i])) { return fmt::format("\"{}\" is no number", values[i].substr(0, 80)); }
     }
     return "";
@@ -188,7 +192,8 @@ std::vector<std::string> complaints(int kind, const std::string& text, const std
         ended = lines[i].starts_with("#END");
         if (lines[i].size() > counted_units)
         {
-            found.push_back(fmt::format("line {}: longer than {} characters; the rest means nothing", i + 1, counted_units));
+            found.push_back(fmt::format(
+                "line {}: longer than {} characters; the rest means nothing", i + 1, counted_units));
         }
         if (ended) { continue; }
         const std::string key = key_of(lines[i]);
@@ -232,7 +237,8 @@ int convert(const std::string& file, const std::string& out)
     }
     if (wanted || std::filesystem::path(out).extension() != ".txt")
     {
-        throw failure(exit_usage, out + ": expected the extension of the file's own kind, or .txt for plain text");
+        throw failure(
+            exit_usage, out + ": expected the extension of the file's own kind, or .txt for plain text");
     }
     std::ofstream text(out, std::ios::binary);
     text << whole_text(kind, s.d, s.view) << '\n';
@@ -245,7 +251,11 @@ int convert(const std::string& file, const std::string& out)
 int make(const std::string& file)
 {
     const int kind = settings_kind_of(file);
-    if (!kind) { throw failure(exit_usage, file + ": expected a name that ends in .su (sun and sky), .en (environment) or .ex (exposure)"); }
+    if (!kind)
+    {
+        throw failure(exit_usage,
+            file + ": expected a name that ends in .su (sun and sky), .en (environment) or .ex (exposure)");
+    }
     if (std::filesystem::exists(file)) { throw failure(exit_usage, file + ": is already there"); }
     settings_session s;
     set_environment_defaults(s.d);
@@ -262,7 +272,10 @@ int check(const std::string& file)
     const std::string text = is_plain_text(bytes) ? bytes : utf8_of_utf16_bytes(bytes);
     std::vector<std::string> found = complaints(kind, text, whole_text(kind, s.d, s.view));
     if (!is_plain_text(bytes) && bytes.size() % 2) { found.push_back("an odd byte stands at the end"); }
-    for (const std::string& line : found) { std::fprintf(stderr, "zirconlite: %s: %s\n", file.c_str(), line.c_str()); }
+    for (const std::string& line : found)
+    {
+        std::fprintf(stderr, "zirconlite: %s: %s\n", file.c_str(), line.c_str());
+    }
     static const char* const kinds[] = { "", "sun and sky", "environment", "exposure" };
     if (found.empty()) { std::printf("%s: %s, whole\n", file.c_str(), kinds[kind]); }
     return found.empty() ? exit_done : exit_bad_scene;
@@ -281,12 +294,14 @@ std::function<int()> setup_settings(CLI::App& command)
     const auto add = [&](const char* name, const char* help, int (*run)(const settings_arguments&))
     {
         CLI::App* sub = command.add_subcommand(name, help);
-        sub->add_option("FILE", o->file, "The file: .su, .en or .ex, or one that convert made plain text")->required();
+        sub->add_option("FILE", o->file, "The file: .su, .en or .ex, or one that convert made plain text")
+            ->required();
         sub->callback([o, run] { o->run = run; });
         return sub;
     };
     command.require_subcommand(1);
-    add("new", "Write a first file with every key at its default: .su sun and sky, .en environment, .ex exposure",
+    add("new",
+        "Write a first file with every key at its default: .su sun and sky, .en environment, .ex exposure",
         [](const settings_arguments& a) { return make(a.file); });
     add("show", "Print all values, those that the file leaves out at their defaults",
         [](const settings_arguments& a) { return show(a.file); });

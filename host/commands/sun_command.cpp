@@ -1,10 +1,10 @@
 /// @file
 /// `zirconlite sun`: where the sun stands and what light it and the sky give, for a moment or over a day.
 #include "host/build/build_daylight.hpp"
-#include "host/scene/cities.hpp"
 #include "host/commands/commands.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
+#include "host/scene/cities.hpp"
 #include "zirconlite/lighting/sun_sky.h"
 
 #include <CLI/CLI.hpp>
@@ -227,8 +227,7 @@ std::function<int()> setup_sun(CLI::App& command)
     scene_sun& s = o->sun;
     command.add_option("--place", s.place, "A city; --places lists them");
     command.add_option("--latitude", s.latitude, "Degrees, north positive")->check(number(-90.0, 90.0));
-    command.add_option("--longitude", s.longitude, "Degrees, east positive")
-        ->check(number(-180.0, 180.0));
+    command.add_option("--longitude", s.longitude, "Degrees, east positive")->check(number(-180.0, 180.0));
     command.add_option("--zone", s.zone_hours, "Hours of standard time from universal time")
         ->check(number(-14.0, 14.0));
     command.add_option("--date", s.date, "Like 2026-06-21")->capture_default_str();
@@ -236,8 +235,7 @@ std::function<int()> setup_sun(CLI::App& command)
     command.add_flag("--daylight-saving", s.daylight_saving, "The clock is an hour fast");
     command.add_option("--azimuth", s.azimuth_deg, "The sun by its angles: degrees, 0 north, 90 east")
         ->check(number(-360.0, 360.0));
-    command.add_option("--altitude", s.altitude_deg, "Degrees above the horizon")
-        ->check(number(-90.0, 90.0));
+    command.add_option("--altitude", s.altitude_deg, "Degrees above the horizon")->check(number(-90.0, 90.0));
     command.add_option("--cloudiness", s.cloudiness, "0 clear to 1 overcast")->check(number(0.0, 1.0));
     command.add_option("--angles", o->angles, "How the sun's place is found")
         ->check(CLI::IsMember({ "almanac", "tables" }))

@@ -2,13 +2,13 @@
 /// `zirconlite tone`: a picture kept as light is measured and shown like a render at another exposure.
 #include "host/build/build_scene.hpp"
 #include "host/commands/commands.hpp"
+#include "host/commands/render_options.hpp"
+#include "host/commands/render_output.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/pictures/light_picture.hpp"
 #include "host/pictures/picture_files.hpp"
 #include "host/pictures/radiance_picture.hpp"
-#include "host/commands/render_options.hpp"
-#include "host/commands/render_output.hpp"
 #include "zirconlite/frame/render_view.h"
 #include "zirconlite/picture/tone.h"
 

@@ -4,8 +4,8 @@
 #include "host/models/import.hpp"
 #include "host/models/model_materials.hpp"
 #include "host/models/obj_check.hpp"
-#include "host/text.hpp"
 #include "host/models/vertex_colors.hpp"
+#include "host/text.hpp"
 
 #include <assimp/GltfMaterial.h>
 #include <assimp/Importer.hpp>
@@ -209,7 +209,10 @@ model_material read_material(const aiMaterial& source, const format_row& format)
             }
         }
     }
-    if (const auto relief = number_of(source, "$mat.bumpscaling")) { m.textures[texture_bump].strength = *relief; }
+    if (const auto relief = number_of(source, "$mat.bumpscaling"))
+    {
+        m.textures[texture_bump].strength = *relief;
+    }
     return m;
 }
 
@@ -224,7 +227,8 @@ std::vector<uint8_t> vertex_colors(const aiMesh& source, bool is_linear)
         const aiColor4D& c = source.mColors[0][v];
         for (const float channel : { c.r, c.g, c.b })
         {
-            const double amount = channel > 0 ? std::min(double(channel), 1.0) : 0; // what is not a number is black
+            const double amount =
+                channel > 0 ? std::min(double(channel), 1.0) : 0; // what is not a number is black
             out.push_back(uint8_t(std::lround(255 * (is_linear ? display_value(amount) : amount))));
             is_white = is_white && out.back() == 255;
         }
@@ -234,8 +238,8 @@ std::vector<uint8_t> vertex_colors(const aiMesh& source, bool is_linear)
 }
 
 /// Copies one mesh under a matrix. Returns what is wrong with it, or nothing.
-std::string read_mesh(
-    const aiMesh& source, const aiMatrix4x4& matrix, const std::string& name, bool linear_colors, corner_mesh& m)
+std::string read_mesh(const aiMesh& source, const aiMatrix4x4& matrix, const std::string& name,
+    bool linear_colors, corner_mesh& m)
 {
     m.name = utf8_of_bytes(name.empty() ? source.mName.C_Str() : name.c_str());
     m.material = source.mMaterialIndex;
@@ -325,7 +329,7 @@ bool walk(walk_state& s, const aiNode& node, const aiMatrix4x4& above, int depth
             s.fault = "it has more than 400 million corners";
             return false;
         }
-        const std::string fault = 
+        const std::string fault =
             read_mesh(source, matrix, node.mName.C_Str(), s.linear_colors, part.emplace_back());
         if (!fault.empty())
         {
@@ -407,7 +411,8 @@ bool read_model_file(const import_request& request, model& m, std::string& refus
     }
     for (unsigned i = 0; i < s->mNumTextures; ++i)
     {
-        // A picture without a height is a file of `mWidth` bytes; others are bare pixels, which no format has.
+        // A picture without a height is a file of `mWidth` bytes; others are bare pixels, which no format
+        // has.
         const aiTexture& t = *s->mTextures[i];
         const auto* bytes = reinterpret_cast<const unsigned char*>(t.pcData);
         m.pictures.emplace_back(bytes, bytes + (t.mHeight == 0 && bytes ? t.mWidth : 0));

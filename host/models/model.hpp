@@ -25,11 +25,11 @@ inline constexpr int texture_roles = 4;
 /// One use of a picture; `file` is empty for none.
 struct model_texture
 {
-    std::string file;      ///< as the model names it, from the model's folder; "*3" is `model::pictures[3]`
-    uint32_t uv_set = 0;   ///< 0 or 1
+    std::string file;    ///< as the model names it, from the model's folder; "*3" is `model::pictures[3]`
+    uint32_t uv_set = 0; ///< 0 or 1
     std::array<float, 2> scale{ 1, 1 }, offset{ 0, 0 }; ///< on u, v: u x scale + offset
-    bool mirror = false;   ///< every second tile is flipped
-    float strength = 1;    ///< of a relief
+    bool mirror = false;                                ///< every second tile is flipped
+    float strength = 1;                                 ///< of a relief
 };
 
 /// Material properties as the file gives them; what it does not give is absent. Colours as in the file.
@@ -55,9 +55,10 @@ struct model_mesh
     std::vector<uint32_t> corner_count; ///< of each polygon, 3 or more
     std::vector<uint32_t> corners;      ///< vertex of each corner, polygon after polygon
     std::vector<float> uv[2];           ///< u, v of each corner, or empty
-    std::vector<uint8_t> colors;        ///< r, g, b of each corner as display values, or empty; never leaves the child
-    bool is_closed = false;             ///< every edge joins two polygons that run it in opposite ways
-    double smooth_cosine = 1;           ///< faces whose normals agree by more are shaded smoothly
+    std::vector<uint8_t>
+        colors;               ///< r, g, b of each corner as display values, or empty; never leaves the child
+    bool is_closed = false;   ///< every edge joins two polygons that run it in opposite ways
+    double smooth_cosine = 1; ///< faces whose normals agree by more are shaded smoothly
 };
 
 /// A picture inside a model file, or made of its vertex colours: a whole PNG, JPEG or TARGA.
@@ -68,7 +69,7 @@ struct model
     std::vector<model_material> materials;
     std::vector<model_picture> pictures;
     std::vector<model_mesh> meshes;
-    uint64_t dropped_polygons = 0; ///< points, lines and polygons without area in their indices
+    uint64_t dropped_polygons = 0;  ///< points, lines and polygons without area in their indices
     double metres_per_unit = 1;     ///< of the file's coordinates
     std::string unit_source;        ///< where that comes from, such as "the file says so"
     char up = 'z';                  ///< the file's axis that points up

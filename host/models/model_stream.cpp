@@ -1,7 +1,7 @@
 /// @file
-/// Layout, all little-endian: magic u32, result u32; a refusal has its text; a model has its notes, its materials and
-/// its meshes as written by write_material and write_mesh below, and ends with the magic again. Texts and
-/// arrays begin with their length as u32.
+/// Layout, all little-endian: magic u32, result u32; a refusal has its text; a model has its notes, its
+/// materials and its meshes as written by write_material and write_mesh below, and ends with the magic again.
+/// Texts and arrays begin with their length as u32.
 #include "host/models/model_stream.hpp"
 
 #include <bit>

@@ -67,7 +67,10 @@ void remove_leftovers(const std::filesystem::path& target)
         if (!name.starts_with(prefix) || !name.ends_with(".part")) { continue; }
         char* after = nullptr;
         const long id = std::strtol(name.c_str() + prefix.size(), &after, 10);
-        if (id > 0 && *after == '-' && kill(pid_t(id), 0) != 0 && errno == ESRCH) { unlink(i->path().c_str()); }
+        if (id > 0 && *after == '-' && kill(pid_t(id), 0) != 0 && errno == ESRCH)
+        {
+            unlink(i->path().c_str());
+        }
     }
 }
 
@@ -330,7 +333,10 @@ void write_picture(const std::filesystem::path& file, const picture& p)
 void write_text(const std::filesystem::path& file, const std::string& text)
 {
     temporary_file out(file);
-    if (std::fwrite(text.data(), 1, text.size(), out.stream) != text.size()) { cannot_write(file, strerror(errno)); }
+    if (std::fwrite(text.data(), 1, text.size(), out.stream) != text.size())
+    {
+        cannot_write(file, strerror(errno));
+    }
     out.take_name();
 }
 

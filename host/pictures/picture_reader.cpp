@@ -1,6 +1,6 @@
 /// @file
-/// PNG goes through libpng, every other kind through the library, and what the library refuses through the readers of
-/// other forms. No file may ask for more pixels than its length makes credible.
+/// PNG goes through libpng, every other kind through the library, and what the library refuses through the
+/// readers of other forms. No file may ask for more pixels than its length makes credible.
 #include "host/pictures/picture_reader.hpp"
 
 #include "host/pictures/other_pictures.hpp"

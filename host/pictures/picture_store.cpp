@@ -1,6 +1,6 @@
 /// @file
-/// The library reads what its table of formats knows; PNG, ".jpeg" and pictures inside models come through the
-/// host's own reader.
+/// The library reads what its table of formats knows; PNG, ".jpeg" and pictures inside models come through
+/// the host's own reader.
 #include "host/pictures/picture_store.hpp"
 
 #include "host/library_session.hpp"
@@ -79,7 +79,8 @@ std::string plain_separators(std::string name)
 }
 
 /// The file of a name in a folder without regard to case; the first one in the order of their names.
-std::filesystem::path find_in_folder(const std::filesystem::path& folder, const std::string& name, bool wants_folder)
+std::filesystem::path find_in_folder(
+    const std::filesystem::path& folder, const std::string& name, bool wants_folder)
 {
     const std::u16string wanted = lower_case(utf16_of(name));
     std::filesystem::path found;
@@ -96,8 +97,8 @@ std::filesystem::path find_in_folder(const std::filesystem::path& folder, const 
 }
 
 /// The model's picture as bytes; nothing, with a note, when it cannot be read.
-std::optional<picture8> read_texture(const std::filesystem::path& file, const model& m, const model_texture& t,
-    std::vector<std::string>& notes)
+std::optional<picture8> read_texture(const std::filesystem::path& file, const model& m,
+    const model_texture& t, std::vector<std::string>& notes)
 {
     picture8 p;
     std::string why;
@@ -156,14 +157,15 @@ color_recipe recipe_of(const model_material& m)
 /// Opacity at a place of an opacity picture of any size.
 double opacity_at(const picture8& p, double u, double v)
 {
-    const uint32_t x = std::min(uint32_t(u * p.width), p.width - 1), y = std::min(uint32_t(v * p.height), p.height - 1);
+    const uint32_t x = std::min(uint32_t(u * p.width), p.width - 1),
+                   y = std::min(uint32_t(v * p.height), p.height - 1);
     const unsigned char* texel = &p.rows[(size_t(y) * p.width + x) * p.channels];
     if (p.channels == 4) { return texel[3] / 255.0; }
     return *std::max_element(texel, texel + p.channels) / 255.0;
 }
 
-/// Gives clear texels the mean colour of what is seen. The black or white that stands there in most files would
-/// get into the coarser levels of the mipmap, and so into the edges of leaves.
+/// Gives clear texels the mean colour of what is seen. The black or white that stands there in most files
+/// would get into the coarser levels of the mipmap, and so into the edges of leaves.
 void fill_clear_texels(picture8& p)
 {
     uint64_t sums[4] = {};
@@ -219,9 +221,9 @@ picture8 with_recipe(const picture8& from, const std::optional<picture8>& opacit
 /// A name that says all that the picture was made from, so that equal ones are one.
 std::string color_name(const std::string& model_file, const model_material& m, const color_recipe& r)
 {
-    return fmt::format("{}|{}|{}|{:.6g},{:.6g},{:.6g},{:.6g},{:.6g}", model_file, m.textures[texture_color].file,
-        r.uses_alpha ? m.textures[texture_opacity].file + "#" : "", r.factor[0], r.factor[1], r.factor[2], r.opacity,
-        r.cutoff.value_or(-1));
+    return fmt::format("{}|{}|{}|{:.6g},{:.6g},{:.6g},{:.6g},{:.6g}", model_file,
+        m.textures[texture_color].file, r.uses_alpha ? m.textures[texture_opacity].file + "#" : "",
+        r.factor[0], r.factor[1], r.factor[2], r.opacity, r.cutoff.value_or(-1));
 }
 
 bitmap* find_by_name(const std::string& name)
@@ -275,7 +277,10 @@ bitmap* load_picture(const std::filesystem::path& file, std::vector<std::string>
         const zr_status& after = *zr_last_error();
         if (read)
         {
-            if (std::memcmp(&before, &after, sizeof after) != 0) { note_damaged(notes, file.string(), after.text); }
+            if (std::memcmp(&before, &after, sizeof after) != 0)
+            {
+                note_damaged(notes, file.string(), after.text);
+            }
             return read;
         }
     }
@@ -316,8 +321,8 @@ std::filesystem::path find_model_picture(const std::filesystem::path& model_file
     return {};
 }
 
-model_pictures load_model_pictures(const std::filesystem::path& file, const model& m, const model_material& material,
-    std::vector<std::string>& notes)
+model_pictures load_model_pictures(const std::filesystem::path& file, const model& m,
+    const model_material& material, std::vector<std::string>& notes)
 {
     model_pictures out;
     const color_recipe recipe = recipe_of(material);

@@ -15,7 +15,8 @@ namespace
 /// Takes the first match, which hides others of its name.
 int32_t take_first(const char16_t* folder, const struct zr_find_data* match, void* argument)
 {
-    *static_cast<std::filesystem::path*>(argument) = std::filesystem::path(utf8_of(folder)) / utf8_of(match->name);
+    *static_cast<std::filesystem::path*>(argument) =
+        std::filesystem::path(utf8_of(folder)) / utf8_of(match->name);
     return -1;
 }
 

@@ -115,8 +115,8 @@ struct scene_bump
 
 struct scene_material
 {
-    std::string library;     ///< full key of a library's material, in place of all the rest but `thin` and `id`
-    int kind = 0;            ///< row of `material_kind_names`; 0 is simple
+    std::string library; ///< full key of a library's material, in place of all the rest but `thin` and `id`
+    int kind = 0;        ///< row of `material_kind_names`; 0 is simple
     std::string first, second; ///< names of the materials that a pattern is made of
     color3 color;
     double mirror = 0;       ///< share of the opaque light that is mirrored; the rest is diffuse
@@ -145,7 +145,7 @@ struct scene_material
     double tile_offset = 0;
     std::string mask; ///< the picture of a mask
     std::optional<vec3> color_jitter, coordinate_jitter;
-    int line = 0;     ///< of its table in the scene file
+    int line = 0; ///< of its table in the scene file
 };
 
 struct scene_model
@@ -165,7 +165,7 @@ struct scene_model
     double mapping_rotation_deg = 0;
     std::array<double, 2> mapping_repeats{ 1, 1 };
     bool pictures = true; ///< the pictures that the model's own materials name show
-    int line = 0; ///< of its table in the scene file
+    int line = 0;         ///< of its table in the scene file
 };
 
 struct scene_light
@@ -240,7 +240,8 @@ enum
 };
 
 /// Sides from which a camera without an eye looks.
-inline constexpr const char* view_names[] = { "three-quarter", "front", "back", "left", "right", "top", nullptr };
+inline constexpr const char* view_names[] = { "three-quarter", "front", "back", "left", "right", "top",
+    nullptr };
 enum
 {
     view_three_quarter = 0,
@@ -270,7 +271,8 @@ enum class scene_use
 scene read_scene(const std::filesystem::path& file, scene_use use = scene_use::render);
 
 /// The same from text; `file` names it in messages.
-scene parse_scene(const std::string& text, const std::filesystem::path& file, scene_use use = scene_use::render);
+scene parse_scene(
+    const std::string& text, const std::filesystem::path& file, scene_use use = scene_use::render);
 
 /// The reference of all sections and keys as a Markdown text, made from the tables that the reader uses.
 std::string describe_scene_keys();

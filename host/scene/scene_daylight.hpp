@@ -18,8 +18,8 @@ struct color3
 struct scene_sun
 {
     bool is_on = false; ///< the scene has the section
-    int mode = 0;   ///< row of `sun_mode_names`
-    int angles = 1; ///< row of `sun_angle_names`
+    int mode = 0;       ///< row of `sun_mode_names`
+    int angles = 1;     ///< row of `sun_angle_names`
     std::string place;
     std::optional<double> latitude, longitude; ///< degrees
     std::optional<double> zone_hours;          ///< of standard time
@@ -56,8 +56,8 @@ std::optional<calendar_day> read_date(const std::string& text);
 /// "12:30" in minutes after midnight.
 std::optional<int> read_time(const std::string& text);
 
-/// What is wrong with the section, for a message that begins with its name; empty when nothing is. `place_follows`: a
-/// settings file may still say where the sun stands.
+/// What is wrong with the section, for a message that begins with its name; empty when nothing is.
+/// `place_follows`: a settings file may still say where the sun stands.
 std::string check_sun(const scene_sun& s, bool place_follows = false);
 
 } // namespace host

@@ -20,22 +20,28 @@ const key_row<scene_background> background_rows[] = {
         "what shows; left out: the sky where there is a `[sun]` and no `color`, else the color" },
     { "color", &scene_background::color, 0, 1, nullptr, 0, "colour behind the scene, black" },
     { "top", &scene_background::top, 0, 1, nullptr, 0, "top of a gradient, a deep blue" },
-    { "middle", &scene_background::middle, 0, 1, nullptr, 0, "its middle; the mean of the others when left out" },
+    { "middle", &scene_background::middle, 0, 1, nullptr, 0,
+        "its middle; the mean of the others when left out" },
     { "bottom", &scene_background::bottom, 0, 1, nullptr, 0, "its bottom, a pale blue" },
-    { "top_deg", &scene_background::top_deg, -90, 90, nullptr, 0, "altitude from which on the top shows, 90" },
+    { "top_deg", &scene_background::top_deg, -90, 90, nullptr, 0,
+        "altitude from which on the top shows, 90" },
     { "middle_deg", &scene_background::middle_deg, -90, 90, nullptr, 0, "altitude of the middle, 20" },
-    { "bottom_deg", &scene_background::bottom_deg, -90, 90, nullptr, 0, "altitude below which the bottom shows, 0" },
+    { "bottom_deg", &scene_background::bottom_deg, -90, 90, nullptr, 0,
+        "altitude below which the bottom shows, 0" },
     { "without_sun", &scene_background::without_sun, 0, 0, nullptr, 0,
         "the sky is that of a clear day where there is no `[sun]`, not black; false" },
     { "luminance", &scene_background::luminance, 0, 1e12, nullptr, 0,
-        "what white gives as a light in the exact light model, cd/m2; left out: the strength of the sky where there "
+        "what white gives as a light in the exact light model, cd/m2; left out: the strength of the sky "
+        "where there "
         "is a `[sun]`, else nothing" },
-    { "picture", &scene_background::picture, 1, 4096, nullptr, 0, "a picture over that, beside the scene file" },
+    { "picture", &scene_background::picture, 1, 4096, nullptr, 0,
+        "a picture over that, beside the scene file" },
     { "projection", &scene_background::projection, 0, 0, picture_projection_names, 0,
         "behind the view, on a cylinder or a sphere around the scene; `planar`" },
     { "fit", &scene_background::fit, 0, 0, nullptr, 0, "a planar picture fills the view, true" },
     { "tile", &scene_background::tile, 0, 0, nullptr, 0, "the picture repeats, false" },
-    { "mirror_tiles", &scene_background::mirror_tiles, 0, 0, nullptr, 0, "every second repeat is flipped, false" },
+    { "mirror_tiles", &scene_background::mirror_tiles, 0, 0, nullptr, 0,
+        "every second repeat is flipped, false" },
     { "opacity", &scene_background::opacity, 0, 1, nullptr, 0, "of the picture, 1" },
     { "scale", &scene_background::scale, 0, far, nullptr, 0,
         "width and height of a planar picture that does not fit, as fractions of the view, `[1, 1]`" },
@@ -46,7 +52,8 @@ const key_row<scene_background> background_rows[] = {
         "of its bottom edge: -45, -90" },
     { "azimuth_deg", &scene_background::azimuth_deg, -360, 360, nullptr, 0,
         "where its middle lies: 0 north (+y), 90 east (+x); 0" },
-    { "span_deg", &scene_background::span_deg, 0, 360, nullptr, 0, "how far round it reaches; 0 is nowhere; 360" },
+    { "span_deg", &scene_background::span_deg, 0, 360, nullptr, 0,
+        "how far round it reaches; 0 is nowhere; 360" },
     { "key", &scene_background::key, 0, 0, key_names, 0, "what part of the picture is see-through, `none`" },
     { "key_color", &scene_background::key_color, 0, 1, nullptr, 0, "the see-through colour, black" },
     { "tolerance", &scene_background::tolerance, 0, 1, nullptr, 0, "how far from it a colour may lie, 0.1" },
@@ -56,7 +63,7 @@ const key_row<scene_background> background_rows[] = {
 };
 
 const key_row<scene_hdr> hdr_rows[] = {
-    { "file", &scene_hdr::file, 1, 4096, nullptr, 0, 
+    { "file", &scene_hdr::file, 1, 4096, nullptr, 0,
         "a picture of light, .hdr or .exr, or a .png of 16 bits with white as 1, beside the scene file" },
     { "projection", &scene_hdr::projection, 0, 0, hdr_projection_names, 0,
         "latitude and longitude, or an angular map; the middle is north (+y); `latlong`" },
@@ -69,7 +76,8 @@ const key_row<scene_hdr> hdr_rows[] = {
 
 const key_row<scene_reflections> reflection_rows[] = {
     { "none", &scene_reflections::none, 0, 0, nullptr, 0, "mirrors see nothing beside the scene, false" },
-    { "clouds", &scene_reflections::clouds, 0, 0, nullptr, 0, "mirrors with a background of their own see clouds, true" },
+    { "clouds", &scene_reflections::clouds, 0, 0, nullptr, 0,
+        "mirrors with a background of their own see clouds, true" },
     { nullptr, &scene_reflections::none, 0, 0, nullptr, 0, nullptr },
 };
 
@@ -92,8 +100,10 @@ const key_row<scene_clouds> cloud_rows[] = {
     { "cirrus", &scene_clouds::cirrus, 0, 0, nullptr, 0, "a high veil, true" },
     { "close_horizon", &scene_clouds::close_horizon, 0, 0, nullptr, 0,
         "the veil also closes the band near and below the horizon, false" },
-    { "without_sun", &scene_clouds::without_sun, 0, 0, nullptr, 0, "clouds show though there is no `[sun]`, false" },
-    { "seed", &scene_clouds::seed, -2147483648.0, 2147483647.0, nullptr, 0, "another number is another sky, 1" },
+    { "without_sun", &scene_clouds::without_sun, 0, 0, nullptr, 0,
+        "clouds show though there is no `[sun]`, false" },
+    { "seed", &scene_clouds::seed, -2147483648.0, 2147483647.0, nullptr, 0,
+        "another number is another sky, 1" },
     { "rotation_deg", &scene_clouds::rotation_deg, -36000, 36000, nullptr, 0, "turn about the vertical, 0" },
     { "offset", &scene_clouds::offset, -1000, 1000, nullptr, 0,
         "shift along x, y, z as fractions of the space they fill, `[0, 0, 0]`" },
@@ -119,7 +129,8 @@ const section<scene_background> background_section{ "[background]",
 const section<scene_hdr> hdr_section{ "[surroundings]",
     "A picture of light around the scene. `[reflections.surroundings]` takes the same keys.", hdr_rows };
 const section<scene_reflections> reflection_section{ "[reflections]",
-    "What mirrors see beside the scene. With `[reflections.background]` or `[reflections.surroundings]` they see these, "
+    "What mirrors see beside the scene. With `[reflections.background]` or `[reflections.surroundings]` they "
+    "see these, "
     "else what the eye sees.",
     reflection_rows };
 const section<scene_haze> haze_section{ "[haze]", "Haze that grows with the distance.", haze_rows };

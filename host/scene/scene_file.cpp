@@ -28,8 +28,8 @@ constexpr unit_row units[] = { { "m", 1 }, { "cm", 0.01 }, { "mm", 0.001 }, { "k
     { "ft", 0.3048 }, { "yd", 0.9144 } };
 
 const char* const top_level_names[] = { "camera", "render", "tone", "output", "variant", "background",
-    "surroundings", "reflections", "haze", "ground", "clouds", "settings", "sun", "model", "materials", "light",
-    nullptr };
+    "surroundings", "reflections", "haze", "ground", "clouds", "settings", "sun", "model", "materials",
+    "light", nullptr };
 
 template <class R>
 void read_one(
@@ -69,7 +69,8 @@ void read_list(const toml::table& root, const char* name, const section<R>& s, s
 }
 
 /// One material: its own keys, then the lists of pictures and bumps inside its table.
-void read_material(const toml::table& table, scene_material& m, const std::string& heading, const std::string& file)
+void read_material(
+    const toml::table& table, scene_material& m, const std::string& heading, const std::string& file)
 {
     const std::string name = heading.substr(1, heading.size() - 2);
     const std::string image_heading = "[[" + name + ".image]]", bump_heading = "[[" + name + ".bump]]";
@@ -127,12 +128,16 @@ void read_settings_names(const toml::table& root, scene& s, const std::string& f
     {
         const toml::table* table = root[name].as_table();
         if (!table) { continue; }
-        for (const auto& [key, value] : *table) { s.given_keys.insert(fmt::format("{}.{}", name, key.str())); }
+        for (const auto& [key, value] : *table)
+        {
+            s.given_keys.insert(fmt::format("{}.{}", name, key.str()));
+        }
     }
     const toml::node* n = root.get("settings");
     if (!n) { return; }
     const toml::array* list = n->as_array();
-    const auto is_name = [](const toml::node& e) { return e.is_string() && !e.value_or<std::string>("").empty(); };
+    const auto is_name = [](const toml::node& e)
+    { return e.is_string() && !e.value_or<std::string>("").empty(); };
     if (!list || list->size() > 16 || !std::all_of(list->begin(), list->end(), is_name))
     {
         bad_scene(file, int(n->source().begin.line),
@@ -253,8 +258,8 @@ int check_depth(const scene& s, const std::string& file, const std::string& name
     if (above >= scene_material_depth)
     {
         bad_scene(file, m.line,
-            fmt::format("[materials.{}] lies in more than {} patterns, one in the other, or inside itself", name,
-                scene_material_depth - 1));
+            fmt::format("[materials.{}] lies in more than {} patterns, one in the other, or inside itself",
+                name, scene_material_depth - 1));
     }
     if (m.kind == material_simple || !m.library.empty()) { return 1; }
     return 1 + std::max(check_depth(s, file, m.first, above + 1), check_depth(s, file, m.second, above + 1));
@@ -269,7 +274,8 @@ void check_materials(const scene& s, const std::string& file)
 
         if (!m.library.empty() && m.library.find("\\\\") == std::string::npos)
         {
-            wrong("library: expected LIBRARY\\\\Folder\\Name, in single quotes as TOML keeps backslashes there");
+            wrong("library: expected LIBRARY\\\\Folder\\Name, in single quotes as TOML keeps backslashes "
+                  "there");
         }
         const bool is_pattern = m.kind != material_simple;
         if (!m.library.empty() && (is_pattern || !m.images.empty() || !m.bumps.empty()))
@@ -280,7 +286,10 @@ void check_materials(const scene& s, const std::string& file)
         {
             wrong("first, second: a pattern has them; say its kind");
         }
-        if (is_pattern && (m.first.empty() || m.second.empty())) { wrong("is a pattern: give first and second"); }
+        if (is_pattern && (m.first.empty() || m.second.empty()))
+        {
+            wrong("is a pattern: give first and second");
+        }
         if (is_pattern && !(m.images.empty() && m.bumps.empty()))
         {
             wrong("is a pattern: pictures and bumps belong to the materials it mixes");
@@ -396,7 +405,10 @@ void check_sun(const scene& s, const toml::table& root, const std::string& file)
 {
     if (!s.sun.is_on) { return; }
     const std::string text = check_sun(s.sun, !s.settings.empty());
-    if (!text.empty()) { bad_scene(file, line_of_key(root, "sun", text.substr(0, text.find(':')).c_str()), "[sun] " + text); }
+    if (!text.empty())
+    {
+        bad_scene(file, line_of_key(root, "sun", text.substr(0, text.find(':')).c_str()), "[sun] " + text);
+    }
     if (s.sun.sun_color.has_value() != s.sun.sky_color.has_value())
     {
         bad_scene(file, line_of_key(root, "sun", "sky_color"), "[sun] sun_color and sky_color go together");

@@ -23,8 +23,11 @@ constexpr double far = 1e9; // the largest coordinate in metres
 constexpr double tiny = 1e-9;
 
 const key_row<scene_camera> camera_rows[] = {
-    { "eye", &scene_camera::eye, -far, far, nullptr, 0, "where the camera is, metres; fitted to the models when left out" },
-    { "target", &scene_camera::target, -far, far, nullptr, 0, "the point in the middle of the picture, `[0, 0, 1.6]`; the middle of the models where the eye is fitted" },
+    { "eye", &scene_camera::eye, -far, far, nullptr, 0,
+        "where the camera is, metres; fitted to the models when left out" },
+    { "target", &scene_camera::target, -far, far, nullptr, 0,
+        "the point in the middle of the picture, `[0, 0, 1.6]`; the middle of the models where the eye is "
+        "fitted" },
     { "view", &scene_camera::view, 0, 0, view_names, 0,
         "the side from which a camera without `eye` looks: `front` from the south (-y), `three-quarter`" },
     { "up", &scene_camera::up, -far, far, nullptr, 0, "direction that is up in the picture, `[0, 0, 1]`" },
@@ -63,11 +66,13 @@ const key_row<scene_render> render_rows[] = {
     { "search", &scene_render::search, 0, 0, search_names, 0,
         "structure that finds the hits of rays, the same picture from both, `tree`" },
     { "sampler", &scene_render::sampler, 0, 0, sampler_names, 0,
-        "`converging` adds samples until the error is small, `strips` has a fixed pattern; the fast light model has "
+        "`converging` adds samples until the error is small, `strips` has a fixed pattern; the fast light "
+        "model has "
         "strips alone, `strips`" },
     { "noise", &scene_render::noise, 0.01, 255, nullptr, 0,
         "error that may be left in a pixel as shown, in steps of 255, 2" },
-    { "min_samples", &scene_render::min_samples, 1, 1048576, nullptr, 0, "samples of each pixel at least, 16" },
+    { "min_samples", &scene_render::min_samples, 1, 1048576, nullptr, 0,
+        "samples of each pixel at least, 16" },
     { "max_samples", &scene_render::max_samples, 1, 1048576, nullptr, 0, "and at most, 1024" },
     { "seed", &scene_render::seed, 0, 2147483647, nullptr, 0, "another one gives other grain, 0" },
     { "reflect_limit", &scene_render::reflect_limit, 0, 40, nullptr, 0, "reflections in a row, 6" },
@@ -112,7 +117,8 @@ const key_row<scene_tone> tone_rows[] = {
 
 const key_row<scene_output> output_rows[] = {
     { "file", &scene_output::file, 1, 4096, nullptr, 0,
-        "the picture: png, bmp, tga, tif, jpg, or hdr, which keeps the light; the scene's name with `.png` when "
+        "the picture: png, bmp, tga, tif, jpg, or hdr, which keeps the light; the scene's name with `.png` "
+        "when "
         "left out" },
     { "alpha", &scene_output::alpha, 1, 4096, nullptr, 0, "PNG of the share of objects in each pixel" },
     { "depth", &scene_output::depth, 1, 4096, nullptr, 0,
@@ -195,10 +201,13 @@ const key_row<scene_light> light_rows[] = {
     { "disc_deg", &scene_light::disc_deg, 0, 43, nullptr, 0,
         "diameter of a distant light as seen, for soft shadows, 0; the sun's is 0.53" },
     { "corners", &scene_light::corners, -far, far, nullptr, 0,
-        "of a window: 3 to 10 points, counter-clockwise from the room or by `normal`; the first three span it; or" },
-    { "size", &scene_light::size, 0, 1000, nullptr, 0, "its width and height about `position`, `[1, 1]`, with" },
+        "of a window: 3 to 10 points, counter-clockwise from the room or by `normal`; the first three span "
+        "it; or" },
+    { "size", &scene_light::size, 0, 1000, nullptr, 0,
+        "its width and height about `position`, `[1, 1]`, with" },
     { "normal", &scene_light::normal, -far, far, nullptr, 0, "its direction into the room" },
-    { "opacity", &scene_light::opacity, 0, 0.999, nullptr, 0, "share of the sky's light that it holds back, 0" },
+    { "opacity", &scene_light::opacity, 0, 0.999, nullptr, 0,
+        "share of the sky's light that it holds back, 0" },
     { "shadow_samples", &scene_light::shadow_samples, 1, 256, nullptr, 0, "shadow rays a point, 1" },
     { "shadow_jitter", &scene_light::shadow_jitter, 0, 1, nullptr, 0, "noise of their places, 0.5" },
     { "shadow_strength", &scene_light::shadow_strength, 0, 1, nullptr, 0,
@@ -210,7 +219,8 @@ const key_row<scene_light> light_rows[] = {
 
 } // namespace
 
-const section<scene_camera> camera_section{ "[camera]", "The camera. It looks at the models from their front right when left out.", camera_rows };
+const section<scene_camera> camera_section{ "[camera]",
+    "The camera. It looks at the models from their front right when left out.", camera_rows };
 const section<scene_render> render_section{ "[render]", "How the picture is made.", render_rows };
 const section<scene_tone> tone_section{ "[tone]", "From light to screen.", tone_rows };
 const section<scene_output> output_section{ "[output]", "The pictures, beside the scene file.", output_rows };
@@ -219,7 +229,8 @@ const section<scene_variant> variant_section{ "[[variant]]",
 const section<scene_model> model_section{ "[[model]]", "A model file, put into the scene. At most 4096.",
     model_rows };
 const section<scene_light> light_section{ "[[light]]",
-    "A lamp. Point and spot take one of `lumens`, `candela` and `watts`; distant takes `lux`; a window takes the sky's "
+    "A lamp. Point and spot take one of `lumens`, `candela` and `watts`; distant takes `lux`; a window takes "
+    "the sky's "
     "light. At most 10000.",
     light_rows };
 

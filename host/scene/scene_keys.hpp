@@ -33,7 +33,8 @@ namespace host
 template <class R>
 using field_of = std::variant<double R::*, std::optional<double> R::*, int R::*, std::optional<int> R::*,
     bool R::*, std::optional<bool> R::*, std::string R::*, vec3 R::*, std::optional<vec3> R::*, color3 R::*,
-    std::optional<color3> R::*, std::array<int, 2> R::*, std::array<double, 2> R::*, std::optional<std::array<double, 2>> R::*, std::optional<std::array<int, 4>> R::*,
+    std::optional<color3> R::*, std::array<int, 2> R::*, std::array<double, 2> R::*,
+    std::optional<std::array<double, 2>> R::*, std::optional<std::array<int, 4>> R::*,
     std::optional<std::array<double, 4>> R::*, std::optional<std::array<double, 16>> R::*,
     std::vector<clip_plane> R::*, std::vector<vec3> R::*, std::map<std::string, std::string> R::*>;
 

@@ -25,8 +25,7 @@ const key_row<scene_material> material_rows[] = {
     { "kind", &scene_material::kind, 0, 0, material_kind_names, 0,
         "`simple`, or how a pattern mixes `first` and `second`" },
     { "first", &scene_material::first, 1, 256, nullptr, 0, "name of the first material of a pattern" },
-    { "second", &scene_material::second, 1, 256, nullptr, 0,
-        "name of the second; materials nest six deep" },
+    { "second", &scene_material::second, 1, 256, nullptr, 0, "name of the second; materials nest six deep" },
     { "color", &scene_material::color, 0, 1, nullptr, 0, "diffuse colour, grey of 0.7" },
     { "mirror", &scene_material::mirror, 0, 1, nullptr, 0,
         "share of the opaque light that is mirrored; the rest is diffuse; 0" },
@@ -84,7 +83,8 @@ const key_row<scene_image> image_rows[] = {
     { "on_mirror", &scene_image::on_mirror, 0, 0, nullptr, 0, "acts on the mirrored colour, false" },
     { "on_transparent", &scene_image::on_transparent, 0, 0, nullptr, 0,
         "acts on the colour of passing light, false" },
-    { "on_shine", &scene_image::on_shine, 0, 0, nullptr, 0, "its brightness makes the surface mirror, false" },
+    { "on_shine", &scene_image::on_shine, 0, 0, nullptr, 0,
+        "its brightness makes the surface mirror, false" },
     { "on_clear", &scene_image::on_clear, 0, 0, nullptr, 0, "its brightness makes the surface clear, false" },
     { "mirror_tiles", &scene_image::mirror_tiles, 0, 0, nullptr, 0, "every second tile is flipped, false" },
     { "blur", &scene_image::blur, 0, 0, blur_names, 0, "`none`" },
@@ -118,4 +118,3 @@ const section<scene_bump> bump_section{ "[[materials.NAME.bump]]",
     "A tilt of a simple material's surface by a pattern. At most 16 each.", bump_rows };
 
 } // namespace host
-

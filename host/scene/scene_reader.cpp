@@ -136,7 +136,8 @@ std::string calendar_text(const row_context& c, const toml::node& n)
     {
         if (time->second || time->nanosecond)
         {
-            bad_scene(c.place.file, line_of(n), fmt::format("{} time: has seconds; a moment is a minute", c.place.section));
+            bad_scene(c.place.file, line_of(n),
+                fmt::format("{} time: has seconds; a moment is a minute", c.place.section));
         }
         return fmt::format("{:02}:{:02}", time->hour, time->minute);
     }

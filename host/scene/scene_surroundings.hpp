@@ -1,6 +1,6 @@
 /// @file
-/// What lies around a scene as its file describes it: background, surroundings, reflections, haze, ground and clouds.
-/// What is left out keeps the value of a settings file that the scene names, else its default.
+/// What lies around a scene as its file describes it: background, surroundings, reflections, haze, ground and
+/// clouds. What is left out keeps the value of a settings file that the scene names, else its default.
 #pragma once
 
 #include "host/scene/scene_daylight.hpp"
@@ -18,8 +18,8 @@ struct scene_background
     std::optional<int> mode; ///< row of `background_mode_names`
     std::optional<color3> color, top, middle, bottom;
     std::optional<double> top_deg, middle_deg, bottom_deg; ///< altitudes of the stops
-    std::optional<bool> without_sun; ///< the sky shows though there is no sun
-    std::optional<double> luminance; ///< of white, cd/m2
+    std::optional<bool> without_sun;                       ///< the sky shows though there is no sun
+    std::optional<double> luminance;                       ///< of white, cd/m2
     std::string picture;
     std::optional<int> projection; ///< row of `picture_projection_names`, the library's numbers
     std::optional<bool> fit, tile, mirror_tiles;
@@ -59,7 +59,7 @@ struct scene_reflections
 
 struct scene_haze
 {
-    bool is_on = false; ///< the scene has the section
+    bool is_on = false;      ///< the scene has the section
     std::optional<int> kind; ///< row of `haze_names`, the library's numbers
     std::optional<color3> color;
     std::optional<double> distance, strength;
@@ -70,7 +70,7 @@ struct scene_ground
     bool is_on = false;
     std::optional<double> height;
     bool below_models = false; ///< at the foot of the models in place of `height`
-    std::string material; ///< of the scene
+    std::string material;      ///< of the scene
 };
 
 struct scene_clouds

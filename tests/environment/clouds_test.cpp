@@ -22,7 +22,10 @@ struct cloud_scene : test::scene
         env.cloud_seed = 7;
         env.cu_number = number;
         env.cu_scale_v = 0.5f;
-        for (float* v : { env.cu_color, env.cu_scale, env.ci_color, env.ci_scale }) { std::fill_n(v, 3, 1.0f); }
+        for (float* v : { env.cu_color, env.cu_scale, env.ci_color, env.ci_scale })
+        {
+            std::fill_n(v, 3, 1.0f);
+        }
     }
     bool prepare_clouds() { return clouds_prepare(*doc, env, made); }
     ~cloud_scene() { release_clouds(made); }
@@ -85,7 +88,8 @@ TEST(Clouds, ColumnsListWhatReachesIntoThemOldestFirst)
                 bool in = true;
                 for (int i = 0; i < 2; ++i)
                 {
-                    const double low = e.cloud_box_min[i] + (i ? y : x) * e.cell_size[i], high = low + e.cell_size[i];
+                    const double low = e.cloud_box_min[i] + (i ? y : x) * e.cell_size[i],
+                                 high = low + e.cell_size[i];
                     in = in && at[i] + radius[i] >= low - 0.1 && at[i] - radius[i] <= high + 0.1;
                 }
                 if (in) { expected.insert(expected.begin(), c); }
@@ -105,7 +109,15 @@ TEST(Clouds, ColumnsListWhatReachesIntoThemOldestFirst)
 
 TEST(Clouds, AreSeenAboveAndNowhereElse)
 {
-    struct { const char* what; int32_t number; uint32_t flags; vector3 direction; float scale; bool seen; } const cases[] = {
+    struct
+    {
+        const char* what;
+        int32_t number;
+        uint32_t flags;
+        vector3 direction;
+        float scale;
+        bool seen;
+    } const cases[] = {
         { "heaps from their side", 20000, CLOUDS_CUMULUS, { 0, 1, 0.3 }, 1.0f, true },
         { "none below", 20000, CLOUDS_CUMULUS, { 0, 1, -0.3 }, 1.0f, false },
         { "none where they are too small", 20000, CLOUDS_CUMULUS, { 0, 1, 0.3 }, 0.0005f, false },
@@ -134,8 +146,9 @@ TEST(Clouds, SurviveAnyValuesAndPrepareTwice)
 {
     cloud_scene s(200, CLOUDS_CUMULUS | CLOUDS_CIRRUS | CLOUDS_CIRRUS_HORIZON);
     const float nan = std::nanf(""), odd[] = { nan, INFINITY, -INFINITY, 0.0f, -1.0f, 1e30f };
-    float* const fields[] = { &s.env.cu_scale[0], &s.env.cu_scale_v, &s.env.cloud_rotation, &s.env.cloud_offset[2],
-        &s.env.ci_scale[1], &s.env.ci_density, &s.env.ci_transparency, &s.env.ci_horizon };
+    float* const fields[] = { &s.env.cu_scale[0], &s.env.cu_scale_v, &s.env.cloud_rotation,
+        &s.env.cloud_offset[2], &s.env.ci_scale[1], &s.env.ci_density, &s.env.ci_transparency,
+        &s.env.ci_horizon };
     for (float* field : fields)
     {
         const float good = *field;

@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/scene.hpp"
+#include "zirconlite/environment/environment_map.hpp"
+#include "zirconlite/environment/ground.hpp"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/imagefiles/bitmap_store.h"
-#include "zirconlite/environment/ground.hpp"
-#include "zirconlite/environment/environment_map.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/picture/image_buffer.h"
 #include "zirconlite/picture/projection.h"
@@ -38,7 +38,10 @@ struct open_scene : test::scene
     environment& env = doc->environment;
 };
 
-vector3 at_sine(double z) { return { 0.0, std::sqrt(1.0 - z * z), z }; }
+vector3 at_sine(double z)
+{
+    return { 0.0, std::sqrt(1.0 - z * z), z };
+}
 
 /// Azimuth from north over east, and altitude.
 vector3 toward(double azimuth_deg, double altitude_deg)
@@ -57,7 +60,13 @@ TEST(Environment, GradientsAndPaintedSkiesHaveTheirStops)
     s.env.color2[0] = 0.8f;
     s.env.angle0 = std::asin(0.5);
     s.env.angle1 = std::asin(0.25);
-    struct { const char* what; int32_t mode; double z; float red; } const gradients[] = {
+    struct
+    {
+        const char* what;
+        int32_t mode;
+        double z;
+        float red;
+    } const gradients[] = {
         { "flat", ENVIRONMENT_FLAT, -1.0, 1.0f },
         { "above the top", ENVIRONMENT_GRADIENT_2, 0.9, 1.0f },
         { "the middle is the mean", ENVIRONMENT_GRADIENT_2, 0.25, 0.6f },
@@ -73,7 +82,13 @@ TEST(Environment, GradientsAndPaintedSkiesHaveTheirStops)
         s.ready();
         EXPECT_NEAR(s.red(at_sine(c.z)), c.red, 1e-6);
     }
-    struct { const char* what; uint32_t sun, flags; double cloudiness, z; float red; } const skies[] = {
+    struct
+    {
+        const char* what;
+        uint32_t sun, flags;
+        double cloudiness, z;
+        float red;
+    } const skies[] = {
         { "no sun", 0, 0, 0.0, 0.9, 0.0f },
         { "the clear sky without a sun", 0, ENVIRONMENT_SKY_WITHOUT_SUN, 0.9, 0.9, 0.02f },
         { "clear", SUN_SKY_SUN, 0, 0.25, 0.25, 0.23f },
@@ -99,7 +114,11 @@ TEST(Environment, ReflectedRaysSeeWhatTheFlagsSay)
     s.env.color0[0] = 0.5f;
     s.doc->reflected_environment.mode = ENVIRONMENT_FLAT;
     s.doc->reflected_environment.color0[0] = 0.25f;
-    struct { uint32_t flags; float primary, reflected; } const cases[] = {
+    struct
+    {
+        uint32_t flags;
+        float primary, reflected;
+    } const cases[] = {
         { 0, 0.5f, 0.5f },
         { ENVIRONMENT_REFLECTED_OWN, 0.5f, 0.25f },
         { ENVIRONMENT_REFLECT_NOTHING, 0.5f, -1.0f },
@@ -146,7 +165,14 @@ TEST(Environment, HazeGrowsToItsStrengthAndADistanceOfZeroIsNone)
     s.env.color0[0] = 0.5f;
     s.doc->environment_flags = ENVIRONMENT_HAZE;
     s.doc->fog_color[0] = 0.9f;
-    struct { const char* what; int32_t type; double distance, hit; float strength, red; double kept; } const cases[] = {
+    struct
+    {
+        const char* what;
+        int32_t type;
+        double distance, hit;
+        float strength, red;
+        double kept;
+    } const cases[] = {
         { "the background is haze alone", 2, 100, 1e12, 1.0f, 0.9f, 0.0 },
         { "dark, half way, half strong", 1, 100, 50, 0.5f, 0.5f * 0.75f + 0.2f * 0.25f, 0.75 },
         { "light", 0, 100, 200, 0.5f, 0.6f, 0.5 },
@@ -189,7 +215,14 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
     const float angles[4] = { float(M_PI / 4), float(-M_PI / 4), 0.0f, float(M_PI) }; // the northern half
     std::copy_n(angles, 4, s.env.image_cylindrical_angles);
     std::copy_n(angles, 4, s.env.image_spherical_angles);
-    struct { const char* what; int32_t projection; uint32_t flags; double azimuth, altitude; int x, y; } const round[] = {
+    struct
+    {
+        const char* what;
+        int32_t projection;
+        uint32_t flags;
+        double azimuth, altitude;
+        int x, y;
+    } const round[] = {
         { "left is west", 1, 0, -80, 30, 0, 3 },
         { "right is east", 1, 0, 80, -30, 3, 0 },
         { "south is empty", 1, 0, 180, 0, -1, 0 },
@@ -214,7 +247,14 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
         EXPECT_NEAR(r.background[0], c.x < 0 ? 0.0 : std::pow(c.x / 3.0, 2.2), 1e-4);
         if (c.x >= 0) { EXPECT_NEAR(r.background[1], std::pow(c.y / 3.0, 2.2), 1e-4); }
     }
-    struct { const char* what; uint32_t flags; float scale, offset; double px, py; int kind, x, y; } const planar[] = {
+    struct
+    {
+        const char* what;
+        uint32_t flags;
+        float scale, offset;
+        double px, py;
+        int kind, x, y;
+    } const planar[] = {
         { "fits", BACKGROUND_FIT, 0.5f, 0.5f, 60, 10, RAY_PRIMARY, 2, 0 },
         { "moved and smaller", 0, 0.5f, 0.5f, 60, 30, RAY_PRIMARY, 0, 0 },
         { "beside it", 0, 0.5f, 0.5f, 40, 30, RAY_PRIMARY, -1, 0 },
@@ -277,8 +317,8 @@ TEST(Environment, APictureOfTheWholeSurroundingShowsEverythingWhereItWas)
         s.env.hdr_scale = 1.0f;
         s.doc->environment_flags = ENVIRONMENT_HDR;
         s.ready();
-        for (const vector3& d : { toward(0, 0), toward(45, 20), toward(-100, -40), toward(200, 60), toward(90, 1),
-                 toward(10, 89), toward(179, 0) })
+        for (const vector3& d : { toward(0, 0), toward(45, 20), toward(-100, -40), toward(200, 60),
+                 toward(90, 1), toward(10, 89), toward(179, 0) })
         {
             float rgb[3];
             double scale = 0.0;
@@ -308,7 +348,13 @@ TEST(Ground, IsHitFromBothSidesAndBehindNothing)
     s.doc->environment_flags = ENVIRONMENT_GROUND;
     s.doc->ground_material_name = zr_dupestring(u"m0");
     ASSERT_TRUE(s.prepare());
-    struct { const char* what; vector3 direction; double t; bool ground; } const cases[] = {
+    struct
+    {
+        const char* what;
+        vector3 direction;
+        double t;
+        bool ground;
+    } const cases[] = {
         { "straight down", { 0, 0, -1 }, 2.0, true },
         { "level", { 0, -1, 0 }, ZR_FAR, false },
         { "up", { 0, 0, 1 }, ZR_FAR, false },
@@ -320,7 +366,10 @@ TEST(Ground, IsHitFromBothSidesAndBehindNothing)
         ray r = s.seen({ 0, 0, 0 }, c.direction);
         EXPECT_EQ(r.hit_ground, c.ground);
         if (c.t > 0) { EXPECT_NEAR(r.hit_t, c.t, 1e-9); }
-        if (c.ground) { EXPECT_EQ(r.hit_object->vft->get_material(r.hit_object), s.doc->materials->material); }
+        if (c.ground)
+        {
+            EXPECT_EQ(r.hit_object->vft->get_material(r.hit_object), s.doc->materials->material);
+        }
     }
     ray probe = s.eye_ray({ 0, 0, 0 }, { 0, 0, -1 });
     probe.flags = RAY_PROBE;

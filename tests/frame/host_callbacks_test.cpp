@@ -67,8 +67,8 @@ TEST(HostCallbacks, OnlySomeCodesStopOnZeroAndOnlyWhileEnabled)
     {
         int32_t code;
         bool goes_on;
-    } const cases[] = { { 100, false }, { 101, false }, { 102, true }, { 200, false }, { 201, false }, { 202, true }, { 3, false },
-        { 1, false }, { 2, true }, { -1, true }, { 1001, true } };
+    } const cases[] = { { 100, false }, { 101, false }, { 102, true }, { 200, false }, { 201, false },
+        { 202, true }, { 3, false }, { 1, false }, { 2, true }, { -1, true }, { 1001, true } };
     for (const auto& c : cases)
     {
         EXPECT_EQ(host::progress(0, nullptr, nullptr, c.code, 0.0f), c.goes_on) << c.code;

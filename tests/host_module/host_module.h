@@ -73,8 +73,8 @@ typedef struct host_record
     document* current_doc;
     char16_t findfile_path[ZR_PATH_CAPACITY];
     char16_t model_path[ZR_PATH_CAPACITY];
-    void (*on_progress)(const progress_call* call); /**< called on the job's thread; NULL none */
-    void (*on_low_memory)(void);                    /**< NULL none */
+    void (*on_progress)(const progress_call* call);  /**< called on the job's thread; NULL none */
+    void (*on_low_memory)(void);                     /**< NULL none */
     void (*on_status_message)(const char16_t* text); /**< called on the thread that reports; NULL none */
 } host_record;
 

@@ -147,8 +147,12 @@ TEST_F(BitmapStore, TakesPicturesOfTheHost)
 
 TEST_F(BitmapStore, BuildsLevelsDownToOneTexel)
 {
-    struct { uint32_t width, height; int32_t levels; } const cases[] = { { 1, 1, 1 }, { 300, 200, 10 },
-        { 5, 3, 4 }, { 1, 1000, 11 }, { 1000, 1, 11 }, { 2, 4096, 13 } };
+    struct
+    {
+        uint32_t width, height;
+        int32_t levels;
+    } const cases[] = { { 1, 1, 1 }, { 300, 200, 10 }, { 5, 3, 4 }, { 1, 1000, 11 }, { 1000, 1, 11 },
+        { 2, 4096, 13 } };
     for (const auto& c : cases)
     {
         for (const uint32_t channels : { 1u, 3u, 4u })
@@ -183,7 +187,12 @@ TEST_F(BitmapStore, SamplesTheNearestTexelOfOneOrTwoLevels)
 {
     const uint8_t pixels[] = { 0, 0, 0, 255, 255, 0, 0, 0, 0, 255, 0, 250, 0, 0, 255, 100 };
     const bitmap* b = zr_add_bitmap(u"four", 2, 2, 4, pixels);
-    struct { double u, v; int32_t level; double fraction, red, green, alpha; } const cases[] = {
+    struct
+    {
+        double u, v;
+        int32_t level;
+        double fraction, red, green, alpha;
+    } const cases[] = {
         { 0.0, 0.0, 0, 0.0, 0, 0, 1 },
         { 0.5, 0.49, 0, 0.0, 1, 0, 0 },
         { 0.49, 0.5, 0, 0.0, 0, 1, 1 },

@@ -68,7 +68,8 @@ bytes words(std::initializer_list<uint32_t> values)
 
 TEST(Bmp, ReadsEveryFormOfPixel)
 {
-    const bytes palette = { 10, 20, 30, 0, 40, 50, 60, 0 }, greys = { 30, 30, 30, 0, 60, 60, 60, 0 }; // B, G, R, unused
+    const bytes palette = { 10, 20, 30, 0, 40, 50, 60, 0 },
+                greys = { 30, 30, 30, 0, 60, 60, 60, 0 }; // B, G, R, unused
     const bytes core_palette = { 30, 30, 30, 60, 60, 60 };
     const bytes v4_tail(108 - 40), v5_tail(124 - 40);
     struct
@@ -78,8 +79,7 @@ TEST(Bmp, ReadsEveryFormOfPixel)
         int32_t format;
         bytes pixels;
     } const cases[] = {
-        { "1 bit of greys", { 40, 3, 1, 1, 0, greys, { 0xA0, 0, 0, 0 } }, 3,
-            { 60, 30, 60 } },
+        { "1 bit of greys", { 40, 3, 1, 1, 0, greys, { 0xA0, 0, 0, 0 } }, 3, { 60, 30, 60 } },
         { "1 bit, core header, palette of 3 bytes", { 12, 3, 1, 1, 0, core_palette, { 0x40, 0, 0, 0 } }, 3,
             { 30, 60, 30 } },
         { "4 bits, high nibble first", { 40, 3, 1, 4, 0, palette, { 0x10, 0x10, 0, 0 } }, 1,
@@ -102,8 +102,8 @@ TEST(Bmp, ReadsEveryFormOfPixel)
         { "16 bits with an alpha mask",
             { 56, 2, 1, 16, 3, words({ 0x7C00, 0x03E0, 0x1F, 0x8000 }), { 0x1F, 0x7C, 0x00, 0x80 } }, 2,
             { 255, 0, 255, 0, 0, 0, 0, 255 } },
-        { "1 bit of two colours",
-            { 40, 2, 1, 1, 0, { 10, 20, 30, 0, 40, 50, 60, 0 }, { 0x40, 0, 0, 0 } }, 1, { 30, 20, 10, 60, 50, 40 } },
+        { "1 bit of two colours", { 40, 2, 1, 1, 0, { 10, 20, 30, 0, 40, 50, 60, 0 }, { 0x40, 0, 0, 0 } }, 1,
+            { 30, 20, 10, 60, 50, 40 } },
         { "32 bits with fields and no alpha",
             { 40, 1, 1, 32, 3, words({ 0xFF, 0xFF00, 0xFF0000 }), { 1, 2, 3, 4 } }, 2, { 1, 2, 3, 255 } },
         { "32 bits with alpha in a header of 56 bytes",

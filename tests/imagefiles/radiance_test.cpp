@@ -155,7 +155,10 @@ TEST(Radiance, IsKnownByItsMarkOrItsFormat)
     } const cases[] = { { "#?RGBE\n", true }, { "FORMAT=32-bit_rle_rgbe\n", true },
         { "pfilt -1\nFORMAT=32-bit_rle_rgbe\n", true }, { "pfilt -1\n", false }, { "", false },
         { "\nFORMAT=32-bit_rle_rgbe\n", false } };
-    for (const auto& c : cases) { EXPECT_EQ(reading("-Y 1 +X 1", pixel(150), c.text).done, c.is_read) << c.text; }
+    for (const auto& c : cases)
+    {
+        EXPECT_EQ(reading("-Y 1 +X 1", pixel(150), c.text).done, c.is_read) << c.text;
+    }
 }
 
 TEST(Radiance, WritesItsBytesExactly)

@@ -123,13 +123,13 @@ TEST(Tiff, ReadsEveryForm)
                 { 1, 2, 3, 4, 5, 6, 7, 8 }, true),
             { 1, 2, 3, 4, 5, 6, 7, 8 } },
         { "a fourth sample that is no alpha",
-            tiff({ { WIDTH, 3, { 1 } }, { HEIGHT, 3, { 1 } }, { SAMPLES, 3, { 4 } }, { BITS, 3, { 8, 8, 8, 8 } },
-                     { EXTRA, 3, { 0 } } },
+            tiff({ { WIDTH, 3, { 1 } }, { HEIGHT, 3, { 1 } }, { SAMPLES, 3, { 4 } },
+                     { BITS, 3, { 8, 8, 8, 8 } }, { EXTRA, 3, { 0 } } },
                 { 1, 2, 3, 0 }),
             { 1, 2, 3, 255 } },
         { "alpha that the colours were multiplied with",
-            tiff({ { WIDTH, 3, { 1 } }, { HEIGHT, 3, { 1 } }, { SAMPLES, 3, { 4 } }, { BITS, 3, { 8, 8, 8, 8 } },
-                     { EXTRA, 3, { 1 } } },
+            tiff({ { WIDTH, 3, { 1 } }, { HEIGHT, 3, { 1 } }, { SAMPLES, 3, { 4 } },
+                     { BITS, 3, { 8, 8, 8, 8 } }, { EXTRA, 3, { 1 } } },
                 { 64, 128, 0, 128 }),
             { 128, 255, 0, 128 } },
         { "palette by its high byte",
@@ -193,7 +193,8 @@ TEST(Tiff, RefusesOtherForms)
         EXPECT_EQ(decode_file(zr::decode_tiff, n.file, &why), nullptr);
         EXPECT_NE(strstr(why.text, n.says), nullptr) << why.text;
     }
-    for (const char* text : { "GIF89a, or so it says at its beginning", "short", "\x89PNG\r\n\x1A\n and more of it" })
+    for (const char* text :
+        { "GIF89a, or so it says at its beginning", "short", "\x89PNG\r\n\x1A\n and more of it" })
     {
         zr_status why = {};
         EXPECT_EQ(zr_decode_picture(reinterpret_cast<const uint8_t*>(text), strlen(text), &why), nullptr);

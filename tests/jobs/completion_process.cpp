@@ -37,15 +37,22 @@ TEST_F(completion_test, ComesAfterEveryEndButARequestToStop)
     document* d = open_room(64, 48);
     d->notify_window = window;
     render_job job = job_of(d);
-    const struct { const char* what; void (*arrange)(); uint32_t command; } cases[] = {
+    const struct
+    {
+        const char* what;
+        void (*arrange)();
+        uint32_t command;
+    } cases[] = {
         { "a whole render", [] {}, ZR_COMMAND_JOB_ENDED },
         { "the host answers 0", [] { answer(PROGRESS_PASS_1_DONE, 0); }, ZR_COMMAND_JOB_ENDED },
         { "a calibration frame", [] { zr_set_calibration_frame(1); }, ZR_COMMAND_JOB_ENDED },
-        { "stop_render", []
+        { "stop_render",
+            []
             {
                 on_report = [](const progress_call& call)
                 { __atomic_store_n(&call.document->stop_render, 1, __ATOMIC_SEQ_CST); };
-            }, 0 },
+            },
+            0 },
     };
     for (const auto& c : cases)
     {
@@ -87,14 +94,16 @@ TEST_F(completion_test, OnTheJobsOwnThreadNothingThatWaitsIsAllowed)
         int32_t raytrace, wait, close;
         render_job job;
     } a = { open_room(16, 16), -1, -1, -1, {} };
-    const zr_handle callback = zr_window_from_callback([](void* context, uint32_t)
+    const zr_handle callback = zr_window_from_callback(
+        [](void* context, uint32_t)
         {
             auto& a = *static_cast<answers*>(context);
             a.job = job_of(a.doc);
             a.raytrace = zr_raytrace(&a.job);
             a.wait = zr_wait_for_render(a.doc, -1);
             a.close = zr_close_document(a.doc);
-        }, &a);
+        },
+        &a);
     a.doc->notify_window = callback;
     render_job job = job_of(a.doc);
     EXPECT_EQ(render_to_end(job), both);
@@ -114,8 +123,9 @@ TEST_F(completion_test, TheLastReportNeedsNoJobRecord)
         render_job job;
     } e = { open_room(16, 16), {} };
     e.job = job_of(e.doc);
-    const zr_handle callback = zr_window_from_callback(
-        [](void* context, uint32_t) { memset(&static_cast<ended_job*>(context)->job, 0xff, sizeof(render_job)); }, &e);
+    const zr_handle callback = zr_window_from_callback([](void* context, uint32_t)
+        { memset(&static_cast<ended_job*>(context)->job, 0xff, sizeof(render_job)); },
+        &e);
     e.doc->notify_window = callback;
     ASSERT_EQ(zr_raytrace(&e.job), 1);
     ASSERT_EQ(zr_wait_for_render(e.doc, -1), 1);

@@ -31,7 +31,11 @@ TEST_F(job_settings_test, OutOfRangeIsRefusedWithAReason)
 {
     document* d = open_room(64, 48);
     const document good = *d;
-    const struct { const char* what; void (*spoil)(document& d, render_job& j); } cases[] = {
+    const struct
+    {
+        const char* what;
+        void (*spoil)(document& d, render_job& j);
+    } cases[] = {
         { "limits of 42", [](document& d, render_job&) { d.reflect_limit = d.refract_limit = 21; } },
         { "a limit whose sum wraps", [](document& d, render_job&) { d.reflect_limit = 0x7fffffff; } },
         { "a negative limit", [](document& d, render_job&) { d.refract_limit = -1; } },
@@ -39,7 +43,8 @@ TEST_F(job_settings_test, OutOfRangeIsRefusedWithAReason)
         { "antialiasing no number", [](document& d, render_job&) { d.aa_level = nan; } },
         { "jitter no number", [](document& d, render_job&) { d.pixel_jitter = nan; } },
         { "too many rays of gloss", [](document& d, render_job&) { d.gloss_samples = 1025; } },
-        { "a lens without a stop", [](document& d, render_job&) { d.render_flags |= RENDER_DEPTH_OF_FIELD; } },
+        { "a lens without a stop",
+            [](document& d, render_job&) { d.render_flags |= RENDER_DEPTH_OF_FIELD; } },
         { "no pixels", [](document& d, render_job&) { d.views[1].width = 0; } },
         { "no projection", [](document& d, render_job&) { d.views[1].pixel_width = nan; } },
         { "a preview without a display", [](document&, render_job& j) { j.flags |= JOB_PREVIEW; } },
@@ -68,7 +73,12 @@ TEST_F(job_settings_test, ARegionIsRoundedOutputCroppedAndRefusedWhenEmpty)
 {
     document* d = open_room(1000, 64);
     d->render_flags |= RENDER_FAST;
-    const struct { const char* what; double region[4]; int32_t crop[4]; } cases[] = {
+    const struct
+    {
+        const char* what;
+        double region[4];
+        int32_t crop[4];
+    } cases[] = {
         { "in the middle", { 0.3, 0.25, 0.7, 0.99 }, { 288, 16, 700, 60 } },
         { "all of it", { 0, 0, 1, 1 }, { 0, 0, 1000, 64 } },
         { "one block", { 0.0, 0.0, 0.0041, 0.07 }, { 0, 0, 4, 4 } },
@@ -105,15 +115,16 @@ TEST_F(job_settings_test, ARegionIsRoundedOutputCroppedAndRefusedWhenEmpty)
         EXPECT_GT(rgb[0], 0);
         zr_free_bitmap(read);
     }
-    const double refused[][4] = { { 0.289, 0, 0.29, 1 }, { 0, 0.25, 1, 0.26 }, { 0.7, 0, 0.3, 1 }, { 0, 0.9, 1, 0.1 },
-        { -0.1, 0, 1, 1 }, { 0, 0, 1.1, 1 }, { nan, 0, 1, 1 }, { 0, 0, 1, nan }, { 1e300, 0, 1, 1 },
-        { 0, 0, -1e300, 1 } };
+    const double refused[][4] = { { 0.289, 0, 0.29, 1 }, { 0, 0.25, 1, 0.26 }, { 0.7, 0, 0.3, 1 },
+        { 0, 0.9, 1, 0.1 }, { -0.1, 0, 1, 1 }, { 0, 0, 1.1, 1 }, { nan, 0, 1, 1 }, { 0, 0, 1, nan },
+        { 1e300, 0, 1, 1 }, { 0, 0, -1e300, 1 } };
     for (const auto& region : refused)
     {
         render_job job = job_of(d);
         job.flags = JOB_REGION;
         memcpy(job.region, region, sizeof(job.region));
-        EXPECT_EQ(zr_raytrace(&job), 0) << region[0] << " " << region[1] << " " << region[2] << " " << region[3];
+        EXPECT_EQ(zr_raytrace(&job), 0)
+            << region[0] << " " << region[1] << " " << region[2] << " " << region[3];
     }
     render_job job = job_of(d);
     EXPECT_EQ(render_to_end(job), both) << "the next job of the whole image is not cropped";
@@ -167,7 +178,11 @@ TEST_F(job_settings_test, WithoutThePreprocessPassTheToneOperatorStays)
 TEST_F(job_settings_test, LightsAreCountedByTheirTreeWhateverTheCountSays)
 {
     document* d = open_room(64, 48);
-    const light group = [] { light g = lamp_at({}, 0); return g.type = LIGHT_GROUP, g; }();
+    const light group = []
+    {
+        light g = lamp_at({}, 0);
+        return g.type = LIGHT_GROUP, g;
+    }();
     light* outer = zr_create_light(&group, d->sun_sky);
     light* inner = zr_create_light(&group, d->sun_sky);
     for (int i = 0; i < 5; ++i)
@@ -222,7 +237,8 @@ TEST_F(job_settings_test, SettingsOfLightCountFromTheNextJobOn)
 
 TEST_F(job_settings_test, AnEmptySceneShowsItsBackground)
 {
-    const float colors[][3] = { { 0.5f, 0.5f, 0.5f }, { 0.02f, 0.3f, 0.9f }, { 1, 1, 1 }, { 0.8f, 0.01f, 0.1f } };
+    const float colors[][3] = { { 0.5f, 0.5f, 0.5f }, { 0.02f, 0.3f, 0.9f }, { 1, 1, 1 },
+        { 0.8f, 0.01f, 0.1f } };
     for (const int32_t with_grid : { 0, 1 })
     {
         document* d = zr_open_document();
@@ -233,7 +249,8 @@ TEST_F(job_settings_test, AnEmptySceneShowsItsBackground)
         {
             for (const auto& color : colors)
             {
-                SCOPED_TRACE(testing::Message() << "operator " << method << ", grid " << with_grid << ", red " << color[0]);
+                SCOPED_TRACE(testing::Message()
+                             << "operator " << method << ", grid " << with_grid << ", red " << color[0]);
                 d->views[1].tone_method = method;
                 memcpy(d->environment.color0, color, sizeof(color));
                 render_job job = job_of(d);
@@ -249,22 +266,34 @@ TEST_F(job_settings_test, AnEmptySceneShowsItsBackground)
 }
 
 /// A threshold of 2 makes all memory "low"; the host answers 0: give up.
-void make_memory_low() { zr_set_memory_threshold(2.0); }
+void make_memory_low()
+{
+    zr_set_memory_threshold(2.0);
+}
 
 TEST_F(job_settings_test, AHostThatGivesUpOnMemoryGetsCleanFailures)
 {
     document* d = open_room(64, 48);
     render_job job = job_of(d);
     material_entry* look = d->materials;
-    const struct { const char* what; int32_t (*call)(document* d, material_entry* look, render_job& job); int32_t failed; }
-    cases[] = {
-        { "mesh", [](document* d, material_entry* m, render_job&)
+    const struct
+    {
+        const char* what;
+        int32_t (*call)(document* d, material_entry* look, render_job& job);
+        int32_t failed;
+    } cases[] = {
+        { "mesh",
+            [](document* d, material_entry* m, render_job&)
             {
                 // Enough small meshes to need another chunk of the arena.
                 int32_t made = 1;
-                for (int i = 0; made && i < 10000; ++i) { made = add_box(d, m, { -1, -1, 2 }, { -0.9, -0.9, 2.1 }); }
+                for (int i = 0; made && i < 10000; ++i)
+                {
+                    made = add_box(d, m, { -1, -1, 2 }, { -0.9, -0.9, 2.1 });
+                }
                 return made;
-            }, 0 },
+            },
+            0 },
         { "grid", [](document* d, material_entry*, render_job&) { return zr_build_voxel_grid(d); }, 0 },
         { "picture", [](document*, material_entry*, render_job& job) { return zr_raytrace(&job); }, -2 },
     };
@@ -297,7 +326,10 @@ TEST_F(job_settings_test, AHostThatGivesUpOnMemoryGetsCleanFailures)
     make_memory_low();
     host().calls[CALL_LOW_MEMORY] = 0;
     host().low_memory_answer = 1;
-    host().on_low_memory = [] { if (the_host_record->calls[CALL_LOW_MEMORY] == 3) { zr_set_memory_threshold(0.0); } };
+    host().on_low_memory = []
+    {
+        if (the_host_record->calls[CALL_LOW_MEMORY] == 3) { zr_set_memory_threshold(0.0); }
+    };
     EXPECT_EQ(render_to_end(job), both);
     EXPECT_EQ(host().calls[CALL_LOW_MEMORY], 3);
     zr_close_document(d);

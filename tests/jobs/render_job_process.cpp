@@ -18,9 +18,15 @@ const auto* const start = testing::AddGlobalTestEnvironment(new started_library(
 constexpr int32_t width = 96, height = 96; // three strips of the coarse passes, six of the last
 constexpr uint32_t both = RENDER_STATE_PREPROCESSED | RENDER_STATE_FINISHED;
 
-std::u16string text(int32_t number) { return zr_get_message(nullptr, number); }
+std::u16string text(int32_t number)
+{
+    return zr_get_message(nullptr, number);
+}
 
-uint8_t signature(const document* d, int32_t y) { return *zr_image_buffer_signature(d->views[1].image, y); }
+uint8_t signature(const document* d, int32_t y)
+{
+    return *zr_image_buffer_signature(d->views[1].image, y);
+}
 
 /// What stands in row y of the picture and of its planes.
 std::string row_bytes(const document* d, int32_t y)
@@ -67,7 +73,12 @@ TEST_F(render_job_test, ReportsInOrderWithFractionsThatGrow)
     EXPECT_EQ(heard.back().code, PROGRESS_GRID_ENDS);
     EXPECT_EQ(count_of(PROGRESS_GRID_ADVANCES), int64_t(heard.size()) - 2);
 
-    const struct { const char* what; uint32_t flags; int32_t last_signature; } cases[] = {
+    const struct
+    {
+        const char* what;
+        uint32_t flags;
+        int32_t last_signature;
+    } cases[] = {
         { "all passes", 0, ROW_COMPLETE },
         { "fast", RENDER_FAST, ROW_PASS_2 },
     };
@@ -96,7 +107,7 @@ TEST_F(render_job_test, ReportsInOrderWithFractionsThatGrow)
         EXPECT_EQ(heard.back().fraction, 1.0f);
         EXPECT_LT(heard[heard.size() - 2].fraction, 1.0f);
         EXPECT_EQ(std::u16string(job.progress.text), u"100%");
-        EXPECT_EQ(texts(), (std::vector { text(MESSAGE_RENDER_STARTED), text(MESSAGE_RENDER_FINISHED) }));
+        EXPECT_EQ(texts(), (std::vector{ text(MESSAGE_RENDER_STARTED), text(MESSAGE_RENDER_FINISHED) }));
         for (int32_t y = 0; y < height; ++y) { EXPECT_EQ(signature(d, y), c.last_signature); }
         EXPECT_EQ(d->render_thread, nullptr);
         EXPECT_EQ(d->workers, nullptr);
@@ -128,7 +139,13 @@ TEST_F(render_job_test, AnAnswerOfZeroEndsTheJobAsStopped)
     document* d = open_room_with_planes();
     // A worker takes a strip of 64 rows alone; two take strips of 32. The last pass halves the strips.
     zr_set_max_raytrace_threads(1);
-    const struct { const char* what; int32_t code, after; uint32_t state; int32_t low, high; } cases[] = {
+    const struct
+    {
+        const char* what;
+        int32_t code, after;
+        uint32_t state;
+        int32_t low, high;
+    } cases[] = {
         { "after the preprocess pass", PROGRESS_PASS_1_DONE, 0, 1, ROW_PREPROCESS, ROW_PREPROCESS },
         { "before pass 1", PROGRESS_STRIP, 1, 1, ROW_PREPROCESS, ROW_PREPROCESS },
         { "before pass 2", PROGRESS_STRIP, 3, 1, ROW_PASS_1, ROW_PASS_1 },
@@ -146,7 +163,7 @@ TEST_F(render_job_test, AnAnswerOfZeroEndsTheJobAsStopped)
         EXPECT_EQ(render_to_end(job), c.state);
         EXPECT_EQ(heard.back().code, c.code);
         EXPECT_EQ(count_of(PROGRESS_STOPPED), 0);
-        EXPECT_EQ(texts(), std::vector { text(MESSAGE_RENDER_STARTED) });
+        EXPECT_EQ(texts(), std::vector{ text(MESSAGE_RENDER_STARTED) });
         EXPECT_EQ(signature(d, 0), c.low);
         EXPECT_EQ(signature(d, height - 1), c.high);
         if (c.high == ROW_PREPROCESS) { expect_black(d, 0); }
@@ -163,7 +180,14 @@ TEST_F(render_job_test, AStopInAnyPassLeavesAUsablePicture)
     std::vector<std::string> whole;
     for (int32_t y = 0; y < height; ++y) { whole.push_back(row_bytes(d, y)); }
 
-    const struct { const char* what; int32_t pass; double from_line; uint32_t state; uint8_t rows[2]; } cases[] = {
+    const struct
+    {
+        const char* what;
+        int32_t pass;
+        double from_line;
+        uint32_t state;
+        uint8_t rows[2];
+    } cases[] = {
         { "preprocess", 0, 0, 0, { ROW_EMPTY, ROW_EMPTY } },
         { "pass 1, first round", 1, 0, 1, { ROW_PREPROCESS, ROW_PREPROCESS } },
         { "pass 1", 1, 1, 1, { ROW_PASS_1, ROW_PREPROCESS } },
@@ -193,12 +217,18 @@ TEST_F(render_job_test, AStopInAnyPassLeavesAUsablePicture)
         host().on_status_message = nullptr;
         static void (*stop)();
         stop = +stop_when_reached;
-        if (pass == 0) { host().on_status_message = [](const char16_t*) { stop(); }; }
-        else { on_report = [](const progress_call& call) { call.code == PROGRESS_STRIP ? stop() : void(); }; }
+        if (pass == 0)
+        {
+            host().on_status_message = [](const char16_t*) { stop(); };
+        }
+        else
+        {
+            on_report = [](const progress_call& call) { call.code == PROGRESS_STRIP ? stop() : void(); };
+        }
         EXPECT_EQ(render_to_end(job), c.state);
         EXPECT_EQ(count_of(PROGRESS_STOPPED), 1);
         EXPECT_EQ(heard.back().code, PROGRESS_STOPPED);
-        EXPECT_EQ(texts(), (std::vector { text(MESSAGE_RENDER_STARTED), text(MESSAGE_RENDER_STOPPED) }));
+        EXPECT_EQ(texts(), (std::vector{ text(MESSAGE_RENDER_STARTED), text(MESSAGE_RENDER_STOPPED) }));
         EXPECT_EQ(signature(d, 0), c.rows[0]);
         EXPECT_EQ(signature(d, height - 1), c.rows[1]);
         for (int32_t y = 0; y < height; ++y)
@@ -234,8 +264,15 @@ TEST_F(render_job_test, APauseStopsWithinTwoSecondsInAnyPass)
     render_job job = job_of(d);
     static std::atomic<bool> reached;
     static int32_t pass;
-    const struct { const char* what; int32_t pass; uint32_t state; } cases[] = {
-        { "preprocess", 0, 0 }, { "pass 1", 1, 1 }, { "pass 3", 3, 1 },
+    const struct
+    {
+        const char* what;
+        int32_t pass;
+        uint32_t state;
+    } cases[] = {
+        { "preprocess", 0, 0 },
+        { "pass 1", 1, 1 },
+        { "pass 3", 3, 1 },
     };
     for (const auto& c : cases)
     {
@@ -267,9 +304,11 @@ TEST_F(render_job_test, AWishToStopThatIsTakenBackNeverHangs)
     document* d = open_slow_room();
     render_job job = job_of(d);
     std::atomic<bool> over = false;
-    std::thread wavering([&]
+    std::thread wavering(
+        [&]
         {
-            // As short as a pixel takes, so that one worker sees the wish and the job, between rounds, does not.
+            // As short as a pixel takes, so that one worker sees the wish and the job, between rounds, does
+            // not.
             for (int microseconds = 1; !over; microseconds = microseconds % 100 + 7)
             {
                 __atomic_store_n(&d->stop_render, 1, __ATOMIC_SEQ_CST);
@@ -346,7 +385,11 @@ TEST_F(render_job_test, ManyWaitersSeeEachJobEndOnce)
     std::vector<std::thread> waiters;
     for (int i = 0; i < 3; ++i)
     {
-        waiters.emplace_back([&] { while (!over) { EXPECT_EQ(zr_wait_for_render(d, -1), 1); } });
+        waiters.emplace_back(
+            [&]
+            {
+                while (!over) { EXPECT_EQ(zr_wait_for_render(d, -1), 1); }
+            });
     }
     for (int i = 0; i < 50; ++i)
     {

@@ -420,7 +420,8 @@ TEST_F(Library, OfAnyKindIsMadeWithItsHeaderAndOpenedByItsName)
 {
     const zr::library_kind lamps = { u".llib", u"LIGHT", "light", nullptr, nullptr };
     const std::u16string stem = folder.wide("shop"), file = stem + u".llib";
-    EXPECT_EQ(zr::open_named_library(lamps, stem.c_str(), LIBRARY_READ, LIBRARY_SHARE_READ), ZR_INVALID_HANDLE);
+    EXPECT_EQ(
+        zr::open_named_library(lamps, stem.c_str(), LIBRARY_READ, LIBRARY_SHARE_READ), ZR_INVALID_HANDLE);
     EXPECT_EQ(std::string(zr_last_error()->text).rfind("there is no light library", 0), 0u);
     zr_handle made = zr::open_library_file(lamps, file.c_str(), read_write, 0, LIBRARY_CREATE_NEW);
     ASSERT_NE(made, ZR_INVALID_HANDLE);

@@ -8,11 +8,11 @@
 
 #include "tests/support/temporary_folder.hpp"
 #include "zirconlite/frame/bytes.hpp"
+#include "zirconlite/frame/window.h"
 #include "zirconlite/libraries/library_file.hpp"
 #include "zirconlite/libraries/material_library.h"
 #include "zirconlite/libraries/material_library.hpp"
 #include "zirconlite/libraries/material_records.hpp"
-#include "zirconlite/frame/window.h"
 #include "zirconlite/materials/blend.h"
 #include "zirconlite/materials/bumps.h"
 #include "zirconlite/materials/mat_image.h"
@@ -403,7 +403,8 @@ TEST_F(MaterialLibrary, AsksTheDialogWhereToConvertAndFindsAFileOfTheWorkingFold
     ASSERT_EQ(done, 1);
     EXPECT_EQ(user.began_with, u"zr2_oak");
     EXPECT_EQ(std::u16string(name), u"chosen");
-    EXPECT_EQ(zr_convert_material_library(nullptr, u"oak", nullptr, older_records, name), 0) << "nobody is there to ask";
+    EXPECT_EQ(zr_convert_material_library(nullptr, u"oak", nullptr, older_records, name), 0)
+        << "nobody is there to ask";
 
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder);

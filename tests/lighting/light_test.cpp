@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "zirconlite/frame/document.h"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/lighting/sun_sky.h"
-#include "zirconlite/frame/job_state.hpp"
 
 namespace
 {

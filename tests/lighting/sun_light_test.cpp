@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "tests/support/scene.hpp"
-#include "zirconlite/lighting/daylight.hpp"
 #include "zirconlite/environment/ground.hpp"
+#include "zirconlite/lighting/daylight.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 
 namespace

@@ -78,13 +78,28 @@ ray hit_at(double cosine)
 
 TEST(Blend, PulsesAreSquareWavesWithSoftEdges)
 {
-    struct { double x, ratio, softness, value; } const cases[] = {
-        { 0.25, 0.5, 0, 1 }, { 0.75, 0.5, 0, 0 }, { 0.5, 0.5, 0, 1 },
-        { 0.5, 0.5, 0.2, 0.5 }, { 0.475, 0.5, 0.2, 0.75 }, { 0.0, 0.5, 0.2, 0.5 }, { 0.975, 0.5, 0.2, 0.25 },
-        { 0.025, 0.5, 0.2, 0.75 }, { 0.06, 0.5, 0.2, 1 }, { 0.94, 0.5, 0.2, 0 },
-        { 0.9, 0.9, 1.0, 0.5 }, { 0.5, 0.9, 1.0, 1 }, // softness 1: the thin band is all edge
-        { 0.5, 0.0, 0.5, 0 }, { 0.5, 1.0, 0.5, 1 }, { 1.25, 1.0, 0.5, 1 }, { -0.25, 0.0, 0.5, 1 },
-        { 0.5, 0.5, -1.0, 1 }, { NAN, 0.5, 0.2, 0.5 },
+    struct
+    {
+        double x, ratio, softness, value;
+    } const cases[] = {
+        { 0.25, 0.5, 0, 1 },
+        { 0.75, 0.5, 0, 0 },
+        { 0.5, 0.5, 0, 1 },
+        { 0.5, 0.5, 0.2, 0.5 },
+        { 0.475, 0.5, 0.2, 0.75 },
+        { 0.0, 0.5, 0.2, 0.5 },
+        { 0.975, 0.5, 0.2, 0.25 },
+        { 0.025, 0.5, 0.2, 0.75 },
+        { 0.06, 0.5, 0.2, 1 },
+        { 0.94, 0.5, 0.2, 0 },
+        { 0.9, 0.9, 1.0, 0.5 },
+        { 0.5, 0.9, 1.0, 1 }, // softness 1: the thin band is all edge
+        { 0.5, 0.0, 0.5, 0 },
+        { 0.5, 1.0, 0.5, 1 },
+        { 1.25, 1.0, 0.5, 1 },
+        { -0.25, 0.0, 0.5, 1 },
+        { 0.5, 0.5, -1.0, 1 },
+        { NAN, 0.5, 0.2, 0.5 },
     };
     for (const auto& c : cases)
     {
@@ -96,16 +111,22 @@ TEST(Blend, PulsesAreSquareWavesWithSoftEdges)
 TEST(Blend, EachKindGivesItsPatternAtKnownPoints)
 {
     const noise_table noise;
-    struct { int32_t kind; float ratio; vector3 point; double value, neutral; } const cases[] = {
+    struct
+    {
+        int32_t kind;
+        float ratio;
+        vector3 point;
+        double value, neutral;
+    } const cases[] = {
         { BLEND_KIND_MARBLE, 0.25f, { 3.2, 9, 9 }, 1, 0.25 },
         { BLEND_KIND_MARBLE, 0.25f, { -0.5, 0, 0 }, 0, 0.25 },
-        { BLEND_KIND_WOOD, 0.5f, { 0.3, 77, 0.4 }, 1, 0.5 },  // radius 0.5: just one ring out
+        { BLEND_KIND_WOOD, 0.5f, { 0.3, 77, 0.4 }, 1, 0.5 }, // radius 0.5: just one ring out
         { BLEND_KIND_WOOD, 0.5f, { -0.4, 77, 0 }, 0, 0.5 },
         { BLEND_KIND_TILE, 0.9f, { 5.85, -3.5, 1 }, 1, 0.9 },
         { BLEND_KIND_TILE, 0.9f, { 5.95, -3.5, 1 }, 0, 0.9 },
         { BLEND_KIND_TILE, 0.9f, { 5.5, -3.05, 1 }, 0, 0.9 },
         { BLEND_KIND_BLEND, 0.3f, { 1, 2, 3 }, 0.3, 0.3 },
-        { BLEND_KIND_MASK, 0.3f, { 1, 2, 3 }, 1, 1 }, // a mask without its picture
+        { BLEND_KIND_MASK, 0.3f, { 1, 2, 3 }, 1, 1 },         // a mask without its picture
         { BLEND_KIND_CLEAR_FINISH, 0.3f, { 1, 2, 3 }, 0, 1 }, // an opaque coat
         { BLEND_KIND_ANGULAR, 0.3f, { 1, 2, 3 }, 1, 1 },
     };
@@ -147,16 +168,25 @@ TEST(Blend, LooksThatFollowTheAngle)
     pattern p(BLEND_KIND_ANGULAR);
     p.params().ratio[0] = float(std::cos(pi / 6));
     p.params().ratio[1] = float(std::cos(pi / 2 * 0.9));
-    struct { double cosine, value; } const cases[] = {
-        { 0.95, 1.0 }, { std::cos(pi * 0.45), 0.0 }, { std::cos(0.5 * (pi / 6 + pi * 0.45)), 0.5 }, { 0.01, 0.0 } };
-    for (const auto& c : cases) { EXPECT_NEAR(p.at({ 0, 0, 0 }, hit_at(c.cosine)), c.value, 1e-5) << c.cosine; }
+    struct
+    {
+        double cosine, value;
+    } const cases[] = { { 0.95, 1.0 }, { std::cos(pi * 0.45), 0.0 },
+        { std::cos(0.5 * (pi / 6 + pi * 0.45)), 0.5 }, { 0.01, 0.0 } };
+    for (const auto& c : cases)
+    {
+        EXPECT_NEAR(p.at({ 0, 0, 0 }, hit_at(c.cosine)), c.value, 1e-5) << c.cosine;
+    }
 
     // A coat over the first child: its clearness turns into reflection, and says how much it shows head on.
     pattern coat(BLEND_KIND_CLEAR_FINISH);
     simple_material& second = simple(coat.m().children[1]);
     second.ior = 1.5f;
-    struct { float opacity; double cosine, first; } const coats[] = {
-        { 0.0f, 1.0, 1.0 }, { 1.0f, 1.0, 0.0 }, { 0.5f, 1.0, 0.75 }, { 0.0f, 0.0, 0.0 },
+    struct
+    {
+        float opacity;
+        double cosine, first;
+    } const coats[] = { { 0.0f, 1.0, 1.0 }, { 1.0f, 1.0, 0.0 }, { 0.5f, 1.0, 0.75 }, { 0.0f, 0.0, 0.0 },
         { 0.0f, 0.5, 1.0 - std::pow(0.5, 4.0) } };
     for (const auto& c : coats)
     {
@@ -217,8 +247,12 @@ TEST(Blend, MasksFollowTheirPicture)
     pattern p(BLEND_KIND_MASK);
     p.params().mask = mask;
     p.m().scale = { 0.5, 0.5, 1 };
-    struct { vector3 point; double value; } const cases[] = {
-        { { 0.1, 0.1, 0 }, 1 }, { { 1.1, 0.1, 0 }, 0.2 }, { { -1.9, 1.5, 5 }, 0.4 }, { { 3.5, 3.5, 0 }, 0 } };
+    struct
+    {
+        vector3 point;
+        double value;
+    } const cases[] = { { { 0.1, 0.1, 0 }, 1 }, { { 1.1, 0.1, 0 }, 0.2 }, { { -1.9, 1.5, 5 }, 0.4 },
+        { { 3.5, 3.5, 0 }, 0 } };
     for (const auto& c : cases) { EXPECT_NEAR(p.at(c.point), c.value, 1e-6) << c.point.x; }
     EXPECT_NEAR(p.neutral(), 77 / 255.0, 1e-6);
     ray far = hit_from_above();
@@ -284,7 +318,10 @@ TEST(Blend, KindsAndBumpsAreNamedByTheTableOfTexts)
         const pattern p(kind);
         const complex_material& m = blended(p.whole);
         EXPECT_EQ(m.kind_label, std::u16string(kinds[kind][0]));
-        for (int i = 0; i < 2; ++i) { EXPECT_EQ(m.child_labels[i], std::u16string(kinds[kind][i + 1])) << kind; }
+        for (int i = 0; i < 2; ++i)
+        {
+            EXPECT_EQ(m.child_labels[i], std::u16string(kinds[kind][i + 1])) << kind;
+        }
     }
     material* bumpy = new_simple_material();
     const double zeros[3] = {}, up[3] = { 0, 0, 1 };

@@ -55,7 +55,10 @@ struct painted
     const physical_colors physical;
 };
 
-double linear(double byte) { return std::pow(byte / 255.0, 2.2); }
+double linear(double byte)
+{
+    return std::pow(byte / 255.0, 2.2);
+}
 
 } // namespace
 
@@ -74,7 +77,8 @@ TEST(Images, TakeTheirShareOfEachChannel)
         zr_resolve_surface(m.whole, nullptr, &neutral);
         EXPECT_NEAR(neutral.color[1], 0.5 * 0.5 + 0.5 * linear(100), 1e-6);
         m.add(IMAGE_ON_COLOR, 1.0f, white).bitmap = nullptr;
-        EXPECT_NEAR(m.at({}).color[1], 2 / 9.0 + linear(100) / 3, 1e-6) << "a missing picture leaves its share";
+        EXPECT_NEAR(m.at({}).color[1], 2 / 9.0 + linear(100) / 3, 1e-6)
+            << "a missing picture leaves its share";
     }
     {
         painted m;
@@ -106,7 +110,13 @@ TEST(Images, KeysTellWhatIsSeeThrough)
     bitmap rgba = {}, rgb = {};
     rgba.bytes_per_pixel = 4;
     rgb.bytes_per_pixel = 3;
-    struct { const char* what; const bitmap& b; mat_key key; double sample[4], value; } const cases[] = {
+    struct
+    {
+        const char* what;
+        const bitmap& b;
+        mat_key key;
+        double sample[4], value;
+    } const cases[] = {
         { "none", rgba, { 0, 1, {}, 0, 0, {}, 0 }, { 0, 0, 0, 0.25 }, 0 },
         { "alpha", rgba, { 3, 0, {}, 0, 0, {}, 0 }, { 0, 0, 0, 0.25 }, 0.75 },
         { "alpha inverted", rgba, { 3, 1, {}, 0, 0, {}, 0 }, { 0, 0, 0, 0.25 }, 0.25 },
@@ -114,7 +124,8 @@ TEST(Images, KeysTellWhatIsSeeThrough)
         { "inside a hard edge", rgb, { 1, 0, { 0, 1, 0 }, 0.1f, 0, {}, 0 }, { 0.09, 0.95, 0 }, 1 },
         { "outside", rgb, { 1, 0, { 0, 1, 0 }, 0.1f, 0, {}, 0 }, { 0.2, 1, 0 }, 0 },
         { "outside, inverted", rgb, { 1, 1, { 0, 1, 0 }, 0.1f, 0, {}, 0 }, { 0.2, 1, 0 }, 1 },
-        { "feathered", rgb, { 1, 0, { 0, 1, 0 }, 0.2f, 1, {}, 0 }, { 30 / 255.0, 240 / 255.0, 0 }, 1 - 45 / 153.0 },
+        { "feathered", rgb, { 1, 0, { 0, 1, 0 }, 0.2f, 1, {}, 0 }, { 30 / 255.0, 240 / 255.0, 0 },
+            1 - 45 / 153.0 },
         { "no tolerance", rgb, { 1, 0, { 0, 1, 0 }, 0, 0, {}, 0 }, { 0, 1, 0 }, 0 },
         { "no tolerance, inverted", rgb, { 1, 1, { 0, 1, 0 }, 0, 0, {}, 0 }, { 0, 1, 0 }, 1 },
     };
@@ -144,9 +155,13 @@ TEST(Images, KeysTellWhatIsSeeThrough)
 
 TEST(Images, LevelsFollowTheFootprint)
 {
-    struct { double measure; int32_t count, level; double fraction; } const cases[] = { { 0, 5, 0, 0 },
-        { 1, 5, 0, 0 }, { 1.01, 5, 1, 0.2525 }, { 4, 5, 1, 0 }, { 4.04, 5, 2, 0.2525 }, { 200, 5, 4, 0 },
-        { INFINITY, 5, 4, 0 }, { NAN, 5, 0, 0 }, { 100, 1, 0, 0 } };
+    struct
+    {
+        double measure;
+        int32_t count, level;
+        double fraction;
+    } const cases[] = { { 0, 5, 0, 0 }, { 1, 5, 0, 0 }, { 1.01, 5, 1, 0.2525 }, { 4, 5, 1, 0 },
+        { 4.04, 5, 2, 0.2525 }, { 200, 5, 4, 0 }, { INFINITY, 5, 4, 0 }, { NAN, 5, 0, 0 }, { 100, 1, 0, 0 } };
     for (const auto& c : cases)
     {
         const mip_level found = choose_level(c.measure, c.count);
@@ -176,9 +191,15 @@ TEST(Images, TilesRepeatOrMirrorAndBumpsFollowTheBrightness)
     const uint8_t ramp[] = { 0, 60, 120, 180, 0, 60, 120, 180 };
     image.bitmap = zr_add_bitmap(u"ramp", 4, 2, 1, ramp);
     image.size[0] = image.size[1] = 4.0;
-    struct { double x; uint32_t mirror; int byte; double tilt; } const cases[] = { { 1.5, 0, 60, 1 },
-        { 5.5, 0, 60, 1 }, { -2.5, 0, 60, 1 }, { 3.9, 0, 180, 1 }, { 0.1, 0, 0, -1 }, { 0.1, 1, 0, 1 }, { 5.5, 1, 120, -1 }, { -1.5, 1, 60, -1 },
-        { 9.5, 1, 60, 1 }, { 3.99, 1, 180, 1 }, { 1e300, 1, 0, 1 }, { NAN, 0, 0, -1 } };
+    struct
+    {
+        double x;
+        uint32_t mirror;
+        int byte;
+        double tilt;
+    } const cases[] = { { 1.5, 0, 60, 1 }, { 5.5, 0, 60, 1 }, { -2.5, 0, 60, 1 }, { 3.9, 0, 180, 1 },
+        { 0.1, 0, 0, -1 }, { 0.1, 1, 0, 1 }, { 5.5, 1, 120, -1 }, { -1.5, 1, 60, -1 }, { 9.5, 1, 60, 1 },
+        { 3.99, 1, 180, 1 }, { 1e300, 1, 0, 1 }, { NAN, 0, 0, -1 } };
     for (const auto& c : cases)
     {
         SCOPED_TRACE(testing::Message() << c.x << (c.mirror ? " mirrored" : ""));
@@ -267,7 +288,8 @@ TEST(Images, CutOutsLetLightThrough)
     ASSERT_TRUE(s.add(floor) && s.add(sheet));
     s.add(scene::lamp({ 0, 0, 50 }, 1e5f));
     ASSERT_TRUE(s.prepare());
-    const double lit = s.radiance({ -2, 0, 0.5 }, { 0, 0, -1 }), dark = s.radiance({ 2, 0, 0.5 }, { 0, 0, -1 });
+    const double lit = s.radiance({ -2, 0, 0.5 }, { 0, 0, -1 }),
+                 dark = s.radiance({ 2, 0, 0.5 }, { 0, 0, -1 });
     EXPECT_GT(lit, 1.0);
     EXPECT_EQ(dark, 0.0);
     EXPECT_NEAR(s.radiance({ -2, 0, 2 }, { 0, 0, -1 }), lit, 1e-6 * lit) << "seen through the hole";

@@ -46,7 +46,13 @@ void expect_near(const vector3& a, const vector3& b)
 TEST(Mapping, ProjectsByItsKind)
 {
     constexpr double r2 = 1.41421356237309504;
-    struct { const char* what; int32_t kind; vector3 point, normal, uvw; double su, sv; } const cases[] = {
+    struct
+    {
+        const char* what;
+        int32_t kind;
+        vector3 point, normal, uvw;
+        double su, sv;
+    } const cases[] = {
         { "none", MAPPING_NONE, { 1, 2, 3 }, { 0, 1, 0 }, { 1, 3, 2 }, 0, 0 },
         { "box, ties go to x", MAPPING_BOX, { 1, 2, 3 }, { 0.6, 0.6, 0.5 }, { 2, 3, 1 }, 0, 0 },
         { "box, ties go to y", MAPPING_BOX, { 1, 2, 3 }, { 0.1, -0.6, 0.6 }, { 1, 3, 2 }, 0, 0 },
@@ -84,7 +90,8 @@ TEST(Mapping, ProjectsByItsKind)
 
 TEST(Mapping, KeepsSizesOnSurfacesWithNoSeamsButItsOwn)
 {
-    // Round a cylinder and a sphere, and up the sphere, coordinates grow as the way does; one jump lies at -x.
+    // Round a cylinder and a sphere, and up the sphere, coordinates grow as the way does; one jump lies at
+    // -x.
     const auto on = [](int32_t kind, double a, double b)
     {
         const vector3 p = { 3 * std::cos(a) * std::cos(b), 3 * std::sin(a) * std::cos(b), 3 * std::sin(b) };
@@ -118,9 +125,14 @@ TEST(Mapping, AnglesTakeThePatternOfTheMaterialOut)
     blended(even).children[0] = new_simple_material();
     blended(even).children[1] = dupe_material(painted);
     material* hosts_own = dupe_material(tile);
-    blended(hosts_own).blend = [](const complex_material*, ray*, const vector3*, child_context*) { return 0.5; };
+    blended(hosts_own).blend = [](const complex_material*, ray*, const vector3*, child_context*)
+    { return 0.5; };
     blended(hosts_own).has_own_pattern = 0; // the field that hosts leave alone
-    struct { const material* m; double u, v; } const cases[] = { { tile, 3, 4 }, { hosts_own, 3, 4 }, { rough, 6, 7 }, { painted, 4, 4 },
+    struct
+    {
+        const material* m;
+        double u, v;
+    } const cases[] = { { tile, 3, 4 }, { hosts_own, 3, 4 }, { rough, 6, 7 }, { painted, 4, 4 },
         { even, 4, 4 }, { blended(even).children[0], 0, 0 }, { nullptr, 0, 0 } };
     for (const auto& c : cases)
     {
@@ -137,10 +149,7 @@ TEST(Mapping, VertexCoordinatesPlaceScaleAndTurnAPicture)
     const physical_colors physical;
     // Red grows along u, and normals of the second picture lean along u.
     std::vector<uint8_t> ramp;
-    for (int i = 0; i < 64 * 64; ++i)
-    {
-        ramp.insert(ramp.end(), { uint8_t(4 * (i % 64)), 0, 0 });
-    }
+    for (int i = 0; i < 64 * 64; ++i) { ramp.insert(ramp.end(), { uint8_t(4 * (i % 64)), 0, 0 }); }
     const uint8_t leaning[] = { 255, 128, 128 };
     scene s;
     material_entry* look = s.look([](simple_material& m) { m.images = zr_new_mat_image(); });

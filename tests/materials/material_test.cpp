@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/materials/surface.h"
 
 namespace
@@ -57,7 +57,8 @@ TEST(Material, WeightsAddUpToOne)
 TEST(Material, FakeMaterialsTakeDisplayColoursAndMatteOnesLinear)
 {
     const float rgb[3] = { 1.0f, 0.5f, NAN };
-    zr::job.simple_colors = 1; // as before the first job; the surface that a material keeps is linear all the same
+    zr::job.simple_colors =
+        1; // as before the first job; the surface that a material keeps is linear all the same
     material* fake = zr_build_fake_material_ex(rgb);
     zr::job.simple_colors = 0;
     EXPECT_FLOAT_EQ(simple(fake).color[0], float(std::pow(0.99, 2.2)));

@@ -6,11 +6,11 @@
 #include "tests/support/materials.hpp"
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/module_state.hpp"
-#include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/materials/bumps.h"
 #include "zirconlite/materials/noise.h"
 #include "zirconlite/materials/ripple.h"
 #include "zirconlite/materials/surface_evaluation.hpp"
+#include "zirconlite/search/ray_search.hpp"
 
 namespace
 {

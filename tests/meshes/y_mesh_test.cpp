@@ -6,10 +6,10 @@
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/error.h"
-#include "zirconlite/meshes/mesh_build.hpp"
-#include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/materials/mapping.h"
+#include "zirconlite/meshes/mesh_build.hpp"
+#include "zirconlite/search/ray_search.hpp"
 
 namespace
 {
@@ -116,9 +116,14 @@ bool take_for_radiosity(document*, mesh_build& build)
 
 TEST(YMesh, AMeshOfARadiosityDocumentGoesToItsOwnBuilder)
 {
-    struct { int32_t mode; uint32_t flags; bool has_builder, taken; } const cases[] = {
-        { MODE_RAYTRACE, 0, true, false }, { MODE_RADIOSITY, 0, true, true }, { MODE_RADIOSITY, 0, false, false },
-        { MODE_RADIOSITY, OBJECT_NOT_RADIOSITY, true, false }, { MODE_SIMPLE, 0, true, false } };
+    struct
+    {
+        int32_t mode;
+        uint32_t flags;
+        bool has_builder, taken;
+    } const cases[] = { { MODE_RAYTRACE, 0, true, false }, { MODE_RADIOSITY, 0, true, true },
+        { MODE_RADIOSITY, 0, false, false }, { MODE_RADIOSITY, OBJECT_NOT_RADIOSITY, true, false },
+        { MODE_SIMPLE, 0, true, false } };
     for (const auto& c : cases)
     {
         test::scene s;

@@ -5,8 +5,8 @@
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/frame/render_view.h"
-#include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/picture/projection.h"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
 
 namespace
 {

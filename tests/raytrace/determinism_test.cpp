@@ -34,9 +34,12 @@ document* open_busy_room(int32_t light_model)
     d->focus_distance = 2;
     zr_set_light_model(d, light_model);
     add_box(d, add_look(d, u"walls", {}), { -2, -2, 0 }, { 2, 2, 3 });
-    add_box(d, add_look(d, u"gloss", { { 0.8f, 0.5f, 0.2f }, 0.6f, 0, 1, true, 5 }), { -1.2, 0.4, 0.8 }, { -0.3, 1.2, 1.6 });
-    add_box(d, add_look(d, u"glass", { { 0.9f, 0.9f, 0.9f }, 0.1f, 0.8f, 1.5f, false, 9 }), { 0.1, 0, 0.9 }, { 0.7, 0.5, 1.9 });
-    add_box(d, add_look(d, u"frosted", { { 0.5f, 0.9f, 0.9f }, 0, 0.7f, 1, true, 3 }), { 0.9, 0.4, 1 }, { 1.2, 1.2, 1.8 });
+    add_box(d, add_look(d, u"gloss", { { 0.8f, 0.5f, 0.2f }, 0.6f, 0, 1, true, 5 }), { -1.2, 0.4, 0.8 },
+        { -0.3, 1.2, 1.6 });
+    add_box(d, add_look(d, u"glass", { { 0.9f, 0.9f, 0.9f }, 0.1f, 0.8f, 1.5f, false, 9 }), { 0.1, 0, 0.9 },
+        { 0.7, 0.5, 1.9 });
+    add_box(d, add_look(d, u"frosted", { { 0.5f, 0.9f, 0.9f }, 0, 0.7f, 1, true, 3 }), { 0.9, 0.4, 1 },
+        { 1.2, 1.2, 1.8 });
     for (int i = 0; i < 3; ++i) { add_lamp(d, soft_lamp({ -1.2 + 1.2 * i, -0.6, 2.7 }, 80)); }
     light spot = soft_lamp({ 1.5, -1.5, 2.8 }, 400);
     spot.distribution = DISTRIBUTION_SPOT;
@@ -70,8 +73,13 @@ std::string all_bytes(const image_buffer& i)
 
 TEST(Determinism, PicturesAreTheSameOnEveryRunAndForTwoToEightWorkers)
 {
-    const struct { const char* what; int32_t model; } models[] = {
-        { "fast light", LIGHT_MODEL_FAST }, { "exact light", LIGHT_MODEL_EXACT },
+    const struct
+    {
+        const char* what;
+        int32_t model;
+    } models[] = {
+        { "fast light", LIGHT_MODEL_FAST },
+        { "exact light", LIGHT_MODEL_EXACT },
     };
     std::string pictures[2];
     for (int m = 0; m < 2; ++m)
@@ -91,7 +99,8 @@ TEST(Determinism, PicturesAreTheSameOnEveryRunAndForTwoToEightWorkers)
             const std::string now = all_bytes(*v.image);
             if (first.empty()) { first = now; }
             const auto differing = std::mismatch(first.begin(), first.end(), now.begin(), now.end());
-            EXPECT_TRUE(first == now) << "from byte " << differing.first - first.begin() << " of " << first.size();
+            EXPECT_TRUE(first == now)
+                << "from byte " << differing.first - first.begin() << " of " << first.size();
             EXPECT_EQ(memcmp(&counters, &v.ray_counters, sizeof(counters)), 0);
             EXPECT_GT(v.ray_counters.reflection_rays, 0u);
             EXPECT_GT(v.ray_counters.transmission_rays, 0u);

@@ -3,8 +3,8 @@
 #include "tests/support/ball_object.hpp"
 #include "tests/support/find_table.hpp"
 #include "tests/support/scene.hpp"
-#include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
+#include "zirconlite/search/ray_search.hpp"
 
 namespace
 {
@@ -542,11 +542,12 @@ double mean_lux_at(const test::scene& s, double x, double y)
     return sum * M_PI / 0.5;
 }
 
-/// Lux at (x, 0, 0) of a sphere of `candela` over the origin, by rings of equal solid angle as seen from there.
-/// `lid` stands at height 1 over all x > 0.
+/// Lux at (x, 0, 0) of a sphere of `candela` over the origin, by rings of equal solid angle as seen from
+/// there. `lid` stands at height 1 over all x > 0.
 double sphere_lux(double candela, double height, double radius, double x, bool lid)
 {
-    const double d2 = x * x + height * height, d = std::sqrt(d2), cos_rim = std::sqrt(1.0 - radius * radius / d2);
+    const double d2 = x * x + height * height, d = std::sqrt(d2),
+                 cos_rim = std::sqrt(1.0 - radius * radius / d2);
     const int rings = 400, parts = 800;
     double sum = 0.0;
     for (int i = 0; i < rings; ++i)
@@ -633,7 +634,9 @@ TEST(DirectLight, TheWholeShapeOfALampCountsInTheExactModel)
         ASSERT_TRUE(d.prepare());
         for (const double x : { -0.2, -0.08, -0.05, 0.0, 0.03, 0.09, 0.2 })
         {
-            EXPECT_NEAR(mean_lux_at(d, x, 0), 6250.0 * part_of_disc(-x / 0.1), 6250.0 * 0.06 / std::sqrt(samples)) << x;
+            EXPECT_NEAR(
+                mean_lux_at(d, x, 0), 6250.0 * part_of_disc(-x / 0.1), 6250.0 * 0.06 / std::sqrt(samples))
+                << x;
         }
     }
 }

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/scene.hpp"
-#include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/picture/projection.h"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
 
 namespace
 {

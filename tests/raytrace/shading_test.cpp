@@ -194,7 +194,8 @@ TEST(Fresnel, AgreesWithTheTextbook)
     }
     EXPECT_NEAR(pane_reflectance(1.0, 1.5), 0.08 / 1.04, 1e-12);
     // At 70 degrees the waves are mirrored by 0.29960 and 0.04249, each with a series of its own.
-    EXPECT_NEAR(pane_reflectance(std::cos(70.0 * M_PI / 180.0), 1.5), 0.29960 / 1.29960 + 0.04249 / 1.04249, 1e-5);
+    EXPECT_NEAR(
+        pane_reflectance(std::cos(70.0 * M_PI / 180.0), 1.5), 0.29960 / 1.29960 + 0.04249 / 1.04249, 1e-5);
 }
 
 TEST(Fresnel, IsOneLawForTheEyesAndTheLightsRays)

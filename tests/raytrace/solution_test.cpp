@@ -14,11 +14,12 @@ struct fixed_solution
 {
     fixed_solution()
     {
-        solution.look_up = [](const document&, const surface&, ray&, float out[3], uint32_t lights, const vector3*)
+        solution.look_up =
+            [](const document&, const surface&, ray&, float out[3], uint32_t lights, const vector3*)
         {
-            const float light = (lights & solution_direct ? 10.0f : 0.0f) + (lights & solution_indirect ? 5.0f : 0.0f) +
-                                (lights & solution_ambient ? 2.0f : 0.0f) -
-                                (lights & solution_without_sun ? 1.0f : 0.0f);
+            const float light =
+                (lights & solution_direct ? 10.0f : 0.0f) + (lights & solution_indirect ? 5.0f : 0.0f) +
+                (lights & solution_ambient ? 2.0f : 0.0f) - (lights & solution_without_sun ? 1.0f : 0.0f);
             std::fill_n(out, 3, light);
         };
     }
@@ -28,7 +29,8 @@ struct fixed_solution
 /// A floor whose faces take part in radiosity, and a lamp 2 metres above it.
 struct solved_scene : test::scene
 {
-    solved_scene(int32_t light_model, uint32_t flags, bool has_lamp, bool has_distant, bool has_sun, bool covered)
+    solved_scene(
+        int32_t light_model, uint32_t flags, bool has_lamp, bool has_distant, bool has_sun, bool covered)
         : test::scene(light_model)
     {
         test::mesh floor;
@@ -84,8 +86,10 @@ TEST(Solution, GivesTheLightThatRaysDoNot)
         { "with their shadows", MODE_RADIOSITY, 0, 0, true, true, true, true, 16.0 },
         { "direct light by rays", MODE_RADIOSITY, 0, RENDER_DIRECT_OVER_SOLUTION, true, true, true, false,
             7.0 + of_lamp + of_distant },
-        { "direct light by rays, in shadow", MODE_RADIOSITY, 0, RENDER_DIRECT_OVER_SOLUTION, true, true, true, true, 7.0 },
-        { "an object without a solution", MODE_RADIOSITY, OBJECT_NOT_RADIOSITY, 0, true, true, false, false, of_lamp },
+        { "direct light by rays, in shadow", MODE_RADIOSITY, 0, RENDER_DIRECT_OVER_SOLUTION, true, true, true,
+            true, 7.0 },
+        { "an object without a solution", MODE_RADIOSITY, OBJECT_NOT_RADIOSITY, 0, true, true, false, false,
+            of_lamp },
         { "no solver", MODE_RADIOSITY, 0, 0, false, true, false, false, of_lamp },
         { "another mode", MODE_RAYTRACE, 0, 0, true, true, false, false, of_lamp },
     };

@@ -12,10 +12,10 @@
 #include "tests/support/search_paths.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/frame/window.h"
-#include "zirconlite/search/ray_search.hpp"
-#include "zirconlite/search/voxel_grid.hpp"
 #include "zirconlite/platform/heap.hpp"
 #include "zirconlite/platform/threads.hpp"
+#include "zirconlite/search/ray_search.hpp"
+#include "zirconlite/search/voxel_grid.hpp"
 
 namespace
 {
@@ -234,8 +234,9 @@ TEST(SearchBuild, TheHostsMessagesAreServedOnItsThreadDuringABuild)
     ASSERT_TRUE(s.add(m));
     served = 0;
     std::thread::id own = std::this_thread::get_id();
-    zr_install_message_pump(
-        [](void* context) { served += *static_cast<std::thread::id*>(context) == std::this_thread::get_id(); }, &own);
+    zr_install_message_pump([](void* context)
+        { served += *static_cast<std::thread::id*>(context) == std::this_thread::get_id(); },
+        &own);
     EXPECT_TRUE(zr_build_voxel_grid(s.doc));
     zr_install_message_pump(nullptr, nullptr);
     EXPECT_GE(served, 3);

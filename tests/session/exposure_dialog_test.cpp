@@ -5,10 +5,10 @@
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/error.h"
-#include "zirconlite/frame/window.h"
 #include "zirconlite/frame/job_state.hpp"
-#include "zirconlite/raytrace/solution.hpp"
+#include "zirconlite/frame/window.h"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/raytrace/solution.hpp"
 
 namespace
 {
@@ -69,16 +69,67 @@ TEST(ExposureDialog, TakesCancelsAndLocks)
     };
     const std::string before = exposed().values();
     const std::string changed = "1 5.000000 0.600000 0.000000 1.500000";
-    struct { const char* what; exposure_user::acts act; std::string after; } const cases[] = {
-        { "held to the ranges", [&](zr_exposure_dialog& d) { change(d); return 1; }, changed },
-        { "cancelled", [&](zr_exposure_dialog& d) { change(d); return 0; }, before },
-        { "cancelled after it was applied", [&](zr_exposure_dialog& d) { change(d); d.apply(&d); return 0; }, before },
-        { "the defaults", [&](zr_exposure_dialog& d) { change(d); d.reset(&d); return 1; },
+    struct
+    {
+        const char* what;
+        exposure_user::acts act;
+        std::string after;
+    } const cases[] = {
+        { "held to the ranges",
+            [&](zr_exposure_dialog& d)
+            {
+                change(d);
+                return 1;
+            },
+            changed },
+        { "cancelled",
+            [&](zr_exposure_dialog& d)
+            {
+                change(d);
+                return 0;
+            },
+            before },
+        { "cancelled after it was applied",
+            [&](zr_exposure_dialog& d)
+            {
+                change(d);
+                d.apply(&d);
+                return 0;
+            },
+            before },
+        { "the defaults",
+            [&](zr_exposure_dialog& d)
+            {
+                change(d);
+                d.reset(&d);
+                return 1;
+            },
             "1 0.000000 0.500000 1.000000 0.900000" },
-        { "locked: nothing else is taken", [&](zr_exposure_dialog& d) { d.locked = 1; change(d); return 1; },
+        { "locked: nothing else is taken",
+            [&](zr_exposure_dialog& d)
+            {
+                d.locked = 1;
+                change(d);
+                return 1;
+            },
             "0 locked 0.250000 0.600000 2.000000 0.500000" },
-        { "locked: no reset", [&](zr_exposure_dialog& d) { d.locked = 1; d.reset(&d); d.locked = 0; return 1; }, before },
-        { "a lock that was cancelled", [&](zr_exposure_dialog& d) { d.locked = 1; d.apply(&d); return 0; }, before },
+        { "locked: no reset",
+            [&](zr_exposure_dialog& d)
+            {
+                d.locked = 1;
+                d.reset(&d);
+                d.locked = 0;
+                return 1;
+            },
+            before },
+        { "a lock that was cancelled",
+            [&](zr_exposure_dialog& d)
+            {
+                d.locked = 1;
+                d.apply(&d);
+                return 0;
+            },
+            before },
     };
     for (const auto& c : cases)
     {
@@ -111,7 +162,13 @@ TEST(ExposureDialog, AChangedAmbientGainReachesTheSolutionAndThePreview)
         preview.view_flags = VIEW_TONE_VALID;
         preview.exposure_flags = EXPOSURE_LOCKED;
         ambient_updates = 0;
-        const exposure_user user([](zr_exposure_dialog& d) { EXPECT_TRUE(d.has_ambient_gain); d.ambient_gain = 1.5; return 1; });
+        const exposure_user user(
+            [](zr_exposure_dialog& d)
+            {
+                EXPECT_TRUE(d.has_ambient_gain);
+                d.ambient_gain = 1.5;
+                return 1;
+            });
         EXPECT_EQ(zr_adjust_exposure(nullptr, s.doc, 0, &s.view, &preview), 1);
         EXPECT_EQ(ambient_updates, iterations ? 1 : 0);
         EXPECT_EQ((preview.view_flags & VIEW_TONE_VALID) == 0, iterations != 0);
@@ -121,7 +178,12 @@ TEST(ExposureDialog, AChangedAmbientGainReachesTheSolutionAndThePreview)
     exposed s;
     render_view& preview = s.doc->views[0];
     preview.world_luminance = 50.0;
-    const exposure_user user([](zr_exposure_dialog& d) { d.brightness = 1.0f; return 1; });
+    const exposure_user user(
+        [](zr_exposure_dialog& d)
+        {
+            d.brightness = 1.0f;
+            return 1;
+        });
     EXPECT_EQ(zr_adjust_exposure(nullptr, s.doc, 1, &s.view, &preview), 1);
     EXPECT_EQ(preview.brightness, 1.0f);
     EXPECT_EQ(preview.world_luminance, 0.0) << "measured anew: its window is empty";

@@ -9,9 +9,9 @@
 #include <string>
 
 #include "tests/support/scene.hpp"
+#include "zirconlite/environment/environment_settings.h"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/frame/memory.h"
-#include "zirconlite/environment/environment_settings.h"
 #include "zirconlite/lighting/sun_sky.h"
 
 namespace
@@ -137,7 +137,14 @@ TEST(SettingsFiles, EnvironmentsComeBackFieldByField)
 TEST(SettingsFiles, LinesThatAreNotWholeLeaveTheirFields)
 {
     const std::u16string tail(600, u'x');
-    struct { const char* what; std::u16string body; uint32_t flags; double north; std::u16string place; } const cases[] = {
+    struct
+    {
+        const char* what;
+        std::u16string body;
+        uint32_t flags;
+        double north;
+        std::u16string place;
+    } const cases[] = {
         { "one key", u"FLAGS=2\n#END", 2, 9.0, u"old" },
         { "no end", u"NORTH=1.5", 0, 1.5, u"old" },
         { "behind the end", u"#END\nNORTH=1.5", 0, 9.0, u"old" },
@@ -147,8 +154,8 @@ TEST(SettingsFiles, LinesThatAreNotWholeLeaveTheirFields)
         { "no number", u"NORTH=east\nFLAGS=nan\n", 0, 9.0, u"old" },
         { "empty pieces", u"=\t=NORTH==\t1.5\n", 0, 1.5, u"old" },
         { "unknown and lower-case keys", u"north=1\nNORTHWEST=2\n NORTH=3\n", 0, 9.0, u"old" },
-        { "the tail of a long line is neither key nor end", u"X=" + tail + u"NORTH=1\n" + tail + u"#END\nNORTH=2\n", 0,
-            2.0, u"old" },
+        { "the tail of a long line is neither key nor end",
+            u"X=" + tail + u"NORTH=1\n" + tail + u"#END\nNORTH=2\n", 0, 2.0, u"old" },
         { "numbers as others write them", u"NORTH= +1.5e0 degrees\r\nFLAGS=2.9\r\n", 2, 1.5, u"old" },
         { "too large for the field", u"FLAGS=1e30\n", 0, 9.0, u"old" },
     };
@@ -179,7 +186,12 @@ TEST(SettingsFiles, APathThatIsTooLongIsRefused)
 
 TEST(SettingsFiles, HeadsTellTheKind)
 {
-    struct { const char* what; std::u16string text; int32_t kind; } const cases[] = {
+    struct
+    {
+        const char* what;
+        std::u16string text;
+        int32_t kind;
+    } const cases[] = {
         { "sun", u"#ZR3 SUNSKY\n", SETTINGS_SUN_SKY },
         { "the first 11 characters", u"#ZR3 ENVIROxyz\n", SETTINGS_ENVIRONMENT },
         { "exposure needs all", u"#ZR3 EXPOSUR\n", 0 },
@@ -209,7 +221,14 @@ TEST(SettingsFiles, AnExposureIsOneLineOfSixValues)
     ASSERT_EQ(save_exposure_config_info(text.file, s.doc, &s.view), 1);
     EXPECT_EQ(text.text(), u"#ZR3 EXPOSURE\n1.500000\t0.250000\t0.500000\t7.000000\t2.000000\t1\n#END");
 
-    struct { const char* what; std::u16string body; int32_t result; float brightness; int32_t method; } const cases[] = {
+    struct
+    {
+        const char* what;
+        std::u16string body;
+        int32_t result;
+        float brightness;
+        int32_t method;
+    } const cases[] = {
         { "whole", u"2\t0.5\t1\t9\t1\t0\n#END", 1, 2.0f, 0 },
         { "the last line counts", u"2\t0.5\t1\t9\t1\t0\n3\t0.5\t1\t9\t1\t1\n", 1, 3.0f, 1 },
         { "a value is missing", u"2\t0.5\t1\t9\t1\n#END", 0, 2.0f, 1 },

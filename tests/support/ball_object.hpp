@@ -10,13 +10,13 @@
 #include <limits>
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/search/grid_insertion.hpp"
 #include "zirconlite/geometry/object_table.hpp"
+#include "zirconlite/geometry/ray.h"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/material.h"
-#include "zirconlite/geometry/ray.h"
 #include "zirconlite/materials/surface.h"
+#include "zirconlite/search/grid_insertion.hpp"
 
 namespace test
 {

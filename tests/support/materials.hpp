@@ -4,11 +4,11 @@
 
 #include <random>
 
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/module_state.hpp"
-#include "zirconlite/materials/material.h"
-#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/ray.h"
+#include "zirconlite/materials/material.h"
 #include "zirconlite/materials/surface.h"
 
 namespace test

@@ -11,19 +11,19 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/error.h"
-#include "zirconlite/meshes/mesh_build.h"
-#include "zirconlite/search/voxel_grid.h"
+#include "zirconlite/jobs/render_job.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/materials/material.h"
+#include "zirconlite/meshes/mesh_build.h"
 #include "zirconlite/picture/image_buffer.h"
 #include "zirconlite/picture/output.h"
 #include "zirconlite/picture/projection.h"
-#include "zirconlite/jobs/render_job.h"
+#include "zirconlite/search/voxel_grid.h"
 
 struct room_look
 {
     float color[3] = { 0.6f, 0.6f, 0.6f };
-    float mirror = 0;       ///< share of the light that is mirrored
+    float mirror = 0; ///< share of the light that is mirrored
     float transparency = 0;
     float ior = 1;
     bool glossy = false;
@@ -139,8 +139,9 @@ inline document* open_room(int32_t width, int32_t height)
     document* d = zr_open_document();
     set_room_settings(d);
     EXPECT_EQ(add_box(d, add_look(d, u"walls", {}), { -2, -2, 0 }, { 2, 2, 3 }), 1);
-    EXPECT_EQ(add_box(d, add_look(d, u"block", { { 0.8f, 0.2f, 0.1f }, 0.3f, 0, 1, false, 7 }), { -0.5, 0.2, 0.6 },
-                  { 0.5, 1.2, 1.4 }), 1);
+    EXPECT_EQ(add_box(d, add_look(d, u"block", { { 0.8f, 0.2f, 0.1f }, 0.3f, 0, 1, false, 7 }),
+                  { -0.5, 0.2, 0.6 }, { 0.5, 1.2, 1.4 }),
+        1);
     EXPECT_EQ(add_lamp(d, lamp_at({ 0.6, -0.5, 2.5 }, 200)), 1);
     EXPECT_EQ(zr_build_voxel_grid(d), 1);
     EXPECT_EQ(set_room_view(d, width, height), 1);

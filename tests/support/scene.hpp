@@ -9,18 +9,18 @@
 #include <vector>
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/meshes/mesh_build.h"
-#include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/search/voxel_grid.h"
-#include "zirconlite/meshes/y_mesh.h"
-#include "zirconlite/lighting/light.h"
-#include "zirconlite/materials/material.h"
-#include "zirconlite/raytrace/direct_light.hpp"
-#include "zirconlite/raytrace/emission_setup.h"
 #include "zirconlite/frame/jitter.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/jobs/render_job.h"
+#include "zirconlite/lighting/light.h"
+#include "zirconlite/materials/material.h"
+#include "zirconlite/meshes/mesh_build.h"
+#include "zirconlite/meshes/y_mesh.h"
+#include "zirconlite/raytrace/direct_light.hpp"
+#include "zirconlite/raytrace/emission_setup.h"
 #include "zirconlite/raytrace/shading.hpp"
+#include "zirconlite/search/voxel_grid.h"
 
 namespace test
 {

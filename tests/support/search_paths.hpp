@@ -2,8 +2,8 @@
 /// The ways in which hits can be found: either structure, with vectors or without. All give the same hits.
 #pragma once
 
-#include "zirconlite/search/search_structure.h"
 #include "zirconlite/platform/processor.hpp"
+#include "zirconlite/search/search_structure.h"
 
 namespace test
 {

@@ -34,8 +34,9 @@ struct started_library : testing::Environment
         void* loaded = dlopen(HOST_MODULE_FILE, RTLD_NOW | RTLD_NOLOAD);
         the_host_record = static_cast<host_record*>(dlsym(loaded, "the_host"));
         const std::u16string texts = std::filesystem::path(ZIRCONLITE_SOURCE_DIR "/resources/").u16string();
-        ASSERT_EQ(zr_init_ex(texts.c_str(), nullptr, nullptr, module, texts.c_str(), texts.c_str(), texts.c_str(),
-                      gl_version), 1u);
+        ASSERT_EQ(zr_init_ex(texts.c_str(), nullptr, nullptr, module, texts.c_str(), texts.c_str(),
+                      texts.c_str(), gl_version),
+            1u);
         told_at_start = the_host_record->messages[0];
     }
 

@@ -12,9 +12,9 @@ ZR_EXTERN_C_BEGIN
  *  repaint at most. */
 typedef struct progress_bar
 {
-    double fraction;       /**< 0 to 1 */
-    char16_t text[64];     /**< such as "42%", ended by 0 */
-    zr_handle bar_window;  /**< window that shows the bar; NULL none */
+    double fraction;        /**< 0 to 1 */
+    char16_t text[64];      /**< such as "42%", ended by 0 */
+    zr_handle bar_window;   /**< window that shows the bar; NULL none */
     int32_t client_rect[4]; /**< left, top, right, bottom of the bar's drawing area, pixels */
 } progress_bar;
 

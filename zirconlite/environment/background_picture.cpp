@@ -62,7 +62,8 @@ bool make_key(const environment& record, prepared_environment& made)
     key->tolerance = unit(record.mask_range);
     key->feather = unit(record.mask_blur);
     zr_update_mat_key(key);
-    key->tolerance_byte = static_cast<int32_t>(key->tolerance * 255.0 + 0.5); // rounded here, unlike a material's
+    key->tolerance_byte =
+        static_cast<int32_t>(key->tolerance * 255.0 + 0.5); // rounded here, unlike a material's
     return true;
 }
 
@@ -89,7 +90,8 @@ bool has_extent(const environment& record, const prepared_environment& made)
 {
     if (record.image_projection == projection_planar)
     {
-        const bool is_scaled = made.inverse_planar_scale[0] < no_scale && made.inverse_planar_scale[1] < no_scale;
+        const bool is_scaled =
+            made.inverse_planar_scale[0] < no_scale && made.inverse_planar_scale[1] < no_scale;
         return (record.image_flags & BACKGROUND_FIT) || is_scaled;
     }
     const bool by_sine = record.image_projection == projection_cylindrical;
@@ -97,7 +99,10 @@ bool has_extent(const environment& record, const prepared_environment& made)
     return height < no_scale && made.inverse_azimuth_span < no_scale;
 }
 
-bool is_tiled(const environment& record) { return (record.image_flags & BACKGROUND_TILE) != 0; }
+bool is_tiled(const environment& record)
+{
+    return (record.image_flags & BACKGROUND_TILE) != 0;
+}
 
 /// A coordinate within one tile; every second tile is flipped where tiles are mirrored.
 double wrapped(const environment& record, double s)
@@ -108,9 +113,13 @@ double wrapped(const environment& record, double s)
     return flip ? 1.0 - f : f;
 }
 
-bool in_unit(double s) { return s >= 0.0 && s < 1.0; }
+bool in_unit(double s)
+{
+    return s >= 0.0 && s < 1.0;
+}
 
-bool planar_place(const environment& record, const prepared_environment& made, const ray* seen_by, double uv[2])
+bool planar_place(
+    const environment& record, const prepared_environment& made, const ray* seen_by, double uv[2])
 {
     if (!seen_by || (seen_by->kind != RAY_PRIMARY && seen_by->kind != RAY_TRANSMITTED)) { return false; }
     for (int i = 0; i < 2; ++i)
@@ -157,7 +166,8 @@ void release_background_picture(prepared_environment& made)
     made.image_bitmap = nullptr;
 }
 
-void prepare_background_picture(const environment& record, const render_view& view, prepared_environment& made)
+void prepare_background_picture(
+    const environment& record, const render_view& view, prepared_environment& made)
 {
     release_background_picture(made);
     made.image_bitmap = load_picture(record);
@@ -166,7 +176,10 @@ void prepare_background_picture(const environment& record, const render_view& vi
     {
         made.inverse_view_size[0] = view.width > 0 ? 1.0 / view.width : 0.0;
         made.inverse_view_size[1] = view.height > 0 ? 1.0 / view.height : 0.0;
-        for (int i = 0; i < 2; ++i) { made.inverse_planar_scale[i] = inverse_scale(record.image_planar_scale[i]); }
+        for (int i = 0; i < 2; ++i)
+        {
+            made.inverse_planar_scale[i] = inverse_scale(record.image_planar_scale[i]);
+        }
     }
     else if (record.image_projection == projection_cylindrical)
     {
@@ -175,8 +188,8 @@ void prepare_background_picture(const environment& record, const render_view& vi
     else { prepare_angles(made, record.image_spherical_angles, false); }
 }
 
-double background_picture(const environment& record, const prepared_environment& made, const vector3& direction,
-    const ray* seen_by, float rgb[3])
+double background_picture(const environment& record, const prepared_environment& made,
+    const vector3& direction, const ray* seen_by, float rgb[3])
 {
     const auto* picture = static_cast<const bitmap*>(made.image_bitmap);
     const auto* key = static_cast<const mat_key*>(made.image_key);

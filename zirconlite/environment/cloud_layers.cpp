@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/environment/clouds.hpp"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/sun_sky.h"
 #include "zirconlite/materials/noise.h"
 
@@ -37,7 +37,10 @@ struct cloud_hit
     const cloud_ellipsoid* ellipsoid;
 };
 
-vector3 center_of(const cloud_ellipsoid& e) { return { e.center[0], e.center[1], e.center[2] }; }
+vector3 center_of(const cloud_ellipsoid& e)
+{
+    return { e.center[0], e.center[1], e.center[2] };
+}
 
 /// The near root of the ray with an ellipsoid; false when it lies outside [t0, t1] and the ray's own limits.
 bool near_root(const cloud_ellipsoid& e, const cloud_ray& r, double t0, double t1, double& t)
@@ -50,7 +53,10 @@ bool near_root(const cloud_ellipsoid& e, const cloud_ray& r, double t0, double t
     // The near root lies before the middle of the chord, by less than the longest half chord there is. Most
     // ellipsoids of a column are entered in another one; these two tests, with room for rounding, find them.
     const double before = -half_b - t0 * a, behind = -half_b - t1 * a, room = 1e-9 * std::fabs(half_b);
-    if (before < -room || (behind > room && (behind - room) * (behind - room) > a * (1.0 + 1e-9))) { return false; }
+    if (before < -room || (behind > room && (behind - room) * (behind - room) > a * (1.0 + 1e-9)))
+    {
+        return false;
+    }
     const double b = 2.0 * half_b;
     const double c = A * o.x * o.x + B * o.y * o.y + C * o.z * o.z - 1.0;
     const double root = b * b - 4.0 * a * c;
@@ -69,8 +75,9 @@ double thickness_at(const cloud_ellipsoid& e, double z)
     return 1.0 - s;
 }
 
-/// The opacity of a density of `smooth` and half the turbulence of 5 octaves at a point: thin edges vanish, the rest
-/// is solid. Ends as soon as the octaves that are left, each between plus and minus half its weight, change nothing.
+/// The opacity of a density of `smooth` and half the turbulence of 5 octaves at a point: thin edges vanish,
+/// the rest is solid. Ends as soon as the octaves that are left, each between plus and minus half its weight,
+/// change nothing.
 double opacity_of(double smooth, const vector3& at)
 {
     constexpr int octaves = 5;
@@ -213,7 +220,10 @@ void cumulus(cloud_ray& r)
     {
         walk_axis& w = axes[axes[0].next < axes[1].next ? 0 : 1];
         const cloud_cell_node* list = e.cells[axes[0].cell * cloud_cells + axes[1].cell];
-        if (list && w.next >= r.t_min && cumulus_cell(r, list, t, w.next) && r.transmission == 0.0) { return; }
+        if (list && w.next >= r.t_min && cumulus_cell(r, list, t, w.next) && r.transmission == 0.0)
+        {
+            return;
+        }
         w.cell += w.sign;
         if (w.cell < 0 || w.cell >= cloud_cells) { return; }
         t = w.next;
@@ -267,17 +277,18 @@ void cirrus(cloud_ray& r)
 
 } // namespace
 
-double clouds(const document& document, const environment& record, const prepared_environment& made, const ray& ray,
-    float rgb[3])
+double clouds(const document& document, const environment& record, const prepared_environment& made,
+    const ray& ray, float rgb[3])
 {
     if (!clouds_are_active(document)) { return 0.0; }
-    const vector3 shift = { made.cloud_world_offset[0], made.cloud_world_offset[1], made.cloud_world_offset[2] };
+    const vector3 shift = { made.cloud_world_offset[0], made.cloud_world_offset[1],
+        made.cloud_world_offset[2] };
     const bool has_sun = document.sun_sky && (document.sun_sky_flags & SUN_SKY_SUN_MASK);
     const vector3 direction = transform_vector(made.cloud_matrix, ray.direction);
     cloud_ray r = { record, made, has_sun ? document.sun_sky : nullptr,
         transform_vector(made.cloud_matrix, ray.origin - shift), direction, ray_reciprocal(direction),
-        { direction.x * direction.x, direction.y * direction.y, direction.z * direction.z }, ray.t_min, ray.t_max,
-        {}, 1.0 };
+        { direction.x * direction.x, direction.y * direction.y, direction.z * direction.z }, ray.t_min,
+        ray.t_max, {}, 1.0 };
     if (record.cloud_flags & CLOUDS_CUMULUS) { cumulus(r); }
     if ((record.cloud_flags & CLOUDS_CIRRUS) && r.transmission != 0.0) { cirrus(r); }
     for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(r.radiance[i]); }

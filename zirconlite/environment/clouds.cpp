@@ -1,6 +1,6 @@
 /// @file
-/// Preparation: the ellipsoids of the cumulus, drawn from the runtime's random numbers, and the lists of the columns
-/// that they reach into.
+/// Preparation: the ellipsoids of the cumulus, drawn from the runtime's random numbers, and the lists of the
+/// columns that they reach into.
 #include "zirconlite/environment/clouds.hpp"
 
 #include <algorithm>
@@ -119,7 +119,8 @@ void set_box(prepared_environment& e, const drawn_cloud* drawn, int32_t n)
 }
 
 /// How many of the clouds find room in the lists, and the length of each cell's list.
-int32_t count_entries(const prepared_environment& e, const drawn_cloud* drawn, int32_t n, uint32_t* in_cell, size_t* all)
+int32_t count_entries(
+    const prepared_environment& e, const drawn_cloud* drawn, int32_t n, uint32_t* in_cell, size_t* all)
 {
     *all = 0;
     for (int32_t i = 0; i < n; ++i)
@@ -153,8 +154,8 @@ bool build_lists(prepared_environment& e, const drawn_cloud* drawn, int32_t n)
         e.cells[c] = in_cell[c] ? nodes : nullptr;
         nodes += in_cell[c];
     }
-    // The newest stands first in the list of all; entering them from there on, each in front of its cells' lists,
-    // leaves the oldest first in a cell.
+    // The newest stands first in the list of all; entering them from there on, each in front of its cells'
+    // lists, leaves the oldest first in a cell.
     for (int32_t i = 0; i < n; ++i)
     {
         cloud_ellipsoid* made = &ellipsoids[n - 1 - i];

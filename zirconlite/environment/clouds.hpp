@@ -1,6 +1,6 @@
 /// @file
-/// The clouds of an environment: cumulus, which are ellipsoids scattered over a box high above the scene, and a
-/// layer of cirrus.
+/// The clouds of an environment: cumulus, which are ellipsoids scattered over a box high above the scene, and
+/// a layer of cirrus.
 #pragma once
 
 #include "zirconlite/environment/prepared_environment.hpp"
@@ -16,13 +16,14 @@ inline constexpr size_t cloud_entry_limit = 4000000;
 /// Whether clouds take part in a document's environments.
 bool clouds_are_active(const document& document);
 
-/// Works out the clouds of a record; whether they are active. Lists are in the order of creation. On one thread.
+/// Works out the clouds of a record; whether they are active. Lists are in the order of creation. On one
+/// thread.
 bool clouds_prepare(const document& document, const environment& record, prepared_environment& made);
 
-/// Colour and coverage, 0 to 1, of the clouds before a ray; no coverage leaves `rgb` alone where clouds are not
-/// active. Any thread.
-double clouds(const document& document, const environment& record, const prepared_environment& made, const ray& ray,
-    float rgb[3]);
+/// Colour and coverage, 0 to 1, of the clouds before a ray; no coverage leaves `rgb` alone where clouds are
+/// not active. Any thread.
+double clouds(const document& document, const environment& record, const prepared_environment& made,
+    const ray& ray, float rgb[3]);
 
 /// Frees the ellipsoids and their cells.
 void release_clouds(prepared_environment& made);

@@ -6,9 +6,9 @@
 #include "zirconlite/environment/background_picture.hpp"
 #include "zirconlite/environment/clouds.hpp"
 #include "zirconlite/environment/environment_map.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/picture/gamma_tables.hpp"
-#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/picture/tone.h"
 
 namespace zr
@@ -32,21 +32,23 @@ struct painted_sky
 };
 constexpr painted_sky painted_skies[] = {
     { 0.25, { { 0.5, 0.25, 0.0 }, { 0.02f, 0.53f, 0.999f, 0.23f, 0.76f, 0.999f, 0.44f, 0.999f, 0.999f } } },
-    { 0.65,
-        { { 0.42, 0.1767, -0.26 },
-            { 0.68f, 0.8994f, 0.9239f, 0.5096f, 0.6193f, 0.6361f, 0.3392f, 0.3392f, 0.3392f } } },
-    { 1.0,
-        { { 0.42, 0.1767, -0.26 },
-            { 0.8277f, 0.8277f, 0.8277f, 0.5835f, 0.5835f, 0.5835f, 0.3392f, 0.3392f, 0.3392f } } },
+    { 0.65, { { 0.42, 0.1767, -0.26 },
+                { 0.68f, 0.8994f, 0.9239f, 0.5096f, 0.6193f, 0.6361f, 0.3392f, 0.3392f, 0.3392f } } },
+    { 1.0, { { 0.42, 0.1767, -0.26 },
+               { 0.8277f, 0.8277f, 0.8277f, 0.5835f, 0.5835f, 0.5835f, 0.3392f, 0.3392f, 0.3392f } } },
 };
 constexpr int cloudiest_sky = 2;
-/// At the horizon the clear sky of the first row turns from blue to cyan. The exact model keeps its hue and pales it.
+/// At the horizon the clear sky of the first row turns from blue to cyan. The exact model keeps its hue and
+/// pales it.
 constexpr gradient_stops clear_sky = { { 0.5, 0.25, 0.0 },
     { 0.02f, 0.53f, 0.999f, 0.23f, 0.72f, 0.999f, 0.44f, 0.82f, 0.999f } };
 
 void blend(const float a[3], const float b[3], double share_of_a, float out[3])
 {
-    for (int i = 0; i < 3; ++i) { out[i] = static_cast<float>(a[i] * share_of_a + b[i] * (1.0 - share_of_a)); }
+    for (int i = 0; i < 3; ++i)
+    {
+        out[i] = static_cast<float>(a[i] * share_of_a + b[i] * (1.0 - share_of_a));
+    }
 }
 
 void gradient(const double sines[3], const float colors[9], double z, float out[3])
@@ -77,7 +79,10 @@ bool sky_color(const document& document, double z, float rgb[3])
     std::fill_n(rgb, 3, 0.0f);
     if (!sun && !(document.environment_flags & ENVIRONMENT_SKY_WITHOUT_SUN)) { return false; }
     int row = 0;
-    while (sun && row < cloudiest_sky && document.sun_sky->cloudiness > painted_skies[row].cloudiest) { ++row; }
+    while (sun && row < cloudiest_sky && document.sun_sky->cloudiness > painted_skies[row].cloudiest)
+    {
+        ++row;
+    }
     const bool keeps_hue = row == 0 && document.light_model == LIGHT_MODEL_EXACT;
     const gradient_stops& stops = keeps_hue ? clear_sky : painted_skies[row].stops;
     gradient(stops.sines, stops.colors, z, rgb);
@@ -93,7 +98,8 @@ bool shows_sky(const environment& record)
 }
 
 /// The linear colour that `record` shows in a direction, before clouds and pictures.
-bool background_color(const document& document, const environment& record, const vector3& direction, float rgb[3])
+bool background_color(
+    const document& document, const environment& record, const vector3& direction, float rgb[3])
 {
     switch (record.mode)
     {
@@ -134,7 +140,8 @@ void add_clouds(const document& document, const environment& record, const ray& 
     float color[3];
     const double a = clouds(document, record, prepared_of(document, record), ray, color);
     if (!(a > 0.0)) { return; }
-    // The color comes with its coverage in it. The fast model weighs it so once more, which gives clouds grey rims.
+    // The color comes with its coverage in it. The fast model weighs it so once more, which gives clouds grey
+    // rims.
     const double weight = document.light_model == LIGHT_MODEL_EXACT ? a : a * a;
     for (int i = 0; i < 3; ++i) { c[i] = static_cast<float>(c[i] * (1.0 - a * a) + color[i] * weight); }
 }
@@ -144,8 +151,8 @@ double kept_under_hdr(const environment& record)
     return record.hdr_opacity > 0.0f ? std::min(double(record.hdr_opacity), 1.0) : 0.0;
 }
 
-/// In the fast model the picture's light takes the ray's weight here and, with the rest, once more: it is darker in
-/// mirrors than in the open. The exact model weighs it once.
+/// In the fast model the picture's light takes the ray's weight here and, with the rest, once more: it is
+/// darker in mirrors than in the open. The exact model weighs it once.
 void add_hdr(const document& document, const environment& record, const ray& ray, float c[3])
 {
     float h[3];
@@ -181,8 +188,8 @@ void prepare_gradient(const environment& record, prepared_environment& made)
     {
         made.gradient_colors[i] = record.color0[i];
         made.gradient_colors[3 + i] = record.mode == ENVIRONMENT_GRADIENT_3
-                                            ? record.color2[i]
-                                            : 0.5f * (record.color0[i] + record.color1[i]);
+                                          ? record.color2[i]
+                                          : 0.5f * (record.color0[i] + record.color1[i]);
         made.gradient_colors[6 + i] = record.color1[i];
     }
 }
@@ -206,8 +213,8 @@ double haze_share(const document& document, const ray& ray)
 
 } // namespace
 
-bool surrounding_color(const document& document, const environment& record, const vector3& direction, double white,
-    float rgb[3], double* luminance_scale)
+bool surrounding_color(const document& document, const environment& record, const vector3& direction,
+    double white, float rgb[3], double* luminance_scale)
 {
     const shown_parts shown = parts_of(document, record);
     bool any = background_color(document, record, direction, rgb);
@@ -244,7 +251,8 @@ bool surrounding_color(const document& document, const environment& record, cons
 const prepared_environment& prepared_of(const document& document, const environment& record)
 {
     static constexpr prepared_environment nothing = {};
-    const prepared_environment* made = document.prepared_environments[&record == &document.reflected_environment];
+    const prepared_environment* made =
+        document.prepared_environments[&record == &document.reflected_environment];
     return made ? *made : nothing;
 }
 

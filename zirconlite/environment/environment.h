@@ -35,11 +35,11 @@ enum
     CLOUDS_CIRRUS_HORIZON = 0x4 /**< the cirrus also closes the band near and below the horizon */
 };
 
-/** One surrounding. All zero on opening: the sky, which is black while no sun takes part. Plain values: a host may
- *  copy, save and restore the record; what renders derive from it is kept elsewhere. */
+/** One surrounding. All zero on opening: the sky, which is black while no sun takes part. Plain values: a
+ * host may copy, save and restore the record; what renders derive from it is kept elsewhere. */
 typedef struct environment
 {
-    int32_t mode; /**< an environment_mode */
+    int32_t mode;                          /**< an environment_mode */
     float color0[3], color1[3], color2[3]; /**< top, bottom, middle; linear, 0 to 1 */
     double angle0, angle1, angle2;         /**< altitudes of the stops top, middle, bottom, radians */
     uint32_t image_flags;                  /**< BACKGROUND_* bits */
@@ -52,21 +52,21 @@ typedef struct environment
     float image_planar_scale[2], image_planar_offset[2]; /**< fractions of the view */
     float image_cylindrical_angles[4]; /**< top and bottom altitude, centre azimuth, azimuth span, radians */
     float image_spherical_angles[4];   /**< the same for the spherical projection */
-    uint32_t cloud_flags;   /**< CLOUDS_* bits */
+    uint32_t cloud_flags;              /**< CLOUDS_* bits */
     int32_t cloud_seed;
-    float cloud_rotation;   /**< radians about the vertical */
-    float cloud_offset[3];  /**< fractions of the cloud box */
-    float cu_color[3];      /**< tint of the cumulus */
-    float cu_scale[3];      /**< size of the cumulus along x, y, z */
-    float cu_scale_v;       /**< variation of the size, 0 to 1 */
-    int32_t cu_number;      /**< count of ellipsoids */
-    float ci_color[3];      /**< tint of the cirrus */
-    float ci_scale[3];      /**< size of its pattern; x and y are used */
+    float cloud_rotation;  /**< radians about the vertical */
+    float cloud_offset[3]; /**< fractions of the cloud box */
+    float cu_color[3];     /**< tint of the cumulus */
+    float cu_scale[3];     /**< size of the cumulus along x, y, z */
+    float cu_scale_v;      /**< variation of the size, 0 to 1 */
+    int32_t cu_number;     /**< count of ellipsoids */
+    float ci_color[3];     /**< tint of the cirrus */
+    float ci_scale[3];     /**< size of its pattern; x and y are used */
     float ci_density, ci_transparency, ci_horizon;
     render_view* hdr_view; /**< a picture of the whole surrounding; NULL none */
     float hdr_rotation;    /**< radians about the vertical */
     float hdr_scale;
-    float hdr_opacity;     /**< what stays of the colour under it: 1 hides the picture, 0 shows it alone */
+    float hdr_opacity; /**< what stays of the colour under it: 1 hides the picture, 0 shows it alone */
 } environment;
 
 ZR_EXTERN_C_END

@@ -68,7 +68,8 @@ bool hdr_light(
     zr_unpack_internal_pixel(view->image, pixel, &parts, 0);
     for (int i = 0; i < 3; ++i)
     {
-        const float light = parts.present & PIXEL_HAS_SIMPLE ? parts.simple[i] : parts.surface[i] + parts.background[i];
+        const float light =
+            parts.present & PIXEL_HAS_SIMPLE ? parts.simple[i] : parts.surface[i] + parts.background[i];
         rgb[i] = std::max(light * record.hdr_scale, 0.0f);
     }
     return true;

@@ -91,7 +91,7 @@ bool fill_working(const document& document, const environment& record)
     copy_record_fields(working, record);
     copy_picture_fields(working_picture, record);
     working_picture.image_fit = (record.image_flags & BACKGROUND_FIT) != 0;
-    working_picture.image_tile_mode = !(record.image_flags & BACKGROUND_TILE)    ? TILE_MODE_NONE
+    working_picture.image_tile_mode = !(record.image_flags & BACKGROUND_TILE)  ? TILE_MODE_NONE
                                       : record.image_flags & BACKGROUND_MIRROR ? TILE_MODE_MIRRORED
                                                                                : TILE_MODE_TILED;
     return true;

@@ -1,6 +1,7 @@
 /** @file
- *  The settings of an environment as dialogs and settings files hold them: a working copy of what a document has,
- *  filled from it and stored back into it. One per process: on the host's thread, while nothing renders. */
+ *  The settings of an environment as dialogs and settings files hold them: a working copy of what a document
+ * has, filled from it and stored back into it. One per process: on the host's thread, while nothing renders.
+ */
 #ifndef ZIRCONLITE_LIGHTING_ENVIRONMENT_SETTINGS_H
 #define ZIRCONLITE_LIGHTING_ENVIRONMENT_SETTINGS_H
 
@@ -57,8 +58,8 @@ typedef struct environment_picture_settings
     float mask_range, mask_blur;
 } environment_picture_settings;
 
-/** Copy a document's `environment`, or its `reflected_environment`, with the flags, haze and ground of the document
- *  into the working copy. 1; 0 for NULL and when memory fails. */
+/** Copy a document's `environment`, or its `reflected_environment`, with the flags, haze and ground of the
+ * document into the working copy. 1; 0 for NULL and when memory fails. */
 ZR_API int32_t get_environment_info(const document* document);
 ZR_API int32_t get_reflected_environment_info(const document* document);
 
@@ -70,9 +71,10 @@ ZR_API int32_t store_reflected_environment_info(document* document);
 /** The general block of the working copy, and in `picture_out` that of the picture. */
 ZR_API environment_settings* get_global_env_ptrs(environment_picture_settings** picture_out);
 
-/** store_environment_info of a caller's two blocks; the working copy is as before. Its texts stay the caller's. */
-ZR_API int32_t zr_store_environment_info(const environment_settings* general,
-    const environment_picture_settings* picture, document* document);
+/** store_environment_info of a caller's two blocks; the working copy is as before. Its texts stay the
+ * caller's. */
+ZR_API int32_t zr_store_environment_info(
+    const environment_settings* general, const environment_picture_settings* picture, document* document);
 
 ZR_EXTERN_C_END
 

@@ -43,7 +43,8 @@ struct prepared_environment
     zr::cloud_cell_node* cells[zr::cloud_cells * zr::cloud_cells]; ///< lists, index x x 32 + y
     double cloud_box_min[3], cloud_box_max[3];
     double inverse_cell_size[3], cell_size[3];
-    zr::cloud_ellipsoid* ellipsoids; ///< the list of all, newest first; owns the block that the cells lie in too
+    zr::cloud_ellipsoid*
+        ellipsoids; ///< the list of all, newest first; owns the block that the cells lie in too
 
     matrix4 hdr_matrix;
 };

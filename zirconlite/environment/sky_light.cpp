@@ -7,11 +7,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "zirconlite/environment/environment.hpp"
+#include "zirconlite/environment/prepared_environment.hpp"
 #include "zirconlite/frame/array.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/environment/environment.hpp"
-#include "zirconlite/environment/prepared_environment.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 
 namespace zr
@@ -39,8 +39,8 @@ struct surroundings
     bool has_bright_spots;
     const sun_sky* sky; ///< of the formula
     int rows, columns;
-    double level_lux[3];      ///< on open level ground
-    double flux;              ///< luminance over all directions
+    double level_lux[3];               ///< on open level ground
+    double flux;                       ///< luminance over all directions
     growable_block<float> radiance;    ///< three a cell, rows from the nadir up
     growable_block<double> row_end;    ///< share of the flux up to the row's upper edge
     growable_block<double> column_end; ///< share of the row's flux up to the cell's far edge
@@ -212,7 +212,8 @@ bool choose_source(const document& document)
     const uint32_t mode = document.sun_sky_flags;
     const bool has_sun = (mode & SUN_SKY_SUN_MASK) && document.sun_sky;
     if (has_sun && (mode & SUN_SKY_INDIRECT) && !(mode & SUN_SKY_DIRECT_SKY)) { return true; }
-    if (has_sun && document.environment.mode == ENVIRONMENT_SKY && !has_hdr(document) && !has_picture_around(document))
+    if (has_sun && document.environment.mode == ENVIRONMENT_SKY && !has_hdr(document) &&
+        !has_picture_around(document))
     {
         around.sky = document.sun_sky;
         if (around.sky->sky_strength > 0.0) { around.kind = source::formula; }

@@ -10,8 +10,9 @@
 namespace zr
 {
 
-/// A block of elements that grows. It has no destructor, so that the state of the whole process can hold one without
-/// code that runs when the library is loaded; clear() frees it. Elements are plain records, moved by memory copies.
+/// A block of elements that grows. It has no destructor, so that the state of the whole process can hold one
+/// without code that runs when the library is loaded; clear() frees it. Elements are plain records, moved by
+/// memory copies.
 template <class T> struct growable_block
 {
     static_assert(std::is_trivially_copyable_v<T>);

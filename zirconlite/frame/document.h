@@ -1,14 +1,15 @@
 /** @file
  *  `document`: the whole of one scene. A flat record that the host shares: it reads and writes the settings
- *  directly and hands the record to nearly every other function. The host changes nothing while a job runs. */
+ *  directly and hands the record to nearly every other function. The host changes nothing while a job runs.
+ */
 #ifndef ZIRCONLITE_FRAME_DOCUMENT_H
 #define ZIRCONLITE_FRAME_DOCUMENT_H
 
 #include "zirconlite/display/progress.h"
+#include "zirconlite/environment/environment.h"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/render_view.h"
 #include "zirconlite/types.h"
-#include "zirconlite/environment/environment.h"
 
 ZR_EXTERN_C_BEGIN
 
@@ -40,9 +41,9 @@ enum
 /** Bits of `document.sun_sky_flags`. */
 enum
 {
-    SUN_SKY_SUN = 0x1,        /**< a sun takes part; also the solver shoots sun and sky itself */
-    SUN_SKY_INDIRECT = 0x2,   /**< without SUN_SKY_DIRECT_SKY: the sky reaches surfaces through windows only */
-    SUN_SKY_EXTERIOR = 0x4,   /**< a sun takes part, and the solver shoots sun and sky itself */
+    SUN_SKY_SUN = 0x1,      /**< a sun takes part; also the solver shoots sun and sky itself */
+    SUN_SKY_INDIRECT = 0x2, /**< without SUN_SKY_DIRECT_SKY: the sky reaches surfaces through windows only */
+    SUN_SKY_EXTERIOR = 0x4, /**< a sun takes part, and the solver shoots sun and sky itself */
     SUN_SKY_DIRECT_SKY = 0x8, /**< the sky's direct share stays in the shading */
     SUN_SKY_SUN_MASK = 0x5,   /**< either of the two bits that say "a sun takes part" */
     SUN_SKY_WINDOWS = 0x3     /**< the one value at which window lights are accepted */
@@ -75,18 +76,18 @@ enum
 /** Bits of `document.environment_flags`. */
 enum
 {
-    ENVIRONMENT_PICTURE = 0x1,           /**< `environment` shows its background picture */
+    ENVIRONMENT_PICTURE = 0x1, /**< `environment` shows its background picture */
     ENVIRONMENT_HAZE = 0x2,
-    ENVIRONMENT_CLOUDS = 0x4,            /**< `environment` shows clouds */
-    ENVIRONMENT_GROUND = 0x8,            /**< a ground plane is present */
-    ENVIRONMENT_ALPHA = 0x10,            /**< an alpha plane is wanted */
-    ENVIRONMENT_REFLECT_NOTHING = 0x20,  /**< reflected rays that leave the scene get no background */
-    ENVIRONMENT_REFLECTED_OWN = 0x40,    /**< reflected rays use `reflected_environment` */
+    ENVIRONMENT_CLOUDS = 0x4,           /**< `environment` shows clouds */
+    ENVIRONMENT_GROUND = 0x8,           /**< a ground plane is present */
+    ENVIRONMENT_ALPHA = 0x10,           /**< an alpha plane is wanted */
+    ENVIRONMENT_REFLECT_NOTHING = 0x20, /**< reflected rays that leave the scene get no background */
+    ENVIRONMENT_REFLECTED_OWN = 0x40,   /**< reflected rays use `reflected_environment` */
     ENVIRONMENT_REFLECTED_PICTURE = 0x80,
     ENVIRONMENT_REFLECTED_CLOUDS = 0x100,
     ENVIRONMENT_SKY_WITHOUT_SUN = 0x200, /**< the clear sky shows though no sun takes part */
     ENVIRONMENT_CLOUDS_ALWAYS = 0x400,
-    ENVIRONMENT_HDR = 0x800,             /**< `environment` shows its `hdr_view` */
+    ENVIRONMENT_HDR = 0x800, /**< `environment` shows its `hdr_view` */
     ENVIRONMENT_REFLECTED_HDR = 0x1000
 };
 
@@ -143,78 +144,78 @@ typedef struct document
     /* Lights and sky */
     light* lights;
     int32_t light_count;
-    uint32_t sun_sky_flags; /**< SUN_SKY_* bits */
-    struct sun_sky* sun_sky;       /**< owned, never NULL */
+    uint32_t sun_sky_flags;                        /**< SUN_SKY_* bits */
+    struct sun_sky* sun_sky;                       /**< owned, never NULL */
     float tone_exponent_factor, tone_scale_factor; /**< 1.0; tone operator factors while the sky is in use */
 
     /* Extents and acceleration */
     bounding_box bounds; /**< of the whole scene, model units; meshes make it grow */
-    double epsilon;      /**< model units; 1e-6 of the largest extent, 1e-6 for an empty scene before a build */
+    double epsilon; /**< model units; 1e-6 of the largest extent, 1e-6 for an empty scene before a build */
     struct voxel_grid* voxel_grid;
-    int32_t build_count, build_total;   /**< objects done and in all, of a running grid build */
-    int32_t build_reentered;            /**< objects entered again while a cell was split */
-    int32_t frustum_invalid;            /**< 1 demands a new build of the screen frustum; builds of the search
-                                             structure set it */
+    int32_t build_count, build_total; /**< objects done and in all, of a running grid build */
+    int32_t build_reentered;          /**< objects entered again while a cell was split */
+    int32_t frustum_invalid;          /**< 1 demands a new build of the screen frustum; builds of the search
+                                           structure set it */
     material_entry* materials;
-    int32_t preprocess_stop;            /**< 1 asks a running grid or frustum build to stop; atomic */
+    int32_t preprocess_stop; /**< 1 asks a running grid or frustum build to stop; atomic */
     zr_handle preprocess_thread;
-    int32_t frame_number;               /**< host: frame of an animation */
-    memory_list* voxel_memory;          /**< made by the first build; zr_mem_get_alloc gives the bytes that the grid or
-                                             tree holds, 0 after zr_free_voxel_grid. It has no chunks */
+    int32_t frame_number;      /**< host: frame of an animation */
+    memory_list* voxel_memory; /**< made by the first build; zr_mem_get_alloc gives the bytes that the grid or
+                                    tree holds, 0 after zr_free_voxel_grid. It has no chunks */
 
     /* Radiosity */
     int32_t radiosity_iterations;
-    double mesh_tolerances[4]; /**< defaults of new meshes: contrast 0.6, patch area 2.0, element area 0.5, least
-                                    area 0.01 */
+    double mesh_tolerances[4]; /**< defaults of new meshes: contrast 0.6, patch area 2.0, element area 0.5,
+                                  least area 0.01 */
     double unshot_fraction;    /**< 1.0; luminance of `unshot_energy` over that of `total_energy` */
     double scene_area;         /**< host: area of all surfaces, m^2; 0 switches the ambient stand-in off */
     double ambient_gain;       /**< guarded by the ambient lock */
     int32_t radiosity_threads;
-    int32_t solver_pause;      /**< 1 asks the solver to stop at once; atomic */
-    zr_handle solver_thread;   /**< while the solver runs; NULL otherwise */
+    int32_t solver_pause;    /**< 1 asks the solver to stop at once; atomic */
+    zr_handle solver_thread; /**< while the solver runs; NULL otherwise */
     zr_handle solver_event;
-    int32_t solver_stage;      /**< 0 while lights are shot, 1 while patches are */
-    int32_t shot_count;        /**< shots done so far; the sky's stage counts as one */
-    double color_bleed;        /**< exponent of the desaturation of shot colours and of `ambient` */
-    float total_energy[3];     /**< of the lights and the sun */
-    float light_energy[3];     /**< what no shot has sent yet */
-    float unshot_energy[3];    /**< `light_energy` and the unshot energy of all patches */
+    int32_t solver_stage;   /**< 0 while lights are shot, 1 while patches are */
+    int32_t shot_count;     /**< shots done so far; the sky's stage counts as one */
+    double color_bleed;     /**< exponent of the desaturation of shot colours and of `ambient` */
+    float total_energy[3];  /**< of the lights and the sun */
+    float light_energy[3];  /**< what no shot has sent yet */
+    float unshot_energy[3]; /**< `light_energy` and the unshot energy of all patches */
     int32_t vertex_visits, sample_count, ray_count, blocked_count; /**< statistics of the shots */
-    shooter* shooters;         /**< the brightest patches */
+    shooter* shooters;                                             /**< the brightest patches */
     solver_worker* solver_workers;
     int32_t solver_worker_count;
-    int32_t update_interval;   /**< milliseconds between refreshes of the display */
+    int32_t update_interval; /**< milliseconds between refreshes of the display */
     double mean_reflectance[3];
-    double ambient[3];         /**< guarded by the ambient lock */
+    double ambient[3];                  /**< guarded by the ambient lock */
     double display_peak, radiance_peak; /**< largest channel of the vertices at the latest updates */
 
     /* Render control */
     float tone_default_exponent, tone_default_scale; /**< 1.1, 1.0 */
-    int32_t stop_render;     /**< 1 asks the render to stop; atomic */
-    uint32_t render_state;   /**< RENDER_STATE_* bits */
-    zr_handle render_thread; /**< the job thread while it runs; NULL otherwise */
+    int32_t stop_render;                             /**< 1 asks the render to stop; atomic */
+    uint32_t render_state;                           /**< RENDER_STATE_* bits */
+    zr_handle render_thread;                         /**< the job thread while it runs; NULL otherwise */
     render_worker* workers;
-    int32_t thread_count;    /**< workers of the current render */
-    int32_t render_pass;     /**< 1, 2 or 3 while that pass runs */
-    double current_line;     /**< line at which the pass stands */
+    int32_t thread_count; /**< workers of the current render */
+    int32_t render_pass;  /**< 1, 2 or 3 while that pass runs */
+    double current_line;  /**< line at which the pass stands */
 
     /* Render settings, written by the host */
-    uint32_t render_flags;  /**< RENDER_* bits */
-    double pixel_jitter;    /**< amplitude of the sample jitter, pixels */
-    int32_t crop[4];        /**< left, top, right, bottom of the rendered rectangle; written by the job */
-    double sky_scale;       /**< factor of sky light */
+    uint32_t render_flags; /**< RENDER_* bits */
+    double pixel_jitter;   /**< amplitude of the sample jitter, pixels */
+    int32_t crop[4];       /**< left, top, right, bottom of the rendered rectangle; written by the job */
+    double sky_scale;      /**< factor of sky light */
     int32_t reflect_limit, refract_limit; /**< recursion limits; their sum below RECURSION_LIMIT_SUM */
-    int32_t quality;        /**< 1 to 5 */
-    double aa_level;        /**< 0 to 1 */
-    double lens_f_stop;     /**< > 0 where depth of field is on */
-    double focus_distance;  /**< model units */
-    uint32_t environment_flags; /**< ENVIRONMENT_* bits */
-    double ground_height;       /**< metres, relative to `world_offset` */
+    int32_t quality;                      /**< 1 to 5 */
+    double aa_level;                      /**< 0 to 1 */
+    double lens_f_stop;                   /**< > 0 where depth of field is on */
+    double focus_distance;                /**< model units */
+    uint32_t environment_flags;           /**< ENVIRONMENT_* bits */
+    double ground_height;                 /**< metres, relative to `world_offset` */
     char16_t *ground_material_library, *ground_material_name; /**< owned; NULL none */
-    int32_t fog_type;      /**< 1 dark haze, 2 haze of `fog_color`, others light haze */
+    int32_t fog_type; /**< 1 dark haze, 2 haze of `fog_color`, others light haze */
     float fog_color[3];
-    double fog_distance;   /**< metres */
-    float fog_strength;    /**< 0 to 1 */
+    double fog_distance; /**< metres */
+    float fog_strength;  /**< 0 to 1 */
     struct environment environment, reflected_environment;
 
     /* Views */
@@ -225,12 +226,12 @@ typedef struct document
     float ambient_intensity; /**< simple mode: factor of `ambient_color` */
     float ambient_color[3];  /**< simple mode: 1, 1, 1 */
     free_list_node* free_list;
-    void* owned_block;       /**< from zr_malloc; freed on close */
-    int32_t gloss_samples;   /**< 1; rays per glossy reflection */
-    float gloss_jitter;      /**< 0.0625 */
+    void* owned_block;            /**< from zr_malloc; freed on close */
+    int32_t gloss_samples;        /**< 1; rays per glossy reflection */
+    float gloss_jitter;           /**< 0.0625 */
     int32_t translucency_samples; /**< 1; rays per rough transmission */
     float translucency_jitter;    /**< 0.0625 */
-    rpc_mesh* rpc_meshes;  /**< meshes whose faces take their pictures from a file */
+    rpc_mesh* rpc_meshes;         /**< meshes whose faces take their pictures from a file */
     material_entry* plant_materials;
 
     /* Beyond the host's classic fields */
@@ -240,10 +241,10 @@ typedef struct document
     double background_luminance;  /**< 0; zr_set_background_luminance */
     int32_t pixel_sampler;        /**< a pixel_sampler; zr_set_pixel_sampler */
     double sampling_noise;        /**< 2; with the next three: zr_set_sampling_limits */
-    int32_t min_samples, max_samples; /**< 16, 1024; of a pixel */
-    uint32_t sampling_seed;       /**< 0 */
+    int32_t min_samples, max_samples;               /**< 16, 1024; of a pixel */
+    uint32_t sampling_seed;                         /**< 0 */
     prepared_environment* prepared_environments[2]; /**< owned: what renders work out from the two records */
-    scene_object** object_table;  /**< object by number; entry 0 is NULL */
+    scene_object** object_table;                    /**< object by number; entry 0 is NULL */
     uint32_t object_table_count, object_table_capacity;
 } document;
 
@@ -293,15 +294,15 @@ ZR_API void zr_install_exception_handler(zr_exception_handler handler);
  *  nothing. Returns the model in force before. */
 ZR_API int32_t zr_set_light_model(document* document, int32_t model);
 
-/** Rays that each point sends to the sky and the surroundings in the exact light model, 0 to 4096; 0 takes their
- *  light away. Coarse passes and faint reflections send fewer. Counts from the next job on. Returns the number in
- *  force before, also when it refuses a new one. */
+/** Rays that each point sends to the sky and the surroundings in the exact light model, 0 to 4096; 0 takes
+ * their light away. Coarse passes and faint reflections send fewer. Counts from the next job on. Returns the
+ * number in force before, also when it refuses a new one. */
 ZR_API int32_t zr_set_sky_light_samples(document* document, int32_t count);
 
 /** Luminance that a background colour of 1 stands for as a light, in cd/m^2, for flat colours, gradients and
- *  pictures of 8 bits; hdr pictures have their own. With 0 it is the strength of the sky where a sun takes part,
- *  and without a sun such backgrounds are seen but give no light. Returns the value in force before, also when it
- *  refuses a new one (below 0, above 1e12). */
+ *  pictures of 8 bits; hdr pictures have their own. With 0 it is the strength of the sky where a sun takes
+ * part, and without a sun such backgrounds are seen but give no light. Returns the value in force before,
+ * also when it refuses a new one (below 0, above 1e12). */
 ZR_API double zr_set_background_luminance(document* document, double luminance);
 
 /** The object with this number, in constant time; NULL for 0 and unknown numbers. */

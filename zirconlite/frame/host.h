@@ -7,8 +7,9 @@
  *  marks those that are called only while zr_enable_hostfuncs is on.
  *
  *  Threads: unless said otherwise they are called on the thread that called into the library. The controlling
- *  thread of a job or build calls host_progress, host_status_message, host_display_raytrace and, to post its end, a
- *  callback window. The workers of a render call host_low_memory alone, and only where they allocate. */
+ *  thread of a job or build calls host_progress, host_status_message, host_display_raytrace and, to post its
+ * end, a callback window. The workers of a render call host_low_memory alone, and only where they allocate.
+ */
 #ifndef ZIRCONLITE_FRAME_HOST_H
 #define ZIRCONLITE_FRAME_HOST_H
 
@@ -44,8 +45,8 @@ enum progress_kind
     PROGRESS_RADIOSITY = 2
 };
 
-/** Codes of host_progress. For the STARTS and ADVANCES of grid and frustum, STRIP and PASS_1_DONE an answer of 0 stops
- *  the operation; other answers and codes change nothing. */
+/** Codes of host_progress. For the STARTS and ADVANCES of grid and frustum, STRIP and PASS_1_DONE an answer
+ * of 0 stops the operation; other answers and codes change nothing. */
 enum progress_code
 {
     PROGRESS_GRID_STARTS = 100,
@@ -102,9 +103,9 @@ typedef int32_t host_adjust_decal_function(void* decal);
 typedef int32_t host_is_background_function(void);
 /** Writes the extension of model files, at most 16 code units. */
 typedef int32_t host_get_model_extension_function(char16_t* extension_out);
-/** An array of `material_entry` by colour index, 256 of them, or NULL for none. Asked on the host's own thread: when a
- *  mesh with a colour index is made, and when a render starts, until an array is given. The library keeps that one,
- *  and reads it on any thread. */
+/** An array of `material_entry` by colour index, 256 of them, or NULL for none. Asked on the host's own
+ * thread: when a mesh with a colour index is made, and when a render starts, until an array is given. The
+ * library keeps that one, and reads it on any thread. */
 typedef void* host_get_color_material_table_function(void);
 /** Enabled. `fraction` is 0 to 1, `view` may be NULL, `zero` is 0. On the job's controlling thread. */
 typedef int32_t host_progress_function(

@@ -260,8 +260,9 @@ void fill_slot(slot s, zr_handle module)
 
 bool stops_on_zero(int32_t code)
 {
-    return code == PROGRESS_GRID_STARTS || code == PROGRESS_GRID_ADVANCES || code == PROGRESS_FRUSTUM_STARTS ||
-           code == PROGRESS_FRUSTUM_ADVANCES || code == PROGRESS_STRIP || code == PROGRESS_PASS_1_DONE;
+    return code == PROGRESS_GRID_STARTS || code == PROGRESS_GRID_ADVANCES ||
+           code == PROGRESS_FRUSTUM_STARTS || code == PROGRESS_FRUSTUM_ADVANCES || code == PROGRESS_STRIP ||
+           code == PROGRESS_PASS_1_DONE;
 }
 
 } // namespace

@@ -65,8 +65,8 @@ zr_handle hwnd_parent();                            ///< null
 bool adjust_decal(void* decal);                     ///< false: nobody placed it
 bool is_background();                               ///< false
 void get_model_extension(char16_t* extension_out);  ///< an empty text
-/// Asks the host for its colour table until it gives one, which is kept. On the host's thread: workers read only
-/// what was kept.
+/// Asks the host for its colour table until it gives one, which is kept. On the host's thread: workers read
+/// only what was kept.
 void ask_color_material_table();
 void* color_material_table(); ///< the table kept, or null; any thread
 /// Whether the operation may go on: false only for the codes at which an answer of 0 stops it.

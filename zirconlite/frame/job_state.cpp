@@ -3,7 +3,9 @@
 namespace zr
 {
 
-raytrace_settings raytrace_options = { .max_raytrace_threads = 8, .skip_preprocess = 0, .calibration_frame = 0 };
+raytrace_settings raytrace_options = {
+    .max_raytrace_threads = 8, .skip_preprocess = 0, .calibration_frame = 0
+};
 
 preview_tone_state preview_tone = { .scale = 1.0, .exponent = 1.0 };
 

@@ -55,8 +55,8 @@ extern preview_tone_state preview_tone;
 /// Fixed at job start; workers only read it.
 struct job_state
 {
-    int32_t raytrace_active;   ///< 1 while a job thread runs; atomic
-    int32_t simple_colors;     ///< nonzero when the job's document is in simple mode, and before the first job
+    int32_t raytrace_active; ///< 1 while a job thread runs; atomic
+    int32_t simple_colors;   ///< nonzero when the job's document is in simple mode, and before the first job
     int32_t preview_running, preview_valid;
     int32_t light_model;       ///< copied from the document
     int32_t converges;         ///< nonzero when the job's pixels are sampled in rounds

@@ -23,10 +23,10 @@ typedef struct memory_chunk
  *  may build a list; reading needs no lock. */
 typedef struct memory_list
 {
-    int32_t object_count;  /**< objects handed out */
-    int32_t chunk_shift;   /**< trunc(log2(`chunk_size`)) */
-    size_t allocated;      /**< bytes held in chunks */
-    size_t chunk_size;     /**< usable bytes of each chunk; a power of two, set once */
+    int32_t object_count; /**< objects handed out */
+    int32_t chunk_shift;  /**< trunc(log2(`chunk_size`)) */
+    size_t allocated;     /**< bytes held in chunks */
+    size_t chunk_size;    /**< usable bytes of each chunk; a power of two, set once */
     memory_chunk *first_chunk, *last_chunk;
     unsigned char* next_free; /**< next free byte in `last_chunk` */
 } memory_list;

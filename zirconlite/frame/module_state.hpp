@@ -5,8 +5,8 @@
 
 #include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/frame/string_table.h"
-#include "zirconlite/types.h"
 #include "zirconlite/platform/threads.hpp"
+#include "zirconlite/types.h"
 
 namespace zr
 {

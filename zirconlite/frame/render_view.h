@@ -66,28 +66,28 @@ typedef struct ray_counters
 /** A camera with its picture. Public: the host writes the camera and reads the counters. */
 typedef struct render_view
 {
-    int32_t view_state;   /**< 1 after zr_new_render_view */
-    int32_t display_type; /**< what the window shows; under the display lock */
-    uint32_t view_flags;  /**< VIEW_* bits */
-    int32_t projection;   /**< a projection */
-    double lens_length;   /**< mm, of a film 36 mm wide; > 0 */
-    vector3 position;     /**< the eye, model units */
-    vector3 target;       /**< the point looked at, model units */
-    vector3 right, up, back; /**< unit axes of the camera; `back` points away from the scene */
-    double near;             /**< near plane distance, model units; below 0 none */
+    int32_t view_state;          /**< 1 after zr_new_render_view */
+    int32_t display_type;        /**< what the window shows; under the display lock */
+    uint32_t view_flags;         /**< VIEW_* bits */
+    int32_t projection;          /**< a projection */
+    double lens_length;          /**< mm, of a film 36 mm wide; > 0 */
+    vector3 position;            /**< the eye, model units */
+    vector3 target;              /**< the point looked at, model units */
+    vector3 right, up, back;     /**< unit axes of the camera; `back` points away from the scene */
+    double near;                 /**< near plane distance, model units; below 0 none */
     double pano_angle, pano_fov; /**< horizontal and vertical coverage of the cylinder, radians */
     int32_t clip_plane_count;
-    view_clip_plane* clip_planes; /**< `clip_plane_count` of them; owned by the host */
-    int32_t level_moves;          /**< 1: the pans act on the level plane */
+    view_clip_plane* clip_planes;     /**< `clip_plane_count` of them; owned by the host */
+    int32_t level_moves;              /**< 1: the pans act on the level plane */
     double image_width, image_height; /**< image plane, model units or angles; set by zr_init_projection,
                                            for a parallel view by the host before it */
     double pixel_width, pixel_height;
-    double pixel_aspect;   /**< a pixel's height over its width; 0 reads as 1.0 */
+    double pixel_aspect; /**< a pixel's height over its width; 0 reads as 1.0 */
     zr_handle window;
     zr_handle device_context;
     int32_t window_width, window_height; /**< drawing area, pixels */
-    image_buffer* image;   /**< the rendered picture; owned by the view */
-    int32_t width, height; /**< pixels of the picture */
+    image_buffer* image;                 /**< the rendered picture; owned by the view */
+    int32_t width, height;               /**< pixels of the picture */
     int32_t scroll_x, scroll_y;
     double zoom, reduction; /**< `reduction` is the whole number by which the picture shrinks to fit the
                                  window; `zoom` is its reciprocal */
@@ -97,10 +97,10 @@ typedef struct render_view
     double measured_luminance; /**< log-average luminance as measured */
     double tone_exponent, tone_scale;             /**< the operator for surfaces */
     double background_exponent, background_scale; /**< the operator for the background layer */
-    struct histogram* histogram;      /**< owned; NULL none */
-    int32_t tone_method;       /**< a tone_method */
-    int32_t background_method; /**< the tone_method under which the picture's background was made, plus 1; a job
-                                    sets it. 0: `tone_method` */
+    struct histogram* histogram;                  /**< owned; NULL none */
+    int32_t tone_method;                          /**< a tone_method */
+    int32_t background_method; /**< the tone_method under which the picture's background was made, plus 1; a
+                                  job sets it. 0: `tone_method` */
     uint32_t exposure_flags;   /**< EXPOSURE_* bits */
     float brightness;          /**< -5 to 5 */
     float contrast;            /**< 0.001 to 0.999 */
@@ -111,9 +111,9 @@ typedef struct render_view
     float background_color[3];            /**< clear colour of the display */
     void* cached_frame;                   /**< the display's copy of the background picture */
     struct document* document;
-    void* scanline_lock;  /**< guards `scan_marker` */
-    int32_t scan_marker;  /**< line drawn as the render's position; -1 none */
-    float frame_aspect;   /**< sub-frame: height over width of the whole frame; 0 none */
+    void* scanline_lock;               /**< guards `scan_marker` */
+    int32_t scan_marker;               /**< line drawn as the render's position; -1 none */
+    float frame_aspect;                /**< sub-frame: height over width of the whole frame; 0 none */
     float frame_low[2], frame_high[2]; /**< sub-frame: fractions 0 to 1 of the whole frame, y from below */
     void* frustum_store;
     struct ray_counters ray_counters;
@@ -187,9 +187,6 @@ ZR_API int32_t zr_pan_image(
 ZR_API void zr_set_COP(image_placement* placement);
 /** Visits every window position in turn with the placement's functions. Returns 1. */
 ZR_API int32_t zr_display_image(image_placement* placement);
-
-
-
 
 ZR_EXTERN_C_END
 

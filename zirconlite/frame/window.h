@@ -79,22 +79,24 @@ typedef struct zr_save_dialog
     char16_t path[256]; /**< in: the name to start with; out: the full path */
 } zr_save_dialog;
 
-/** The controls of the exposure dialog and what its buttons do. While `locked` is not 0 the other controls are disabled:
- *  their values are not taken. */
+/** The controls of the exposure dialog and what its buttons do. While `locked` is not 0 the other controls
+ * are disabled: their values are not taken. */
 struct zr_exposure_dialog
 {
-    int32_t locked;        /**< check box */
-    int32_t tone_method;   /**< a tone_method */
-    float brightness;      /**< -5 to 5, in steps of 0.125 */
-    float contrast;        /**< 0.001 to 0.999, in steps of 0.05 */
-    float source_gain;     /**< 0 to 4, in steps of 0.125 */
-    double ambient_gain;   /**< 0 to 2, in steps of 0.1 */
-    int32_t has_ambient_gain; /**< 0: there is no such control */
+    int32_t locked;                            /**< check box */
+    int32_t tone_method;                       /**< a tone_method */
+    float brightness;                          /**< -5 to 5, in steps of 0.125 */
+    float contrast;                            /**< 0.001 to 0.999, in steps of 0.05 */
+    float source_gain;                         /**< 0 to 4, in steps of 0.125 */
+    double ambient_gain;                       /**< 0 to 2, in steps of 0.1 */
+    int32_t has_ambient_gain;                  /**< 0: there is no such control */
     void (*apply)(zr_exposure_dialog* dialog); /**< takes the values and shows the picture under them */
     void (*reset)(zr_exposure_dialog* dialog); /**< puts the defaults into the controls, but for the lock */
-    int32_t (*load)(zr_exposure_dialog* dialog, zr_handle parent); /**< from a file that is asked for; 1 when done */
-    int32_t (*save)(zr_exposure_dialog* dialog, zr_handle parent); /**< likewise; the values are taken first */
-    void* library; /**< the library's own */
+    int32_t (*load)(
+        zr_exposure_dialog* dialog, zr_handle parent); /**< from a file that is asked for; 1 when done */
+    int32_t (*save)(
+        zr_exposure_dialog* dialog, zr_handle parent); /**< likewise; the values are taken first */
+    void* library;                                     /**< the library's own */
 };
 
 /** The host's dialogs. An entry that is NULL, or no table at all: a question counts as cancelled, and an
@@ -108,7 +110,8 @@ typedef struct zr_dialogs
     int32_t (*save_file)(void* context, zr_handle parent, zr_save_dialog* dialog);
     /** Asks for an existing file to read, by the same record. 1; 0 when cancelled. */
     int32_t (*open_file)(void* context, zr_handle parent, zr_save_dialog* dialog);
-    /** Shows the exposure dialog until it is closed: 1; 0 when cancelled, which brings the old exposure back. */
+    /** Shows the exposure dialog until it is closed: 1; 0 when cancelled, which brings the old exposure back.
+     */
     int32_t (*adjust_exposure)(void* context, zr_handle parent, zr_exposure_dialog* dialog);
 } zr_dialogs;
 
@@ -119,8 +122,8 @@ ZR_API int32_t zr_install_dialogs(const zr_dialogs* dialogs);
 typedef void (*zr_message_pump)(void* context);
 
 /** Installs what is called, again and again on the thread that waits, while zr_build_voxel_grid waits for its
- *  builder thread. It must not start another build or a render, or close the document. NULL takes it away: the thread
- *  only waits then. While nothing is built. Returns 1. */
+ *  builder thread. It must not start another build or a render, or close the document. NULL takes it away:
+ * the thread only waits then. While nothing is built. Returns 1. */
 ZR_API int32_t zr_install_message_pump(zr_message_pump pump, void* context);
 
 ZR_EXTERN_C_END

@@ -51,7 +51,10 @@ bool number_listed_objects(document* document, size_t* count_out)
         unnumbered.count = 0;
         for (scene_object* object = list; object; object = object->next, ++*count_out)
         {
-            if (object->number != 0 && zr_object_from_number(document, object->number) == object) { continue; }
+            if (object->number != 0 && zr_object_from_number(document, object->number) == object)
+            {
+                continue;
+            }
             if (!unnumbered.push(object)) { return false; }
         }
         if (!reserve_numbers(document, unnumbered.count)) { return false; }

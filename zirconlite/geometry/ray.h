@@ -58,33 +58,33 @@ typedef struct ray
     int32_t split_rays;      /**< rays that share the light of the branch's first blurred hit; 0 before it */
 
     int32_t reflect_depth, reflect_limit, refract_depth, refract_limit;
-    int32_t inside_count; /**< transmissive solids entered */
+    int32_t inside_count;                    /**< transmissive solids entered */
     struct shadow_cache_entry* shadow_cache; /**< shadow rays: entry of the light in the thread's cache */
     const struct light* shadow_light;        /**< shadow rays: the light tested; NULL for the sun */
-    double pixel[2];        /**< sample position in the image, pixels */
+    double pixel[2];                         /**< sample position in the image, pixels */
     int32_t pixel_x, pixel_y;
-    int32_t sample_index;   /**< cell of the pixel's 5 by 5 grid; 12 is the centre */
-    double stratum[2];      /**< offset in the pixel for `sample_index` */
+    int32_t sample_index;          /**< cell of the pixel's 5 by 5 grid; 12 is the centre */
+    double stratum[2];             /**< offset in the pixel for `sample_index` */
     struct ray_counters* counters; /**< the worker's own counters; NULL none */
 
     double hit_t; /**< distance of the nearest hit; 1e12 none */
     double t_min, t_max;
-    double path_length;         /**< distance from the eye along the first branch */
-    scene_object* hit_object;   /**< NULL none */
-    uintptr_t hit_element;      /**< the kind's own reference to the element hit */
+    double path_length;       /**< distance from the eye along the first branch */
+    scene_object* hit_object; /**< NULL none */
+    uintptr_t hit_element;    /**< the kind's own reference to the element hit */
     vector3 hit_point;
     vector3 geometric_normal, interpolated_normal;
-    vector3 facing_normal;      /**< `interpolated_normal`, flipped to face the ray */
-    vector3 shading_normal;     /**< `facing_normal` after bumps */
-    vector3 uv;                 /**< mapping coordinates of the hit */
-    vector3 map_point;          /**< `hit_point` as it stood when the object was hit */
-    double element_coords[3];   /**< of a mesh face: the weights of vertices 2, 1, 0 */
-    int32_t hit_ground;         /**< 1 when the ground plane was hit */
+    vector3 facing_normal;    /**< `interpolated_normal`, flipped to face the ray */
+    vector3 shading_normal;   /**< `facing_normal` after bumps */
+    vector3 uv;               /**< mapping coordinates of the hit */
+    vector3 map_point;        /**< `hit_point` as it stood when the object was hit */
+    double element_coords[3]; /**< of a mesh face: the weights of vertices 2, 1, 0 */
+    int32_t hit_ground;       /**< 1 when the ground plane was hit */
     struct document* document;
     struct render_view* view;
-    float alpha;                /**< 1 on a primary ray that ends in the background */
+    float alpha; /**< 1 on a primary ray that ends in the background */
     uint16_t material_id;
-    const struct ray* parent;   /**< the ray that spawned this one; NULL on primary and shadow rays */
+    const struct ray* parent; /**< the ray that spawned this one; NULL on primary and shadow rays */
 } ray;
 
 ZR_EXTERN_C_END

@@ -26,8 +26,8 @@ typedef struct scene_object
 {
     struct scene_object* next; /**< link of the list that it stands in */
     const object_vft* vft;
-    uint32_t number; /**< place in the document's object table, in order of creation from 1. 0 in an object that
-                          a host links itself: zr_build_voxel_grid numbers those, oldest first */
+    uint32_t number;    /**< place in the document's object table, in order of creation from 1. 0 in an object
+                           that    a host links itself: zr_build_voxel_grid numbers those, oldest first */
     uint32_t kind_word; /**< a word of the kind's own: the `axes` of a y_face; 0 where a kind has no use */
 } scene_object;
 
@@ -45,9 +45,9 @@ enum object_type
 /** Bits of `mesh_attributes.flags`, the word that `get_flags` gives. */
 enum object_flag
 {
-    OBJECT_REVERSED = 0x2,         /**< vertex order of faces is reversed when a face is built */
-    OBJECT_THIN = 0x4,             /**< light passes as through a sheet: no refraction, no inside */
-    OBJECT_NO_DIRECT_LIGHT = 0x20, /**< takes no direct light */
+    OBJECT_REVERSED = 0x2,           /**< vertex order of faces is reversed when a face is built */
+    OBJECT_THIN = 0x4,               /**< light passes as through a sheet: no refraction, no inside */
+    OBJECT_NO_DIRECT_LIGHT = 0x20,   /**< takes no direct light */
     OBJECT_NO_SOLVER_SHADOW = 0x80,  /**< casts no shadow for the solver's shadow rays */
     OBJECT_NO_SHADOW = 0x100,        /**< casts no shadow for the other shadow rays */
     OBJECT_NOT_RADIOSITY = 0x200,    /**< never made a radiosity mesh */
@@ -55,14 +55,14 @@ enum object_flag
     OBJECT_NO_GROUP_SHADOW = 0x800,  /**< no shadow for lights of the group of its property 6 or 7 */
     OBJECT_GROUP_UNLIT = 0x2000,     /**< not lit by lights of its group property */
     OBJECT_NO_HIGHLIGHT = 0x8000,
-    OBJECT_LIGHT_SHAPE = 0x10000,    /**< the visible shape of a light: property 1 */
+    OBJECT_LIGHT_SHAPE = 0x10000, /**< the visible shape of a light: property 1 */
     OBJECT_PROPERTY_6 = 0x20000,
     OBJECT_PROPERTY_7 = 0x40000,
     OBJECT_PROPERTY_8 = 0x80000,
     OBJECT_TABLE_MATERIAL = 0x100000, /**< the colour table's material is the first choice */
     OBJECT_PLAIN_FILTER = 0x200000,   /**< its shadow filter is not scaled by the incidence term */
     OBJECT_INNER_REFLECTION = 0x400000,
-    OBJECT_FACE_TABLE = 0x1000000     /**< the mesh has a per-face table, property 10 */
+    OBJECT_FACE_TABLE = 0x1000000 /**< the mesh has a per-face table, property 10 */
 };
 
 /** Modes of `set_flags`. */
@@ -80,10 +80,10 @@ enum property_kind
     PROPERTY_LUMINOUS = 2,
     PROPERTY_DECALS = 3,
     PROPERTY_RIPPLES = 4,
-    PROPERTY_GROUP = 6,          /**< payload: a light or group */
-    PROPERTY_GLOW = 7,           /**< payload: a light */
-    PROPERTY_GLOW_FILTERED = 8,  /**< payload: a light */
-    PROPERTY_FACES = 10,         /**< payload: count; `faces` */
+    PROPERTY_GROUP = 6,         /**< payload: a light or group */
+    PROPERTY_GLOW = 7,          /**< payload: a light */
+    PROPERTY_GLOW_FILTERED = 8, /**< payload: a light */
+    PROPERTY_FACES = 10,        /**< payload: count; `faces` */
     PROPERTY_RPC_DECALS = 11
 };
 
@@ -95,8 +95,8 @@ struct property_node
     union
     {
         struct light* light;
-        void* list;       /**< head of a decal or ripple list */
-        intptr_t count;   /**< of `faces` */
+        void* list;     /**< head of a decal or ripple list */
+        intptr_t count; /**< of `faces` */
     } payload;
     float factor;      /**< kind 1: 1.0 at first; -1 black, above 0 a factor. Kinds 7, 8: brightness */
     float radiance[3]; /**< kind 2 */
@@ -120,8 +120,8 @@ typedef struct triangle_visit
 {
     int32_t vertex_count; /**< 3 */
     vector3 position[3], normal[3];
-    float color[3];             /**< the default surface's `color` x `diffuse` */
-    float opacity;              /**< luminance of `transparent_color` x `transparent` */
+    float color[3]; /**< the default surface's `color` x `diffuse` */
+    float opacity;  /**< luminance of `transparent_color` x `transparent` */
     float transparent_color[3];
     void* extra;
 } triangle_visit;
@@ -131,9 +131,9 @@ typedef void (*triangle_callback)(const triangle_visit* visit, scene_object* obj
 typedef struct triangle_coefficients
 {
     float normal[3], plane_d;
-    float edge_a[2], edge_b[2]; /**< edge functions, on the two projection axes */
+    float edge_a[2], edge_b[2];     /**< edge functions, on the two projection axes */
     float vertex_1[2], vertex_2[2]; /**< positions on the two axes */
-    int32_t axes[2];            /**< 0, 1; 0, 2; or 1, 2 */
+    int32_t axes[2];                /**< 0, 1; 0, 2; or 1, 2 */
 } triangle_coefficients;
 
 /** Operations of one kind of object. A null slot means that the kind lacks the operation. */
@@ -152,8 +152,8 @@ struct object_vft
     void (*add_to_frustum)(struct screen_frustum* frustum, scene_object* object);
     void (*get_bounds)(const scene_object* object, bounding_box* box_out);
     void (*slot_9)(void); /**< null in all tables */
-    void (*visit_triangles)(scene_object* object, void* reserved_1, void* reserved_2,
-        triangle_callback callback, void* extra);
+    void (*visit_triangles)(
+        scene_object* object, void* reserved_1, void* reserved_2, triangle_callback callback, void* extra);
     float (*get_area)(const scene_object* object);
     /** Copies the object's mapping; 0 if it has none. */
     int32_t (*get_mapping)(const scene_object* object, struct mapping* mapping_out);
@@ -168,18 +168,20 @@ struct object_vft
     const void* (*get_identity)(const scene_object* object);
     void (*update_for_view)(scene_object* object, render_view* view);
     /** Vertex coordinates of set 0 or 1 at the weights w0, w1, w2; 0 if a vertex has none. */
-    int32_t (*get_vertex_uv)(const scene_object* object, int32_t set, const double weights[3], float uv_out[2]);
-    /** Optional: `intersect` of `count` objects, of this kind or others, named by their numbers in `table`, in
-     *  one call. The results are those of one call each. Returns 1 if the ray's best hit was improved. */
+    int32_t (*get_vertex_uv)(
+        const scene_object* object, int32_t set, const double weights[3], float uv_out[2]);
+    /** Optional: `intersect` of `count` objects, of this kind or others, named by their numbers in `table`,
+     * in one call. The results are those of one call each. Returns 1 if the ray's best hit was improved. */
     int32_t (*intersect_many)(struct ray* ray, scene_object* const* table, const uint32_t* numbers,
         size_t count, double t_low, double t_high);
     /** Optional: the coefficients of an object that is one triangle, tested as those of a y_face are. */
     void (*get_triangle)(const scene_object* object, triangle_coefficients* out);
-    /** Goes with get_triangle, whose searches store distance, object and weights of a hit only: works out point and
-     *  normals from these, as intersect does. */
+    /** Goes with get_triangle, whose searches store distance, object and weights of a hit only: works out
+     * point and normals from these, as intersect does. */
     void (*complete_hit)(struct ray* ray, scene_object* object);
-    /** Optional: 1 when no point of the object lets light through, from either side. Shadow rays then end at it
-     *  without `get_surface`; they ask the surface of every kind that leaves this slot empty. Any thread. */
+    /** Optional: 1 when no point of the object lets light through, from either side. Shadow rays then end at
+     * it without `get_surface`; they ask the surface of every kind that leaves this slot empty. Any thread.
+     */
     int32_t (*is_opaque)(const scene_object* object);
 };
 

@@ -42,8 +42,8 @@ matrix4 product(const matrix4& a, const matrix4& b)
     {
         for (int j = 0; j < 4; ++j)
         {
-            r.m[i][j] = a.m[i][0] * b.m[0][j] + a.m[i][1] * b.m[1][j] + a.m[i][2] * b.m[2][j] +
-                a.m[i][3] * b.m[3][j];
+            r.m[i][j] =
+                a.m[i][0] * b.m[0][j] + a.m[i][1] * b.m[1][j] + a.m[i][2] * b.m[2][j] + a.m[i][3] * b.m[3][j];
         }
     }
     return r;
@@ -98,8 +98,7 @@ int32_t zr_build_matrix(const vector3* axis, const vector3* origin, double angle
 int32_t zr_build_matrix_ex(
     const vector3* axis, const vector3* u_axis, const vector3* origin, double angle, matrix4* matrix_out)
 {
-    *matrix_out =
-        product(frame_rows(*u_axis, cross(*axis, *u_axis), *axis, angle), translation(-*origin));
+    *matrix_out = product(frame_rows(*u_axis, cross(*axis, *u_axis), *axis, angle), translation(-*origin));
     return 1;
 }
 
@@ -242,18 +241,15 @@ int32_t zr_get_bounding_box_sides(const bounding_box* box, vector3 sides_out[6][
 
 int32_t zr_prim_float_to_uv(const float uv[2], packed_uv* packed_out)
 {
-    const auto pack = [](float f) {
-        return f >= 0.0f && f <= 1.0f ? static_cast<uint16_t>(double(f) * 65534.0 + 1.0) : uint16_t(0);
-    };
+    const auto pack = [](float f)
+    { return f >= 0.0f && f <= 1.0f ? static_cast<uint16_t>(double(f) * 65534.0 + 1.0) : uint16_t(0); };
     *packed_out = { pack(uv[0]), pack(uv[1]) };
     return 1;
 }
 
 int32_t zr_prim_uv_to_float(packed_uv packed, float uv_out[2])
 {
-    const auto unpack = [](uint16_t n) {
-        return n ? static_cast<float>((n - 1) * 1.5259254738e-5) : -1.0f;
-    };
+    const auto unpack = [](uint16_t n) { return n ? static_cast<float>((n - 1) * 1.5259254738e-5) : -1.0f; };
     uv_out[0] = unpack(packed.u);
     uv_out[1] = unpack(packed.v);
     return packed.u && packed.v;
@@ -262,9 +258,10 @@ int32_t zr_prim_uv_to_float(packed_uv packed, float uv_out[2])
 double signed_polygon_area(const float (*vertices)[3], int32_t count, const float normal[3])
 {
     if (count < 3) { return 0.0; }
-    const auto edge = [&](int to, int from) {
-        return vector3{ double(vertices[to][0]) - vertices[from][0], double(vertices[to][1]) - vertices[from][1],
-            double(vertices[to][2]) - vertices[from][2] };
+    const auto edge = [&](int to, int from)
+    {
+        return vector3{ double(vertices[to][0]) - vertices[from][0],
+            double(vertices[to][1]) - vertices[from][1], double(vertices[to][2]) - vertices[from][2] };
     };
     const int half = (count - 1) / 2;
     const int last = count % 2 ? 0 : count - 1;
@@ -286,7 +283,8 @@ vector3 rotated(const vector3& v, const vector3& axis, double angle_rad)
 
 packed_normal pack_normal(const vector3& n)
 {
-    const auto field = [](double c) {
+    const auto field = [](double c)
+    {
         const uint32_t magnitude = static_cast<uint32_t>(std::fmin(std::fabs(c), 1.0) * 511.0);
         return magnitude | (c < 0.0 ? 0x200u : 0u);
     };
@@ -295,13 +293,17 @@ packed_normal pack_normal(const vector3& n)
 
 vector3 unpack_normal(packed_normal n)
 {
-    const auto field = [](uint32_t f) {
+    const auto field = [](uint32_t f)
+    {
         const double magnitude = (f & 0x1ff) * 0.001956947162427;
         return f & 0x200 ? -magnitude : magnitude;
     };
     return { field(n >> 20), field(n >> 10), field(n) };
 }
 
-double random_unit() { return platform::rand15() * unit_of_short; }
+double random_unit()
+{
+    return platform::rand15() * unit_of_short;
+}
 
 } // namespace zr

@@ -18,8 +18,7 @@ ZR_API int32_t fill_rotation_matrix(const vector3* axis, double angle, matrix4* 
 
 /** World to frame: moves `origin` to 0, turns by `angle` about the unit vector `axis`, and reads off the
  *  coordinates along u, v (from zr_make_axes with 1e-5) and `axis`. Returns 1. */
-ZR_API int32_t zr_build_matrix(
-    const vector3* axis, const vector3* origin, double angle, matrix4* matrix_out);
+ZR_API int32_t zr_build_matrix(const vector3* axis, const vector3* origin, double angle, matrix4* matrix_out);
 /** The same with u = `u_axis` as given and v = `axis` x `u_axis`. Returns 1. */
 ZR_API int32_t zr_build_matrix_ex(
     const vector3* axis, const vector3* u_axis, const vector3* origin, double angle, matrix4* matrix_out);
@@ -29,8 +28,8 @@ ZR_API int32_t zr_build_rt_matrix(const vector3* axis, double angle, matrix4* ma
 /** Gauss-Jordan inverse with full pivoting. Returns the pivots found, 0 to 4; below 4 the matrix is singular
  *  and `destination` holds nothing of use. `inverse_determinant_out` and `smallest_pivot_out` are set to 0
  *  first. */
-ZR_API int32_t InvertMatrix(const matrix4* source, matrix4* destination, double* inverse_determinant_out,
-    double* smallest_pivot_out);
+ZR_API int32_t InvertMatrix(
+    const matrix4* source, matrix4* destination, double* inverse_determinant_out, double* smallest_pivot_out);
 
 /** 1 if the transform mirrors: the determinant of its 3 by 3 part is below 0. */
 ZR_API int32_t zr_transform_reverses_normals(const matrix4* matrix);

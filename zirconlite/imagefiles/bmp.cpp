@@ -1,8 +1,7 @@
 /// @file
 /// BMP pictures: core headers (12 bytes) and info headers (40 bytes and more) with 1, 4, 8, 16, 24 and 32
-/// bits a pixel, uncompressed or with bit fields, bottom-up or top-down. Alpha is what a mask declares; a picture
-/// without any is opaque. Written are 24 bits with a 40-byte
-/// header.
+/// bits a pixel, uncompressed or with bit fields, bottom-up or top-down. Alpha is what a mask declares; a
+/// picture without any is opaque. Written are 24 bits with a 40-byte header.
 ///
 /// Refused is a file whose header is damaged or whose form is not read (run lengths, embedded JPEG or PNG).
 /// Rows that the file lacks are black, and so are entries that its palette lacks.
@@ -213,7 +212,8 @@ bit_field field_of(uint32_t mask)
     return f;
 }
 
-/// The channels of 16 and 32 bits: stated by masks, or 5-5-5 and B G R. A fourth byte is alpha where a mask says so.
+/// The channels of 16 and 32 bits: stated by masks, or 5-5-5 and B G R. A fourth byte is alpha where a mask
+/// says so.
 zr::status read_fields(zr::byte_reader& in, bmp_header& header)
 {
     const bool has_fields = header.bits == 16 || header.bits == 32;
@@ -313,7 +313,8 @@ uint8_t channel(const bit_field& f, uint32_t pixel)
     return uint8_t((((pixel & f.mask) >> f.shift) * 255 + f.top / 2) / f.top);
 }
 
-template <int channels> void decode_16(const bmp_header& header, const uint8_t* in, int32_t width, uint8_t* out)
+template <int channels>
+void decode_16(const bmp_header& header, const uint8_t* in, int32_t width, uint8_t* out)
 {
     zr::byte_reader pixels(in, 2 * size_t(width));
     for (int32_t x = 0; x < width; ++x)
@@ -338,13 +339,19 @@ void decode_32(const bmp_header& header, const uint8_t* in, int32_t width, uint8
     }
 }
 
-bool always(const bmp_header&) { return true; }
+bool always(const bmp_header&)
+{
+    return true;
+}
 bool has_colored_palette(const bmp_header& header)
 {
     const auto is_colored = [](const rgb_entry& e) { return e.r != e.g || e.g != e.b; };
     return is_colored(header.palette[0]) || is_colored(header.palette[1]);
 }
-bool has_alpha(const bmp_header& header) { return header.fields[3].mask != 0; }
+bool has_alpha(const bmp_header& header)
+{
+    return header.fields[3].mask != 0;
+}
 
 constexpr depth_row depths[] = {
     { 1, zr::bitmap_rgb, decode_1_in_color, has_colored_palette },

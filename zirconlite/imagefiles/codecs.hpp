@@ -18,7 +18,8 @@ bitmap* decode_targa(const uint8_t* bytes, size_t size, status* why, uint64_t* w
 bitmap* decode_tiff(const uint8_t* bytes, size_t size, status* why, uint64_t* where);
 bitmap* decode_jpeg(const uint8_t* bytes, size_t size, status* why, uint64_t* where);
 
-/// Whether the head of a file is that of a TARGA picture of any kind, read or not: the format has no signature.
+/// Whether the head of a file is that of a TARGA picture of any kind, read or not: the format has no
+/// signature.
 bool has_targa_kind(const uint8_t* bytes, size_t size);
 
 int32_t write_bmp(bitmap_format* record);

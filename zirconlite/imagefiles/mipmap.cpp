@@ -11,7 +11,10 @@ constexpr double of_byte = 0.003921568627451; // 1 / 255
 constexpr double of_alpha_byte = 0.004;
 constexpr int32_t max_levels = sizeof(bitmap::levels) / sizeof(uint8_t*);
 
-int32_t half(int32_t side) { return side > 1 ? side / 2 : 1; }
+int32_t half(int32_t side)
+{
+    return side > 1 ? side / 2 : 1;
+}
 
 /// Levels down to one texel; each takes half of the longer side, rounded up.
 int32_t count_levels(int32_t width, int32_t height)
@@ -24,8 +27,7 @@ int32_t count_levels(int32_t width, int32_t height)
 
 /// One row of the next level out of two of its source, rounded to the nearest. The plain loop over a fixed
 /// number of channels is one that the compiler turns into vector code.
-template <int channels>
-void halve_rows(const uint8_t* a, const uint8_t* b, int32_t width, uint8_t* out)
+template <int channels> void halve_rows(const uint8_t* a, const uint8_t* b, int32_t width, uint8_t* out)
 {
     for (int32_t x = 0; x < width; ++x)
     {

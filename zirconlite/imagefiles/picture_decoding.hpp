@@ -18,8 +18,8 @@ uint8_t* read_file_for_decoding(const char16_t* path, size_t* size);
 /// Decodes the record's file; a reason that the decoder gives is reported for zr_last_error.
 bitmap* read_picture(const bitmap_format& record, picture_decoder decode);
 
-/// Whether a file of `file_bytes` may claim `pixels`. The densest coding of a picture gives less than 2048 for
-/// each byte; up to a megapixel is free, so that a short file cut in its pixels still shows what it has.
+/// Whether a file of `file_bytes` may claim `pixels`. The densest coding of a picture gives less than 2048
+/// for each byte; up to a megapixel is free, so that a short file cut in its pixels still shows what it has.
 bool is_plausible_size(uint64_t pixels, uint64_t file_bytes);
 
 /// new_bitmap for a header in a file of `file_bytes`, refusing what is not plausible.

@@ -75,7 +75,8 @@ bool decode_radiance(const uint8_t* bytes, size_t size, image_buffer* buffer, st
     *where = 0;
     if ((size < 2 || memcmp(bytes, "#?", 2) != 0) && !has_format_line(in))
     {
-        *why = fail(ZR_ERROR_FORMAT, "not a Radiance picture: it does not begin with #? and has no FORMAT line");
+        *why =
+            fail(ZR_ERROR_FORMAT, "not a Radiance picture: it does not begin with #? and has no FORMAT line");
         return false;
     }
     if (!skip_text(in) || !read_resolution(in, r))

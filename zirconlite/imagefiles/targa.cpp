@@ -148,7 +148,8 @@ bool has_targa_kind(const uint8_t* bytes, size_t size)
 {
     // Kinds that the format knows, read or not; the byte before says whether there is a colour map.
     static constexpr uint8_t kinds[] = { 1, 2, 3, 9, 10, 11, 32, 33 };
-    return size >= header_bytes && bytes[1] <= 1 && std::find(kinds, std::end(kinds), bytes[2]) != std::end(kinds);
+    return size >= header_bytes && bytes[1] <= 1 &&
+           std::find(kinds, std::end(kinds), bytes[2]) != std::end(kinds);
 }
 
 int32_t write_targa(bitmap_format* record)

@@ -250,7 +250,10 @@ uint32_t common_bits(tiff_reader in, const value_list& list)
 
 zr::status read_directory(tiff_reader& in, tiff_picture& picture)
 {
-    if (in.u16() == big_tiff) { return zr::fail(ZR_ERROR_FORMAT, "BigTIFF, with offsets of 64 bits, is not read"); }
+    if (in.u16() == big_tiff)
+    {
+        return zr::fail(ZR_ERROR_FORMAT, "BigTIFF, with offsets of 64 bits, is not read");
+    }
     in.bytes.seek(in.u32());
     const uint16_t entry_count = in.u16();
     for (int i = 0; i < entry_count; ++i)
@@ -350,7 +353,9 @@ zr::status check_form(const tiff_picture& picture)
 zr::status check_strips(tiff_reader in, const tiff_picture& picture)
 {
     const uint64_t strips =
-        picture.strips.count == 1 ? 1 : (uint64_t(picture.height) + picture.rows_per_strip - 1) / picture.rows_per_strip;
+        picture.strips.count == 1
+            ? 1
+            : (uint64_t(picture.height) + picture.rows_per_strip - 1) / picture.rows_per_strip;
     in.bytes.seek(picture.strips.at);
     for (uint64_t i = 0; i < std::min<uint64_t>(strips, picture.strips.count); ++i)
     {

@@ -4,31 +4,31 @@
 #include <initializer_list>
 
 #include "zirconlite/display/hooks.hpp"
+#include "zirconlite/environment/environment.hpp"
+#include "zirconlite/environment/ground.hpp"
+#include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/frame/document_state.hpp"
 #include "zirconlite/frame/host_callbacks.hpp"
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/frame/module.h"
 #include "zirconlite/frame/module_state.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/frame/string_table.h"
-#include "zirconlite/search/preprocess.hpp"
 #include "zirconlite/geometry/scene_object.h"
-#include "zirconlite/environment/environment.hpp"
-#include "zirconlite/environment/ground.hpp"
+#include "zirconlite/jobs/render_job.hpp"
+#include "zirconlite/jobs/render_passes.hpp"
+#include "zirconlite/jobs/render_worker.hpp"
 #include "zirconlite/lighting/light_model.hpp"
-#include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/platform/random.hpp"
 #include "zirconlite/platform/windows.hpp"
 #include "zirconlite/raytrace/ambient.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/emission_setup.h"
-#include "zirconlite/frame/jitter.hpp"
-#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
-#include "zirconlite/jobs/render_job.hpp"
-#include "zirconlite/jobs/render_passes.hpp"
-#include "zirconlite/jobs/render_worker.hpp"
 #include "zirconlite/sampling/converging.h"
+#include "zirconlite/search/preprocess.hpp"
 
 namespace zr
 {
@@ -57,9 +57,9 @@ enum phase
 
 struct running_job
 {
-    int32_t phase;     ///< atomic
-    zr_handle thread;  ///< kept until it has ended and was joined; under job_lock()
-    document* doc;     ///< under job_lock()
+    int32_t phase;            ///< atomic
+    zr_handle thread;         ///< kept until it has ended and was joined; under job_lock()
+    document* doc;            ///< under job_lock()
     platform::event* may_run; ///< signalled when the handle is stored where everybody looks for it
 };
 running_job current = {};
@@ -79,7 +79,10 @@ platform::lock* job_lock()
     return lock;
 }
 
-void say(message m) { host::status_message(zr_get_message(nullptr, m)); }
+void say(message m)
+{
+    host::status_message(zr_get_message(nullptr, m));
+}
 
 bool external_display = false;
 
@@ -139,7 +142,7 @@ void limit_to_region(job_run& run)
     run.right = rectangle[2];
     run.bottom = rectangle[3];
     uint32_t state = run.doc.render_state & ~uint32_t(RENDER_STATE_PREPROCESSED | RENDER_STATE_FINISHED |
-                         RENDER_STATE_SAVED | RENDER_STATE_CROPPED);
+                                                      RENDER_STATE_SAVED | RENDER_STATE_CROPPED);
     if (run.job.flags & JOB_REGION)
     {
         for (int i = 0; i < 4; ++i) { run.doc.crop[i] = rectangle[i]; }
@@ -147,8 +150,8 @@ void limit_to_region(job_run& run)
     }
     __atomic_store_n(&run.doc.render_state, state, __ATOMIC_RELEASE);
     run.view.ray_counters = {};
-    run.view.ray_counters.pixels = static_cast<uint32_t>(run.right - run.left) *
-        static_cast<uint32_t>(run.bottom - run.top);
+    run.view.ray_counters.pixels =
+        static_cast<uint32_t>(run.right - run.left) * static_cast<uint32_t>(run.bottom - run.top);
 }
 
 /// Everything between the start of the thread and the first ray. False when memory or threads fail.
@@ -219,7 +222,8 @@ bool check_settings(const render_job& request)
 {
     const document& d = *request.document;
     const render_view& v = *request.view;
-    const auto refuse = [](const char* what) { return report_failure(ZR_ERROR_ARGUMENT, "render: %s", what); };
+    const auto refuse = [](const char* what)
+    { return report_failure(ZR_ERROR_ARGUMENT, "render: %s", what); };
     if (d.reflect_limit < 0 || d.refract_limit < 0 || d.reflect_limit >= RECURSION_LIMIT_SUM ||
         d.refract_limit >= RECURSION_LIMIT_SUM || d.reflect_limit + d.refract_limit >= RECURSION_LIMIT_SUM)
     {
@@ -235,7 +239,8 @@ bool check_settings(const render_job& request)
         return refuse("the view is not projected; call zr_init_projection first");
     }
     if (!(d.aa_level >= 0.0 && d.aa_level <= 1.0)) { return refuse("aa_level must be 0 to 1"); }
-    if (!std::isfinite(d.pixel_jitter) || !std::isfinite(d.gloss_jitter) || !std::isfinite(d.translucency_jitter))
+    if (!std::isfinite(d.pixel_jitter) || !std::isfinite(d.gloss_jitter) ||
+        !std::isfinite(d.translucency_jitter))
     {
         return refuse("pixel_jitter, gloss_jitter and translucency_jitter must be finite");
     }
@@ -249,14 +254,13 @@ bool check_settings(const render_job& request)
     }
     if (!(request.flags & JOB_REGION)) { return true; }
     const double* f = request.region;
-    const bool inside = f[0] >= 0.0 && f[0] <= f[2] && f[2] <= 1.0 && f[1] >= 0.0 && f[1] <= f[3] && f[3] <= 1.0;
-    if (!inside)
-    {
-        return refuse("the region must lie in 0 to 1, left to right and top to bottom");
-    }
+    const bool inside =
+        f[0] >= 0.0 && f[0] <= f[2] && f[2] <= 1.0 && f[1] >= 0.0 && f[1] <= f[3] && f[3] <= 1.0;
+    if (!inside) { return refuse("the region must lie in 0 to 1, left to right and top to bottom"); }
     int32_t rectangle[4];
     set_rectangle(request, v, rectangle);
-    return (rectangle[0] < rectangle[2] && rectangle[1] < rectangle[3]) || refuse("the region holds no pixels");
+    return (rectangle[0] < rectangle[2] && rectangle[1] < rectangle[3]) ||
+           refuse("the region holds no pixels");
 }
 
 void update_objects_for_view(document& document, render_view& view)
@@ -410,9 +414,15 @@ int32_t zr_wait_for_render(document* document, int32_t milliseconds)
     return !is_current_job_of(document) || join_job(milliseconds);
 }
 
-int32_t zr_pause_preview_rt(document*) { return 1; }
+int32_t zr_pause_preview_rt(document*)
+{
+    return 1;
+}
 
-int32_t zr_is_preview_image_valid(void) { return job.preview_valid; }
+int32_t zr_is_preview_image_valid(void)
+{
+    return job.preview_valid;
+}
 
 int32_t zr_set_max_raytrace_threads(int32_t count)
 {
@@ -421,7 +431,10 @@ int32_t zr_set_max_raytrace_threads(int32_t count)
     return raytrace_options.max_raytrace_threads;
 }
 
-int32_t zr_rt_skip_preprocess(int32_t flag) { return raytrace_options.skip_preprocess = flag; }
+int32_t zr_rt_skip_preprocess(int32_t flag)
+{
+    return raytrace_options.skip_preprocess = flag;
+}
 
 int32_t zr_set_calibration_frame(int32_t flag)
 {
@@ -429,7 +442,10 @@ int32_t zr_set_calibration_frame(int32_t flag)
     return 1;
 }
 
-int32_t is_preprocessing(void) { return platform::load_word(&preprocess_running); }
+int32_t is_preprocessing(void)
+{
+    return platform::load_word(&preprocess_running);
+}
 
 int32_t zr_init_ray_z_buffer(int32_t enable, float* buffer, const int32_t size[2])
 {

@@ -37,8 +37,8 @@ typedef struct render_job
     int32_t status;   /**< 1 once zr_raytrace has started the job */
 } render_job;
 
-/** Prepares the environment, the ground and the ambient term for shading without a job. Returns 1; 0 when memory
- *  fails. */
+/** Prepares the environment, the ground and the ambient term for shading without a job. Returns 1; 0 when
+ * memory fails. */
 ZR_API int32_t zr_init_raytrace(document* document, render_view* view);
 
 /** Starts a render and returns at once. 1; -2 when the image buffer cannot be made; 0 (see zr_last_error)

@@ -3,11 +3,11 @@
 #include <stdio.h>
 
 #include "zirconlite/frame/host_callbacks.hpp"
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/frame/job_state.hpp"
-#include "zirconlite/raytrace/pixel_sampler.hpp"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/jobs/render_worker.hpp"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/sampling/converging.h"
 #include "zirconlite/sampling/rounds.hpp"
 
@@ -22,7 +22,7 @@ constexpr int32_t least_final_strip = 16;
 
 struct pass_shape
 {
-    int32_t pass; ///< also the row mark
+    int32_t pass;  ///< also the row mark
     double offset; ///< of the first sample in each axis, from the rectangle's corner
     double step;
     int32_t skip; ///< multiples of it were done before
@@ -32,7 +32,10 @@ constexpr pass_shape coarse_shape = { 1, 0.0, 4.0, 0 };
 constexpr pass_shape middle_shape = { 2, 0.0, 2.0, 4 };
 constexpr pass_shape final_shape = { final_pass, 0.5, 1.0, 2 };
 
-bool stop_asked(const job_run& run) { return platform::load_word(&run.doc.stop_render) == 1; }
+bool stop_asked(const job_run& run)
+{
+    return platform::load_word(&run.doc.stop_render) == 1;
+}
 
 /// Share of the job that is done when pass `pass` stands at `line`.
 double fraction_at(const job_run& run, int32_t pass, double line)
@@ -163,8 +166,8 @@ bool run_rounds(job_run& run, sampling_run& sampling)
 
 bool run_converging(job_run& run)
 {
-    sampling_run* sampling = begin_sampling(
-        run.doc, run.view, *run.view.image, { run.left, run.top, run.right, run.bottom });
+    sampling_run* sampling =
+        begin_sampling(run.doc, run.view, *run.view.image, { run.left, run.top, run.right, run.bottom });
     if (!sampling)
     {
         report_render(run, render_stopped);

@@ -7,7 +7,8 @@
 namespace zr
 {
 
-/// Codes that a running job reports to `host_progress`, kind 1. PROGRESS_RENDERED, at its end, needs no job record.
+/// Codes that a running job reports to `host_progress`, kind 1. PROGRESS_RENDERED, at its end, needs no job
+/// record.
 enum render_code
 {
     render_stopped = -1,
@@ -22,8 +23,8 @@ struct job_run
     document& doc;
     render_view& view;
     int32_t strip_height;
-    double pass_cost, pass_scale;      ///< progress constants of the quality
-    int32_t left, top, right, bottom;  ///< the render rectangle, pixels; rows from below, end exclusive
+    double pass_cost, pass_scale;     ///< progress constants of the quality
+    int32_t left, top, right, bottom; ///< the render rectangle, pixels; rows from below, end exclusive
 };
 
 /// Reports to the host; false when it asks to stop.

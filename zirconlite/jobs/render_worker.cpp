@@ -24,9 +24,15 @@ struct strip_work
     ray_counters counters; ///< of this strip
 };
 
-bool stopped(const render_worker& w) { return platform::load_word(&w.document->stop_render) == 1; }
+bool stopped(const render_worker& w)
+{
+    return platform::load_word(&w.document->stop_render) == 1;
+}
 
-float plane_depth(double hit_t) { return hit_t >= 1e11 ? nothing_hit_depth : static_cast<float>(hit_t); }
+float plane_depth(double hit_t)
+{
+    return hit_t >= 1e11 ? nothing_hit_depth : static_cast<float>(hit_t);
+}
 
 uint8_t plane_alpha(float alpha)
 {
@@ -68,8 +74,7 @@ void sample_block(strip_work& work, double x, double y)
     double position[2] = { x, y };
     if (!probe) { jittered_position(position, w.position_low, w.position_high, position); }
     ray r = work.prototype;
-    trace_primary(
-        *w.document, *w.view, r, w.index, position, 0, probe ? nullptr : environment_background);
+    trace_primary(*w.document, *w.view, r, w.index, position, 0, probe ? nullptr : environment_background);
     ++work.counters.primary_rays;
     store_pixel(w, px, py, components_of(r), r.alpha, r.hit_t, r.material_id);
     // The slot to the right belongs to a later pass; until then it says what this sample hit.
@@ -77,7 +82,10 @@ void sample_block(strip_work& work, double x, double y)
         w.image, zr_image_buffer_pixel(w.image, px, py), r.hit_object ? r.hit_object->number : 0u);
 }
 
-bool is_even(int32_t n) { return n % 2 == 0; }
+bool is_even(int32_t n)
+{
+    return n % 2 == 0;
+}
 
 /// The earlier sample that is a corner of pixel (x, y), as far as the strip's neighbours have not been drawn
 /// over. False when there is none.

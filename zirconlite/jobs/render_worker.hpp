@@ -3,8 +3,8 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/platform/threads.hpp"
 #include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/platform/threads.hpp"
 
 namespace zr
 {
@@ -30,13 +30,13 @@ struct render_worker
     double x_step, y_step;
     int32_t skip_x, skip_y; ///< pixels at multiples of both were done by the pass before; 0 skips nothing
     int32_t width, height;
-    int32_t pass; ///< -1, 1, 2, 3, or 4: a round of `sampling`
+    int32_t pass;                  ///< -1, 1, 2, 3, or 4: a round of `sampling`
     struct sampling_run* sampling; ///< NULL but in pass 4
     uint32_t strip_pixels;
     image_buffer* image;
-    int32_t row_mark; ///< its low byte becomes the rows' signature when the strip is done
-    int32_t quit;     ///< 1 ends the thread at its next start
-    int32_t stopped;  ///< 1 when the worker left its strip and ended; read after `done_event`
+    int32_t row_mark;       ///< its low byte becomes the rows' signature when the strip is done
+    int32_t quit;           ///< 1 ends the thread at its next start
+    int32_t stopped;        ///< 1 when the worker left its strip and ended; read after `done_event`
     ray_counters* counters; ///< the view's
     double position_low[2], position_high[2]; ///< sample positions are held to this box
 };

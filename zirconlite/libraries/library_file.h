@@ -6,14 +6,15 @@
  *  folder B, the empty key the root. Names are compared without regard to case, by one table whatever the
  *  locale. A full key has the library's name and two backslashes in front: "STONES\\Marble\White".
  *
- *  Reading handles lock the file against writers, writing handles against everyone: who comes second is refused
- *  at once. What a writing handle changes stands in memory until zr_libfile_commit or zr_libfile_close puts a
- *  whole new file in the place of the old one, so whatever happens in between leaves the old library. A handle
- *  whose edit failed drops everything. Deleted and replaced records stay in the file as dead space until it is
- *  packed.
+ *  Reading handles lock the file against writers, writing handles against everyone: who comes second is
+ * refused at once. What a writing handle changes stands in memory until zr_libfile_commit or zr_libfile_close
+ * puts a whole new file in the place of the old one, so whatever happens in between leaves the old library. A
+ * handle whose edit failed drops everything. Deleted and replaced records stay in the file as dead space
+ * until it is packed.
  *
- *  A handle belongs to one thread at a time. Offsets count from the start of the file; 0 is none. Every function
- *  takes a null or invalid handle as a failure, and files that lie about their insides lead to failures only. */
+ *  A handle belongs to one thread at a time. Offsets count from the start of the file; 0 is none. Every
+ * function takes a null or invalid handle as a failure, and files that lie about their insides lead to
+ * failures only. */
 #ifndef ZIRCONLITE_LIBRARIES_LIBRARY_FILE_H
 #define ZIRCONLITE_LIBRARIES_LIBRARY_FILE_H
 
@@ -34,7 +35,8 @@ enum library_share
     LIBRARY_SHARE_READ = 1
 };
 
-/** Values of the `disposition` of an opening. An existing file that is emptied keeps its content until the close. */
+/** Values of the `disposition` of an opening. An existing file that is emptied keeps its content until the
+ * close. */
 enum library_disposition
 {
     LIBRARY_CREATE_NEW = 1, /**< fails when the file exists */
@@ -68,18 +70,20 @@ ZR_API zr_handle zr_libfile_open(const char16_t* path, uint32_t access, uint32_t
  *  and when the new file cannot be written, which keeps the old one. */
 ZR_API int32_t zr_libfile_commit(zr_handle file);
 
-/** Writes the changes and closes. As zr_libfile_commit; 1 for reading handles. The handle is gone either way. */
+/** Writes the changes and closes. As zr_libfile_commit; 1 for reading handles. The handle is gone either way.
+ */
 ZR_API int32_t zr_libfile_close(zr_handle file);
 
 /** Closes without writing anything. Returns 1; 0 for no handle. */
 ZR_API int32_t zr_libfile_cancel(zr_handle file);
 
-/** Copies the file to "common\backup\" under the installation folder, over a former backup. 1; 0 on failure and
- *  before the start of the library. */
+/** Copies the file to "common\backup\" under the installation folder, over a former backup. 1; 0 on failure
+ * and before the start of the library. */
 ZR_API int32_t zr_backup_libfile(const char16_t* path);
 
 /* Bytes, at the handle's position. The functions below leave the position anywhere. Values are little-endian.
- * Each returns 1; 0 at the end of the file, for a reading handle that is written to, and when memory fails. */
+ * Each returns 1; 0 at the end of the file, for a reading handle that is written to, and when memory fails.
+ */
 
 ZR_API int32_t zr_file_set_position(zr_handle file, uint64_t at); /**< 0 behind the end */
 ZR_API uint64_t zr_file_get_position(zr_handle file);
@@ -97,10 +101,11 @@ ZR_API uint32_t zr_file_get_offset(zr_handle file, uint32_t at);
 /** Adds 1 to the value at `at`; the new value, 0 when it cannot be written. */
 ZR_API uint32_t zr_file_increment_dword(zr_handle file, uint32_t at);
 
-/** Appends a chunk: 20 bytes of a folder, 40 of a record, a string of the length that its head tells, or `size`
- *  bytes of payload. `reserved` is not read. Its offset; 0 for another type and on failure, which makes the
- *  handle drop its edit. */
-ZR_API uint32_t zr_file_add_chunk(zr_handle file, int32_t type, const void* bytes, int32_t reserved, uint32_t size);
+/** Appends a chunk: 20 bytes of a folder, 40 of a record, a string of the length that its head tells, or
+ * `size` bytes of payload. `reserved` is not read. Its offset; 0 for another type and on failure, which makes
+ * the handle drop its edit. */
+ZR_API uint32_t zr_file_add_chunk(
+    zr_handle file, int32_t type, const void* bytes, int32_t reserved, uint32_t size);
 /** Appends a text of less than ZR_NAME_CAPACITY code units. Its offset; 0 on failure. */
 ZR_API uint32_t zr_file_add_string(zr_handle file, const char16_t* text);
 /** Reads the text at `at` into `buffer` of `limit_bytes` bytes: as many whole characters as fit, and an end
@@ -112,8 +117,8 @@ ZR_API int32_t zr_file_delete_chunk(zr_handle file, uint32_t at);
 ZR_API int32_t zr_file_delete_string(zr_handle file, uint32_t at);
 ZR_API int32_t zr_file_delete_record(zr_handle file, uint32_t at);
 
-/** Writes the header of an empty library of a kind ("MATERIAL", "LIGHTING", "PLANTS"; at most 31 code units), with
- *  its root, at the start. */
+/** Writes the header of an empty library of a kind ("MATERIAL", "LIGHTING", "PLANTS"; at most 31 code units),
+ * with its root, at the start. */
 ZR_API int32_t zr_file_write_header(zr_handle file, const char16_t* kind);
 ZR_API uint32_t zr_file_get_version(zr_handle file); /**< 4 in new files */
 /** The kind in the header, `kind` having room for 33 code units. 0, and an empty text, when the file is no
@@ -125,7 +130,8 @@ ZR_API int32_t zr_file_get_kind(zr_handle file, char16_t* kind);
 /** Looks at the first name of a key, in place. 0 for an empty key; 1 for a folder, with its backslash, at
  *  `*out_end`, overwritten by an end mark; 2 for a record, `*out_end` at the end mark. */
 ZR_API int32_t zr_file_parse_key(char16_t* key, char16_t** out_end);
-/** The node of a key; 0 when it does not exist. A name that several siblings have means the first live one. */
+/** The node of a key; 0 when it does not exist. A name that several siblings have means the first live one.
+ */
 ZR_API uint32_t zr_file_seek(zr_handle file, const char16_t* key);
 /** zr_file_seek in the library at `path`, opened for reading. */
 ZR_API uint32_t zr_library_seek(const char16_t* path, const char16_t* key);
@@ -137,8 +143,8 @@ ZR_API uint32_t zr_file_insert_node(zr_handle file, const char16_t* name, uint32
 /** Appends the payload of a record and puts its offset at `node` + 12. 0 when it cannot. */
 typedef int32_t (*zr_record_writer)(zr_handle file, uint32_t node, void* argument);
 
-/** Makes the folders that a key lacks, then the record, and has `writer` fill it. The record's node; 0 for a key
- *  that ends in a backslash, which makes the folders only, and on failure, which makes the handle drop its
+/** Makes the folders that a key lacks, then the record, and has `writer` fill it. The record's node; 0 for a
+ * key that ends in a backslash, which makes the folders only, and on failure, which makes the handle drop its
  *  edit. A null writer leaves the record empty. */
 ZR_API uint32_t zr_file_insert_record(
     zr_handle file, const char16_t* key, zr_record_writer writer, void* argument);
@@ -158,16 +164,16 @@ ZR_API void* zr_file_read_record(zr_handle file, const char16_t* key, zr_record_
 /** Told each record or folder of a walk with its key; 0 ends the walk of that folder. */
 typedef int32_t (*zr_record_callback)(zr_handle source, zr_handle target, const char16_t* key);
 
-/** Walks a folder: its records in order, then its folders, each with what is below it. `prefix` is the folder's
- *  key. `target` is handed on; the callbacks may be NULL. 1; 0 when a callback said so for this folder's own
- *  children, and when the links are broken or a key grows longer than ZR_KEY_CAPACITY. */
+/** Walks a folder: its records in order, then its folders, each with what is below it. `prefix` is the
+ * folder's key. `target` is handed on; the callbacks may be NULL. 1; 0 when a callback said so for this
+ * folder's own children, and when the links are broken or a key grows longer than ZR_KEY_CAPACITY. */
 ZR_API int32_t zr_libfile_in_order_read_ex(zr_handle source, zr_handle target, uint32_t folder,
     const char16_t* prefix, zr_record_callback on_record, zr_record_callback on_folder);
 ZR_API int32_t zr_libfile_in_order_read(zr_handle source, zr_handle target, uint32_t folder,
     const char16_t* prefix, zr_record_callback on_record);
 
-/** The date that new records get, 100 ns since 1601, UTC; NULL returns to the clock. The value stays the caller's
- *  and is read at each insertion. Returns 1. */
+/** The date that new records get, 100 ns since 1601, UTC; NULL returns to the clock. The value stays the
+ * caller's and is read at each insertion. Returns 1. */
 ZR_API int32_t zr_file_set_filetime(const uint64_t* date);
 /** While on, zr_file_read_record keeps the date of what it reads for zr_get_read_date. Returns 1. */
 ZR_API int32_t zr_get_date_during_read(int32_t flag);
@@ -178,13 +184,13 @@ ZR_API uint64_t zr_get_read_date(void); /**< 0 before the first */
 /** Turns a record into a tombstone. The count of tombstones; -1 when the key names no record, 0 when the file
  *  cannot be opened or written. */
 ZR_API int32_t zr_libfile_delete_record(const char16_t* path, const char16_t* key);
-/** Turns a folder, and so all below it, into a tombstone; the key may lack its last backslash. 1; -1 when there is
- *  no such folder or it is the root, 0 when the file cannot be opened or written. */
+/** Turns a folder, and so all below it, into a tombstone; the key may lack its last backslash. 1; -1 when
+ * there is no such folder or it is the root, 0 when the file cannot be opened or written. */
 ZR_API int32_t zr_libfile_delete_folder(const char16_t* path, const char16_t* key);
 
-/** Rebuilds a library without dead space and empty folders, in place of the old one. `copier` adds the record of
- *  a key from the source to the target. With a window the user is asked first. 1; 0 when not wanted or failed,
- *  with the old library as it was. */
+/** Rebuilds a library without dead space and empty folders, in place of the old one. `copier` adds the record
+ * of a key from the source to the target. With a window the user is asked first. 1; 0 when not wanted or
+ * failed, with the old library as it was. */
 ZR_API int32_t zr_libfile_pack(
     const char16_t* path, const char16_t* kind, zr_record_callback copier, zr_handle window);
 
@@ -199,12 +205,12 @@ ZR_API int32_t zr_split_fullkey(const char16_t* full, char16_t* out_library, cha
 typedef int32_t (*zr_library_search)(
     const char16_t* name, const char16_t* extension, zr_find_callback callback, void* argument);
 
-/** Tells `callback` each file `name` + `extension` ('*' and '?' allowed), in the order in which one hides another
- *  of the same name: what the hook or else `host_search_for_lib_files` (only without a display driver) knows, the
- *  support folder, the folders of the LIBRARY list, and with `include_internal` the folder "internal" of the
- *  support folder. A result of -1 ends the search. Nonzero when anything was found. */
-ZR_API int32_t zr_libfile_search_ex(const char16_t* name, const char16_t* extension, zr_find_callback callback,
-    void* argument, int32_t include_internal);
+/** Tells `callback` each file `name` + `extension` ('*' and '?' allowed), in the order in which one hides
+ * another of the same name: what the hook or else `host_search_for_lib_files` (only without a display driver)
+ * knows, the support folder, the folders of the LIBRARY list, and with `include_internal` the folder
+ * "internal" of the support folder. A result of -1 ends the search. Nonzero when anything was found. */
+ZR_API int32_t zr_libfile_search_ex(const char16_t* name, const char16_t* extension,
+    zr_find_callback callback, void* argument, int32_t include_internal);
 ZR_API int32_t zr_libfile_search(
     const char16_t* name, const char16_t* extension, zr_find_callback callback, void* argument);
 /** Puts a search of the host in front; NULL takes it away. Returns 1. */

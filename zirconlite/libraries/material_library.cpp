@@ -18,7 +18,10 @@ constexpr const char16_t* library_extension = u".mlib";
 constexpr uint32_t payload_place = 12;
 constexpr uint32_t id_from_end = 4;
 
-const zr::library_kind& materials() { return *zr::library_kind_of(library_extension); }
+const zr::library_kind& materials()
+{
+    return *zr::library_kind_of(library_extension);
+}
 int32_t write_payload(zr_handle file, uint32_t node, void* material);
 void* read_payload(zr_handle file, uint32_t payload);
 void* read_payload_to_copy(zr_handle file, uint32_t payload);
@@ -37,7 +40,8 @@ zr_handle zr_matlib_open(const char16_t* library_name)
 
 zr_handle zr_matlib_open_write(const char16_t* library_name)
 {
-    return zr::open_named_library(materials(), library_name, LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING);
+    return zr::open_named_library(
+        materials(), library_name, LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING);
 }
 
 uint32_t zr_matfile_add_record(zr_handle file, const char16_t* key, material* material)

@@ -47,8 +47,8 @@ bool path_of_new(const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY])
            zr::report_failure(ZR_ERROR_LIMIT, "the path of the new library is too long");
 }
 
-/// Hosts without a callback are asked by the dialog for files. `name` is the one to start with, and becomes that of
-/// the file chosen.
+/// Hosts without a callback are asked by the dialog for files. `name` is the one to start with, and becomes
+/// that of the file chosen.
 bool ask_for_new(zr_handle window, char16_t (&name)[ZR_PATH_CAPACITY], char16_t (&path)[ZR_PATH_CAPACITY])
 {
     static constexpr const char16_t* filter_names[] = { u"Library File" };
@@ -100,7 +100,10 @@ int32_t zr_convert_material_library(zr_handle window, const char16_t* name, void
         if (!platform::append_text(wanted, name_capacity, name)) { return 0; }
         const int32_t answer = zr::host::get_new_library_name(window, 1, wanted);
         wanted[name_capacity - 1] = 0;
-        if (answer == 0 || !(answer > 0 ? path_of_new(wanted, path) : ask_for_new(window, wanted, path))) { return 0; }
+        if (answer == 0 || !(answer > 0 ? path_of_new(wanted, path) : ask_for_new(window, wanted, path)))
+        {
+            return 0;
+        }
         platform::find_entry present;
         if (answer > 0 && platform::read_attributes(path, &present)) // a dialog has asked
         {

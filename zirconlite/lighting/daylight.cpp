@@ -5,17 +5,17 @@
 #include <algorithm>
 #include <math.h>
 
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/lighting/light_emission.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
-#include "zirconlite/frame/job_state.hpp"
 
 using namespace zr;
 
 namespace
 {
 
-constexpr double near_pane = 0.333333;  // metres behind the pane where the near mode begins
-constexpr double nearest_pane = 0.1;    // least size and distance of its patch
+constexpr double near_pane = 0.333333; // metres behind the pane where the near mode begins
+constexpr double nearest_pane = 0.1;   // least size and distance of its patch
 constexpr int32_t sky_rows = 256;
 
 double sky_at_angles(void* sky, double azimuth, double altitude)
@@ -141,8 +141,14 @@ int32_t window_sample(const light* l, const vector3* point, source_sample* sampl
     return 1;
 }
 
-double sine_above_horizon(void*, double, double altitude) { return altitude > 0.0 ? sin(altitude) : 0.0; }
-double one(void*, double, double) { return 1.0; }
+double sine_above_horizon(void*, double, double altitude)
+{
+    return altitude > 0.0 ? sin(altitude) : 0.0;
+}
+double one(void*, double, double)
+{
+    return 1.0;
+}
 
 } // namespace
 

@@ -1,5 +1,6 @@
 /** @file
- *  `goniometry`: a light's intensity by direction, as measured. Lights made from one template share its tables. */
+ *  `goniometry`: a light's intensity by direction, as measured. Lights made from one template share its
+ * tables. */
 #ifndef ZIRCONLITE_LIGHTING_GONIOMETRY_H
 #define ZIRCONLITE_LIGHTING_GONIOMETRY_H
 
@@ -7,8 +8,8 @@
 
 ZR_EXTERN_C_BEGIN
 
-/** A photometric table. The record belongs to one light; the tables belong to all records that share them and go
- *  with the last. Read-only while rendering. */
+/** A photometric table. The record belongs to one light; the tables belong to all records that share them and
+ * go with the last. Read-only while rendering. */
 typedef struct goniometry
 {
     float lumens;       /**< total output: `lm_per_cd` x `peak_candela` */
@@ -28,8 +29,8 @@ ZR_API goniometry* zr_new_goniometry(void);
 /** A further record with the same tables; NULL for NULL and when memory fails. On the host's thread. */
 ZR_API goniometry* zr_share_goniometry(goniometry* goniometry);
 
-/** Frees the record, and its tables where no other record shares them; NULL is fine. Tables, rows and the array of
- *  rows each come from zr_malloc. */
+/** Frees the record, and its tables where no other record shares them; NULL is fine. Tables, rows and the
+ * array of rows each come from zr_malloc. */
 ZR_API void zr_free_goniometry(goniometry* goniometry);
 
 ZR_EXTERN_C_END

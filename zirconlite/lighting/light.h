@@ -50,9 +50,9 @@ enum brightness_unit
 /** Bits of `light.flags`; the others belong to the host's editors. */
 enum light_flag
 {
-    LIGHT_SUN_SHINES = 0x4,      /**< a window that the sun shines through at present */
+    LIGHT_SUN_SHINES = 0x4, /**< a window that the sun shines through at present */
     LIGHT_FRAME_ALONG_NORMAL = 0x80,
-    LIGHT_KEPT = 0x800,          /**< kept by zr_lights_free with `all` = 0 */
+    LIGHT_KEPT = 0x800, /**< kept by zr_lights_free with `all` = 0 */
     LIGHT_NO_HIGHLIGHT = 0x1000
 };
 
@@ -102,29 +102,29 @@ struct light
     uint32_t bulb_index;          /**< row of the efficacy table, 0 to 6 */
     float dimmer;                 /**< on a LIGHT_PARALLEL: illuminance is `dimmer`^4 x 100000 lux */
     float fixture_scale;
-    float cd_per_lm, lm_per_cd;   /**< results of the spot brightness */
-    float color_temperature;      /**< kelvin; 5000 is white */
+    float cd_per_lm, lm_per_cd; /**< results of the spot brightness */
+    float color_temperature;    /**< kelvin; 5000 is white */
     float filter[3];
-    int32_t distribution;         /**< a light_distribution */
+    int32_t distribution;          /**< a light_distribution */
     float beam_angle, field_angle; /**< radians from the axis: half the peak, and no light beyond */
-    vector3 aim_point;            /**< target of a spot; `normal` follows from it where that is 0 */
+    vector3 aim_point;             /**< target of a spot; `normal` follows from it where that is 0 */
     char16_t ies_path[260];
     struct goniometry* goniometry; /**< owned; NULL none */
-    double falloff;               /**< exponent of the distance; usually 2, 0 for no attenuation */
-    double shadow_strength;       /**< 0 to 1; 0 casts no shadows. A blocked shadow ray leaves 1 less it of
-                                       the light, but a point whose rays are all blocked gets none */
+    double falloff;                /**< exponent of the distance; usually 2, 0 for no attenuation */
+    double shadow_strength;        /**< 0 to 1; 0 casts no shadows. A blocked shadow ray leaves 1 less it of
+                                        the light, but a point whose rays are all blocked gets none */
     double single_ray_fraction;
-    float intensity_color[3];     /**< colour x `candela` */
-    float flux_color[3];          /**< colour x `lumens` */
+    float intensity_color[3]; /**< colour x `candela` */
+    float flux_color[3];      /**< colour x `lumens` */
     float spot_exponent, cos_field;
     vector3 edge_normals[LIGHT_MAX_VERTICES];
     double edge_offsets[LIGHT_MAX_VERTICES];
     float sun_flux[3];
-    float opacity;                /**< share of window light that is held back, 0 to 0.999 */
+    float opacity; /**< share of window light that is held back, 0 to 0.999 */
     vector3 patch_directions[5];
-    double azimuth, altitude;     /**< direction of a distant light, radians */
-    float illuminance_color[3];   /**< colour x lux of a distant light */
-    bounding_box world_bounds;    /**< copied from the document on insertion */
+    double azimuth, altitude;   /**< direction of a distant light, radians */
+    float illuminance_color[3]; /**< colour x lux of a distant light */
+    bounding_box world_bounds;  /**< copied from the document on insertion */
     light *next, *first_child, *parent;
     light_sample_count sample_count;
     light_sample sample;
@@ -132,21 +132,21 @@ struct light
     uint32_t file_id;
     uint32_t luminaire_flags;
     float simple_brightness;
-    int32_t shadow_samples;       /**< soft shadow samples per shading point; below 1 counts as 1 */
-    float sample_jitter;          /**< amplitude of the noise on a sample position, 0 to 1 */
-    float disc_size;              /**< half-width of the disc of a distant light on a plane 5 m along the ray,
-                                       0 to 2 */
-    float plain_color[3];         /**< colour before any brightness */
-    float simple_color[3];        /**< `plain_color` x `simple_brightness` */
-    struct sun_sky* sun_sky;      /**< on the sky record and on windows */
-    document* owner_document;     /**< on the sky record only */
+    int32_t shadow_samples;   /**< soft shadow samples per shading point; below 1 counts as 1 */
+    float sample_jitter;      /**< amplitude of the noise on a sample position, 0 to 1 */
+    float disc_size;          /**< half-width of the disc of a distant light on a plane 5 m along the ray,
+                                   0 to 2 */
+    float plain_color[3];     /**< colour before any brightness */
+    float simple_color[3];    /**< `plain_color` x `simple_brightness` */
+    struct sun_sky* sun_sky;  /**< on the sky record and on windows */
+    document* owner_document; /**< on the sky record only */
 };
 
-/** A new light: a copy of `template_light` with no `next` and `first_child`, and with a `goniometry` of its own that
- *  shares the tables, prepared by its type and distribution. Every field that the host fills is clamped to its
- *  range, NaN to a neutral value. The shapes of LIGHT_AREA, LIGHT_CYLINDRICAL and LIGHT_DISK cannot be made yet: a point
- *  stands in for them, which zr_last_error and host_status_message report.
- *  A window takes its light from `sun_sky`, which outlives it; without one a LIGHT_DAYLIGHT is made as a sphere.
+/** A new light: a copy of `template_light` with no `next` and `first_child`, and with a `goniometry` of its
+ * own that shares the tables, prepared by its type and distribution. Every field that the host fills is
+ * clamped to its range, NaN to a neutral value. The shapes of LIGHT_AREA, LIGHT_CYLINDRICAL and LIGHT_DISK
+ * cannot be made yet: a point stands in for them, which zr_last_error and host_status_message report. A
+ * window takes its light from `sun_sky`, which outlives it; without one a LIGHT_DAYLIGHT is made as a sphere.
  *  The caller owns it until it is inserted, and frees it with zr_light_free. NULL when memory fails. */
 ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sun_sky);
 

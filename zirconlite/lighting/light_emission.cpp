@@ -4,8 +4,8 @@
 #include <iterator>
 #include <math.h>
 
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/geometry/vector.hpp"
 
 namespace
 {

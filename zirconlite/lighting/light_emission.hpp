@@ -22,8 +22,8 @@ double parallel_illuminance(const light& l);
 /// bounds.
 float parallel_lumens(const light& l);
 
-/// Lumens of `illuminance` square to `normal` that fall on a box, over the sum of its projected sides; 0 for an
-/// empty box.
+/// Lumens of `illuminance` square to `normal` that fall on a box, over the sum of its projected sides; 0 for
+/// an empty box.
 float lumens_on(const bounding_box& box, const vector3& normal, double illuminance);
 
 /// What a spot sends along `direction` (from the shading point to the light), as a share of its peak.
@@ -33,8 +33,8 @@ double spot_factor(const light& l, const vector3& direction);
 void finish_sample(const light& l, const vector3& shading_point, source_sample& sample);
 
 /// A sample of the side of a sphere that `shading_point` sees: `u`, `v` on the disc within the unit square
-/// become directions of equal solid angle. A sphere of even radiance gives I / d^2 on a surface that faces it,
-/// at every distance. From within a sphere its middle is taken.
+/// become directions of equal solid angle. A sphere of even radiance gives I / d^2 on a surface that faces
+/// it, at every distance. From within a sphere its middle is taken.
 void sample_sphere(const light& l, const vector3& shading_point, source_sample& sample);
 
 /// `color` of a sample whose `direction` is known.

@@ -1,9 +1,9 @@
 /// @file
 /// Distant lights: one direction for the whole scene, softened by a disc that spreads the directions.
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/light_emission.hpp"
 #include "zirconlite/lighting/sun_sky.h"
-#include "zirconlite/frame/job_state.hpp"
 
 using namespace zr;
 

@@ -45,7 +45,8 @@ void zr::sample_sphere(const light& l, const vector3& shading_point, source_samp
         finish_sample(l, shading_point, s);
         return;
     }
-    const double cos_rim = std::sqrt(1.0 - sine_squared), depth = sine_squared / (1.0 + cos_rim); // 1 - cos_rim
+    const double cos_rim = std::sqrt(1.0 - sine_squared),
+                 depth = sine_squared / (1.0 + cos_rim); // 1 - cos_rim
     const double x = 2.0 * s.u - 1.0, y = 2.0 * s.v - 1.0, rr = std::fmin(x * x + y * y, 1.0);
     const double cosine = 1.0 - rr * depth;
     // The sine is radius x spread, with the radius taken into x and y.

@@ -17,8 +17,14 @@ constexpr double arcsecond = degree / 3600.0;
 constexpr double epoch_2000 = 2451545.0;
 constexpr double days_per_century = 36525.0;
 
-double sin_deg(double angle_deg) { return sin(fmod(angle_deg, 360.0) * degree); }
-double cos_deg(double angle_deg) { return cos(fmod(angle_deg, 360.0) * degree); }
+double sin_deg(double angle_deg)
+{
+    return sin(fmod(angle_deg, 360.0) * degree);
+}
+double cos_deg(double angle_deg)
+{
+    return cos(fmod(angle_deg, 360.0) * degree);
+}
 
 /// What the planets and the Moon add to the longitude in degrees; `t` in centuries since 1900.
 double perturbation_deg(double t)
@@ -76,13 +82,13 @@ sun_position almanac_sun(double universal, double longitude)
                           (0.019993 - 0.000101 * t) * sin_deg(2.0 * anomaly) +
                           0.000289 * sin_deg(3.0 * anomaly);
     sun_position sun;
-    sun.distance = 1.000001018 * (1.0 - eccentricity * eccentricity) /
-                   (1.0 + eccentricity * cos_deg(anomaly + centre));
+    sun.distance =
+        1.000001018 * (1.0 - eccentricity * eccentricity) / (1.0 + eccentricity * cos_deg(anomaly + centre));
 
     const nutation n = nutation_at(t);
     const double aberration = -20.4898 * arcsecond / sun.distance;
-    const double apparent = fmod(mean_longitude + centre + perturbation_deg(t + 1.0), 360.0) * degree +
-                            n.longitude + aberration;
+    const double apparent =
+        fmod(mean_longitude + centre + perturbation_deg(t + 1.0), 360.0) * degree + n.longitude + aberration;
     const double obliquity = (23.4392911 - 0.0130042 * t) * degree + n.obliquity;
     const double right_ascension = atan2(cos(obliquity) * sin(apparent), cos(apparent));
     sun.declination = asin(sin(obliquity) * sin(apparent));

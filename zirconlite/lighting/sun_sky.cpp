@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <math.h>
 
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/lighting/sun_tables.hpp"
-#include "zirconlite/frame/job_state.hpp"
 
 namespace zr
 {

@@ -21,7 +21,7 @@ enum
  * fills is held to its range by zr_set_sun_and_sky. */
 typedef struct sun_sky
 {
-    uint32_t flags; /**< SUN_* bits */
+    uint32_t flags;                     /**< SUN_* bits */
     float sun_intensity, sky_intensity; /**< factors, 1 */
     char16_t place[258];
     double time_zone;           /**< hours */
@@ -33,17 +33,17 @@ typedef struct sun_sky
     float sky_ct0, sky_ct1;     /**< of the sky; 10000, 7000 */
     float cloudy_ct;            /**< of the overcast sky; 6500 */
     double cloudiness;          /**< 0 clear to 1 overcast */
-    double sun_size; /**< half-width of the disc on a plane 5 metres along the ray, 0 to 2; 0 sharp */
-    int32_t sun_samples;        /**< shadow rays a point, 1 */
-    float sun_jitter;           /**< amplitude of the noise on the first, 0.05 */
-    double sun_strength;        /**< result: lux on a plane square to the sun */
-    double sky_strength;        /**< result: cd/m^2, scales zr_get_sky_ground_intensity */
-    vector3 sun_direction;      /**< result: unit vector of travel */
-    double north;               /**< rotation of north in the model, radians */
-    double altitude, azimuth;   /**< result, radians */
-    float sun_color[3], sky_color[3]; /**< results */
-    vector3 sky_axis;                 /**< result */
-    float direct_azimuth, direct_altitude; /**< radians; 0, 45 degrees */
+    double sun_size;       /**< half-width of the disc on a plane 5 metres along the ray, 0 to 2; 0 sharp */
+    int32_t sun_samples;   /**< shadow rays a point, 1 */
+    float sun_jitter;      /**< amplitude of the noise on the first, 0.05 */
+    double sun_strength;   /**< result: lux on a plane square to the sun */
+    double sky_strength;   /**< result: cd/m^2, scales zr_get_sky_ground_intensity */
+    vector3 sun_direction; /**< result: unit vector of travel */
+    double north;          /**< rotation of north in the model, radians */
+    double altitude, azimuth;                   /**< result, radians */
+    float sun_color[3], sky_color[3];           /**< results */
+    vector3 sky_axis;                           /**< result */
+    float direct_azimuth, direct_altitude;      /**< radians; 0, 45 degrees */
     float direct_sky_rgb[3], direct_sun_rgb[3]; /**< 1, 1, 1 */
     float sun_energy[3];
     light* sky_light; /**< owned */
@@ -55,7 +55,7 @@ typedef struct sun_sky_data
     uint32_t sun_sky_flags; /**< of the document */
     uint32_t flags;         /**< SUN_* bits */
     double north;
-    double reserved;        /**< 0 */
+    double reserved; /**< 0 */
     double cloudiness;
     float sun_size;
     int32_t sun_samples;
@@ -113,8 +113,7 @@ ZR_API int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sun_sky, 
 /** Direction of travel of the light of a sun at `azimuth` (from north, positive toward the east before
  *  noon's side, as the sign of the formula tells) and `altitude`, with north turned by `north`; radians.
  *  z = -sin(altitude), x = -sin(azimuth + north) r, y = -cos(azimuth + north) r. Returns 1. */
-ZR_API int32_t zr_sun_angles_to_vector(
-    double azimuth, double altitude, double north, vector3* vector_out);
+ZR_API int32_t zr_sun_angles_to_vector(double azimuth, double altitude, double north, vector3* vector_out);
 
 ZR_EXTERN_C_END
 

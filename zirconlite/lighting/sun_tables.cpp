@@ -34,8 +34,8 @@ constexpr double sky_factors[22][3] = { { 1.034, 0.637, 0.409 }, { 0.825, 0.567,
     { 0.142, 0.214, 0.409 }, { 0.139, 0.209, 0.409 }, { 0.139, 0.205, 0.409 }, { 0.140, 0.202, 0.409 },
     { 0.144, 0.201, 0.409 }, { 0.1, 0.1, 0.1 }, { 0, 0, 0 }, { 0, 0, 0 } };
 
-constexpr double lowest_sun = -0.1963;                  // radians; the sky is black below
-constexpr double rows_per_radian = 11.45915590294399;   // one row in 5 degrees
+constexpr double lowest_sun = -0.1963;                // radians; the sky is black below
+constexpr double rows_per_radian = 11.45915590294399; // one row in 5 degrees
 
 double interpolate(const yearly_point* points, size_t count, int day)
 {

@@ -22,7 +22,10 @@ constexpr double smallest_band = 4.0;  ///< in footprints; thinner bands fade to
 constexpr double dither_frequency = 10000.0;
 
 /// A value held to 0 to 1; what is no number is 0.
-double unit(double value) { return value > 0.0 ? std::min(value, 1.0) : 0.0; }
+double unit(double value)
+{
+    return value > 0.0 ? std::min(value, 1.0) : 0.0;
+}
 
 int32_t octaves_of(const complex_material& m, int32_t least)
 {
@@ -35,7 +38,10 @@ double bands(const complex_material& m, double x)
     return soft_pulse(fraction_of(x), m.params.ratio[0], m.params.softness[0]);
 }
 
-double facing_cosine(const ray& r) { return std::min(std::fabs(dot(r.facing_normal, r.direction)), 1.0); }
+double facing_cosine(const ray& r)
+{
+    return std::min(std::fabs(dot(r.facing_normal, r.direction)), 1.0);
+}
 
 /// How many footprints of the ray a length of `extent` on the surface covers, for each axis.
 void screen_ratio(const ray& r, const double extent[2], double ratio[2])
@@ -128,7 +134,10 @@ double blend_wood(const complex_material* m, ray*, const vector3* point, child_c
     return bands(*m, 2.0 * std::sqrt(x * x + z * z));
 }
 
-double blend_even(const complex_material* m, ray*, const vector3*, child_context*) { return m->params.ratio[0]; }
+double blend_even(const complex_material* m, ray*, const vector3*, child_context*)
+{
+    return m->params.ratio[0];
+}
 
 double blend_mask(const complex_material* m, ray* r, const vector3* point, child_context* children)
 {
@@ -208,9 +217,10 @@ void prepare_tile(const complex_material* m, ray*, const vector3* point, child_c
     if (!(m->blend_flags & (BLEND_JITTER_COLOR | BLEND_JITTER_COORDINATES))) { return; }
     // Tiles are numbered as they lie, row shift included, so that each keeps one colour all over.
     const int32_t number[3] = {
-        static_cast<int32_t>(lattice_coordinate(std::floor(point->x) + std::floor(fraction_of(point->x) +
-                                                                           row_shift(*m, point->y)))),
-        static_cast<int32_t>(lattice_coordinate(point->y)), 0 };
+        static_cast<int32_t>(lattice_coordinate(
+            std::floor(point->x) + std::floor(fraction_of(point->x) + row_shift(*m, point->y)))),
+        static_cast<int32_t>(lattice_coordinate(point->y)), 0
+    };
     double entry[3];
     zr_integer_noise(number, entry);
     child_context& tile = children[0];

@@ -10,8 +10,8 @@ namespace zr
 /// Octaves that patterns are held to: beyond these a noise adds less than its table can resolve.
 inline constexpr int32_t pattern_max_octaves = 16;
 
-/// A periodic wave over `x` in 0 to 1: 1 over the first `ratio` of the period, 0 over the rest, with edges that
-/// take `softness` of the narrower band.
+/// A periodic wave over `x` in 0 to 1: 1 over the first `ratio` of the period, 0 over the rest, with edges
+/// that take `softness` of the narrower band.
 double soft_pulse(double x, double ratio, double softness);
 
 double blend_marble(const complex_material* m, ray* r, const vector3* point, child_context* children);

@@ -108,8 +108,8 @@ int32_t zr_update_pattern_transform(material* complex)
     return 1;
 }
 
-int32_t zr_add_bump(material* simple, int32_t kind, const double axis[3], const double origin[3], double rotation,
-    const double scale[3], double strength)
+int32_t zr_add_bump(material* simple, int32_t kind, const double axis[3], const double origin[3],
+    double rotation, const double scale[3], double strength)
 {
     if (!simple || (simple->flags & MATERIAL_COMPLEX)) { return 0; }
     auto* made = static_cast<bump*>(zr_calloc(1, sizeof(bump)));
@@ -143,6 +143,9 @@ bool blend_works_on_children(const complex_material& m)
     return !row || row->works_on_children;
 }
 
-bool is_own_kind(const complex_material& m) { return row_of(m.blend) != nullptr; }
+bool is_own_kind(const complex_material& m)
+{
+    return row_of(m.blend) != nullptr;
+}
 
 } // namespace zr

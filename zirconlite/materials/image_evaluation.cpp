@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/image_sampling.hpp"
 #include "zirconlite/materials/noise.hpp"
-#include "zirconlite/frame/jitter.hpp"
-#include "zirconlite/frame/job_state.hpp"
 
 namespace zr
 {
@@ -59,7 +59,10 @@ strength_sums add_up(const mat_image* images)
     return sums;
 }
 
-bool is_odd(double whole) { return fraction_of(whole * 0.5) != 0.0; }
+bool is_odd(double whole)
+{
+    return fraction_of(whole * 0.5) != 0.0;
+}
 
 /// Gives `coordinate` its place in the tile; true when the tile is a flipped one.
 bool into_tile(double& coordinate, bool mirrors)
@@ -118,7 +121,10 @@ image_sample sample_at(
     s.flip_u = into_tile(s.u, image.flags & IMAGE_MIRROR_TILES);
     s.flip_v = into_tile(s.v, image.flags & IMAGE_MIRROR_TILES);
     const mip_level level = level_at(image, r, points);
-    if (const double amplitude = blur_amplitude(image.flags); amplitude != 0.0) { blur(r, amplitude, s.u, s.v); }
+    if (const double amplitude = blur_amplitude(image.flags); amplitude != 0.0)
+    {
+        blur(r, amplitude, s.u, s.v);
+    }
     const double uv[2] = { s.u, s.v };
     zr_sample_mipmap(image.bitmap, uv, level.level, level.fraction, s.raw);
     if (image.key && image.key->kind != KEY_NONE)
@@ -148,9 +154,15 @@ void move_to(float color[3], double share, const double rgb[3])
     for (int c = 0; c < 3; ++c) { color[c] = float(color[c] * (1.0 - share) + share * rgb[c]); }
 }
 
-void take(float& weight, double part) { weight = float(std::max(weight - part, 0.0)); }
+void take(float& weight, double part)
+{
+    weight = float(std::max(weight - part, 0.0));
+}
 
-void give(float& weight, double part) { weight = float(std::min(weight + part, 1.0)); }
+void give(float& weight, double part)
+{
+    weight = float(std::min(weight + part, 1.0));
+}
 
 /// The channels that the picture acts on, each by its part of all strengths there.
 void apply_channels(const mat_image& image, const image_sample& s, const strength_sums& sums,
@@ -201,8 +213,8 @@ vector3 tangent_along(const vector3& direction, const vector3& normal)
     return dot(t, t) < smallest_tangent ? vector3{ 0, 0, 0 } : normalized(t);
 }
 
-/// The directions on the surface in which a picture's coordinates grow. Those of projected pictures are axes of
-/// the normal; those of pictures by vertex coordinates are the picture's own, so that relief follows it.
+/// The directions on the surface in which a picture's coordinates grow. Those of projected pictures are axes
+/// of the normal; those of pictures by vertex coordinates are the picture's own, so that relief follows it.
 void picture_axes(
     const mat_image& image, const evaluation_points& points, const vector3& normal, vector3& u, vector3& v)
 {
@@ -216,7 +228,8 @@ void picture_axes(
 }
 
 /// A picture of normals: red and green tilt along its axes, blue stands up.
-void tilt_by_picture(const image_sample& s, double strength, const vector3& u, const vector3& v, vector3& normal)
+void tilt_by_picture(
+    const image_sample& s, double strength, const vector3& u, const vector3& v, vector3& normal)
 {
     const double x = (2.0 * s.raw[0] - 1.0) * (s.flip_u ? -strength : strength);
     const double y = (2.0 * s.raw[1] - 1.0) * (s.flip_v ? -strength : strength);
@@ -237,8 +250,10 @@ void apply_bump(
         return;
     }
     const bitmap& b = *image.bitmap;
-    const bump_place at = { static_cast<int32_t>((b.width - 1) * s.u), static_cast<int32_t>((b.height - 1) * s.v),
-        image.flags & IMAGE_MIRROR_TILES ? bump_border::mirror : bump_border::wrap, s.flip_u, s.flip_v, u, v };
+    const bump_place at = { static_cast<int32_t>((b.width - 1) * s.u),
+        static_cast<int32_t>((b.height - 1) * s.v),
+        image.flags & IMAGE_MIRROR_TILES ? bump_border::mirror : bump_border::wrap, s.flip_u, s.flip_v, u,
+        v };
     image_bump(b, at, strength, normal);
 }
 

@@ -20,9 +20,12 @@ int32_t bordered(int32_t at, int32_t size, bump_border border)
     if (at >= 0 && at < size) { return at; }
     switch (border)
     {
-    case bump_border::wrap: return at < 0 ? at + size : at - size;
-    case bump_border::mirror: return at < 0 ? -1 - at : 2 * size - 1 - at;
-    case bump_border::clamp: break;
+    case bump_border::wrap:
+        return at < 0 ? at + size : at - size;
+    case bump_border::mirror:
+        return at < 0 ? -1 - at : 2 * size - 1 - at;
+    case bump_border::clamp:
+        break;
     }
     return at < 0 ? 0 : size - 1;
 }
@@ -38,7 +41,8 @@ double color_key(const mat_key& key, const double sample[4])
     int32_t sum = 0;
     for (int c = 0; c < 3; ++c)
     {
-        const int32_t difference = std::abs(static_cast<int32_t>(sample[c] * 255.0 + 0.5) - key.color_bytes[c]);
+        const int32_t difference =
+            std::abs(static_cast<int32_t>(sample[c] * 255.0 + 0.5) - key.color_bytes[c]);
         if (difference >= key.tolerance_byte) { return 0.0; }
         sum += difference;
     }
@@ -90,11 +94,13 @@ double key_value(const bitmap& b, const mat_key& key, const double sample[4])
     case KEY_ALPHA:
         if (b.bytes_per_pixel != 4) { return 0.0; }
         return invert ? sample[3] : 1.0 - sample[3];
-    case KEY_COLOR: {
+    case KEY_COLOR:
+    {
         const double value = color_key(key, sample);
         return invert ? 1.0 - value : value;
     }
-    default: return 0.0;
+    default:
+        return 0.0;
     }
 }
 

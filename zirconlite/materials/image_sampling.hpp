@@ -1,6 +1,6 @@
 /// @file
-/// How a ray sees a picture: how many texels its footprint covers, which level of the mipmap serves, what a key
-/// makes see-through, and how brightness tilts a normal.
+/// How a ray sees a picture: how many texels its footprint covers, which level of the mipmap serves, what a
+/// key makes see-through, and how brightness tilts a normal.
 #pragma once
 
 #include "zirconlite/imagefiles/bitmap_store.h"

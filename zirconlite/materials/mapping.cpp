@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "zirconlite/geometry/ray.h"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/geometry/ray.h"
 
 using namespace zr;
 
@@ -16,7 +16,10 @@ namespace
 constexpr double smallest_pattern = 1e-10;
 
 /// The angle about z, 0 to two pi; pi on the positive x axis.
-double angle_about_z(const vector3& p) { return std::atan2(p.y, p.x) + pi; }
+double angle_about_z(const vector3& p)
+{
+    return std::atan2(p.y, p.x) + pi;
+}
 
 /// The angle of the point above the negative z axis, 0 to pi.
 double angle_from_below(const vector3& p)
@@ -25,7 +28,10 @@ double angle_from_below(const vector3& p)
     return pi - std::acos(std::clamp(r != 0.0 ? p.z / r : p.z, -1.0, 1.0));
 }
 
-double divided(double value, double by) { return by != 0.0 ? value / by : value; }
+double divided(double value, double by)
+{
+    return by != 0.0 ? value / by : value;
+}
 
 } // namespace
 
@@ -91,17 +97,25 @@ int32_t zr_apply_mapping(apply_record* record)
     vector3 uvw;
     switch (m.kind)
     {
-    case MAPPING_CYLINDER: zr_cylinder_map(&p, &n, &uvw); break;
-    case MAPPING_SPHERE: zr_sphere_map(&p, &n, &uvw); break;
+    case MAPPING_CYLINDER:
+        zr_cylinder_map(&p, &n, &uvw);
+        break;
+    case MAPPING_SPHERE:
+        zr_sphere_map(&p, &n, &uvw);
+        break;
     case MAPPING_PLANAR:
-    case MAPPING_VERTEX: zr_planar_map(&p, &n, &uvw); break;
+    case MAPPING_VERTEX:
+        zr_planar_map(&p, &n, &uvw);
+        break;
     case MAPPING_ANGULAR_CYLINDER:
         zr_angular_cylinder_map(&p, &n, m.angular_scale[0], m.angular_scale[2], record->pattern_scale, &uvw);
         break;
     case MAPPING_ANGULAR_SPHERE:
         zr_angular_sphere_map(&p, &n, m.angular_scale, record->pattern_scale, &uvw);
         break;
-    default: zr_box_map(&p, &n, &uvw); break;
+    default:
+        zr_box_map(&p, &n, &uvw);
+        break;
     }
     uvw = { uvw.x * m.scale[0], uvw.y * m.scale[1], uvw.z * m.scale[2] };
     *record->uvw_out = uvw;

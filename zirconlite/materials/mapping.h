@@ -19,16 +19,16 @@ enum mapping_kind
     MAPPING_PLANAR = 4,
     MAPPING_ANGULAR_CYLINDER = 5,
     MAPPING_ANGULAR_SPHERE = 6,
-    MAPPING_VERTEX = 7 /**< u, v are the vertex coordinates of the first set, w is 0; the point stays. An object
-                            without coordinates is mapped as MAPPING_NONE */
+    MAPPING_VERTEX = 7 /**< u, v are the vertex coordinates of the first set, w is 0; the point stays. An
+                          object without coordinates is mapped as MAPPING_NONE */
 };
 
 /** A mapping of an object. All zero is none: coordinates come from the world point by the box rule. */
 typedef struct mapping
 {
-    int32_t kind;            /**< a mapping_kind */
-    matrix4 transform;       /**< world to mapping space; the fourth row is not used. Not for MAPPING_VERTEX */
-    double scale[3];         /**< factors on u, v, w after the projection; with MAPPING_VERTEX 0 stands for 1 */
+    int32_t kind;      /**< a mapping_kind */
+    matrix4 transform; /**< world to mapping space; the fourth row is not used. Not for MAPPING_VERTEX */
+    double scale[3];   /**< factors on u, v, w after the projection; with MAPPING_VERTEX 0 stands for 1 */
     double angular_scale[3]; /**< angular kinds: the cylinder reads [0] and [2], the sphere [0] and [1] */
 } mapping;
 
@@ -36,16 +36,16 @@ typedef struct mapping
 typedef struct apply_record
 {
     const vector3* point_in;
-    vector3* point_out;       /**< the mapped point: `uvw_out` itself for the kinds 2 to 6 */
+    vector3* point_out; /**< the mapped point: `uvw_out` itself for the kinds 2 to 6 */
     vector3* uvw_out;
     const vector3* normal_in;
     vector3* normal_out;
     const struct mapping* mapping;
-    double pattern_scale[2];  /**< kinds 5 and 6: taken out of u and v, as the material multiplies it in */
+    double pattern_scale[2]; /**< kinds 5 and 6: taken out of u and v, as the material multiplies it in */
 } apply_record;
 
-/** Maps a point and normal. MAPPING_VERTEX projects as planar here: who has the object puts its coordinates in.
- *  Any thread. Returns 1; 0 for MAPPING_NONE, which runs the box projection with no scale. */
+/** Maps a point and normal. MAPPING_VERTEX projects as planar here: who has the object puts its coordinates
+ * in. Any thread. Returns 1; 0 for MAPPING_NONE, which runs the box projection with no scale. */
 ZR_API int32_t zr_apply_mapping(apply_record* record);
 
 /** The projections, in mapping space. Return 1. */
@@ -53,13 +53,13 @@ ZR_API int32_t zr_planar_map(const vector3* point, const vector3* normal, vector
 ZR_API int32_t zr_box_map(const vector3* point, const vector3* normal, vector3* uvw);
 ZR_API int32_t zr_cylinder_map(const vector3* point, const vector3* normal, vector3* uvw);
 ZR_API int32_t zr_sphere_map(const vector3* point, const vector3* normal, vector3* uvw);
-ZR_API int32_t zr_angular_cylinder_map(const vector3* point, const vector3* normal, double scale_u, double scale_v,
-    const double pattern_scale[2], vector3* uvw);
+ZR_API int32_t zr_angular_cylinder_map(const vector3* point, const vector3* normal, double scale_u,
+    double scale_v, const double pattern_scale[2], vector3* uvw);
 ZR_API int32_t zr_angular_sphere_map(const vector3* point, const vector3* normal, const double scale_pair[2],
     const double pattern_scale[2], vector3* uvw);
 
-/** The coordinates of set 0 or 1 at the ray's hit, from the vertices of the object hit. 0 where there is no object, or
- *  none with such coordinates; else 1. Any thread. */
+/** The coordinates of set 0 or 1 at the ray's hit, from the vertices of the object hit. 0 where there is no
+ * object, or none with such coordinates; else 1. Any thread. */
 ZR_API int32_t zr_get_uv_from_vertices(const ray* ray, int32_t set, float uv_out[2]);
 
 ZR_EXTERN_C_END

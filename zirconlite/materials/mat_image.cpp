@@ -22,9 +22,15 @@ int32_t display_byte(float linear)
     return static_cast<int32_t>(pow(held, 1.0 / 2.2) * 255.0 + 0.5);
 }
 
-double scale_of(double size) { return fabs(size) > smallest_size ? 1.0 / size : largest_scale; }
+double scale_of(double size)
+{
+    return fabs(size) > smallest_size ? 1.0 / size : largest_scale;
+}
 
-bool is_of_user(const bitmap* b) { return b && (b->flags & BITMAP_OF_USER); }
+bool is_of_user(const bitmap* b)
+{
+    return b && (b->flags & BITMAP_OF_USER);
+}
 
 } // namespace
 
@@ -51,7 +57,10 @@ mat_image* zr_new_mat_image(void)
 int32_t zr_free_mat_image(mat_image* image, int32_t free_bitmap)
 {
     if (!image) { return 1; }
-    if (free_bitmap || zr_bitmap_ui_not_cached() || is_of_user(image->bitmap)) { zr::free_unlisted(image->bitmap); }
+    if (free_bitmap || zr_bitmap_ui_not_cached() || is_of_user(image->bitmap))
+    {
+        zr::free_unlisted(image->bitmap);
+    }
     zr_free(image->key);
     if (image->free_user) { image->free_user(image); }
     zr_free(image);

@@ -40,11 +40,11 @@ enum blend_flag
 /** The head that both forms begin with. A `material*` points to one of the two; MATERIAL_COMPLEX tells. */
 typedef struct material
 {
-    uint32_t flags;          /**< MATERIAL_* bits */
-    struct surface* surface; /**< the surface with no ray; owned, NULL until resolved */
-    struct material* parent; /**< complex material that owns this one; NULL at the top */
+    uint32_t flags;           /**< MATERIAL_* bits */
+    struct surface* surface;  /**< the surface with no ray; owned, NULL until resolved */
+    struct material* parent;  /**< complex material that owns this one; NULL at the top */
     char16_t *name, *library; /**< owned */
-    uint16_t id;             /**< value for the object-id plane */
+    uint16_t id;              /**< value for the object-id plane */
 } material;
 
 typedef struct bump bump;
@@ -60,11 +60,11 @@ enum
 struct bump
 {
     struct bump* next;
-    uint32_t flags;    /**< BUMP_* bits */
+    uint32_t flags; /**< BUMP_* bits */
     char16_t name[32];
     bump_function function;
     vector3 axis;
-    float rotation;    /**< radians */
+    float rotation; /**< radians */
     vector3 origin;
     vector3 scale;     /**< repeats per unit */
     matrix4 transform; /**< zr_build_matrix(axis, origin, -rotation) */
@@ -76,11 +76,11 @@ typedef struct simple_material
 {
     material head;
     int32_t style;
-    float opacity;           /**< 1 - `transparency` */
-    float diffuse_share;     /**< part of the opaque light that is diffuse */
-    float reflect_share;     /**< part of the opaque light that is mirrored, 1 - `diffuse_share` */
-    float reflect;           /**< derived: `opacity` x `reflect_share` */
-    float diffuse;           /**< derived: `opacity` x `diffuse_share` */
+    float opacity;       /**< 1 - `transparency` */
+    float diffuse_share; /**< part of the opaque light that is diffuse */
+    float reflect_share; /**< part of the opaque light that is mirrored, 1 - `diffuse_share` */
+    float reflect;       /**< derived: `opacity` x `reflect_share` */
+    float diffuse;       /**< derived: `opacity` x `diffuse_share` */
     float transparency;
     float translucent_share; /**< part of the passing light that spreads */
     float transparent_share; /**< 1 - `translucent_share` */
@@ -93,8 +93,8 @@ typedef struct simple_material
     float reflect_color[3];
     float translucent_color[3];
     float transparent_color[3];
-    float luminosity;         /**< self-emission: radiance is `color` x this, cd/m^2 */
-    float own_highlight;      /**< exponent with MATERIAL_OWN_HIGHLIGHT */
+    float luminosity;    /**< self-emission: radiance is `color` x this, cd/m^2 */
+    float own_highlight; /**< exponent with MATERIAL_OWN_HIGHLIGHT */
     float own_strength;
     float own_highlight_color[3];
     struct bump* bumps;
@@ -132,13 +132,15 @@ struct complex_material
     char16_t kind_label[32];
     char16_t child_labels[2][32];
     blend_params params;
-    vector3 scale;     /**< pattern repeats per unit */
+    vector3 scale; /**< pattern repeats per unit */
     vector3 origin;
     vector3 axis;      /**< z axis of the pattern */
     float rotation;    /**< radians */
     matrix4 transform; /**< zr_build_matrix(axis, origin, -rotation) */
-    int32_t has_own_pattern; /**< 0 for blend, clear finish and angular blend: the pattern scale is a child's */
-    uint32_t stored_kind;    /**< the kind in the record that it was read from, written again while `blend` is NULL */
+    int32_t
+        has_own_pattern; /**< 0 for blend, clear finish and angular blend: the pattern scale is a child's */
+    uint32_t
+        stored_kind; /**< the kind in the record that it was read from, written again while `blend` is NULL */
 };
 
 /** Bits of `material_entry.flags`. */
@@ -150,8 +152,8 @@ enum
 /** One material in use by a document. */
 struct material_entry
 {
-    uint32_t flags;           /**< MATERIAL_ENTRY_* bits */
-    char16_t *name, *library; /**< owned; the key of the list */
+    uint32_t flags;            /**< MATERIAL_ENTRY_* bits */
+    char16_t *name, *library;  /**< owned; the key of the list */
     struct material* material; /**< owned; NULL if the library could not give it */
     struct material_entry* next;
 };
@@ -185,19 +187,20 @@ ZR_API material* zr_build_matte_material(const float rgb[3]);
  *  when memory fails. */
 ZR_API material_entry* zr_add_material(document* document, const char16_t* name, material* material);
 
-/** A material read by `name` from the library file `library`, with both texts copied into it and no surface. The
- *  caller frees it. NULL when the library cannot give it. `uncached` keeps its pictures out of the shared store. */
+/** A material read by `name` from the library file `library`, with both texts copied into it and no surface.
+ * The caller frees it. NULL when the library cannot give it. `uncached` keeps its pictures out of the shared
+ * store. */
 ZR_API material* zr_load_from_library_ex(const char16_t* name, const char16_t* library, int32_t uncached);
-ZR_API material* zr_load_from_library(const char16_t* name, const char16_t* library); /**< with `uncached` 0 */
+ZR_API material* zr_load_from_library(
+    const char16_t* name, const char16_t* library); /**< with `uncached` 0 */
 /** The same with its neutral surface. */
 ZR_API material* zr_load_material_from_library(const char16_t* name, const char16_t* library);
 
 /** Looks for the entry of `name` in `library`, else makes one. Its `material` is NULL when the library cannot
  *  give it, and stays so. NULL when memory fails. */
-ZR_API material_entry* zr_load_material(
-    document* document, const char16_t* name, const char16_t* library);
+ZR_API material_entry* zr_load_material(document* document, const char16_t* name, const char16_t* library);
 
-ZR_API int32_t zr_free_material_list(document* document);  /**< returns 1 */
+ZR_API int32_t zr_free_material_list(document* document);   /**< returns 1 */
 ZR_API int32_t zr_free_plant_materials(document* document); /**< returns 1 */
 
 /** Raises three floats in place to the power 2.2. */

@@ -8,7 +8,10 @@ using namespace zr;
 namespace
 {
 
-uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k) { return (59 * i + 103 * j + 79 * k) & 0xfff; }
+uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k)
+{
+    return (59 * i + 103 * j + 79 * k) & 0xfff;
+}
 
 /// The lattice coordinate below `c`, wrapped to 32 bits, and the fraction behind it.
 uint32_t split(double c, double& fraction)
@@ -25,7 +28,10 @@ uint32_t split(double c, double& fraction)
     return lattice_coordinate(c);
 }
 
-double bent(double f) { return f <= 0.5 ? 2.0 * f * f : 1.0 - 2.0 * (1.0 - f) * (1.0 - f); }
+double bent(double f)
+{
+    return f <= 0.5 ? 2.0 * f * f : 1.0 - 2.0 * (1.0 - f) * (1.0 - f);
+}
 
 int32_t turbulence(const vector3* point, double* out, int32_t octaves, int32_t components)
 {
@@ -77,7 +83,10 @@ int32_t zr_integer_noise(const int32_t cell[3], double out[3])
     return 1;
 }
 
-int32_t turb1(const vector3* point, double* out, int32_t octaves) { return turbulence(point, out, octaves, 1); }
+int32_t turb1(const vector3* point, double* out, int32_t octaves)
+{
+    return turbulence(point, out, octaves, 1);
+}
 int32_t turb2(const vector3* point, double out[2], int32_t octaves)
 {
     return turbulence(point, out, octaves, 2);

@@ -19,7 +19,7 @@ enum surface_flag
     SURFACE_SHARP_REFLECTION = 0x8,
     SURFACE_SHARP_TRANSMISSION = 0x10,
     SURFACE_PASS_THROUGH = 0x20, /**< transmission keeps the ray's kind; no Fresnel loss at shadows */
-    SURFACE_OWN_LOBE = 0x40      /**< `highlight` is the material's own exponent, not one that follows `reflect` */
+    SURFACE_OWN_LOBE = 0x40 /**< `highlight` is the material's own exponent, not one that follows `reflect` */
 };
 
 /** The four weights are parts of one unit of incoming light. Colours are linear. */

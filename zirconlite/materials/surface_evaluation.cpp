@@ -2,7 +2,7 @@
 
 #include "zirconlite/materials/opacity.hpp"
 
-#include "zirconlite/meshes/mesh_attributes.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/blend_kinds.hpp"
 #include "zirconlite/materials/bumps.h"
@@ -11,8 +11,8 @@
 #include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/materials/ripple.h"
+#include "zirconlite/meshes/mesh_attributes.hpp"
 #include "zirconlite/picture/gamma_tables.hpp"
-#include "zirconlite/frame/job_state.hpp"
 
 namespace zr
 {
@@ -20,15 +20,24 @@ namespace zr
 namespace
 {
 
-const simple_material& as_simple(const material* m) { return *reinterpret_cast<const simple_material*>(m); }
-const complex_material& as_complex(const material* m) { return *reinterpret_cast<const complex_material*>(m); }
+const simple_material& as_simple(const material* m)
+{
+    return *reinterpret_cast<const simple_material*>(m);
+}
+const complex_material& as_complex(const material* m)
+{
+    return *reinterpret_cast<const complex_material*>(m);
+}
 
 void copy(float to[3], const float from[3])
 {
     for (int i = 0; i < 3; ++i) { to[i] = from[i]; }
 }
 
-vector3 scaled(const vector3& p, const vector3& by) { return { p.x * by.x, p.y * by.y, p.z * by.z }; }
+vector3 scaled(const vector3& p, const vector3& by)
+{
+    return { p.x * by.x, p.y * by.y, p.z * by.z };
+}
 
 /// Without a mapping: the world point, and the two axes across the normal's strongest one.
 void place_by_box(const ray& r, const vector3& normal, evaluation_points& points)
@@ -156,7 +165,10 @@ void evaluate_simple(const simple_material& m, const ray* r, vector3& normal, co
     if (m.images) { apply_images(m, r, normal, context, points, out); }
 }
 
-float mix(double w, float a, float b) { return static_cast<float>(w * a + (1.0 - w) * b); }
+float mix(double w, float a, float b)
+{
+    return static_cast<float>(w * a + (1.0 - w) * b);
+}
 
 void mix(double w, const float a[3], const float b[3], float out[3])
 {
@@ -200,7 +212,8 @@ bool evaluate_complex(const complex_material& m, ray* r, vector3& normal, int de
         transform_point(m.transform, points.uvw), points.has_gradients, {} };
     for (int i = 0; i < 2 && points.has_gradients; ++i)
     {
-        below.gradient[i] = points.gradient[0] * m.transform.m[i][0] + points.gradient[1] * m.transform.m[i][1];
+        below.gradient[i] =
+            points.gradient[0] * m.transform.m[i][0] + points.gradient[1] * m.transform.m[i][1];
     }
     if (context && (context->flags & CHILD_COORDINATE_OFFSET))
     {
@@ -294,7 +307,10 @@ void apply_properties(ray& r, surface& s, vector3& normal)
     {
         if (p->kind == PROPERTY_DECALS || p->kind == PROPERTY_RPC_DECALS) { decal_hook(*p, r, s, normal); }
     }
-    if (const property_node* ripples = find_property(r.hit_object, PROPERTY_RIPPLES)) { add_ripples(*ripples, r, normal); }
+    if (const property_node* ripples = find_property(r.hit_object, PROPERTY_RIPPLES))
+    {
+        add_ripples(*ripples, r, normal);
+    }
 }
 
 void apply_simple_gamma(float rgb[3])
@@ -335,7 +351,10 @@ bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, co
 
 decal_function decal_hook = nullptr;
 
-bool is_always_opaque(const material* m) { return m && is_opaque_tree(m, 0); }
+bool is_always_opaque(const material* m)
+{
+    return m && is_opaque_tree(m, 0);
+}
 
 void pattern_scale_of(const material* m, double scale[2])
 {

@@ -2,9 +2,9 @@
 /// Evaluation of materials at a hit, behind zr_resolve_surface.
 #pragma once
 
+#include "zirconlite/geometry/ray.h"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/materials/material.h"
-#include "zirconlite/geometry/ray.h"
 #include "zirconlite/materials/surface.h"
 
 namespace zr
@@ -15,10 +15,10 @@ struct evaluation_points;
 /// What one child of a complex material sees; the public name is used by blend functions.
 struct child_context
 {
-    uint32_t flags;            ///< CHILD_* bits
-    vector3 coordinate_offset; ///< added to point and coordinates below this level
-    float color_offset[3];     ///< added to the colour of a simple material
-    surface* child_surface;    ///< valid for a blend function that works on its children
+    uint32_t flags;                      ///< CHILD_* bits
+    vector3 coordinate_offset;           ///< added to point and coordinates below this level
+    float color_offset[3];               ///< added to the colour of a simple material
+    surface* child_surface;              ///< valid for a blend function that works on its children
     const zr::evaluation_points* points; ///< those of this level, for the footprint of masks
 };
 
@@ -39,8 +39,8 @@ struct evaluation_points
 {
     vector3 point; ///< the mapped point
     vector3 uvw;   ///< the mapped coordinates
-    /// Coordinates of vertices have a scale and direction of their own: how u and v grow along the face, per unit
-    /// of length, and whether they are known. Projected coordinates are lengths themselves.
+    /// Coordinates of vertices have a scale and direction of their own: how u and v grow along the face, per
+    /// unit of length, and whether they are known. Projected coordinates are lengths themselves.
     bool has_gradients;
     vector3 gradient[2];
 };
@@ -50,8 +50,8 @@ struct evaluation_points
 bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, const child_context* context,
     surface& out, const evaluation_points& points);
 
-/// Lays the decals of one property over the surface at a hit and the normal to shade with. The reader of decals sets
-/// it; while it is null decals do not show.
+/// Lays the decals of one property over the surface at a hit and the normal to shade with. The reader of
+/// decals sets it; while it is null decals do not show.
 using decal_function = void (*)(const property_node& decals, ray& r, surface& s, vector3& normal);
 extern decal_function decal_hook;
 

@@ -5,9 +5,9 @@
 
 #include <cmath>
 
+#include "zirconlite/geometry/ray.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/meshes/y_mesh.h"
-#include "zirconlite/geometry/ray.h"
 
 namespace zr
 {
@@ -62,7 +62,10 @@ inline bool hit_inside(const y_face& face, const tested_ray& q, double t, face_h
     return true;
 }
 
-inline const y_face* as_face(const scene_object* object) { return reinterpret_cast<const y_face*>(object); }
+inline const y_face* as_face(const scene_object* object)
+{
+    return reinterpret_cast<const y_face*>(object);
+}
 
 inline vector3 blend_normals(const y_face& face, double w0, double w1, double w2)
 {
@@ -104,7 +107,7 @@ inline bool take_hit(ray& r, scene_object* object, const tested_ray& q, double t
 
 /// The `intersect_many` of meshes with the planes of four faces in one step; faces of other kinds go through
 /// their table. Only where the processor has AVX2.
-int32_t intersect_faces_avx2(ray* r, scene_object* const* table, const uint32_t* numbers, size_t count,
-    double t_low, double t_high);
+int32_t intersect_faces_avx2(
+    ray* r, scene_object* const* table, const uint32_t* numbers, size_t count, double t_low, double t_high);
 
 } // namespace zr

@@ -14,8 +14,9 @@ namespace
 /// Stands in a lane that holds an object of another kind.
 const y_vertex no_vertex = {};
 const y_face no_face = { {}, nullptr, {}, 0, 0, 0, 0, 0,
-    { const_cast<y_vertex*>(&no_vertex), const_cast<y_vertex*>(&no_vertex), const_cast<y_vertex*>(&no_vertex) }, 0,
-    0 };
+    { const_cast<y_vertex*>(&no_vertex), const_cast<y_vertex*>(&no_vertex),
+        const_cast<y_vertex*>(&no_vertex) },
+    0, 0 };
 
 /// Rows of four floats, one from each face, turned round: lane by lane in f64.
 struct turned
@@ -30,10 +31,14 @@ ZR_AVX2 inline turned turn(const float* a, const float* b, const float* c, const
     return { { _mm256_cvtps_pd(x), _mm256_cvtps_pd(y), _mm256_cvtps_pd(z), _mm256_cvtps_pd(w) } };
 }
 
-ZR_AVX2 inline __m256d mask_of(__m128i equal) { return _mm256_castsi256_pd(_mm256_cvtepi32_epi64(equal)); }
+ZR_AVX2 inline __m256d mask_of(__m128i equal)
+{
+    return _mm256_castsi256_pd(_mm256_cvtepi32_epi64(equal));
+}
 
 /// The two projected coordinates of one vertex of each face.
-ZR_AVX2 inline void projected(const y_face* const f[4], int vertex, const lanes::lane_edges& e, __m256d out[2])
+ZR_AVX2 inline void projected(
+    const y_face* const f[4], int vertex, const lanes::lane_edges& e, __m256d out[2])
 {
     const turned p = turn(f[0]->vertex[vertex]->position, f[1]->vertex[vertex]->position,
         f[2]->vertex[vertex]->position, f[3]->vertex[vertex]->position);
@@ -49,8 +54,8 @@ ZR_AVX2 inline lanes::lane_edges edges_of(const y_face* const f[4])
         _mm_set_epi32(static_cast<int>(f[3]->head.kind_word), static_cast<int>(f[2]->head.kind_word),
             static_cast<int>(f[1]->head.kind_word), static_cast<int>(f[0]->head.kind_word));
     e.first_is_y = mask_of(_mm_cmpeq_epi32(_mm_srli_epi32(axes, 28), _mm_set1_epi32(1)));
-    e.second_is_z =
-        mask_of(_mm_cmpeq_epi32(_mm_and_si128(_mm_srli_epi32(axes, 24), _mm_set1_epi32(0xf)), _mm_set1_epi32(2)));
+    e.second_is_z = mask_of(
+        _mm_cmpeq_epi32(_mm_and_si128(_mm_srli_epi32(axes, 24), _mm_set1_epi32(0xf)), _mm_set1_epi32(2)));
     // In the face's order: a first, b first, a second, b second.
     const turned edges =
         turn(&f[0]->edge_a_first, &f[1]->edge_a_first, &f[2]->edge_a_first, &f[3]->edge_a_first);
@@ -95,8 +100,8 @@ void prefetch_face(const scene_object* object)
 
 } // namespace
 
-ZR_AVX2 int32_t intersect_faces_avx2(ray* r, scene_object* const* table, const uint32_t* numbers,
-    size_t count, double t_low, double t_high)
+ZR_AVX2 int32_t intersect_faces_avx2(
+    ray* r, scene_object* const* table, const uint32_t* numbers, size_t count, double t_low, double t_high)
 {
     const tested_ray range = test_range(*r, t_low, t_high);
     const lanes::lane_ray q = lanes::broadcast(r->origin, r->direction, range.t_low);
@@ -138,7 +143,10 @@ ZR_AVX2 int32_t intersect_faces_avx2(ray* r, scene_object* const* table, const u
 namespace zr
 {
 
-int32_t intersect_faces_avx2(ray*, scene_object* const*, const uint32_t*, size_t, double, double) { return 0; }
+int32_t intersect_faces_avx2(ray*, scene_object* const*, const uint32_t*, size_t, double, double)
+{
+    return 0;
+}
 
 } // namespace zr
 

@@ -40,17 +40,15 @@ material* effective_material(const mesh_attributes& attributes)
 {
     material_entry* own = attributes.material;
     const uint8_t index = attributes.color[3];
-    auto* table =
-        index != 0 ? static_cast<material_entry*>(host::color_material_table()) : nullptr;
+    auto* table = index != 0 ? static_cast<material_entry*>(host::color_material_table()) : nullptr;
     if (!table) { return entry_material(own); }
 
     material_entry* listed = &table[index];
     const bool table_first = attributes.flags & OBJECT_TABLE_MATERIAL;
     material_entry* first = table_first ? listed : own;
     material_entry* second = table_first ? own : listed;
-    const auto has_priority = [](const material_entry* entry) {
-        return entry && (entry->flags & MATERIAL_ENTRY_PRIORITY) != 0;
-    };
+    const auto has_priority = [](const material_entry* entry)
+    { return entry && (entry->flags & MATERIAL_ENTRY_PRIORITY) != 0; };
     return entry_material(has_priority(first) && !has_priority(second) ? second : first);
 }
 

@@ -18,7 +18,8 @@ int32_t attributes_get_mapping(const mesh_attributes& attributes, mapping* mappi
 /// say. Never null. Any thread.
 material* effective_material(const mesh_attributes& attributes);
 
-/// First property of `kind` on `object`, or the next one behind `after`; null when there is none or no property slot.
+/// First property of `kind` on `object`, or the next one behind `after`; null when there is none or no
+/// property slot.
 property_node* find_property(const scene_object* object, int32_t kind, const property_node* after = nullptr);
 
 /// The first property that names the group of `object`, of either kind; null without.

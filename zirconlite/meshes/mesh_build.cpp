@@ -14,12 +14,14 @@ namespace
 {
 
 /// Radiance that a `brightness` of 0 to 1 stands for: 0 to 30000, evenly in its logarithm.
-double luminous_radiance(float brightness) { return std::pow(30001.0, double(brightness)) - 1.0; }
+double luminous_radiance(float brightness)
+{
+    return std::pow(30001.0, double(brightness)) - 1.0;
+}
 
 property_node* new_property(mesh_build& build, int32_t kind)
 {
-    auto* node =
-        static_cast<property_node*>(zr_new_initialized_object(build.objects, sizeof(property_node)));
+    auto* node = static_cast<property_node*>(zr_new_initialized_object(build.objects, sizeof(property_node)));
     if (node) { node->kind = kind; }
     return node;
 }

@@ -70,20 +70,20 @@ typedef struct mesh_build
     int32_t* object_count;           /**< raised by one for each face */
     mesh_counters* counters;         /**< NULL none */
     const mesh_geometry* geometry;
-    bounding_box* bounds;            /**< grows with the vertices */
-    double* total_area;              /**< grows with the faces */
-    uint8_t color[4];                /**< r, g, b, colour index */
-    uint8_t build_flags;             /**< MESH_* bits */
-    int32_t face_count;              /**< size of the per-face table: the polygon count */
+    bounding_box* bounds; /**< grows with the vertices */
+    double* total_area;   /**< grows with the faces */
+    uint8_t color[4];     /**< r, g, b, colour index */
+    uint8_t build_flags;  /**< MESH_* bits */
+    int32_t face_count;   /**< size of the per-face table: the polygon count */
 } mesh_build;
 
 /** Fills `build` with the document's own lists, arena, bounds and totals, zero elsewhere. Returns 1. */
 ZR_API int32_t zr_init_mesh_build(document* document, mesh_build* build);
 
-/** Builds a mesh and enters its faces in the document: in MODE_RADIOSITY, and without OBJECT_NOT_RADIOSITY, as one that
- *  takes part in radiosity. Returns 1; 0 when the mesh has no vertices, an index
- *  or coordinate is out of range or not finite, or memory fails (see zr_last_error). Indices and coordinates
- *  are checked before anything is built; after a failure of memory the faces made so far stay. */
+/** Builds a mesh and enters its faces in the document: in MODE_RADIOSITY, and without OBJECT_NOT_RADIOSITY,
+ * as one that takes part in radiosity. Returns 1; 0 when the mesh has no vertices, an index or coordinate is
+ * out of range or not finite, or memory fails (see zr_last_error). Indices and coordinates are checked before
+ * anything is built; after a failure of memory the faces made so far stay. */
 ZR_API int32_t zr_create_mesh(document* document, mesh_build* build);
 
 ZR_EXTERN_C_END

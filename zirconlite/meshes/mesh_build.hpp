@@ -16,8 +16,8 @@ bool check_geometry(const mesh_geometry& geometry);
 /// Builds the mesh as y_mesh faces.
 bool build_y_mesh(document* document, mesh_build& build);
 
-/// Builds the mesh as one that takes part in radiosity; false, reported, when it cannot. The radiosity solver sets it;
-/// while it is null such meshes are built as y_mesh faces.
+/// Builds the mesh as one that takes part in radiosity; false, reported, when it cannot. The radiosity solver
+/// sets it; while it is null such meshes are built as y_mesh faces.
 using mesh_builder = bool (*)(document* document, mesh_build& build);
 extern mesh_builder radiosity_mesh_builder;
 

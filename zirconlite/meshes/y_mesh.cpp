@@ -7,16 +7,19 @@
 #include "zirconlite/frame/array.hpp"
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/status.hpp"
-#include "zirconlite/meshes/mesh_build.hpp"
 #include "zirconlite/geometry/object_table.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/meshes/mesh_build.hpp"
 
 using namespace zr;
 
 namespace
 {
 
-vector3 widened(const float v[3]) { return { v[0], v[1], v[2] }; }
+vector3 widened(const float v[3])
+{
+    return { v[0], v[1], v[2] };
+}
 
 void store(float out[3], const vector3& v)
 {
@@ -79,7 +82,8 @@ uint32_t extreme_vertex(const y_face& face, int axis, double sign)
 
 uint32_t axes_word(const y_face& face)
 {
-    const float nx = std::fabs(face.normal[0]), ny = std::fabs(face.normal[1]), nz = std::fabs(face.normal[2]);
+    const float nx = std::fabs(face.normal[0]), ny = std::fabs(face.normal[1]),
+                nz = std::fabs(face.normal[2]);
     uint32_t first = 0, second = 1;
     if (nx > ny && nx > nz)
     {
@@ -103,7 +107,7 @@ void edge_function(const vector3& from, const vector3& to, const vector3& apex, 
     double direction[2] = { component(to, b) - component(from, b), component(from, a) - component(to, a) };
     normalize_2d(direction);
     double h = direction[0] * (component(apex, a) - component(from, a)) +
-        direction[1] * (component(apex, b) - component(from, b));
+               direction[1] * (component(apex, b) - component(from, b));
     double sign = 1.0;
     if (std::fabs(h) < geometry_zero)
     {
@@ -118,7 +122,8 @@ void edge_function(const vector3& from, const vector3& to, const vector3& apex, 
 void finish_ray_test(y_face& face, const vector3 p[3])
 {
     face.head.kind_word = axes_word(face);
-    const int a = static_cast<int>(face.head.kind_word >> 28), b = static_cast<int>(face.head.kind_word >> 24 & 0xf);
+    const int a = static_cast<int>(face.head.kind_word >> 28),
+              b = static_cast<int>(face.head.kind_word >> 24 & 0xf);
     float edge[2];
     edge_function(p[0], p[1], p[2], a, b, edge);
     face.edge_a_first = edge[0];
@@ -187,8 +192,8 @@ property_node* add_face_table(mesh_build& build, scene_object* head)
     const size_t bytes = sizeof(scene_object*) * static_cast<size_t>(build.face_count);
     // A table larger than a chunk does not fit the arena.
     auto* faces = bytes <= build.objects->chunk_size
-        ? static_cast<scene_object**>(zr_new_initialized_object(build.objects, bytes))
-        : nullptr;
+                      ? static_cast<scene_object**>(zr_new_initialized_object(build.objects, bytes))
+                      : nullptr;
     if (!node || !faces) { return nullptr; }
     node->kind = PROPERTY_FACES;
     node->payload.count = build.face_count;
@@ -239,7 +244,8 @@ bool link_face(mesh_work& work, y_face* face)
     return true;
 }
 
-/// Splits a polygon into a fan from its first corner. `first_corner` counts the corners of all polygons before.
+/// Splits a polygon into a fan from its first corner. `first_corner` counts the corners of all polygons
+/// before.
 bool add_polygon(mesh_work& work, int32_t number, size_t first_corner)
 {
     const mesh_polygon& polygon = work.build.geometry->polygons[number];
@@ -253,7 +259,10 @@ bool add_polygon(mesh_work& work, int32_t number, size_t first_corner)
         const size_t corners[3] = { first_corner, first_corner + i - 1, first_corner + i };
         copy_corner_uv(*face, *work.build.geometry, corners, reversed);
         if (!link_face(work, face)) { return false; }
-        if (work.face_table && number < work.build.face_count) { work.face_table->faces[number] = &face->head; }
+        if (work.face_table && number < work.build.face_count)
+        {
+            work.face_table->faces[number] = &face->head;
+        }
     }
     return true;
 }
@@ -344,8 +353,8 @@ bool build_y_mesh(document* document, mesh_build& build)
     if (table)
     {
         const uint32_t parts = (build.geometry->corner_uv[0] ? uint32_t(Y_FACE_UV_0) : 0u) |
-            (build.geometry->corner_uv[1] ? uint32_t(Y_FACE_UV_1) : 0u) |
-            (build.build_flags & MESH_FACE_TABLE ? uint32_t(Y_FACE_EXTENDED) : 0u);
+                               (build.geometry->corner_uv[1] ? uint32_t(Y_FACE_UV_1) : 0u) |
+                               (build.build_flags & MESH_FACE_TABLE ? uint32_t(Y_FACE_EXTENDED) : 0u);
         mesh_work work = { document, build, table, &head->head, attributes, face_table, parts };
         done = add_polygons(work);
         free_vtx_table(table, build.geometry->vertex_count);

@@ -18,20 +18,20 @@ typedef struct y_vertex
 /** Bits of `y_face.parts`: what follows the face in memory, in this order. */
 enum
 {
-    Y_FACE_UV_0 = 0x1,     /**< f32 pairs of set 0 for corners 0, 1, 2 */
-    Y_FACE_UV_1 = 0x2,     /**< the same of set 1 */
-    Y_FACE_EXTENDED = 0x4  /**< a y_face_extension */
+    Y_FACE_UV_0 = 0x1,    /**< f32 pairs of set 0 for corners 0, 1, 2 */
+    Y_FACE_UV_1 = 0x2,    /**< the same of set 1 */
+    Y_FACE_EXTENDED = 0x4 /**< a y_face_extension */
 };
 
-/** One triangle. `head.kind_word` is its `axes`: bits 28 to 31 the first projection axis, 24 to 27 the second;
- *  six nibbles from the lowest name for min x, min y, min z, max x, max y, max z the vertex (0 to 2) that
- *  holds that extreme. So a face needs no stored box. */
+/** One triangle. `head.kind_word` is its `axes`: bits 28 to 31 the first projection axis, 24 to 27 the
+ * second; six nibbles from the lowest name for min x, min y, min z, max x, max y, max z the vertex (0 to 2)
+ * that holds that extreme. So a face needs no stored box. */
 typedef struct y_face
 {
     scene_object head;
     mesh_attributes* attributes;
-    float normal[3];  /**< unit geometric normal; zero for a degenerate face, which is never hit */
-    float plane_d;    /**< minus the normal times vertex 0 */
+    float normal[3]; /**< unit geometric normal; zero for a degenerate face, which is never hit */
+    float plane_d;   /**< minus the normal times vertex 0 */
     float edge_a_first, edge_b_first;   /**< edge functions, coefficient on the first projection axis */
     float edge_a_second, edge_b_second; /**< and on the second */
     y_vertex* vertex[3];
@@ -55,10 +55,9 @@ typedef struct vertex_entry
 } vertex_entry;
 
 /** Makes a face over three input vertices and returns it unlinked and unnumbered; NULL when memory fails. The
- *  host links it at the head of `document.scene_objects`, raises the count there and lets `document.bounds` grow
- *  to it; the next zr_build_voxel_grid numbers it.
- *  `vtx_table` has one entry per input vertex; `head` gives next and vft. With `keep_vertices` the first
- *  entries are used as they stand, without smoothing. */
+ *  host links it at the head of `document.scene_objects`, raises the count there and lets `document.bounds`
+ * grow to it; the next zr_build_voxel_grid numbers it. `vtx_table` has one entry per input vertex; `head`
+ * gives next and vft. With `keep_vertices` the first entries are used as they stand, without smoothing. */
 ZR_API y_face* y_mesh_add_face(mesh_build* build, vertex_entry* vtx_table, const int32_t indices[3],
     const scene_object* head, mesh_attributes* attributes, int32_t keep_vertices);
 /** The same, with room for a y_face_extension when `extended` is not 0. */

@@ -13,8 +13,8 @@ extern const object_vft y_mesh_vft;
 constexpr size_t y_face_bytes(uint32_t parts)
 {
     return sizeof(y_face) + (parts & Y_FACE_UV_0 ? sizeof(float[3][2]) : 0) +
-        (parts & Y_FACE_UV_1 ? sizeof(float[3][2]) : 0) +
-        (parts & Y_FACE_EXTENDED ? sizeof(y_face_extension) : 0);
+           (parts & Y_FACE_UV_1 ? sizeof(float[3][2]) : 0) +
+           (parts & Y_FACE_EXTENDED ? sizeof(y_face_extension) : 0);
 }
 
 /// Corner coordinates of a set that the face carries; null when it carries none.
@@ -28,7 +28,8 @@ inline float (*y_face_corner_uv(y_face* face, int32_t set))[2]
 inline y_face_extension* y_face_extension_of(y_face* face)
 {
     if (!(face->parts & Y_FACE_EXTENDED)) { return nullptr; }
-    auto* end = reinterpret_cast<unsigned char*>(face) + y_face_bytes(face->parts & ~uint32_t(Y_FACE_EXTENDED));
+    auto* end =
+        reinterpret_cast<unsigned char*>(face) + y_face_bytes(face->parts & ~uint32_t(Y_FACE_EXTENDED));
     return reinterpret_cast<y_face_extension*>(end);
 }
 

@@ -3,16 +3,16 @@
 
 #include <cmath>
 
-#include "zirconlite/meshes/face_hit.hpp"
-#include "zirconlite/search/grid_insertion.hpp"
-#include "zirconlite/meshes/mesh_attributes.hpp"
+#include "zirconlite/geometry/ray.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/mapping.h"
 #include "zirconlite/materials/material.h"
 #include "zirconlite/materials/opacity.hpp"
-#include "zirconlite/platform/processor.hpp"
-#include "zirconlite/geometry/ray.h"
 #include "zirconlite/materials/surface.h"
+#include "zirconlite/meshes/face_hit.hpp"
+#include "zirconlite/meshes/mesh_attributes.hpp"
+#include "zirconlite/platform/processor.hpp"
+#include "zirconlite/search/grid_insertion.hpp"
 
 namespace zr
 {
@@ -20,7 +20,10 @@ namespace zr
 namespace
 {
 
-mesh_attributes& attributes_of(const scene_object* object) { return *as_face(object)->attributes; }
+mesh_attributes& attributes_of(const scene_object* object)
+{
+    return *as_face(object)->attributes;
+}
 
 int32_t intersect(ray* r, scene_object* object, double t_low, double t_high)
 {
@@ -29,8 +32,8 @@ int32_t intersect(ray* r, scene_object* object, double t_low, double t_high)
     return hit_plane(*as_face(object), q, r->hit_t, t) && take_hit(*r, object, q, t);
 }
 
-int32_t intersect_many(ray* r, scene_object* const* table, const uint32_t* numbers, size_t count,
-    double t_low, double t_high)
+int32_t intersect_many(
+    ray* r, scene_object* const* table, const uint32_t* numbers, size_t count, double t_low, double t_high)
 {
     if (platform::has_avx2()) { return intersect_faces_avx2(r, table, numbers, count, t_low, t_high); }
     int32_t improved = 0;
@@ -45,7 +48,8 @@ int32_t intersect_many(ray* r, scene_object* const* table, const uint32_t* numbe
 void get_triangle(const scene_object* object, triangle_coefficients* out)
 {
     const y_face& face = *as_face(object);
-    const auto a = static_cast<int32_t>(object->kind_word >> 28), b = static_cast<int32_t>(object->kind_word >> 24 & 0xf);
+    const auto a = static_cast<int32_t>(object->kind_word >> 28),
+               b = static_cast<int32_t>(object->kind_word >> 24 & 0xf);
     const float *v1 = face.vertex[1]->position, *v2 = face.vertex[2]->position;
     *out = { { face.normal[0], face.normal[1], face.normal[2] }, face.plane_d,
         { face.edge_a_first, face.edge_a_second }, { face.edge_b_first, face.edge_b_second },
@@ -60,9 +64,8 @@ void complete_hit(ray* r, scene_object* object)
 void get_bounds(const scene_object* object, bounding_box* box)
 {
     const y_face& face = *as_face(object);
-    const auto extreme = [&](int nibble, int axis) {
-        return double(face.vertex[face.head.kind_word >> (4 * nibble) & 0xf]->position[axis]);
-    };
+    const auto extreme = [&](int nibble, int axis)
+    { return double(face.vertex[face.head.kind_word >> (4 * nibble) & 0xf]->position[axis]); };
     box->min = { extreme(0, 0), extreme(1, 1), extreme(2, 2) };
     box->max = { extreme(3, 0), extreme(4, 1), extreme(5, 2) };
 }
@@ -147,9 +150,10 @@ const object_vft y_mesh_vft = {
     .get_flags = [](const scene_object* o) { return attributes_of(o).flags; },
     .get_material = [](const scene_object* o) { return effective_material(attributes_of(o)); },
     .get_color =
-        [](const scene_object* o, uint8_t out[4]) {
-            for (int i = 0; i < 4; ++i) { out[i] = attributes_of(o).color[i]; }
-        },
+        [](const scene_object* o, uint8_t out[4])
+    {
+        for (int i = 0; i < 4; ++i) { out[i] = attributes_of(o).color[i]; }
+    },
     .get_properties = [](const scene_object* o) { return attributes_of(o).properties; },
     .intersect = intersect,
     .add_to_grid = add_to_grid,
@@ -158,22 +162,16 @@ const object_vft y_mesh_vft = {
     .slot_9 = nullptr,
     .visit_triangles = visit_triangles,
     .get_area = [](const scene_object* o) { return as_face(o)->area; },
-    .get_mapping =
-        [](const scene_object* o, mapping* out) { return attributes_get_mapping(attributes_of(o), out); },
-    .get_surface =
-        [](scene_object* o, ray* r, surface* out) {
-            zr_resolve_surface(effective_material(attributes_of(o)), r, out);
-        },
-    .add_property =
-        [](scene_object* o, property_node* node) { attributes_add_property(attributes_of(o), node); },
-    .set_flags =
-        [](scene_object* o, uint32_t value, int32_t mode) {
-            attributes_set_flags(attributes_of(o), value, mode);
-        },
-    .set_material =
-        [](scene_object* o, material_entry* entry) { attributes_of(o).material = entry; },
-    .set_color =
-        [](scene_object* o, const uint8_t in[4]) { attributes_set_color(attributes_of(o), in); },
+    .get_mapping = [](const scene_object* o, mapping* out)
+    { return attributes_get_mapping(attributes_of(o), out); },
+    .get_surface = [](scene_object* o, ray* r, surface* out)
+    { zr_resolve_surface(effective_material(attributes_of(o)), r, out); },
+    .add_property = [](scene_object* o, property_node* node)
+    { attributes_add_property(attributes_of(o), node); },
+    .set_flags = [](scene_object* o, uint32_t value, int32_t mode)
+    { attributes_set_flags(attributes_of(o), value, mode); },
+    .set_material = [](scene_object* o, material_entry* entry) { attributes_of(o).material = entry; },
+    .set_color = [](scene_object* o, const uint8_t in[4]) { attributes_set_color(attributes_of(o), in); },
     .set_mapping = [](scene_object* o, mapping* m) { attributes_of(o).mapping = m; },
     .sharp_edges = [](const scene_object*) { return int32_t(1); },
     .get_identity = [](const scene_object* o) -> const void* { return as_face(o)->attributes; },
@@ -187,4 +185,7 @@ const object_vft y_mesh_vft = {
 
 } // namespace zr
 
-const object_vft* y_mesh_get_vft(void) { return &zr::y_mesh_vft; }
+const object_vft* y_mesh_get_vft(void)
+{
+    return &zr::y_mesh_vft;
+}

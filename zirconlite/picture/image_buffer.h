@@ -30,8 +30,8 @@ enum
 enum row_signature
 {
     ROW_EMPTY = 0,
-    ROW_PASS_1 = 1,      /**< valid pixels at x and y multiples of 4 */
-    ROW_PASS_2 = 2,      /**< valid pixels at multiples of 2 */
+    ROW_PASS_1 = 1, /**< valid pixels at x and y multiples of 4 */
+    ROW_PASS_2 = 2, /**< valid pixels at multiples of 2 */
     ROW_COMPLETE = 3,
     ROW_PREPROCESS = 255 /**< only probe samples; treated as empty */
 };
@@ -57,12 +57,12 @@ typedef struct image_buffer
     int32_t pixel_size;    /**< bytes per slot: 5, or 4 for PIXEL_SIMPLE */
     size_t row_bytes;
     size_t total_bytes;
-    int32_t row_pixels;    /**< `width` + 4 */
+    int32_t row_pixels; /**< `width` + 4 */
     uint8_t* pixels;
-    uint8_t* alpha;        /**< NULL none; share of background, 0 to 255 */
-    uint16_t* object_ids;  /**< NULL none; `material.id` of the hit */
-    float* depth;          /**< NULL none; distance from the eye, model units; -1 nothing was hit */
-    pixel_sums* sums;      /**< NULL none; at `width` x y + x, whatever the region; freed with the buffer */
+    uint8_t* alpha;       /**< NULL none; share of background, 0 to 255 */
+    uint16_t* object_ids; /**< NULL none; `material.id` of the hit */
+    float* depth;         /**< NULL none; distance from the eye, model units; -1 nothing was hit */
+    pixel_sums* sums;     /**< NULL none; at `width` x y + x, whatever the region; freed with the buffer */
 } image_buffer;
 
 /** Bits of `pixel_components.present`. */

@@ -4,9 +4,9 @@
 #ifndef ZIRCONLITE_RAYTRACE_OUTPUT_H
 #define ZIRCONLITE_RAYTRACE_OUTPUT_H
 
-#include "zirconlite/types.h"
 #include "zirconlite/imagefiles/bitmap_format.h"
 #include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 
@@ -42,8 +42,8 @@ ZR_API int32_t zr_save_model_view(int32_t redraw, zr_handle window);
 ZR_API int32_t zr_save_model_view_ex(
     int32_t redraw, void* reserved_1, void* reserved_2, bitmap_format* record);
 
-ZR_API pixel_cache* zr_init_pixel_cache(void);           /**< NULL when memory fails */
-ZR_API int32_t zr_term_pixel_cache(pixel_cache* cache);  /**< 1 when something was freed, else 0 */
+ZR_API pixel_cache* zr_init_pixel_cache(void);          /**< NULL when memory fails */
+ZR_API int32_t zr_term_pixel_cache(pixel_cache* cache); /**< 1 when something was freed, else 0 */
 ZR_API int32_t zr_evaluate_and_unpack_rt_pixel(
     const render_view* view, const uint8_t* pixel, pixel_components* components, float rgb[3]);
 ZR_API int32_t zr_get_pixel_rgb(const render_view* view, pixel_cache* cache, const uint8_t* pixel,
@@ -56,10 +56,10 @@ ZR_API int32_t zr_evaluate_rt_pixel(
 
 /** Ordered dither: `dither24` takes 11-bit values to 8 bits, `dither16` 8-bit values to 5 bits. Values out of
  *  range are held to it. */
-ZR_API void dither24(int32_t x, int32_t y, int32_t r, int32_t g, int32_t b, uint8_t* r_out, uint8_t* g_out,
-    uint8_t* b_out);
-ZR_API void dither16(int32_t x, int32_t y, int32_t r, int32_t g, int32_t b, uint8_t* r_out, uint8_t* g_out,
-    uint8_t* b_out);
+ZR_API void dither24(
+    int32_t x, int32_t y, int32_t r, int32_t g, int32_t b, uint8_t* r_out, uint8_t* g_out, uint8_t* b_out);
+ZR_API void dither16(
+    int32_t x, int32_t y, int32_t r, int32_t g, int32_t b, uint8_t* r_out, uint8_t* g_out, uint8_t* b_out);
 
 /** One output pixel of a rendering: R, G, B and with `want_alpha` the share of object. 1; 0 where no pixel is
  *  valid, with black and alpha 0; -1 to -4 for a position outside, with nothing written. */

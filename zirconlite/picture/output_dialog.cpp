@@ -6,8 +6,8 @@
 #include "zirconlite/frame/render_view.h"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/frame/string_table.h"
-#include "zirconlite/platform/text.hpp"
 #include "zirconlite/picture/output.h"
+#include "zirconlite/platform/text.hpp"
 
 namespace platform = zr::platform;
 

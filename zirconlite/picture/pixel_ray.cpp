@@ -3,9 +3,9 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/render_view.h"
+#include "zirconlite/geometry/ray.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/picture/projection.hpp"
-#include "zirconlite/geometry/ray.h"
 
 namespace zr
 {
@@ -28,8 +28,14 @@ void aim_along(ray& r, const vector3& direction)
     r.image_point = r.origin + direction;
 }
 
-double plane_x(const render_view& view, double x) { return view.pixel_width * x - view.image_width / 2.0; }
-double plane_y(const render_view& view, double y) { return view.pixel_height * y - view.image_height / 2.0; }
+double plane_x(const render_view& view, double x)
+{
+    return view.pixel_width * x - view.image_width / 2.0;
+}
+double plane_y(const render_view& view, double y)
+{
+    return view.pixel_height * y - view.image_height / 2.0;
+}
 
 bool parallel_ray(const render_view& view, const double p[2], ray& r)
 {
@@ -89,9 +95,9 @@ bool probe_ray(const render_view& view, const double p[2], ray& r)
         return false;
     }
     const auto& m = projection_state.probe_matrix;
-    aim_along(r, { m[0][0] * d.x + m[0][1] * d.y + m[0][2] * d.z,
-                     m[1][0] * d.x + m[1][1] * d.y + m[1][2] * d.z,
-                     m[2][0] * d.x + m[2][1] * d.y + m[2][2] * d.z });
+    aim_along(
+        r, { m[0][0] * d.x + m[0][1] * d.y + m[0][2] * d.z, m[1][0] * d.x + m[1][1] * d.y + m[1][2] * d.z,
+               m[2][0] * d.x + m[2][1] * d.y + m[2][2] * d.z });
     return true;
 }
 
@@ -99,25 +105,30 @@ bool aim(const render_view& view, const double position[2], ray& r)
 {
     switch (view.projection)
     {
-    case PROJECTION_PARALLEL: return parallel_ray(view, position, r);
-    case PROJECTION_CYLINDER: return cylinder_ray(view, position, r);
-    case PROJECTION_SPHERE: return sphere_ray(view, position, r);
-    case PROJECTION_PROBE: return probe_ray(view, position, r);
+    case PROJECTION_PARALLEL:
+        return parallel_ray(view, position, r);
+    case PROJECTION_CYLINDER:
+        return cylinder_ray(view, position, r);
+    case PROJECTION_SPHERE:
+        return sphere_ray(view, position, r);
+    case PROJECTION_PROBE:
+        return probe_ray(view, position, r);
     default:
-        return projection_state.two_point ? two_point_ray(view, position, r) : perspective_ray(view, position, r);
+        return projection_state.two_point ? two_point_ray(view, position, r)
+                                          : perspective_ray(view, position, r);
     }
 }
 
 bool is_panorama(int32_t projection)
 {
     return projection == PROJECTION_CYLINDER || projection == PROJECTION_SPHERE ||
-        projection == PROJECTION_PROBE;
+           projection == PROJECTION_PROBE;
 }
 
 bool uses_lens(const document& document, const render_view& view)
 {
     return (document.render_flags & RENDER_DEPTH_OF_FIELD) && !(document.render_flags & RENDER_FAST) &&
-        document.quality > 2 && (view.projection == PROJECTION_PERSPECTIVE || projection_state.two_point);
+           document.quality > 2 && (view.projection == PROJECTION_PERSPECTIVE || projection_state.two_point);
 }
 
 /// Moves the origin over the lens; what lies in the focus stays where it is.

@@ -93,11 +93,16 @@ prepare_projection preparation_of(int32_t projection)
 {
     switch (projection)
     {
-    case PROJECTION_PARALLEL: return prepare_parallel;
-    case PROJECTION_CYLINDER: return prepare_cylinder;
-    case PROJECTION_SPHERE: return prepare_sphere;
-    case PROJECTION_PROBE: return prepare_probe;
-    default: return prepare_perspective;
+    case PROJECTION_PARALLEL:
+        return prepare_parallel;
+    case PROJECTION_CYLINDER:
+        return prepare_cylinder;
+    case PROJECTION_SPHERE:
+        return prepare_sphere;
+    case PROJECTION_PROBE:
+        return prepare_probe;
+    default:
+        return prepare_perspective;
     }
 }
 

@@ -25,8 +25,8 @@ ZR_API int32_t make_ray(const document* document, render_view* view, const doubl
 ZR_API void clip_ray(const render_view* view, ray* ray);
 
 /** Direction of a light-probe pixel; `azimuth` and `altitude` may be NULL. 1; 0 outside the circle. */
-ZR_API int32_t zr_hdri_pixels_to_vector(float x, float width, float y, float height, vector3* direction,
-    float* azimuth, float* altitude);
+ZR_API int32_t zr_hdri_pixels_to_vector(
+    float x, float width, float y, float height, vector3* direction, float* azimuth, float* altitude);
 /** The inverse. Returns 1. */
 ZR_API int32_t zr_hdri_vector_to_pixels(
     const vector3* direction, float width, float height, float* x, float* y);

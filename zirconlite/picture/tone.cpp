@@ -126,8 +126,8 @@ void hold_to_range(float rgb[3])
     for (int j = 0; j < 3; ++j) { rgb[j] = rgb[j] > 0.0f ? std::min(rgb[j], largest_radiance) : 0.0f; }
 }
 
-/// The histogram that a method uses; null with the power curve, and before a histogram has been finished. Then
-/// the power curve serves, with tone values of 1.0.
+/// The histogram that a method uses; null with the power curve, and before a histogram has been finished.
+/// Then the power curve serves, with tone values of 1.0.
 const histogram* curve_of(const render_view& view, int32_t method)
 {
     if (method != TONE_HISTOGRAM || !view.histogram) { return nullptr; }

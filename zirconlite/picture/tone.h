@@ -4,8 +4,8 @@
 #ifndef ZIRCONLITE_RAYTRACE_TONE_H
 #define ZIRCONLITE_RAYTRACE_TONE_H
 
-#include "zirconlite/types.h"
 #include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/types.h"
 
 ZR_EXTERN_C_BEGIN
 
@@ -30,7 +30,7 @@ typedef struct histogram
     float* samples;   /**< log10 of each sample; owned */
     float log_min, log_max;
     float lum_min, lum_max;
-    float bin_width;  /**< in log10 */
+    float bin_width; /**< in log10 */
     float inverse_bin_width;
     float world_lum, log_world;
     float curve_exponent; /**< 1.0, or raised in dim scenes */
@@ -65,8 +65,8 @@ ZR_API double zr_gain(double x, double a);
  *  exposure that stands is left alone. Returns 1; 0 for a view or picture of NULL. */
 ZR_API int32_t zr_get_raytrace_tone_op(render_view* view, image_buffer* image);
 /** The work of the above; `clear` zeroes each sampled slot and the slot to its right. */
-ZR_API int32_t measure_image(document* document, render_view* view, image_buffer* image, int32_t width,
-    int32_t height, int32_t clear);
+ZR_API int32_t measure_image(
+    document* document, render_view* view, image_buffer* image, int32_t width, int32_t height, int32_t clear);
 /** Measures by shooting probe rays over the window; returns the luminance. No render may run. */
 ZR_API double zr_get_world_log_avg_luminance(document* document, render_view* view);
 /** The same over the picture, with the job's ray limits; stores the results in the view. Returns 1. */
@@ -90,12 +90,12 @@ ZR_API int32_t zr_free_histogram(histogram* histogram); /**< returns 1; NULL is 
  *  force on a picture that is rendered. Returns 1; 0 before the preprocess pass of a render. */
 ZR_API int32_t apply_exposure(document* document, render_view* view);
 
-/** Has the user change the exposure of `view` by the host's dialog (zr_dialogs). Cancelled, or with no dialog, the
- *  exposure is as it was. With `from_preview` not 0 the values also go to `preview_view`, whose luminance is measured
- *  anew; it may be NULL otherwise. On the host's thread. Returns 1; 0 when cancelled and while a render of the document
- *  runs. */
-ZR_API int32_t zr_adjust_exposure(zr_handle parent, document* document, int32_t from_preview, render_view* view,
-    render_view* preview_view);
+/** Has the user change the exposure of `view` by the host's dialog (zr_dialogs). Cancelled, or with no
+ * dialog, the exposure is as it was. With `from_preview` not 0 the values also go to `preview_view`, whose
+ * luminance is measured anew; it may be NULL otherwise. On the host's thread. Returns 1; 0 when cancelled and
+ * while a render of the document runs. */
+ZR_API int32_t zr_adjust_exposure(
+    zr_handle parent, document* document, int32_t from_preview, render_view* view, render_view* preview_view);
 
 ZR_API void zr_change_simple_rt_gamma(double gamma);
 ZR_API double zr_simple_rt_gamma(void);

@@ -22,7 +22,10 @@ bool portable_only = false;
 
 } // namespace
 
-bool has_avx2() { return !portable_only && ask_processor(); }
+bool has_avx2()
+{
+    return !portable_only && ask_processor();
+}
 
 void prefer_large_pages(void* block, size_t bytes)
 {
@@ -32,6 +35,9 @@ void prefer_large_pages(void* block, size_t bytes)
     if (end > first) { madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE); }
 }
 
-void force_portable(bool portable) { portable_only = portable; }
+void force_portable(bool portable)
+{
+    portable_only = portable;
+}
 
 } // namespace zr::platform

@@ -3,11 +3,11 @@
 #include <cmath>
 #include <initializer_list>
 
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/materials/material.h"
-#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/materials/surface.h"
 
 namespace zr
@@ -32,15 +32,15 @@ rgb total_flux(const document& document)
     {
         if (l->type == LIGHT_SKY_PATCH) { continue; }
         const bool parallel = l->type == LIGHT_PARALLEL;
-        const double largest = std::fmax(
-            l->intensity_color[0], std::fmax(l->intensity_color[1], l->intensity_color[2]));
+        const double largest =
+            std::fmax(l->intensity_color[0], std::fmax(l->intensity_color[1], l->intensity_color[2]));
         for (int i = 0; i < 3; ++i)
         {
             if (parallel) { sum.c[i] += l->flux_color[i] * fast_shortcuts.parallel_ambient; }
             else
             {
-                const double color = largest > geometry_zero ? l->intensity_color[i] / largest
-                                                             : double(l->intensity_color[i]);
+                const double color =
+                    largest > geometry_zero ? l->intensity_color[i] / largest : double(l->intensity_color[i]);
                 sum.c[i] += color * l->lumens;
             }
         }
@@ -97,7 +97,10 @@ void desaturate(float c[3], double p)
 double sky_factor(const document& document)
 {
     const uint32_t sun = document.sun_sky_flags;
-    if (sun == SUN_SKY_SUN || (sun & SUN_SKY_EXTERIOR)) { return document.sky_scale * fast_shortcuts.sky_share; }
+    if (sun == SUN_SKY_SUN || (sun & SUN_SKY_EXTERIOR))
+    {
+        return document.sky_scale * fast_shortcuts.sky_share;
+    }
     return document.sky_scale * document.sky_scale;
 }
 

@@ -1,11 +1,11 @@
 #include "zirconlite/raytrace/direct_light.hpp"
 
-#include "zirconlite/meshes/mesh_attributes.hpp"
-#include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/lighting/sun_light.hpp"
-#include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/frame/jitter.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
+#include "zirconlite/meshes/mesh_attributes.hpp"
+#include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/light_shape.hpp"
 #include "zirconlite/raytrace/secondary_rays.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
@@ -19,9 +19,15 @@ namespace zr
 namespace
 {
 
-bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
+bool is_exact()
+{
+    return job.light_model == LIGHT_MODEL_EXACT;
+}
 
-double unit_clamp(double x) { return std::fmin(std::fmax(x, 0.0), 1.0); }
+double unit_clamp(double x)
+{
+    return std::fmin(std::fmax(x, 0.0), 1.0);
+}
 
 /// The hit as every light of one point sees it.
 struct lit_point
@@ -91,7 +97,8 @@ void measure_light(const lit_point& p, const light& source, light_candidate& c)
     c.ambient_luminance = 0.0f;
     for (float& a : c.ambient_color) { a = 0.0f; }
     source.sample(&source, &p.r.hit_point, &c.sample, 1);
-    measure_sample(p, source, source.falloff == 0.0 ? -source.normal : c.sample.direction, c.sample, c.potential);
+    measure_sample(
+        p, source, source.falloff == 0.0 ? -source.normal : c.sample.direction, c.sample, c.potential);
     c.luminance = static_cast<float>(luminance(c.potential));
 }
 
@@ -125,7 +132,10 @@ int32_t build_light_list(const lit_point& p)
     return count;
 }
 
-float weight_of(const light_candidate& c) { return c.luminance + c.ambient_luminance; }
+float weight_of(const light_candidate& c)
+{
+    return c.luminance + c.ambient_luminance;
+}
 
 light_candidate* merge(light_candidate* a, light_candidate* b)
 {
@@ -172,10 +182,10 @@ void resample(const lit_point& p, light_candidate& c, int32_t i)
     c.source->sample(c.source, &p.r.hit_point, &c.sample, 1);
 }
 
-/// Casts one shadow ray towards a sample. Whether it was blocked; `shadow` comes as made for the sample's side
-/// and keeps the filter.
-bool cast_shadow_ray(
-    const lit_point& p, const light& source, shadow_cache_entry* cache, const source_sample& sample, ray& shadow)
+/// Casts one shadow ray towards a sample. Whether it was blocked; `shadow` comes as made for the sample's
+/// side and keeps the filter.
+bool cast_shadow_ray(const lit_point& p, const light& source, shadow_cache_entry* cache,
+    const source_sample& sample, ray& shadow)
 {
     shadow.direction = sample.direction;
     shadow.inv_direction = ray_reciprocal(shadow.direction);
@@ -354,8 +364,8 @@ void add_solution(const lit_point& p, uint32_t lights, float out[3])
     for (int i = 0; i < 3; ++i) { out[i] += light[i]; }
 }
 
-/// Share of a point's potential that is tested over a solution: less where what the ray has seen already outshines what
-/// the point before could get.
+/// Share of a point's potential that is tested over a solution: less where what the ray has seen already
+/// outshines what the point before could get.
 double accuracy_over_solution(const lit_point& p)
 {
     constexpr double limit = fast_shortcuts.shadow_accuracy;

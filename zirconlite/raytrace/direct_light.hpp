@@ -7,9 +7,9 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
+#include "zirconlite/geometry/ray.h"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/lighting/light.h"
-#include "zirconlite/geometry/ray.h"
 #include "zirconlite/materials/surface.h"
 
 /// What was last found to block one light, by recursion depth.
@@ -28,12 +28,12 @@ inline constexpr int thread_slots = 16;
 struct light_candidate
 {
     source_sample sample;
-    int32_t samples;          ///< shadow rays to cast; below 1 counts as 1
+    int32_t samples; ///< shadow rays to cast; below 1 counts as 1
     const light* source;
     shadow_cache_entry* cache;
-    float potential[3];       ///< light that passes if nothing blocks, with surface colour and highlight
-    float luminance;          ///< of `potential`
-    float ambient_color[3];   ///< sun: sky light that is added without a shadow test
+    float potential[3];     ///< light that passes if nothing blocks, with surface colour and highlight
+    float luminance;        ///< of `potential`
+    float ambient_color[3]; ///< sun: sky light that is added without a shadow test
     float ambient_luminance;
     light_candidate* next;
 };
@@ -56,8 +56,8 @@ void add_direct_light(document& document, const surface& s, ray& r, const vector
 /// Simple mode: a plain loop over the lights.
 void simple_shade(document& document, const surface& s, ray& r, const vector3* mirror);
 
-/// Entry of the light with this place in the walk over the leaves, or behind the last for the sun; null without
-/// tables.
+/// Entry of the light with this place in the walk over the leaves, or behind the last for the sun; null
+/// without tables.
 shadow_cache_entry* cache_entry(int32_t thread, int32_t leaf);
 
 /// Sets where a shadow ray starts and how it counts its side: a copy of `r` at its hit.

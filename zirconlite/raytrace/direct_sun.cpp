@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/frame/jitter.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/sample_pattern.hpp"
 
 namespace zr
@@ -14,13 +14,19 @@ namespace zr
 namespace
 {
 
-constexpr double further_jitter = 0.25;    // of the fast model's shadow rays after the first
-constexpr double least_sky = 0.1;          // of the sky's even share, times what the surface reflects
-constexpr double direct_sky_share = 0.01;  // of it with SUN_SKY_DIRECT_SKY
+constexpr double further_jitter = 0.25;           // of the fast model's shadow rays after the first
+constexpr double least_sky = 0.1;                 // of the sky's even share, times what the surface reflects
+constexpr double direct_sky_share = 0.01;         // of it with SUN_SKY_DIRECT_SKY
 constexpr double reflected_sun = 0.0159154943092; // 1 / (20 pi): sunlight that the ground returns
 
-bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
-double unit_clamp(double x) { return std::clamp(x, 0.0, 1.0); }
+bool is_exact()
+{
+    return job.light_model == LIGHT_MODEL_EXACT;
+}
+double unit_clamp(double x)
+{
+    return std::clamp(x, 0.0, 1.0);
+}
 
 bool is_soft(const document& document)
 {

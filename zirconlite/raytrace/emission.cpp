@@ -2,9 +2,9 @@
 
 #include <cmath>
 
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/raytrace/emission_setup.h"
-#include "zirconlite/frame/job_state.hpp"
 
 namespace zr
 {
@@ -61,7 +61,10 @@ void emission(const scene_object* object, const surface& s, float out[3])
     {
         const float* added = nullptr;
         if (adds_stored_color(node->kind)) { added = node->color; }
-        else if (node->kind == PROPERTY_LUMINOUS) { added = job.simple_colors ? node->color : node->radiance; }
+        else if (node->kind == PROPERTY_LUMINOUS)
+        {
+            added = job.simple_colors ? node->color : node->radiance;
+        }
         for (int i = 0; added && i < 3; ++i) { out[i] += added[i]; }
     }
     if (s.luminosity == 0.0f) { return; }

@@ -38,8 +38,8 @@ void sample_middle(const light& source, const vector3& shading_point, source_sam
     source.sample(&source, &shading_point, &sample, 1);
 }
 
-void sample_shape(const light& source, const vector3& shading_point, const square_point& place,
-    source_sample& sample)
+void sample_shape(
+    const light& source, const vector3& shading_point, const square_point& place, source_sample& sample)
 {
     if (is_point(source))
     {

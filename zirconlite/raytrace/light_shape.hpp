@@ -14,8 +14,8 @@ int32_t shape_samples(const light& source);
 /// Fills `sample` with the point of the shape that belongs to `place` on the unit square. Over evenly spread
 /// places the mean of `color` x cosine / `distance` ^ `falloff` is the illuminance of the whole shape. Any
 /// thread.
-void sample_shape(const light& source, const vector3& shading_point, const square_point& place,
-    source_sample& sample);
+void sample_shape(
+    const light& source, const vector3& shading_point, const square_point& place, source_sample& sample);
 
 /// Fills `sample` with the middle of the light.
 void sample_middle(const light& source, const vector3& shading_point, source_sample& sample);

@@ -2,11 +2,11 @@
 #include <cmath>
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/frame/jitter.hpp"
-#include "zirconlite/raytrace/pixel_sampler.hpp"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/raytrace/direct_light.hpp"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
 
 namespace zr
 {

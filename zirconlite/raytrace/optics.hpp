@@ -47,8 +47,9 @@ inline double fresnel_reflectance(double c, double relative_ior)
     return 0.5 * (f.s + f.p);
 }
 
-/// The same of a pane: two surfaces with all reflections between them, 2 F / (1 + F). What has passed the first
-/// surface is polarised, so each wave goes its own way through the series and the mean is taken behind it.
+/// The same of a pane: two surfaces with all reflections between them, 2 F / (1 + F). What has passed the
+/// first surface is polarised, so each wave goes its own way through the series and the mean is taken behind
+/// it.
 inline double pane_reflectance(double c, double ior)
 {
     const polarised_reflectance f = fresnel_waves(c, ior);

@@ -2,14 +2,14 @@
 
 #include <cmath>
 
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/surface_evaluation.hpp"
-#include "zirconlite/raytrace/direct_light.hpp"
-#include "zirconlite/frame/jitter.hpp"
-#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/raytrace/direct_light.hpp"
 
 namespace zr
 {
@@ -58,7 +58,8 @@ struct thread_aa_store
 
 thread_aa_store* stores[thread_slots] = {};
 
-constexpr void fill_node(tree_shape& t, int number, int level, double x, double y, double size, int next_child)
+constexpr void fill_node(
+    tree_shape& t, int number, int level, double x, double y, double size, int next_child)
 {
     node_shape& n = t.nodes[number];
     n.level = level;
@@ -247,7 +248,10 @@ void sample_centre(pixel_work& work, const node_shape& shape, aa_node& node)
 
 bool may_refine(const document& document, const node_shape& shape)
 {
-    if (document.render_flags & (RENDER_FAST | RENDER_NO_SUBDIVISION) || document.quality < 2) { return false; }
+    if (document.render_flags & (RENDER_FAST | RENDER_NO_SUBDIVISION) || document.quality < 2)
+    {
+        return false;
+    }
     return job.aa_threshold == 0.0 || !(shape.level == 1 && document.quality == 2);
 }
 
@@ -310,8 +314,9 @@ bool corners_differ(const pixel_work& work, const aa_node& node, int corner)
     return false;
 }
 
-/// Whether the first samples of a pixel leave its sky light uncertain. Refinement by what the samples saw would
-/// then choose by the noise that it averages: a pixel whose rays all missed a small window would stay black.
+/// Whether the first samples of a pixel leave its sky light uncertain. Refinement by what the samples saw
+/// would then choose by the noise that it averages: a pixel whose rays all missed a small window would stay
+/// black.
 bool is_sky_uncertain(const aa_node& root)
 {
     if (job.aa_threshold >= 1.0) { return false; }
@@ -376,9 +381,10 @@ void seed_grid(pixel_work& work)
     const earlier_sample* e = work.request.earlier;
     if (!e) { return; }
     const uint32_t flags = work.request.flags;
-    const int cell = flags & PIXEL_SEEDS_CELL_4 ? 4 : flags & PIXEL_SEEDS_CELL_20 ? 20
-        : flags & PIXEL_SEEDS_CELL_24                                             ? 24
-                                                                                  : 0;
+    const int cell = flags & PIXEL_SEEDS_CELL_4    ? 4
+                     : flags & PIXEL_SEEDS_CELL_20 ? 20
+                     : flags & PIXEL_SEEDS_CELL_24 ? 24
+                                                   : 0;
     sample_cell& c = work.store.grid[cell];
     c.object = e->object;
     for (int i = 0; i < 3; ++i)

@@ -4,10 +4,10 @@
 /// refinement", SIGGRAPH 1989, with a fixed tree of squares.
 #pragma once
 
-#include "zirconlite/frame/document.h"
 #include "zirconlite/environment/environment.hpp"
-#include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/ray.h"
+#include "zirconlite/picture/image_buffer.h"
 
 namespace zr
 {
@@ -23,8 +23,8 @@ struct sample_values
     float background[3];
     float simple_color[3];
     float source_ratio;
-    float sky_variance;       ///< as in `ray`
-    float soft_radiance[3];   ///< `radiance` in the space that pixels are averaged in
+    float sky_variance;     ///< as in `ray`
+    float soft_radiance[3]; ///< `radiance` in the space that pixels are averaged in
     float soft_background[3];
     float alpha;
 };
@@ -70,10 +70,10 @@ struct pixel_request
     document* doc;
     render_view* view;
     int32_t thread;
-    double position[2];            ///< the pixel's middle
-    uint32_t flags;                ///< PIXEL_* bits
-    const earlier_sample* earlier; ///< null none
-    const ray* prototype;          ///< limits and counters of the worker's rays
+    double position[2];                         ///< the pixel's middle
+    uint32_t flags;                             ///< PIXEL_* bits
+    const earlier_sample* earlier;              ///< null none
+    const ray* prototype;                       ///< limits and counters of the worker's rays
     const double *position_low, *position_high; ///< samples are held to this box
 };
 
@@ -88,8 +88,8 @@ void clear_line_store(int32_t width, int32_t thread);
 bool trace_primary(document& document, render_view& view, ray& r, int32_t thread, const double position[2],
     int32_t sample_index, background_function background);
 
-/// Makes the ray through `position` with the offset `stratum` on the lens, -0.5 to 0.5 in each axis. `r` brings
-/// limits and counters. False outside the projection.
+/// Makes the ray through `position` with the offset `stratum` on the lens, -0.5 to 0.5 in each axis. `r`
+/// brings limits and counters. False outside the projection.
 bool aim_primary(document& document, render_view& view, ray& r, int32_t thread, const double position[2],
     const double stratum[2]);
 
@@ -100,8 +100,7 @@ void sample_pixel(const pixel_request& request, pixel_result& result);
 float source_ratio_of(const ray& r);
 
 /// `position` plus jitter, held to the box.
-void jittered_position(
-    const double position[2], const double low[2], const double high[2], double result[2]);
+void jittered_position(const double position[2], const double low[2], const double high[2], double result[2]);
 
 /// The ray depth buffer of zr_init_ray_z_buffer.
 struct ray_z_buffer

@@ -1,10 +1,10 @@
 // Primary rays: from a position in the picture to a shaded result.
-#include "zirconlite/geometry/scene_object.h"
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/frame/jitter.hpp"
 #include "zirconlite/frame/job_state.hpp"
-#include "zirconlite/raytrace/pixel_sampler.hpp"
+#include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/picture/projection.h"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/raytrace/shading.hpp"
 
 namespace zr
@@ -52,8 +52,9 @@ void set_footprint(const render_view& view, ray& r)
     for (int i = 0; i < 2; ++i)
     {
         r.footprint[i] = footprint_share * r.pixel_size[i];
-        r.footprint_slope[i] =
-            view.projection == PROJECTION_PARALLEL || r.raw_length == 0.0 ? 0.0 : r.footprint[i] / r.raw_length;
+        r.footprint_slope[i] = view.projection == PROJECTION_PARALLEL || r.raw_length == 0.0
+                                   ? 0.0
+                                   : r.footprint[i] / r.raw_length;
     }
 }
 
@@ -103,15 +104,11 @@ float source_ratio_of(const ray& r)
     return static_cast<float>(straight / all);
 }
 
-void jittered_position(
-    const double position[2], const double low[2], const double high[2], double result[2])
+void jittered_position(const double position[2], const double low[2], const double high[2], double result[2])
 {
     double j[2];
     table_jitter(position, job.pixel_jitter_amplitude, j);
-    for (int i = 0; i < 2; ++i)
-    {
-        result[i] = std::fmin(std::fmax(position[i] + j[i], low[i]), high[i]);
-    }
+    for (int i = 0; i < 2; ++i) { result[i] = std::fmin(std::fmax(position[i] + j[i], low[i]), high[i]); }
 }
 
 } // namespace zr

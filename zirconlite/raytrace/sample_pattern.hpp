@@ -1,6 +1,6 @@
 /// @file
-/// Evenly spread points of the unit square for the shadow rays of a hit. The pattern follows from the place in
-/// the picture alone, so a picture is the same on every run.
+/// Evenly spread points of the unit square for the shadow rays of a hit. The pattern follows from the place
+/// in the picture alone, so a picture is the same on every run.
 #pragma once
 
 #include <cmath>
@@ -23,7 +23,10 @@ namespace pattern_detail
 inline constexpr double golden = 0.6180339887498949;
 inline constexpr double samples_of_pixel = 25.0; ///< keeps the turns of depths apart
 
-inline double fraction(double x) { return x - std::floor(x); }
+inline double fraction(double x)
+{
+    return x - std::floor(x);
+}
 
 /// An integer hash of full avalanche.
 inline uint32_t mixed(uint32_t x)
@@ -33,7 +36,10 @@ inline uint32_t mixed(uint32_t x)
     return x ^ (x >> 16);
 }
 
-inline double unit(uint32_t x) { return x * 0x1p-32; }
+inline double unit(uint32_t x)
+{
+    return x * 0x1p-32;
+}
 
 } // namespace pattern_detail
 
@@ -56,7 +62,8 @@ inline square_point pattern_start(const ray& r, uint32_t which)
     const auto x = static_cast<uint32_t>(static_cast<int64_t>(std::floor(r.pixel[0])));
     const auto y = static_cast<uint32_t>(static_cast<int64_t>(std::floor(r.pixel[1])));
     const uint32_t h = mixed(x + mixed(y + mixed(which)));
-    const double turn = golden * (r.sample_index + samples_of_pixel * (r.reflect_depth + 3.0 * r.refract_depth));
+    const double turn =
+        golden * (r.sample_index + samples_of_pixel * (r.reflect_depth + 3.0 * r.refract_depth));
     return { fraction(unit(h) + turn), fraction(unit(mixed(h + 1)) + golden * turn) };
 }
 

@@ -1,9 +1,9 @@
 #include "zirconlite/raytrace/secondary_rays.hpp"
 
-#include "zirconlite/geometry/scene_object.h"
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/frame/jitter.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/raytrace/optics.hpp"
 #include "zirconlite/raytrace/shading.hpp"
 
@@ -15,11 +15,14 @@ namespace
 
 constexpr int pixel_centre = 12;          ///< sample index at which glossy spreading is off
 constexpr double smallest_share = 0.0001; ///< a mirror share below this sends no ray
-/// The exact model sends no mirrored ray for less than this part of the pixel's light. Glass gives the share to
-/// the light that passes, so nothing is lost there and the rays inside a heap of panes do not multiply.
+/// The exact model sends no mirrored ray for less than this part of the pixel's light. Glass gives the share
+/// to the light that passes, so nothing is lost there and the rays inside a heap of panes do not multiply.
 constexpr double min_branch = 0.001;
 
-bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
+bool is_exact()
+{
+    return job.light_model == LIGHT_MODEL_EXACT;
+}
 
 /// Part of the pixel's light that a branch brings, all rays of its blurred hit together.
 double branch_share(const ray& r)
@@ -45,9 +48,9 @@ ray make_child(const ray& parent, const vector3& direction, double t_min)
 /// How one kind of secondary ray is spread.
 struct spreading
 {
-    double spread;     ///< 0 sends one ray
+    double spread; ///< 0 sends one ray
     int32_t samples;
-    int32_t first;     ///< number of the first sample in the pattern
+    int32_t first; ///< number of the first sample in the pattern
     const double* amplitude;
     double path_share; ///< share of the first child's distance that lengthens the parent's path
     uint32_t* counter; ///< null none
@@ -67,7 +70,8 @@ void trace_one(document& document, ray& r, ray& child, const spreading& how, bac
 }
 
 /// Several rays round the child's direction, each with its share of the weight. Their sum goes to `r`.
-void trace_spread(document& document, ray& r, ray& child, const spreading& how, background_function background)
+void trace_spread(
+    document& document, ray& r, ray& child, const spreading& how, background_function background)
 {
     for (double& w : child.weight) { w /= how.samples; }
     if (child.split_rays == 0) { child.split_rays = how.samples; }
@@ -96,7 +100,8 @@ void trace_spread(document& document, ray& r, ray& child, const spreading& how, 
     add_ray_results(sum, r);
 }
 
-void trace_children(document& document, ray& r, ray& child, const spreading& how, background_function background)
+void trace_children(
+    document& document, ray& r, ray& child, const spreading& how, background_function background)
 {
     if (how.spread > 0.0) { trace_spread(document, r, child, how, background); }
     else { trace_one(document, r, child, how, background); }
@@ -114,7 +119,7 @@ void set_samples(const ray& r, int32_t wanted, spreading& how)
 bool may_spread(const document& document, const ray& r, uint32_t off_flag, uint32_t surface_off)
 {
     return !(document.render_flags & off_flag) && r.sample_index != pixel_centre && document.quality >= 3 &&
-        !surface_off;
+           !surface_off;
 }
 
 /// The share that is mirrored beside what the highlight shows of it.
@@ -174,8 +179,8 @@ void trace_leaving(document& document, const surface& s, ray& r, const vector3& 
     ray child = make_child(r, direction, document.epsilon);
     for (int i = 0; i < 3; ++i)
     {
-        child.weight[i] =
-            std::sqrt(double(s.transparent_color[i])) * std::sqrt(double(s.transparent)) * share * r.weight[i];
+        child.weight[i] = std::sqrt(double(s.transparent_color[i])) * std::sqrt(double(s.transparent)) *
+                          share * r.weight[i];
     }
     child.inside_count = r.inside_count - 1;
     child.flags &= ~uint32_t(RAY_INSIDE);
@@ -278,8 +283,7 @@ void reflect_ray(document& document, const surface& s, ray& r, double d, double 
     for (int i = 0; i < 3; ++i) { child.weight[i] = weight[i]; }
     if (is_exact() && branch_share(child) < min_branch) { return; }
 
-    const bool spreads =
-        may_spread(document, r, RENDER_SHARP_REFLECTION, s.flags & SURFACE_SHARP_REFLECTION);
+    const bool spreads = may_spread(document, r, RENDER_SHARP_REFLECTION, s.flags & SURFACE_SHARP_REFLECTION);
     spreading how;
     how.spread = spreads ? (1.0 - mirror_sharpness(s, s.transparent * mirrored)) * 2.0 : 0.0;
     set_samples(r, document.gloss_samples, how);
@@ -289,8 +293,8 @@ void reflect_ray(document& document, const surface& s, ray& r, double d, double 
     trace_children(document, r, child, how, background);
 }
 
-void transmit_ray(document& document, const surface& s, ray& r, double d, double mirrored,
-    background_function background)
+void transmit_ray(
+    document& document, const surface& s, ray& r, double d, double mirrored, background_function background)
 {
     if (r.refract_depth >= r.refract_limit || s.transparent == 0.0f) { return; }
     const bool thin = is_thin(r.hit_object, s);

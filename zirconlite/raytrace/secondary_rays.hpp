@@ -2,8 +2,8 @@
 /// The rays that a surface mirrors and lets through.
 #pragma once
 
-#include "zirconlite/frame/document.h"
 #include "zirconlite/environment/environment.hpp"
+#include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/ray.h"
 #include "zirconlite/materials/surface.h"
 
@@ -25,8 +25,8 @@ void reflect_ray(document& document, const surface& s, ray& r, double d, double 
     const vector3* mirror, background_function background);
 
 /// Traces the ray that enters or passes the surface, or several spread ones.
-void transmit_ray(document& document, const surface& s, ray& r, double d, double mirrored,
-    background_function background);
+void transmit_ray(
+    document& document, const surface& s, ray& r, double d, double mirrored, background_function background);
 
 /// Traces the ray that leaves a solid from within, and in the exact light model the one that stays.
 void exit_ray(document& document, const surface& s, ray& r, background_function background);

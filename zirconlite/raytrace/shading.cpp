@@ -1,11 +1,11 @@
 #include "zirconlite/raytrace/shading.hpp"
 
-#include "zirconlite/search/ray_search.hpp"
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/environment/ground.hpp"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/emission.hpp"
 #include "zirconlite/raytrace/secondary_rays.hpp"
+#include "zirconlite/search/ray_search.hpp"
 
 namespace zr
 {
@@ -25,8 +25,8 @@ void add_emission(const document& document, const surface& s, ray& r)
     }
 }
 
-void shade_inside(document& document, surface& s, ray& r, const vector3& mirror, double d,
-    background_function background)
+void shade_inside(
+    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background)
 {
     if (s.attenuation != 0.0f && s.transparent != 0.0f)
     {
@@ -48,8 +48,8 @@ void shade_inside(document& document, surface& s, ray& r, const vector3& mirror,
     exit_ray(document, s, r, background);
 }
 
-void shade_outside(document& document, surface& s, ray& r, const vector3& mirror, double d,
-    background_function background)
+void shade_outside(
+    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background)
 {
     add_direct_light(document, s, r, s.highlight > 1.0f ? &mirror : nullptr);
     add_emission(document, s, r);
@@ -81,7 +81,8 @@ void clear_results(ray& r)
 
 void add_ray_results(const ray& child, ray& parent)
 {
-    const bool radiance_replaces = parent.radiance[0] < 0.0, background_replaces = parent.background[0] < 0.0f;
+    const bool radiance_replaces = parent.radiance[0] < 0.0,
+               background_replaces = parent.background[0] < 0.0f;
     for (int i = 0; i < 3; ++i)
     {
         if (child.radiance[0] >= 0.0)

@@ -4,8 +4,8 @@
 /// (1980), with distributed glossy rays after Cook, Porter and Carpenter, SIGGRAPH 1984.
 #pragma once
 
-#include "zirconlite/frame/document.h"
 #include "zirconlite/environment/environment.hpp"
+#include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/ray.h"
 #include "zirconlite/materials/surface.h"
 

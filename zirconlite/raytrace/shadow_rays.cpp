@@ -1,13 +1,13 @@
 #include "zirconlite/raytrace/shadow_rays.hpp"
 
-#include "zirconlite/meshes/mesh_attributes.hpp"
-#include "zirconlite/search/ray_search.hpp"
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/environment/ground.hpp"
-#include "zirconlite/materials/surface_evaluation.hpp"
-#include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/materials/surface_evaluation.hpp"
+#include "zirconlite/meshes/mesh_attributes.hpp"
+#include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/secondary_rays.hpp"
+#include "zirconlite/search/ray_search.hpp"
 
 namespace zr
 {
@@ -103,7 +103,7 @@ pane pane_at_hit(const ray& r)
 bool is_one_point(const document& document, const pane& a, const pane& b)
 {
     return a.edge_of && a.edge_of == b.edge_of && a.front == b.front &&
-        std::fabs(a.t - b.t) <= 10.0 * document.epsilon;
+           std::fabs(a.t - b.t) <= 10.0 * document.epsilon;
 }
 
 /// Keeps the nearest panes, in order, each object and each point of a mesh once.
@@ -120,11 +120,17 @@ void insert(shadow_walk& walk, const pane& p)
         --walk.count;
     }
     int place = walk.count++;
-    for (; place > 0 && lies_before(p, walk.panes[place - 1]); --place) { walk.panes[place] = walk.panes[place - 1]; }
+    for (; place > 0 && lies_before(p, walk.panes[place - 1]); --place)
+    {
+        walk.panes[place] = walk.panes[place - 1];
+    }
     walk.panes[place] = p;
 }
 
-double strength_of(const light* source) { return source ? source->shadow_strength : 1.0; }
+double strength_of(const light* source)
+{
+    return source ? source->shadow_strength : 1.0;
+}
 
 bool visit(void* context, ray& r)
 {
@@ -147,7 +153,7 @@ void block(const light* source, ray& r)
 bool differs_sideways(const ray& r)
 {
     return std::fabs(r.interpolated_normal.x - r.geometric_normal.x) >= 1e-5 ||
-        std::fabs(r.interpolated_normal.z - r.geometric_normal.z) >= 1e-5;
+           std::fabs(r.interpolated_normal.z - r.geometric_normal.z) >= 1e-5;
 }
 
 /// What the object hit leaves of the light. True when it blocks.
@@ -166,7 +172,8 @@ bool filter(const document& document, const light* source, ray& r)
     const double mirrored = shadow_reflectance(s, thin, c);
     const bool exact = job.light_model == LIGHT_MODEL_EXACT;
     const bool corrects = !exact && !(document.render_flags & RENDER_NO_GRAZING_FILTER) &&
-        !(flags & OBJECT_PLAIN_FILTER) && !(s.flags & SURFACE_PASS_THROUGH) && differs_sideways(r);
+                          !(flags & OBJECT_PLAIN_FILTER) && !(s.flags & SURFACE_PASS_THROUGH) &&
+                          differs_sideways(r);
     const double grazing = corrects ? std::fmin(1.0, 3.0 * c * c) : 1.0;
     const double strength = strength_of(source);
     for (int i = 0; i < 3; ++i)
@@ -261,8 +268,8 @@ bool shadow_test(document& document, const light* source, ray& r)
 {
     if (source && source->shadow_strength == 0.0) { return false; }
     scene_object** blocker = nullptr;
-    // Light thrown back within glass counts as reflected, beyond `reflect_limit`; depths that the cache does not
-    // reach do without.
+    // Light thrown back within glass counts as reflected, beyond `reflect_limit`; depths that the cache does
+    // not reach do without.
     const int32_t depth = r.refract_depth + r.reflect_depth;
     if (r.shadow_cache && depth < RECURSION_LIMIT_SUM)
     {

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/lighting/light.h"
 #include "zirconlite/geometry/ray.h"
+#include "zirconlite/lighting/light.h"
 
 namespace zr
 {

@@ -1,10 +1,10 @@
 // Direct light of the simple mode: display colours, a plain loop over the lights, no distances.
+#include "zirconlite/frame/jitter.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
-#include "zirconlite/frame/jitter.hpp"
-#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
 #include "zirconlite/raytrace/thread_lights.hpp"
 
@@ -14,7 +14,10 @@ namespace zr
 namespace
 {
 
-double unit_clamp(double x) { return std::fmin(std::fmax(x, 0.0), 1.0); }
+double unit_clamp(double x)
+{
+    return std::fmin(std::fmax(x, 0.0), 1.0);
+}
 
 /// A light on one side of a surface.
 struct lit_side
@@ -61,8 +64,9 @@ bool cast_shadow_rays(document& document, const surface& s, ray& r, lit_side& si
 
 bool shows_highlight(const surface& s, const ray& r, const lit_side& side, const vector3* mirror)
 {
-    return !side.back && s.highlight_strength != 0.0f && mirror && !(side.source.flags & LIGHT_NO_HIGHLIGHT) &&
-        !(r.hit_object->vft->get_flags(r.hit_object) & OBJECT_NO_HIGHLIGHT);
+    return !side.back && s.highlight_strength != 0.0f && mirror &&
+           !(side.source.flags & LIGHT_NO_HIGHLIGHT) &&
+           !(r.hit_object->vft->get_flags(r.hit_object) & OBJECT_NO_HIGHLIGHT);
 }
 
 void simple_light(

@@ -12,13 +12,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/environment/ground.hpp"
 #include "zirconlite/environment/sky_light.hpp"
+#include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
-#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/raytrace/sample_pattern.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
 
@@ -47,8 +47,8 @@ void aim(ray& shadow, const vector3& direction)
     shadow.t_max = ZR_FAR;
 }
 
-/// What the ground plane, which the ray has met, sends back: of the sun where that reaches it, and of the sky as
-/// if nothing were near.
+/// What the ground plane, which the ray has met, sends back: of the sun where that reaches it, and of the sky
+/// as if nothing were near.
 void take_ground(document& d, const ray& to_ground, double radiance[3])
 {
     double lux[3];

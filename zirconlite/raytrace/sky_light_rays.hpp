@@ -4,8 +4,8 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/ray.h"
-#include "zirconlite/raytrace/sample_pattern.hpp"
 #include "zirconlite/materials/surface.h"
+#include "zirconlite/raytrace/sample_pattern.hpp"
 
 namespace zr
 {
@@ -18,8 +18,8 @@ void add_sky_light(document& document, const surface& s, ray& r, float out[3]);
 /// A direction over the unit `normal`, in proportion to its cosine.
 vector3 cosine_direction(const vector3& normal, const square_point& p);
 
-/// Where a shadow ray to the sky meets the ground plane: `radiance` becomes what the ground sends back, and the
-/// ray ends there.
+/// Where a shadow ray to the sky meets the ground plane: `radiance` becomes what the ground sends back, and
+/// the ray ends there.
 void meet_ground(document& document, ray& shadow, double radiance[3]);
 
 } // namespace zr

@@ -1,6 +1,6 @@
 /// @file
-/// What rendering asks of a radiosity solution. The solver fills the table when the library starts; while it is empty a
-/// radiosity document is rendered like one without a solution.
+/// What rendering asks of a radiosity solution. The solver fills the table when the library starts; while it
+/// is empty a radiosity document is rendered like one without a solution.
 #pragma once
 
 #include "zirconlite/frame/document.h"
@@ -22,10 +22,10 @@ enum solution_light : uint32_t
 
 struct solution_operations
 {
-    /// Light that the solution sends from the ray's hit, on a radiosity mesh, to the eye. `mirror` is the direction for
-    /// highlights, null without. Adds to the ray's `light_radiance`. Any thread.
-    void (*look_up)(
-        const document& document, const surface& s, ray& r, float out[3], uint32_t lights, const vector3* mirror);
+    /// Light that the solution sends from the ray's hit, on a radiosity mesh, to the eye. `mirror` is the
+    /// direction for highlights, null without. Adds to the ray's `light_radiance`. Any thread.
+    void (*look_up)(const document& document, const surface& s, ray& r, float out[3], uint32_t lights,
+        const vector3* mirror);
     /// Works out the ambient term after a change of `ambient_gain`.
     void (*update_ambient)(document& document);
 };

@@ -1,8 +1,8 @@
 // The tables that each worker keeps for direct light.
 #include <string.h>
 
-#include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/thread_lights.hpp"
 
 namespace zr

@@ -1,6 +1,7 @@
 /** @file
- *  The choice of pixel sampler, and the limits of the one that converges: rounds over the whole picture add samples
- *  where they are needed, until the error left is below what was asked. docs/sampling.md shows what it costs. */
+ *  The choice of pixel sampler, and the limits of the one that converges: rounds over the whole picture add
+ * samples where they are needed, until the error left is below what was asked. docs/sampling.md shows what it
+ * costs. */
 #ifndef ZIRCONLITE_SAMPLING_CONVERGING_H
 #define ZIRCONLITE_SAMPLING_CONVERGING_H
 
@@ -14,14 +15,14 @@ typedef struct document document;
 enum pixel_sampler
 {
     SAMPLER_STRIPS = 0,    /**< three passes of strips with a fixed pattern per pixel */
-    SAMPLER_CONVERGING = 1 /**< one path a sample, rounds until the error is small; exact light model only, in the
-                                fast one and in simple mode a job takes the strips */
+    SAMPLER_CONVERGING = 1 /**< one path a sample, rounds until the error is small; exact light model only, in
+                              the fast one and in simple mode a job takes the strips */
 };
 
 /** When the converging sampler stops. */
 typedef struct sampling_limits
 {
-    double noise;        /**< error that may be left in a pixel as shown, in steps of 255; above 0 to 255; 2 */
+    double noise; /**< error that may be left in a pixel as shown, in steps of 255; above 0 to 255; 2 */
     int32_t min_samples; /**< a pixel; 1 to `max_samples`; 16 */
     int32_t max_samples; /**< a pixel; 1 to 1048576; 1024 */
     uint32_t seed;       /**< another seed gives another picture of the same error; 0 */
@@ -36,8 +37,8 @@ typedef struct sampling_progress
     double mean_samples; /**< a pixel */
 } sampling_progress;
 
-/** Chooses how pixels are sampled from the next job on; an unknown sampler changes nothing. Returns the one in force
- *  before. Host's thread. */
+/** Chooses how pixels are sampled from the next job on; an unknown sampler changes nothing. Returns the one
+ * in force before. Host's thread. */
 ZR_API int32_t zr_set_pixel_sampler(document* document, int32_t sampler);
 
 /** Sets when the converging sampler stops, from the next job on. Returns 1; 0, with nothing changed and

@@ -126,7 +126,10 @@ bool build_node(light_entry* first, size_t count, uint32_t place)
         });
     const auto child = uint32_t(tree.nodes.count);
     if (!tree.nodes.resize(tree.nodes.count + 2)) { return false; }
-    if (!build_node(first, half, child) || !build_node(first + half, count - half, child + 1)) { return false; }
+    if (!build_node(first, half, child) || !build_node(first + half, count - half, child + 1))
+    {
+        return false;
+    }
     tree.nodes[place] = { merged(tree.nodes[child].bounds, tree.nodes[child + 1].bounds), nullptr, child };
     return true;
 }

@@ -1,8 +1,8 @@
 /// @file
-/// The lobe in which a surface mirrors or passes light: cos^n about an axis, normalised over all directions. The
-/// highlights of luminaires and the blur of mirrors come from the same lobe. After Phong's model in its
-/// energy-conserving form: Lafortune and Willems, "Using the modified Phong reflectance model for physically based
-/// rendering" (1994).
+/// The lobe in which a surface mirrors or passes light: cos^n about an axis, normalised over all directions.
+/// The highlights of luminaires and the blur of mirrors come from the same lobe. After Phong's model in its
+/// energy-conserving form: Lafortune and Willems, "Using the modified Phong reflectance model for physically
+/// based rendering" (1994).
 #pragma once
 
 #include "zirconlite/geometry/vector.hpp"
@@ -20,9 +20,9 @@ struct specular_lobe
     double diffuse;      ///< what is left of the surface's `diffuse`
 };
 
-/// The lobe of a surface. With an exponent of its own (SURFACE_OWN_LOBE) the material's highlight is a part of
-/// what it reflects, and is taken from its diffuse part; without, the blur grows as the mirrored share falls.
-/// `fresnel` is the share that its clear part mirrors here.
+/// The lobe of a surface. With an exponent of its own (SURFACE_OWN_LOBE) the material's highlight is a part
+/// of what it reflects, and is taken from its diffuse part; without, the blur grows as the mirrored share
+/// falls. `fresnel` is the share that its clear part mirrors here.
 specular_lobe lobe_of(const surface& s, double fresnel);
 
 /// Exponent of light that passes through a frosted surface; 0 where it is clear.

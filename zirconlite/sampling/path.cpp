@@ -2,11 +2,10 @@
 
 #include <algorithm>
 
-#include "zirconlite/search/ray_search.hpp"
-#include "zirconlite/geometry/scene_object.h"
-#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/environment/environment.hpp"
 #include "zirconlite/environment/ground.hpp"
+#include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/raytrace/emission.hpp"
 #include "zirconlite/raytrace/optics.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
@@ -14,6 +13,7 @@
 #include "zirconlite/raytrace/secondary_rays.hpp"
 #include "zirconlite/raytrace/shading.hpp"
 #include "zirconlite/sampling/lobe.hpp"
+#include "zirconlite/search/ray_search.hpp"
 
 namespace zr
 {
@@ -158,8 +158,8 @@ void go_through(light_path& p, const surface& s, const branch& way, double proba
     go_on(p, direction, p.doc.epsilon * 10.0, way, probability);
 }
 
-/// Chooses one of two ways with a probability that follows their shares, or the end of the path: a faint way is
-/// taken seldom and counts more. Returns 0, 1, or -1 for the end.
+/// Chooses one of two ways with a probability that follows their shares, or the end of the path: a faint way
+/// is taken seldom and counts more. Returns 0, 1, or -1 for the end.
 int choose_way(const light_path& p, const branch& a, const branch& b, double& probability)
 {
     const double all = a.chance + b.chance;
@@ -187,7 +187,8 @@ double entering_fresnel(const ray& r, const surface& s, double d)
 }
 
 /// From a surface seen from outside. False at the end of the path.
-bool leave_outside(light_path& p, const surface& s, const specular_lobe& lobe, const vector3& mirror, double d)
+bool leave_outside(
+    light_path& p, const surface& s, const specular_lobe& lobe, const vector3& mirror, double d)
 {
     ray& r = p.r;
     const bool thin = is_thin(r.hit_object, s), mirrors = follows_mirror(r, s);
@@ -196,7 +197,10 @@ bool leave_outside(light_path& p, const surface& s, const specular_lobe& lobe, c
     for (int i = 0; i < 3; ++i)
     {
         const double tint = double(s.transparent_color[i]) * s.transparent;
-        if (r.refract_depth < r.refract_limit) { passing[i] = (1.0 - fresnel) * (thin ? tint : std::sqrt(tint)); }
+        if (r.refract_depth < r.refract_limit)
+        {
+            passing[i] = (1.0 - fresnel) * (thin ? tint : std::sqrt(tint));
+        }
         if (mirrors) { mirrored[i] = lobe.reflected[i] + s.transparent * fresnel; }
     }
     const branch ways[2] = { make_branch(passing), make_branch(mirrored) };

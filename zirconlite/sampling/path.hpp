@@ -1,6 +1,7 @@
 /// @file
-/// One sample of the converging sampler: a path from the eye that goes on from mirrors, glass and glossy surfaces,
-/// one branch at a time, and takes one luminaire, the sun and the sky at each surface that it meets.
+/// One sample of the converging sampler: a path from the eye that goes on from mirrors, glass and glossy
+/// surfaces, one branch at a time, and takes one luminaire, the sun and the sky at each surface that it
+/// meets.
 #pragma once
 
 #include "zirconlite/frame/document.h"
@@ -37,12 +38,13 @@ struct light_path
     path_light found;
 };
 
-/// Traces a whole path. `prototype` brings the limits and counters of the worker's rays; `position` in pixels.
+/// Traces a whole path. `prototype` brings the limits and counters of the worker's rays; `position` in
+/// pixels.
 path_light trace_path(document& document, render_view& view, const ray& prototype, int32_t thread,
     const sample_point& point, const double position[2]);
 
-/// Adds the light that reaches the path's hit straight from luminaires, sun and sky, and the ambient stand-in.
-/// `mirror` is the axis of the lobe in which luminaires show, null for none.
+/// Adds the light that reaches the path's hit straight from luminaires, sun and sky, and the ambient
+/// stand-in. `mirror` is the axis of the lobe in which luminaires show, null for none.
 void add_vertex_light(light_path& path, const surface& s, const specular_lobe& lobe, const vector3* mirror);
 
 } // namespace zr

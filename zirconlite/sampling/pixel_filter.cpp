@@ -16,7 +16,8 @@ double weight_below(double t)
 {
     constexpr double a[4] = { 0.35875, 0.48829, 0.14128, 0.01168 };
     const double turn = 2.0 * M_PI;
-    return t - a[1] / a[0] * std::sin(turn * t) / turn + a[2] / a[0] * std::sin(2.0 * turn * t) / (2.0 * turn) -
+    return t - a[1] / a[0] * std::sin(turn * t) / turn +
+           a[2] / a[0] * std::sin(2.0 * turn * t) / (2.0 * turn) -
            a[3] / a[0] * std::sin(3.0 * turn * t) / (3.0 * turn);
 }
 

@@ -1,7 +1,8 @@
 /// @file
-/// The pixel's filter, a Blackman-Harris window of 1.5 pixels to each side. Samples are placed in proportion to it
-/// and count alike, so none of them touches another pixel: Ernst, Stamminger and Greiner, "Filter importance
-/// sampling" (2006). The window: Harris, "On the use of windows for harmonic analysis" (1978), table 1, four terms.
+/// The pixel's filter, a Blackman-Harris window of 1.5 pixels to each side. Samples are placed in proportion
+/// to it and count alike, so none of them touches another pixel: Ernst, Stamminger and Greiner, "Filter
+/// importance sampling" (2006). The window: Harris, "On the use of windows for harmonic analysis" (1978),
+/// table 1, four terms.
 #pragma once
 
 #include "zirconlite/sampling/sequence.hpp"

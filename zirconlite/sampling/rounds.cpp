@@ -3,20 +3,20 @@
 #include <algorithm>
 #include <cmath>
 
+#include "zirconlite/environment/ground.hpp"
 #include "zirconlite/frame/array.hpp"
 #include "zirconlite/frame/status.hpp"
-#include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/environment/ground.hpp"
-#include "zirconlite/platform/threads.hpp"
-#include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/materials/surface.h"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/platform/threads.hpp"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/sampling/converging.h"
 #include "zirconlite/sampling/light_tree.hpp"
 #include "zirconlite/sampling/path.hpp"
 #include "zirconlite/sampling/pixel_filter.hpp"
+#include "zirconlite/search/ray_search.hpp"
 
 namespace
 {
@@ -25,7 +25,7 @@ constexpr int32_t block_side = 8;
 
 struct sampling_block
 {
-    int32_t count;        ///< samples of each pixel
+    int32_t count; ///< samples of each pixel
     int32_t is_done;
     float error;          ///< as shown, in steps of 255; below 0 while unknown
     double hidden_chance; ///< sum over all samples, see path_light
@@ -86,7 +86,9 @@ int32_t target_after(int32_t count, int32_t max_samples)
 {
     if (count == 0) { return std::min(first_target, max_samples); }
     const bool is_power = (count & (count - 1)) == 0;
-    const int64_t next = count < 16 ? int64_t(count) * 2 : is_power ? int64_t(count) * 3 / 2 : int64_t(count) * 4 / 3;
+    const int64_t next = count < 16 ? int64_t(count) * 2
+                         : is_power ? int64_t(count) * 3 / 2
+                                    : int64_t(count) * 4 / 3;
     return int32_t(std::min<int64_t>(next, max_samples));
 }
 
@@ -145,7 +147,8 @@ void mark_present(pixel_components& c)
 }
 
 /// What half of a pixel's samples would show; the background is taken from all.
-void shown_half(const sampling_run& run, const float sum[3], double count, const pixel_components& mean, float rgb[3])
+void shown_half(
+    const sampling_run& run, const float sum[3], double count, const pixel_components& mean, float rgb[3])
 {
     pixel_components c = mean;
     for (int i = 0; i < 3; ++i)
@@ -173,9 +176,10 @@ void add_pixel_error(const sampling_run& run, const pixel_sums& sums, block_erro
     }
 }
 
-/// What a light that no shadow ray has found yet could add to what is shown. By the rule of succession it has one
-/// chance in as many as there were rays.
-double unseen_light(const sampling_run& run, const sampling_block& block, const float mean[3], int64_t samples)
+/// What a light that no shadow ray has found yet could add to what is shown. By the rule of succession it has
+/// one chance in as many as there were rays.
+double unseen_light(
+    const sampling_run& run, const sampling_block& block, const float mean[3], int64_t samples)
 {
     const double added = block.hidden_chance / double(samples) / (block.shadow_rays + 2.0);
     pixel_components dark = {}, bright = {};
@@ -256,7 +260,8 @@ bool sample_block(sampling_run& run, uint32_t index, const ray& prototype, int32
     sampling_block& block = run.blocks[index];
     const int32_t x0 = (run.first_column + int32_t(index % uint32_t(run.columns))) * block_side;
     const int32_t y0 = (run.first_row + int32_t(index / uint32_t(run.columns))) * block_side;
-    const int32_t x1 = std::min(x0 + block_side, run.image.width), y1 = std::min(y0 + block_side, run.image.height);
+    const int32_t x1 = std::min(x0 + block_side, run.image.width),
+                  y1 = std::min(y0 + block_side, run.image.height);
     block_error error = {};
     double sum[3] = {};
     for (int32_t y = y0; y < y1; ++y)
@@ -265,12 +270,18 @@ bool sample_block(sampling_run& run, uint32_t index, const ray& prototype, int32
         {
             if (is_stopped(run)) { return false; }
             pixel_sums& sums = run.image.sums[size_t(y) * size_t(run.image.width) + size_t(x)];
-            if (sums.count == 0 && lies_in(run.rectangle, x, y)) { store_middle_hit(run, prototype, thread, x, y); }
+            if (sums.count == 0 && lies_in(run.rectangle, x, y))
+            {
+                store_middle_hit(run, prototype, thread, x, y);
+            }
             // A pixel whose block was left half done at a stop has its samples already.
             if (int32_t(sums.count) < run.target) { sample_pixel(run, prototype, thread, x, y, block, sums); }
             store_pixel(run, x, y, sums);
             if (run.target >= 2) { add_pixel_error(run, sums, error); }
-            for (int i = 0; i < 3; ++i) { sum[i] += (sums.radiance[i] + sums.background[i]) / double(sums.count); }
+            for (int i = 0; i < 3; ++i)
+            {
+                sum[i] += (sums.radiance[i] + sums.background[i]) / double(sums.count);
+            }
         }
     }
     block.count = run.target;
@@ -298,8 +309,8 @@ double needed_samples(const sampling_run& run, const sampling_block& b)
 bool make_sums(image_buffer& image)
 {
     zr_free(image.sums);
-    image.sums = static_cast<pixel_sums*>(
-        zr_calloc(size_t(image.width) * size_t(image.height), sizeof(pixel_sums)));
+    image.sums =
+        static_cast<pixel_sums*>(zr_calloc(size_t(image.width) * size_t(image.height), sizeof(pixel_sums)));
     return image.sums != nullptr;
 }
 
@@ -321,7 +332,8 @@ sampling_run* begin_sampling(
     if (!make_sums(image) || !run->blocks.resize(blocks) || !prepare_light_tree(document))
     {
         end_sampling(run);
-        report_failure(ZR_ERROR_MEMORY, "render: no memory for the samples of %d x %d pixels", image.width, image.height);
+        report_failure(ZR_ERROR_MEMORY, "render: no memory for the samples of %d x %d pixels", image.width,
+            image.height);
         return nullptr;
     }
     for (sampling_block& b : run->blocks) { b.error = -1.0f; }
@@ -340,8 +352,8 @@ void end_sampling(sampling_run* run)
 bool next_round(sampling_run& run)
 {
     run.next_block = 0;
-    const bool any = std::any_of(run.blocks.begin(), run.blocks.end(),
-        [](const sampling_block& b) { return !b.is_done; });
+    const bool any =
+        std::any_of(run.blocks.begin(), run.blocks.end(), [](const sampling_block& b) { return !b.is_done; });
     if (any) { run.target = target_after(run.target, run.limits.max_samples); }
     return any;
 }
@@ -401,10 +413,12 @@ int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits
         return report_failure(
             ZR_ERROR_ARGUMENT, "sampling limits: noise %g; must be above 0 and at most 255", limits->noise);
     }
-    if (limits->min_samples < 1 || limits->max_samples < limits->min_samples || limits->max_samples > most_samples)
+    if (limits->min_samples < 1 || limits->max_samples < limits->min_samples ||
+        limits->max_samples > most_samples)
     {
         return report_failure(ZR_ERROR_ARGUMENT,
-            "sampling limits: min_samples %d, max_samples %d; must satisfy 1 <= min_samples <= max_samples <= %d",
+            "sampling limits: min_samples %d, max_samples %d; must satisfy 1 <= min_samples <= max_samples "
+            "<= %d",
             limits->min_samples, limits->max_samples, most_samples);
     }
     document->sampling_noise = limits->noise;
@@ -416,7 +430,8 @@ int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits
 
 void zr_get_sampling_limits(const document* document, sampling_limits* limits_out)
 {
-    *limits_out = { document->sampling_noise, document->min_samples, document->max_samples, document->sampling_seed };
+    *limits_out = { document->sampling_noise, document->min_samples, document->max_samples,
+        document->sampling_seed };
 }
 
 void zr_get_sampling_progress(sampling_progress* progress_out)

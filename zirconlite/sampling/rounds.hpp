@@ -1,14 +1,14 @@
 /// @file
-/// The rounds of the converging sampler. The picture is divided into blocks of 8 by 8 pixels, aligned in the whole
-/// picture, and a block decides by its own pixels alone whether it needs more samples: a region of a picture equals
-/// the cut-out of the whole. The error of a block comes from two halves of its samples, as shown on a display:
-/// Dammertz, Hanika, Keller and Lensch, "A hierarchical automatic stopping condition for Monte Carlo global
-/// illumination" (2010).
+/// The rounds of the converging sampler. The picture is divided into blocks of 8 by 8 pixels, aligned in the
+/// whole picture, and a block decides by its own pixels alone whether it needs more samples: a region of a
+/// picture equals the cut-out of the whole. The error of a block comes from two halves of its samples, as
+/// shown on a display: Dammertz, Hanika, Keller and Lensch, "A hierarchical automatic stopping condition for
+/// Monte Carlo global illumination" (2010).
 #pragma once
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/picture/image_buffer.h"
 #include "zirconlite/geometry/ray.h"
+#include "zirconlite/picture/image_buffer.h"
 
 /// The converging sampling of one picture.
 struct sampling_run;
@@ -22,19 +22,21 @@ struct pixel_rectangle
     int32_t left, bottom, right, top;
 };
 
-/// Makes the sums of the picture, its blocks and the tables of the sampler. Null, with the status set, when memory
-/// fails. On the job's thread; end_sampling frees it.
-sampling_run* begin_sampling(document& document, render_view& view, image_buffer& image, const pixel_rectangle& r);
+/// Makes the sums of the picture, its blocks and the tables of the sampler. Null, with the status set, when
+/// memory fails. On the job's thread; end_sampling frees it.
+sampling_run* begin_sampling(
+    document& document, render_view& view, image_buffer& image, const pixel_rectangle& r);
 void end_sampling(sampling_run* run);
 
 /// Readies the next round. False when no block needs more samples.
 bool next_round(sampling_run& run);
 
-/// Takes blocks of the round until none is left; any number of threads. `prototype` brings limits and counters.
-/// False when the job was stopped: blocks that were not reached keep the samples that they have.
+/// Takes blocks of the round until none is left; any number of threads. `prototype` brings limits and
+/// counters. False when the job was stopped: blocks that were not reached keep the samples that they have.
 bool sample_blocks(sampling_run& run, const ray& prototype, int32_t thread);
 
-/// Counts what the round has reached; after all threads have returned. The share of the expected work, 0 to 1.
+/// Counts what the round has reached; after all threads have returned. The share of the expected work, 0
+/// to 1.
 double measure_round(sampling_run& run);
 
 } // namespace zr

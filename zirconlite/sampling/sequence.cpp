@@ -86,7 +86,8 @@ uint32_t mask_shift(int32_t x, int32_t y, uint32_t key)
     const uint32_t column = (uint32_t(x) + (key & 0xffff)) % blue_noise_side;
     const uint32_t row = (uint32_t(y) + (key >> 16)) % blue_noise_side;
     // The low bits fill the step of a rank, which would otherwise always start at its edge.
-    const uint32_t tile = mixed(uint32_t(x) / blue_noise_side * 0x9e3779b9u + uint32_t(y) / blue_noise_side + key);
+    const uint32_t tile =
+        mixed(uint32_t(x) / blue_noise_side * 0x9e3779b9u + uint32_t(y) / blue_noise_side + key);
     return uint32_t(blue_noise[row * blue_noise_side + column]) << 20 | tile >> 12;
 }
 

@@ -1,11 +1,13 @@
 /// @file
-/// The low-discrepancy sequence behind the converging sampler. Each pair of random decisions of a sample (place in
-/// the pixel, point on the lens, point on a luminaire ...) is one dimension pair: a two-dimensional Sobol sequence
-/// of its own order, Owen-scrambled by hashes, after Burley, "Practical hash-based Owen scrambling" (JCGT 2020).
-/// All pixels share the points and shift them by a blue-noise mask, so that the error left between neighbours is
-/// fine grain: Georgiev and Fajardo, "Blue-noise dithered sampling" (SIGGRAPH 2016 talks).
+/// The low-discrepancy sequence behind the converging sampler. Each pair of random decisions of a sample
+/// (place in the pixel, point on the lens, point on a luminaire ...) is one dimension pair: a two-dimensional
+/// Sobol sequence of its own order, Owen-scrambled by hashes, after Burley, "Practical hash-based Owen
+/// scrambling" (JCGT 2020). All pixels share the points and shift them by a blue-noise mask, so that the
+/// error left between neighbours is fine grain: Georgiev and Fajardo, "Blue-noise dithered sampling"
+/// (SIGGRAPH 2016 talks).
 ///
-/// The numbers follow from the pixel's place in the whole picture, the document's seed and the sample's number alone.
+/// The numbers follow from the pixel's place in the whole picture, the document's seed and the sample's
+/// number alone.
 #pragma once
 
 #include <stdint.h>
@@ -17,8 +19,8 @@ namespace zr
 /// has `pairs_per_vertex` of its own.
 enum sample_pair : uint32_t
 {
-    pair_pixel,   ///< place under the pixel's filter
-    pair_lens,    ///< point on the lens
+    pair_pixel, ///< place under the pixel's filter
+    pair_lens,  ///< point on the lens
     pair_vertex,
     pair_light_choice = pair_vertex, ///< which luminaire; which way the sky is sampled
     pair_light_point,                ///< point on the luminaire

@@ -1,13 +1,13 @@
 // Light that reaches a surface of a path straight from its sources, one sample of each kind.
 #include <algorithm>
 
+#include "zirconlite/environment/sky_light.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
-#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/raytrace/light_shape.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
 #include "zirconlite/raytrace/sky_light_rays.hpp"
@@ -36,9 +36,10 @@ unit_pair numbers(const lit_vertex& v, sample_pair pair)
     return vertex_numbers(v.path.point, v.path.vertex, pair);
 }
 
-/// Share of the light from a direction that the surface sends to the eye, times the cosine; per channel. Whether
-/// there is any; `back` tells the side.
-bool scattering(const lit_vertex& v, const vector3& direction, bool shows_highlight, double share[3], bool& back)
+/// Share of the light from a direction that the surface sends to the eye, times the cosine; per channel.
+/// Whether there is any; `back` tells the side.
+bool scattering(
+    const lit_vertex& v, const vector3& direction, bool shows_highlight, double share[3], bool& back)
 {
     const ray& r = v.path.r;
     const double cosine = dot(direction, r.shading_normal);
@@ -91,7 +92,10 @@ void add_luminaire(const lit_vertex& v)
     const light_pick pick = pick_light(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, choice.u);
     if (!pick.source) { return; }
     const light& source = *pick.source;
-    if ((v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT)) && is_unlit_by(r.hit_object, &source)) { return; }
+    if ((v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT)) && is_unlit_by(r.hit_object, &source))
+    {
+        return;
+    }
     source_sample sample = {};
     if (v.path.doc.render_flags & RENDER_SOFT_SHADOWS)
     {
@@ -100,7 +104,8 @@ void add_luminaire(const lit_vertex& v)
     else { sample_middle(source, r.hit_point, sample); }
     if (sample.flags & SAMPLE_SKIPPED) { return; }
 
-    const vector3 direction = source.falloff == 0.0 && source.disc_size == 0.0f ? -source.normal : sample.direction;
+    const vector3 direction =
+        source.falloff == 0.0 && source.disc_size == 0.0f ? -source.normal : sample.direction;
     double share[3];
     bool back;
     if (!scattering(v, direction, !(source.flags & LIGHT_NO_HIGHLIGHT), share, back)) { return; }
@@ -144,7 +149,8 @@ void add_sky_side(const lit_vertex& v, bool back, double share)
     const vector3 normal = back ? -v.path.r.shading_normal : v.path.r.shading_normal;
     const unit_pair at = numbers(v, pair_sky);
     const bool draws = sky_light_has_bright_spots() && numbers(v, pair_light_choice).v < 0.5;
-    const sky_sample from = draws ? draw_sky_sample(at.u, at.v) : sky_light_from(cosine_direction(normal, { at.u, at.v }));
+    const sky_sample from =
+        draws ? draw_sky_sample(at.u, at.v) : sky_light_from(cosine_direction(normal, { at.u, at.v }));
     const double cosine = dot(normal, from.direction);
     if (!(cosine > 0.0)) { return; }
     const double even = cosine * inverse_pi;

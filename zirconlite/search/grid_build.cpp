@@ -7,12 +7,12 @@
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/frame/string_table.h"
 #include "zirconlite/geometry/object_table.hpp"
-#include "zirconlite/search/preprocess.hpp"
 #include "zirconlite/geometry/scene_object.h"
-#include "zirconlite/search/screen_frustum.h"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/search/voxel_grid.hpp"
 #include "zirconlite/platform/threads.hpp"
+#include "zirconlite/search/preprocess.hpp"
+#include "zirconlite/search/screen_frustum.h"
+#include "zirconlite/search/voxel_grid.hpp"
 
 using namespace zr;
 
@@ -120,14 +120,14 @@ bool make_levels(voxel_grid& grid, document& document)
     return false;
 }
 
-/// Lets `voxel_memory` state what the structure holds. Its arrays are blocks of their own: they are larger than the
-/// chunks of an arena.
+/// Lets `voxel_memory` state what the structure holds. Its arrays are blocks of their own: they are larger
+/// than the chunks of an arena.
 void count_memory(voxel_grid& grid)
 {
     if (!grid.document->voxel_memory) { return; }
-    grid.document->voxel_memory->allocated = tree_bytes(grid.tree) + grid.nodes.capacity * sizeof(voxel_node) +
-                                             grid.cells.capacity * sizeof(voxel_cell) +
-                                             grid.object_numbers.capacity * sizeof(uint32_t);
+    grid.document->voxel_memory->allocated =
+        tree_bytes(grid.tree) + grid.nodes.capacity * sizeof(voxel_node) +
+        grid.cells.capacity * sizeof(voxel_cell) + grid.object_numbers.capacity * sizeof(uint32_t);
 }
 
 void empty_grid(voxel_grid& grid)
@@ -147,8 +147,8 @@ void empty_grid(voxel_grid& grid)
 bool stop_asked(document& document)
 {
     const bool asked = platform::load_word(&document.preprocess_stop) != 0 ||
-        platform::load_word(&document.stop_render) != 0 ||
-        platform::load_word(&document.progress_record.state) == PROGRESS_CANCELLED;
+                       platform::load_word(&document.stop_render) != 0 ||
+                       platform::load_word(&document.progress_record.state) == PROGRESS_CANCELLED;
     if (asked)
     {
         platform::store_word(&document.preprocess_stop, 0);
@@ -210,7 +210,10 @@ bool lay_out_objects(voxel_grid& grid)
     {
         if (cell.count == split_cell) { continue; }
         const size_t first = grid.object_numbers.count;
-        for (uint32_t e = cell.head; e; e = grid.entries[e].next) { grid.object_numbers.push(grid.entries[e].object); }
+        for (uint32_t e = cell.head; e; e = grid.entries[e].next)
+        {
+            grid.object_numbers.push(grid.entries[e].object);
+        }
         cell = { static_cast<uint32_t>(first), static_cast<int32_t>(grid.object_numbers.count - first) };
     }
     grid.entries.clear();
@@ -299,8 +302,7 @@ void build_thread(void* argument)
 {
     auto& work = *static_cast<build_work*>(argument);
     work.done = build(work.doc);
-    platform::store_word(
-        &work.doc.progress_record.state, work.done ? PROGRESS_FINISHED : PROGRESS_CANCELLED);
+    platform::store_word(&work.doc.progress_record.state, work.done ? PROGRESS_FINISHED : PROGRESS_CANCELLED);
 }
 
 void set_progress_texts(progress& record)
@@ -398,7 +400,10 @@ int32_t zr_voxel_grid_stats(const voxel_grid* grid, int32_t counts[12])
 int32_t zr_set_search_structure(int32_t structure)
 {
     const int32_t before = platform::load_word(&chosen_structure);
-    if (structure == SEARCH_GRID || structure == SEARCH_TREE) { platform::store_word(&chosen_structure, structure); }
+    if (structure == SEARCH_GRID || structure == SEARCH_TREE)
+    {
+        platform::store_word(&chosen_structure, structure);
+    }
     else { report_failure(ZR_ERROR_ARGUMENT, "search structure %d; 0 is the grid, 1 the tree", structure); }
     return before;
 }

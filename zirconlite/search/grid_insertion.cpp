@@ -1,8 +1,8 @@
 // Entering objects into the cells of the voxel grid.
 #include "zirconlite/search/grid_insertion.hpp"
 
-#include "zirconlite/search/hit_error.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/search/hit_error.hpp"
 #include "zirconlite/search/voxel_grid.hpp"
 
 namespace zr
@@ -207,13 +207,13 @@ void enter_range(insertion& in, const bounding_box& box, polygon_test* polygon)
             for (int32_t z = range.first[2]; z <= range.last[2]; ++z)
             {
                 bounding_box cell_box;
-                cell_box.min = node.bounds.min +
-                    vector3{ x * level.cell_size[0], y * level.cell_size[1], z * level.cell_size[2] };
+                cell_box.min = node.bounds.min + vector3{ x * level.cell_size[0], y * level.cell_size[1],
+                    z * level.cell_size[2] };
                 cell_box.max =
                     cell_box.min + vector3{ level.cell_size[0], level.cell_size[1], level.cell_size[2] };
                 if (test && !polygon->crosses({ cell_box.min - margin, cell_box.max + margin })) { continue; }
                 const uint32_t cell = node.cells + (uint32_t(x) << level.shift[0]) +
-                    (uint32_t(y) << level.shift[1]) + uint32_t(z);
+                                      (uint32_t(y) << level.shift[1]) + uint32_t(z);
                 enter_cell(in, cell, cell_box);
             }
         }

@@ -61,8 +61,8 @@ template <class Test> bool walk_node(const walk_ray& w, uint32_t node_number, do
         if (here.count)
         {
             const bool ended = here.count == split_cell
-                ? walk_node(w, here.head, t, test)
-                : test.cell(w, here, t - border_slack, t_next + border_slack);
+                                   ? walk_node(w, here.head, t, test)
+                                   : test.cell(w, here, t - border_slack, t_next + border_slack);
             if (ended) { return true; }
         }
         if (left[axis] == 0) { return false; }

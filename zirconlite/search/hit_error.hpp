@@ -15,8 +15,7 @@ namespace zr
 inline double hit_error(const bounding_box& box)
 {
     const auto larger = [](double a, double b) { return a > b ? a : b; };
-    const double size =
-        larger(box.max.x - box.min.x, larger(box.max.y - box.min.y, box.max.z - box.min.z));
+    const double size = larger(box.max.x - box.min.x, larger(box.max.y - box.min.y, box.max.z - box.min.z));
     const double x = larger(std::fabs(box.min.x), std::fabs(box.max.x));
     const double y = larger(std::fabs(box.min.y), std::fabs(box.max.y));
     const double z = larger(std::fabs(box.min.z), std::fabs(box.max.z));

@@ -9,7 +9,10 @@ using namespace zr;
 namespace
 {
 
-bool is_outside(const clip_plane& plane, const vector3& p) { return dot(p - plane.point, plane.normal) > 0.0; }
+bool is_outside(const clip_plane& plane, const vector3& p)
+{
+    return dot(p - plane.point, plane.normal) > 0.0;
+}
 
 vector3 crossing(const clip_plane& plane, const vector3& a, const vector3& b)
 {

@@ -1,8 +1,8 @@
 #include "zirconlite/search/ray_search.hpp"
 
+#include "zirconlite/platform/processor.hpp"
 #include "zirconlite/search/tree_walk.hpp"
 #include "zirconlite/search/voxel_grid.hpp"
-#include "zirconlite/platform/processor.hpp"
 
 namespace zr
 {

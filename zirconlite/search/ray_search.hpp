@@ -4,19 +4,19 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
-#include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/ray.h"
+#include "zirconlite/geometry/scene_object.h"
 
 namespace zr
 {
 
-/// Finds the ray's nearest hit within [`t_min`, min(`t_max`, `hit_t`)] and stores its distance, object, element
-/// and weights in the ray; complete_hit gives the rest. Of hits at one distance the object made first wins.
-/// Returns whether the hit was improved. A document without a built structure has no hits.
+/// Finds the ray's nearest hit within [`t_min`, min(`t_max`, `hit_t`)] and stores its distance, object,
+/// element and weights in the ray; complete_hit gives the rest. Of hits at one distance the object made first
+/// wins. Returns whether the hit was improved. A document without a built structure has no hits.
 bool locate_nearest_hit(const document& document, ray& ray);
 
-/// Works out point and normals of the hit that stands in the ray, as `intersect` of its object does. Once more does
-/// no harm.
+/// Works out point and normals of the hit that stands in the ray, as `intersect` of its object does. Once
+/// more does no harm.
 inline void complete_hit(ray& ray)
 {
     const object_vft& vft = *ray.hit_object->vft;
@@ -31,7 +31,8 @@ inline bool find_nearest_hit(const document& document, ray& ray)
     return improved;
 }
 
-/// What to do with one hit of a walk: it stands in the ray as locate_nearest_hit leaves it, and true ends the walk.
+/// What to do with one hit of a walk: it stands in the ray as locate_nearest_hit leaves it, and true ends the
+/// walk.
 using hit_visitor = bool (*)(void* context, ray& ray);
 
 /// Hands every object that the ray hits within [`t_min`, `t_max`] to `visit`, in no certain order and

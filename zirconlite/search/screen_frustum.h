@@ -9,8 +9,8 @@ ZR_EXTERN_C_BEGIN
 
 typedef struct document document;
 
-/** Whether primary rays may use a frustum, for the whole process; 1 at first. Not while a render runs. Returns
- *  `flag`. */
+/** Whether primary rays may use a frustum, for the whole process; 1 at first. Not while a render runs.
+ * Returns `flag`. */
 ZR_API int32_t zr_use_screen_buffer(int32_t flag);
 
 /** Demands a new build of the document's frustum, as zr_build_voxel_grid does. Returns 1; 0 for NULL. */

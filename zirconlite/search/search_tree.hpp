@@ -1,6 +1,6 @@
 /// @file
-/// A bounding volume hierarchy over all objects of a document: wide nodes with f32 boxes, and leaves that hold
-/// the coefficients of triangles in blocks of four, or the numbers of objects of other kinds.
+/// A bounding volume hierarchy over all objects of a document: wide nodes with f32 boxes, and leaves that
+/// hold the coefficients of triangles in blocks of four, or the numbers of objects of other kinds.
 ///
 /// Built by binned surface-area splits: Wald, "On fast construction of SAH-based bounding volume hierarchies"
 /// (2007). Boxes are grown by the error of hits and rounded outward, and tested with a margin for f32 rays
@@ -9,8 +9,8 @@
 
 #include "zirconlite/frame/array.hpp"
 #include "zirconlite/frame/document.h"
-#include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/geometry/scene_object.h"
+#include "zirconlite/search/ray_search.hpp"
 
 namespace zr
 {
@@ -36,7 +36,8 @@ struct alignas(64) tree_node
     uint32_t children[tree_width];  ///< tree_reference
 };
 
-/// Four triangles, lane by lane, in four cache lines. Lanes without one have a zero normal, which nothing hits.
+/// Four triangles, lane by lane, in four cache lines. Lanes without one have a zero normal, which nothing
+/// hits.
 struct alignas(64) triangle_block
 {
     float normal[3][block_width];
@@ -56,8 +57,8 @@ struct object_run
 
 struct search_tree
 {
-    uint32_t root; ///< tree_reference; reference_none without objects
-    int32_t depth; ///< nodes on the longest way down
+    uint32_t root;          ///< tree_reference; reference_none without objects
+    int32_t depth;          ///< nodes on the longest way down
     tree_node* nodes;       ///< at cache lines inside `store`
     triangle_block* blocks; ///< at cache lines inside `store`
     object_run* runs;       ///< inside `store`

@@ -14,10 +14,10 @@ namespace zr
 /// reciprocal: seven times that covers both sides.
 inline constexpr float slab_margin = 5e-7f;
 
-/// One axis of a ray for tests with fused multiply-add: planes are met at plane x inverse + offset, rounded once.
-/// The offsets are worked out from the very `inverse` and rounded so that the near distance comes out too small and
-/// the far one too large; what the reciprocal and the one rounding add, relative to the distance, is
-/// `fused_margin`, with as much again to spare.
+/// One axis of a ray for tests with fused multiply-add: planes are met at plane x inverse + offset, rounded
+/// once. The offsets are worked out from the very `inverse` and rounded so that the near distance comes out
+/// too small and the far one too large; what the reciprocal and the one rounding add, relative to the
+/// distance, is `fused_margin`, with as much again to spare.
 struct fused_axis
 {
     float inverse, near_offset, far_offset;
@@ -28,7 +28,9 @@ inline constexpr float fused_margin = 5e-7f;
 
 inline float held_to_float(double v)
 {
-    return static_cast<float>(v < -double(FLT_MAX) ? -double(FLT_MAX) : v > double(FLT_MAX) ? double(FLT_MAX) : v);
+    return static_cast<float>(v < -double(FLT_MAX)  ? -double(FLT_MAX)
+                              : v > double(FLT_MAX) ? double(FLT_MAX)
+                                                    : v);
 }
 
 inline fused_axis make_fused_axis(double origin, double inverse)

@@ -5,11 +5,11 @@
 #include <new>
 #include <string.h>
 
+#include "zirconlite/platform/processor.hpp"
+#include "zirconlite/platform/threads.hpp"
 #include "zirconlite/search/hit_error.hpp"
 #include "zirconlite/search/search_tree.hpp"
 #include "zirconlite/search/tree_split.hpp"
-#include "zirconlite/platform/processor.hpp"
-#include "zirconlite/platform/threads.hpp"
 
 namespace zr
 {
@@ -21,11 +21,13 @@ constexpr size_t least_task = 4096; ///< subtrees of this many objects and below
 constexpr size_t tasks_wanted = 64;
 constexpr int most_threads = 8;
 
-/// A bound in f32 on the outer side (`side` -1 low, 1 high). Boxes stay finite, so that the differences in the
-/// box test are never NaN.
+/// A bound in f32 on the outer side (`side` -1 low, 1 high). Boxes stay finite, so that the differences in
+/// the box test are never NaN.
 float outward(double bound, float side)
 {
-    const double held = bound < -double(FLT_MAX) ? -double(FLT_MAX) : bound > double(FLT_MAX) ? double(FLT_MAX) : bound;
+    const double held = bound < -double(FLT_MAX)  ? -double(FLT_MAX)
+                        : bound > double(FLT_MAX) ? double(FLT_MAX)
+                                                  : bound;
     const auto rounded = static_cast<float>(held);
     const float ulps = (rounded < 0.0f ? -rounded : rounded) * 1.2e-7f + FLT_MIN;
     const float moved = rounded + side * ulps;
@@ -46,7 +48,8 @@ build_ref make_ref(scene_object* object)
         low_out[axis] = bounded ? outward(low[axis] - error, -1.0f) : -FLT_MAX;
         high_out[axis] = bounded ? outward(high[axis] + error, 1.0f) : FLT_MAX;
     }
-    return make_build_ref(low_out, high_out, object->number, object->vft->get_triangle && object->vft->complete_hit);
+    return make_build_ref(
+        low_out, high_out, object->number, object->vft->get_triangle && object->vft->complete_hit);
 }
 
 /// A part of the tree with arrays of its own, so that parts can be built side by side.
@@ -228,10 +231,7 @@ build_result build_top(tree_work& w, const build_range& all)
         if (!w.top_nodes.push(make_node(children, count))) { return build_result::out_of_memory; }
         const auto number = static_cast<uint32_t>(w.top_nodes.count - 1);
         if (p.parent == no_parent) { w.tree.root = reference_node | number; }
-        else
-        {
-            w.top_nodes[p.parent / tree_width].children[p.parent % tree_width] = reference_node | number;
-        }
+        else { w.top_nodes[p.parent / tree_width].children[p.parent % tree_width] = reference_node | number; }
         for (int k = 0; k < count; ++k)
         {
             if (!queue.push({ children[k], number * tree_width + static_cast<uint32_t>(k) }))
@@ -249,7 +249,8 @@ bool build_next_part(tree_work& w)
     if (i >= w.parts.count || platform::load_word(&w.stop)) { return false; }
     tree_part& part = *w.parts[i];
     // Leaves come out about four fifths full, nodes with some six children.
-    part.failed |= !part.blocks.reserve(part.range.count() * 5 / 16 + 8) || !part.nodes.reserve(part.range.count() / 18 + 8);
+    part.failed |= !part.blocks.reserve(part.range.count() * 5 / 16 + 8) ||
+                   !part.nodes.reserve(part.range.count() / 18 + 8);
     part.root = build_subtree(w.b, part, part.range, 0);
     __atomic_fetch_add(&w.done_objects, part.range.count(), __ATOMIC_RELAXED);
     return true;
@@ -263,7 +264,10 @@ void part_thread(void* argument)
 build_result build_parts(tree_work& w, int threads)
 {
     zr_handle pool[most_threads] = {};
-    for (int i = 1; i < threads && i < most_threads; ++i) { pool[i] = platform::start_thread(part_thread, &w, 0); }
+    for (int i = 1; i < threads && i < most_threads; ++i)
+    {
+        pool[i] = platform::start_thread(part_thread, &w, 0);
+    }
     bool stopped = false;
     while (build_next_part(w))
     {
@@ -290,9 +294,12 @@ uint32_t moved(uint32_t reference, uint32_t nodes, uint32_t blocks, uint32_t run
     if (reference == reference_none) { return reference; }
     switch (reference & reference_kind)
     {
-    case reference_node: return reference + nodes;
-    case reference_block: return reference + blocks;
-    default: return reference + runs;
+    case reference_node:
+        return reference + nodes;
+    case reference_block:
+        return reference + blocks;
+    default:
+        return reference + runs;
     }
 }
 
@@ -300,15 +307,16 @@ uint32_t moved(uint32_t reference, uint32_t nodes, uint32_t blocks, uint32_t run
 bool make_store(search_tree& tree, size_t nodes, size_t blocks, size_t runs)
 {
     constexpr size_t line = 64;
-    const size_t bytes = nodes * sizeof(tree_node) + blocks * sizeof(triangle_block) + runs * sizeof(object_run);
+    const size_t bytes =
+        nodes * sizeof(tree_node) + blocks * sizeof(triangle_block) + runs * sizeof(object_run);
     tree.store = zr_malloc(bytes + line);
     if (!tree.store) { return false; }
     platform::prefer_large_pages(tree.store, bytes + line);
     const uintptr_t first = (reinterpret_cast<uintptr_t>(tree.store) + line - 1) / line * line;
     tree.nodes = reinterpret_cast<tree_node*>(first);
     tree.blocks = reinterpret_cast<triangle_block*>(first + nodes * sizeof(tree_node));
-    tree.runs = reinterpret_cast<object_run*>(
-        first + nodes * sizeof(tree_node) + blocks * sizeof(triangle_block));
+    tree.runs =
+        reinterpret_cast<object_run*>(first + nodes * sizeof(tree_node) + blocks * sizeof(triangle_block));
     return true;
 }
 
@@ -318,7 +326,8 @@ template <class T> void append(T* to, size_t& count, const array<T>& from)
     count += from.count;
 }
 
-/// Puts the upper nodes and then the parts, in their order, into the tree, and ties the parts to their parents.
+/// Puts the upper nodes and then the parts, in their order, into the tree, and ties the parts to their
+/// parents.
 build_result join_parts(tree_work& w)
 {
     search_tree& tree = w.tree;
@@ -375,7 +384,7 @@ void free_parts(tree_work& w)
 size_t tree_bytes(const search_tree& tree)
 {
     return tree.node_count * sizeof(tree_node) + tree.block_count * sizeof(triangle_block) +
-        tree.run_count * sizeof(object_run);
+           tree.run_count * sizeof(object_run);
 }
 
 void clear_tree(search_tree& tree)
@@ -409,7 +418,8 @@ build_result build_tree(
     // Oldest first: neighbours in the lists are neighbours in memory, and reading that forward is faster.
     std::reverse(refs.begin(), refs.end());
     const size_t task_size = std::max(least_task, refs.count / tasks_wanted);
-    tree_work w = { { refs.items, objects.table }, tree, task_size, {}, {}, {}, 0, 0, monitor, 0, refs.count };
+    tree_work w = { { refs.items, objects.table }, tree, task_size, {}, {}, {}, 0, 0, monitor, 0,
+        refs.count };
     build_result result = build_top(w, whole_range(refs.items, refs.count));
     if (result == build_result::done) { result = build_parts(w, threads); }
     if (result == build_result::done) { result = join_parts(w); }

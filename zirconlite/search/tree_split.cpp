@@ -29,7 +29,8 @@ constexpr int balanced_below_depth = 24; ///< deeper ranges are halved, so the d
 typedef float float4 __attribute__((vector_size(16)));
 typedef int32_t int4 __attribute__((vector_size(16)));
 
-constexpr box8 empty_box8 = { float8{ FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX } };
+constexpr box8 empty_box8 = { float8{
+    FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX } };
 
 ZR_INLINE void grow(box8& box, const box8& by)
 {
@@ -39,7 +40,8 @@ ZR_INLINE void grow(box8& box, const box8& by)
 /// Twice the centre of an object's box, which is all that its order needs; the last lane is of no use.
 ZR_INLINE float4 centre(const build_ref& r)
 {
-    const float4 low = __builtin_shufflevector(r.v, r.v, 0, 1, 2, 2), negated = __builtin_shufflevector(r.v, r.v, 4, 5, 6, 6);
+    const float4 low = __builtin_shufflevector(r.v, r.v, 0, 1, 2, 2),
+                 negated = __builtin_shufflevector(r.v, r.v, 4, 5, 6, 6);
     return low - negated;
 }
 
@@ -49,7 +51,10 @@ ZR_INLINE box8 as_box(const float4& point)
     return box8{ __builtin_shufflevector(point, negated, 0, 1, 2, 3, 4, 5, 6, 7) };
 }
 
-size_t blocks_of(size_t count) { return (count + block_width - 1) / block_width; }
+size_t blocks_of(size_t count)
+{
+    return (count + block_width - 1) / block_width;
+}
 
 /// Where a range is cut: behind a bin of an axis, or in its middle.
 struct cut
@@ -127,7 +132,8 @@ ZR_INLINE void fill_bins(const build_ref* refs, size_t first, size_t end, const 
 ZR_CLONES cut find_cut(const build_ref* refs, const build_range& r)
 {
     const box8& m = r.centres;
-    cut best = { -1, 0, r.count() < few_bins_below ? few_bins : most_bins, { m.v[0], m.v[1], m.v[2], 0.0f }, {} };
+    cut best = { -1, 0, r.count() < few_bins_below ? few_bins : most_bins, { m.v[0], m.v[1], m.v[2], 0.0f },
+        {} };
     if (r.depth >= balanced_below_depth) { return best; }
     for (int axis = 0; axis < 3; ++axis)
     {
@@ -151,7 +157,8 @@ ZR_CLONES cut find_cut(const build_ref* refs, const build_range& r)
 
 /// Sorts the objects of bins up to the cut to the front, without a branch: which side an object belongs to is
 /// anyone's guess. Gives the first of the right side.
-ZR_CLONES size_t partition_at(build_ref* refs, const build_range& r, const cut& c, box8 boxes[2], box8 centres[2])
+ZR_CLONES size_t partition_at(
+    build_ref* refs, const build_range& r, const cut& c, box8 boxes[2], box8 centres[2])
 {
     box8 left = empty_box8, right = empty_box8, left_centres = empty_box8, right_centres = empty_box8;
     const float8 far = empty_box8.v;

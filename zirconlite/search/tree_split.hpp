@@ -1,5 +1,6 @@
 /// @file
-/// Cutting a range of objects in two where a search tree costs least: binned surface-area splits over boxes in f32.
+/// Cutting a range of objects in two where a search tree costs least: binned surface-area splits over boxes
+/// in f32.
 #pragma once
 
 #include <stddef.h>
@@ -17,8 +18,14 @@ struct box8
     float8 v;
 };
 
-inline float low_of(const box8& b, int axis) { return b.v[axis]; }
-inline float high_of(const box8& b, int axis) { return -b.v[4 + axis]; }
+inline float low_of(const box8& b, int axis)
+{
+    return b.v[axis];
+}
+inline float high_of(const box8& b, int axis)
+{
+    return -b.v[4 + axis];
+}
 
 inline float half_area(const box8& b)
 {
@@ -33,7 +40,8 @@ inline build_ref make_build_ref(const float low[3], const float high[3], uint32_
 {
     float payload;
     memcpy(&payload, &number, sizeof payload);
-    return box8{ float8{ low[0], low[1], low[2], payload, -high[0], -high[1], -high[2], is_triangle ? 1.0f : 0.0f } };
+    return box8{ float8{
+        low[0], low[1], low[2], payload, -high[0], -high[1], -high[2], is_triangle ? 1.0f : 0.0f } };
 }
 
 inline uint32_t number_of(const build_ref& r)
@@ -43,7 +51,10 @@ inline uint32_t number_of(const build_ref& r)
     return number;
 }
 
-inline bool is_triangle(const build_ref& r) { return r.v[7] != 0.0f; }
+inline bool is_triangle(const build_ref& r)
+{
+    return r.v[7] != 0.0f;
+}
 
 /// Objects from `first` to `end`, with the box of the objects and of their centres (twice over).
 struct build_range

@@ -1,5 +1,6 @@
-// The walk down a search tree with 256-bit vectors: eight boxes in f32, with fused multiply-add, and four triangles
-// in f64 at once. The triangles' test makes the operations of the portable one in the same order, without fused multiply-add.
+// The walk down a search tree with 256-bit vectors: eight boxes in f32, with fused multiply-add, and four
+// triangles in f64 at once. The triangles' test makes the operations of the portable one in the same order,
+// without fused multiply-add.
 #include "zirconlite/search/tree_walk.hpp"
 
 #if defined(__x86_64__)
@@ -60,7 +61,10 @@ ZR_TARGET inline unsigned hit_children(const tree_node& node, const wide_ray& w,
     return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(enter, leave, _CMP_LE_OQ)));
 }
 
-ZR_TARGET inline __m256d load(const float* four) { return _mm256_cvtps_pd(_mm_loadu_ps(four)); }
+ZR_TARGET inline __m256d load(const float* four)
+{
+    return _mm256_cvtps_pd(_mm_loadu_ps(four));
+}
 
 ZR_TARGET inline __m256d lane_mask(const int32_t* four)
 {

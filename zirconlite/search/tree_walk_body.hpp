@@ -23,8 +23,8 @@ ZR_TARGET inline float box_limit(double t)
     return t < 1e30 ? static_cast<float>(t * margin) : FLT_MAX;
 }
 
-/// Starts to load a child that waits for its turn. What stands behind a run's number is loaded in vain, which does
-/// no harm.
+/// Starts to load a child that waits for its turn. What stands behind a run's number is loaded in vain, which
+/// does no harm.
 ZR_TARGET inline void expect(const search_tree& tree, uint32_t reference)
 {
     static_assert(sizeof(tree_node) == sizeof(triangle_block));
@@ -46,7 +46,10 @@ ZR_TARGET inline int push_children(
         const waiting child = { near[lane], node.children[lane] };
         expect(tree, child.reference);
         int place = top++;
-        for (; place > first && stack[place - 1].near < child.near; --place) { stack[place] = stack[place - 1]; }
+        for (; place > first && stack[place - 1].near < child.near; --place)
+        {
+            stack[place] = stack[place - 1];
+        }
         stack[place] = child;
     }
     return top;
@@ -134,7 +137,8 @@ ZR_TARGET bool nearest_hit(const search_tree& tree, scene_object* const* objects
                 {
                     const int second = __builtin_ctz(others);
                     const bool in_order = near[first] <= near[second];
-                    stack[top++] = { near[in_order ? second : first], node.children[in_order ? second : first] };
+                    stack[top++] = { near[in_order ? second : first],
+                        node.children[in_order ? second : first] };
                     if (!in_order) { reference = node.children[second]; }
                     expect(tree, stack[top - 1].reference);
                     continue;
@@ -154,8 +158,7 @@ ZR_TARGET bool nearest_hit(const search_tree& tree, scene_object* const* objects
             take_run_hits(tree.runs[number], objects, r, best);
             limit = box_limit(best.t);
         }
-        do
-        {
+        do {
             if (top == 0)
             {
                 if (best.found) { store_located(r, objects[best.number], best.t, best.w1, best.w2); }

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "zirconlite/search/tree_box_margin.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/search/tree_box_margin.hpp"
 
 namespace zr::portable_walk
 {
@@ -40,10 +40,8 @@ unsigned hit_children(const tree_node& node, const wide_ray& w, float limit, flo
         for (int axis = 0; axis < 3; ++axis)
         {
             const box_axis& a = w.axes[axis];
-            enter = std::max(
-                enter, (node.bounds[a.backward][axis][lane] - a.near_origin) * a.near_inverse);
-            leave = std::min(
-                leave, (node.bounds[1 - a.backward][axis][lane] - a.far_origin) * a.far_inverse);
+            enter = std::max(enter, (node.bounds[a.backward][axis][lane] - a.near_origin) * a.near_inverse);
+            leave = std::min(leave, (node.bounds[1 - a.backward][axis][lane] - a.far_origin) * a.far_inverse);
         }
         near[lane] = enter;
         hits |= unsigned(enter <= leave) << lane;

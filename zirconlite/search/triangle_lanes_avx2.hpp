@@ -1,7 +1,7 @@
 /// @file
 /// The ray test of four triangles at once in f64, for whoever has their coefficients in lanes. The operations
-/// are those of one face's test in the same order, without fused multiply-add, so results are equal to the last
-/// bit. For files that run only where the processor has AVX2.
+/// are those of one face's test in the same order, without fused multiply-add, so results are equal to the
+/// last bit. For files that run only where the processor has AVX2.
 #pragma once
 
 #include <immintrin.h>
@@ -28,8 +28,8 @@ ZR_AVX2 inline lane_ray broadcast(const vector3& origin, const vector3& directio
 
 ZR_AVX2 inline __m256d along(const __m256d n[3], const __m256d v[3])
 {
-    return _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(n[0], v[0]), _mm256_mul_pd(n[1], v[1])),
-        _mm256_mul_pd(n[2], v[2]));
+    return _mm256_add_pd(
+        _mm256_add_pd(_mm256_mul_pd(n[0], v[0]), _mm256_mul_pd(n[1], v[1])), _mm256_mul_pd(n[2], v[2]));
 }
 
 /// Distances of the planes with normals `n` and offsets `d`; all bits set in the lanes of `in` that count.

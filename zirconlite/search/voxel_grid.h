@@ -24,20 +24,21 @@ typedef struct clip_set
     const clip_plane* planes;
 } clip_set;
 
-/** Builds the search structure (zr_set_search_structure) of the objects in the document's two lists, on a thread of
- *  its own, and waits for it; a pump that the host has installed (zr_install_message_pump) serves its messages
- *  meanwhile. Objects without a number get one. That thread reports `host_progress` codes 100, 101 and 102; a 0
- *  answer to 100 or 101, `preprocess_stop` or `stop_render` stops it, both words as set during the build.
- *  Returns 1; 0 when stopped, when memory fails and while a render of the document runs, with DOCUMENT_GRID_BUILT
- *  clear, but for the last. */
+/** Builds the search structure (zr_set_search_structure) of the objects in the document's two lists, on a
+ * thread of its own, and waits for it; a pump that the host has installed (zr_install_message_pump) serves
+ * its messages meanwhile. Objects without a number get one. That thread reports `host_progress` codes 100,
+ * 101 and 102; a 0 answer to 100 or 101, `preprocess_stop` or `stop_render` stops it, both words as set
+ * during the build. Returns 1; 0 when stopped, when memory fails and while a render of the document runs,
+ * with DOCUMENT_GRID_BUILT clear, but for the last. */
 ZR_API int32_t zr_build_voxel_grid(document* document);
 
 /** Frees what the grid or tree holds; the records stay until the document is closed. Returns 1. */
 ZR_API int32_t zr_free_voxel_grid(document* document);
 
-/** Sub-grids made by level, [10] the levels, [11] the bytes of cells and entries while the grid is built, 8 for each
- *  (at most 2^31 - 1); a finished grid holds half of that for its entries. Twelve zeros and 0 for a null grid, else 1.
- *  Of a tree: [0] its nodes, [10] the nodes on the longest way down, [11] the bytes of nodes and leaves. */
+/** Sub-grids made by level, [10] the levels, [11] the bytes of cells and entries while the grid is built, 8
+ * for each (at most 2^31 - 1); a finished grid holds half of that for its entries. Twelve zeros and 0 for a
+ * null grid, else 1. Of a tree: [0] its nodes, [10] the nodes on the longest way down, [11] the bytes of
+ * nodes and leaves. */
 ZR_API int32_t zr_voxel_grid_stats(const voxel_grid* grid, int32_t counts[12]);
 
 /** Sutherland-Hodgman clipping of a polygon against each plane in turn. `polygon` and `scratch` each have

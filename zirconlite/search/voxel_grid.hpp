@@ -1,6 +1,6 @@
 /// @file
-/// Records of the voxel grid, and of the tree that may stand in its place. All cells, entries and nodes stand in one array each and name one another by
-/// 32-bit numbers.
+/// Records of the voxel grid, and of the tree that may stand in its place. All cells, entries and nodes stand
+/// in one array each and name one another by 32-bit numbers.
 #pragma once
 
 #include "zirconlite/frame/array.hpp"
@@ -21,11 +21,11 @@ struct voxel_level
     int32_t index; ///< 0 or 1
     double cell_size[3];
     double inv_cell_size[3];
-    int32_t min_index[3]; ///< 0
-    int32_t max_index[3]; ///< resolution minus 1
-    int32_t stride[3];    ///< cells between neighbours along x, y, z
-    int32_t shift[3];     ///< log2 of `stride`
-    int32_t subdivide_at; ///< count at which a cell is split; 0 never
+    int32_t min_index[3];  ///< 0
+    int32_t max_index[3];  ///< resolution minus 1
+    int32_t stride[3];     ///< cells between neighbours along x, y, z
+    int32_t shift[3];      ///< log2 of `stride`
+    int32_t subdivide_at;  ///< count at which a cell is split; 0 never
     double child_ratio[3]; ///< size of a cell of this level against one of the level above
 };
 
@@ -33,7 +33,8 @@ struct voxel_cell
 {
     uint32_t head; ///< number of the first entry, 0 none; of a node in a split cell. Once the build has ended
                    ///< of the first of the cell's object numbers
-    int32_t count; ///< small objects entered so far, or split_cell. Once the build has ended the objects in all
+    int32_t
+        count; ///< small objects entered so far, or split_cell. Once the build has ended the objects in all
 };
 
 /// An object in a cell while the grid is built.
@@ -62,15 +63,15 @@ struct voxel_grid
     int32_t level_count;
     int32_t subgrid_count[8]; ///< by level; [0] sub-grids of the second level
     zr::voxel_level levels[zr::grid_levels];
-    uint64_t memory_bytes;    ///< of cells and entries, as they come and go during the build
+    uint64_t memory_bytes; ///< of cells and entries, as they come and go during the build
     struct document* document;
 
     zr::array<voxel_node> nodes;
     zr::array<zr::voxel_cell> cells;
     zr::array<zr::voxel_entry> entries; ///< while building; entry 0 is unused
     zr::array<uint32_t> object_numbers; ///< once built: those of each cell side by side, oldest first
-    uint32_t spare;       ///< head of the list of entries given back; 0 none
-    int32_t reentering;   ///< nonzero while the objects of a split cell are entered again
+    uint32_t spare;                     ///< head of the list of entries given back; 0 none
+    int32_t reentering;                 ///< nonzero while the objects of a split cell are entered again
     int32_t out_of_memory;
 };
 

@@ -2,20 +2,20 @@
 /// Opening, wiping and closing of documents.
 #include <string.h>
 
+#include "zirconlite/environment/environment.hpp"
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/memory.h"
-#include "zirconlite/session/render_view.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/object_table.hpp"
-#include "zirconlite/search/voxel_grid.h"
-#include "zirconlite/environment/environment.hpp"
+#include "zirconlite/jobs/render_job.hpp"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/materials/material.h"
-#include "zirconlite/platform/threads.hpp"
 #include "zirconlite/picture/image_buffer.h"
-#include "zirconlite/jobs/render_job.hpp"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/platform/threads.hpp"
+#include "zirconlite/search/voxel_grid.h"
+#include "zirconlite/session/render_view.hpp"
 
 namespace
 {
@@ -55,10 +55,7 @@ int32_t zr_close_document(document* document)
     free_list_record(&document->scene_objects.memory);
     free_list_record(&document->misc_memory);
     zr::clear_object_table(document);
-    if (document->sun_sky)
-    {
-        zr::end_sun_sky(*document);
-    }
+    if (document->sun_sky) { zr::end_sun_sky(*document); }
     zr_lights_free_ex(document->lights, 1);
     zr_free_voxel_grid(document);
     zr_free(document->voxel_grid);

@@ -6,14 +6,14 @@
 #include "zirconlite/frame/dialogs.hpp"
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/host_callbacks.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/frame/module_state.hpp"
 #include "zirconlite/frame/status.hpp"
-#include "zirconlite/settings/settings_files.h"
-#include "zirconlite/platform/threads.hpp"
-#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/jobs/render_job.h"
-#include "zirconlite/raytrace/solution.hpp"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/platform/threads.hpp"
+#include "zirconlite/raytrace/solution.hpp"
+#include "zirconlite/settings/settings_files.h"
 
 using namespace zr;
 
@@ -40,7 +40,10 @@ struct dialog_work
     bool ambient_changed;
 };
 
-dialog_work& work_of(const zr_exposure_dialog* dialog) { return *static_cast<dialog_work*>(dialog->library); }
+dialog_work& work_of(const zr_exposure_dialog* dialog)
+{
+    return *static_cast<dialog_work*>(dialog->library);
+}
 
 exposure exposure_of(const document& d, const render_view& v)
 {
@@ -56,7 +59,10 @@ void set_exposure(render_view& v, const exposure& e)
     v.source_gain = e.source_gain;
 }
 
-bool has_solution(const document& d) { return d.mode == MODE_RADIOSITY && d.radiosity_iterations >= 1; }
+bool has_solution(const document& d)
+{
+    return d.mode == MODE_RADIOSITY && d.radiosity_iterations >= 1;
+}
 
 void set_ambient_gain(dialog_work& w, double gain)
 {
@@ -159,8 +165,8 @@ int32_t save(zr_exposure_dialog* dialog, zr_handle parent)
 
 } // namespace
 
-int32_t zr_adjust_exposure(zr_handle parent, document* document, int32_t from_preview, render_view* view,
-    render_view* preview_view)
+int32_t zr_adjust_exposure(
+    zr_handle parent, document* document, int32_t from_preview, render_view* view, render_view* preview_view)
 {
     if (!document || !view || (from_preview && !preview_view))
     {
@@ -184,6 +190,9 @@ int32_t zr_adjust_exposure(zr_handle parent, document* document, int32_t from_pr
     const bool kept = ask_for_exposure(parent, &dialog);
     if (kept) { apply(&dialog); }
     else if (w.applied) { take(w, before); }
-    if (w.ambient_changed && has_solution(*document) && preview_view) { preview_view->view_flags &= ~uint32_t(VIEW_TONE_VALID); }
+    if (w.ambient_changed && has_solution(*document) && preview_view)
+    {
+        preview_view->view_flags &= ~uint32_t(VIEW_TONE_VALID);
+    }
     return kept;
 }

@@ -2,6 +2,8 @@
 /// Start and end of the library.
 #include "zirconlite/frame/module.h"
 
+#include "zirconlite/environment/ground.hpp"
+#include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/frame/dialogs.hpp"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/module_state.hpp"
@@ -10,14 +12,12 @@
 #include "zirconlite/frame/window_font.hpp"
 #include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/libraries/material_library.hpp"
-#include "zirconlite/environment/ground.hpp"
-#include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/materials/material_list.hpp"
+#include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/platform/modules.hpp"
 #include "zirconlite/platform/random.hpp"
 #include "zirconlite/platform/text.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
-#include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
 
 using zr::the_module;

@@ -7,8 +7,8 @@
 #include "zirconlite/display/hooks.hpp"
 #include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/frame/memory.h"
-#include "zirconlite/platform/windows.hpp"
 #include "zirconlite/picture/image_buffer.h"
+#include "zirconlite/platform/windows.hpp"
 
 namespace
 {

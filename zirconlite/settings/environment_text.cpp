@@ -4,8 +4,8 @@
 
 #include <iterator>
 
-#include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/environment/environment_settings.h"
+#include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/settings/settings_text.hpp"
 
 namespace

@@ -71,7 +71,10 @@ void write_exposure(settings_writer& to, const document& document, const render_
 
 bool read_exposure(unit_source& from, document& document, render_view& view)
 {
-    if (view.exposure_flags & EXPOSURE_LOCKED) { return report_failure(ZR_ERROR_STATE, "the exposure is locked"); }
+    if (view.exposure_flags & EXPOSURE_LOCKED)
+    {
+        return report_failure(ZR_ERROR_STATE, "the exposure is locked");
+    }
     settings_line line;
     while (read_body_line(from, line))
     {

@@ -8,9 +8,9 @@
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/frame/string_table.h"
-#include "zirconlite/settings/settings_text.hpp"
 #include "zirconlite/platform/files.hpp"
 #include "zirconlite/platform/text.hpp"
+#include "zirconlite/settings/settings_text.hpp"
 
 using namespace zr;
 
@@ -70,9 +70,12 @@ bool read_body(int32_t kind, unit_source& from, const settings_place& to)
 {
     switch (kind)
     {
-    case SETTINGS_SUN_SKY: return read_sunsky(from, *to.doc);
-    case SETTINGS_ENVIRONMENT: return read_environment(from, *to.doc);
-    default: return read_exposure(from, *to.doc, *to.view);
+    case SETTINGS_SUN_SKY:
+        return read_sunsky(from, *to.doc);
+    case SETTINGS_ENVIRONMENT:
+        return read_environment(from, *to.doc);
+    default:
+        return read_exposure(from, *to.doc, *to.view);
     }
 }
 
@@ -80,9 +83,14 @@ bool write_all(int32_t kind, settings_writer& to, const settings_place& from)
 {
     switch (kind)
     {
-    case SETTINGS_SUN_SKY: write_sunsky(to, *from.doc); return true;
-    case SETTINGS_ENVIRONMENT: return write_environment(to, *from.doc);
-    default: write_exposure(to, *from.doc, *from.view); return true;
+    case SETTINGS_SUN_SKY:
+        write_sunsky(to, *from.doc);
+        return true;
+    case SETTINGS_ENVIRONMENT:
+        return write_environment(to, *from.doc);
+    default:
+        write_exposure(to, *from.doc, *from.view);
+        return true;
     }
 }
 
@@ -104,7 +112,10 @@ int32_t load(zr_handle parent, int32_t kind, const settings_place& to)
     const int32_t found = read_settings_head(from);
     const bool done = found == kind && read_body(kind, from, to);
     free(bytes);
-    if (found && found != kind) { return report_failure(ZR_ERROR_FORMAT, "the file holds settings of another kind"); }
+    if (found && found != kind)
+    {
+        return report_failure(ZR_ERROR_FORMAT, "the file holds settings of another kind");
+    }
     return done;
 }
 

@@ -52,7 +52,10 @@ bool next_unit(unit_source& from, char16_t& unit)
     return true;
 }
 
-bool is_separator(char16_t c) { return c == u'\t' || c == u'\n' || c == u'='; }
+bool is_separator(char16_t c)
+{
+    return c == u'\t' || c == u'\n' || c == u'=';
+}
 
 bool begins_with(const char16_t* text, const char16_t* start, size_t count)
 {
@@ -89,7 +92,10 @@ void store_number(settings_type type, double value, uint8_t* place)
     if (type == settings_type::integer && whole_number(value, word)) { memcpy(place, &word, sizeof(word)); }
 }
 
-size_t size_of(settings_type type) { return type == settings_type::real ? sizeof(double) : sizeof(uint32_t); }
+size_t size_of(settings_type type)
+{
+    return type == settings_type::real ? sizeof(double) : sizeof(uint32_t);
+}
 
 bool read_text(const settings_field& f, const char16_t* at, uint8_t* place)
 {
@@ -122,7 +128,10 @@ bool read_text(const settings_field& f, const char16_t* at, uint8_t* place)
 bool read_value(const settings_field& f, const char16_t* at, uint8_t* record)
 {
     uint8_t* place = record + f.offset;
-    if (f.type == settings_type::text || f.type == settings_type::owned_text) { return read_text(f, at, place); }
+    if (f.type == settings_type::text || f.type == settings_type::owned_text)
+    {
+        return read_text(f, at, place);
+    }
     settings_token token;
     double value;
     for (int32_t i = 0; i < f.count && next_token(at, token); ++i)
@@ -186,10 +195,16 @@ int32_t read_settings_head(unit_source& from)
     {
         if (begins_with(text, heads[i].text, heads[i].compared)) { return static_cast<int32_t>(i) + 1; }
     }
-    if (text[0] == 0xfffe) { return report_failure(ZR_ERROR_FORMAT, "not settings: UTF-16 of the wrong byte order"); }
-    if (text[0] == 0x5a23) { return report_failure(ZR_ERROR_FORMAT, "not settings: 8-bit text, UTF-16LE expected"); }
-    return report_failure(
-        ZR_ERROR_FORMAT, "not settings: the first line is not #ZR3 SUNSKY, #ZR3 ENVIRONMENT or #ZR3 EXPOSURE");
+    if (text[0] == 0xfffe)
+    {
+        return report_failure(ZR_ERROR_FORMAT, "not settings: UTF-16 of the wrong byte order");
+    }
+    if (text[0] == 0x5a23)
+    {
+        return report_failure(ZR_ERROR_FORMAT, "not settings: 8-bit text, UTF-16LE expected");
+    }
+    return report_failure(ZR_ERROR_FORMAT,
+        "not settings: the first line is not #ZR3 SUNSKY, #ZR3 ENVIRONMENT or #ZR3 EXPOSURE");
 }
 
 bool next_token(const char16_t*& at, settings_token& token)
@@ -230,8 +245,8 @@ bool read_fields(unit_source& from, const settings_table* tables, size_t count)
         for (const settings_table* t = tables; t < tables + count; ++t)
         {
             const settings_field* end = t->fields + t->count;
-            const settings_field* f = std::find_if(t->fields, end,
-                [&](const settings_field& row) { return is_key(key, row.key); });
+            const settings_field* f =
+                std::find_if(t->fields, end, [&](const settings_field& row) { return is_key(key, row.key); });
             if (f != end && !read_value(*f, at, static_cast<uint8_t*>(t->record))) { return false; }
         }
     }
@@ -246,7 +261,8 @@ void settings_writer::add(const char16_t* text)
 void settings_writer::add_number(double value)
 {
     char text[400];
-    const std::to_chars_result r = std::to_chars(text, text + sizeof(text), value, std::chars_format::fixed, 6);
+    const std::to_chars_result r =
+        std::to_chars(text, text + sizeof(text), value, std::chars_format::fixed, 6);
     for (const char* c = text; c < r.ptr; ++c) { add(static_cast<char16_t>(*c)); }
 }
 
@@ -296,7 +312,10 @@ bool write_to_stream(const settings_writer& from, FILE* stream)
     return true;
 }
 
-const char16_t* settings_head(int32_t kind) { return heads[kind - 1].text; }
+const char16_t* settings_head(int32_t kind)
+{
+    return heads[kind - 1].text;
+}
 
 } // namespace zr
 

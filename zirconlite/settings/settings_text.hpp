@@ -10,7 +10,8 @@
 namespace zr
 {
 
-/// Where code units come from: a stream, or a file in memory when that is null. An odd byte at the end is dropped.
+/// Where code units come from: a stream, or a file in memory when that is null. An odd byte at the end is
+/// dropped.
 struct unit_source
 {
     FILE* stream;
@@ -50,10 +51,10 @@ bool number_of(const settings_token& token, double& value);
 
 enum class settings_type
 {
-    integer, ///< int32_t or uint32_t
-    single,  ///< float
-    real,    ///< double
-    text,    ///< char16_t[count]
+    integer,   ///< int32_t or uint32_t
+    single,    ///< float
+    real,      ///< double
+    text,      ///< char16_t[count]
     owned_text ///< char16_t* from zr_malloc; the line stands only where it is not null
 };
 

@@ -6,8 +6,8 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/status.hpp"
-#include "zirconlite/settings/settings_text.hpp"
 #include "zirconlite/lighting/sun_sky.h"
+#include "zirconlite/settings/settings_text.hpp"
 
 namespace
 {
@@ -42,7 +42,8 @@ constexpr zr::settings_field fields[] = {
 
 bool has_sun_sky(const document* document)
 {
-    return (document && document->sun_sky) || zr::report_failure(ZR_ERROR_ARGUMENT, "the document has no sun and sky");
+    return (document && document->sun_sky) ||
+           zr::report_failure(ZR_ERROR_ARGUMENT, "the document has no sun and sky");
 }
 
 } // namespace
@@ -64,8 +65,7 @@ bool read_sunsky(unit_source& from, document& document)
     sun_sky_data values;
     zr_get_sunsky_data(&values, document.sun_sky, &document);
     const settings_table table = { fields, std::size(fields), &values };
-    return read_fields(from, &table, 1) &&
-           zr_store_sunsky_data(&values, document.sun_sky, &document);
+    return read_fields(from, &table, 1) && zr_store_sunsky_data(&values, document.sun_sky, &document);
 }
 
 } // namespace zr

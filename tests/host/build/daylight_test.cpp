@@ -1,7 +1,7 @@
 // The sun of a scene file: places, moments, windows, and what is refused.
 #include "host/build/build_daylight.hpp"
-#include "host/scene/cities.hpp"
 #include "host/failure.hpp"
+#include "host/scene/cities.hpp"
 #include "zirconlite/lighting/sun_sky.h"
 
 #include <gtest/gtest.h>
@@ -69,7 +69,8 @@ TEST(Daylight, ReadsDaysAndTimes)
 TEST(Daylight, SetsTheSunOfThePlace)
 {
     const scene s = parse_scene(camera + "[sun]\nplace = \"oslo\"\ndate = \"2026-06-21\"\ntime = \"13:00\"\n"
-                                         "daylight_saving = true\nnorth_deg = 90\n", "room.toml");
+                                         "daylight_saving = true\nnorth_deg = 90\n",
+        "room.toml");
     document* d = zr_open_document();
     set_daylight(s.sun, d);
     const sun_sky& k = *d->sun_sky;
@@ -85,9 +86,11 @@ TEST(Daylight, BuildsWindows)
 {
     const std::string sun =
         "[sun]\nlatitude = 50\nlongitude = 10\nmode = \"windows\"\n[[light]]\nkind = \"window\"\n";
-    const scene s = parse_scene(camera + sun + "position = [0, 0, 1]\nsize = [2, 1]\nnormal = [0, 3, 0]\n"
-        "[[light]]\nkind = \"window\"\nnormal = [0, 1, 0]\n"
-        "corners = [[-1, 0, 0.5], [1, 0, 0.5], [1, 0, 1.5], [-1, 0, 1.5]]\n", "room.toml");
+    const scene s = parse_scene(camera + sun +
+                                    "position = [0, 0, 1]\nsize = [2, 1]\nnormal = [0, 3, 0]\n"
+                                    "[[light]]\nkind = \"window\"\nnormal = [0, 1, 0]\n"
+                                    "corners = [[-1, 0, 0.5], [1, 0, 0.5], [1, 0, 1.5], [-1, 0, 1.5]]\n",
+        "room.toml");
     for (const scene_light& from : s.lights)
     {
         light l{};
@@ -107,7 +110,8 @@ TEST(Daylight, BuildsWindows)
     } wrong[] = {
         { "[sun]\nplace = \"Olso\"\n", "place: there is no \"Olso\"; did you mean \"Oslo\"?" },
         { "[sun]\ntime = \"25:00\"\nplace = \"Oslo\"\n", "time: \"25:00\" is no time" },
-        { "[sun]\nplace = \"Oslo\"\ndate = 2026-06-21T10:00:00\n", "date: expected a text in quotes, found a date with a time" },
+        { "[sun]\nplace = \"Oslo\"\ndate = 2026-06-21T10:00:00\n",
+            "date: expected a text in quotes, found a date with a time" },
         { "[sun]\n", "needs a place" },
         { "[sun]\nlatitude = 91\nlongitude = 0\n", "latitude: 91 is outside -90 to 90" },
         { "[sun]\nplace = \"Oslo\"\ncloudiness = 1.5\n", "cloudiness: 1.5 is outside" },

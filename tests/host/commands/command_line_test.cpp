@@ -153,10 +153,13 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
         { "no such folder", { "render", "room.toml", "-o", "none/a.png" }, 1,
             "none/a.png: cannot be written" },
         { "a folder", { "render", "room.toml", "-o", "folder.png" }, 1, "it is a folder" },
-        { "unknown picture format", { "render", "room.toml", "-o", "a.gif" }, 1, "must end in one of .png, .bmp" },
-        { "a latitude that is no number", { "sun", "--latitude", "nan", "--longitude", "0" }, 64, "nan is outside -90" },
+        { "unknown picture format", { "render", "room.toml", "-o", "a.gif" }, 1,
+            "must end in one of .png, .bmp" },
+        { "a latitude that is no number", { "sun", "--latitude", "nan", "--longitude", "0" }, 64,
+            "nan is outside -90" },
         { "a value that is no number", { "settings", "check", "a.txt" }, 2, "line 3: \"dusk\" is no number" },
-        { "a colour of two values", { "settings", "check", "b.txt" }, 2, "line 2: 1 of 3 values are missing" },
+        { "a colour of two values", { "settings", "check", "b.txt" }, 2,
+            "line 2: 1 of 3 values are missing" },
         { "scene as picture", { "render", "room.toml", "-o", "room.toml" }, 64, "would replace the scene" },
     };
     for (const auto& c : cases)
@@ -186,7 +189,8 @@ TEST_F(CommandLine, ExplainsItself)
     }
     for (const char* printing : { "keys", "--help" })
     {
-        const std::string full = std::string("'" ZIRCONLITE_HOST_PROGRAM "' ") + printing + " > /dev/full 2> /dev/null";
+        const std::string full =
+            std::string("'" ZIRCONLITE_HOST_PROGRAM "' ") + printing + " > /dev/full 2> /dev/null";
         EXPECT_EQ(WEXITSTATUS(std::system(full.c_str())), 1) << printing;
     }
     for (const char* file : { "a.su", "a.en", "a.ex" })
@@ -298,10 +302,11 @@ TEST_F(CommandLine, SpansDistancesByTheObjectsOrByTheScene)
 {
     // A sheet 6 m before the eye, over a ground that goes on to the horizon.
     folder.write("sheet.obj", "v -1 0 0\nv 1 0 0\nv 1 0 2\nv -1 0 2\nf 1 2 3 4\n");
-    const std::string scene = "[camera]\neye = [0, -6, 1]\ntarget = [0, 0, 1]\n[render]\nsize = [96, 64]\n"
-                              "[ground]\nheight = 0\n[[light]]\nkind = \"point\"\nlumens = 1000\nposition = [0, -3, 3]\n"
-                              "[[model]]\nfile = \"sheet.obj\"\nup = \"z\"\n"
-                              "[output]\ndepth = \"d.png\"\n";
+    const std::string scene =
+        "[camera]\neye = [0, -6, 1]\ntarget = [0, 0, 1]\n[render]\nsize = [96, 64]\n"
+        "[ground]\nheight = 0\n[[light]]\nkind = \"point\"\nlumens = 1000\nposition = [0, -3, 3]\n"
+        "[[model]]\nfile = \"sheet.obj\"\nup = \"z\"\n"
+        "[output]\ndepth = \"d.png\"\n";
     folder.write("near.toml", scene);
     folder.write("given.toml", scene + "depth_near = 2\ndepth_far = 50\n");
     folder.write("wrong.toml", scene + "depth_near = 5\ndepth_far = 5\n");
@@ -399,9 +404,11 @@ TEST_F(CommandLine, RendersAndDescribesAModelAlone)
     folder.write("caf\xE9.obj", std::string("mtllib none.mtl\nusemtl bl\xE9\n") + room_obj);
     const running gone = start({ "--version" });
     finish(gone);
-    const std::string leftover = ".a.png." + std::to_string(gone.id) + "-1.part"; // of a writer that was killed
+    const std::string leftover =
+        ".a.png." + std::to_string(gone.id) + "-1.part"; // of a writer that was killed
     folder.write(leftover, "x");
-    ASSERT_EQ(run({ "render", "caf\xE9.obj", "-o", "a.png", "--size", "60x40", "--view", "front" }), 0) << errors();
+    ASSERT_EQ(run({ "render", "caf\xE9.obj", "-o", "a.png", "--size", "60x40", "--view", "front" }), 0)
+        << errors();
     EXPECT_FALSE(std::filesystem::exists(folder.path / leftover));
     for (const char* part : { "camera: front view", "light: ", "ground: ", "none.mtl" })
     {

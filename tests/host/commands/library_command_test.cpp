@@ -166,8 +166,8 @@ TEST_F(LibraryCommand, IsWholeOrNotThereAfterAKill)
         if (child == 0)
         {
             if (chdir(folder.path.c_str()) != 0 || setenv("XDG_DATA_HOME", "data", 1) != 0) { _exit(1); }
-            execl(ZIRCONLITE_HOST_PROGRAM, "zirconlite", "library", "add", "a.mlib", "Red", "--from", "m.toml",
-                "--material", "red", nullptr);
+            execl(ZIRCONLITE_HOST_PROGRAM, "zirconlite", "library", "add", "a.mlib", "Red", "--from",
+                "m.toml", "--material", "red", nullptr);
             _exit(1);
         }
         usleep(useconds_t(wait_us));

@@ -1,6 +1,6 @@
 // Series of frames: their moments, and that a series broken off and started again is the one of a single run.
-#include "host/failure.hpp"
 #include "host/commands/sequence.hpp"
+#include "host/failure.hpp"
 #include "tests/support/temporary_folder.hpp"
 
 #include <gtest/gtest.h>
@@ -210,7 +210,8 @@ TEST(Sequence, IsExposedByItsFirstMiddleAndLastFrame)
         std::filesystem::remove(f.path / "d-0001.png");
         std::filesystem::remove(f.path / "d-0002.png");
         std::filesystem::remove(f.path / "d-0003.png");
-        EXPECT_EQ(run(f, { "day.toml", "-o", "d.png", "--date", "2026-12-21", "--time", time }), 0) << f.read("out.txt");
+        EXPECT_EQ(run(f, { "day.toml", "-o", "d.png", "--date", "2026-12-21", "--time", time }), 0)
+            << f.read("out.txt");
         const std::string text = f.read("d-exposure.txt"), key = "measured_luminance ";
         return std::stod(text.substr(text.find(key) + key.size()));
     };
@@ -229,7 +230,8 @@ TEST(Sequence, TakesPlaceDayAndPictureFromSettingsFiles)
     scene.erase(scene.find("place"), scene.find("[[model]]") - scene.find("place"));
     f.write("day.toml", scene);
     f.write("ground.obj", ground_obj);
-    f.write("a.su", units(u"#ZR3 SUNSKY\nPLACE=\xd83d\nLATITUDE=0.84\nLONGITUDE=0.28\nTIME ZONE=60\nDATE=10\n#END"));
+    f.write("a.su",
+        units(u"#ZR3 SUNSKY\nPLACE=\xd83d\nLATITUDE=0.84\nLONGITUDE=0.28\nTIME ZONE=60\nDATE=10\n#END"));
     const std::vector<std::string> arguments = { "day.toml", "-o", "d.png", "--time", "11:00..12:00/1h" };
     ASSERT_EQ(run(f, arguments), 0) << f.read("out.txt");
     EXPECT_NE(f.read("out.txt").find("2026-01-11 12:00"), std::string::npos) << f.read("out.txt");

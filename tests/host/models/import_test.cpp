@@ -77,21 +77,22 @@ std::string three_ds()
     return chunk(0x4D4D, chunk(0x3D3D, chunk(0x4000, std::string("wall\0", 5) + mesh)));
 }
 
-/// The square as a binary buffer: 4 points, then 6 indices of 16 bits. `head` begins the file with more members, and
-/// `nodes` names the meshes: 0 is the square, 1 its first triangle.
+/// The square as a binary buffer: 4 points, then 6 indices of 16 bits. `head` begins the file with more
+/// members, and `nodes` names the meshes: 0 is the square, 1 its first triangle.
 std::string gltf(const std::string& indices = "AAABAAIAAAACAAMA", int count = 6, const std::string& head = "",
     const std::string& nodes = R"({"mesh":0,"name":"wall"})")
 {
     // 0 3 0, 2 3 0, 2 3 -1, 0 3 -1 as f32.
     const std::string points = "AAAAAAAAQEAAAAAAAAAAQAAAQEAAAAAAAAAAQAAAQEAAAIC/AAAAAAAAQEAAAIC/";
     const bool has_two = nodes.find("},{") != std::string::npos;
-    return "{" + head + R"("asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0)" + (has_two ? ",1" : "") +
-           R"(]}],"nodes":[)" + nodes + R"(],
+    return "{" + head + R"("asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0)" +
+           (has_two ? ",1" : "") + R"(]}],"nodes":[)" + nodes + R"(],
 "meshes":[{"name":"square","primitives":[{"attributes":{"POSITION":0},"indices":1}]},
 {"name":"half","primitives":[{"attributes":{"POSITION":0},"indices":2}]}],
 "accessors":[{"bufferView":0,"componentType":5126,"count":4,"type":"VEC3","min":[0,3,-1],"max":[2,3,0]},
 {"bufferView":1,"componentType":5123,"count":)" +
-           std::to_string(count) + R"(,"type":"SCALAR"},{"bufferView":1,"componentType":5123,"count":3,"type":"SCALAR"}],
+           std::to_string(count) +
+           R"(,"type":"SCALAR"},{"bufferView":1,"componentType":5123,"count":3,"type":"SCALAR"}],
 "bufferViews":[{"buffer":0,"byteOffset":0,"byteLength":48},{"buffer":0,"byteOffset":48,"byteLength":12}],
 "buffers":[{"byteLength":60,"uri":"data:application/octet-stream;base64,)" +
            points + indices + R"("}]})";
@@ -318,7 +319,8 @@ TEST_F(Import, RefusesDamagedFilesInOneLine)
         { "index.ply", ply_head + "0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n", "" },
         { "cut.ply", ply_head + "0 0 0\n1 0", "" },
         { "cut.gltf", gltf().substr(0, 200), "" },
-        { "index.gltf", gltf("AAABAAkAAAACAAMA"), "mesh \"square\": 1 of its 2 triangles have an index out of range" },
+        { "index.gltf", gltf("AAABAAkAAAACAAMA"),
+            "mesh \"square\": 1 of its 2 triangles have an index out of range" },
         { "first.gltf", gltf("CQABAAIAAAACAAMA"), "1 of its 2 triangles" },
         { "second.gltf", gltf("AAAJAAIAAAACAAMA"), "1 of its 2 triangles" },
         { "count.gltf", gltf("AAABAAIAAAACAAMA", 60000), "" },
@@ -342,7 +344,8 @@ TEST_F(Import, RefusesDamagedFilesInOneLine)
 
 TEST_F(Import, ReadsMeshesInTheOrderOfTheNodes)
 {
-    const model m = read("order.gltf", gltf("AAABAAIAAAACAAMA", 6, "", R"({"mesh":1,"name":"b"},{"mesh":0,"name":"a"})"));
+    const model m =
+        read("order.gltf", gltf("AAABAAIAAAACAAMA", 6, "", R"({"mesh":1,"name":"b"},{"mesh":0,"name":"a"})"));
     ASSERT_EQ(m.meshes.size(), 2u);
     EXPECT_EQ(m.meshes[0].name, "b");
     EXPECT_EQ(m.meshes[0].corner_count.size() + m.meshes[1].corner_count.size(), 3u);
@@ -350,7 +353,8 @@ TEST_F(Import, ReadsMeshesInTheOrderOfTheNodes)
 
 TEST_F(Import, SaysWhatAnObjLacksAndPlacesItsPictures)
 {
-    folder.write("a.mtl", "newmtl caf\xE9\nmap_Kd -s 2 3 1 -o 0.5 0.25 bl\xE9 u.tga\nmap_d -clamp on -s 4 8.tga\n");
+    folder.write(
+        "a.mtl", "newmtl caf\xE9\nmap_Kd -s 2 3 1 -o 0.5 0.25 bl\xE9 u.tga\nmap_d -clamp on -s 4 8.tga\n");
     const model m = read("a.obj", "mtllib a.mtl\nmtllib none.mtl\nv 0 0 0\nv 1 0 0\nv 1 1 0\nusemtl caf\xE9\n"
                                   "f 1 2 3\nusemtl oak\nf 3 2 1\n");
     ASSERT_EQ(m.notes.size(), 2u);
@@ -376,7 +380,8 @@ TEST_F(Import, ShowsColoursOfVertices)
         "property uchar red\nproperty uchar green\nproperty uchar blue\nelement face 3\n"
         "property list uchar int vertex_indices\nend_header\n0 0 0 255 0 0\n1 0 0 0 255 0\n1 1 0 0 0 255\n"
         "0.5 1.5 0 255 255 255\n0 1 0 10 20 30\n5 0 1 2 3 4\n4 4 2 1 0\n3 0 2 1\n");
-    const uint8_t colors[5][3] = { { 255, 0, 0 }, { 0, 255, 0 }, { 0, 0, 255 }, { 255, 255, 255 }, { 10, 20, 30 } };
+    const uint8_t colors[5][3] = { { 255, 0, 0 }, { 0, 255, 0 }, { 0, 0, 255 }, { 255, 255, 255 },
+        { 10, 20, 30 } };
     ASSERT_EQ(m.pictures.size(), 1u);
     picture8 p;
     std::string why;
@@ -388,8 +393,11 @@ TEST_F(Import, ShowsColoursOfVertices)
     for (size_t k = 0; k < mesh.corners.size(); ++k)
     {
         const float* place = &mesh.positions[3 * mesh.corners[k]];
-        const int vertex = place[1] > 1.2f ? 3 : place[1] > 0.5f ? (place[0] > 0.5f ? 2 : 4) : (place[0] > 0.5f ? 1 : 0);
-        const auto x = uint32_t(mesh.uv[1][2 * k] * float(p.width)), y = uint32_t(mesh.uv[1][2 * k + 1] * float(p.height));
+        const int vertex = place[1] > 1.2f   ? 3
+                           : place[1] > 0.5f ? (place[0] > 0.5f ? 2 : 4)
+                                             : (place[0] > 0.5f ? 1 : 0);
+        const auto x = uint32_t(mesh.uv[1][2 * k] * float(p.width)),
+                   y = uint32_t(mesh.uv[1][2 * k + 1] * float(p.height));
         const uint8_t* texel = &p.rows[(size_t(y) * p.width + x) * p.channels];
         for (int c = 0; c < 3; ++c) { EXPECT_NEAR(texel[c], colors[vertex][c], 2) << "corner " << k; }
     }
@@ -398,7 +406,8 @@ TEST_F(Import, ShowsColoursOfVertices)
 TEST(ModelPictureSearch, GoesByTheBaseNameWithoutCase)
 {
     const temporary_folder folder;
-    for (const char* name : { "here.png", "sub/exact.png", "Wood.PNG", "Textures/Stone Wall.jpg", "caf\xE9.png" })
+    for (const char* name :
+        { "here.png", "sub/exact.png", "Wood.PNG", "Textures/Stone Wall.jpg", "caf\xE9.png" })
     {
         folder.write(name, "x");
     }

@@ -20,7 +20,8 @@ std::string four_fields()
     return tga;
 }
 
-/// A wall of 2 by 2 metres before a grey one, its picture tiled twice each way. `map` holds lines of its material.
+/// A wall of 2 by 2 metres before a grey one, its picture tiled twice each way. `map` holds lines of its
+/// material.
 void write_scene(const temporary_folder& folder, const std::string& map, const std::string& model_keys)
 {
     folder.write("fields.tga", four_fields());
@@ -30,17 +31,21 @@ void write_scene(const temporary_folder& folder, const std::string& map, const s
     folder.write("wall.obj",
         "mtllib wall.mtl\nv -1 0 0\nv 1 0 0\nv 1 2 0\nv -1 2 0\nvt 0 0\nvt 2 0\nvt 2 2\nvt 0 2\n"
         "usemtl wall\nf 1/1 2/2 3/3 4/4\n");
-    folder.write("scene.toml", "[camera]\neye = [0, -9, 1]\ntarget = [0, 0, 1]\nprojection = \"parallel\"\n"
+    folder.write("scene.toml",
+        "[camera]\neye = [0, -9, 1]\ntarget = [0, 0, 1]\nprojection = \"parallel\"\n"
         "parallel_width = 2\n[render]\nsize = [64, 64]\nambient = false\n[background]\ncolor = [0, 0, 0]\n"
         "[[light]]\nkind = \"distant\"\nlux = 50000\nazimuth_deg = 180\naltitude_deg = 0\n"
-        "[[model]]\nfile = \"wall.obj\"\n" + model_keys);
+        "[[model]]\nfile = \"wall.obj\"\n" +
+            model_keys);
 }
 
-/// Middles of the four by four fields, the bottom row first: r, g, b, w for the colour that stands out, - dark.
+/// Middles of the four by four fields, the bottom row first: r, g, b, w for the colour that stands out, -
+/// dark.
 std::string fields_seen(const temporary_folder& folder)
 {
-    const std::string run = "cd '" + folder.path.string() + "' && '" ZIRCONLITE_HOST_PROGRAM
-        "' render scene.toml -o seen.png > out.txt 2> errors.txt";
+    const std::string run = "cd '" + folder.path.string() +
+                            "' && '" ZIRCONLITE_HOST_PROGRAM
+                            "' render scene.toml -o seen.png > out.txt 2> errors.txt";
     EXPECT_EQ(std::system(run.c_str()), 0) << folder.read("errors.txt");
     host::picture8 p;
     std::string why;
@@ -74,11 +79,15 @@ TEST(ModelPictures, ShowWhereTheCoordinatesPutThem)
         { "partly clear, over no other colour", "map_Kd part.tga\nmap_d part.tga\n", "", "rrrrrrrrrrrrrrrr" },
         { "colour times picture", "Kd 1 0 0\nmap_Kd fields.tga\n", "", "r-r--r-rr-r--r-r" },
         { "switched off", "map_Kd fields.tga\n", "pictures = false\n", "wwwwwwwwwwwwwwww" },
-        { "missing picture", "map_Kd none.tga\n", "", "wwwwwwwwwwwwwwww", "none.tga: the picture is left out" },
-        { "damaged picture", "map_Kd wall.obj\n", "", "wwwwwwwwwwwwwwww", "wall.obj: the picture is left out" },
-        { "cut picture", "map_Kd cut.tga\n", "", "rgrg----rgrg----", "cut.tga: the picture ends in its row 2 of 2" },
+        { "missing picture", "map_Kd none.tga\n", "", "wwwwwwwwwwwwwwww",
+            "none.tga: the picture is left out" },
+        { "damaged picture", "map_Kd wall.obj\n", "", "wwwwwwwwwwwwwwww",
+            "wall.obj: the picture is left out" },
+        { "cut picture", "map_Kd cut.tga\n", "", "rgrg----rgrg----",
+            "cut.tga: the picture ends in its row 2 of 2" },
         { "a mapping of the scene", "map_Kd fields.tga\n",
-            "mapping = \"planar\"\nmapping_axis = [0, -1, 0]\nmapping_origin = [-1, 0, 0]\nmapping_scale = 0.5\n",
+            "mapping = \"planar\"\nmapping_axis = [0, -1, 0]\nmapping_origin = [-1, 0, 0]\nmapping_scale = "
+            "0.5\n",
             nullptr },
     };
     for (const auto& c : cases)

@@ -115,7 +115,8 @@ TEST_F(PictureFormats, FilesOfOtherProgramsReadWithTheSamePixels)
         { "deep.png", "source.png PNG48:deep.png", "rgb" },
         { "runs.bmp", "source.png -colors 200 -type palette -compress rle BMP3:runs.bmp", "rgb" },
         { "mapped.tga", "source.png -colors 200 -type palette -compress none mapped.tga", "rgb", orient },
-        { "mappedruns.tga", "source.png -colors 200 -type palette -compress rle mappedruns.tga", "rgb", orient },
+        { "mappedruns.tga", "source.png -colors 200 -type palette -compress rle mappedruns.tga", "rgb",
+            orient },
         { "lzw.tif", "source.png -type truecolor -compress lzw lzw.tif", "rgb" },
         { "zip.tif", "alpha.png -compress zip zip.tif", "rgba" },
         { "tiles.tif", "source.png -type truecolor -define tiff:tile-geometry=16x16 tiles.tif", "rgb" },
@@ -216,19 +217,21 @@ std::string little(uint32_t v, int bytes)
 }
 
 /// A BMP of the header with `bits` a pixel; `between` is what comes before the pixels.
-std::string bmp(int width, int height, int bits, int compression, const std::string& between, const std::string& pixels)
+std::string bmp(
+    int width, int height, int bits, int compression, const std::string& between, const std::string& pixels)
 {
-    return "BM" + little(0, 8) + little(uint32_t(54 + between.size()), 4) + little(40, 4) + little(uint32_t(width), 4) +
-           little(uint32_t(height), 4) + little(1, 2) + little(uint32_t(bits), 2) + little(uint32_t(compression), 4) +
-           little(0, 12) + little(compression == 3 ? 0 : 3, 4) + little(0, 4) + between + pixels;
+    return "BM" + little(0, 8) + little(uint32_t(54 + between.size()), 4) + little(40, 4) +
+           little(uint32_t(width), 4) + little(uint32_t(height), 4) + little(1, 2) +
+           little(uint32_t(bits), 2) + little(uint32_t(compression), 4) + little(0, 12) +
+           little(compression == 3 ? 0 : 3, 4) + little(0, 4) + between + pixels;
 }
 
 std::string targa(int kind, int width, int height, int bits, int descriptor, const std::string& rest)
 {
     return little(0, 1) + little(kind == 1 || kind == 9, 1) + little(uint32_t(kind), 1) + little(0, 2) +
-           little(kind == 1 || kind == 9 ? 2 : 0, 2) + little(kind == 1 || kind == 9 ? 16 : 0, 1) + little(0, 4) +
-           little(uint32_t(width), 2) + little(uint32_t(height), 2) + little(uint32_t(bits), 1) +
-           little(uint32_t(descriptor), 1) + rest;
+           little(kind == 1 || kind == 9 ? 2 : 0, 2) + little(kind == 1 || kind == 9 ? 16 : 0, 1) +
+           little(0, 4) + little(uint32_t(width), 2) + little(uint32_t(height), 2) +
+           little(uint32_t(bits), 1) + little(uint32_t(descriptor), 1) + rest;
 }
 
 std::span<const uint8_t> as_bytes(const std::string& s)
@@ -250,17 +253,24 @@ TEST(PictureForms, AreReadPixelByPixel)
         const char* warning = "";
     } const cases[] = {
         { "runs of 4 bits, plain ones, a jump and an end",
-            bmp(5, 3, 4, 2, black_red_green, std::string("\x05\x12\0\0\0\x03\x21\x10\0\x02\x01\x01\x01\x22\0\x01", 16)),
+            bmp(5, 3, 4, 2, black_red_green,
+                std::string("\x05\x12\0\0\0\x03\x21\x10\0\x02\x01\x01\x01\x22\0\x01", 16)),
             "rgrgrgrrkkkkkkg" },
         { "runs of 8 bits with an odd number of plain ones",
-            bmp(4, 2, 8, 1, black_red_green, std::string("\0\x03\x01\x02\x01\0\x01\x02\0\0\x04\x01\0\x01", 14)), "rgrgrrrr" },
+            bmp(4, 2, 8, 1, black_red_green,
+                std::string("\0\x03\x01\x02\x01\0\x01\x02\0\0\x04\x01\0\x01", 14)),
+            "rgrgrrrr" },
         { "a run beyond the row", bmp(2, 1, 8, 1, black_red_green, std::string("\x09\x01\0\x01", 4)), "rr" },
-        { "runs that end early", bmp(2, 2, 8, 1, black_red_green, std::string("\x02\x01", 2)), "rrkk", "row 1 of 2" },
+        { "runs that end early", bmp(2, 2, 8, 1, black_red_green, std::string("\x02\x01", 2)), "rrkk",
+            "row 1 of 2" },
         { "masks of 12 bits, top row first",
-            bmp(1, -2, 16, 3, little(0x0F, 4) + little(0xF0, 4) + little(0xF00, 4), little(0x0F, 2) + "xx" + little(0xF0, 2) + "xx"),
+            bmp(1, -2, 16, 3, little(0x0F, 4) + little(0xF0, 4) + little(0xF00, 4),
+                little(0x0F, 2) + "xx" + little(0xF0, 2) + "xx"),
             "gr" },
-        { "a map of 15 bits", targa(1, 2, 1, 8, 0, little(0x7C00, 2) + little(0x03E0, 2) + little(0x0001, 2)), "gr" },
-        { "a map's runs from the right", targa(9, 3, 1, 8, 0x10, little(0x7C00, 2) + little(0x03E0, 2) + std::string("\x81\0\0\1", 4)),
+        { "a map of 15 bits", targa(1, 2, 1, 8, 0, little(0x7C00, 2) + little(0x03E0, 2) + little(0x0001, 2)),
+            "gr" },
+        { "a map's runs from the right",
+            targa(9, 3, 1, 8, 0x10, little(0x7C00, 2) + little(0x03E0, 2) + std::string("\x81\0\0\1", 4)),
             "grr" },
         { "an index outside the map", targa(1, 1, 1, 8, 0, little(0x7C00, 4) + "\x09"), "k" },
         { "grey and alpha", targa(3, 2, 1, 16, 8, std::string("\0\xFF\0\0", 4)), "k-" },
@@ -278,9 +288,10 @@ TEST(PictureForms, AreReadPixelByPixel)
         for (size_t i = 0; i < p.rows.size(); i += p.channels)
         {
             const uint8_t* t = &p.rows[i];
-            seen += p.channels == 4 && t[3] == 0 ? '-' : p.channels == 1 || (t[0] == t[1] && t[1] == t[2])
-                                                             ? (t[0] == 0 ? 'k' : 'w')
-                                                         : t[0] == 255 ? 'r' : 'g';
+            seen += p.channels == 4 && t[3] == 0                        ? '-'
+                    : p.channels == 1 || (t[0] == t[1] && t[1] == t[2]) ? (t[0] == 0 ? 'k' : 'w')
+                    : t[0] == 255                                       ? 'r'
+                                                                        : 'g';
         }
         EXPECT_EQ(seen, c.seen);
     }
@@ -314,10 +325,11 @@ TEST(PictureForms, RefusalsNameTheReason)
 // Cut anywhere and changed anywhere a file is read or refused, with a reason when it is refused.
 TEST_F(PictureFormats, SurviveDamageOfEveryForm)
 {
-    output_of(folder, "convert source.png -crop 24x16+0+0 +repage small.png && convert small.png -compress lzw a.tif && "
-                      "convert small.png -define tiff:tile-geometry=16x16 -compress zip b.tif && convert small.png "
-                      "-colorspace CMYK c.jpg && convert small.png -colors 9 -type palette -compress rle BMP3:d.bmp && "
-                      "convert small.png -colors 9 -type palette -compress rle e.tga");
+    output_of(folder,
+        "convert source.png -crop 24x16+0+0 +repage small.png && convert small.png -compress lzw a.tif && "
+        "convert small.png -define tiff:tile-geometry=16x16 -compress zip b.tif && convert small.png "
+        "-colorspace CMYK c.jpg && convert small.png -colors 9 -type palette -compress rle BMP3:d.bmp && "
+        "convert small.png -colors 9 -type palette -compress rle e.tga");
     for (const char* name : { "a.tif", "b.tif", "c.jpg", "d.bmp", "e.tga" })
     {
         const std::string whole = folder.read(name);

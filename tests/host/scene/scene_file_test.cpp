@@ -133,7 +133,8 @@ TEST(SceneFile, NamesTheLineTheKeyAndTheRemedy)
         { "wrong colour of a material", camera + "[materials.a]\nior = 1.5\ncolor = [1, 2, 3]\n",
             "room.toml:6: [materials.a] color: 2 is outside 0 to 1" },
         { "wrong colour in mirrors", camera + "[reflections]\n[reflections.background]\ncolor = 4\n",
-            "room.toml:6: [reflections.background] color: expected a list of 3 numbers or a text like \"#c8b090\", "
+            "room.toml:6: [reflections.background] color: expected a list of 3 numbers or a text like "
+            "\"#c8b090\", "
             "found an integer" },
         { "moment with seconds", camera + "[sun]\ntime = 10:00:30\n",
             "room.toml:5: [sun] time: has seconds; a moment is a minute" },
@@ -165,7 +166,8 @@ TEST(SceneFile, NamesTheLineTheKeyAndTheRemedy)
         { "misspelt key of a picture", camera + "[materials.a]\n[[materials.a.image]]\nfiel = \"a.png\"\n",
             "room.toml:6: [[materials.a.image]] has no key \"fiel\"; did you mean \"file\"?" },
         { "key without a library", camera + "[materials.a]\nlibrary = 'WOOD'\n",
-            "room.toml:4: [materials.a] library: expected LIBRARY\\\\Folder\\Name, in single quotes as TOML keeps "
+            "room.toml:4: [materials.a] library: expected LIBRARY\\\\Folder\\Name, in single quotes as TOML "
+            "keeps "
             "backslashes there" },
         { "unit", camera + "[[model]]\nfile = \"a.obj\"\nunit = \"ell\"\n",
             "room.toml:4: [[model]] unit: \"ell\" is not m, cm, mm, km, in, ft, yd or metres per unit" },
@@ -193,7 +195,8 @@ TEST(SceneFile, RefusesBrokenTextWithItsLine)
 
 TEST(SceneFile, TakesDatesAndTimesOfToml)
 {
-    const scene s = parse_scene(camera + "[sun]\nplace = \"Berlin\"\ndate = 2026-03-01\ntime = 07:05:00\n", "a.toml");
+    const scene s =
+        parse_scene(camera + "[sun]\nplace = \"Berlin\"\ndate = 2026-03-01\ntime = 07:05:00\n", "a.toml");
     EXPECT_EQ(s.sun.date, "2026-03-01");
     EXPECT_EQ(s.sun.time, "07:05");
 }
