@@ -67,10 +67,7 @@ std::string path_of(const std::string& name)
     return (std::filesystem::temp_directory_path() / ("zirconlite-bench-" + name)).string();
 }
 
-bool run(const std::string& command)
-{
-    return std::system((command + " > /dev/null 2>&1").c_str()) == 0;
-}
+bool run(const std::string& command) { return std::system((command + " > /dev/null 2>&1").c_str()) == 0; }
 
 std::string raw_picture()
 {

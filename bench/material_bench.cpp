@@ -21,10 +21,7 @@ namespace
 using namespace zr;
 using namespace test;
 
-vector3 place(int i)
-{
-    return { i * 0.173, i * -0.031, i * 0.0117 };
-}
+vector3 place(int i) { return { i * 0.173, i * -0.031, i * 0.0117 }; }
 
 void count_points(benchmark::State& state, int64_t per_round)
 {

@@ -60,10 +60,7 @@ loaded_scene& load(int number, int32_t structure)
     return loaded;
 }
 
-bool stop_at_any(void*, ray&)
-{
-    return true;
-}
+bool stop_at_any(void*, ray&) { return true; }
 
 /// Hits of the rays; what is added up cannot be optimised away.
 size_t trace_all(const document& d, const std::vector<ray_start>& rays, bool shadows, int threads)

@@ -16,22 +16,10 @@ namespace
 
 using namespace zr;
 
-material_entry* glossy(test::scene& s)
-{
-    return s.mirror(0.5f);
-}
-material_entry* glass(test::scene& s)
-{
-    return s.glass(1.5f);
-}
-material_entry* mirror(test::scene& s)
-{
-    return s.mirror(1.0f);
-}
-material_entry* matte(test::scene& s)
-{
-    return s.matte(0.5f);
-}
+material_entry* glossy(test::scene& s) { return s.mirror(0.5f); }
+material_entry* glass(test::scene& s) { return s.glass(1.5f); }
+material_entry* mirror(test::scene& s) { return s.mirror(1.0f); }
+material_entry* matte(test::scene& s) { return s.matte(0.5f); }
 
 struct material_kind
 {

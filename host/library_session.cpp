@@ -45,20 +45,11 @@ int32_t on_progress(int32_t kind, document* d, render_view*, int32_t code, float
     return stop_signal() ? 0 : 1;
 }
 
-document* on_get_current_doc()
-{
-    return current_document;
-}
+document* on_get_current_doc() { return current_document; }
 
-int32_t on_status_message(const char16_t*)
-{
-    return 1;
-}
+int32_t on_status_message(const char16_t*) { return 1; }
 
-int32_t on_set_legend(render_view*, int32_t)
-{
-    return 1;
-}
+int32_t on_set_legend(render_view*, int32_t) { return 1; }
 
 struct callback_row
 {

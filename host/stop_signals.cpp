@@ -68,10 +68,7 @@ void watch_stop_signals()
     signal(SIGXFSZ, SIG_IGN);
 }
 
-int stop_signal()
-{
-    return first_signal.load();
-}
+int stop_signal() { return first_signal.load(); }
 
 exit_code stopped_exit_code()
 {

@@ -86,10 +86,7 @@ std::u16string utf16_of(const std::string& bytes)
     return out;
 }
 
-std::u16string utf16_of(const std::filesystem::path& file)
-{
-    return utf16_of(file.native());
-}
+std::u16string utf16_of(const std::filesystem::path& file) { return utf16_of(file.native()); }
 
 std::string utf8_of(std::u16string_view units)
 {

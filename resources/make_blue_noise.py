@@ -88,9 +88,9 @@ def main():
     with open(sys.argv[1], "w", encoding="ascii") as out:
         out.write("// Made by resources/make_blue_noise.py.\n"
                   '#include "zirconlite/sampling/blue_noise.hpp"\n\nnamespace zr\n{\n\n'
-                  "const uint16_t blue_noise[blue_noise_side * blue_noise_side] = {\n")
+                  "// clang-format off\nconst uint16_t blue_noise[blue_noise_side * blue_noise_side] = {\n")
         out.write("\n".join(lines))
-        out.write("\n};\n\n} // namespace zr\n")
+        out.write("\n};\n// clang-format on\n\n} // namespace zr\n")
 
 
 main()

@@ -25,10 +25,7 @@ namespace
 
 constexpr double radians = 3.14159265358979323846 / 180;
 
-void set_flag(uint32_t& word, uint32_t bits, bool value)
-{
-    word = value ? word | bits : word & ~bits;
-}
+void set_flag(uint32_t& word, uint32_t bits, bool value) { word = value ? word | bits : word & ~bits; }
 
 void set_flag(uint32_t& word, uint32_t bits, const std::optional<bool>& value)
 {

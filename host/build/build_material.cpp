@@ -33,15 +33,9 @@ struct material_deleter
 };
 using owned_material = std::unique_ptr<material, material_deleter>;
 
-vector3 as_vector(const vec3& v)
-{
-    return { v[0], v[1], v[2] };
-}
+vector3 as_vector(const vec3& v) { return { v[0], v[1], v[2] }; }
 
-double repeats(double size)
-{
-    return std::abs(size) < 1e-9 ? 1e9 : 1 / size;
-}
+double repeats(double size) { return std::abs(size) < 1e-9 ? 1e9 : 1 / size; }
 
 vector3 unit(const vec3& v)
 {
@@ -49,10 +43,7 @@ vector3 unit(const vec3& v)
     return { v[0] / length, v[1] / length, v[2] / length };
 }
 
-[[noreturn]] void out_of_memory()
-{
-    throw failure(exit_render_failed, "out of memory for materials");
-}
+[[noreturn]] void out_of_memory() { throw failure(exit_render_failed, "out of memory for materials"); }
 
 void set_simple(simple_material& out, const scene_material& m)
 {

@@ -24,10 +24,7 @@ struct side_row
 constexpr side_row sides[] = { { 145, 22 }, { 180, 0 }, { 0, 0 }, { 270, 0 }, { 90, 0 }, { 180, 90 } };
 static_assert(std::size(sides) == std::size(view_names) - 1);
 
-double dot(const vec3& a, const vec3& b)
-{
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
+double dot(const vec3& a, const vec3& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
 vec3 along(const vec3& from, const vec3& direction, double distance)
 {

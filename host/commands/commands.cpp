@@ -60,10 +60,7 @@ std::string exit_code_help()
     return text;
 }
 
-void say(const std::string& text)
-{
-    std::fprintf(stderr, "zirconlite: %s\n", text.c_str());
-}
+void say(const std::string& text) { std::fprintf(stderr, "zirconlite: %s\n", text.c_str()); }
 
 /// What was printed must have arrived: a full disk behind standard output is a failure like any other.
 void check_standard_output()

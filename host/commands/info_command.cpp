@@ -168,10 +168,7 @@ json describe(const std::filesystem::path& file, const model& m)
     return out;
 }
 
-std::string value_text(const json& v)
-{
-    return v.is_string() ? v.get<std::string>() : v.dump();
-}
+std::string value_text(const json& v) { return v.is_string() ? v.get<std::string>() : v.dump(); }
 
 /// The same for people.
 std::string text_of(const json& d)

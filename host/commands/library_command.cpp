@@ -248,15 +248,9 @@ void show_record(const library_request& r)
     std::fputs(text.c_str(), stdout);
 }
 
-void add_record(const library_request& r)
-{
-    kind_of(r.file).add(r);
-}
+void add_record(const library_request& r) { kind_of(r.file).add(r); }
 
-void make_library(const library_request& r)
-{
-    kind_of(r.file).make(r);
-}
+void make_library(const library_request& r) { kind_of(r.file).make(r); }
 
 void delete_key(const library_request& r)
 {

@@ -35,10 +35,7 @@ std::string quoted(const std::string& text)
 constexpr int stored_digits = 7; ///< of a record's f32
 constexpr int size_digits = 6;   ///< of what a record holds as its reciprocal
 
-std::string number(double value, int digits = stored_digits)
-{
-    return fmt::format("{:.{}g}", value, digits);
-}
+std::string number(double value, int digits = stored_digits) { return fmt::format("{:.{}g}", value, digits); }
 
 std::string triple(double x, double y, double z, int digits = stored_digits)
 {

@@ -86,10 +86,7 @@ bool run_job(document* d, render_job& job)
     return true;
 }
 
-uint32_t state_of(document* d)
-{
-    return __atomic_load_n(&d->render_state, __ATOMIC_SEQ_CST);
-}
+uint32_t state_of(document* d) { return __atomic_load_n(&d->render_state, __ATOMIC_SEQ_CST); }
 
 /// Ends the process with the job still running: what the passes left is saved, nothing is taken down.
 [[noreturn]] void leave_running_job(const scene& s, document* d, const output_files& files)
@@ -106,10 +103,7 @@ void print_counts(const built_scene& built, const scene& s)
         s.lights.size());
 }
 
-void note(const std::string& line)
-{
-    std::fprintf(stderr, "%s\n", line.c_str());
-}
+void note(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
 
 /// What one run renders with: its scene in the library, ready for jobs.
 struct render_session

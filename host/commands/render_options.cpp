@@ -18,10 +18,7 @@ namespace
 
 constexpr int preview_reduction = 4;
 
-[[noreturn]] void wrong_usage(const std::string& text)
-{
-    throw failure(exit_usage, text + "; see --help");
-}
+[[noreturn]] void wrong_usage(const std::string& text) { throw failure(exit_usage, text + "; see --help"); }
 
 template <class R> const key_row<R>& row_of(const section<R>& s, const char* name)
 {

@@ -21,10 +21,7 @@ namespace
 constexpr size_t most_frames = 9999;
 constexpr int minutes_of_day = 24 * 60;
 
-[[noreturn]] void wrong_usage(const std::string& text)
-{
-    throw failure(exit_usage, text + "; see --help");
-}
+[[noreturn]] void wrong_usage(const std::string& text) { throw failure(exit_usage, text + "; see --help"); }
 
 /// FROM..TO/STEP, or FROM alone.
 struct range
@@ -253,10 +250,7 @@ std::vector<frame_moment> read_sequence(const sequence_options& o, const scene& 
     return frames;
 }
 
-bool is_range(const sequence_options& o)
-{
-    return !split(o.time).to.empty() || !split(o.date).to.empty();
-}
+bool is_range(const sequence_options& o) { return !split(o.time).to.empty() || !split(o.date).to.empty(); }
 
 output_files frame_files(const output_files& files, size_t number)
 {

@@ -20,15 +20,9 @@ constexpr double highlight_of_specular = 0.5; // Phong's specular is picked by e
 constexpr double dark_tint = 0.02;
 constexpr int first_mirror_illumination = 3; // OBJ: models 3 to 9 trace rays
 
-double clamp01(double v)
-{
-    return std::clamp(v, 0.0, 1.0);
-}
+double clamp01(double v) { return std::clamp(v, 0.0, 1.0); }
 
-double largest(const std::array<float, 3>& c)
-{
-    return std::max({ c[0], c[1], c[2] });
-}
+double largest(const std::array<float, 3>& c) { return std::max({ c[0], c[1], c[2] }); }
 
 /// A colour of the file as a display value; amounts above 1 are held to 1.
 color3 display_color(const std::array<float, 3>& c, bool is_linear)
@@ -45,10 +39,7 @@ double sound_ior(const model_material& m)
 }
 
 /// Reflectance of a surface seen straight on.
-double normal_reflectance(double ior)
-{
-    return std::pow((ior - 1) / (ior + 1), 2);
-}
+double normal_reflectance(double ior) { return std::pow((ior - 1) / (ior + 1), 2); }
 
 /// Opacity and its opposites, glass among them.
 void set_transparency(const model_material& m, scene_material& out)
@@ -122,15 +113,9 @@ void set_emission(const model_material& m, scene_material& out)
 
 } // namespace
 
-double display_value(double linear)
-{
-    return std::pow(std::max(linear, 0.0), 1 / 2.2);
-}
+double display_value(double linear) { return std::pow(std::max(linear, 0.0), 1 / 2.2); }
 
-double linear_value(double display)
-{
-    return std::pow(std::max(display, 0.0), 2.2);
-}
+double linear_value(double display) { return std::pow(std::max(display, 0.0), 2.2); }
 
 scene_material material_from_model(const model_material& m)
 {

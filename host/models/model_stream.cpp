@@ -172,15 +172,9 @@ void byte_writer::u64(uint64_t v)
     u32(uint32_t(v >> 32));
 }
 
-void byte_writer::f32(float v)
-{
-    u32(std::bit_cast<uint32_t>(v));
-}
+void byte_writer::f32(float v) { u32(std::bit_cast<uint32_t>(v)); }
 
-void byte_writer::f64(double v)
-{
-    u64(std::bit_cast<uint64_t>(v));
-}
+void byte_writer::f64(double v) { u64(std::bit_cast<uint64_t>(v)); }
 
 void byte_writer::text(const std::string& t)
 {
@@ -209,15 +203,9 @@ uint64_t byte_reader::u64()
     return low | uint64_t(u32()) << 32;
 }
 
-float byte_reader::f32()
-{
-    return std::bit_cast<float>(u32());
-}
+float byte_reader::f32() { return std::bit_cast<float>(u32()); }
 
-double byte_reader::f64()
-{
-    return std::bit_cast<double>(u64());
-}
+double byte_reader::f64() { return std::bit_cast<double>(u64()); }
 
 std::string byte_reader::text(uint32_t limit)
 {

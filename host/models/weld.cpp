@@ -92,10 +92,7 @@ struct direction
 {
     double x = 0, y = 0, z = 0;
 };
-double dot(const direction& a, const direction& b)
-{
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
+double dot(const direction& a, const direction& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 
 bool normalise(direction& d)
 {

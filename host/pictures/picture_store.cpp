@@ -226,10 +226,7 @@ std::string color_name(const std::string& model_file, const model_material& m, c
         r.factor[0], r.factor[1], r.factor[2], r.opacity, r.cutoff.value_or(-1));
 }
 
-bitmap* find_by_name(const std::string& name)
-{
-    return zr_find_bitmap(utf16_of(name).c_str());
-}
+bitmap* find_by_name(const std::string& name) { return zr_find_bitmap(utf16_of(name).c_str()); }
 
 bitmap* load_color(const std::filesystem::path& file, const model& m, const model_material& material,
     const color_recipe& recipe, std::vector<std::string>& notes)

@@ -36,10 +36,7 @@ tmsize_t on_read(thandle_t handle, void* out, tmsize_t count)
     return tmsize_t(taken);
 }
 
-tmsize_t on_write(thandle_t, void*, tmsize_t)
-{
-    return 0;
-}
+tmsize_t on_write(thandle_t, void*, tmsize_t) { return 0; }
 
 toff_t on_seek(thandle_t handle, toff_t to, int from)
 {
@@ -48,15 +45,9 @@ toff_t on_seek(thandle_t handle, toff_t to, int from)
     return m->at;
 }
 
-int on_close(thandle_t)
-{
-    return 0;
-}
+int on_close(thandle_t) { return 0; }
 
-toff_t on_size(thandle_t handle)
-{
-    return static_cast<tiff_memory*>(handle)->bytes.size();
-}
+toff_t on_size(thandle_t handle) { return static_cast<tiff_memory*>(handle)->bytes.size(); }
 
 int on_error(TIFF*, void* user, const char*, const char* format, va_list arguments)
 {
@@ -65,10 +56,7 @@ int on_error(TIFF*, void* user, const char*, const char* format, va_list argumen
     return 1;
 }
 
-int on_warning(TIFF*, void*, const char*, const char*, va_list)
-{
-    return 1;
-}
+int on_warning(TIFF*, void*, const char*, const char*, va_list) { return 1; }
 
 using open_tiff = std::unique_ptr<TIFF, void (*)(TIFF*)>;
 

@@ -246,10 +246,7 @@ void check_material_name(
             near ? fmt::format("; did you mean \"{}\"?", near) : ""));
 }
 
-bool is_null(const vec3& v)
-{
-    return v[0] == 0 && v[1] == 0 && v[2] == 0;
-}
+bool is_null(const vec3& v) { return v[0] == 0 && v[1] == 0 && v[2] == 0; }
 
 /// How deep the material nests, itself included; a material inside itself is refused.
 int check_depth(const scene& s, const std::string& file, const std::string& name, int above)

@@ -49,10 +49,7 @@ const char* type_name(const toml::node& n)
     }
 }
 
-int line_of(const toml::node& n)
-{
-    return int(n.source().begin.line);
-}
+int line_of(const toml::node& n) { return int(n.source().begin.line); }
 
 [[noreturn]] void wrong_value(const row_context& c, const toml::node& n, const std::string& expected)
 {
@@ -177,15 +174,9 @@ void read_value(const row_context& c, const toml::node& n, double& out)
     out = read_number(c, n, "a number");
 }
 
-void read_value(const row_context& c, const toml::node& n, int& out)
-{
-    out = read_integer(c, n);
-}
+void read_value(const row_context& c, const toml::node& n, int& out) { out = read_integer(c, n); }
 
-void read_value(const row_context& c, const toml::node& n, std::string& out)
-{
-    out = read_text(c, n);
-}
+void read_value(const row_context& c, const toml::node& n, std::string& out) { out = read_text(c, n); }
 
 void read_value(const row_context& c, const toml::node& n, bool& out)
 {

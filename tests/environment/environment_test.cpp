@@ -38,10 +38,7 @@ struct open_scene : test::scene
     environment& env = doc->environment;
 };
 
-vector3 at_sine(double z)
-{
-    return { 0.0, std::sqrt(1.0 - z * z), z };
-}
+vector3 at_sine(double z) { return { 0.0, std::sqrt(1.0 - z * z), z }; }
 
 /// Azimuth from north over east, and altitude.
 vector3 toward(double azimuth_deg, double altitude_deg)

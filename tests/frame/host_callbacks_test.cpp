@@ -9,14 +9,8 @@ namespace host = zr::host;
 namespace
 {
 
-int32_t answer_zero(int32_t, document*, render_view*, int32_t, float, int32_t)
-{
-    return 0;
-}
-int32_t find_nothing(const char16_t*, char16_t*)
-{
-    return 1;
-}
+int32_t answer_zero(int32_t, document*, render_view*, int32_t, float, int32_t) { return 0; }
+int32_t find_nothing(const char16_t*, char16_t*) { return 1; }
 
 } // namespace
 

@@ -19,10 +19,7 @@ int low_memory_calls = 0;
 int low_memory_answer = 0;
 bool host_makes_room = false;
 
-bool failing_gate(size_t)
-{
-    return requests_until_failure > 0 && requests_until_failure-- > 0;
-}
+bool failing_gate(size_t) { return requests_until_failure > 0 && requests_until_failure-- > 0; }
 
 int32_t on_low_memory()
 {

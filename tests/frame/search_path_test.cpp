@@ -11,10 +11,7 @@ namespace
 {
 
 std::u16string model_folder;
-const char16_t* on_get_model_path()
-{
-    return model_folder.empty() ? nullptr : model_folder.c_str();
-}
+const char16_t* on_get_model_path() { return model_folder.empty() ? nullptr : model_folder.c_str(); }
 
 int32_t find_by_override(const char16_t* name, char16_t* path)
 {
@@ -50,10 +47,7 @@ struct SearchPath : testing::Test
     host_functions host{ { { "host_get_model_path", reinterpret_cast<void*>(on_get_model_path) } } };
 };
 
-search_path node(std::u16string& path, uint32_t flags = 0)
-{
-    return { nullptr, flags, path.data() };
-}
+search_path node(std::u16string& path, uint32_t flags = 0) { return { nullptr, flags, path.data() }; }
 
 } // namespace
 

@@ -10,10 +10,7 @@ host_record the_host;
 namespace
 {
 
-int32_t count(int call)
-{
-    return __atomic_fetch_add(&the_host.calls[call], 1, __ATOMIC_RELAXED);
-}
+int32_t count(int call) { return __atomic_fetch_add(&the_host.calls[call], 1, __ATOMIC_RELAXED); }
 
 /// Every progress code goes on unless a test says otherwise.
 __attribute__((constructor)) void set_answers()
@@ -47,14 +44,8 @@ HOST_FUNCTION int32_t host_status_message(const char16_t* text)
     return 1;
 }
 
-HOST_FUNCTION int32_t host_format_io(int32_t, double*, void*, int32_t)
-{
-    return count(CALL_FORMAT_IO);
-}
-HOST_FUNCTION int32_t host_change_cursor(zr_handle)
-{
-    return count(CALL_CHANGE_CURSOR);
-}
+HOST_FUNCTION int32_t host_format_io(int32_t, double*, void*, int32_t) { return count(CALL_FORMAT_IO); }
+HOST_FUNCTION int32_t host_change_cursor(zr_handle) { return count(CALL_CHANGE_CURSOR); }
 
 HOST_FUNCTION document* host_get_current_doc(void)
 {
@@ -70,10 +61,7 @@ HOST_FUNCTION int32_t host_set_legend(render_view* view, int32_t flag)
     return the_host.legend_answer;
 }
 
-HOST_FUNCTION int32_t host_set_scrollbars(const scroll_description*)
-{
-    return count(CALL_SET_SCROLLBARS);
-}
+HOST_FUNCTION int32_t host_set_scrollbars(const scroll_description*) { return count(CALL_SET_SCROLLBARS); }
 
 HOST_FUNCTION int32_t control_pickpoint(const char16_t*, vector3*, int32_t)
 {
@@ -87,10 +75,7 @@ HOST_FUNCTION int32_t control_pickpoint_ht(const char16_t*, vector3*, int32_t, c
     return 0;
 }
 
-HOST_FUNCTION int32_t control_pickpoint_ht_lw(void)
-{
-    return count(CALL_PICKPOINT_HT_LW);
-}
+HOST_FUNCTION int32_t control_pickpoint_ht_lw(void) { return count(CALL_PICKPOINT_HT_LW); }
 
 HOST_FUNCTION int32_t control_pickbeam(const char16_t*, vector3*, double*, double*)
 {
@@ -135,10 +120,7 @@ HOST_FUNCTION zr_handle host_hwnd_parent(void)
     return nullptr;
 }
 
-HOST_FUNCTION int32_t host_adjust_decal(void*)
-{
-    return count(CALL_ADJUST_DECAL);
-}
+HOST_FUNCTION int32_t host_adjust_decal(void*) { return count(CALL_ADJUST_DECAL); }
 
 HOST_FUNCTION int32_t host_is_background(void)
 {

@@ -41,10 +41,7 @@ int red(const image_buffer& b, int32_t x, int32_t y)
     return zr_unpack_internal_pixel(&b, pixel, &c, 1) & PIXEL_HAS_SURFACE ? int(c.surface[0]) : -1;
 }
 
-std::string pixel(int red)
-{
-    return { char(red), 0, 0, char(136) };
-}
+std::string pixel(int red) { return { char(red), 0, 0, char(136) }; }
 
 /// Reads `pixels` behind a head with the resolution line; the picture is 3 x 2 of black before.
 struct reading

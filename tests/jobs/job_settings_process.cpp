@@ -266,10 +266,7 @@ TEST_F(job_settings_test, AnEmptySceneShowsItsBackground)
 }
 
 /// A threshold of 2 makes all memory "low"; the host answers 0: give up.
-void make_memory_low()
-{
-    zr_set_memory_threshold(2.0);
-}
+void make_memory_low() { zr_set_memory_threshold(2.0); }
 
 TEST_F(job_settings_test, AHostThatGivesUpOnMemoryGetsCleanFailures)
 {

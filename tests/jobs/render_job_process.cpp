@@ -18,15 +18,9 @@ const auto* const start = testing::AddGlobalTestEnvironment(new started_library(
 constexpr int32_t width = 96, height = 96; // three strips of the coarse passes, six of the last
 constexpr uint32_t both = RENDER_STATE_PREPROCESSED | RENDER_STATE_FINISHED;
 
-std::u16string text(int32_t number)
-{
-    return zr_get_message(nullptr, number);
-}
+std::u16string text(int32_t number) { return zr_get_message(nullptr, number); }
 
-uint8_t signature(const document* d, int32_t y)
-{
-    return *zr_image_buffer_signature(d->views[1].image, y);
-}
+uint8_t signature(const document* d, int32_t y) { return *zr_image_buffer_signature(d->views[1].image, y); }
 
 /// What stands in row y of the picture and of its planes.
 std::string row_bytes(const document* d, int32_t y)

@@ -281,10 +281,7 @@ TEST_F(Library, PackingDropsWhatIsDead)
         std::distance(std::filesystem::directory_iterator(folder.path), {}), 1); // nothing left beside it
 }
 
-void* payload_of(zr_handle, uint32_t payload)
-{
-    return reinterpret_cast<void*>(uintptr_t(payload));
-}
+void* payload_of(zr_handle, uint32_t payload) { return reinterpret_cast<void*>(uintptr_t(payload)); }
 
 TEST_F(Library, OlderNodesAreRead)
 {

@@ -24,14 +24,8 @@ namespace
 
 constexpr uint32_t read_write = LIBRARY_READ | LIBRARY_WRITE;
 
-simple_material& simple(material* m)
-{
-    return *reinterpret_cast<simple_material*>(m);
-}
-complex_material& complex(material* m)
-{
-    return *reinterpret_cast<complex_material*>(m);
-}
+simple_material& simple(material* m) { return *reinterpret_cast<simple_material*>(m); }
+complex_material& complex(material* m) { return *reinterpret_cast<complex_material*>(m); }
 
 /// A record of 4-byte words at an offset of a library in memory, which does not survive the test.
 struct words

@@ -55,10 +55,7 @@ struct painted
     const physical_colors physical;
 };
 
-double linear(double byte)
-{
-    return std::pow(byte / 255.0, 2.2);
-}
+double linear(double byte) { return std::pow(byte / 255.0, 2.2); }
 
 } // namespace
 

@@ -12,14 +12,8 @@
 namespace
 {
 
-simple_material& simple(material* m)
-{
-    return *reinterpret_cast<simple_material*>(m);
-}
-complex_material& blended(material* m)
-{
-    return *reinterpret_cast<complex_material*>(m);
-}
+simple_material& simple(material* m) { return *reinterpret_cast<simple_material*>(m); }
+complex_material& blended(material* m) { return *reinterpret_cast<complex_material*>(m); }
 
 } // namespace
 

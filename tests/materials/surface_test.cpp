@@ -21,10 +21,7 @@ using namespace test;
 constexpr matrix4 identity = { { { 1, 0, 0, 0 }, { 0, 1, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
 
 double share = 0.0; ///< what the blends below answer
-double fixed_share(const complex_material*, ray*, const vector3*, child_context*)
-{
-    return share;
-}
+double fixed_share(const complex_material*, ray*, const vector3*, child_context*) { return share; }
 
 material* blend_of(material* a, material* b)
 {
@@ -45,14 +42,8 @@ material* plain(float grey, uint32_t flags = 0)
     return m;
 }
 
-void tilt_to_x(const vector3*, vector3* n, double)
-{
-    *n = { 1, 0, 0 };
-}
-void tilt_to_y(const vector3*, vector3* n, double)
-{
-    *n = { 0, 1, 0 };
-}
+void tilt_to_x(const vector3*, vector3* n, double) { *n = { 1, 0, 0 }; }
+void tilt_to_y(const vector3*, vector3* n, double) { *n = { 0, 1, 0 }; }
 
 void add_bump(material* m, bump_function function, double strength)
 {

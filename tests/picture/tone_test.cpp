@@ -51,26 +51,11 @@ struct measured_view
     }
 };
 
-float even(int, int)
-{
-    return 100.0f;
-}
-float black(int, int)
-{
-    return 0.0f;
-}
-float dim(int x, int y)
-{
-    return 0.01f + 1e-5f * float(x * y);
-}
-float wide(int x, int)
-{
-    return std::pow(10.0f, float(x) / 50.0f - 2.0f);
-}
-float half_black(int x, int)
-{
-    return x < 160 ? 0.0f : 30.0f;
-}
+float even(int, int) { return 100.0f; }
+float black(int, int) { return 0.0f; }
+float dim(int x, int y) { return 0.01f + 1e-5f * float(x * y); }
+float wide(int x, int) { return std::pow(10.0f, float(x) / 50.0f - 2.0f); }
+float half_black(int x, int) { return x < 160 ? 0.0f : 30.0f; }
 
 struct
 {

@@ -23,10 +23,7 @@ struct shared
     }
 };
 
-void wait_for_go(void* argument)
-{
-    wait_event(static_cast<shared*>(argument)->go, -1);
-}
+void wait_for_go(void* argument) { wait_event(static_cast<shared*>(argument)->go, -1); }
 
 void add_thousand(void* argument)
 {

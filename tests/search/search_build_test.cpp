@@ -327,10 +327,7 @@ namespace
 {
 
 std::atomic<int> requests_left;
-bool counted_request(size_t)
-{
-    return requests_left.fetch_sub(1) > 0;
-}
+bool counted_request(size_t) { return requests_left.fetch_sub(1) > 0; }
 
 } // namespace
 

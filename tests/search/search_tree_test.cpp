@@ -34,10 +34,7 @@ hit_record record_of(const ray& r)
         { r.element_coords[0], r.element_coords[1], r.element_coords[2] }, r.hit_element, r.hit_object };
 }
 
-bool same(const hit_record& a, const hit_record& b)
-{
-    return memcmp(&a, &b, sizeof a) == 0;
-}
+bool same(const hit_record& a, const hit_record& b) { return memcmp(&a, &b, sizeof a) == 0; }
 
 /// A small scene that a number decides about, and rays into it.
 struct mixed_scene

@@ -21,10 +21,7 @@ namespace
 {
 
 int requests_left = 0;
-bool countdown_gate(size_t)
-{
-    return requests_left-- > 0;
-}
+bool countdown_gate(size_t) { return requests_left-- > 0; }
 
 } // namespace
 

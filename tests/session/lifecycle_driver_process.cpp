@@ -17,14 +17,8 @@ namespace
 std::u16string shown;
 int findfile_calls = 0;
 
-int32_t on_status_message(const char16_t* text)
-{
-    return shown = text, 1;
-}
-int32_t on_findfile(const char16_t*, char16_t*)
-{
-    return ++findfile_calls, 0;
-}
+int32_t on_status_message(const char16_t* text) { return shown = text, 1; }
+int32_t on_findfile(const char16_t*, char16_t*) { return ++findfile_calls, 0; }
 
 void* find(void* context, const char* name)
 {

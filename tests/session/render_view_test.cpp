@@ -23,10 +23,7 @@ int32_t legend_flag;
 
 document* told; // what the host answers
 
-document* on_get_current_doc()
-{
-    return told;
-}
+document* on_get_current_doc() { return told; }
 int32_t on_set_legend(render_view*, int32_t flag)
 {
     legend_flag = flag;

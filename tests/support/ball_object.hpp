@@ -30,10 +30,7 @@ struct ball_object
     bounding_box told; ///< what the kinds that tell odd bounds say
 };
 
-inline const ball_object& ball_of(const scene_object* o)
-{
-    return *reinterpret_cast<const ball_object*>(o);
-}
+inline const ball_object& ball_of(const scene_object* o) { return *reinterpret_cast<const ball_object*>(o); }
 
 inline int32_t hit_ball(ray* r, scene_object* o, double t_low, double t_high)
 {

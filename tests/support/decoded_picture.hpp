@@ -33,10 +33,7 @@ inline owned_bitmap decode_file(zr::picture_decoder decode, const bytes& file, z
     return b;
 }
 
-inline bytes pixels_of(const bitmap& b)
-{
-    return bytes(b.pixels, b.pixels + b.byte_count);
-}
+inline bytes pixels_of(const bitmap& b) { return bytes(b.pixels, b.pixels + b.byte_count); }
 
 inline bytes joined(bytes a, const bytes& b)
 {

@@ -14,14 +14,8 @@
 namespace test
 {
 
-inline simple_material& simple(material* m)
-{
-    return *reinterpret_cast<simple_material*>(m);
-}
-inline complex_material& blended(material* m)
-{
-    return *reinterpret_cast<complex_material*>(m);
-}
+inline simple_material& simple(material* m) { return *reinterpret_cast<simple_material*>(m); }
+inline complex_material& blended(material* m) { return *reinterpret_cast<complex_material*>(m); }
 
 /// A hit that looks straight at a surface facing up.
 inline ray hit_from_above()

@@ -33,15 +33,9 @@ template <class Function> Function entry(Function& place)
 
 } // namespace
 
-platform::lock* display_lock()
-{
-    return made_once(&made_display_lock);
-}
+platform::lock* display_lock() { return made_once(&made_display_lock); }
 
-platform::lock* image_lock()
-{
-    return made_once(&made_image_lock);
-}
+platform::lock* image_lock() { return made_once(&made_image_lock); }
 
 void set_display_functions(const display_functions* functions)
 {

@@ -22,10 +22,7 @@ constexpr int32_t projection_planar = 0, projection_cylindrical = 1;
 constexpr double gamma_of_pictures = 2.2;
 constexpr double no_scale = 1e12; // in place of 1 / 0: nothing falls on the picture
 
-double inverse_scale(double s)
-{
-    return s > geometry_zero && std::isfinite(s) ? 1.0 / s : no_scale;
-}
+double inverse_scale(double s) { return s > geometry_zero && std::isfinite(s) ? 1.0 / s : no_scale; }
 
 bitmap* load_picture(const environment& record)
 {
@@ -99,10 +96,7 @@ bool has_extent(const environment& record, const prepared_environment& made)
     return height < no_scale && made.inverse_azimuth_span < no_scale;
 }
 
-bool is_tiled(const environment& record)
-{
-    return (record.image_flags & BACKGROUND_TILE) != 0;
-}
+bool is_tiled(const environment& record) { return (record.image_flags & BACKGROUND_TILE) != 0; }
 
 /// A coordinate within one tile; every second tile is flipped where tiles are mirrored.
 double wrapped(const environment& record, double s)
@@ -113,10 +107,7 @@ double wrapped(const environment& record, double s)
     return flip ? 1.0 - f : f;
 }
 
-bool in_unit(double s)
-{
-    return s >= 0.0 && s < 1.0;
-}
+bool in_unit(double s) { return s >= 0.0 && s < 1.0; }
 
 bool planar_place(
     const environment& record, const prepared_environment& made, const ray* seen_by, double uv[2])
@@ -137,10 +128,7 @@ bool planar_place(
 }
 
 /// The azimuth from north, growing toward the east, in 0 to one turn.
-double compass(const vector3& d)
-{
-    return two_pi - raised(std::atan2(d.y, d.x) - half_pi);
-}
+double compass(const vector3& d) { return two_pi - raised(std::atan2(d.y, d.x) - half_pi); }
 
 bool round_place(const environment& record, const prepared_environment& made, const vector3& d, double uv[2])
 {

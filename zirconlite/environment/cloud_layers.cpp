@@ -37,10 +37,7 @@ struct cloud_hit
     const cloud_ellipsoid* ellipsoid;
 };
 
-vector3 center_of(const cloud_ellipsoid& e)
-{
-    return { e.center[0], e.center[1], e.center[2] };
-}
+vector3 center_of(const cloud_ellipsoid& e) { return { e.center[0], e.center[1], e.center[2] }; }
 
 /// The near root of the ray with an ellipsoid; false when it lies outside [t0, t1] and the ray's own limits.
 bool near_root(const cloud_ellipsoid& e, const cloud_ray& r, double t0, double t1, double& t)

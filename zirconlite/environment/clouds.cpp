@@ -51,10 +51,7 @@ drawn_cloud draw_cloud(const environment& e, const vector3& middle)
     return c;
 }
 
-float inverse_square(double r)
-{
-    return static_cast<float>(1.0 / std::max(r * r, 1e-12));
-}
+float inverse_square(double r) { return static_cast<float>(1.0 / std::max(r * r, 1e-12)); }
 
 cloud_ellipsoid ellipsoid_of(const drawn_cloud& c)
 {

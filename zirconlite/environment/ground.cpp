@@ -25,14 +25,8 @@ struct ground_object
     double ground_z; ///< model units
 };
 
-ground_object& ground_of(scene_object* o)
-{
-    return *reinterpret_cast<ground_object*>(o);
-}
-const ground_object& ground_of(const scene_object* o)
-{
-    return *reinterpret_cast<const ground_object*>(o);
-}
+ground_object& ground_of(scene_object* o) { return *reinterpret_cast<ground_object*>(o); }
+const ground_object& ground_of(const scene_object* o) { return *reinterpret_cast<const ground_object*>(o); }
 
 bool hit_plane(const ground_object& g, ray& r, double low, double high)
 {
@@ -54,10 +48,7 @@ int32_t intersect(ray* r, scene_object* o, double low, double high)
     return 1;
 }
 
-material* get_material(const scene_object* o)
-{
-    return entry_material(ground_of(o).material_entry);
-}
+material* get_material(const scene_object* o) { return entry_material(ground_of(o).material_entry); }
 
 const object_vft operations = {
     .type_id = OBJECT_GROUND,
@@ -99,10 +90,7 @@ const object_vft operations = {
 ground_object ground = { { nullptr, &operations, 0, 0 }, 0, nullptr, 0.0 };
 material_entry own_entry = {}; ///< of a material that is the ground's alone
 
-bool is_given(const char16_t* text)
-{
-    return text && text[0];
-}
+bool is_given(const char16_t* text) { return text && text[0]; }
 
 material_entry* find_material(const document& document, const char16_t* name)
 {

@@ -54,10 +54,7 @@ double white_luminance(const document& d, bool has_sun)
     return has_sun ? d.sun_sky->sky_strength : 0.0;
 }
 
-double altitude_sine(int rows, double row)
-{
-    return std::sin(M_PI * (row / rows - 0.5));
-}
+double altitude_sine(int rows, double row) { return std::sin(M_PI * (row / rows - 0.5)); }
 
 vector3 direction_at(double z, double turn)
 {
@@ -134,10 +131,7 @@ void make_distribution()
     around.has_bright_spots = brightest * 4.0 * M_PI > bright_contrast * around.flux;
 }
 
-bool has_hdr(const document& d)
-{
-    return (d.environment_flags & ENVIRONMENT_HDR) && d.environment.hdr_view;
-}
+bool has_hdr(const document& d) { return (d.environment_flags & ENVIRONMENT_HDR) && d.environment.hdr_view; }
 
 /// A picture that lies in the view has no direction to shine from.
 bool has_picture_around(const document& d)
@@ -241,20 +235,11 @@ void free_sky_light()
     around = {};
 }
 
-bool sky_light_shines()
-{
-    return around.kind != source::none;
-}
+bool sky_light_shines() { return around.kind != source::none; }
 
-void level_ground_lux(double lux[3])
-{
-    std::copy_n(around.level_lux, 3, lux);
-}
+void level_ground_lux(double lux[3]) { std::copy_n(around.level_lux, 3, lux); }
 
-bool sky_light_has_bright_spots()
-{
-    return around.has_bright_spots;
-}
+bool sky_light_has_bright_spots() { return around.has_bright_spots; }
 
 sky_sample sky_light_from(const vector3& direction)
 {

@@ -17,15 +17,9 @@ free_list_node** link_to(document* document, const void* block);
 
 } // namespace
 
-int32_t zr_change_document(document* document)
-{
-    return zr::change_display_document(document);
-}
+int32_t zr_change_document(document* document) { return zr::change_display_document(document); }
 
-int32_t zr_is_doc_metric(const document* document)
-{
-    return document->units != 3 && document->units != 4;
-}
+int32_t zr_is_doc_metric(const document* document) { return document->units != 3 && document->units != 4; }
 
 void zr_document_reload(void) {}
 

@@ -100,10 +100,7 @@ int32_t zr_file_search_directory(uint32_t flags, const char16_t* directory, cons
 namespace
 {
 
-bool is_separator(char16_t c)
-{
-    return c == u'/' || c == u'\\';
-}
+bool is_separator(char16_t c) { return c == u'/' || c == u'\\'; }
 
 /// File name and extension: what stands behind the last separator or the drive's colon.
 const char16_t* last_part(const char16_t* name)

@@ -67,15 +67,9 @@ void look_up_all(zr_handle module)
     __atomic_store_n(&the_module.color_material_table, nullptr, __ATOMIC_RELEASE);
 }
 
-void look_up_progress(zr_handle module)
-{
-    fill_slot(slot_progress, module);
-}
+void look_up_progress(zr_handle module) { fill_slot(slot_progress, module); }
 
-bool offers(slot s)
-{
-    return __atomic_load_n(&the_module.host[s], __ATOMIC_ACQUIRE) != nullptr;
-}
+bool offers(slot s) { return __atomic_load_n(&the_module.host[s], __ATOMIC_ACQUIRE) != nullptr; }
 
 bool offers_enabled(slot s)
 {
@@ -199,10 +193,7 @@ void ask_color_material_table()
     __atomic_store_n(&the_module.color_material_table, f(), __ATOMIC_RELEASE);
 }
 
-void* color_material_table()
-{
-    return __atomic_load_n(&the_module.color_material_table, __ATOMIC_ACQUIRE);
-}
+void* color_material_table() { return __atomic_load_n(&the_module.color_material_table, __ATOMIC_ACQUIRE); }
 
 bool progress(int32_t kind, document* doc, render_view* view, int32_t code, float fraction)
 {
@@ -223,10 +214,7 @@ int32_t search_for_lib_files(
     return f ? f(pattern, subdirectory, callback, context) : 0;
 }
 
-bool may_ask_for_memory()
-{
-    return offers_enabled(slot_low_memory) && !inside_low_memory;
-}
+bool may_ask_for_memory() { return offers_enabled(slot_low_memory) && !inside_low_memory; }
 
 int32_t low_memory()
 {

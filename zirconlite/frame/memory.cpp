@@ -44,10 +44,7 @@ void* zr_realloc(void* block, size_t size)
     return ask_heap(size, [=] { return zr::platform::heap_resize(block, size); });
 }
 
-void zr_free(void* block)
-{
-    zr::platform::heap_free(block);
-}
+void zr_free(void* block) { zr::platform::heap_free(block); }
 
 char16_t* zr_dupestring(const char16_t* text)
 {
@@ -130,10 +127,7 @@ void zr_free_memory_list(memory_list** list)
     l->allocated = 0;
 }
 
-size_t zr_mem_get_alloc(const memory_list* list)
-{
-    return list ? list->allocated : 0;
-}
+size_t zr_mem_get_alloc(const memory_list* list) { return list ? list->allocated : 0; }
 
 size_t memory_list_offset(const void* address, const memory_list* list)
 {

@@ -21,10 +21,7 @@ int32_t zr_toolkit_in_acad(zr_handle module)
     return 1;
 }
 
-int32_t zr_is_toolkit_in_acad(void)
-{
-    return the_module.toolkit_in_acad;
-}
+int32_t zr_is_toolkit_in_acad(void) { return the_module.toolkit_in_acad; }
 
 int32_t zr_enable_hostfuncs(int32_t flag)
 {
@@ -38,10 +35,7 @@ int32_t zr_init_os(void)
     return the_module.os_platform;
 }
 
-int32_t zr_get_os_version(void)
-{
-    return the_module.os_platform;
-}
+int32_t zr_get_os_version(void) { return the_module.os_platform; }
 
 zr_handle zr_module_from_function(zr_find_function find, void* context)
 {
@@ -55,7 +49,4 @@ zr_handle zr_load_module(const char16_t* path)
     return module;
 }
 
-void zr_free_module(zr_handle module)
-{
-    zr::platform::free_module(module);
-}
+void zr_free_module(zr_handle module) { zr::platform::free_module(module); }

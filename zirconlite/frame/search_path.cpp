@@ -39,10 +39,7 @@ bool join(const search_path* list, char16_t* text);
 
 } // namespace
 
-int32_t zr_get_search_path(search_path** list)
-{
-    return zr_get_search_path_ex(list, SEARCH_PATH_FILES);
-}
+int32_t zr_get_search_path(search_path** list) { return zr_get_search_path_ex(list, SEARCH_PATH_FILES); }
 
 int32_t zr_get_search_path_ex(search_path** list, int32_t kind)
 {
@@ -171,20 +168,11 @@ void end_search_lists()
     }
 }
 
-const search_path* library_search_list()
-{
-    return list_of(SEARCH_PATH_LIBRARIES).list;
-}
+const search_path* library_search_list() { return list_of(SEARCH_PATH_LIBRARIES).list; }
 
-const search_path* support_search_list()
-{
-    return support_list;
-}
+const search_path* support_search_list() { return support_list; }
 
-const search_path* file_search_list()
-{
-    return list_of(SEARCH_PATH_FILES).list;
-}
+const search_path* file_search_list() { return list_of(SEARCH_PATH_FILES).list; }
 
 } // namespace zr
 

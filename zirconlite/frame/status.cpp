@@ -15,10 +15,7 @@ zr::status format_status(zr_error_code code, const char* format, va_list argumen
 
 } // namespace
 
-const zr_status* zr_last_error(void)
-{
-    return &last_failure;
-}
+const zr_status* zr_last_error(void) { return &last_failure; }
 
 namespace zr
 {

@@ -9,10 +9,7 @@ namespace zr
 
 using status = zr_status;
 
-inline bool ok(const status& s)
-{
-    return s.code == ZR_ERROR_NONE;
-}
+inline bool ok(const status& s) { return s.code == ZR_ERROR_NONE; }
 
 /// A status with a formatted text (printf rules). Texts that are too long are cut at a whole character.
 status fail(zr_error_code code, const char* format, ...) __attribute__((format(printf, 2, 3)));

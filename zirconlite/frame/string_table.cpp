@@ -35,10 +35,7 @@ struct line_reader
     char16_t line[ZR_MESSAGE_CAPACITY];
 };
 
-table_head* head_of(string_table table)
-{
-    return reinterpret_cast<table_head*>(table) - 1;
-}
+table_head* head_of(string_table table) { return reinterpret_cast<table_head*>(table) - 1; }
 bool next_line(line_reader& in);
 bool read_font_line(const char16_t* line, bool* done);
 bool read_entry(string_table table, int32_t count, const char16_t* line);

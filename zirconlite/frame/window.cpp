@@ -25,20 +25,14 @@ zr_handle zr_window_from_callback(void (*on_command)(void* context, uint32_t com
     return platform::new_callback_window(on_command, context);
 }
 
-zr_handle zr_new_queue_window(void)
-{
-    return platform::new_queue_window();
-}
+zr_handle zr_new_queue_window(void) { return platform::new_queue_window(); }
 
 zr_handle zr_new_memory_window(int32_t width, int32_t height, const char16_t* text)
 {
     return platform::new_memory_window(width, height, text);
 }
 
-void zr_free_window(zr_handle window)
-{
-    platform::free_window(window);
-}
+void zr_free_window(zr_handle window) { platform::free_window(window); }
 
 int32_t zr_post_command(zr_handle window, uint32_t command)
 {
@@ -60,20 +54,11 @@ int32_t zr_set_window_text(zr_handle window, const char16_t* text)
     return platform::set_window_text(window, text);
 }
 
-const char16_t* zr_get_window_text(zr_handle window)
-{
-    return platform::window_text(window);
-}
+const char16_t* zr_get_window_text(zr_handle window) { return platform::window_text(window); }
 
-int32_t zr_add_child_window(zr_handle parent, zr_handle child)
-{
-    return platform::add_child(parent, child);
-}
+int32_t zr_add_child_window(zr_handle parent, zr_handle child) { return platform::add_child(parent, child); }
 
-zr_handle zr_new_menu(void)
-{
-    return platform::new_menu();
-}
+zr_handle zr_new_menu(void) { return platform::new_menu(); }
 
 int32_t zr_add_menu_item(zr_handle menu, int32_t id, uint32_t state, const char16_t* text, zr_handle submenu)
 {
@@ -85,15 +70,9 @@ const char16_t* zr_get_menu_item_text(zr_handle menu, int32_t position)
     return position < 0 ? nullptr : platform::menu_item_text(menu, static_cast<size_t>(position));
 }
 
-int32_t zr_set_window_menu(zr_handle window, zr_handle menu)
-{
-    return platform::set_menu(window, menu);
-}
+int32_t zr_set_window_menu(zr_handle window, zr_handle menu) { return platform::set_menu(window, menu); }
 
-void zr_free_menu(zr_handle menu)
-{
-    platform::free_menu(menu);
-}
+void zr_free_menu(zr_handle menu) { platform::free_menu(menu); }
 
 int32_t zr_install_dialogs(const zr_dialogs* dialogs)
 {

@@ -38,15 +38,9 @@ int32_t zr_init_window_text(zr_handle window, string_table table)
     return translated;
 }
 
-int32_t zr_set_menu_text(zr_handle menu, string_table table)
-{
-    return translate_menu(menu, table, 0);
-}
+int32_t zr_set_menu_text(zr_handle menu, string_table table) { return translate_menu(menu, table, 0); }
 
-zr_handle zr_get_window_font(void)
-{
-    return window_font_made ? &window_font : nullptr;
-}
+zr_handle zr_get_window_font(void) { return window_font_made ? &window_font : nullptr; }
 
 void zr_set_DC_font(zr_handle device_context)
 {

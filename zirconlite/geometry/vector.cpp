@@ -301,9 +301,6 @@ vector3 unpack_normal(packed_normal n)
     return { field(n >> 20), field(n >> 10), field(n) };
 }
 
-double random_unit()
-{
-    return platform::rand15() * unit_of_short;
-}
+double random_unit() { return platform::rand15() * unit_of_short; }
 
 } // namespace zr

@@ -15,46 +15,19 @@ inline constexpr double two_pi = 6.283185307;
 inline constexpr double half_pi = 1.57079632675;
 inline constexpr double inverse_pi = 0.318309886184;
 
-inline vector3 operator+(const vector3& a, const vector3& b)
-{
-    return { a.x + b.x, a.y + b.y, a.z + b.z };
-}
-inline vector3 operator-(const vector3& a, const vector3& b)
-{
-    return { a.x - b.x, a.y - b.y, a.z - b.z };
-}
-inline vector3 operator-(const vector3& a)
-{
-    return { -a.x, -a.y, -a.z };
-}
-inline vector3 operator*(const vector3& a, double s)
-{
-    return { a.x * s, a.y * s, a.z * s };
-}
-inline vector3 operator*(double s, const vector3& a)
-{
-    return a * s;
-}
-inline vector3& operator+=(vector3& a, const vector3& b)
-{
-    return a = a + b;
-}
-inline vector3& operator-=(vector3& a, const vector3& b)
-{
-    return a = a - b;
-}
-inline double dot(const vector3& a, const vector3& b)
-{
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
+inline vector3 operator+(const vector3& a, const vector3& b) { return { a.x + b.x, a.y + b.y, a.z + b.z }; }
+inline vector3 operator-(const vector3& a, const vector3& b) { return { a.x - b.x, a.y - b.y, a.z - b.z }; }
+inline vector3 operator-(const vector3& a) { return { -a.x, -a.y, -a.z }; }
+inline vector3 operator*(const vector3& a, double s) { return { a.x * s, a.y * s, a.z * s }; }
+inline vector3 operator*(double s, const vector3& a) { return a * s; }
+inline vector3& operator+=(vector3& a, const vector3& b) { return a = a + b; }
+inline vector3& operator-=(vector3& a, const vector3& b) { return a = a - b; }
+inline double dot(const vector3& a, const vector3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 inline vector3 cross(const vector3& a, const vector3& b)
 {
     return { a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x };
 }
-inline double length(const vector3& a)
-{
-    return std::sqrt(dot(a, a));
-}
+inline double length(const vector3& a) { return std::sqrt(dot(a, a)); }
 
 /// Unit length; a vector of length 0 stays as it is.
 inline vector3 normalized(const vector3& a)
@@ -63,14 +36,8 @@ inline vector3 normalized(const vector3& a)
     return l != 0.0 ? a * (1.0 / l) : a;
 }
 
-inline double component(const vector3& a, int axis)
-{
-    return axis == 0 ? a.x : axis == 1 ? a.y : a.z;
-}
-inline double& component(vector3& a, int axis)
-{
-    return axis == 0 ? a.x : axis == 1 ? a.y : a.z;
-}
+inline double component(const vector3& a, int axis) { return axis == 0 ? a.x : axis == 1 ? a.y : a.z; }
+inline double& component(vector3& a, int axis) { return axis == 0 ? a.x : axis == 1 ? a.y : a.z; }
 
 inline vector3 transform_point(const matrix4& m, const vector3& p)
 {

@@ -163,10 +163,7 @@ bitmap* zr_read_bitmap(bitmap_format* record, bitmap** list)
     return read;
 }
 
-bitmap** zr_shared_bitmaps(void)
-{
-    return &store.shared;
-}
+bitmap** zr_shared_bitmaps(void) { return &store.shared; }
 
 bitmap* zr_add_bitmap(
     const char16_t* name, uint32_t width, uint32_t height, uint32_t channels, const uint8_t* rows)
@@ -198,10 +195,7 @@ bitmap* zr_add_bitmap(
     return list_once(store.shared, made);
 }
 
-bitmap* zr_find_bitmap(const char16_t* name)
-{
-    return name ? find_in(store.shared, name) : nullptr;
-}
+bitmap* zr_find_bitmap(const char16_t* name) { return name ? find_in(store.shared, name) : nullptr; }
 
 int32_t zr_free_bitmap(bitmap* bitmap)
 {
@@ -239,10 +233,7 @@ int32_t zr_free_temp_bitmaps(void)
     return zr_free_bitmap_list(head);
 }
 
-int32_t zr_get_temp_bitmap_count(void)
-{
-    return store.temporary_count;
-}
+int32_t zr_get_temp_bitmap_count(void) { return store.temporary_count; }
 
 size_t zr_get_bitmap_allocation(void)
 {
@@ -258,10 +249,7 @@ int32_t zr_set_bitmap_ui_not_cached(int32_t value)
     return 1;
 }
 
-int32_t zr_bitmap_ui_not_cached(void)
-{
-    return store.not_cached;
-}
+int32_t zr_bitmap_ui_not_cached(void) { return store.not_cached; }
 
 int32_t zr_use_temp_bitmap_list(int32_t value)
 {

@@ -339,19 +339,13 @@ void decode_32(const bmp_header& header, const uint8_t* in, int32_t width, uint8
     }
 }
 
-bool always(const bmp_header&)
-{
-    return true;
-}
+bool always(const bmp_header&) { return true; }
 bool has_colored_palette(const bmp_header& header)
 {
     const auto is_colored = [](const rgb_entry& e) { return e.r != e.g || e.g != e.b; };
     return is_colored(header.palette[0]) || is_colored(header.palette[1]);
 }
-bool has_alpha(const bmp_header& header)
-{
-    return header.fields[3].mask != 0;
-}
+bool has_alpha(const bmp_header& header) { return header.fields[3].mask != 0; }
 
 constexpr depth_row depths[] = {
     { 1, zr::bitmap_rgb, decode_1_in_color, has_colored_palette },

@@ -11,10 +11,7 @@ constexpr double of_byte = 0.003921568627451; // 1 / 255
 constexpr double of_alpha_byte = 0.004;
 constexpr int32_t max_levels = sizeof(bitmap::levels) / sizeof(uint8_t*);
 
-int32_t half(int32_t side)
-{
-    return side > 1 ? side / 2 : 1;
-}
+int32_t half(int32_t side) { return side > 1 ? side / 2 : 1; }
 
 /// Levels down to one texel; each takes half of the longer side, rounded up.
 int32_t count_levels(int32_t width, int32_t height)

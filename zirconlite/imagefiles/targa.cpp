@@ -32,19 +32,10 @@ constexpr uint8_t alpha_bits = 0x0F, right_to_left = 0x10, top_row_first = 0x20;
 
 using pixel_reader = void (*)(const uint8_t* in, size_t count, uint8_t* out);
 
-void read_grey(const uint8_t* in, size_t count, uint8_t* out)
-{
-    memcpy(out, in, count);
-}
+void read_grey(const uint8_t* in, size_t count, uint8_t* out) { memcpy(out, in, count); }
 void read_16(const uint8_t* in, size_t count, uint8_t* out);
-void read_24(const uint8_t* in, size_t count, uint8_t* out)
-{
-    zr::swap_red_blue(in, count, 3, out);
-}
-void read_32(const uint8_t* in, size_t count, uint8_t* out)
-{
-    zr::swap_red_blue(in, count, 4, out);
-}
+void read_24(const uint8_t* in, size_t count, uint8_t* out) { zr::swap_red_blue(in, count, 3, out); }
+void read_32(const uint8_t* in, size_t count, uint8_t* out) { zr::swap_red_blue(in, count, 4, out); }
 
 struct form_row
 {

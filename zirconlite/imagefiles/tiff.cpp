@@ -217,10 +217,7 @@ int32_t write_tiff(bitmap_format* record)
 namespace
 {
 
-uint64_t type_bytes(uint16_t type)
-{
-    return type == type_long ? 4 : type == type_short ? 2 : 1;
-}
+uint64_t type_bytes(uint16_t type) { return type == type_long ? 4 : type == type_short ? 2 : 1; }
 
 /// The values of an entry: up to four bytes of them stand in the entry itself, else behind an offset.
 value_list values_of_entry(tiff_reader& in, uint16_t type, uint32_t count)

@@ -79,10 +79,7 @@ platform::lock* job_lock()
     return lock;
 }
 
-void say(message m)
-{
-    host::status_message(zr_get_message(nullptr, m));
-}
+void say(message m) { host::status_message(zr_get_message(nullptr, m)); }
 
 bool external_display = false;
 
@@ -356,10 +353,7 @@ bool prepare_light(document& document)
 
 } // namespace
 
-bool settle_render(document* document)
-{
-    return !is_current_job_of(document) || settle_any();
-}
+bool settle_render(document* document) { return !is_current_job_of(document) || settle_any(); }
 
 } // namespace zr
 
@@ -414,15 +408,9 @@ int32_t zr_wait_for_render(document* document, int32_t milliseconds)
     return !is_current_job_of(document) || join_job(milliseconds);
 }
 
-int32_t zr_pause_preview_rt(document*)
-{
-    return 1;
-}
+int32_t zr_pause_preview_rt(document*) { return 1; }
 
-int32_t zr_is_preview_image_valid(void)
-{
-    return job.preview_valid;
-}
+int32_t zr_is_preview_image_valid(void) { return job.preview_valid; }
 
 int32_t zr_set_max_raytrace_threads(int32_t count)
 {
@@ -431,10 +419,7 @@ int32_t zr_set_max_raytrace_threads(int32_t count)
     return raytrace_options.max_raytrace_threads;
 }
 
-int32_t zr_rt_skip_preprocess(int32_t flag)
-{
-    return raytrace_options.skip_preprocess = flag;
-}
+int32_t zr_rt_skip_preprocess(int32_t flag) { return raytrace_options.skip_preprocess = flag; }
 
 int32_t zr_set_calibration_frame(int32_t flag)
 {
@@ -442,10 +427,7 @@ int32_t zr_set_calibration_frame(int32_t flag)
     return 1;
 }
 
-int32_t is_preprocessing(void)
-{
-    return platform::load_word(&preprocess_running);
-}
+int32_t is_preprocessing(void) { return platform::load_word(&preprocess_running); }
 
 int32_t zr_init_ray_z_buffer(int32_t enable, float* buffer, const int32_t size[2])
 {

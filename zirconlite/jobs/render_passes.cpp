@@ -32,10 +32,7 @@ constexpr pass_shape coarse_shape = { 1, 0.0, 4.0, 0 };
 constexpr pass_shape middle_shape = { 2, 0.0, 2.0, 4 };
 constexpr pass_shape final_shape = { final_pass, 0.5, 1.0, 2 };
 
-bool stop_asked(const job_run& run)
-{
-    return platform::load_word(&run.doc.stop_render) == 1;
-}
+bool stop_asked(const job_run& run) { return platform::load_word(&run.doc.stop_render) == 1; }
 
 /// Share of the job that is done when pass `pass` stands at `line`.
 double fraction_at(const job_run& run, int32_t pass, double line)

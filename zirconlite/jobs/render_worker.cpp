@@ -24,15 +24,9 @@ struct strip_work
     ray_counters counters; ///< of this strip
 };
 
-bool stopped(const render_worker& w)
-{
-    return platform::load_word(&w.document->stop_render) == 1;
-}
+bool stopped(const render_worker& w) { return platform::load_word(&w.document->stop_render) == 1; }
 
-float plane_depth(double hit_t)
-{
-    return hit_t >= 1e11 ? nothing_hit_depth : static_cast<float>(hit_t);
-}
+float plane_depth(double hit_t) { return hit_t >= 1e11 ? nothing_hit_depth : static_cast<float>(hit_t); }
 
 uint8_t plane_alpha(float alpha)
 {
@@ -82,10 +76,7 @@ void sample_block(strip_work& work, double x, double y)
         w.image, zr_image_buffer_pixel(w.image, px, py), r.hit_object ? r.hit_object->number : 0u);
 }
 
-bool is_even(int32_t n)
-{
-    return n % 2 == 0;
-}
+bool is_even(int32_t n) { return n % 2 == 0; }
 
 /// The earlier sample that is a corner of pixel (x, y), as far as the strip's neighbours have not been drawn
 /// over. False when there is none.

@@ -165,20 +165,11 @@ uint32_t zr_file_read_string(zr_handle file, uint32_t at, char16_t* buffer, uint
     return read_text(*lib, uint64_t(at) + 8, buffer, limit_bytes / 2, bytes);
 }
 
-int32_t zr_file_delete_chunk(zr_handle, uint32_t)
-{
-    return 1;
-}
+int32_t zr_file_delete_chunk(zr_handle, uint32_t) { return 1; }
 
-int32_t zr_file_delete_string(zr_handle, uint32_t)
-{
-    return 1;
-}
+int32_t zr_file_delete_string(zr_handle, uint32_t) { return 1; }
 
-int32_t zr_file_delete_record(zr_handle, uint32_t)
-{
-    return 1;
-}
+int32_t zr_file_delete_record(zr_handle, uint32_t) { return 1; }
 
 int32_t zr_file_write_header(zr_handle file, const char16_t* kind)
 {
@@ -200,10 +191,7 @@ int32_t zr_file_write_header(zr_handle file, const char16_t* kind)
     return zr::write_at(*lib, 0, header, sizeof(header));
 }
 
-uint32_t zr_file_get_version(zr_handle file)
-{
-    return zr_file_get_offset(file, version_place);
-}
+uint32_t zr_file_get_version(zr_handle file) { return zr_file_get_offset(file, version_place); }
 
 int32_t zr_file_get_kind(zr_handle file, char16_t* kind)
 {

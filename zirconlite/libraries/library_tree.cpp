@@ -156,15 +156,9 @@ uint32_t zr_file_insert_record(zr_handle file, const char16_t* key, zr_record_wr
     }
 }
 
-uint32_t zr_file_delete_leaf(zr_handle file, uint32_t node)
-{
-    return bury(file, node);
-}
+uint32_t zr_file_delete_leaf(zr_handle file, uint32_t node) { return bury(file, node); }
 
-uint32_t zr_file_delete_branch(zr_handle file, uint32_t node)
-{
-    return bury(file, node);
-}
+uint32_t zr_file_delete_branch(zr_handle file, uint32_t node) { return bury(file, node); }
 
 int32_t zr_file_delete_node(zr_handle file, uint32_t parent, uint32_t node, int32_t type)
 {
@@ -222,10 +216,7 @@ int32_t zr_get_date_during_read(int32_t flag)
     return 1;
 }
 
-uint64_t zr_get_read_date(void)
-{
-    return read_date;
-}
+uint64_t zr_get_read_date(void) { return read_date; }
 
 namespace zr
 {
@@ -260,10 +251,7 @@ bool read_node(library_file& lib, uint32_t at, int32_t type, library_node* node)
     return true;
 }
 
-uint64_t node_budget(const library_file& lib)
-{
-    return lib.size / folder_node_bytes + 1;
-}
+uint64_t node_budget(const library_file& lib) { return lib.size / folder_node_bytes + 1; }
 
 bool read_name(library_file& lib, uint32_t at, char16_t (&name)[ZR_NAME_CAPACITY])
 {

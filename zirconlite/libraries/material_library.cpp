@@ -18,10 +18,7 @@ constexpr const char16_t* library_extension = u".mlib";
 constexpr uint32_t payload_place = 12;
 constexpr uint32_t id_from_end = 4;
 
-const zr::library_kind& materials()
-{
-    return *zr::library_kind_of(library_extension);
-}
+const zr::library_kind& materials() { return *zr::library_kind_of(library_extension); }
 int32_t write_payload(zr_handle file, uint32_t node, void* material);
 void* read_payload(zr_handle file, uint32_t payload);
 void* read_payload_to_copy(zr_handle file, uint32_t payload);
@@ -131,10 +128,7 @@ int32_t write_payload(zr_handle file, uint32_t node, void* m)
     return place && zr::write_u32_at(*zr::library_of(file), uint64_t(node) + payload_place, place);
 }
 
-void* read_payload(zr_handle file, uint32_t payload)
-{
-    return zr_matfile_read_material(file, payload, 0);
-}
+void* read_payload(zr_handle file, uint32_t payload) { return zr_matfile_read_material(file, payload, 0); }
 
 void* read_payload_to_copy(zr_handle file, uint32_t payload)
 {

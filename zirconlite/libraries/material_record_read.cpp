@@ -311,9 +311,6 @@ bool take_part(record_reading& r, uint32_t at)
             zr::max_record_parts));
 }
 
-bool is_zero(const double axis[3])
-{
-    return axis[0] == 0.0 && axis[1] == 0.0 && axis[2] == 0.0;
-}
+bool is_zero(const double axis[3]) { return axis[0] == 0.0 && axis[1] == 0.0 && axis[2] == 0.0; }
 
 } // namespace

@@ -79,10 +79,7 @@ bool ask_for_new(zr_handle window, char16_t (&name)[ZR_PATH_CAPACITY], char16_t 
            (has_extension || platform::append_text(path, ZR_PATH_CAPACITY, library_extension));
 }
 
-float largest(const float (&color)[3])
-{
-    return std::max({ color[0], color[1], color[2] });
-}
+float largest(const float (&color)[3]) { return std::max({ color[0], color[1], color[2] }); }
 
 } // namespace
 

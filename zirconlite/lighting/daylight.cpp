@@ -141,14 +141,8 @@ int32_t window_sample(const light* l, const vector3* point, source_sample* sampl
     return 1;
 }
 
-double sine_above_horizon(void*, double, double altitude)
-{
-    return altitude > 0.0 ? sin(altitude) : 0.0;
-}
-double one(void*, double, double)
-{
-    return 1.0;
-}
+double sine_above_horizon(void*, double, double altitude) { return altitude > 0.0 ? sin(altitude) : 0.0; }
+double one(void*, double, double) { return 1.0; }
 
 } // namespace
 

@@ -4,10 +4,7 @@
 
 #include "zirconlite/frame/memory.h"
 
-goniometry* zr_new_goniometry(void)
-{
-    return static_cast<goniometry*>(zr_calloc(1, sizeof(goniometry)));
-}
+goniometry* zr_new_goniometry(void) { return static_cast<goniometry*>(zr_calloc(1, sizeof(goniometry))); }
 
 goniometry* zr_share_goniometry(goniometry* from)
 {

@@ -34,20 +34,11 @@ int32_t derive_spot(light& l, double (*lm_per_cd)(double, double, float*, float*
 
 } // namespace
 
-int32_t zr_get_isotropic_brightness(light* light)
-{
-    return derive(*light, isotropic);
-}
+int32_t zr_get_isotropic_brightness(light* light) { return derive(*light, isotropic); }
 
-int32_t zr_get_diffuse_brightness(light* light)
-{
-    return derive(*light, diffuse);
-}
+int32_t zr_get_diffuse_brightness(light* light) { return derive(*light, diffuse); }
 
-int32_t zr_get_spot_brightness(light* light)
-{
-    return derive_spot(*light, spot_light_lm_per_cd);
-}
+int32_t zr_get_spot_brightness(light* light) { return derive_spot(*light, spot_light_lm_per_cd); }
 
 int32_t zr_get_goniometric_brightness(light* light)
 {
@@ -82,10 +73,7 @@ double zr_spot_light_lm_per_cd_exact(
 namespace zr
 {
 
-void derive_spot_exactly(light& l)
-{
-    derive_spot(l, zr_spot_light_lm_per_cd_exact);
-}
+void derive_spot_exactly(light& l) { derive_spot(l, zr_spot_light_lm_per_cd_exact); }
 
 } // namespace zr
 

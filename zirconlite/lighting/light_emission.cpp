@@ -27,10 +27,7 @@ void hold_point(vector3& p)
     p.z = held(p.z, -largest_length, largest_length, 0.0);
 }
 
-bool is_zero(const vector3& v)
-{
-    return zr::dot(v, v) == 0.0;
-}
+bool is_zero(const vector3& v) { return zr::dot(v, v) == 0.0; }
 
 void hold_frame(light& l)
 {
@@ -106,10 +103,7 @@ double parallel_illuminance(const light& l)
     return squared * squared * 100000.0;
 }
 
-float parallel_lumens(const light& l)
-{
-    return lumens_on(l.world_bounds, l.normal, parallel_illuminance(l));
-}
+float parallel_lumens(const light& l) { return lumens_on(l.world_bounds, l.normal, parallel_illuminance(l)); }
 
 float lumens_on(const bounding_box& box, const vector3& normal, double illuminance)
 {

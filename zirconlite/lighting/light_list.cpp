@@ -34,10 +34,7 @@ void create_group(light& group);
 void update_parallel(light& l);
 double power(const light& l);
 int32_t count_nodes(const light& node);
-bool is_group(const light& l)
-{
-    return l.type == LIGHT_GROUP;
-}
+bool is_group(const light& l) { return l.type == LIGHT_GROUP; }
 
 } // namespace
 

@@ -12,10 +12,7 @@ bool has_own_strength(const light& l)
 }
 
 /// A source that is not an area emits evenly even where its strength is converted as a diffuse one's.
-bool emits_evenly(const light& l)
-{
-    return l.distribution == DISTRIBUTION_DIFFUSE && l.type != LIGHT_AREA;
-}
+bool emits_evenly(const light& l) { return l.distribution == DISTRIBUTION_DIFFUSE && l.type != LIGHT_AREA; }
 
 } // namespace
 

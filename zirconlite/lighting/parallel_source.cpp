@@ -12,10 +12,7 @@ namespace
 
 constexpr double disc_distance = 5.0; // metres along the ray, where `disc_size` is measured
 
-int32_t parallel_sample_count(const light*, const vector3*)
-{
-    return 1;
-}
+int32_t parallel_sample_count(const light*, const vector3*) { return 1; }
 
 int32_t parallel_sample(const light* l, const vector3*, source_sample* samples, int32_t n)
 {

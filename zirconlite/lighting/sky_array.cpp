@@ -68,10 +68,7 @@ void fill_distant(light& l, const document& scene, double azimuth, double altitu
     l.lumens = lumens_on(l.world_bounds, l.normal, e);
 }
 
-int32_t patch_sample_count(const light*, const vector3*)
-{
-    return 5;
-}
+int32_t patch_sample_count(const light*, const vector3*) { return 5; }
 
 int32_t patch_sample(const light* l, const vector3*, source_sample* samples, int32_t n)
 {

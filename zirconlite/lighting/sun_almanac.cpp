@@ -17,14 +17,8 @@ constexpr double arcsecond = degree / 3600.0;
 constexpr double epoch_2000 = 2451545.0;
 constexpr double days_per_century = 36525.0;
 
-double sin_deg(double angle_deg)
-{
-    return sin(fmod(angle_deg, 360.0) * degree);
-}
-double cos_deg(double angle_deg)
-{
-    return cos(fmod(angle_deg, 360.0) * degree);
-}
+double sin_deg(double angle_deg) { return sin(fmod(angle_deg, 360.0) * degree); }
+double cos_deg(double angle_deg) { return cos(fmod(angle_deg, 360.0) * degree); }
 
 /// What the planets and the Moon add to the longitude in degrees; `t` in centuries since 1900.
 double perturbation_deg(double t)
@@ -52,16 +46,10 @@ nutation nutation_at(double t)
 
 /// Dynamical less universal time in days. Within 6 seconds from 1950 to 2050, in which the sun moves a
 /// quarter of an arc second.
-double delta_t(double universal)
-{
-    return (64.0 + 0.6 * (universal - epoch_2000) / 365.25) / 86400.0;
-}
+double delta_t(double universal) { return (64.0 + 0.6 * (universal - epoch_2000) / 365.25) / 86400.0; }
 
 /// -pi to pi.
-double reduced(double angle)
-{
-    return remainder(angle, 2.0 * M_PI);
-}
+double reduced(double angle) { return remainder(angle, 2.0 * M_PI); }
 
 } // namespace
 

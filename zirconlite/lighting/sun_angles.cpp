@@ -25,16 +25,10 @@ constexpr int first_year = 1583, last_year = 9999; // of the calendar that the a
 int32_t chosen_model = SUN_MODEL_TABLES;
 int32_t chosen_year = 2000;
 
-double finite_or_zero(double x)
-{
-    return isfinite(x) ? x : 0.0;
-}
+double finite_or_zero(double x) { return isfinite(x) ? x : 0.0; }
 
 /// -720 to 720.
-double minutes_of_one_day(double minutes)
-{
-    return remainder(minutes, 1440.0);
-}
+double minutes_of_one_day(double minutes) { return remainder(minutes, 1440.0); }
 
 /// Azimuth from north, positive toward morning; 0 at the zenith, where every direction is as good.
 double azimuth_of(double hour_angle, double declination, double latitude, double altitude)

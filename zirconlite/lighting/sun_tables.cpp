@@ -54,10 +54,7 @@ double table_equation_of_time(int day)
     return interpolate(equation_of_time, std::size(equation_of_time), day);
 }
 
-double table_declination_deg(int day)
-{
-    return interpolate(declination, std::size(declination), day);
-}
+double table_declination_deg(int day) { return interpolate(declination, std::size(declination), day); }
 
 double table_sky_factor(double altitude, double cloudiness)
 {

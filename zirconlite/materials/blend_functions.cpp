@@ -22,10 +22,7 @@ constexpr double smallest_band = 4.0;  ///< in footprints; thinner bands fade to
 constexpr double dither_frequency = 10000.0;
 
 /// A value held to 0 to 1; what is no number is 0.
-double unit(double value)
-{
-    return value > 0.0 ? std::min(value, 1.0) : 0.0;
-}
+double unit(double value) { return value > 0.0 ? std::min(value, 1.0) : 0.0; }
 
 int32_t octaves_of(const complex_material& m, int32_t least)
 {
@@ -38,10 +35,7 @@ double bands(const complex_material& m, double x)
     return soft_pulse(fraction_of(x), m.params.ratio[0], m.params.softness[0]);
 }
 
-double facing_cosine(const ray& r)
-{
-    return std::min(std::fabs(dot(r.facing_normal, r.direction)), 1.0);
-}
+double facing_cosine(const ray& r) { return std::min(std::fabs(dot(r.facing_normal, r.direction)), 1.0); }
 
 /// How many footprints of the ray a length of `extent` on the surface covers, for each axis.
 void screen_ratio(const ray& r, const double extent[2], double ratio[2])

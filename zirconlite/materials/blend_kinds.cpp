@@ -143,9 +143,6 @@ bool blend_works_on_children(const complex_material& m)
     return !row || row->works_on_children;
 }
 
-bool is_own_kind(const complex_material& m)
-{
-    return row_of(m.blend) != nullptr;
-}
+bool is_own_kind(const complex_material& m) { return row_of(m.blend) != nullptr; }
 
 } // namespace zr

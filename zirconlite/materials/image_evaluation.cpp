@@ -59,10 +59,7 @@ strength_sums add_up(const mat_image* images)
     return sums;
 }
 
-bool is_odd(double whole)
-{
-    return fraction_of(whole * 0.5) != 0.0;
-}
+bool is_odd(double whole) { return fraction_of(whole * 0.5) != 0.0; }
 
 /// Gives `coordinate` its place in the tile; true when the tile is a flipped one.
 bool into_tile(double& coordinate, bool mirrors)
@@ -154,15 +151,9 @@ void move_to(float color[3], double share, const double rgb[3])
     for (int c = 0; c < 3; ++c) { color[c] = float(color[c] * (1.0 - share) + share * rgb[c]); }
 }
 
-void take(float& weight, double part)
-{
-    weight = float(std::max(weight - part, 0.0));
-}
+void take(float& weight, double part) { weight = float(std::max(weight - part, 0.0)); }
 
-void give(float& weight, double part)
-{
-    weight = float(std::min(weight + part, 1.0));
-}
+void give(float& weight, double part) { weight = float(std::min(weight + part, 1.0)); }
 
 /// The channels that the picture acts on, each by its part of all strengths there.
 void apply_channels(const mat_image& image, const image_sample& s, const strength_sums& sums,

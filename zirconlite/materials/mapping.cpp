@@ -16,10 +16,7 @@ namespace
 constexpr double smallest_pattern = 1e-10;
 
 /// The angle about z, 0 to two pi; pi on the positive x axis.
-double angle_about_z(const vector3& p)
-{
-    return std::atan2(p.y, p.x) + pi;
-}
+double angle_about_z(const vector3& p) { return std::atan2(p.y, p.x) + pi; }
 
 /// The angle of the point above the negative z axis, 0 to pi.
 double angle_from_below(const vector3& p)
@@ -28,10 +25,7 @@ double angle_from_below(const vector3& p)
     return pi - std::acos(std::clamp(r != 0.0 ? p.z / r : p.z, -1.0, 1.0));
 }
 
-double divided(double value, double by)
-{
-    return by != 0.0 ? value / by : value;
-}
+double divided(double value, double by) { return by != 0.0 ? value / by : value; }
 
 } // namespace
 

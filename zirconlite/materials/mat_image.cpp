@@ -22,15 +22,9 @@ int32_t display_byte(float linear)
     return static_cast<int32_t>(pow(held, 1.0 / 2.2) * 255.0 + 0.5);
 }
 
-double scale_of(double size)
-{
-    return fabs(size) > smallest_size ? 1.0 / size : largest_scale;
-}
+double scale_of(double size) { return fabs(size) > smallest_size ? 1.0 / size : largest_scale; }
 
-bool is_of_user(const bitmap* b)
-{
-    return b && (b->flags & BITMAP_OF_USER);
-}
+bool is_of_user(const bitmap* b) { return b && (b->flags & BITMAP_OF_USER); }
 
 } // namespace
 

@@ -25,22 +25,10 @@ bool dupe_simple(const simple_material& source, simple_material& copy);
 bool dupe_complex(const complex_material& source, complex_material& copy);
 void free_bumps(bump* first);
 
-simple_material& as_simple(material& m)
-{
-    return reinterpret_cast<simple_material&>(m);
-}
-complex_material& as_complex(material& m)
-{
-    return reinterpret_cast<complex_material&>(m);
-}
-bool is_complex(const material& m)
-{
-    return (m.flags & MATERIAL_COMPLEX) != 0;
-}
-float share(float value)
-{
-    return value > 0.0f ? std::min(value, 1.0f) : 0.0f;
-}
+simple_material& as_simple(material& m) { return reinterpret_cast<simple_material&>(m); }
+complex_material& as_complex(material& m) { return reinterpret_cast<complex_material&>(m); }
+bool is_complex(const material& m) { return (m.flags & MATERIAL_COMPLEX) != 0; }
+float share(float value) { return value > 0.0f ? std::min(value, 1.0f) : 0.0f; }
 
 } // namespace
 

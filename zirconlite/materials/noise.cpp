@@ -8,10 +8,7 @@ using namespace zr;
 namespace
 {
 
-uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k)
-{
-    return (59 * i + 103 * j + 79 * k) & 0xfff;
-}
+uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k) { return (59 * i + 103 * j + 79 * k) & 0xfff; }
 
 /// The lattice coordinate below `c`, wrapped to 32 bits, and the fraction behind it.
 uint32_t split(double c, double& fraction)
@@ -28,10 +25,7 @@ uint32_t split(double c, double& fraction)
     return lattice_coordinate(c);
 }
 
-double bent(double f)
-{
-    return f <= 0.5 ? 2.0 * f * f : 1.0 - 2.0 * (1.0 - f) * (1.0 - f);
-}
+double bent(double f) { return f <= 0.5 ? 2.0 * f * f : 1.0 - 2.0 * (1.0 - f) * (1.0 - f); }
 
 int32_t turbulence(const vector3* point, double* out, int32_t octaves, int32_t components)
 {

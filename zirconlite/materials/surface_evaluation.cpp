@@ -20,10 +20,7 @@ namespace zr
 namespace
 {
 
-const simple_material& as_simple(const material* m)
-{
-    return *reinterpret_cast<const simple_material*>(m);
-}
+const simple_material& as_simple(const material* m) { return *reinterpret_cast<const simple_material*>(m); }
 const complex_material& as_complex(const material* m)
 {
     return *reinterpret_cast<const complex_material*>(m);
@@ -34,10 +31,7 @@ void copy(float to[3], const float from[3])
     for (int i = 0; i < 3; ++i) { to[i] = from[i]; }
 }
 
-vector3 scaled(const vector3& p, const vector3& by)
-{
-    return { p.x * by.x, p.y * by.y, p.z * by.z };
-}
+vector3 scaled(const vector3& p, const vector3& by) { return { p.x * by.x, p.y * by.y, p.z * by.z }; }
 
 /// Without a mapping: the world point, and the two axes across the normal's strongest one.
 void place_by_box(const ray& r, const vector3& normal, evaluation_points& points)
@@ -165,10 +159,7 @@ void evaluate_simple(const simple_material& m, const ray* r, vector3& normal, co
     if (m.images) { apply_images(m, r, normal, context, points, out); }
 }
 
-float mix(double w, float a, float b)
-{
-    return static_cast<float>(w * a + (1.0 - w) * b);
-}
+float mix(double w, float a, float b) { return static_cast<float>(w * a + (1.0 - w) * b); }
 
 void mix(double w, const float a[3], const float b[3], float out[3])
 {
@@ -351,10 +342,7 @@ bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, co
 
 decal_function decal_hook = nullptr;
 
-bool is_always_opaque(const material* m)
-{
-    return m && is_opaque_tree(m, 0);
-}
+bool is_always_opaque(const material* m) { return m && is_opaque_tree(m, 0); }
 
 void pattern_scale_of(const material* m, double scale[2])
 {

@@ -62,10 +62,7 @@ inline bool hit_inside(const y_face& face, const tested_ray& q, double t, face_h
     return true;
 }
 
-inline const y_face* as_face(const scene_object* object)
-{
-    return reinterpret_cast<const y_face*>(object);
-}
+inline const y_face* as_face(const scene_object* object) { return reinterpret_cast<const y_face*>(object); }
 
 inline vector3 blend_normals(const y_face& face, double w0, double w1, double w2)
 {

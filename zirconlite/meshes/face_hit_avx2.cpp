@@ -31,10 +31,7 @@ ZR_AVX2 inline turned turn(const float* a, const float* b, const float* c, const
     return { { _mm256_cvtps_pd(x), _mm256_cvtps_pd(y), _mm256_cvtps_pd(z), _mm256_cvtps_pd(w) } };
 }
 
-ZR_AVX2 inline __m256d mask_of(__m128i equal)
-{
-    return _mm256_castsi256_pd(_mm256_cvtepi32_epi64(equal));
-}
+ZR_AVX2 inline __m256d mask_of(__m128i equal) { return _mm256_castsi256_pd(_mm256_cvtepi32_epi64(equal)); }
 
 /// The two projected coordinates of one vertex of each face.
 ZR_AVX2 inline void projected(

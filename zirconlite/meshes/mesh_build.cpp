@@ -14,10 +14,7 @@ namespace
 {
 
 /// Radiance that a `brightness` of 0 to 1 stands for: 0 to 30000, evenly in its logarithm.
-double luminous_radiance(float brightness)
-{
-    return std::pow(30001.0, double(brightness)) - 1.0;
-}
+double luminous_radiance(float brightness) { return std::pow(30001.0, double(brightness)) - 1.0; }
 
 property_node* new_property(mesh_build& build, int32_t kind)
 {

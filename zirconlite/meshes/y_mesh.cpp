@@ -16,10 +16,7 @@ using namespace zr;
 namespace
 {
 
-vector3 widened(const float v[3])
-{
-    return { v[0], v[1], v[2] };
-}
+vector3 widened(const float v[3]) { return { v[0], v[1], v[2] }; }
 
 void store(float out[3], const vector3& v)
 {

@@ -20,10 +20,7 @@ namespace zr
 namespace
 {
 
-mesh_attributes& attributes_of(const scene_object* object)
-{
-    return *as_face(object)->attributes;
-}
+mesh_attributes& attributes_of(const scene_object* object) { return *as_face(object)->attributes; }
 
 int32_t intersect(ray* r, scene_object* object, double t_low, double t_high)
 {
@@ -185,7 +182,4 @@ const object_vft y_mesh_vft = {
 
 } // namespace zr
 
-const object_vft* y_mesh_get_vft(void)
-{
-    return &zr::y_mesh_vft;
-}
+const object_vft* y_mesh_get_vft(void) { return &zr::y_mesh_vft; }

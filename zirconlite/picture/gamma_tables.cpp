@@ -14,10 +14,7 @@ constexpr double fine_step = 0.0004885197850512946;
 constexpr double inverse_display_gamma = 0.45454545454545453;
 
 void fill_simple_gamma(double gamma);
-uint32_t rounded_byte(double value)
-{
-    return static_cast<uint32_t>(value * 255.0 + 0.5);
-}
+uint32_t rounded_byte(double value) { return static_cast<uint32_t>(value * 255.0 + 0.5); }
 
 } // namespace
 
@@ -47,15 +44,9 @@ void fill_gamma_tables()
 
 } // namespace zr
 
-void zr_change_simple_rt_gamma(double gamma)
-{
-    fill_simple_gamma(gamma);
-}
+void zr_change_simple_rt_gamma(double gamma) { fill_simple_gamma(gamma); }
 
-double zr_simple_rt_gamma(void)
-{
-    return zr::gamma.simple_gamma;
-}
+double zr_simple_rt_gamma(void) { return zr::gamma.simple_gamma; }
 
 namespace
 {

@@ -98,10 +98,7 @@ void dither16(
     *b_out = dithered(b, m, 31);
 }
 
-void write_progress(bitmap_format* record, uint32_t row)
-{
-    zr::show_rows_written(*record, row + 1);
-}
+void write_progress(bitmap_format* record, uint32_t row) { zr::show_rows_written(*record, row + 1); }
 
 int32_t zr_free_raytrace_buffer(render_view* view)
 {

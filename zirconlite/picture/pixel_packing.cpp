@@ -16,10 +16,7 @@ constexpr uint8_t background_bit = 0x80;
 constexpr int exponent_bias = 64;
 constexpr float byte_share = 0.003921568627451f;
 
-bool is_present(const float rgb[3])
-{
-    return rgb[0] > 0.0f || rgb[1] > 0.0f || rgb[2] > 0.0f;
-}
+bool is_present(const float rgb[3]) { return rgb[0] > 0.0f || rgb[1] > 0.0f || rgb[2] > 0.0f; }
 float held_channel(float channel);
 void pack_shared_exponent(const float rgb[3], uint8_t* pixel);
 void unpack_shared_exponent(const uint8_t* pixel, float rgb[3]);
@@ -107,16 +104,10 @@ namespace
 {
 
 /// NaN and negative channels become 0, what is beyond the format is held to its top.
-float held_channel(float channel)
-{
-    return channel > 0.0f ? std::min(channel, largest_packed) : 0.0f;
-}
+float held_channel(float channel) { return channel > 0.0f ? std::min(channel, largest_packed) : 0.0f; }
 
 /// 2 to a power that is far from the ends of the range.
-double power_of_two(int exponent)
-{
-    return std::bit_cast<double>(uint64_t(exponent + 1023) << 52);
-}
+double power_of_two(int exponent) { return std::bit_cast<double>(uint64_t(exponent + 1023) << 52); }
 
 /// What a mantissa of 1 stands for.
 double mantissa_unit(const uint8_t* pixel)

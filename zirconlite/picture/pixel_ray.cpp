@@ -28,14 +28,8 @@ void aim_along(ray& r, const vector3& direction)
     r.image_point = r.origin + direction;
 }
 
-double plane_x(const render_view& view, double x)
-{
-    return view.pixel_width * x - view.image_width / 2.0;
-}
-double plane_y(const render_view& view, double y)
-{
-    return view.pixel_height * y - view.image_height / 2.0;
-}
+double plane_x(const render_view& view, double x) { return view.pixel_width * x - view.image_width / 2.0; }
+double plane_y(const render_view& view, double y) { return view.pixel_height * y - view.image_height / 2.0; }
 
 bool parallel_ray(const render_view& view, const double p[2], ray& r)
 {

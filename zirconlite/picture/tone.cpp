@@ -16,10 +16,7 @@ constexpr float largest_radiance = 0x1.fffffep62f; // the top of the packed rang
 constexpr double last_position = 99.99999;         // of the curve, in bins
 
 int dominant_channel(const float rgb[3]);
-void set_black(float rgb[3])
-{
-    rgb[0] = rgb[1] = rgb[2] = 0.0f;
-}
+void set_black(float rgb[3]) { rgb[0] = rgb[1] = rgb[2] = 0.0f; }
 void hold_to_range(float rgb[3]);
 const histogram* curve_of(const render_view& view, int32_t method);
 void follow_method(const render_view& view, float background[3]);

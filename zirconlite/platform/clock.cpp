@@ -20,10 +20,7 @@ uint64_t from_unix_time(int64_t seconds, uint32_t nanoseconds)
     return static_cast<uint64_t>(seconds + seconds_1601_to_1970) * 10000000 + nanoseconds / 100;
 }
 
-uint64_t tick_ms()
-{
-    return tick_ns() / 1000000;
-}
+uint64_t tick_ms() { return tick_ns() / 1000000; }
 
 uint64_t tick_ns()
 {

@@ -48,15 +48,9 @@ void* heap_resize(void* block, size_t size)
     return realloc(block, size ? size : 1);
 }
 
-void heap_free(void* block)
-{
-    free(block);
-}
+void heap_free(void* block) { free(block); }
 
-void set_heap_gate(heap_gate gate)
-{
-    __atomic_store_n(&installed_gate, gate, __ATOMIC_RELEASE);
-}
+void set_heap_gate(heap_gate gate) { __atomic_store_n(&installed_gate, gate, __ATOMIC_RELEASE); }
 
 memory_status read_memory_status()
 {

@@ -22,10 +22,7 @@ bool portable_only = false;
 
 } // namespace
 
-bool has_avx2()
-{
-    return !portable_only && ask_processor();
-}
+bool has_avx2() { return !portable_only && ask_processor(); }
 
 void prefer_large_pages(void* block, size_t bytes)
 {
@@ -35,9 +32,6 @@ void prefer_large_pages(void* block, size_t bytes)
     if (end > first) { madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE); }
 }
 
-void force_portable(bool portable)
-{
-    portable_only = portable;
-}
+void force_portable(bool portable) { portable_only = portable; }
 
 } // namespace zr::platform

@@ -10,10 +10,7 @@ namespace
 thread_local uint32_t state = 1;
 }
 
-void srand15(uint32_t seed)
-{
-    state = seed;
-}
+void srand15(uint32_t seed) { state = seed; }
 
 int rand15()
 {

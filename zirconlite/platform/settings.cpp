@@ -101,10 +101,7 @@ bool write_setting(const char16_t* key, const char16_t* name, const char16_t* va
     return commit_replacement(r);
 }
 
-void override_settings_file(const char16_t* path)
-{
-    copy_text(overriding_path, PATH_MAX, path);
-}
+void override_settings_file(const char16_t* path) { copy_text(overriding_path, PATH_MAX, path); }
 
 namespace
 {

@@ -12,14 +12,8 @@ constexpr uint32_t own_word = 0x00000005;
 uint32_t word = own_word;
 } // namespace
 
-uint32_t system_version_word()
-{
-    return word;
-}
+uint32_t system_version_word() { return word; }
 
-void override_system_version_word(const uint32_t* other)
-{
-    word = other ? *other : own_word;
-}
+void override_system_version_word(const uint32_t* other) { word = other ? *other : own_word; }
 
 } // namespace zr::platform

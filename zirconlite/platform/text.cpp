@@ -11,14 +11,8 @@ namespace zr::platform
 namespace
 {
 
-bool is_high(uint32_t c)
-{
-    return c >= 0xD800 && c < 0xDC00;
-}
-bool is_low(uint32_t c)
-{
-    return c >= 0xDC00 && c < 0xE000;
-}
+bool is_high(uint32_t c) { return c >= 0xD800 && c < 0xDC00; }
+bool is_low(uint32_t c) { return c >= 0xDC00 && c < 0xE000; }
 size_t put_utf8(uint32_t c, char* out);
 bool take_utf8(const unsigned char*& at, const unsigned char* end, uint32_t* c);
 
@@ -198,10 +192,7 @@ utf8_text::utf8_text(const char16_t* text)
     }
 }
 
-utf8_text::~utf8_text()
-{
-    free(bytes);
-}
+utf8_text::~utf8_text() { free(bytes); }
 
 utf16_text::utf16_text(const char* text)
 {
@@ -215,10 +206,7 @@ utf16_text::utf16_text(const char* text)
     }
 }
 
-utf16_text::~utf16_text()
-{
-    free(units);
-}
+utf16_text::~utf16_text() { free(units); }
 
 namespace
 {

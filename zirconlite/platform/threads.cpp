@@ -95,10 +95,7 @@ void close_thread(zr_handle handle)
     if (handle) { drop_thread(static_cast<thread*>(handle)); }
 }
 
-bool is_current_thread(zr_handle handle)
-{
-    return handle && handle == current_thread;
-}
+bool is_current_thread(zr_handle handle) { return handle && handle == current_thread; }
 
 zr_handle share_thread(zr_handle handle)
 {
@@ -193,15 +190,9 @@ void free_lock(lock* l)
     free(l);
 }
 
-void take_lock(lock* l)
-{
-    pthread_mutex_lock(&l->mutex);
-}
+void take_lock(lock* l) { pthread_mutex_lock(&l->mutex); }
 
-void release_lock(lock* l)
-{
-    pthread_mutex_unlock(&l->mutex);
-}
+void release_lock(lock* l) { pthread_mutex_unlock(&l->mutex); }
 
 void sleep_ms(int milliseconds)
 {

@@ -80,21 +80,9 @@ int processor_count();
 void override_processor_count(int count);
 
 /// Words that one thread writes and another polls.
-inline int32_t load_word(const int32_t* word)
-{
-    return __atomic_load_n(word, __ATOMIC_ACQUIRE);
-}
-inline void store_word(int32_t* word, int32_t value)
-{
-    __atomic_store_n(word, value, __ATOMIC_RELEASE);
-}
-inline uint32_t load_word(const uint32_t* word)
-{
-    return __atomic_load_n(word, __ATOMIC_ACQUIRE);
-}
-inline void store_word(uint32_t* word, uint32_t value)
-{
-    __atomic_store_n(word, value, __ATOMIC_RELEASE);
-}
+inline int32_t load_word(const int32_t* word) { return __atomic_load_n(word, __ATOMIC_ACQUIRE); }
+inline void store_word(int32_t* word, int32_t value) { __atomic_store_n(word, value, __ATOMIC_RELEASE); }
+inline uint32_t load_word(const uint32_t* word) { return __atomic_load_n(word, __ATOMIC_ACQUIRE); }
+inline void store_word(uint32_t* word, uint32_t value) { __atomic_store_n(word, value, __ATOMIC_RELEASE); }
 
 } // namespace zr::platform

@@ -55,10 +55,7 @@ constexpr size_t longest_queue = 65536;
 template <class T> bool push(list<T>& l, const T& item);
 bool replace_text(char16_t** text, const char16_t* with);
 window* new_window();
-window* as_window(zr_handle handle)
-{
-    return static_cast<window*>(handle);
-}
+window* as_window(zr_handle handle) { return static_cast<window*>(handle); }
 menu_item* item_at(zr_handle handle, size_t index);
 
 } // namespace
@@ -72,10 +69,7 @@ zr_handle new_callback_window(command_callback on_command, void* context)
     return w;
 }
 
-zr_handle new_queue_window()
-{
-    return new_window();
-}
+zr_handle new_queue_window() { return new_window(); }
 
 zr_handle new_memory_window(int32_t width, int32_t height, const char16_t* text)
 {
@@ -187,15 +181,9 @@ void set_font(zr_handle handle, const window_font* font)
     if (handle) { as_window(handle)->font = font; }
 }
 
-const window_font* font_of(zr_handle handle)
-{
-    return handle ? as_window(handle)->font : nullptr;
-}
+const window_font* font_of(zr_handle handle) { return handle ? as_window(handle)->font : nullptr; }
 
-zr_handle new_menu()
-{
-    return calloc(1, sizeof(menu));
-}
+zr_handle new_menu() { return calloc(1, sizeof(menu)); }
 
 void free_menu(zr_handle handle)
 {
@@ -220,10 +208,7 @@ bool add_menu_item(zr_handle handle, int32_t id, uint32_t state, const char16_t*
     return false;
 }
 
-size_t menu_item_count(zr_handle handle)
-{
-    return handle ? static_cast<menu*>(handle)->items.count : 0;
-}
+size_t menu_item_count(zr_handle handle) { return handle ? static_cast<menu*>(handle)->items.count : 0; }
 
 const char16_t* menu_item_text(zr_handle handle, size_t index)
 {
@@ -264,10 +249,7 @@ bool set_menu(zr_handle handle, zr_handle menu)
     return true;
 }
 
-zr_handle menu_of(zr_handle handle)
-{
-    return handle ? as_window(handle)->menu : nullptr;
-}
+zr_handle menu_of(zr_handle handle) { return handle ? as_window(handle)->menu : nullptr; }
 
 namespace
 {

@@ -19,15 +19,9 @@ namespace zr
 namespace
 {
 
-bool is_exact()
-{
-    return job.light_model == LIGHT_MODEL_EXACT;
-}
+bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
 
-double unit_clamp(double x)
-{
-    return std::fmin(std::fmax(x, 0.0), 1.0);
-}
+double unit_clamp(double x) { return std::fmin(std::fmax(x, 0.0), 1.0); }
 
 /// The hit as every light of one point sees it.
 struct lit_point
@@ -132,10 +126,7 @@ int32_t build_light_list(const lit_point& p)
     return count;
 }
 
-float weight_of(const light_candidate& c)
-{
-    return c.luminance + c.ambient_luminance;
-}
+float weight_of(const light_candidate& c) { return c.luminance + c.ambient_luminance; }
 
 light_candidate* merge(light_candidate* a, light_candidate* b)
 {

@@ -19,19 +19,10 @@ constexpr double least_sky = 0.1;                 // of the sky's even share, ti
 constexpr double direct_sky_share = 0.01;         // of it with SUN_SKY_DIRECT_SKY
 constexpr double reflected_sun = 0.0159154943092; // 1 / (20 pi): sunlight that the ground returns
 
-bool is_exact()
-{
-    return job.light_model == LIGHT_MODEL_EXACT;
-}
-double unit_clamp(double x)
-{
-    return std::clamp(x, 0.0, 1.0);
-}
+bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
+double unit_clamp(double x) { return std::clamp(x, 0.0, 1.0); }
 
-bool is_soft(const document& document)
-{
-    return soft_shadows(document) && sun_light.disc_size != 0.0f;
-}
+bool is_soft(const document& document) { return soft_shadows(document) && sun_light.disc_size != 0.0f; }
 
 /// Strata over the whole disc.
 void place_on_disc(const ray& r, light_candidate& c, int32_t i)

@@ -23,10 +23,7 @@ namespace pattern_detail
 inline constexpr double golden = 0.6180339887498949;
 inline constexpr double samples_of_pixel = 25.0; ///< keeps the turns of depths apart
 
-inline double fraction(double x)
-{
-    return x - std::floor(x);
-}
+inline double fraction(double x) { return x - std::floor(x); }
 
 /// An integer hash of full avalanche.
 inline uint32_t mixed(uint32_t x)
@@ -36,10 +33,7 @@ inline uint32_t mixed(uint32_t x)
     return x ^ (x >> 16);
 }
 
-inline double unit(uint32_t x)
-{
-    return x * 0x1p-32;
-}
+inline double unit(uint32_t x) { return x * 0x1p-32; }
 
 } // namespace pattern_detail
 

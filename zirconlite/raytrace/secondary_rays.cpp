@@ -19,10 +19,7 @@ constexpr double smallest_share = 0.0001; ///< a mirror share below this sends n
 /// to the light that passes, so nothing is lost there and the rays inside a heap of panes do not multiply.
 constexpr double min_branch = 0.001;
 
-bool is_exact()
-{
-    return job.light_model == LIGHT_MODEL_EXACT;
-}
+bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
 
 /// Part of the pixel's light that a branch brings, all rays of its blurred hit together.
 double branch_share(const ray& r)

@@ -127,10 +127,7 @@ void insert(shadow_walk& walk, const pane& p)
     walk.panes[place] = p;
 }
 
-double strength_of(const light* source)
-{
-    return source ? source->shadow_strength : 1.0;
-}
+double strength_of(const light* source) { return source ? source->shadow_strength : 1.0; }
 
 bool visit(void* context, ray& r)
 {

@@ -14,10 +14,7 @@ namespace zr
 namespace
 {
 
-double unit_clamp(double x)
-{
-    return std::fmin(std::fmax(x, 0.0), 1.0);
-}
+double unit_clamp(double x) { return std::fmin(std::fmax(x, 0.0), 1.0); }
 
 /// A light on one side of a surface.
 struct lit_side

@@ -23,10 +23,7 @@ namespace
 
 constexpr double min_continuing = 1e-4; ///< branches below this share are not worth a ray
 
-double largest(const double c[3])
-{
-    return std::fmax(c[0], std::fmax(c[1], c[2]));
-}
+double largest(const double c[3]) { return std::fmax(c[0], std::fmax(c[1], c[2])); }
 
 /// A way on from a surface, with the share of the light that takes it.
 struct branch
@@ -114,10 +111,7 @@ void go_on(light_path& p, const vector3& direction, double t_min, const branch& 
     ++p.vertex;
 }
 
-unit_pair numbers(const light_path& p, sample_pair pair)
-{
-    return vertex_numbers(p.point, p.vertex, pair);
-}
+unit_pair numbers(const light_path& p, sample_pair pair) { return vertex_numbers(p.point, p.vertex, pair); }
 
 void go_mirrored(light_path& p, const branch& way, double probability, const vector3& axis, double exponent)
 {

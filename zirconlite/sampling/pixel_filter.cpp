@@ -47,9 +47,6 @@ void prepare_pixel_filter()
     for (int i = 0; i <= steps; ++i) { places[i] = place_of(double(i) / steps); }
 }
 
-unit_pair filter_offset(const unit_pair& at)
-{
-    return { offset_at(at.u), offset_at(at.v) };
-}
+unit_pair filter_offset(const unit_pair& at) { return { offset_at(at.u), offset_at(at.v) }; }
 
 } // namespace zr

@@ -76,10 +76,7 @@ void publish(const sampling_progress& progress)
     latest = progress;
 }
 
-bool is_stopped(const sampling_run& run)
-{
-    return platform::load_word(&run.doc.stop_render) == 1;
-}
+bool is_stopped(const sampling_run& run) { return platform::load_word(&run.doc.stop_render) == 1; }
 
 /// 4, 8, 16, 24, 32, 48, 64, 96 ...: at most half more than before, and balanced points of the sequence.
 int32_t target_after(int32_t count, int32_t max_samples)

@@ -26,9 +26,6 @@ int32_t zr_invalidate_screen_frustum(document* document)
 namespace zr
 {
 
-bool screen_buffer_in_use()
-{
-    return platform::load_word(&use_screen_buffer) != 0;
-}
+bool screen_buffer_in_use() { return platform::load_word(&use_screen_buffer) != 0; }
 
 } // namespace zr

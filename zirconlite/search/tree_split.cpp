@@ -32,10 +32,7 @@ typedef int32_t int4 __attribute__((vector_size(16)));
 constexpr box8 empty_box8 = { float8{
     FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX, FLT_MAX } };
 
-ZR_INLINE void grow(box8& box, const box8& by)
-{
-    box.v = box.v < by.v ? box.v : by.v;
-}
+ZR_INLINE void grow(box8& box, const box8& by) { box.v = box.v < by.v ? box.v : by.v; }
 
 /// Twice the centre of an object's box, which is all that its order needs; the last lane is of no use.
 ZR_INLINE float4 centre(const build_ref& r)
@@ -51,10 +48,7 @@ ZR_INLINE box8 as_box(const float4& point)
     return box8{ __builtin_shufflevector(point, negated, 0, 1, 2, 3, 4, 5, 6, 7) };
 }
 
-size_t blocks_of(size_t count)
-{
-    return (count + block_width - 1) / block_width;
-}
+size_t blocks_of(size_t count) { return (count + block_width - 1) / block_width; }
 
 /// Where a range is cut: behind a bin of an axis, or in its middle.
 struct cut
@@ -198,10 +192,7 @@ ZR_CLONES build_range range_over(const build_ref* refs, size_t first, size_t end
 
 } // namespace
 
-build_range whole_range(const build_ref* refs, size_t count)
-{
-    return range_over(refs, 0, count, 0);
-}
+build_range whole_range(const build_ref* refs, size_t count) { return range_over(refs, 0, count, 0); }
 
 bool is_leaf(const build_ref* refs, const build_range& r)
 {

@@ -18,14 +18,8 @@ struct box8
     float8 v;
 };
 
-inline float low_of(const box8& b, int axis)
-{
-    return b.v[axis];
-}
-inline float high_of(const box8& b, int axis)
-{
-    return -b.v[4 + axis];
-}
+inline float low_of(const box8& b, int axis) { return b.v[axis]; }
+inline float high_of(const box8& b, int axis) { return -b.v[4 + axis]; }
 
 inline float half_area(const box8& b)
 {
@@ -51,10 +45,7 @@ inline uint32_t number_of(const build_ref& r)
     return number;
 }
 
-inline bool is_triangle(const build_ref& r)
-{
-    return r.v[7] != 0.0f;
-}
+inline bool is_triangle(const build_ref& r) { return r.v[7] != 0.0f; }
 
 /// Objects from `first` to `end`, with the box of the objects and of their centres (twice over).
 struct build_range

@@ -61,10 +61,7 @@ ZR_TARGET inline unsigned hit_children(const tree_node& node, const wide_ray& w,
     return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(enter, leave, _CMP_LE_OQ)));
 }
 
-ZR_TARGET inline __m256d load(const float* four)
-{
-    return _mm256_cvtps_pd(_mm_loadu_ps(four));
-}
+ZR_TARGET inline __m256d load(const float* four) { return _mm256_cvtps_pd(_mm_loadu_ps(four)); }
 
 ZR_TARGET inline __m256d lane_mask(const int32_t* four)
 {

@@ -40,10 +40,7 @@ struct dialog_work
     bool ambient_changed;
 };
 
-dialog_work& work_of(const zr_exposure_dialog* dialog)
-{
-    return *static_cast<dialog_work*>(dialog->library);
-}
+dialog_work& work_of(const zr_exposure_dialog* dialog) { return *static_cast<dialog_work*>(dialog->library); }
 
 exposure exposure_of(const document& d, const render_view& v)
 {
@@ -59,10 +56,7 @@ void set_exposure(render_view& v, const exposure& e)
     v.source_gain = e.source_gain;
 }
 
-bool has_solution(const document& d)
-{
-    return d.mode == MODE_RADIOSITY && d.radiosity_iterations >= 1;
-}
+bool has_solution(const document& d) { return d.mode == MODE_RADIOSITY && d.radiosity_iterations >= 1; }
 
 void set_ambient_gain(dialog_work& w, double gain)
 {

@@ -88,25 +88,13 @@ int32_t zr_view_set_display_type(render_view* view, int32_t type)
     return 1;
 }
 
-double zr_FOVtoMM(double fov)
-{
-    return half_film / tan(fov / 2.0);
-}
+double zr_FOVtoMM(double fov) { return half_film / tan(fov / 2.0); }
 
-double zr_MMtoFOV(double length)
-{
-    return 2.0 * atan(half_film / length);
-}
+double zr_MMtoFOV(double length) { return 2.0 * atan(half_film / length); }
 
-double FOVtoMM(double fov)
-{
-    return zr_FOVtoMM(fov);
-}
+double FOVtoMM(double fov) { return zr_FOVtoMM(fov); }
 
-double MMtoFOV(double length)
-{
-    return zr_MMtoFOV(length);
-}
+double MMtoFOV(double length) { return zr_MMtoFOV(length); }
 
 namespace zr
 {

@@ -19,10 +19,7 @@ struct exposure_line
     render_view& view;
 };
 
-float held(double value, double low, double high)
-{
-    return static_cast<float>(std::clamp(value, low, high));
-}
+float held(double value, double low, double high) { return static_cast<float>(std::clamp(value, low, high)); }
 
 using store_value = void (*)(const exposure_line& to, double value);
 constexpr store_value places[] = {

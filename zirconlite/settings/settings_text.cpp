@@ -52,10 +52,7 @@ bool next_unit(unit_source& from, char16_t& unit)
     return true;
 }
 
-bool is_separator(char16_t c)
-{
-    return c == u'\t' || c == u'\n' || c == u'=';
-}
+bool is_separator(char16_t c) { return c == u'\t' || c == u'\n' || c == u'='; }
 
 bool begins_with(const char16_t* text, const char16_t* start, size_t count)
 {
@@ -92,10 +89,7 @@ void store_number(settings_type type, double value, uint8_t* place)
     if (type == settings_type::integer && whole_number(value, word)) { memcpy(place, &word, sizeof(word)); }
 }
 
-size_t size_of(settings_type type)
-{
-    return type == settings_type::real ? sizeof(double) : sizeof(uint32_t);
-}
+size_t size_of(settings_type type) { return type == settings_type::real ? sizeof(double) : sizeof(uint32_t); }
 
 bool read_text(const settings_field& f, const char16_t* at, uint8_t* place)
 {
@@ -312,10 +306,7 @@ bool write_to_stream(const settings_writer& from, FILE* stream)
     return true;
 }
 
-const char16_t* settings_head(int32_t kind)
-{
-    return heads[kind - 1].text;
-}
+const char16_t* settings_head(int32_t kind) { return heads[kind - 1].text; }
 
 } // namespace zr
 

@@ -11,14 +11,8 @@ using namespace host;
 namespace
 {
 
-vec3 minus(const vec3& a, const vec3& b)
-{
-    return { a[0] - b[0], a[1] - b[1], a[2] - b[2] };
-}
-double dot(const vec3& a, const vec3& b)
-{
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
+vec3 minus(const vec3& a, const vec3& b) { return { a[0] - b[0], a[1] - b[1], a[2] - b[2] }; }
+double dot(const vec3& a, const vec3& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 vec3 cross(const vec3& a, const vec3& b)
 {
     return { a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0] };

@@ -36,10 +36,7 @@ date = "2026-06-21"
 file = "ground.obj"
 )";
 
-host::scene sunny()
-{
-    return host::parse_scene(day_toml, "day.toml");
-}
+host::scene sunny() { return host::parse_scene(day_toml, "day.toml"); }
 
 /// Starts the program in the folder.
 pid_t start(const temporary_folder& folder, std::vector<std::string> arguments)
