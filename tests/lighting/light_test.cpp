@@ -107,6 +107,18 @@ TEST(Light, StrengthsFollowFromTheUnitThatWasSet)
         EXPECT_NEAR(made->flux_color[2], c.lumens, 1e-5 * c.lumens) << "5000 kelvin is white";
         EXPECT_NEAR(made->intensity_color[0], c.candela, 1e-5 * c.candela);
     }
+    // Incandescent, halogen, metal halide and so on; what is no bulb counts as the last one.
+    const double efficacies[] = { 1.78125, 17, 75, 100, 100, 55, 60, 60 };
+    light bulb = lamp(0.0f);
+    bulb.brightness_unit = BRIGHTNESS_WATTS;
+    bulb.watts = 10.0f;
+    for (const double lumens_per_watt : efficacies)
+    {
+        EXPECT_NEAR(owned_light(bulb)->lumens, 10.0 * lumens_per_watt, 1e-3) << bulb.bulb_index;
+        ++bulb.bulb_index;
+    }
+    bulb.bulb_index = UINT32_MAX;
+    EXPECT_NEAR(owned_light(bulb)->lumens, 600.0, 1e-3);
     const owned_light even(lamp(1000.0f));
     EXPECT_NEAR(emitted_lumens(*even), 1000.0, 0.1);
 }

@@ -47,7 +47,7 @@ double lux_at(test::scene& s, double x, double y, double pixel = 0.0)
 }
 
 /// A window of 2 x 1 metres at y = 0 in a wall, looking north into the room.
-void add_window(test::scene& s)
+void add_window(test::scene& s, float opacity = 0.0f)
 {
     light l = {};
     l.type = LIGHT_DAYLIGHT;
@@ -61,6 +61,7 @@ void add_window(test::scene& s)
     l.vertex_count = 4;
     const vector3 corners[] = { { 1, 0, 1 }, { -1, 0, 1 }, { -1, 0, 2 }, { 1, 0, 2 } };
     std::copy_n(corners, 4, l.vertices);
+    l.opacity = opacity;
     l.simple_brightness = 1;
     l.shadow_strength = 1;
     EXPECT_EQ(zr_insert_light_source_ex(&s.doc->lights, zr_create_light(&l, s.doc->sun_sky), s.doc), 1);
@@ -96,6 +97,38 @@ TEST(SunLight, FollowsTheSineOfTheAltitude)
         s.doc->sun_sky_flags = SUN_SKY_WINDOWS; // the sky comes through windows alone
         s.relight();
         EXPECT_NEAR(lux_at(s, 0, 0), 0.5 * k.sun_strength * k.sun_color[0], 1e-3 * k.sun_strength);
+    }
+}
+
+TEST(SunLight, HasAHighlightAroundItsImage)
+{
+    struct
+    {
+        float highlight;
+        double off_deg, exponent; ///< of the sun from the mirrored ray
+    } const cases[] = { { 50, 0, 25 }, { 50, 10, 25 }, { 150, 5, 0.125 * 201 + 100 }, { 400, 2, 27 * 201 + 100 } };
+    for (const auto& c : cases)
+    {
+        test::scene s;
+        test::mesh m;
+        m.look = s.look(
+            [&](simple_material& look)
+            {
+                look.diffuse_share = 0.6f;
+                look.highlight = c.highlight;
+            });
+        m.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
+        ASSERT_TRUE(s.add(m));
+        set_sun(s, 45.0 + c.off_deg, 0);
+        ASSERT_TRUE(s.prepare());
+        const sun_sky& k = *s.doc->sun_sky;
+        const vector3 towards = k.sun_direction * (1.0 / k.sun_direction.z);
+        const double share = std::fmin(c.highlight / 301.0, 1.0), peak = share * share * 10.0 * 0.4;
+        const double wanted = 0.6 * std::sin((45.0 + c.off_deg) * degree) / M_PI +
+                              peak * std::pow(std::cos(c.off_deg * degree), c.exponent);
+        const vector3 from = { -towards.x, -towards.y, 0 };
+        const vector3 eye = normalized(from) + vector3{ 0, 0, 1 };
+        EXPECT_NEAR(s.radiance(eye, -eye) / (k.sun_strength * k.sun_color[1]), wanted, 1e-3 * wanted) << c.highlight;
     }
 }
 
@@ -246,6 +279,11 @@ TEST(Window, GivesTheSkyBehindIt)
         const double cosine = model == LIGHT_MODEL_EXACT ? -d.y : 1.0;
         const double expected = 2.0 * k.sky_strength * sky_luminance(k, d) * cosine * k.sky_color[1];
         EXPECT_NEAR(sample.color[1], expected, 1e-5 * expected);
+        add_window(s, 0.25f);
+        const light& tinted = *l.next;
+        EXPECT_NEAR(tinted.lumens, 0.75 * l.lumens, 1e-5 * l.lumens);
+        tinted.sample(&tinted, &far_point, &sample, 1);
+        EXPECT_NEAR(sample.color[1], 0.75 * expected, 1e-5 * expected);
         l.sample(&l, &outside, &sample, 1);
         EXPECT_EQ(sample.color[1], 0.0);
         l.sample(&l, &glass, &sample, 1);

@@ -277,6 +277,46 @@ TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)
     }
     EXPECT_GT(tilted, 4500);
 
+    // Rubble and sandpaper lean by noise, the first by three quarters of four octaves; strength mixes the result
+    // with the normal as it was.
+    const vector3 p = { 3.3, -1.7, 20.1 }, up = { 0, 0, 1 };
+    double four[3], one[3];
+    turb3(&p, four, 4);
+    zr_noise(&p, one, 3);
+    const vector3 leaning[] = { vector3{ four[0], four[1], four[2] } * 0.75, { one[0], one[1], one[2] } };
+    for (int i = 0; i < 2; ++i)
+    {
+        for (const double strength : { 1.0, 0.3 })
+        {
+            vector3 bent = up;
+            (i == 0 ? zr_bump_rubble : zr_bump_sandpaper)(&p, &bent, strength);
+            const vector3 wanted = normalized(up * (1.0 - strength) + normalized(up + leaning[i]) * strength);
+            EXPECT_NEAR(length(bent - wanted), 0.0, 1e-12) << i << " " << strength;
+        }
+    }
+    // The four sides of a pyramid, on a floor, under a ceiling and on walls.
+    constexpr double h = 0.35355339059327; // half of the side of a square over its diagonal
+    struct
+    {
+        double x, y;
+        vector3 normal, lean;
+    } const sides[] = {
+        { 0.1, 0.5, { 0, 0, 1 }, { -h, 0, h } }, { 0.5, 0.9, { 0, 0, 1 }, { 0, h, 0 } },
+        { 0.5, 0.1, { 0, 0, 1 }, { 0, -h, 0 } }, { 0.9, 0.5, { 0, 0, 1 }, { h, 0, -h } },
+        { 0.1, 0.5, { 0, 0, -1 }, { h, 0, h } }, { 0.5, 0.9, { 0, 0, -1 }, { 0, h, 0 } },
+        { 0.5, 0.1, { 0, 0, -1 }, { 0, -h, 0 } }, { 0.9, 0.5, { 0, 0, -1 }, { -h, 0, -h } },
+        { -0.9, 0.5, { 1, 0, 0 }, { 0, -0.5, 0 } }, { 0.5, 7.9, { 1, 0, 0 }, { 0, 0, 0.5 } },
+        { 0.1, 0.5, { -1, 0, 0 }, { 0, 0.5, 0 } }, { 0.5, 0.9, { 0, 1, 0 }, { 0, 0, 0.5 } },
+        { 0.1, 0.5, { 0, -1, 0 }, { -0.5, 0, 0 } },
+    };
+    for (const auto& c : sides)
+    {
+        vector3 bent = c.normal;
+        const vector3 at = { c.x, c.y, 0 };
+        zr_bump_pyramid(&at, &bent, 0.5);
+        EXPECT_NEAR(length(bent - normalized(c.normal + c.lean)), 0.0, 1e-9) << c.x << " " << c.y << " " << c.normal.x << c.normal.z;
+    }
+
     test::scene s;
     ripple waves[2] = { { nullptr, { 0, 0, 0 }, 2.0, 0.3f, 0.9f, 1.0f },
         { nullptr, { 5, 5, 0 }, 0.7, 0.2f, 1.0f, 0 } };
@@ -293,7 +333,16 @@ TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)
     for (const vector3 at : { vector3{ 1, 2, 1 }, vector3{ 0, 0, 1 }, vector3{ -7, 3, 1 } })
     {
         const ray r = s.seen(at, { 0, 0, -1 });
-        EXPECT_NEAR(length(r.shading_normal), 1.0, 1e-12);
+        // A cosine that decays with each wave from the centre, one wave after the other.
+        vector3 wanted = { 0, 0, 1 };
+        for (const ripple& w : waves)
+        {
+            const vector3 d = vector3{ at.x, at.y, 0 } - w.center;
+            const double turns = (w.phase / (2 * M_PI) + length(d)) * w.frequency;
+            wanted = normalized(
+                wanted + normalized(d) * (w.amplitude * std::pow(w.decay, turns) * std::cos(2 * M_PI * turns)));
+        }
+        EXPECT_NEAR(length(r.shading_normal - wanted), 0.0, 1e-7);
         if (at.x != 0.0) { EXPECT_LT(r.shading_normal.z, 1.0 - 1e-6); }
         else
         {

@@ -3,6 +3,8 @@
 #include "tests/support/ball_object.hpp"
 #include "tests/support/find_table.hpp"
 #include "tests/support/scene.hpp"
+#include "zirconlite/lighting/sun_sky.h"
+#include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
 #include "zirconlite/search/ray_search.hpp"
 
@@ -223,9 +225,141 @@ TEST(DirectLight, AnOpaqueSheetTakesAllLightOfItsLamps)
             EXPECT_EQ(lux_at(s, 1.99, 0), 0.0);
             EXPECT_NEAR(lux_at(s, 2.01, 0), 200.0 / std::pow(4 + 2.01 * 2.01, 1.5), 1e-3);
         }
-        // A lamp of no shadow strength passes everything.
+        // Shadow strength is the share of the light that is taken.
+        for (const double strength : { 0.0, 0.25 })
+        {
+            s.doc->lights->shadow_strength = strength;
+            EXPECT_NEAR(kept_upwards(s, s.doc->lights, 1, 2.0), strength == 0.0 ? 1.0 : -1.0, 0.0);
+        }
         s.doc->lights->shadow_strength = 0.0;
         EXPECT_NEAR(lux_at(s, 0, 0), 25.0, 1e-3);
+    }
+}
+
+TEST(DirectLight, ShadowRaysEndTenTolerancesBeforeTheirLamp)
+{
+    struct
+    {
+        const char* what;
+        double below; ///< of the sheet under the lamp, in tolerances
+        bool blocks;
+    } const cases[] = { { "through the lamp", 0, false }, { "beside it", 9, false }, { "before it", 11, true } };
+    fill_gamma_tables();
+    for (const auto& c : cases)
+    {
+        for (const int32_t mode : { MODE_RAYTRACE, MODE_SIMPLE })
+        {
+            for (const int32_t model : both_models)
+            {
+                SCOPED_TRACE(c.what);
+                test::scene s(model);
+                add_floor(s, 0.5f);
+                test::mesh sheet;
+                const double z = 2.0 - c.below * 200e-6; // the scene is 200 m wide
+                sheet.quad({ -1, -1, z }, { 1, -1, z }, { 1, 1, z }, { -1, 1, z });
+                ASSERT_TRUE(s.add(sheet));
+                light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+                l.simple_brightness = 1.0f;
+                s.add(l);
+                s.doc->mode = mode;
+                ASSERT_TRUE(s.prepare());
+                ASSERT_NEAR(s.doc->epsilon, 200e-6, 1e-9);
+                const ray r = s.seen({ 0.02, 0.01, 0.1 }, { -0.02, -0.01, -0.1 });
+                const float seen = mode == MODE_SIMPLE ? r.simple_color[1] : r.radiance[1];
+                EXPECT_EQ(seen == 0.0f, c.blocks) << mode << " " << model;
+            }
+        }
+    }
+}
+
+TEST(DirectLight, ShadowRaysLeaveTheFaceWhereItsNormalBendsAway)
+{
+    // Two faces smoothed over a ridge. A sheet floats over one of them, closer than the offset of the shadow rays
+    // or farther: where the normal bends enough the rays start above the close one.
+    constexpr double half_turn = 0.3;
+    struct
+    {
+        int32_t mode;
+        double offset, tolerance; ///< the offset in sizes of the face, 1 + 1 m
+    } const cases[] = { { MODE_RAYTRACE, 0.003333, 0.01 }, { MODE_SIMPLE, 0.015, 0.0001 } };
+    fill_gamma_tables();
+    for (const auto& c : cases)
+    {
+        for (const double share : { 0.9, 1.1 })
+        {
+            test::scene s;
+            test::mesh ridge, sheet;
+            ridge.smooth_cosine = 0.5;
+            const double x = -std::cos(2 * half_turn), z = -std::sin(2 * half_turn);
+            ridge.vertices = { { 0, 0, 0 }, { 1, 0, 0 }, { 1, 1, 0 }, { 0, 1, 0 }, { x, 0, z }, { x, 1, z } };
+            ridge.polygons = { { 0, 1, 2, 3 }, { 4, 0, 3, 5 } };
+            const double high = share * c.offset * 2.0;
+            sheet.quad({ -1, -1, high }, { 2, -1, high }, { 2, 2, high }, { -1, 2, high });
+            ASSERT_TRUE(s.add(ridge) && s.add(sheet));
+            light l = test::scene::lamp({ 0.5, 0.5, 3 }, 100.0f);
+            l.simple_brightness = 1.0f;
+            s.add(l);
+            s.doc->mode = c.mode;
+            ASSERT_TRUE(s.prepare());
+            int lit = 0, dark = 0;
+            for (int i = 10; i < 100; ++i)
+            {
+                const double at = 1.0 - std::pow(0.01 * i, 4.0); // closest where the normals hardly bend
+                const ray r = s.seen({ at, 0.5, 0.5 * high }, { 0, 0, -1 });
+                const double bend = 1.0 - dot(r.geometric_normal, r.interpolated_normal);
+                if (std::fabs(bend - c.tolerance) < 0.1 * c.tolerance) { continue; }
+                const bool leaves = share < 1.0 && bend > c.tolerance;
+                EXPECT_EQ((c.mode == MODE_SIMPLE ? r.simple_color[1] : r.radiance[1]) > 0.0f, leaves) << at;
+                ++(leaves ? lit : dark);
+            }
+            EXPECT_GT(dark, 2);
+            EXPECT_TRUE(share > 1.0 || lit > 10);
+        }
+    }
+}
+
+TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
+{
+    struct
+    {
+        const char* what;
+        float exponent;
+        double off_deg; ///< of the lamp, from the mirrored ray
+        uint32_t object_flags, light_flags;
+        bool shows;
+    } const cases[] = {
+        { "in the mirror direction", 50.0f, 0.0, 0, 0, true },
+        { "beside it", 50.0f, 10.0, 0, 0, true },
+        { "sharp", 300.0f, 3.0, 0, 0, true },
+        { "no exponent above 1", 1.0f, 0.0, 0, 0, false },
+        { "an object without", 50.0f, 0.0, OBJECT_NO_HIGHLIGHT, 0, false },
+        { "a lamp without", 50.0f, 0.0, 0, LIGHT_NO_HIGHLIGHT, false },
+    };
+    for (const int32_t model : both_models)
+    {
+        for (const auto& c : cases)
+        {
+            SCOPED_TRACE(c.what);
+            test::scene s(model);
+            test::mesh plate;
+            plate.flags = c.object_flags;
+            plate.look = s.look(
+                [&](simple_material& m)
+                {
+                    m.diffuse_share = 0.6f;
+                    m.highlight = c.exponent;
+                });
+            plate.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
+            ASSERT_TRUE(s.add(plate));
+            const double altitude = M_PI / 4 + c.off_deg * M_PI / 180;
+            light l = test::scene::lamp({ -4 * std::cos(altitude), 0, 4 * std::sin(altitude) }, 160.0f);
+            l.flags = c.light_flags;
+            s.add(l);
+            ASSERT_TRUE(s.prepare());
+            const double shine = c.shows ? 0.4 * std::pow(std::cos(c.off_deg * M_PI / 180), c.exponent) : 0.0;
+            const double wanted = 160.0 / 16.0 * (0.6 * std::sin(altitude) / M_PI + shine);
+            EXPECT_NEAR(s.radiance({ 1, 0, 1 }, { -1, 0, -1 }), wanted, 1e-4 * wanted);
+        }
     }
 }
 
@@ -698,6 +832,21 @@ TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
         const double rho = std::fmin(c.grey, 0.7);
         const double fast = c.scene_area > 0.0 ? 8000.0 / c.scene_area / (1 - rho) * 1e-4 : 0.0;
         EXPECT_NEAR(s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), fast * c.grey / M_PI, 1e-7);
+        // A sky that gives its light itself leaves it a hundredth; here it is night.
+        s.doc->sun_sky->flags = SUN_BY_ANGLES;
+        s.doc->sun_sky->direct_altitude = -1.0f;
+        // The sun alone takes the sky's scale once, and six tenths of it.
+        struct
+        {
+            uint32_t sky;
+            double share;
+        } const skies[] = { { SUN_SKY_SUN, 0.01 * 0.6 / 0.01 }, { SUN_SKY_SUN | SUN_SKY_INDIRECT, 1.0 } };
+        for (const auto& [sky, share] : skies)
+        {
+            s.doc->sun_sky_flags = sky;
+            s.relight();
+            EXPECT_NEAR(s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), share * fast * c.grey / M_PI, 1e-3 * share * fast);
+        }
     }
 }
 

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "tests/support/materials.hpp"
 #include "tests/support/scene.hpp"
+#include "zirconlite/materials/blend.h"
 #include "zirconlite/picture/projection.h"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
 
@@ -135,22 +137,31 @@ TEST(PixelSampler, RefinesWhereObjectsOrColoursDiffer)
         double threshold;
         double covered; ///< share of the left sheet that the pixel shows
         bool refined;
+        int noisy; ///< sheets with noisy bumps
     } const cases[] = {
-        { "quality 1: corners only", 1, 1.0f, 0.0f, 0.1, 0.5, false },
-        { "quality 2, other colours", 2, 1.0f, 0.0f, 0.1, 0.25, true },
-        { "quality 2, equal colours", 2, 0.5f, 0.5f, 0.1, 0, false },
-        { "quality 3, equal colours of two objects", 3, 0.5f, 0.5f, 0.1, 0, true },
-        { "quality 3, no threshold below 1", 3, 1.0f, 0.0f, 1.0, 0, true },
-        { "quality 2, no threshold below 1", 2, 1.0f, 0.0f, 1.0, 0.5, false },
-        { "quality 4, fine", 4, 1.0f, 0.0f, 0.1, 0.375, true },
-        { "quality 5, fine", 5, 1.0f, 0.0f, 0.1, 0.375, true },
+        { "quality 1: corners only", 1, 1.0f, 0.0f, 0.1, 0.5, false, 0 },
+        { "quality 2, other colours", 2, 1.0f, 0.0f, 0.1, 0.25, true, 0 },
+        { "quality 2, equal colours", 2, 0.5f, 0.5f, 0.1, 0, false, 0 },
+        { "quality 3, equal colours of two objects", 3, 0.5f, 0.5f, 0.1, 0, true, 0 },
+        { "quality 3, no threshold below 1", 3, 1.0f, 0.0f, 1.0, 0, true, 0 },
+        { "quality 2, no threshold below 1", 2, 1.0f, 0.0f, 1.0, 0.5, false, 0 },
+        { "quality 4, fine", 4, 1.0f, 0.0f, 0.1, 0.375, true, 0 },
+        { "quality 2, noisy, near the middle", 2, 0.6f, 0.2f, 0.0, 0, false, 2 },
+        { "quality 2, noisy, far from the middle", 2, 1.0f, 0.0f, 0.0, 0, true, 2 },
+        { "quality 2, one noisy sheet", 2, 0.96f, 0.0f, 0.1, 0, true, 1 },
+        { "quality 4, noisy", 4, 0.4f, 0.0f, 0.1, 0, true, 2 },
+        { "quality 5, fine", 5, 1.0f, 0.0f, 0.1, 0.375, true, 0 },
     };
+    const test::noise_table noise;
     for (const auto& c : cases)
     {
         SCOPED_TRACE(c.what);
         picture p;
-        p.sheet(-2, 3.3, p.glowing(c.left));
-        p.sheet(3.3, width + 2.0, p.glowing(c.right));
+        material_entry* const looks[] = { p.glowing(c.left), p.glowing(c.right) };
+        const double up[3] = { 0, 0, 1 }, one[3] = { 1, 1, 1 };
+        for (int i = 0; i < c.noisy; ++i) { EXPECT_EQ(zr_add_bump(looks[i]->material, 1 + i, up, one, 0.0, one, 1.0), 1); }
+        p.sheet(-2, 3.3, looks[0]);
+        p.sheet(3.3, width + 2.0, looks[1]);
         ASSERT_TRUE(p.prepare());
         float seen[height][width];
         const uint32_t rays = p.sample_all(c.quality, c.threshold, seen);
