@@ -106,7 +106,8 @@ TEST(SunLight, HasAHighlightAroundItsImage)
     {
         float highlight;
         double off_deg, exponent; ///< of the sun from the mirrored ray
-    } const cases[] = { { 50, 0, 25 }, { 50, 10, 25 }, { 150, 5, 0.125 * 201 + 100 }, { 400, 2, 27 * 201 + 100 } };
+    } const cases[] = { { 50, 0, 25 }, { 50, 10, 25 }, { 150, 5, 0.125 * 201 + 100 },
+        { 400, 2, 27 * 201 + 100 } };
     for (const auto& c : cases)
     {
         test::scene s;
@@ -128,7 +129,8 @@ TEST(SunLight, HasAHighlightAroundItsImage)
                               peak * std::pow(std::cos(c.off_deg * degree), c.exponent);
         const vector3 from = { -towards.x, -towards.y, 0 };
         const vector3 eye = normalized(from) + vector3{ 0, 0, 1 };
-        EXPECT_NEAR(s.radiance(eye, -eye) / (k.sun_strength * k.sun_color[1]), wanted, 1e-3 * wanted) << c.highlight;
+        EXPECT_NEAR(s.radiance(eye, -eye) / (k.sun_strength * k.sun_color[1]), wanted, 1e-3 * wanted)
+            << c.highlight;
     }
 }
 

@@ -277,8 +277,8 @@ TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)
     }
     EXPECT_GT(tilted, 4500);
 
-    // Rubble and sandpaper lean by noise, the first by three quarters of four octaves; strength mixes the result
-    // with the normal as it was.
+    // Rubble and sandpaper lean by noise, the first by three quarters of four octaves; strength mixes the
+    // result with the normal as it was.
     const vector3 p = { 3.3, -1.7, 20.1 }, up = { 0, 0, 1 };
     double four[3], one[3];
     turb3(&p, four, 4);
@@ -301,12 +301,18 @@ TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)
         double x, y;
         vector3 normal, lean;
     } const sides[] = {
-        { 0.1, 0.5, { 0, 0, 1 }, { -h, 0, h } }, { 0.5, 0.9, { 0, 0, 1 }, { 0, h, 0 } },
-        { 0.5, 0.1, { 0, 0, 1 }, { 0, -h, 0 } }, { 0.9, 0.5, { 0, 0, 1 }, { h, 0, -h } },
-        { 0.1, 0.5, { 0, 0, -1 }, { h, 0, h } }, { 0.5, 0.9, { 0, 0, -1 }, { 0, h, 0 } },
-        { 0.5, 0.1, { 0, 0, -1 }, { 0, -h, 0 } }, { 0.9, 0.5, { 0, 0, -1 }, { -h, 0, -h } },
-        { -0.9, 0.5, { 1, 0, 0 }, { 0, -0.5, 0 } }, { 0.5, 7.9, { 1, 0, 0 }, { 0, 0, 0.5 } },
-        { 0.1, 0.5, { -1, 0, 0 }, { 0, 0.5, 0 } }, { 0.5, 0.9, { 0, 1, 0 }, { 0, 0, 0.5 } },
+        { 0.1, 0.5, { 0, 0, 1 }, { -h, 0, h } },
+        { 0.5, 0.9, { 0, 0, 1 }, { 0, h, 0 } },
+        { 0.5, 0.1, { 0, 0, 1 }, { 0, -h, 0 } },
+        { 0.9, 0.5, { 0, 0, 1 }, { h, 0, -h } },
+        { 0.1, 0.5, { 0, 0, -1 }, { h, 0, h } },
+        { 0.5, 0.9, { 0, 0, -1 }, { 0, h, 0 } },
+        { 0.5, 0.1, { 0, 0, -1 }, { 0, -h, 0 } },
+        { 0.9, 0.5, { 0, 0, -1 }, { -h, 0, -h } },
+        { -0.9, 0.5, { 1, 0, 0 }, { 0, -0.5, 0 } },
+        { 0.5, 7.9, { 1, 0, 0 }, { 0, 0, 0.5 } },
+        { 0.1, 0.5, { -1, 0, 0 }, { 0, 0.5, 0 } },
+        { 0.5, 0.9, { 0, 1, 0 }, { 0, 0, 0.5 } },
         { 0.1, 0.5, { 0, -1, 0 }, { -0.5, 0, 0 } },
     };
     for (const auto& c : sides)
@@ -314,7 +320,8 @@ TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)
         vector3 bent = c.normal;
         const vector3 at = { c.x, c.y, 0 };
         zr_bump_pyramid(&at, &bent, 0.5);
-        EXPECT_NEAR(length(bent - normalized(c.normal + c.lean)), 0.0, 1e-9) << c.x << " " << c.y << " " << c.normal.x << c.normal.z;
+        EXPECT_NEAR(length(bent - normalized(c.normal + c.lean)), 0.0, 1e-9)
+            << c.x << " " << c.y << " " << c.normal.x << c.normal.z;
     }
 
     test::scene s;
@@ -339,8 +346,8 @@ TEST(Surface, BumpsAndRipplesKeepNormalsAtUnitLength)
         {
             const vector3 d = vector3{ at.x, at.y, 0 } - w.center;
             const double turns = (w.phase / (2 * M_PI) + length(d)) * w.frequency;
-            wanted = normalized(
-                wanted + normalized(d) * (w.amplitude * std::pow(w.decay, turns) * std::cos(2 * M_PI * turns)));
+            wanted = normalized(wanted + normalized(d) * (w.amplitude * std::pow(w.decay, turns) *
+                                                             std::cos(2 * M_PI * turns)));
         }
         EXPECT_NEAR(length(r.shading_normal - wanted), 0.0, 1e-7);
         if (at.x != 0.0) { EXPECT_LT(r.shading_normal.z, 1.0 - 1e-6); }

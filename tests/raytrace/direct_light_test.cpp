@@ -243,7 +243,8 @@ TEST(DirectLight, ShadowRaysEndTenTolerancesBeforeTheirLamp)
         const char* what;
         double below; ///< of the sheet under the lamp, in tolerances
         bool blocks;
-    } const cases[] = { { "through the lamp", 0, false }, { "beside it", 9, false }, { "before it", 11, true } };
+    } const cases[] = { { "through the lamp", 0, false }, { "beside it", 9, false },
+        { "before it", 11, true } };
     fill_gamma_tables();
     for (const auto& c : cases)
     {
@@ -274,8 +275,8 @@ TEST(DirectLight, ShadowRaysEndTenTolerancesBeforeTheirLamp)
 
 TEST(DirectLight, ShadowRaysLeaveTheFaceWhereItsNormalBendsAway)
 {
-    // Two faces smoothed over a ridge. A sheet floats over one of them, closer than the offset of the shadow rays
-    // or farther: where the normal bends enough the rays start above the close one.
+    // Two faces smoothed over a ridge. A sheet floats over one of them, closer than the offset of the shadow
+    // rays or farther: where the normal bends enough the rays start above the close one.
     constexpr double half_turn = 0.3;
     struct
     {
@@ -845,7 +846,8 @@ TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
         {
             s.doc->sun_sky_flags = sky;
             s.relight();
-            EXPECT_NEAR(s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), share * fast * c.grey / M_PI, 1e-3 * share * fast);
+            EXPECT_NEAR(
+                s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), share * fast * c.grey / M_PI, 1e-3 * share * fast);
         }
     }
 }

@@ -159,7 +159,10 @@ TEST(PixelSampler, RefinesWhereObjectsOrColoursDiffer)
         picture p;
         material_entry* const looks[] = { p.glowing(c.left), p.glowing(c.right) };
         const double up[3] = { 0, 0, 1 }, one[3] = { 1, 1, 1 };
-        for (int i = 0; i < c.noisy; ++i) { EXPECT_EQ(zr_add_bump(looks[i]->material, 1 + i, up, one, 0.0, one, 1.0), 1); }
+        for (int i = 0; i < c.noisy; ++i)
+        {
+            EXPECT_EQ(zr_add_bump(looks[i]->material, 1 + i, up, one, 0.0, one, 1.0), 1);
+        }
         p.sheet(-2, 3.3, looks[0]);
         p.sheet(3.3, width + 2.0, looks[1]);
         ASSERT_TRUE(p.prepare());
