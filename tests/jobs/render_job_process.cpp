@@ -110,23 +110,6 @@ TEST_F(render_job_test, ReportsInOrderWithFractionsThatGrow)
     zr_close_document(d);
 }
 
-TEST_F(render_job_test, AnAnswerOfZeroStopsAGridBuild)
-{
-    document* d = open_room(width, height);
-    for (const int32_t code : { PROGRESS_GRID_STARTS, PROGRESS_GRID_ADVANCES })
-    {
-        if (code == PROGRESS_GRID_ADVANCES && !count_of(code)) { continue; }
-        answer(code, 0);
-        EXPECT_EQ(zr_build_voxel_grid(d), 0) << code;
-        EXPECT_FALSE(d->state_flags & DOCUMENT_GRID_BUILT);
-        answer(code, 1);
-    }
-    EXPECT_EQ(zr_build_voxel_grid(d), 1);
-    render_job job = job_of(d);
-    EXPECT_EQ(render_to_end(job), both) << "a stopped build leaves nothing behind";
-    zr_close_document(d);
-}
-
 /// The host's own answer is no request to stop: no code -1, no "stopped".
 TEST_F(render_job_test, AnAnswerOfZeroEndsTheJobAsStopped)
 {

@@ -267,43 +267,6 @@ TEST(Blend, MasksFollowTheirPicture)
     mask->bitmap = nullptr;
 }
 
-TEST(Blend, SixLevelsAreTheSameEveryTime)
-{
-    const noise_table noise;
-    const physical_colors physical;
-    material* m = new_simple_material();
-    for (int32_t level = 0; level < 6; ++level)
-    {
-        material* above = new_complex_material();
-        blended(above).children[0] = m;
-        blended(above).children[1] = new_simple_material();
-        for (float& c : simple(blended(above).children[1]).color) { c = 0.15f * float(level + 1); }
-        zr_set_blend_kind(above, level % 4);
-        blended(above).params = { 4, 0, { 0.6f, 0.6f, 1 }, { 0.4f, 0, 0 }, { 0.5f, 0.5f, 0 }, { 0.3, 0, 0 },
-            nullptr, {}, {} };
-        blended(above).rotation = float(level);
-        blended(above).scale = { 1.0 + level, 2.0, 1.0 };
-        zr_update_pattern_transform(above);
-        m = above;
-    }
-    std::vector<float> first;
-    for (int pass = 0; pass < 2; ++pass)
-    {
-        for (int i = 0; i < 200; ++i)
-        {
-            ray r = hit_from_above();
-            r.map_point = { i * 0.173, i * -0.031, i * 0.011 };
-            surface s;
-            zr_resolve_surface(m, &r, &s);
-            if (pass == 0) { first.push_back(s.color[1]); }
-            EXPECT_EQ(s.color[1], first[size_t(i)]);
-        }
-    }
-    EXPECT_GT(std::set<float>(first.begin(), first.end()).size(), 20u);
-    EXPECT_TRUE(is_always_opaque(m));
-    free_material(m);
-}
-
 TEST(Blend, KindsAndBumpsAreNamedByTheTableOfTexts)
 {
     const std::u16string path = std::filesystem::path(ZIRCONLITE_SOURCE_DIR "/resources/zr3.uni").u16string();

@@ -87,27 +87,6 @@ TEST(Mapping, ProjectsByItsKind)
     expect_near(m.uvw, { 2 * 2.0, 3 * 3.0, 5 * 1.0 });
 }
 
-TEST(Mapping, KeepsSizesOnSurfacesWithNoSeamsButItsOwn)
-{
-    // Round a cylinder and a sphere, and up the sphere, coordinates grow as the way does; one jump lies at
-    // -x.
-    const auto on = [](int32_t kind, double a, double b)
-    {
-        const vector3 p = { 3 * std::cos(a) * std::cos(b), 3 * std::sin(a) * std::cos(b), 3 * std::sin(b) };
-        return map(mapping_of(kind), p, {}).uvw;
-    };
-    for (int i = 0; i < 360; ++i)
-    {
-        const double a = (i + 0.5) * pi / 180, step = pi / 180;
-        for (const int32_t kind : { MAPPING_CYLINDER, MAPPING_SPHERE })
-        {
-            const double way = on(kind, a + step, 0).x - on(kind, a, 0).x;
-            EXPECT_NEAR(way, i == 179 ? 3 * step - 6 * pi : 3 * step, 1e-6) << i;
-        }
-        EXPECT_NEAR(on(MAPPING_SPHERE, a, 0.1).y - on(MAPPING_SPHERE, a, 0).y, 0.3, 1e-9);
-    }
-}
-
 TEST(Mapping, AnglesTakeThePatternOfTheMaterialOut)
 {
     material* tile = new_complex_material();

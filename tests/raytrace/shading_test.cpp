@@ -94,29 +94,6 @@ TEST(Glass, BendsLightByTheLawOfRefraction)
     }
 }
 
-TEST(Glass, APrismTurnsLightByItsLeastDeviation)
-{
-    // Symmetric passage: the ray inside runs along x, and the whole turn is 2 asin(n sin(A / 2)) - A.
-    const double apex = M_PI / 3, ior = 1.5, turn = 2.0 * std::asin(ior * std::sin(apex / 2)) - apex;
-    test::scene s;
-    test::mesh prism;
-    prism.look = s.glass(float(ior));
-    const double h = std::sqrt(3.0) / 2;
-    const vector3 a = { -0.5, -1, 0 }, b = { 0.5, -1, 0 }, c = { 0, -1, h }, by = { 0, 2, 0 };
-    prism.triangle(a, b, c);
-    prism.triangle(b + by, a + by, c + by);
-    prism.quad(b, a, a + by, b + by);
-    prism.quad(a, c, c + by, a + by);
-    prism.quad(c, b, b + by, c + by);
-    ASSERT_TRUE(s.add(prism));
-    const vector3 in = { std::cos(turn / 2), 0, std::sin(turn / 2) }, out = { in.x, 0, -in.z };
-    const vector3 enters = { -0.25, 0, h / 2 }, leaves = { 0.25, 0, h / 2 };
-    add_target(s, leaves + out * 10.0, out, 0.005);
-    ASSERT_TRUE(s.prepare());
-    EXPECT_GT(s.radiance(enters - in * 3.0, in), 0.8);
-    EXPECT_LT(s.radiance(enters - in * 3.0 + vector3{ 0, 0, 0.02 }, in), 0.01);
-}
-
 TEST(Furnace, MirrorAndGlassInALuminousShellShowItsRadiance)
 {
     struct

@@ -295,26 +295,3 @@ TEST(SearchTree, BoundsWithoutSenseLeaveTheOtherObjectsFindable)
         }
     }
 }
-
-TEST(SearchTree, EveryObjectStandsInOneLeaf)
-{
-    mixed_scene m(5);
-    for (int i = 0; i < 40; ++i) { m.add_part(i % 6); }
-    ASSERT_TRUE(zr_build_voxel_grid(m.s.doc));
-    const search_tree& t = m.s.doc->voxel_grid->tree;
-    std::map<uint32_t, int> places;
-    const auto count = [&](uint32_t number)
-    {
-        if (number) { ++places[number]; }
-    };
-    for (size_t i = 0; i < t.block_count; ++i)
-    {
-        for (const uint32_t n : t.blocks[i].numbers) { count(n); }
-    }
-    for (size_t i = 0; i < t.run_count; ++i)
-    {
-        for (const uint32_t n : t.runs[i].numbers) { count(n); }
-    }
-    EXPECT_EQ(places.size(), m.s.doc->object_table_count - 1u);
-    for (const auto& [number, times] : places) { EXPECT_EQ(times, 1) << number; }
-}

@@ -202,23 +202,6 @@ TEST_F(CommandLine, ExplainsItself)
     EXPECT_EQ(folder.read("output.txt").substr(0, 11), "zirconlite ");
 }
 
-TEST_F(CommandLine, RendersOnePictureThroughEitherSearchStructure)
-{
-    std::string grid = room_toml;
-    folder.write("grid.toml", grid.insert(grid.find("threads"), "search = \"grid\"\n"));
-    EXPECT_EQ(run({ "render", "room.toml", "-o", "plain.png" }), 0);
-    const std::string plain = folder.read("plain.png");
-    EXPECT_GT(facts("plain.png").mean, 1.0);
-    const std::vector<std::string> ways[] = { { "render", "grid.toml" },
-        { "render", "room.toml", "--search", "grid" }, { "render", "grid.toml", "--search", "tree" } };
-    for (std::vector<std::string> arguments : ways)
-    {
-        arguments.insert(arguments.end(), { "-o", "out.png" });
-        EXPECT_EQ(run(arguments), 0) << errors();
-        EXPECT_TRUE(folder.read("out.png") == plain) << arguments[1];
-    }
-}
-
 TEST_F(CommandLine, RendersPicturesOfTheSizesAskedFor)
 {
     struct
