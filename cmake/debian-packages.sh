@@ -9,7 +9,7 @@ is_installed()
 }
 
 # What the checks beyond the tests need: fuzz targets, formatting, the reference.
-check_packages="clang clang-format doxygen libclang-rt-dev"
+check_packages="clang clang-format-14 doxygen libclang-rt-dev"
 
 # Installs those of its arguments that are missing.
 install_packages()

@@ -30,13 +30,13 @@ enum progress_state
 /** A long operation as a window would show it. */
 typedef struct progress
 {
-    int32_t state; /**< a progress_state; polled by waiters, see zr_wait_for_state_variable */
-    zr_handle window;
-    char16_t title[256];
-    char16_t line1[256], line2[256], line3[256];
-    progress_bar bar;
-    zr_handle bar_window;
-    zr_handle parent;
+    int32_t state;       /**< a progress_state; polled by waiters, see zr_wait_for_state_variable */
+    zr_handle window;    /**< the progress window; NULL none */
+    char16_t title[256]; /**< title of the window */
+    char16_t line1[256], line2[256], line3[256]; /**< lines of text above the bar */
+    progress_bar bar;                            /**< the bar */
+    zr_handle bar_window;                        /**< window that shows the bar; NULL none */
+    zr_handle parent; /**< window over which the progress window opens; NULL none */
 } progress;
 
 ZR_EXTERN_C_END

@@ -44,29 +44,32 @@ typedef struct environment
     double angle0, angle1, angle2;         /**< altitudes of the stops top, middle, bottom, radians */
     uint32_t image_flags;                  /**< BACKGROUND_* bits */
     int32_t image_projection;              /**< 0 planar, 1 cylindrical, 2 spherical */
-    char16_t image_filename[260];
-    float image_opacity;
-    int32_t mask_type, mask_flags;
-    float mask_color[3];
-    float mask_range, mask_blur;
+    char16_t image_filename[260];          /**< file of the background picture; empty none */
+    float image_opacity;                   /**< 0 to 1 */
+    int32_t mask_type, mask_flags; /**< key of the background picture: a mat_key_kind and KEY_* bits */
+    float mask_color[3];           /**< key colour, linear, 0 to 1 */
+    float mask_range, mask_blur;   /**< tolerance and feather of the key */
     float image_planar_scale[2], image_planar_offset[2]; /**< fractions of the view */
     float image_cylindrical_angles[4]; /**< top and bottom altitude, centre azimuth, azimuth span, radians */
     float image_spherical_angles[4];   /**< the same for the spherical projection */
     uint32_t cloud_flags;              /**< CLOUDS_* bits */
-    int32_t cloud_seed;
-    float cloud_rotation;  /**< radians about the vertical */
-    float cloud_offset[3]; /**< fractions of the cloud box */
-    float cu_color[3];     /**< tint of the cumulus */
-    float cu_scale[3];     /**< size of the cumulus along x, y, z */
-    float cu_scale_v;      /**< variation of the size, 0 to 1 */
-    int32_t cu_number;     /**< count of ellipsoids */
-    float ci_color[3];     /**< tint of the cirrus */
-    float ci_scale[3];     /**< size of its pattern; x and y are used */
+    int32_t cloud_seed;                /**< another seed gives other clouds */
+    float cloud_rotation;              /**< radians about the vertical */
+    float cloud_offset[3];             /**< fractions of the cloud box */
+    float cu_color[3];                 /**< tint of the cumulus */
+    float cu_scale[3];                 /**< size of the cumulus along x, y, z */
+    float cu_scale_v;                  /**< variation of the size, 0 to 1 */
+    int32_t cu_number;                 /**< count of ellipsoids */
+    float ci_color[3];                 /**< tint of the cirrus */
+    float ci_scale[3];                 /**< size of its pattern; x and y are used */
+    /** @{ */
+    /** amount of cirrus, its transparency, and its strength at the horizon, each 0 to 1 */
     float ci_density, ci_transparency, ci_horizon;
+    /** @} */
     render_view* hdr_view; /**< a picture of the whole surrounding; NULL none */
     float hdr_rotation;    /**< radians about the vertical */
-    float hdr_scale;
-    float hdr_opacity; /**< what stays of the colour under it: 1 hides the picture, 0 shows it alone */
+    float hdr_scale;       /**< factor on the radiance of the environment map */
+    float hdr_opacity;     /**< what stays of the colour under it: 1 hides the picture, 0 shows it alone */
 } environment;
 
 ZR_EXTERN_C_END

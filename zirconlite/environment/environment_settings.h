@@ -23,6 +23,8 @@ enum
 typedef struct environment_settings
 {
     uint32_t environment_flags; /**< ENVIRONMENT_* bits */
+    /** @{ */
+    /** As in `environment` or `document`. */
     int32_t mode;
     float color0[3], color1[3], color2[3];
     double angle0, angle1, angle2;
@@ -31,7 +33,10 @@ typedef struct environment_settings
     double fog_distance;
     float fog_strength;
     double ground_height;
+    /** @} */
     char16_t *ground_material_name, *ground_material_library; /**< from zr_malloc; NULL none */
+    /** @{ */
+    /** As in `environment`. */
     uint32_t cloud_flags;
     float cu_color[3], ci_color[3];
     float ci_density, ci_transparency, ci_horizon;
@@ -41,32 +46,43 @@ typedef struct environment_settings
     float cloud_rotation;
     int32_t cloud_seed;
     float cloud_offset[3];
+    /** @} */
 } environment_settings;
 
 /** The block of the background picture. */
 typedef struct environment_picture_settings
 {
+    /** @{ */
+    /** As in `environment`. */
     char16_t image_filename[260];
     int32_t image_projection;
+    /** @} */
     int32_t image_tile_mode; /**< a TILE_MODE_* */
     int32_t image_fit;       /**< not 0: BACKGROUND_FIT */
+    /** @{ */
+    /** As in `environment`. */
     float image_opacity;
     float image_planar_scale[2], image_planar_offset[2];
     float image_spherical_angles[4], image_cylindrical_angles[4];
     int32_t mask_type, mask_flags;
     float mask_color[3];
     float mask_range, mask_blur;
+    /** @} */
 } environment_picture_settings;
 
+/** @{ */
 /** Copy a document's `environment`, or its `reflected_environment`, with the flags, haze and ground of the
  * document into the working copy. 1; 0 for NULL and when memory fails. */
 ZR_API int32_t get_environment_info(const document* document);
 ZR_API int32_t get_reflected_environment_info(const document* document);
+/** @} */
 
+/** @{ */
 /** Copy the working copy back: with the flags, haze and ground for `environment`, with the flags alone for
  *  `reflected_environment`. 1; 0 for NULL and when memory fails. */
 ZR_API int32_t store_environment_info(document* document);
 ZR_API int32_t store_reflected_environment_info(document* document);
+/** @} */
 
 /** The general block of the working copy, and in `picture_out` that of the picture. */
 ZR_API environment_settings* get_global_env_ptrs(environment_picture_settings** picture_out);

@@ -16,13 +16,13 @@ ZR_EXTERN_C_BEGIN
 typedef struct scene_object scene_object;
 typedef struct light light;
 typedef struct sun_sky sun_sky;
-typedef struct voxel_grid voxel_grid;
+typedef struct voxel_grid voxel_grid; /**< see search/voxel_grid.h */
 typedef struct material_entry material_entry;
-typedef struct prepared_environment prepared_environment;
-typedef struct render_worker render_worker;
-typedef struct rpc_mesh rpc_mesh;
-typedef struct shooter shooter;
-typedef struct solver_worker solver_worker;
+typedef struct prepared_environment prepared_environment; /**< what a render derives from an `environment` */
+typedef struct render_worker render_worker;               /**< one worker of a render */
+typedef struct rpc_mesh rpc_mesh;                         /**< a mesh whose faces take pictures from a file */
+typedef struct shooter shooter;                           /**< a patch in the solver's order of brightness */
+typedef struct solver_worker solver_worker;               /**< one worker of the radiosity solver */
 
 /** Values of `document.mode`. */
 enum document_mode
@@ -104,9 +104,9 @@ enum light_model
 /** One list of objects, with the arena that holds them. */
 typedef struct object_group
 {
-    scene_object* first; /**< newest first */
-    scene_object *list_word_1, *list_word_2;
-    memory_list* memory;
+    scene_object* first;                     /**< newest first */
+    scene_object *list_word_1, *list_word_2; /**< NULL; not read */
+    memory_list* memory;                     /**< owned */
     int32_t totals[15]; /**< saved with radiosity solutions; [0] is the count of objects */
     double area_sum;    /**< m^2 in model units */
 } object_group;
@@ -117,8 +117,8 @@ typedef struct object_group
 /** A node of the list of blocks that are freed with the document. */
 typedef struct free_list_node
 {
-    struct free_list_node* next;
-    void* block;
+    struct free_list_node* next; /**< next node */
+    void* block;                 /**< from zr_malloc */
 } free_list_node;
 
 /** A scene with its settings. Made by zr_open_document, closed by zr_close_document. */
@@ -132,18 +132,18 @@ typedef struct document
     double world_to_model, model_to_world; /**< host: scale between metres and model units, each way */
 
     /* Preprocess progress */
-    progress progress_record;
-    zr_handle notify_window; /**< command 10001 goes here when a job ends */
+    progress progress_record; /**< shown while a grid or frustum is built */
+    zr_handle notify_window;  /**< command 10001 goes here when a job ends */
 
     /* Objects */
     object_group radiosity_objects; /**< meshes that take part in radiosity */
     object_group scene_objects;     /**< render meshes, plants and image planes */
     memory_list* misc_memory;       /**< allocations tied to the scene as a whole */
-    int32_t misc_totals[15];
+    int32_t misc_totals[15];        /**< counts saved with radiosity solutions */
 
     /* Lights and sky */
-    light* lights;
-    int32_t light_count;
+    light* lights;                                 /**< owned list, strongest first */
+    int32_t light_count;                           /**< number of lights and groups in the list */
     uint32_t sun_sky_flags;                        /**< SUN_SKY_* bits */
     struct sun_sky* sun_sky;                       /**< owned, never NULL */
     float tone_exponent_factor, tone_scale_factor; /**< 1.0; tone operator factors while the sky is in use */
@@ -151,41 +151,41 @@ typedef struct document
     /* Extents and acceleration */
     bounding_box bounds; /**< of the whole scene, model units; meshes make it grow */
     double epsilon; /**< model units; 1e-6 of the largest extent, 1e-6 for an empty scene before a build */
-    struct voxel_grid* voxel_grid;
+    struct voxel_grid* voxel_grid;    /**< owned acceleration structure; NULL before the first build */
     int32_t build_count, build_total; /**< objects done and in all, of a running grid build */
     int32_t build_reentered;          /**< objects entered again while a cell was split */
     int32_t frustum_invalid;          /**< 1 demands a new build of the screen frustum; builds of the search
                                            structure set it */
-    material_entry* materials;
-    int32_t preprocess_stop; /**< 1 asks a running grid or frustum build to stop; atomic */
-    zr_handle preprocess_thread;
-    int32_t frame_number;      /**< host: frame of an animation */
+    material_entry* materials;        /**< owned list */
+    int32_t preprocess_stop;          /**< 1 asks a running grid or frustum build to stop; atomic */
+    zr_handle preprocess_thread;      /**< while a build runs; NULL otherwise */
+    int32_t frame_number;             /**< host: frame of an animation */
     memory_list* voxel_memory; /**< made by the first build; zr_mem_get_alloc gives the bytes that the grid or
                                     tree holds, 0 after zr_free_voxel_grid. It has no chunks */
 
     /* Radiosity */
-    int32_t radiosity_iterations;
-    double mesh_tolerances[4]; /**< defaults of new meshes: contrast 0.6, patch area 2.0, element area 0.5,
-                                  least area 0.01 */
-    double unshot_fraction;    /**< 1.0; luminance of `unshot_energy` over that of `total_energy` */
-    double scene_area;         /**< host: area of all surfaces, m^2; 0 switches the ambient stand-in off */
-    double ambient_gain;       /**< guarded by the ambient lock */
-    int32_t radiosity_threads;
-    int32_t solver_pause;    /**< 1 asks the solver to stop at once; atomic */
-    zr_handle solver_thread; /**< while the solver runs; NULL otherwise */
-    zr_handle solver_event;
-    int32_t solver_stage;   /**< 0 while lights are shot, 1 while patches are */
-    int32_t shot_count;     /**< shots done so far; the sky's stage counts as one */
-    double color_bleed;     /**< exponent of the desaturation of shot colours and of `ambient` */
-    float total_energy[3];  /**< of the lights and the sun */
-    float light_energy[3];  /**< what no shot has sent yet */
-    float unshot_energy[3]; /**< `light_energy` and the unshot energy of all patches */
+    int32_t radiosity_iterations; /**< iterations of the solver so far */
+    double mesh_tolerances[4];    /**< defaults of new meshes: contrast 0.6, patch area 2.0, element area 0.5,
+                                     least area 0.01 */
+    double unshot_fraction;       /**< 1.0; luminance of `unshot_energy` over that of `total_energy` */
+    double scene_area;            /**< host: area of all surfaces, m^2; 0 switches the ambient stand-in off */
+    double ambient_gain;          /**< guarded by the ambient lock */
+    int32_t radiosity_threads;    /**< threads of the solver */
+    int32_t solver_pause;         /**< 1 asks the solver to stop at once; atomic */
+    zr_handle solver_thread;      /**< while the solver runs; NULL otherwise */
+    zr_handle solver_event;       /**< set when the solver has work */
+    int32_t solver_stage;         /**< 0 while lights are shot, 1 while patches are */
+    int32_t shot_count;           /**< shots done so far; the sky's stage counts as one */
+    double color_bleed;           /**< exponent of the desaturation of shot colours and of `ambient` */
+    float total_energy[3];        /**< of the lights and the sun */
+    float light_energy[3];        /**< what no shot has sent yet */
+    float unshot_energy[3];       /**< `light_energy` and the unshot energy of all patches */
     int32_t vertex_visits, sample_count, ray_count, blocked_count; /**< statistics of the shots */
     shooter* shooters;                                             /**< the brightest patches */
-    solver_worker* solver_workers;
-    int32_t solver_worker_count;
-    int32_t update_interval; /**< milliseconds between refreshes of the display */
-    double mean_reflectance[3];
+    solver_worker* solver_workers;                                 /**< while the solver runs */
+    int32_t solver_worker_count;                                   /**< number of `solver_workers` */
+    int32_t update_interval;            /**< milliseconds between refreshes of the display */
+    double mean_reflectance[3];         /**< area-weighted mean reflectance of the scene, 0 to 1 */
     double ambient[3];                  /**< guarded by the ambient lock */
     double display_peak, radiance_peak; /**< largest channel of the vertices at the latest updates */
 
@@ -194,10 +194,10 @@ typedef struct document
     int32_t stop_render;                             /**< 1 asks the render to stop; atomic */
     uint32_t render_state;                           /**< RENDER_STATE_* bits */
     zr_handle render_thread;                         /**< the job thread while it runs; NULL otherwise */
-    render_worker* workers;
-    int32_t thread_count; /**< workers of the current render */
-    int32_t render_pass;  /**< 1, 2 or 3 while that pass runs */
-    double current_line;  /**< line at which the pass stands */
+    render_worker* workers;                          /**< while a render runs; NULL otherwise */
+    int32_t thread_count;                            /**< workers of the current render */
+    int32_t render_pass;                             /**< 1, 2 or 3 while that pass runs */
+    double current_line;                             /**< line at which the pass stands */
 
     /* Render settings, written by the host */
     uint32_t render_flags; /**< RENDER_* bits */
@@ -212,27 +212,30 @@ typedef struct document
     uint32_t environment_flags;           /**< ENVIRONMENT_* bits */
     double ground_height;                 /**< metres, relative to `world_offset` */
     char16_t *ground_material_library, *ground_material_name; /**< owned; NULL none */
-    int32_t fog_type; /**< 1 dark haze, 2 haze of `fog_color`, others light haze */
-    float fog_color[3];
+    int32_t fog_type;    /**< 1 dark haze, 2 haze of `fog_color`, others light haze */
+    float fog_color[3];  /**< linear, 0 to 1 */
     double fog_distance; /**< metres */
     float fog_strength;  /**< 0 to 1 */
+    /** @{ */
+    /** what all rays see on leaving the scene, and what reflected rays see with ENVIRONMENT_REFLECTED_OWN */
     struct environment environment, reflected_environment;
+    /** @} */
 
     /* Views */
-    int32_t current_view;
+    int32_t current_view; /**< index into `views` */
     render_view views[2]; /**< 0 the interactive view, 1 the ray-traced image */
 
     /* Tail */
-    float ambient_intensity; /**< simple mode: factor of `ambient_color` */
-    float ambient_color[3];  /**< simple mode: 1, 1, 1 */
-    free_list_node* free_list;
-    void* owned_block;            /**< from zr_malloc; freed on close */
-    int32_t gloss_samples;        /**< 1; rays per glossy reflection */
-    float gloss_jitter;           /**< 0.0625 */
-    int32_t translucency_samples; /**< 1; rays per rough transmission */
-    float translucency_jitter;    /**< 0.0625 */
-    rpc_mesh* rpc_meshes;         /**< meshes whose faces take their pictures from a file */
-    material_entry* plant_materials;
+    float ambient_intensity;         /**< simple mode: factor of `ambient_color` */
+    float ambient_color[3];          /**< simple mode: 1, 1, 1 */
+    free_list_node* free_list;       /**< blocks freed with the document */
+    void* owned_block;               /**< from zr_malloc; freed on close */
+    int32_t gloss_samples;           /**< 1; rays per glossy reflection */
+    float gloss_jitter;              /**< 0.0625 */
+    int32_t translucency_samples;    /**< 1; rays per rough transmission */
+    float translucency_jitter;       /**< 0.0625 */
+    rpc_mesh* rpc_meshes;            /**< meshes whose faces take their pictures from a file */
+    material_entry* plant_materials; /**< owned list */
 
     /* Beyond the host's classic fields */
     double default_smooth_cosine; /**< used where an object asks with -1.0; 0 on opening, a host sets it */
@@ -245,7 +248,7 @@ typedef struct document
     uint32_t sampling_seed;                         /**< 0 */
     prepared_environment* prepared_environments[2]; /**< owned: what renders work out from the two records */
     scene_object** object_table;                    /**< object by number; entry 0 is NULL */
-    uint32_t object_table_count, object_table_capacity;
+    uint32_t object_table_count, object_table_capacity; /**< entries in use and allocated */
 } document;
 
 /** A new document with its defaults: quality, limits, `sky_scale`, the world scales and `scene_area` stay 0
@@ -288,6 +291,7 @@ ZR_API uint32_t zr_wait_for_state_variable(const uint32_t* variable);
 /** A filter that render and radiosity threads install when they start; NULL for none. It is called with the
  *  number of a fatal signal in such a thread, may show a last message, and must not return to the work. */
 typedef void (*zr_exception_handler)(int32_t signal_number);
+/** Installs the filter; NULL takes it away. Host's thread, while no job runs. */
 ZR_API void zr_install_exception_handler(zr_exception_handler handler);
 
 /** Chooses how direct light is gathered in `document` from the next job on; an unknown model changes

@@ -67,17 +67,20 @@ typedef struct zr_find_data zr_find_data;
 typedef int32_t (*host_library_callback)(const char16_t* directory, const zr_find_data* found, void* context);
 
 /* In the order in which the library looks them up. */
+/** Draws a line in the host's window. */
 typedef int32_t host_draw_line_function(const vector3* from, const vector3* to, int32_t color_index);
 /** One line of status text, perhaps with a leading "^". Any thread of a job. */
 typedef int32_t host_status_message_function(const char16_t* text);
 /** Converts a model-unit value to text (direction 0) or back (1); `text` is a buffer or an edit handle,
  *  `kind` is -1 for direction 1. */
 typedef int32_t host_format_io_function(int32_t direction, double* value, void* text, int32_t kind);
+/** Shows a cursor; NULL the host's own. */
 typedef int32_t host_change_cursor_function(zr_handle cursor);
 /** The document that is open in the host, or NULL. */
 typedef document* host_get_current_doc_function(void);
 /** `flag` 0 from zr_new_render_view, 1 from the display's keys. */
 typedef int32_t host_set_legend_function(render_view* view, int32_t flag);
+/** Sets the scroll bars of the host's window. */
 typedef int32_t host_set_scrollbars_function(const scroll_description* scroll);
 /** Nonzero when the user picked a point. `zero` is 0. */
 typedef int32_t control_pickpoint_function(const char16_t* prompt, vector3* point_out, int32_t zero);
@@ -89,6 +92,7 @@ typedef int32_t control_pickbeam_function(
     const char16_t* prompt, vector3* points, double* beam_out, double* field_out);
 /** Nonzero on success. */
 typedef int32_t control_get_viewdir_and_fov_function(host_view_data* view_out);
+/** Height of a button in the host's dialogs, pixels. */
 typedef int32_t host_get_button_height_function(void);
 /** Shows the picture in place of the library's own display. */
 typedef int32_t host_display_raytrace_function(render_view* view);
@@ -97,7 +101,9 @@ typedef int32_t host_display_raytrace_function(render_view* view);
 typedef const char16_t* host_get_model_path_function(void);
 /** The host's window; `one` is 1. */
 typedef zr_handle host_hwnd_function(int32_t one);
+/** The window over which dialogs open. */
 typedef zr_handle host_hwnd_parent_function(void);
+/** Has the user place a decal. Nonzero when it changed. */
 typedef int32_t host_adjust_decal_function(void* decal);
 /** Nonzero while the host runs in the background. */
 typedef int32_t host_is_background_function(void);

@@ -14,8 +14,8 @@ ZR_EXTERN_C_BEGIN
 /** One chunk of an arena. */
 typedef struct memory_chunk
 {
-    struct memory_chunk *next, *previous;
-    unsigned char* block; /**< `chunk_size` bytes from zr_malloc */
+    struct memory_chunk *next, *previous; /**< neighbours in the list */
+    unsigned char* block;                 /**< `chunk_size` bytes from zr_malloc */
 } memory_chunk;
 
 /** An arena: objects are cut from chunks by moving a pointer, aligned to 8 bytes, never moved and never
@@ -23,12 +23,12 @@ typedef struct memory_chunk
  *  may build a list; reading needs no lock. */
 typedef struct memory_list
 {
-    int32_t object_count; /**< objects handed out */
-    int32_t chunk_shift;  /**< trunc(log2(`chunk_size`)) */
-    size_t allocated;     /**< bytes held in chunks */
-    size_t chunk_size;    /**< usable bytes of each chunk; a power of two, set once */
-    memory_chunk *first_chunk, *last_chunk;
-    unsigned char* next_free; /**< next free byte in `last_chunk` */
+    int32_t object_count;                   /**< objects handed out */
+    int32_t chunk_shift;                    /**< trunc(log2(`chunk_size`)) */
+    size_t allocated;                       /**< bytes held in chunks */
+    size_t chunk_size;                      /**< usable bytes of each chunk; a power of two, set once */
+    memory_chunk *first_chunk, *last_chunk; /**< ends of the list of chunks */
+    unsigned char* next_free;               /**< next free byte in `last_chunk` */
 } memory_list;
 
 /** Chunk sizes in use: the lists of a document, and the small lists of plants and materials. */

@@ -15,8 +15,8 @@ ZR_EXTERN_C_BEGIN
  *  @param second_path    accepted for old hosts; not read
  *  @param help_path      NULL none
  *  @param host_module    from zr_load_module or zr_module_from_function; NULL for a host without callbacks
- *  @param support_path   folder that is searched for files; NULL: `root_path` + "common\support\"
- *  @param bin_path       folder of modules; NULL: `root_path` + "common\bin\"
+ *  @param support_path   folder that is searched for files; NULL: `root_path` + `common\support\`
+ *  @param bin_path       folder of modules; NULL: `root_path` + `common\bin\`
  *  @param language_path  folder of "zr3.uni"; NULL: `support_path`
  *  @param gl_version     0: no display driver, host functions enabled from the start; 1: the driver "zr3gl";
  *                        others: "zr4gl". A driver that cannot be loaded is told by the message box

@@ -20,9 +20,9 @@ enum
 /** One folder of a list. */
 typedef struct search_path
 {
-    struct search_path* next;
-    uint32_t flags; /**< SEARCH_* bits */
-    char16_t* path; /**< owned; with no separator at its end */
+    struct search_path* next; /**< next folder */
+    uint32_t flags;           /**< SEARCH_* bits */
+    char16_t* path;           /**< owned; with no separator at its end */
 } search_path;
 
 /** Kinds of stored lists; others are kept under the name "UNKNOWN". */
@@ -104,6 +104,8 @@ ZR_API int32_t zr_install_new_host_findfile(host_findfile_function* function);
  *  the file itself comes before the folders below, depth first. Folder links that form a circle are followed
  *  once. Any thread.
  *
+ *  @param list  searched after the host's own ways; may be NULL
+ *  @param name  file name, with or without a folder
  *  @param path  receives the full name; ZR_PATH_CAPACITY
  *  @return 1 found, 0 not found */
 ZR_API int32_t zr_findfile(const search_path* list, const char16_t* name, char16_t* path);

@@ -69,9 +69,9 @@ enum message_box_answer
 /** A question for a file to write, or to read. All texts but `path` are only lent for the call. */
 typedef struct zr_save_dialog
 {
-    const char16_t* title;
-    const char16_t* folder; /**< where to start; empty for the dialog's own choice */
-    int32_t filter_count;
+    const char16_t* title;                  /**< title of the dialog */
+    const char16_t* folder;                 /**< where to start; empty for the dialog's own choice */
+    int32_t filter_count;                   /**< number of filters */
     const char16_t* const* filter_names;    /**< such as "BMP (*.bmp)" */
     const char16_t* const* filter_patterns; /**< such as "*.bmp" */
     const char16_t* default_extension;      /**< without a dot */

@@ -13,7 +13,7 @@ typedef struct light light;
 typedef struct ray_counters ray_counters;
 typedef struct render_view render_view;
 typedef struct scene_object scene_object;
-typedef struct shadow_cache_entry shadow_cache_entry;
+typedef struct shadow_cache_entry shadow_cache_entry; /**< a thread's last blocker of one light */
 
 /** Values of `ray.kind`. */
 enum ray_kind
@@ -32,12 +32,13 @@ enum ray_flag
     RAY_INSIDE = 0x40      /**< travels inside a transmissive solid */
 };
 
+/** One ray. Belongs to the thread that traces it. */
 typedef struct ray
 {
-    int32_t kind;   /**< a ray_kind */
-    uint32_t flags; /**< RAY_* bits */
-    int32_t thread; /**< worker index */
-    vector3 origin;
+    int32_t kind;          /**< a ray_kind */
+    uint32_t flags;        /**< RAY_* bits */
+    int32_t thread;        /**< worker index */
+    vector3 origin;        /**< start of the ray, model units */
     vector3 direction;     /**< unit length */
     vector3 inv_direction; /**< 1 / direction per axis; where that is below 1e-10 in size 1e12, or -1e15 */
     vector3 image_point;   /**< point on the image plane of a primary ray */
@@ -45,8 +46,8 @@ typedef struct ray
     double raw_length;     /**< its length; 1 for other than perspective rays */
     double pixel_size[2];  /**< size of a pixel on the image plane, model units */
     double footprint[2];   /**< size of the sample on the image plane */
-    double footprint_slope[2]; /**< `footprint` / `raw_length`; 0 in a parallel projection */
-    uint16_t screen_u, screen_v;
+    double footprint_slope[2];   /**< `footprint` / `raw_length`; 0 in a parallel projection */
+    uint16_t screen_u, screen_v; /**< position in the picture for the screen frustum */
 
     double radiance[3];      /**< light brought back, times `weight`; -1 none */
     float background[3];     /**< background layer, times `weight`; -1 none */
@@ -57,34 +58,40 @@ typedef struct ray
                                   blocked; (cd/m2)^2 */
     int32_t split_rays;      /**< rays that share the light of the branch's first blurred hit; 0 before it */
 
+    /** @{ */
+    /** reflections and refractions so far, and how many are allowed */
     int32_t reflect_depth, reflect_limit, refract_depth, refract_limit;
+    /** @} */
     int32_t inside_count;                    /**< transmissive solids entered */
     struct shadow_cache_entry* shadow_cache; /**< shadow rays: entry of the light in the thread's cache */
     const struct light* shadow_light;        /**< shadow rays: the light tested; NULL for the sun */
     double pixel[2];                         /**< sample position in the image, pixels */
-    int32_t pixel_x, pixel_y;
-    int32_t sample_index;          /**< cell of the pixel's 5 by 5 grid; 12 is the centre */
-    double stratum[2];             /**< offset in the pixel for `sample_index` */
-    struct ray_counters* counters; /**< the worker's own counters; NULL none */
+    int32_t pixel_x, pixel_y;                /**< the pixel that the ray was made for */
+    int32_t sample_index;                    /**< cell of the pixel's 5 by 5 grid; 12 is the centre */
+    double stratum[2];                       /**< offset in the pixel for `sample_index` */
+    struct ray_counters* counters;           /**< the worker's own counters; NULL none */
 
-    double hit_t; /**< distance of the nearest hit; 1e12 none */
-    double t_min, t_max;
+    double hit_t;             /**< distance of the nearest hit; 1e12 none */
+    double t_min, t_max;      /**< range of distances in which hits count */
     double path_length;       /**< distance from the eye along the first branch */
     scene_object* hit_object; /**< NULL none */
     uintptr_t hit_element;    /**< the kind's own reference to the element hit */
-    vector3 hit_point;
+    vector3 hit_point;        /**< point of the nearest hit */
+    /** @{ */
+    /** unit normals at the hit: of the face, and between its vertices */
     vector3 geometric_normal, interpolated_normal;
-    vector3 facing_normal;    /**< `interpolated_normal`, flipped to face the ray */
-    vector3 shading_normal;   /**< `facing_normal` after bumps */
-    vector3 uv;               /**< mapping coordinates of the hit */
-    vector3 map_point;        /**< `hit_point` as it stood when the object was hit */
-    double element_coords[3]; /**< of a mesh face: the weights of vertices 2, 1, 0 */
-    int32_t hit_ground;       /**< 1 when the ground plane was hit */
-    struct document* document;
-    struct render_view* view;
-    float alpha; /**< 1 on a primary ray that ends in the background */
-    uint16_t material_id;
-    const struct ray* parent; /**< the ray that spawned this one; NULL on primary and shadow rays */
+    /** @} */
+    vector3 facing_normal;     /**< `interpolated_normal`, flipped to face the ray */
+    vector3 shading_normal;    /**< `facing_normal` after bumps */
+    vector3 uv;                /**< mapping coordinates of the hit */
+    vector3 map_point;         /**< `hit_point` as it stood when the object was hit */
+    double element_coords[3];  /**< of a mesh face: the weights of vertices 2, 1, 0 */
+    int32_t hit_ground;        /**< 1 when the ground plane was hit */
+    struct document* document; /**< the scene */
+    struct render_view* view;  /**< the camera */
+    float alpha;               /**< 1 on a primary ray that ends in the background */
+    uint16_t material_id;      /**< `material.id` of the hit */
+    const struct ray* parent;  /**< the ray that spawned this one; NULL on primary and shadow rays */
 } ray;
 
 ZR_EXTERN_C_END

@@ -17,15 +17,15 @@ typedef struct object_vft object_vft;
 typedef struct property_node property_node;
 typedef struct ray ray;
 typedef struct render_view render_view;
-typedef struct screen_frustum screen_frustum;
+typedef struct screen_frustum screen_frustum; /**< see search/screen_frustum.h */
 typedef struct surface surface;
-typedef struct voxel_node voxel_node;
+typedef struct voxel_node voxel_node; /**< a cell of the voxel grid */
 
 /** The common head of every primitive; the kind's own data follow. Lives in the arena of its document. */
 typedef struct scene_object
 {
     struct scene_object* next; /**< link of the list that it stands in */
-    const object_vft* vft;
+    const object_vft* vft;     /**< operations of its kind */
     uint32_t number;    /**< place in the document's object table, in order of creation from 1. 0 in an object
                            that    a host links itself: zr_build_voxel_grid numbers those, oldest first */
     uint32_t kind_word; /**< a word of the kind's own: the `axes` of a y_face; 0 where a kind has no use */
@@ -90,13 +90,14 @@ enum property_kind
 /** A property of an object or mesh. Lives in the object's arena. */
 struct property_node
 {
-    struct property_node* next;
-    int32_t kind; /**< a property_kind */
+    struct property_node* next; /**< next property */
+    int32_t kind;               /**< a property_kind */
+    /** What the kind says. */
     union
     {
-        struct light* light;
-        void* list;     /**< head of a decal or ripple list */
-        intptr_t count; /**< of `faces` */
+        struct light* light; /**< kinds 1, 6, 7 and 8 */
+        void* list;          /**< head of a decal or ripple list */
+        intptr_t count;      /**< of `faces` */
     } payload;
     float factor;      /**< kind 1: 1.0 at first; -1 black, above 0 a factor. Kinds 7, 8: brightness */
     float radiance[3]; /**< kind 2 */
@@ -108,29 +109,30 @@ struct property_node
 /** What all faces of one mesh share. */
 typedef struct mesh_attributes
 {
-    uint32_t flags; /**< OBJECT_* bits */
-    material_entry* material;
-    struct mapping* mapping; /**< NULL none */
-    uint8_t color[4];        /**< r, g, b, colour index */
-    property_node* properties;
+    uint32_t flags;            /**< OBJECT_* bits */
+    material_entry* material;  /**< material of the mesh; NULL none */
+    struct mapping* mapping;   /**< NULL none */
+    uint8_t color[4];          /**< r, g, b, colour index */
+    property_node* properties; /**< list of properties; NULL none */
 } mesh_attributes;
 
 /** One triangle, valid during the callback only. */
 typedef struct triangle_visit
 {
-    int32_t vertex_count; /**< 3 */
-    vector3 position[3], normal[3];
-    float color[3]; /**< the default surface's `color` x `diffuse` */
-    float opacity;  /**< luminance of `transparent_color` x `transparent` */
-    float transparent_color[3];
-    void* extra;
+    int32_t vertex_count;           /**< 3 */
+    vector3 position[3], normal[3]; /**< corners and their unit normals */
+    float color[3];                 /**< the default surface's `color` x `diffuse` */
+    float opacity;                  /**< luminance of `transparent_color` x `transparent` */
+    float transparent_color[3];     /**< linear, 0 to 1 */
+    void* extra;                    /**< as handed to the visit */
 } triangle_visit;
+/** Called with each triangle of an object. */
 typedef void (*triangle_callback)(const triangle_visit* visit, scene_object* object);
 
 /** What the ray test of a triangle needs, as the object itself stores it. */
 typedef struct triangle_coefficients
 {
-    float normal[3], plane_d;
+    float normal[3], plane_d;       /**< unit normal and minus its product with vertex 0 */
     float edge_a[2], edge_b[2];     /**< edge functions, on the two projection axes */
     float vertex_1[2], vertex_2[2]; /**< positions on the two axes */
     int32_t axes[2];                /**< 0, 1; 0, 2; or 1, 2 */
@@ -140,32 +142,48 @@ typedef struct triangle_coefficients
 struct object_vft
 {
     uint32_t type_id; /**< an object_type */
+    /** OBJECT_* bits. */
     uint32_t (*get_flags)(const scene_object* object);
     /** The effective material; never NULL. Any thread. */
     struct material* (*get_material)(const scene_object* object);
+    /** The object's colour: r, g, b, colour index. */
     void (*get_color)(const scene_object* object, uint8_t color_out[4]);
+    /** The head of the list of properties; NULL none. */
     property_node* (*get_properties)(const scene_object* object);
     /** Tests the object within [t_low, t_high] and the ray's own limits. Writes only into the ray, and
      *  returns 1, if its best hit was improved; of equal distances the object with the lower number wins. */
     int32_t (*intersect)(struct ray* ray, scene_object* object, double t_low, double t_high);
+    /** Enters the object in the cells of a grid that it touches. */
     void (*add_to_grid)(struct voxel_node* node, scene_object* object);
+    /** Enters the object in the tiles of a frustum that it covers. */
     void (*add_to_frustum)(struct screen_frustum* frustum, scene_object* object);
+    /** The object's box, model units. */
     void (*get_bounds)(const scene_object* object, bounding_box* box_out);
     void (*slot_9)(void); /**< null in all tables */
+    /** Calls `callback` for each triangle. */
     void (*visit_triangles)(
         scene_object* object, void* reserved_1, void* reserved_2, triangle_callback callback, void* extra);
+    /** Area in square model units. */
     float (*get_area)(const scene_object* object);
     /** Copies the object's mapping; 0 if it has none. */
     int32_t (*get_mapping)(const scene_object* object, struct mapping* mapping_out);
+    /** The surface at the ray's hit. Any thread. */
     void (*get_surface)(scene_object* object, struct ray* ray, struct surface* surface_out);
+    /** Puts a property in front of the others. */
     void (*add_property)(scene_object* object, property_node* node);
+    /** Changes flags as `mode`, a set_flags_mode, says. */
     void (*set_flags)(scene_object* object, uint32_t value, int32_t mode);
+    /** Gives the object, or its whole mesh, a material. */
     void (*set_material)(scene_object* object, material_entry* entry);
+    /** Gives the object, or its whole mesh, a colour. */
     void (*set_color)(scene_object* object, const uint8_t color[4]);
+    /** Gives the object, or its whole mesh, a mapping, kept by pointer. */
     void (*set_mapping)(scene_object* object, struct mapping* mapping);
+    /** 1 when the object's edges are not smoothed. */
     int32_t (*sharp_edges)(const scene_object* object);
     /** The record behind the attributes, equal for all faces of one mesh; NULL for kinds without one. */
     const void* (*get_identity)(const scene_object* object);
+    /** Adapts the object to a camera before a render, such as a plane that faces it. */
     void (*update_for_view)(scene_object* object, render_view* view);
     /** Vertex coordinates of set 0 or 1 at the weights w0, w1, w2; 0 if a vertex has none. */
     int32_t (*get_vertex_uv)(

@@ -39,6 +39,7 @@ typedef struct line_request
     uint8_t* buffer;     /**< receives `width` pixels */
 } line_request;
 
+/** A format with its functions, and the one file that they read or write. Belongs to one thread at a time. */
 struct bitmap_format
 {
     uint32_t format_id;                            /**< a bitmap_format_id */
@@ -48,36 +49,36 @@ struct bitmap_format
     bitmap* (*read_image)(bitmap_format* record);  /**< a new bitmap, NULL on failure. A file that ends
                                                         within its pixels gives those it has, the rest
                                                         black, and leaves a status for zr_last_error */
-    char16_t name[32];
-    char16_t extension[16]; /**< without a dot, lower case */
-    uint32_t alpha_mode;    /**< LINE_RGB, LINE_RGBA */
-    uint32_t selected_format;
-    char16_t path[256];
-    uint32_t width, height; /**< size of the picture to write, pixels */
-    uint32_t compression;   /**< JPEG only: 100 minus the quality */
+    char16_t name[32];                             /**< name of the format for dialogs, such as "JPEG" */
+    char16_t extension[16];                        /**< without a dot, lower case */
+    uint32_t alpha_mode;                           /**< LINE_RGB, LINE_RGBA */
+    uint32_t selected_format;                      /**< the format that a dialog chose, a bitmap_format_id */
+    char16_t path[256];                            /**< full path of the file */
+    uint32_t width, height;                        /**< size of the picture to write, pixels */
+    uint32_t compression;                          /**< JPEG only: 100 minus the quality */
     void* image;            /**< where the rows come from: the `render_view`; not owned */
     progress_bar* progress; /**< NULL none */
     int32_t (*line_source)(bitmap_format* record, line_request* request); /**< 1; 0 ends the writing */
-    struct pixel_cache* pixel_cache;
+    struct pixel_cache* pixel_cache; /**< the writer's cache of display values; NULL none */
 };
 
 /** A picture in memory. */
 struct bitmap
 {
-    bitmap* next;
-    uint32_t flags;     /**< 0x1 pixels are allocated, 0x2 a store of at least 0x1400001 bytes */
-    char16_t name[512]; /**< full path; the cache key */
-    int32_t width, height;
+    bitmap* next;            /**< next bitmap of the list that owns this one */
+    uint32_t flags;          /**< 0x1 pixels are allocated, 0x2 a store of at least 0x1400001 bytes */
+    char16_t name[512];      /**< full path; the cache key */
+    int32_t width, height;   /**< size of level 0, pixels */
     int32_t pixel_count;     /**< `width` x `height` */
     int32_t byte_count;      /**< `pixel_count` x `bytes_per_pixel` */
     int32_t bits_per_pixel;  /**< 24, 32 or 8 */
     int32_t pixel_format;    /**< 1 RGB, 2 RGBA, 3 grey */
     int32_t bytes_per_pixel; /**< 3, 4 or 1 */
-    float average[4];
-    uint32_t store_bytes;
-    uint8_t* pixels; /**< level 0 first, bottom row first; room for the mipmaps behind it */
-    int32_t level_count;
-    uint8_t* levels[24];
+    float average[4];        /**< mean of level 0 per channel, 0 to 1 */
+    uint32_t store_bytes;    /**< size of the allocation behind `pixels` */
+    uint8_t* pixels;         /**< level 0 first, bottom row first; room for the mipmaps behind it */
+    int32_t level_count;     /**< mipmap levels, level 0 included */
+    uint8_t* levels[24];     /**< start of each level, inside `pixels` */
 };
 
 /** Calls `callback` with each format in order until it answers 0: then 0, else 1. */
@@ -95,6 +96,8 @@ ZR_API int32_t zr_init_bitmap_format_by_index(int32_t index, bitmap_format* reco
 /** A picture file in memory, told by its content: BMP, TIFF, JPEG; TARGA, which has no mark of its own, when
  * it is none of these.
  *
+ *  @param bytes   the whole file
+ *  @param size    its length in bytes
  *  @param status  receives the reason of a failure, or what a damaged file lacks; its code is 0 when the
  *                 picture is whole. NULL is fine
  *  @return a new bitmap without mipmaps, the caller's to free; NULL on failure, which zr_last_error tells as

@@ -24,6 +24,7 @@ enum bitmap_flag
  * extension picks the format; an unknown one, or none, becomes ".jpg". `record->path` becomes the path as
  * found.
  *
+ *  @param record  names the file
  *  @param list  head of the list that holds the file already or takes it, as zr_shared_bitmaps() gives; with
  * NULL the caller owns the bitmap. In temp mode, unless bitmaps are uncached, the temporary list serves
  *               instead.
@@ -38,6 +39,8 @@ ZR_API bitmap** zr_shared_bitmaps(void);
  *
  *  @param name      the key: a full path, or what the host makes up for a picture that has no file of its
  * own; 511 characters at most
+ *  @param width     pixels, above 0
+ *  @param height    pixels, above 0
  *  @param channels  1 grey, 3 r g b, 4 r g b a; 8 bits each
  *  @param rows      `height` rows, the bottom one first, without gaps; copied
  *  @return the bitmap, owned by the list; the one that is there under that name already, whatever its size;
@@ -58,10 +61,12 @@ ZR_API int32_t zr_get_temp_bitmap_count(void);
 /** Bytes in the stores of the shared list. */
 ZR_API size_t zr_get_bitmap_allocation(void);
 
+/** @{ */
 /** While set, reads for materials keep their bitmaps out of all lists: each `mat_image` owns its own. The
  * setters return 1. */
 ZR_API int32_t zr_set_bitmap_ui_not_cached(int32_t value);
 ZR_API int32_t zr_bitmap_ui_not_cached(void);
+/** @} */
 /** While set, reads use the temporary list. */
 ZR_API int32_t zr_use_temp_bitmap_list(int32_t value);
 /** While set, a read in temp mode does not look in the temporary list but reads the file again, and an older

@@ -13,6 +13,7 @@ typedef struct image_buffer image_buffer;
 /** Writes the radiance of a whole picture, surfaces and background alike; what was not rendered is black.
  *  Not while a render fills `buffer`.
  *
+ *  @param path    the file to write or to replace
  *  @param buffer  of the format PIXEL_RADIANCE; display values hold no radiance
  *  @return 1; 0 on failure, told by zr_last_error, with an old file at `path` kept */
 ZR_API int32_t zr_write_radiance_file(const char16_t* path, const image_buffer* buffer);

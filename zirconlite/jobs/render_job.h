@@ -27,10 +27,10 @@ enum
 /** Made and owned by the host; it stays alive until the job has ended. */
 typedef struct render_job
 {
-    uint32_t flags; /**< JOB_* bits */
-    progress_bar progress;
-    struct document* document;
-    struct render_view* view;
+    uint32_t flags;            /**< JOB_* bits */
+    progress_bar progress;     /**< moved by the job */
+    struct document* document; /**< the scene to render */
+    struct render_view* view;  /**< the camera, which receives the picture */
     double region[4]; /**< left, top, right, bottom as fractions of the image, rows counted from below, so top
                            is the lower edge; in pixels the job lowers left and top to multiples of 16, right
                            and bottom to multiples of 4 */

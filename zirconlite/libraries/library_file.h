@@ -2,9 +2,9 @@
  *  The container that material, light and plant libraries share: one file with a tree of folders and named
  *  records, addressed by keys.
  *
- *  A key names folders and at last a record, with a backslash behind each folder: "A\B\C" is record C, "A\B\"
+ *  A key names folders and at last a record, with a backslash behind each folder: `A\B\C` is record C, `A\B\`
  *  folder B, the empty key the root. Names are compared without regard to case, by one table whatever the
- *  locale. A full key has the library's name and two backslashes in front: "STONES\\Marble\White".
+ *  locale. A full key has the library's name and two backslashes in front: `STONES\\Marble\White`.
  *
  *  Reading handles lock the file against writers, writing handles against everyone: who comes second is
  * refused at once. What a writing handle changes stands in memory until zr_libfile_commit or zr_libfile_close
@@ -24,9 +24,11 @@
 
 ZR_EXTERN_C_BEGIN
 
+/** @{ */
 /** Bits of the `access` of an opening. */
 #define LIBRARY_READ 0x80000000u
 #define LIBRARY_WRITE 0x40000000u
+/** @} */
 
 /** Bits of the `share` of an opening: what others may do meanwhile. Who writes shares nothing. */
 enum library_share
@@ -55,9 +57,11 @@ enum library_chunk
     LIBRARY_CHUNK_PAYLOAD = 4
 };
 
+/** @{ */
 /** Capacities in code units with the end mark: of a key, and of one name in it. */
 #define ZR_KEY_CAPACITY 2048
 #define ZR_NAME_CAPACITY 1024
+/** @} */
 
 /* Opening and closing. */
 
@@ -86,15 +90,16 @@ ZR_API int32_t zr_backup_libfile(const char16_t* path);
  */
 
 ZR_API int32_t zr_file_set_position(zr_handle file, uint64_t at); /**< 0 behind the end */
-ZR_API uint64_t zr_file_get_position(zr_handle file);
-ZR_API uint64_t zr_file_get_size(zr_handle file); /**< with the changes; 0 for no handle */
-ZR_API int32_t zr_file_read_bytes(zr_handle file, void* bytes, uint32_t size);
-ZR_API int32_t zr_file_write_bytes(zr_handle file, const void* bytes, uint32_t size);
-ZR_API int32_t zr_file_read_dword(zr_handle file, uint32_t* out);
-ZR_API int32_t zr_file_write_dword(zr_handle file, uint32_t value);
-ZR_API int32_t zr_file_read_short(zr_handle file, int16_t* out);
-ZR_API int32_t zr_file_read_word(zr_handle file, uint16_t* out);
-ZR_API int32_t zr_file_write_word(zr_handle file, uint16_t value);
+ZR_API uint64_t zr_file_get_position(zr_handle file);             /**< 0 for no handle */
+ZR_API uint64_t zr_file_get_size(zr_handle file);                 /**< with the changes; 0 for no handle */
+ZR_API int32_t zr_file_read_bytes(zr_handle file, void* bytes, uint32_t size); /**< `size` bytes */
+ZR_API int32_t zr_file_write_bytes(
+    zr_handle file, const void* bytes, uint32_t size); /**< `size` bytes, which may extend the file */
+ZR_API int32_t zr_file_read_dword(zr_handle file, uint32_t* out);   /**< 4 bytes */
+ZR_API int32_t zr_file_write_dword(zr_handle file, uint32_t value); /**< 4 bytes */
+ZR_API int32_t zr_file_read_short(zr_handle file, int16_t* out);    /**< 2 bytes, signed */
+ZR_API int32_t zr_file_read_word(zr_handle file, uint16_t* out);    /**< 2 bytes */
+ZR_API int32_t zr_file_write_word(zr_handle file, uint16_t value);  /**< 2 bytes */
 
 /** The value at `at`; 0 when it cannot be read. The position is behind it. */
 ZR_API uint32_t zr_file_get_offset(zr_handle file, uint32_t at);
@@ -112,10 +117,12 @@ ZR_API uint32_t zr_file_add_string(zr_handle file, const char16_t* text);
  *  mark. Returns the stored length in bytes, 0 (and an empty text) when it lies outside the file. */
 ZR_API uint32_t zr_file_read_string(zr_handle file, uint32_t at, char16_t* buffer, uint32_t limit_bytes);
 
+/** @{ */
 /** Do nothing and return 1: only packing gives space back. */
 ZR_API int32_t zr_file_delete_chunk(zr_handle file, uint32_t at);
 ZR_API int32_t zr_file_delete_string(zr_handle file, uint32_t at);
 ZR_API int32_t zr_file_delete_record(zr_handle file, uint32_t at);
+/** @} */
 
 /** Writes the header of an empty library of a kind ("MATERIAL", "LIGHTING", "PLANTS"; at most 31 code units),
  * with its root, at the start. */
@@ -149,10 +156,12 @@ typedef int32_t (*zr_record_writer)(zr_handle file, uint32_t node, void* argumen
 ZR_API uint32_t zr_file_insert_record(
     zr_handle file, const char16_t* key, zr_record_writer writer, void* argument);
 
+/** @{ */
 /** Turns a record, or a folder with all below it, into a tombstone. The header's count of tombstones; 0 on
  *  failure. */
 ZR_API uint32_t zr_file_delete_leaf(zr_handle file, uint32_t node);
 ZR_API uint32_t zr_file_delete_branch(zr_handle file, uint32_t node);
+/** @} */
 /** Takes `node` out of its list under the folder `parent`. 1; 0 when it is not there. */
 ZR_API int32_t zr_file_delete_node(zr_handle file, uint32_t parent, uint32_t node, int32_t type);
 
@@ -164,6 +173,7 @@ ZR_API void* zr_file_read_record(zr_handle file, const char16_t* key, zr_record_
 /** Told each record or folder of a walk with its key; 0 ends the walk of that folder. */
 typedef int32_t (*zr_record_callback)(zr_handle source, zr_handle target, const char16_t* key);
 
+/** @{ */
 /** Walks a folder: its records in order, then its folders, each with what is below it. `prefix` is the
  * folder's key. `target` is handed on; the callbacks may be NULL. 1; 0 when a callback said so for this
  * folder's own children, and when the links are broken or a key grows longer than ZR_KEY_CAPACITY. */
@@ -171,6 +181,7 @@ ZR_API int32_t zr_libfile_in_order_read_ex(zr_handle source, zr_handle target, u
     const char16_t* prefix, zr_record_callback on_record, zr_record_callback on_folder);
 ZR_API int32_t zr_libfile_in_order_read(zr_handle source, zr_handle target, uint32_t folder,
     const char16_t* prefix, zr_record_callback on_record);
+/** @} */
 
 /** The date that new records get, 100 ns since 1601, UTC; NULL returns to the clock. The value stays the
  * caller's and is read at each insertion. Returns 1. */
@@ -205,6 +216,7 @@ ZR_API int32_t zr_split_fullkey(const char16_t* full, char16_t* out_library, cha
 typedef int32_t (*zr_library_search)(
     const char16_t* name, const char16_t* extension, zr_find_callback callback, void* argument);
 
+/** @{ */
 /** Tells `callback` each file `name` + `extension` ('*' and '?' allowed), in the order in which one hides
  * another of the same name: what the hook or else `host_search_for_lib_files` (only without a display driver)
  * knows, the support folder, the folders of the LIBRARY list, and with `include_internal` the folder
@@ -213,6 +225,7 @@ ZR_API int32_t zr_libfile_search_ex(const char16_t* name, const char16_t* extens
     zr_find_callback callback, void* argument, int32_t include_internal);
 ZR_API int32_t zr_libfile_search(
     const char16_t* name, const char16_t* extension, zr_find_callback callback, void* argument);
+/** @} */
 /** Puts a search of the host in front; NULL takes it away. Returns 1. */
 ZR_API int32_t zr_install_new_lib_search(zr_library_search hook);
 

@@ -58,32 +58,40 @@ ZR_API int32_t zr_dump_library(const char16_t* path);
  * -1 on failure, which leaves no new library. */
 ZR_API int32_t zr_translate_library(const char16_t* path, const char16_t* translation);
 
+/** @{ */
 /** The two above with files that the user picks. 0 when cancelled or failed, else 1. */
 ZR_API int32_t zr_libfile_dump(zr_handle window);
 ZR_API int32_t zr_libfile_translate(zr_handle window);
+/** @} */
 
 /* Conversion of the libraries of an older program, whose records the host reads. */
 
 /** One side of an older record. Colours are display values. */
 typedef struct older_side
 {
+    /** @{ */
+    /** colours of the side's light: diffuse, mirrored, transmitted, emitted */
     float diffuse[3], specular[3], transmitted[3], luminous[3];
-    float specular_strength[3];
-    float gloss;
-    float ior, attenuation;
-    char16_t image_path[512];
-    double image_size[2]; /**< inches; a width of 0: no image */
-    float image_strength;
-    float image_bump_strength;
-    float image_transparency; /**< what the side gives the image; 0 none */
-    int32_t has_own_key;      /**< the key is `key_color`; else the first of the five switches that is on */
-    float key_color[3];       /**< linear */
+    /** @} */
+    float specular_strength[3]; /**< factor on `specular` */
+    float gloss;                /**< sharpness of the highlight */
+    float ior, attenuation;     /**< index of refraction, and loss per unit of distance inside */
+    char16_t image_path[512];   /**< file of the picture; empty none */
+    double image_size[2];       /**< inches; a width of 0: no image */
+    float image_strength;       /**< how far the picture replaces the colour, 0 to 1 */
+    float image_bump_strength;  /**< 0 no bump */
+    float image_transparency;   /**< what the side gives the image; 0 none */
+    int32_t has_own_key;        /**< the key is `key_color`; else the first of the five switches that is on */
+    float key_color[3];         /**< linear */
+    /** @{ */
+    /** switches that choose a key colour */
     int32_t key_black, key_white, key_red, key_green, key_blue;
-    int32_t inverts_key;
-    float key_tolerance;
-    float sand_bump;   /**< 0 none */
-    float rubble_bump; /**< strength; 0 none */
-    float rubble_size;
+    /** @} */
+    int32_t inverts_key; /**< not 0: what differs from the key is see-through */
+    float key_tolerance; /**< 0 to 1 */
+    float sand_bump;     /**< 0 none */
+    float rubble_bump;   /**< strength; 0 none */
+    float rubble_size;   /**< size of the rubble */
 } older_side;
 
 /** One record of an older library. */
@@ -93,7 +101,10 @@ typedef struct older_material
     int32_t kind;       /**< 0 plain, 2 granite, 3 wood, any other marble */
     float size;         /**< of the pattern */
     float ratio;        /**< share of the first side, 0 to 1 */
+    /** @{ */
+    /** strength of the noise, and width of the transition between the sides */
     float turbulence, softness;
+    /** @} */
     older_side sides[2]; /**< a plain one has the first only */
 } older_material;
 

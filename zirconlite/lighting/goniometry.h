@@ -12,15 +12,15 @@ ZR_EXTERN_C_BEGIN
  * go with the last. Read-only while rendering. */
 typedef struct goniometry
 {
-    float lumens;       /**< total output: `lm_per_cd` x `peak_candela` */
-    float peak_candela; /**< the largest value of the file, with its multipliers */
-    float lm_per_cd;    /**< integral of `rows` over the sphere; at least 1e-12 */
-    int32_t vertical_count, horizontal_count;
-    int32_t symmetry;         /**< how an azimuth is folded into the table; 0 none */
-    float* vertical_angles;   /**< `vertical_count`, radians, rising */
-    float* horizontal_angles; /**< `horizontal_count`, radians, rising */
-    float** rows;             /**< one of `vertical_count` values for each horizontal angle; the peak is 1 */
-    int32_t* sharers;         /**< records that share the tables, this one included; NULL: this one alone */
+    float lumens;                             /**< total output: `lm_per_cd` x `peak_candela` */
+    float peak_candela;                       /**< the largest value of the file, with its multipliers */
+    float lm_per_cd;                          /**< integral of `rows` over the sphere; at least 1e-12 */
+    int32_t vertical_count, horizontal_count; /**< sizes of the two tables of angles */
+    int32_t symmetry;                         /**< how an azimuth is folded into the table; 0 none */
+    float* vertical_angles;                   /**< `vertical_count`, radians, rising */
+    float* horizontal_angles;                 /**< `horizontal_count`, radians, rising */
+    float** rows;     /**< one of `vertical_count` values for each horizontal angle; the peak is 1 */
+    int32_t* sharers; /**< records that share the tables, this one included; NULL: this one alone */
 } goniometry;
 
 /** A zeroed record; NULL when memory fails. The caller frees it with zr_free_goniometry. */

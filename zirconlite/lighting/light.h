@@ -63,6 +63,7 @@ enum
     SAMPLE_BACK_SIDE = 0x2 /**< the light reaches the back of the surface */
 };
 
+/** Corners of a window at most. */
 #define LIGHT_MAX_VERTICES 10
 
 /** One point on a source as seen from one shading point. The caller sets `u`, `v`. */
@@ -81,11 +82,13 @@ typedef int32_t (*light_sample_count)(const light* light, const vector3* point);
 /** Fills `n` consecutive records for the shading point. Writes only to them; any thread. Returns 1. */
 typedef int32_t (*light_sample)(const light* light, const vector3* point, source_sample* samples, int32_t n);
 
+/** A light source. Owned by the list that it is inserted in; read-only while a job runs. Fields without a
+ * remark on results are the host's to fill. */
 struct light
 {
-    uint32_t flags; /**< LIGHT_* bits */
-    int32_t type;   /**< a light_type */
-    vector3 position;
+    uint32_t flags;         /**< LIGHT_* bits */
+    int32_t type;           /**< a light_type */
+    vector3 position;       /**< centre of the source, world space */
     vector3 axis_u, axis_v; /**< unit vectors in the plane of the source, or along a tube */
     vector3 normal;         /**< unit: aim of a spot, normal of an area, direction of travel of a distant
                                  light (from the source toward the scene) */
@@ -93,45 +96,57 @@ struct light
     double radius;          /**< sphere, disk, tube; 0 makes a true point or line */
     double area;            /**< m^2 */
     int32_t vertex_count;   /**< at most LIGHT_MAX_VERTICES */
-    vector3 vertices[LIGHT_MAX_VERTICES];
-    char16_t name[256];
-    uint32_t host_data_size;
-    unsigned char host_data[256]; /**< not read by the library; copied with the record */
-    int32_t brightness_unit;      /**< a brightness_unit */
-    float lumens, candela, watts; /**< `candela` is the peak intensity, lumens per steradian */
-    uint32_t bulb_index;          /**< row of the efficacy table, 0 to 6 */
-    float dimmer;                 /**< on a LIGHT_PARALLEL: illuminance is `dimmer`^4 x 100000 lux */
-    float fixture_scale;
-    float cd_per_lm, lm_per_cd; /**< results of the spot brightness */
-    float color_temperature;    /**< kelvin; 5000 is white */
-    float filter[3];
+    vector3 vertices[LIGHT_MAX_VERTICES]; /**< corners of a window, world space */
+    char16_t name[256];                   /**< the host's name for the light */
+    uint32_t host_data_size;              /**< bytes of `host_data` in use */
+    unsigned char host_data[256];         /**< not read by the library; copied with the record */
+    int32_t brightness_unit;              /**< a brightness_unit */
+    /** @{ */
+    /** strength in the three units; `candela` is the peak intensity, lumens per steradian */
+    float lumens, candela, watts;
+    /** @} */
+    uint32_t bulb_index;           /**< row of the efficacy table, 0 to 6 */
+    float dimmer;                  /**< on a LIGHT_PARALLEL: illuminance is `dimmer`^4 x 100000 lux */
+    float fixture_scale;           /**< factor on the glow of the shape that belongs to the light */
+    float cd_per_lm, lm_per_cd;    /**< results of the spot brightness */
+    float color_temperature;       /**< kelvin; 5000 is white */
+    float filter[3];               /**< factor per channel, 0 to 1 */
     int32_t distribution;          /**< a light_distribution */
     float beam_angle, field_angle; /**< radians from the axis: half the peak, and no light beyond */
     vector3 aim_point;             /**< target of a spot; `normal` follows from it where that is 0 */
-    char16_t ies_path[260];
+    char16_t ies_path[260];        /**< file of the goniometric data; empty none */
     struct goniometry* goniometry; /**< owned; NULL none */
     double falloff;                /**< exponent of the distance; usually 2, 0 for no attenuation */
     double shadow_strength;        /**< 0 to 1; 0 casts no shadows. A blocked shadow ray leaves 1 less it of
                                         the light, but a point whose rays are all blocked gets none */
-    double single_ray_fraction;
-    float intensity_color[3]; /**< colour x `candela` */
-    float flux_color[3];      /**< colour x `lumens` */
+    double single_ray_fraction;    /**< of hosts; not read */
+    float intensity_color[3];      /**< colour x `candela` */
+    float flux_color[3];           /**< colour x `lumens` */
+    /** @{ */
+    /** results of the spot brightness: exponent of the cosine, cosine of `field_angle` */
     float spot_exponent, cos_field;
-    vector3 edge_normals[LIGHT_MAX_VERTICES];
-    double edge_offsets[LIGHT_MAX_VERTICES];
-    float sun_flux[3];
-    float opacity; /**< share of window light that is held back, 0 to 0.999 */
-    vector3 patch_directions[5];
-    double azimuth, altitude;   /**< direction of a distant light, radians */
-    float illuminance_color[3]; /**< colour x lux of a distant light */
-    bounding_box world_bounds;  /**< copied from the document on insertion */
+    /** @} */
+    vector3 edge_normals[LIGHT_MAX_VERTICES]; /**< result: inward normals of a window's edges */
+    double edge_offsets[LIGHT_MAX_VERTICES];  /**< result: plane offsets of a window's edges, metres */
+    float sun_flux[3];                        /**< result: sunlight through a window */
+    float opacity;                            /**< share of window light that is held back, 0 to 0.999 */
+    vector3 patch_directions[5];              /**< result: sample directions of a sky patch, unit vectors */
+    double azimuth, altitude;                 /**< direction of a distant light, radians */
+    float illuminance_color[3];               /**< colour x lux of a distant light */
+    bounding_box world_bounds;                /**< copied from the document on insertion */
+    /** @{ */
+    /** links to the next sibling, the first light of a group, and the group above */
     light *next, *first_child, *parent;
-    light_sample_count sample_count;
-    light_sample sample;
+    /** @} */
+    light_sample_count sample_count; /**< operation of the type, set by the create function */
+    light_sample sample;             /**< operation of the type, set by the create function */
+    /** @{ */
+    /** where the light came from: its material and its library entry; not read when rendering */
     char16_t material_name[256], material_library[260], library_entry[256], library_path[260];
-    uint32_t file_id;
-    uint32_t luminaire_flags;
-    float simple_brightness;
+    /** @} */
+    uint32_t file_id;         /**< the host's number for the light */
+    uint32_t luminaire_flags; /**< the host's flags for a group */
+    float simple_brightness;  /**< factor in simple mode */
     int32_t shadow_samples;   /**< soft shadow samples per shading point; below 1 counts as 1 */
     float sample_jitter;      /**< amplitude of the noise on a sample position, 0 to 1 */
     float disc_size;          /**< half-width of the disc of a distant light on a plane 5 m along the ray,
@@ -166,15 +181,19 @@ ZR_API int32_t zr_lights_free_ex(light* first, int32_t with_children);
 /** Frees all lights, or with `all` 0 those without LIGHT_KEPT, and recounts. Returns 1. */
 ZR_API int32_t zr_lights_free(document* document, int32_t all);
 
+/** @{ */
 /** Walk over all lights that are not groups; NULL at the end. */
 ZR_API light* first_leaf(light* node);
 ZR_API light* next_leaf(light* node);
+/** @} */
 
-/* Derive `lumens` and `candela` from the unit that the user set. Return 1. */
+/** @{ */
+/** Derive `lumens` and `candela` from the unit that the user set. Return 1. */
 ZR_API int32_t zr_get_isotropic_brightness(light* light);
 ZR_API int32_t zr_get_diffuse_brightness(light* light);
 ZR_API int32_t zr_get_spot_brightness(light* light);
 ZR_API int32_t zr_get_goniometric_brightness(light* light);
+/** @} */
 ZR_API int32_t zr_get_cd_per_lm(const light* light, double* result); /**< returns 1 */
 
 /** Lumens per candela of a spot cone whose intensity is cos^exponent to the field angle. Angles in radians;
@@ -193,17 +212,21 @@ ZR_API int32_t zr_get_color_intensity(light* light);
  *  0.44 micrometres to the power 0.15. Temperatures at or below 0 give 1, 1, 1. */
 ZR_API void CT_to_RGB(float temperature, float rgb_out[3]);
 
+/** @{ */
 /** A light's frame as an axis and a turn about it, and back. `axes` is u, v, n. Return 1. */
 ZR_API int32_t zr_decompose_light_matrix(const light* light, vector3 axes[3], double* angle_out);
 ZR_API int32_t zr_compose_light_matrix(light* light, vector3 axes[3], double angle);
+/** @} */
 
 /** Integral of a function over the sphere by a midpoint rule of n rows of altitude by 2n of azimuth. */
 ZR_API double get_distribution_factor(
     int32_t n, double (*function)(void* context, double azimuth, double altitude), void* context);
 
-/* Prepare a light of one shape: operations, strength, colours. */
+/** @{ */
+/** Prepare a light of one shape: operations, strength, colours. */
 ZR_API void lt_spherical_create(light* light);
 ZR_API void lt_parallel_create(light* light);
+/** @} */
 
 ZR_EXTERN_C_END
 

@@ -23,16 +23,16 @@ typedef struct sun_sky
 {
     uint32_t flags;                     /**< SUN_* bits */
     float sun_intensity, sky_intensity; /**< factors, 1 */
-    char16_t place[258];
-    double time_zone;           /**< hours */
-    double latitude, longitude; /**< degrees */
-    int32_t day_of_year;        /**< 0 is 1 January; 171 */
-    int32_t local_minutes;      /**< after midnight; 720 */
-    int32_t daylight_saving;    /**< not 0: the clock is an hour fast */
-    float sun_ct0, sun_ct1;     /**< colour of the sun by day and at sunset, kelvin; 5000, 2500 */
-    float sky_ct0, sky_ct1;     /**< of the sky; 10000, 7000 */
-    float cloudy_ct;            /**< of the overcast sky; 6500 */
-    double cloudiness;          /**< 0 clear to 1 overcast */
+    char16_t place[258];                /**< name of the place */
+    double time_zone;                   /**< hours */
+    double latitude, longitude;         /**< degrees */
+    int32_t day_of_year;                /**< 0 is 1 January; 171 */
+    int32_t local_minutes;              /**< after midnight; 720 */
+    int32_t daylight_saving;            /**< not 0: the clock is an hour fast */
+    float sun_ct0, sun_ct1;             /**< colour of the sun by day and at sunset, kelvin; 5000, 2500 */
+    float sky_ct0, sky_ct1;             /**< of the sky; 10000, 7000 */
+    float cloudy_ct;                    /**< of the overcast sky; 6500 */
+    double cloudiness;                  /**< 0 clear to 1 overcast */
     double sun_size;       /**< half-width of the disc on a plane 5 metres along the ray, 0 to 2; 0 sharp */
     int32_t sun_samples;   /**< shadow rays a point, 1 */
     float sun_jitter;      /**< amplitude of the noise on the first, 0.05 */
@@ -45,8 +45,8 @@ typedef struct sun_sky
     vector3 sky_axis;                           /**< result */
     float direct_azimuth, direct_altitude;      /**< radians; 0, 45 degrees */
     float direct_sky_rgb[3], direct_sun_rgb[3]; /**< 1, 1, 1 */
-    float sun_energy[3];
-    light* sky_light; /**< owned */
+    float sun_energy[3];                        /**< for a radiosity solver; not written without one */
+    light* sky_light;                           /**< owned */
 } sun_sky;
 
 /** The record in which a host reads and sets place, time and weather. Angles in radians, zones in minutes. */
@@ -54,15 +54,20 @@ typedef struct sun_sky_data
 {
     uint32_t sun_sky_flags; /**< of the document */
     uint32_t flags;         /**< SUN_* bits */
-    double north;
-    double reserved; /**< 0 */
+    double north;           /**< as in `sun_sky` */
+    double reserved;        /**< 0 */
+    /** @{ */
+    /** As in `sun_sky`. */
     double cloudiness;
     float sun_size;
     int32_t sun_samples;
     float sun_jitter;
     char16_t place[130];
+    /** @} */
     double latitude, longitude; /**< radians */
     int32_t time_zone;          /**< minutes */
+    /** @{ */
+    /** As in `sun_sky`. */
     int32_t daylight_saving;
     int32_t day_of_year;
     int32_t local_minutes;
@@ -70,6 +75,7 @@ typedef struct sun_sky_data
     float sun_intensity, sky_intensity;
     float direct_sun_rgb[3], direct_sky_rgb[3];
     float sun_ct0, sun_ct1, sky_ct0, sky_ct1, cloudy_ct;
+    /** @} */
 } sun_sky_data;
 
 /** Values of zr_set_sun_model. */
@@ -105,10 +111,12 @@ ZR_API int32_t zr_set_sun_and_sky(document* document);
 ZR_API int32_t zr_get_sky_ground_intensity(
     const vector3* direction, const sun_sky* sun_sky, double* result_out);
 
+/** @{ */
 /** Copies the settings out of, or into, a document. Storing also works out `sun_direction` from the direct
  * angles and takes those only with SUN_BY_ANGLES. Return 1. */
 ZR_API int32_t zr_get_sunsky_data(sun_sky_data* data_out, const sun_sky* sun_sky, const document* document);
 ZR_API int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sun_sky, document* document);
+/** @} */
 
 /** Direction of travel of the light of a sun at `azimuth` (from north, positive toward the east before
  *  noon's side, as the sign of the formula tells) and `altitude`, with north turned by `north`; radians.

@@ -35,12 +35,12 @@ typedef struct mapping
 /** The argument of zr_apply_mapping. The five pointers may not be NULL. */
 typedef struct apply_record
 {
-    const vector3* point_in;
-    vector3* point_out; /**< the mapped point: `uvw_out` itself for the kinds 2 to 6 */
-    vector3* uvw_out;
-    const vector3* normal_in;
-    vector3* normal_out;
-    const struct mapping* mapping;
+    const vector3* point_in;       /**< world point to map */
+    vector3* point_out;            /**< the mapped point: `uvw_out` itself for the kinds 2 to 6 */
+    vector3* uvw_out;              /**< receives the coordinates, factors of the mapping included */
+    const vector3* normal_in;      /**< unit normal at the point */
+    vector3* normal_out;           /**< receives the normal in mapping space */
+    const struct mapping* mapping; /**< NULL none */
     double pattern_scale[2]; /**< kinds 5 and 6: taken out of u and v, as the material multiplies it in */
 } apply_record;
 
@@ -48,6 +48,7 @@ typedef struct apply_record
  * in. Any thread. Returns 1; 0 for MAPPING_NONE, which runs the box projection with no scale. */
 ZR_API int32_t zr_apply_mapping(apply_record* record);
 
+/** @{ */
 /** The projections, in mapping space. Return 1. */
 ZR_API int32_t zr_planar_map(const vector3* point, const vector3* normal, vector3* uvw);
 ZR_API int32_t zr_box_map(const vector3* point, const vector3* normal, vector3* uvw);
@@ -57,6 +58,7 @@ ZR_API int32_t zr_angular_cylinder_map(const vector3* point, const vector3* norm
     double scale_v, const double pattern_scale[2], vector3* uvw);
 ZR_API int32_t zr_angular_sphere_map(const vector3* point, const vector3* normal, const double scale_pair[2],
     const double pattern_scale[2], vector3* uvw);
+/** @} */
 
 /** The coordinates of set 0 or 1 at the ray's hit, from the vertices of the object hit. 0 where there is no
  * object, or none with such coordinates; else 1. Any thread. */

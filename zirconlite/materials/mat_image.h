@@ -53,6 +53,7 @@ typedef struct mat_key
     int32_t tolerance_byte; /**< derived: truncate(`tolerance` x 255) */
 } mat_key;
 
+/** One use of a picture on a material. Owned by its material; read-only while rendering. */
 typedef struct mat_image
 {
     struct mat_image* next; /**< image list of the material */
@@ -66,7 +67,7 @@ typedef struct mat_image
                               low; IMAGE_OF_NORMALS: factor on red and green */
     double size[2];      /**< of one tile */
     double scale[2];     /**< 1 / `size` */
-    double origin[3], axis[3];
+    double origin[3], axis[3];                  /**< origin and z axis of the picture's frame */
     float rotation;                             /**< radians */
     matrix4 transform;                          /**< zr_build_matrix(axis, origin, -rotation) */
     uintptr_t user_data;                        /**< for the owner of the record */
@@ -87,13 +88,17 @@ ZR_API mat_image* zr_new_mat_image(void);
 /** Frees the record with its key. Its bitmap goes too when `free_bitmap` or the uncached flag is set or it
  * was read for this record alone, unless a list holds it. NULL is fine. Returns 1. */
 ZR_API int32_t zr_free_mat_image(mat_image* image, int32_t free_bitmap);
+/** @{ */
 /** A copy with its own key and no `next`; the bitmap is shared, or copied with `copy_bitmap`. NULL when
  * memory fails. zr_dupe_mat_image copies the bitmap when the uncached flag is set. */
 ZR_API mat_image* zr_dupe_mat_image_ex(const mat_image* image, int32_t copy_bitmap);
 ZR_API mat_image* zr_dupe_mat_image(const mat_image* image);
+/** @} */
+/** @{ */
 /** The same for a whole list; dupe gives NULL for an empty list and when memory fails. */
 ZR_API int32_t free_image_list(mat_image* head);
 ZR_API mat_image* dupe_image_list(const mat_image* head);
+/** @} */
 
 /** Works out `color_bytes` and `tolerance_byte` of a key. */
 ZR_API void zr_update_mat_key(mat_key* key);

@@ -1,6 +1,9 @@
 /** @file
  *  What a point of a surface does with light. A simple material holds colours and weights; a complex one
- *  blends two children. */
+ *  blends two children.
+ *
+ *  Threads: materials are made, changed and freed on the host's thread, while no job runs. Render threads
+ * read them without a lock. */
 #ifndef ZIRCONLITE_MATERIALS_MATERIAL_H
 #define ZIRCONLITE_MATERIALS_MATERIAL_H
 
@@ -43,7 +46,7 @@ typedef struct material
     uint32_t flags;           /**< MATERIAL_* bits */
     struct surface* surface;  /**< the surface with no ray; owned, NULL until resolved */
     struct material* parent;  /**< complex material that owns this one; NULL at the top */
-    char16_t *name, *library; /**< owned */
+    char16_t *name, *library; /**< name and library that the material was read from; owned, NULL none */
     uint16_t id;              /**< value for the object-id plane */
 } material;
 
@@ -57,86 +60,89 @@ enum
     BUMP_MAPPED = 0x2 /**< runs on the mapped coordinates, not on the world point */
 };
 
+/** A bump function with its frame. Owned by its simple material; read-only while rendering. */
 struct bump
 {
-    struct bump* next;
-    uint32_t flags; /**< BUMP_* bits */
-    char16_t name[32];
-    bump_function function;
-    vector3 axis;
-    float rotation; /**< radians */
-    vector3 origin;
-    vector3 scale;     /**< repeats per unit */
-    matrix4 transform; /**< zr_build_matrix(axis, origin, -rotation) */
-    double strength;
+    struct bump* next;      /**< next bump of the material */
+    uint32_t flags;         /**< BUMP_* bits */
+    char16_t name[32];      /**< name for dialogs */
+    bump_function function; /**< the kind */
+    vector3 axis;           /**< z axis of the bump's frame */
+    float rotation;         /**< radians */
+    vector3 origin;         /**< origin of the bump's frame */
+    vector3 scale;          /**< repeats per unit */
+    matrix4 transform;      /**< zr_build_matrix(axis, origin, -rotation) */
+    double strength;        /**< factor on the tilt; 0 none */
 };
 
 /** Colours and weights. Whoever changes a share or `opacity` calls zr_update_material_weights. */
 typedef struct simple_material
 {
-    material head;
-    int32_t style;
-    float opacity;       /**< 1 - `transparency` */
-    float diffuse_share; /**< part of the opaque light that is diffuse */
-    float reflect_share; /**< part of the opaque light that is mirrored, 1 - `diffuse_share` */
-    float reflect;       /**< derived: `opacity` x `reflect_share` */
-    float diffuse;       /**< derived: `opacity` x `diffuse_share` */
-    float transparency;
-    float translucent_share; /**< part of the passing light that spreads */
-    float transparent_share; /**< 1 - `translucent_share` */
-    float transparent;       /**< derived: `transparency` x `transparent_share` */
-    float translucent;       /**< derived: `transparency` x `translucent_share` */
-    float highlight;         /**< exponent of the highlight */
-    float ior;               /**< index of refraction, >= 1 */
-    float attenuation;       /**< loss per unit of distance inside, 0 to 1 */
-    float color[3];          /**< diffuse colour, linear, 0 to 1 */
-    float reflect_color[3];
-    float translucent_color[3];
-    float transparent_color[3];
-    float luminosity;    /**< self-emission: radiance is `color` x this, cd/m^2 */
-    float own_highlight; /**< exponent with MATERIAL_OWN_HIGHLIGHT */
-    float own_strength;
-    float own_highlight_color[3];
-    struct bump* bumps;
-    struct mat_image* images;
+    material head;                /**< the common head */
+    int32_t style;                /**< the editor's template; not read when rendering */
+    float opacity;                /**< 1 - `transparency` */
+    float diffuse_share;          /**< part of the opaque light that is diffuse */
+    float reflect_share;          /**< part of the opaque light that is mirrored, 1 - `diffuse_share` */
+    float reflect;                /**< derived: `opacity` x `reflect_share` */
+    float diffuse;                /**< derived: `opacity` x `diffuse_share` */
+    float transparency;           /**< part of the incoming light that is transmitted, 0 to 1 */
+    float translucent_share;      /**< part of the passing light that spreads */
+    float transparent_share;      /**< 1 - `translucent_share` */
+    float transparent;            /**< derived: `transparency` x `transparent_share` */
+    float translucent;            /**< derived: `transparency` x `translucent_share` */
+    float highlight;              /**< exponent of the highlight */
+    float ior;                    /**< index of refraction, >= 1 */
+    float attenuation;            /**< loss per unit of distance inside, 0 to 1 */
+    float color[3];               /**< diffuse colour, linear, 0 to 1 */
+    float reflect_color[3];       /**< colour of mirrored light, linear, 0 to 1 */
+    float translucent_color[3];   /**< colour of diffusely transmitted light, linear, 0 to 1 */
+    float transparent_color[3];   /**< colour of light transmitted straight on, linear, 0 to 1 */
+    float luminosity;             /**< self-emission: radiance is `color` x this, cd/m^2 */
+    float own_highlight;          /**< exponent with MATERIAL_OWN_HIGHLIGHT */
+    float own_strength;           /**< strength with MATERIAL_OWN_HIGHLIGHT */
+    float own_highlight_color[3]; /**< colour with MATERIAL_OWN_HIGHLIGHT, linear */
+    struct bump* bumps;           /**< owned list; NULL none */
+    struct mat_image* images;     /**< owned list; NULL none */
 } simple_material;
 
+/** Settings of a blend function; which of them count depends on the kind. */
 typedef struct blend_params
 {
-    int32_t octaves;
-    uint32_t jitter_flags; /**< bit 0 colour, bit 1 coordinates */
-    float ratio[3];        /**< share of the first child */
-    float turbulence[3];
-    float softness[3];
-    vector3 tile_offset;
-    struct mask_source* mask;
-    vector3 color_jitter, coordinate_jitter;
+    int32_t octaves;          /**< octaves of noise, 0 to NOISE_MAX_OCTAVES */
+    uint32_t jitter_flags;    /**< bit 0 colour, bit 1 coordinates */
+    float ratio[3];           /**< share of the first child */
+    float turbulence[3];      /**< strength of the noise that disturbs the pattern, per axis */
+    float softness[3];        /**< width of the transition between the children, 0 a hard edge */
+    vector3 tile_offset;      /**< shift from each row of tiles to the next, in tiles; x counts */
+    struct mask_source* mask; /**< picture of a mask; NULL for the other kinds */
+    vector3 color_jitter, coordinate_jitter; /**< amplitudes of the variation from tile to tile */
 } blend_params;
 
-typedef struct child_context child_context;
+typedef struct child_context child_context; /**< the surfaces of both children, for prepare functions */
 typedef struct complex_material complex_material;
 /** Share of the first child at `point`; with a null point the kind's neutral value. */
 typedef double (*blend_function)(
     const complex_material* material, struct ray* ray, const vector3* point, child_context* children);
+/** Changes the children's surfaces before they are blended. */
 typedef void (*prepare_function)(
     const complex_material* material, struct ray* ray, const vector3* point, child_context* children);
 
 /** Two children and the function that says how much of the first stands at each point. */
 struct complex_material
 {
-    material head;
-    material* children[2];
-    uint32_t blend_flags; /**< BLEND_* bits */
-    blend_function blend;
-    prepare_function prepare; /**< NULL for most kinds */
-    char16_t kind_label[32];
-    char16_t child_labels[2][32];
-    blend_params params;
-    vector3 scale; /**< pattern repeats per unit */
-    vector3 origin;
-    vector3 axis;      /**< z axis of the pattern */
-    float rotation;    /**< radians */
-    matrix4 transform; /**< zr_build_matrix(axis, origin, -rotation) */
+    material head;                /**< the common head, with MATERIAL_COMPLEX set */
+    material* children[2];        /**< owned; never NULL in a complete material */
+    uint32_t blend_flags;         /**< BLEND_* bits */
+    blend_function blend;         /**< share of the first child; NULL for an unknown kind */
+    prepare_function prepare;     /**< NULL for most kinds */
+    char16_t kind_label[32];      /**< name of the kind for dialogs */
+    char16_t child_labels[2][32]; /**< names of the two children for dialogs */
+    blend_params params;          /**< settings of the blend function */
+    vector3 scale;                /**< pattern repeats per unit */
+    vector3 origin;               /**< origin of the pattern */
+    vector3 axis;                 /**< z axis of the pattern */
+    float rotation;               /**< radians */
+    matrix4 transform;            /**< zr_build_matrix(axis, origin, -rotation) */
     int32_t
         has_own_pattern; /**< 0 for blend, clear finish and angular blend: the pattern scale is a child's */
     uint32_t
@@ -152,18 +158,20 @@ enum
 /** One material in use by a document. */
 struct material_entry
 {
-    uint32_t flags;            /**< MATERIAL_ENTRY_* bits */
-    char16_t *name, *library;  /**< owned; the key of the list */
-    struct material* material; /**< owned; NULL if the library could not give it */
-    struct material_entry* next;
+    uint32_t flags;              /**< MATERIAL_ENTRY_* bits */
+    char16_t *name, *library;    /**< name and library, the key of the list; owned */
+    struct material* material;   /**< owned; NULL if the library could not give it */
+    struct material_entry* next; /**< next entry of the document */
 };
 typedef struct material_entry material_entry;
 
+/** @{ */
 /** Zeroed and defaulted records with no surface; NULL when memory fails. The caller frees them with
  *  free_material. `new_simple_material` differs from the default material in `ior` 1, `highlight` 1 and
  *  black colours. */
 ZR_API material* new_simple_material(void);
 ZR_API material* new_complex_material(void);
+/** @} */
 
 /** A deep copy with names, surface, children, bumps and images; NULL for NULL or when memory fails. */
 ZR_API material* dupe_material(const material* source);

@@ -7,14 +7,15 @@
 
 ZR_EXTERN_C_BEGIN
 
+/** One source of rings. Read-only while rendering. */
 typedef struct ripple
 {
-    struct ripple* next;
-    vector3 center;   /**< model units */
-    double frequency; /**< 1 / wavelength */
-    float amplitude;  /**< tilt of the normal at the centre */
-    float decay;      /**< what is left after one wavelength, 0 to 1 */
-    float phase;      /**< radians */
+    struct ripple* next; /**< next ripple of the object */
+    vector3 center;      /**< model units */
+    double frequency;    /**< 1 / wavelength */
+    float amplitude;     /**< tilt of the normal at the centre */
+    float decay;         /**< what is left after one wavelength, 0 to 1 */
+    float phase;         /**< radians */
 } ripple;
 
 ZR_EXTERN_C_END

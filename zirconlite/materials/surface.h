@@ -26,15 +26,21 @@ enum surface_flag
 typedef struct surface
 {
     uint32_t flags; /**< SURFACE_* bits */
+    /** @{ */
+    /** weights of diffuse, mirrored, diffusely transmitted and straight transmitted light */
     float diffuse, reflect, translucent, transparent;
+    /** @} */
+    /** @{ */
+    /** the colours that go with the four weights */
     float color[3], reflect_color[3], translucent_color[3], transparent_color[3];
-    float filter[3];
-    float highlight;   /**< exponent; 0 none */
-    float ior;         /**< index of refraction */
-    float attenuation; /**< loss per unit of distance inside a solid */
-    float luminosity;  /**< self-emission, times `color`, cd/m^2 */
-    float highlight_strength;
-    float highlight_color[3];
+    /** @} */
+    float filter[3];           /**< factor on light that passes in a straight line, for shadow rays */
+    float highlight;           /**< exponent; 0 none */
+    float ior;                 /**< index of refraction */
+    float attenuation;         /**< loss per unit of distance inside a solid */
+    float luminosity;          /**< self-emission, times `color`, cd/m^2 */
+    float highlight_strength;  /**< factor on the highlight */
+    float highlight_color[3];  /**< colour of the highlight */
     struct material* material; /**< the material that made it */
 } surface;
 

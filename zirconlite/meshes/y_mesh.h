@@ -8,11 +8,12 @@
 
 ZR_EXTERN_C_BEGIN
 
+/** A vertex of a render mesh, in f32. */
 typedef struct y_vertex
 {
-    float position[3];
-    float normal[3];
-    packed_uv uv[2];
+    float position[3]; /**< model units */
+    float normal[3];   /**< unit normal, smoothed where faces share it */
+    packed_uv uv[2];   /**< texture coordinates of the two sets */
 } y_vertex;
 
 /** Bits of `y_face.parts`: what follows the face in memory, in this order. */
@@ -28,30 +29,30 @@ enum
  * that holds that extreme. So a face needs no stored box. */
 typedef struct y_face
 {
-    scene_object head;
-    mesh_attributes* attributes;
-    float normal[3]; /**< unit geometric normal; zero for a degenerate face, which is never hit */
-    float plane_d;   /**< minus the normal times vertex 0 */
+    scene_object head;           /**< the common head */
+    mesh_attributes* attributes; /**< what all faces of the mesh share */
+    float normal[3];             /**< unit geometric normal; zero for a degenerate face, which is never hit */
+    float plane_d;               /**< minus the normal times vertex 0 */
     float edge_a_first, edge_b_first;   /**< edge functions, coefficient on the first projection axis */
     float edge_a_second, edge_b_second; /**< and on the second */
-    y_vertex* vertex[3];
-    float area;
-    uint32_t parts; /**< Y_FACE_* bits */
+    y_vertex* vertex[3];                /**< corners in order */
+    float area;                         /**< square model units */
+    uint32_t parts;                     /**< Y_FACE_* bits */
 } y_face;
 
 /** Further fields of an extended face. */
 typedef struct y_face_extension
 {
-    float corner_u[3], corner_v[3];
-    int32_t image_id;
+    float corner_u[3], corner_v[3]; /**< texture coordinates of the corners */
+    int32_t image_id;               /**< number of the face's picture */
 } y_face_extension;
 
 /** One normal variant of an input vertex, while a mesh is built. */
 typedef struct vertex_entry
 {
-    struct vertex_entry* next;
-    y_vertex* vertex;
-    int32_t use_count; /**< faces whose normals the vertex normal is the mean of */
+    struct vertex_entry* next; /**< next variant of the same input vertex */
+    y_vertex* vertex;          /**< the vertex of this variant */
+    int32_t use_count;         /**< faces whose normals the vertex normal is the mean of */
 } vertex_entry;
 
 /** Makes a face over three input vertices and returns it unlinked and unnumbered; NULL when memory fails. The

@@ -1,6 +1,10 @@
 /** @file
  *  `image_buffer`: a rendered picture kept as scene radiance, five bytes a pixel, so that exposure can change
- *  after the render. Row 0 is the bottom row. */
+ *  after the render. Row 0 is the bottom row.
+ *
+ *  Threads: while a job renders, each row has one worker as its writer, and any thread may read through
+ *  zr_image_buffer_pixel_ex, which trusts only rows whose signature is set. Making and freeing a buffer is
+ * for the host's thread, while no job runs. */
 #ifndef ZIRCONLITE_RAYTRACE_IMAGE_BUFFER_H
 #define ZIRCONLITE_RAYTRACE_IMAGE_BUFFER_H
 
@@ -55,14 +59,14 @@ typedef struct image_buffer
     int32_t width, height; /**< pixels */
     uint32_t planes;       /**< PLANE_* bits */
     int32_t pixel_size;    /**< bytes per slot: 5, or 4 for PIXEL_SIMPLE */
-    size_t row_bytes;
-    size_t total_bytes;
-    int32_t row_pixels; /**< `width` + 4 */
-    uint8_t* pixels;
-    uint8_t* alpha;       /**< NULL none; share of background, 0 to 255 */
-    uint16_t* object_ids; /**< NULL none; `material.id` of the hit */
-    float* depth;         /**< NULL none; distance from the eye, model units; -1 nothing was hit */
-    pixel_sums* sums;     /**< NULL none; at `width` x y + x, whatever the region; freed with the buffer */
+    size_t row_bytes;      /**< `row_pixels` x `pixel_size` */
+    size_t total_bytes;    /**< size of `pixels` */
+    int32_t row_pixels;    /**< `width` + 4 */
+    uint8_t* pixels;       /**< rows from the bottom; owned */
+    uint8_t* alpha;        /**< NULL none; share of background, 0 to 255 */
+    uint16_t* object_ids;  /**< NULL none; `material.id` of the hit */
+    float* depth;          /**< NULL none; distance from the eye, model units; -1 nothing was hit */
+    pixel_sums* sums;      /**< NULL none; at `width` x y + x, whatever the region; freed with the buffer */
 } image_buffer;
 
 /** Bits of `pixel_components.present`. */
@@ -87,11 +91,12 @@ typedef struct pixel_components
 /** One pixel in all planes; NULL where a plane is absent. */
 typedef struct pixel_pointers
 {
-    uint8_t *pixel, *alpha;
-    uint16_t* object_id;
-    float* depth;
+    uint8_t *pixel, *alpha; /**< the slot and its entry in the alpha plane */
+    uint16_t* object_id;    /**< entry in the object-id plane */
+    float* depth;           /**< entry in the depth plane */
 } pixel_pointers;
 
+/** Longest side of a picture, pixels. */
 #define IMAGE_MAX_SIDE 65536
 
 /** A zeroed buffer with the format and planes that the document asks for; NULL when memory fails or the size
@@ -112,7 +117,9 @@ ZR_API uint8_t* image_buffer_pixel_pointers(
  *  valid; else the nearest valid sample at or below the position. */
 ZR_API const uint8_t* zr_image_buffer_pixel_ex(
     const image_buffer* buffer, int32_t x, int32_t y, pixel_pointers* pointers);
+/** The slot `count` pixels to the right; may point behind the row. */
 ZR_API uint8_t* zr_image_buffer_skip_pixels(const image_buffer* buffer, uint8_t* pixel, int32_t count);
+/** The same for all pointers of a pixel. */
 ZR_API void image_buffer_advance(const image_buffer* buffer, pixel_pointers* pointers, int32_t count);
 
 /** Packs a pixel; returns the kinds written (PIXEL_HAS_SIMPLE for a simple pixel that is not black, else
@@ -131,9 +138,11 @@ ZR_API uint32_t pack_pixel(const image_buffer* buffer, const pixel_components* c
 ZR_API uint32_t zr_unpack_internal_pixel(
     const image_buffer* buffer, const uint8_t* pixel, pixel_components* components, int32_t raw);
 
+/** @{ */
 /** The object number that passes -1, 1 and 2 keep in the slot to the right of a sample, low byte first. */
 ZR_API void zr_store_object_reference(const image_buffer* buffer, uint8_t* sample_pixel, uint32_t number);
 ZR_API uint32_t zr_read_object_reference(const image_buffer* buffer, const uint8_t* sample_pixel);
+/** @} */
 
 /** Frees the view's picture under the display's image lock. Returns 1. */
 ZR_API int32_t zr_free_raytrace_buffer(render_view* view);

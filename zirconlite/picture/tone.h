@@ -12,8 +12,10 @@ ZR_EXTERN_C_BEGIN
 typedef struct document document;
 typedef struct render_view render_view;
 
+/** Bins of a histogram. */
 #define HISTOGRAM_BINS 100
 
+/** One bin of a histogram of log luminance. */
 typedef struct histogram_bin
 {
     uint32_t bin_count; /**< samples in the bin */
@@ -23,19 +25,22 @@ typedef struct histogram_bin
     float plain_curve;  /**< display value at `edge` before brightness and contrast */
 } histogram_bin;
 
+/** A capped histogram of log luminance and the display curve made from it. Written by the host's thread or
+ * the job's controlling thread; read by any. Larson, Rushmeier, Piatko, "A Visibility Matching Tone
+ * Reproduction Operator for High Dynamic Range Scenes", 1997. */
 typedef struct histogram
 {
-    int32_t capacity; /**< samples that fit */
-    int32_t count;    /**< samples held; after finish_histogram the total of the capped bins */
-    float* samples;   /**< log10 of each sample; owned */
-    float log_min, log_max;
-    float lum_min, lum_max;
-    float bin_width; /**< in log10 */
-    float inverse_bin_width;
-    float world_lum, log_world;
-    float curve_exponent; /**< 1.0, or raised in dim scenes */
-    float curve_top;      /**< display value above `log_max` */
-    histogram_bin bins[HISTOGRAM_BINS];
+    int32_t capacity;           /**< samples that fit */
+    int32_t count;              /**< samples held; after finish_histogram the total of the capped bins */
+    float* samples;             /**< log10 of each sample; owned */
+    float log_min, log_max;     /**< range of the samples, log10 of cd/m^2 */
+    float lum_min, lum_max;     /**< the same range, cd/m^2 */
+    float bin_width;            /**< in log10 */
+    float inverse_bin_width;    /**< 1 / `bin_width` */
+    float world_lum, log_world; /**< adaptation luminance, cd/m^2, and its log10 */
+    float curve_exponent;       /**< 1.0, or raised in dim scenes */
+    float curve_top;            /**< display value above `log_max` */
+    histogram_bin bins[HISTOGRAM_BINS]; /**< in rising order of luminance */
 } histogram;
 
 /** Scale and exponent of the power curve for a log-average luminance in cd/m^2. 0 for a luminance of 0, with
@@ -71,9 +76,11 @@ ZR_API int32_t measure_image(
 ZR_API double zr_get_world_log_avg_luminance(document* document, render_view* view);
 /** The same over the picture, with the job's ray limits; stores the results in the view. Returns 1. */
 ZR_API int32_t zr_set_rt_world_log_avg_luminance(document* document, render_view* view);
-/* Work out the four tone values from the two luminances. Return 1. */
+/** @{ */
+/** Work out the four tone values from the two luminances. Return 1. */
 ZR_API int32_t zr_set_raytrace_tone_operator(render_view* view);
 ZR_API int32_t zr_get_raytrace_tone_op_from_world_lum(render_view* view);
+/** @} */
 
 /** A fresh histogram with room for the samples of a picture of that size. 1; -1 while the exposure is locked;
  *  0 when memory fails. */
@@ -97,8 +104,12 @@ ZR_API int32_t apply_exposure(document* document, render_view* view);
 ZR_API int32_t zr_adjust_exposure(
     zr_handle parent, document* document, int32_t from_preview, render_view* view, render_view* preview_view);
 
+/** @{ */
+/** The gamma of the simple mode, set and returned, for the whole process; below 1 counts as 1. Set while no
+ * job runs. */
 ZR_API void zr_change_simple_rt_gamma(double gamma);
 ZR_API double zr_simple_rt_gamma(void);
+/** @} */
 
 ZR_EXTERN_C_END
 

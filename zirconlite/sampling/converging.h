@@ -41,10 +41,12 @@ typedef struct sampling_progress
  * in force before. Host's thread. */
 ZR_API int32_t zr_set_pixel_sampler(document* document, int32_t sampler);
 
+/** @{ */
 /** Sets when the converging sampler stops, from the next job on. Returns 1; 0, with nothing changed and
  *  zr_last_error set, where a value is out of its range. */
 ZR_API int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits);
 ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* limits_out);
+/** @} */
 
 /** Any thread, also while the job runs. */
 ZR_API void zr_get_sampling_progress(sampling_progress* progress_out);

@@ -9,19 +9,20 @@
 ZR_EXTERN_C_BEGIN
 
 typedef struct document document;
-typedef struct voxel_grid voxel_grid;
+typedef struct voxel_grid voxel_grid; /**< the grid or tree itself, the library's own */
 
 /** A half space: a point is outside if (point - `point`) . `normal` is above 0. */
 typedef struct clip_plane
 {
-    vector3 normal, point;
-    double d; /**< `normal` . `point` */
+    vector3 normal, point; /**< outward normal of the plane and a point on it */
+    double d;              /**< `normal` . `point` */
 } clip_plane;
 
+/** The planes of one clipping. */
 typedef struct clip_set
 {
-    int32_t count;
-    const clip_plane* planes;
+    int32_t count;            /**< number of `planes` */
+    const clip_plane* planes; /**< read only during the call; the caller keeps them */
 } clip_set;
 
 /** Builds the search structure (zr_set_search_structure) of the objects in the document's two lists, on a
@@ -43,7 +44,9 @@ ZR_API int32_t zr_voxel_grid_stats(const voxel_grid* grid, int32_t counts[12]);
 
 /** Sutherland-Hodgman clipping of a polygon against each plane in turn. `polygon` and `scratch` each have
  *  room for `vertex_count` + planes + 1 vertices; both are overwritten. Returns the vertices left (at least
- *  3) with `result_out` naming the buffer that holds them, or 0. */
+ *  3) with `result_out` naming the buffer that holds them, or 0.
+ *
+ *  I. E. Sutherland, G. W. Hodgman, "Reentrant Polygon Clipping", Communications of the ACM 17, 1974. */
 ZR_API int32_t zr_sh_clip_arbitrary(
     const clip_set* set, int32_t vertex_count, vector3* polygon, vector3* scratch, vector3** result_out);
 
