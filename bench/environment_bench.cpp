@@ -1,4 +1,4 @@
-// What surroundings cost a ray: gradient, painted sky, background picture, picture of light, haze and ground;
+// What environments cost a ray: gradient, painted sky, background picture, picture of light, haze and ground;
 // clouds by their number, for a ray and for preparation.
 #include <benchmark/benchmark.h>
 
@@ -36,13 +36,13 @@ std::vector<ray> sky_rays(const test::scene& s)
     return rays;
 }
 
-/// One row for each kind of surrounding.
-struct surrounding_kind
+/// One row for each kind of environment.
+struct environment_kind
 {
     const char* name;
     void (*set)(document& d);
 };
-const surrounding_kind kinds[] = {
+const environment_kind kinds[] = {
     { "flat", [](document& d) { d.environment.mode = ENVIRONMENT_FLAT; } },
     { "gradient",
         [](document& d)
@@ -90,7 +90,7 @@ double look_at_all(document& d, const std::vector<ray>& rays)
 void background_of_ray(benchmark::State& state)
 {
     test::scene s;
-    const surrounding_kind& kind = kinds[state.range(0)];
+    const environment_kind& kind = kinds[state.range(0)];
     std::fill_n(s.doc->environment.color0, 3, 0.5f);
     s.view.width = s.view.height = 64;
     kind.set(*s.doc);

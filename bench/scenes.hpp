@@ -168,7 +168,7 @@ inline triangle_scene foliage_scene()
     return s;
 }
 
-/// A document that holds the scene, with its search structure built.
+/// A document that holds the scene, with its acceleration structure built.
 inline document* open_scene(const triangle_scene& s, int32_t structure = SEARCH_TREE)
 {
     zr_set_search_structure(structure);
@@ -222,7 +222,7 @@ inline void start_ray(ray& r, const ray_start& from)
 }
 
 /// Rays of one kind: through the pixels of a square picture, cosine-spread from its hits, those in random
-/// order, or from its hits to the lamp.
+/// order, or from its hits to the light.
 inline std::vector<ray_start> make_rays(const document& d, const triangle_scene& s, ray_set kind, int side)
 {
     const vector3 forward = normalized(s.target - s.eye);

@@ -30,7 +30,7 @@ struct material_kind
 const material_kind kinds[] = { { "matte", matte, 1 }, { "mirror", mirror, 1 }, { "glass", glass, 1 },
     { "glossy, 4 rays", glossy, 4 } };
 
-/// A ball of the material in a matte room with `lights` lamps under its ceiling.
+/// A ball of the material in a matte room with `lights` lights under its ceiling.
 struct ball_room : test::scene
 {
     ball_room(const material_kind& kind, int lights, int32_t model) : test::scene(model)

@@ -74,7 +74,7 @@ void* find_callback(void*, const char* name)
     return nullptr;
 }
 
-/// Where the library's messages stand: installed, or in the source tree of a build that is not.
+/// Where the library's messages are: installed, or in the source tree of a build that is not.
 std::u16string resource_folder()
 {
     std::error_code error;

@@ -16,7 +16,7 @@ public:
 
     /// A step of `what` at `fraction`, 0 to 1 of the whole; a different `what` starts a line of its own.
     void show(const std::string& what, double fraction);
-    /// Leaves the line as it stands, so that other text can follow.
+    /// Leaves the line, so that other text can follow.
     void finish();
     /// The same, and the next show() starts a step.
     void restart();

@@ -64,7 +64,7 @@ void watch_stop_signals()
     }
     // A reader that closes the progress pipe must not end the render.
     signal(SIGPIPE, SIG_IGN);
-    // A limit on the size of files is told like a full disk, and leaves no half-written file behind.
+    // A limit on the size of files is reported like a full disk, and leaves no half-written file behind.
     signal(SIGXFSZ, SIG_IGN);
 }
 

@@ -258,7 +258,7 @@ void set_environment(
     const scene& s, document* d, std::vector<owned_view>& views, std::vector<std::string>& notes)
 {
     set_background(s, s.background, d, d->environment, ENVIRONMENT_PICTURE, notes);
-    set_hdr(s, s.surroundings, d, d->environment, ENVIRONMENT_HDR, views, notes);
+    set_hdr(s, s.environment_map, d, d->environment, ENVIRONMENT_HDR, views, notes);
     set_flag(d->environment_flags, ENVIRONMENT_SKY_WITHOUT_SUN, s.background.without_sun);
     zr_set_background_luminance(d, s.background.luminance.value_or(0));
 
@@ -268,7 +268,7 @@ void set_environment(
     if (r.is_own)
     {
         set_background(s, r.background, d, d->reflected_environment, ENVIRONMENT_REFLECTED_PICTURE, notes);
-        set_hdr(s, r.surroundings, d, d->reflected_environment, ENVIRONMENT_REFLECTED_HDR, views, notes);
+        set_hdr(s, r.environment_map, d, d->reflected_environment, ENVIRONMENT_REFLECTED_HDR, views, notes);
     }
     if (s.clouds.is_on)
     {

@@ -1,5 +1,5 @@
 /// @file
-/// From what a scene says about its surroundings to the library's environments.
+/// From what a scene says about its environment to the library's environments.
 #pragma once
 
 #include "host/scene/scene.hpp"
@@ -17,7 +17,7 @@ struct view_deleter
 {
     void operator()(render_view* v) const;
 };
-/// A view that stands alone and holds a picture.
+/// A view of its own that holds a picture.
 using owned_view = std::unique_ptr<render_view, view_deleter>;
 
 /// Where fields start that neither a settings file nor the scene sets.

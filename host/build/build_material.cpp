@@ -1,5 +1,5 @@
 /// @file
-/// Simple materials, patterns and the pictures on them; the rules stand in docs/materials.md.
+/// Simple materials, patterns and the pictures on them; the rules are in docs/materials.md.
 #include "host/build/build_material.hpp"
 
 #include "host/failure.hpp"
@@ -62,7 +62,7 @@ void set_simple(simple_material& out, const scene_material& m)
     set_color(out.reflect_color, m.mirror_color.value_or(color3{ { 1, 1, 1 } }));
     if (m.metal) { out.head.flags |= MATERIAL_REFLECT_FOLLOWS_COLOR; }
     if (!m.glossy) { out.head.flags |= MATERIAL_SHARP_REFLECTION | MATERIAL_SHARP_TRANSMISSION; }
-    // A mirror shows lamps as highlights of an exponent that grows with its share; 1 gives none.
+    // A mirror shows light sources as highlights of an exponent that grows with its share; 1 gives none.
     out.highlight = out.reflect_share * 300 + 1;
     if (m.highlight)
     {

@@ -396,7 +396,7 @@ void set_distant(const scene_light& from, light& l)
     l.falloff = 0;
 }
 
-/// By light kind; the names stand in light_kind_names.
+/// By light kind; the names are in light_kind_names.
 constexpr void (*set_kind[])(const scene_light&, light&) = { set_point, set_spot, set_distant, set_window };
 
 void add_light(document* d, const scene& s, const scene_light& from)
@@ -493,7 +493,7 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
     if (s.ground.below_models) { d->ground_height = height_below(d->bounds); }
     d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
     for (const scene_light& l : s.lights) { add_light(d, s, l); }
-    const bool surrounded = !s.surroundings.file.empty() || s.background.luminance.value_or(0) > 0;
+    const bool surrounded = !s.environment_map.file.empty() || s.background.luminance.value_or(0) > 0;
     if (!s.models.empty() && s.lights.empty() && !s.sun.is_on && !surrounded && !materials.any_glows)
     {
         throw failure(exit_bad_scene,

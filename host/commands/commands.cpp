@@ -21,12 +21,12 @@ namespace host
 
 const command_row commands[] = {
     { "render", "Render a scene file, or a model alone, to a picture", setup_render },
-    { "info", "Print what a model file holds: size, units, materials, pictures", setup_info },
+    { "info", "Print what a model file contains: size, units, materials, pictures", setup_info },
     { "convert", "Write a picture in another format", setup_convert },
     { "tone", "Show a picture kept as light at an exposure", setup_tone },
     { "settings", "Show, convert and check files of settings: .su, .en and .ex", setup_settings },
-    { "library", "List, show, add, delete, pack and translate what library files hold", setup_library },
-    { "sun", "Print where the sun stands and what light it and the sky give", setup_sun },
+    { "library", "List, show, add, delete, pack and translate library files", setup_library },
+    { "sun", "Print the position of the sun and the light of sun and sky", setup_sun },
     { "keys", "Print the sections and keys of a scene file", setup_keys },
     { nullptr, nullptr, nullptr },
 };
@@ -98,7 +98,7 @@ int run_commands(int argument_count, char** arguments)
     }
     catch (const CLI::ParseError& e)
     {
-        // A word that is no command is told as such, not as a missing one.
+        // A word that is no command is reported as unknown, not as missing.
         const bool no_command = program.get_subcommands().empty();
         const bool unknown = no_command && argument_count > 1 && arguments[1][0] != '-';
         say((unknown ? fmt::format("there is no command \"{}\"", arguments[1]) : e.what()) + "; see --help");

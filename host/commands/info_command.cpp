@@ -1,5 +1,5 @@
 /// @file
-/// `zirconlite info`: what a model file holds and what a render makes of it, as text or JSON.
+/// `zirconlite info`: what a model file contains and what a render makes of it, as text or JSON.
 #include "host/commands/commands.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"

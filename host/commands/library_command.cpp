@@ -1,5 +1,5 @@
 /// @file
-/// `zirconlite library`: what stands in library files, and how it gets there and out again.
+/// `zirconlite library`: what library files contain, and how records get in and out.
 #include "host/build/build_material.hpp"
 #include "host/commands/commands.hpp"
 #include "host/commands/material_text.hpp"
@@ -39,7 +39,7 @@ struct material_deleter
 };
 using owned_material = std::unique_ptr<material, material_deleter>;
 
-/// The failure that the library has just reported, told of `what`.
+/// The failure that the library has just reported, with `what` in front.
 [[noreturn]] void fail_with(const std::string& what)
 {
     const zr_status& s = *zr_last_error();
@@ -83,7 +83,7 @@ struct open_library
     zr_handle handle;
 };
 
-// By kind of library: how a record is shown and added. The extension tells the kind.
+// By kind of library: how a record is shown and added. The extension gives the kind.
 
 std::string show_material(zr_handle library, const std::u16string& key)
 {

@@ -18,7 +18,7 @@ namespace host
 namespace
 {
 
-constexpr size_t most_frames = 9999;
+constexpr size_t max_frames = 9999;
 constexpr int minutes_of_day = 24 * 60;
 
 [[noreturn]] void wrong_usage(const std::string& text) { throw failure(exit_usage, text + "; see --help"); }
@@ -85,7 +85,7 @@ std::vector<frame_moment> days_of(const range& r, const std::string& given, cons
     }
     std::vector<frame_moment> frames;
     const int last = number_of_day(r.to);
-    for (int day = number_of_day(r.from); day <= last && frames.size() <= most_frames; day += step)
+    for (int day = number_of_day(r.from); day <= last && frames.size() <= max_frames; day += step)
     {
         frames.push_back({ day_text(day), time });
     }
@@ -243,9 +243,9 @@ std::vector<frame_moment> read_sequence(const sequence_options& o, const scene& 
     if (!date.to.empty()) { frames = days_of(date, o.date, time.from); }
     else if (!time.to.empty()) { frames = times_of(time, o.time, date.from); }
     if (frames.empty()) { wrong_usage(fmt::format("--date: {} ends before it begins", o.date)); }
-    if (frames.size() > most_frames)
+    if (frames.size() > max_frames)
     {
-        wrong_usage(fmt::format("a series has at most {} frames", most_frames));
+        wrong_usage(fmt::format("a series has at most {} frames", max_frames));
     }
     return frames;
 }

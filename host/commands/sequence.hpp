@@ -56,7 +56,7 @@ measured_frame measured_frame_of(const render_view& view);
 /// Gives the view the exposure of several frames together. False when memory fails.
 bool join_exposures(render_view& view, const std::vector<measured_frame>& frames);
 
-/// The exposure under which the view's picture stands, as text that keeps every bit.
+/// The exposure of the view's picture, as text that keeps every bit.
 std::string exposure_text(const render_view& view);
 
 /// Puts such a text into force, locked. Throws `failure` when it is damaged, or was made for another tone

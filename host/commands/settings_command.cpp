@@ -271,7 +271,7 @@ int check(const std::string& file)
     const int kind = read_either(file, s.d, s.view);
     const std::string text = is_plain_text(bytes) ? bytes : utf8_of_utf16_bytes(bytes);
     std::vector<std::string> found = complaints(kind, text, whole_text(kind, s.d, s.view));
-    if (!is_plain_text(bytes) && bytes.size() % 2) { found.push_back("an odd byte stands at the end"); }
+    if (!is_plain_text(bytes) && bytes.size() % 2) { found.push_back("there is an odd byte at the end"); }
     for (const std::string& line : found)
     {
         std::fprintf(stderr, "zirconlite: %s: %s\n", file.c_str(), line.c_str());

@@ -1,5 +1,5 @@
 /// @file
-/// `zirconlite sun`: where the sun stands and what light it and the sky give, for a moment or over a day.
+/// `zirconlite sun`: the position of the sun and the light of sun and sky, for a moment or over a day.
 #include "host/build/build_daylight.hpp"
 #include "host/commands/commands.hpp"
 #include "host/failure.hpp"

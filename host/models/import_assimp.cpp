@@ -397,7 +397,7 @@ bool read_model_file(const import_request& request, model& m, std::string& refus
     const aiScene* s = importer.ReadFile(request.file.string(), 0);
     if (!s || !s->mRootNode || (s->mFlags & AI_SCENE_FLAGS_INCOMPLETE && s->mNumMeshes == 0))
     {
-        refusal = s ? "the file holds no meshes" : importer.GetErrorString();
+        refusal = s ? "the file contains no meshes" : importer.GetErrorString();
         return false;
     }
     const double scale = scale_to_metres(request, format, *s);
@@ -425,7 +425,7 @@ bool read_model_file(const import_request& request, model& m, std::string& refus
     }
     if (m.meshes.empty())
     {
-        refusal = "the file holds no polygons";
+        refusal = "the file contains no polygons";
         return false;
     }
     if (std::string(format.extension) == ".obj") { apply_obj(request.file, m); }

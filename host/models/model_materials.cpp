@@ -24,7 +24,7 @@ double clamp01(double v) { return std::clamp(v, 0.0, 1.0); }
 
 double largest(const std::array<float, 3>& c) { return std::max({ c[0], c[1], c[2] }); }
 
-/// A colour of the file as a display value; amounts above 1 are held to 1.
+/// A colour of the file as a display value; amounts above 1 become 1.
 color3 display_color(const std::array<float, 3>& c, bool is_linear)
 {
     color3 out;

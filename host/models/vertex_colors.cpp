@@ -18,19 +18,19 @@ namespace
 
 constexpr uint64_t face_limit = 1 << 24; // a picture of 8192 by 8192
 constexpr uint64_t wanted_texels = 1 << 22;
-constexpr uint32_t smallest_field = 2, largest_field = 256;
+constexpr uint32_t min_field = 2, max_field = 256;
 constexpr float inset = 0.02f; // texels from a corner of the face to the field's, against rounding
 constexpr size_t targa_header = 18;
 
 /// A picture under way as an uncompressed TARGA, bottom row first.
 struct field_picture
 {
-    uint32_t field = smallest_field, side; ///< texels of a field and of the picture
+    uint32_t field = min_field, side; ///< texels of a field and of the picture
     model_picture bytes;
 
     explicit field_picture(uint64_t faces)
     {
-        while (field < largest_field && faces * field * field * 4 <= wanted_texels) { field *= 2; }
+        while (field < max_field && faces * field * field * 4 <= wanted_texels) { field *= 2; }
         side = field << ((std::bit_width(faces - 1) + 1) / 2);
         bytes.resize(targa_header + size_t(side) * side * 3);
         bytes[2] = 2;

@@ -42,8 +42,8 @@ public:
 
     uint32_t number_of(const float* p)
     {
-        const auto held = [this](float c) { return std::fabs(c) <= zero_ ? 0.0f : c; };
-        const place at{ held(p[0]), held(p[1]), held(p[2]) };
+        const auto snapped = [this](float c) { return std::fabs(c) <= zero_ ? 0.0f : c; };
+        const place at{ snapped(p[0]), snapped(p[1]), snapped(p[2]) };
         size_t slot = hash(at) & (slots_.size() - 1);
         while (slots_[slot])
         {

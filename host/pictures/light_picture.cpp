@@ -25,7 +25,7 @@ namespace
 constexpr int64_t pixel_limit = 1 << 26;
 // Runs of one colour pack this well; a header that claims more than that lies.
 constexpr int64_t free_pixels = 1 << 20, densest_pixels = 2048;
-constexpr float largest_radiance = 65504; // of half a word; brighter ones are infinite in most files
+constexpr float max_radiance = 65504; // of half a word; brighter ones are infinite in most files
 constexpr std::string_view exr_mark("\x76\x2F\x31\x01", 4), png_mark("\x89PNG", 4), radiance_mark("#?", 2);
 
 std::string first_bytes(const std::filesystem::path& file)
@@ -112,7 +112,7 @@ void set_light_row(image_buffer& light, int y, const float* rgb)
     for (int x = 0; x < light.width; ++x, rgb += 3)
     {
         pixel_components c{};
-        for (int i = 0; i < 3; ++i) { c.surface[i] = rgb[i] > 0 ? std::min(rgb[i], largest_radiance) : 0; }
+        for (int i = 0; i < 3; ++i) { c.surface[i] = rgb[i] > 0 ? std::min(rgb[i], max_radiance) : 0; }
         pack_pixel(&light, &c, zr_image_buffer_pixel(&light, x, y));
     }
 }

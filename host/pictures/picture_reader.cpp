@@ -22,12 +22,12 @@ namespace host
 namespace
 {
 
-constexpr uint64_t largest_file = uint64_t(1) << 31;
-constexpr png_uint_32 largest_side = 1 << 20;
-constexpr uint64_t largest_picture = 1 << 30;
+constexpr uint64_t max_file_bytes = uint64_t(1) << 31;
+constexpr png_uint_32 max_side = 1 << 20;
+constexpr uint64_t max_picture_bytes = 1 << 30;
 // Deflate gives at most 1032 bytes for one.
 constexpr uint64_t free_picture = 16 << 20, densest_coding = 1100;
-constexpr png_alloc_size_t largest_chunk = 8 << 20;
+constexpr png_alloc_size_t max_chunk_bytes = 8 << 20;
 constexpr uint8_t png_signature[4] = { 0x89, 'P', 'N', 'G' };
 
 /// Everything that a jump out of libpng could skip.
@@ -97,8 +97,8 @@ bool decode(png_structp png, png_infop info, png_reading& r, uint64_t file_bytes
 {
     if (setjmp(r.back)) { return r.has_rows; }
     png_set_read_fn(png, &r, on_read);
-    png_set_user_limits(png, largest_side, largest_side);
-    png_set_chunk_malloc_max(png, largest_chunk);
+    png_set_user_limits(png, max_side, max_side);
+    png_set_chunk_malloc_max(png, max_chunk_bytes);
     png_read_info(png, info);
     set_conversions(png, info);
     if (!make_rows(r, png_get_image_width(png, info), png_get_image_height(png, info),
@@ -157,8 +157,8 @@ constexpr unread_kind unread_kinds[] = {
     { 1, "KTX "sv, "KTX textures are not read" },
     { 4, "ftyp"sv, "HEIF and AVIF pictures are not read" },
     { 4, "jP  "sv, "JPEG 2000 pictures are not read" },
-    { 0, "#?"sv, "a Radiance picture holds light: it serves as surroundings" },
-    { 0, "\x76\x2F\x31\x01"sv, "an OpenEXR picture holds light: it serves as surroundings" },
+    { 0, "#?"sv, "a Radiance picture stores radiance: use it as an environment map" },
+    { 0, "\x76\x2F\x31\x01"sv, "an OpenEXR picture stores radiance: use it as an environment map" },
 };
 
 bool has_mark(std::span<const uint8_t> bytes, size_t at, std::string_view mark)
@@ -205,9 +205,10 @@ bool read_other_form(std::span<const uint8_t> bytes, picture8& out, std::string&
 bool make_picture(
     picture8& out, uint64_t width, uint64_t height, uint32_t channels, uint64_t file_bytes, std::string& why)
 {
-    const bool is_sound = width > 0 && height > 0 && width <= largest_side && height <= largest_side;
+    const bool is_sound = width > 0 && height > 0 && width <= max_side && height <= max_side;
     const uint64_t bytes = is_sound ? width * height * channels : 0;
-    if (!is_sound || bytes > largest_picture || (bytes > free_picture && bytes / densest_coding > file_bytes))
+    if (!is_sound || bytes > max_picture_bytes ||
+        (bytes > free_picture && bytes / densest_coding > file_bytes))
     {
         why = fmt::format("{} x {} pixels are too many for a file of {} bytes", width, height, file_bytes);
         return false;
@@ -236,7 +237,7 @@ bool read_picture_file(const std::string& path, picture8& out, std::string& why)
     out = {};
     std::error_code error;
     const uint64_t size = std::filesystem::file_size(path, error);
-    if (error || size > largest_file)
+    if (error || size > max_file_bytes)
     {
         why = error ? error.message() : "the file is larger than 2 GB";
         return false;

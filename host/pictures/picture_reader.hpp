@@ -1,5 +1,5 @@
 /// @file
-/// Picture files into 8 bits a channel, told by their content: PNG, BMP, TARGA, TIFF and JPEG.
+/// Picture files into 8 bits a channel, recognised by their content: PNG, BMP, TARGA, TIFF and JPEG.
 #pragma once
 
 #include <cstdint>

@@ -111,7 +111,7 @@ std::optional<picture8> read_texture(const std::filesystem::path& file, const mo
             note_damaged(notes, name, why);
             return p;
         }
-        note_unread(notes, name, index < m.pictures.size() ? why : "the model does not hold it");
+        note_unread(notes, name, index < m.pictures.size() ? why : "the model does not contain it");
         return {};
     }
     const std::filesystem::path found = find_model_picture(file, t.file);

@@ -16,7 +16,7 @@ namespace host
 namespace
 {
 
-constexpr tmsize_t largest_block = 1 << 30;
+constexpr tmsize_t max_block_bytes = 1 << 30;
 
 /// A file in memory, and the first thing that libtiff says about it.
 struct tiff_memory
@@ -63,7 +63,7 @@ using open_tiff = std::unique_ptr<TIFF, void (*)(TIFF*)>;
 open_tiff open(tiff_memory& m)
 {
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, largest_block);
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options, max_block_bytes);
     TIFFOpenOptionsSetErrorHandlerExtR(options, on_error, &m);
     TIFFOpenOptionsSetWarningHandlerExtR(options, on_warning, &m);
     TIFF* t = TIFFClientOpenExt(
@@ -94,7 +94,7 @@ enum class tiff_alpha
 };
 
 /// What the file says about alpha. libtiff would multiply plain alpha into the colours and lose them where it
-/// is 0, so it is told that this has been done.
+/// is 0, so the file is declared to have been multiplied.
 tiff_alpha take_alpha(TIFF* t)
 {
     uint16_t count = 0;
@@ -103,9 +103,9 @@ tiff_alpha take_alpha(TIFF* t)
     if (count == 0 || !kinds) { return tiff_alpha::none; }
     if (kinds[0] == EXTRASAMPLE_ASSOCALPHA) { return tiff_alpha::multiplied; }
     if (kinds[0] != EXTRASAMPLE_UNASSALPHA) { return tiff_alpha::none; }
-    std::vector<uint16_t> told(kinds, kinds + count);
-    told[0] = EXTRASAMPLE_ASSOCALPHA;
-    TIFFSetField(t, TIFFTAG_EXTRASAMPLES, count, told.data());
+    std::vector<uint16_t> declared(kinds, kinds + count);
+    declared[0] = EXTRASAMPLE_ASSOCALPHA;
+    TIFFSetField(t, TIFFTAG_EXTRASAMPLES, count, declared.data());
     return tiff_alpha::plain;
 }
 

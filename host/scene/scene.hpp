@@ -4,7 +4,7 @@
 #pragma once
 
 #include "host/scene/scene_daylight.hpp"
-#include "host/scene/scene_surroundings.hpp"
+#include "host/scene/scene_environment.hpp"
 
 #include <array>
 #include <filesystem>
@@ -199,7 +199,7 @@ struct scene
     scene_tone tone;
     scene_output output;
     scene_background background;
-    scene_hdr surroundings;
+    scene_hdr environment_map;
     scene_reflections reflections;
     scene_haze haze;
     scene_ground ground;

@@ -57,7 +57,7 @@ std::optional<calendar_day> read_date(const std::string& text);
 std::optional<int> read_time(const std::string& text);
 
 /// What is wrong with the section, for a message that begins with its name; empty when nothing is.
-/// `place_follows`: a settings file may still say where the sun stands.
+/// `place_follows`: a settings file may still place the sun.
 std::string check_sun(const scene_sun& s, bool place_follows = false);
 
 } // namespace host

@@ -27,7 +27,7 @@ const key_row<scene_sun> sun_rows[] = {
         "tables; "
         "`almanac`" },
     { "azimuth_deg", &scene_sun::azimuth_deg, -360, 360, nullptr, 0,
-        "where the sun stands, in place of place and time: 0 north, 90 east, with" },
+        "position of the sun, instead of place and time: 0 north, 90 east, with" },
     { "altitude_deg", &scene_sun::altitude_deg, -90, 90, nullptr, 0, "its height above the horizon" },
     { "north_deg", &scene_sun::north_deg, -360, 360, nullptr, 0,
         "where north lies in the scene, clockwise from +y, 0" },

@@ -126,12 +126,13 @@ const key_row<scene_clouds> cloud_rows[] = {
 
 const section<scene_background> background_section{ "[background]",
     "What lies behind everything. `[reflections.background]` takes the same keys.", background_rows };
-const section<scene_hdr> hdr_section{ "[surroundings]",
-    "A picture of light around the scene. `[reflections.surroundings]` takes the same keys.", hdr_rows };
+const section<scene_hdr> hdr_section{ "[environment_map]",
+    "An environment map: a picture of radiance around the scene. `[reflections.environment_map]` takes the "
+    "same keys.",
+    hdr_rows };
 const section<scene_reflections> reflection_section{ "[reflections]",
-    "What mirrors see beside the scene. With `[reflections.background]` or `[reflections.surroundings]` they "
-    "see these, "
-    "else what the eye sees.",
+    "What mirrors see beside the scene. With `[reflections.background]` or `[reflections.environment_map]` "
+    "they see these, else what the eye sees.",
     reflection_rows };
 const section<scene_haze> haze_section{ "[haze]", "Haze that grows with the distance.", haze_rows };
 const section<scene_ground> ground_section{ "[ground]", "A level plane without end.", ground_rows };

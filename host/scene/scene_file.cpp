@@ -28,7 +28,7 @@ constexpr unit_row units[] = { { "m", 1 }, { "cm", 0.01 }, { "mm", 0.001 }, { "k
     { "ft", 0.3048 }, { "yd", 0.9144 } };
 
 const char* const top_level_names[] = { "camera", "render", "tone", "output", "variant", "background",
-    "surroundings", "reflections", "haze", "ground", "clouds", "settings", "sun", "model", "materials",
+    "environment_map", "reflections", "haze", "ground", "clouds", "settings", "sun", "model", "materials",
     "light", nullptr };
 
 template <class R>
@@ -102,6 +102,15 @@ void read_materials(const toml::table& root, scene& s, const std::string& file)
     }
 }
 
+/// A section that has another name by now: its error says which.
+void refuse_renamed(const toml::table& table, const std::string& file)
+{
+    if (const toml::node* n = table.get("surroundings"))
+    {
+        bad_scene(file, int(n->source().begin.line), "\"surroundings\" is called \"environment_map\"");
+    }
+}
+
 /// [reflections] with its two tables.
 void read_reflections(const toml::table& root, scene& s, const std::string& file)
 {
@@ -112,16 +121,17 @@ void read_reflections(const toml::table& root, scene& s, const std::string& file
         return;
     }
     const toml::table& own = *n->as_table();
+    refuse_renamed(own, file);
     const section<scene_background> background{ "[reflections.background]", "", background_section.rows };
-    const section<scene_hdr> hdr{ "[reflections.surroundings]", "", hdr_section.rows };
+    const section<scene_hdr> hdr{ "[reflections.environment_map]", "", hdr_section.rows };
     read_one(own, "background", background, s.reflections.background, file);
-    read_one(own, "surroundings", hdr, s.reflections.surroundings, file);
-    s.reflections.is_own = own.contains("background") || own.contains("surroundings");
+    read_one(own, "environment_map", hdr, s.reflections.environment_map, file);
+    s.reflections.is_own = own.contains("background") || own.contains("environment_map");
     read_table(own, s.reflections, reflection_section.rows, { file, reflection_section.heading },
-        { "background", "surroundings" });
+        { "background", "environment_map" });
 }
 
-/// `settings = ["a.en"]`, and which keys of the sections that such a file may set stand in the scene.
+/// `settings = ["a.en"]`, and which keys of the sections that such a file may set are in the scene.
 void read_settings_names(const toml::table& root, scene& s, const std::string& file)
 {
     for (const char* name : { "sun", "tone" })
@@ -148,6 +158,7 @@ void read_settings_names(const toml::table& root, scene& s, const std::string& f
 
 void check_top_level(const toml::table& root, const std::string& file)
 {
+    refuse_renamed(root, file);
     for (const auto& [key, value] : root)
     {
         const std::string name(key.str());
@@ -161,7 +172,7 @@ void check_top_level(const toml::table& root, const std::string& file)
     }
 }
 
-/// Line of a key that stands in `section`, or of the section itself.
+/// Line of a key in `section`, or of the section itself.
 int line_of_key(const toml::table& root, const char* section, const char* key)
 {
     const toml::node_view<const toml::node> s = root[section];
@@ -199,7 +210,7 @@ void check_camera(const scene& s, const toml::table& root, const std::string& fi
         if (c.projection != 2) { wrong("sub_frame", "sub_frame: only a perspective picture has one"); }
         if (f[0] >= f[2] || f[1] >= f[3])
         {
-            wrong("sub_frame", "sub_frame: left, top, right, bottom must grow");
+            wrong("sub_frame", "sub_frame: coordinates must satisfy left < right and top < bottom");
         }
     }
     for (const clip_plane& p : c.clip_planes)
@@ -311,12 +322,15 @@ void check_materials(const scene& s, const std::string& file)
     for (const auto& [name, m] : s.materials) { check_depth(s, file, name, 0); }
 }
 
-void check_surroundings(const scene& s, const toml::table& root, const std::string& file)
+void check_environment(const scene& s, const toml::table& root, const std::string& file)
 {
     const auto wrong = [&](const char* section, const char* key, const std::string& text)
     { bad_scene(file, line_of_key(root, section, key), fmt::format("[{}] {}", section, text)); };
 
-    if (root["surroundings"] && s.surroundings.file.empty()) { wrong("surroundings", "file", "has no file"); }
+    if (root["environment_map"] && s.environment_map.file.empty())
+    {
+        wrong("environment_map", "file", "has no file");
+    }
     if (s.reflections.none && s.reflections.is_own)
     {
         wrong("reflections", "none", "none: mirrors see nothing, and have a background of their own");
@@ -447,7 +461,7 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path, sc
     read_one(root, "tone", tone_section, s.tone, file);
     read_one(root, "output", output_section, s.output, file);
     read_one(root, "background", background_section, s.background, file);
-    read_one(root, "surroundings", hdr_section, s.surroundings, file);
+    read_one(root, "environment_map", hdr_section, s.environment_map, file);
     read_reflections(root, s, file);
     read_one(root, "haze", haze_section, s.haze, file);
     read_one(root, "ground", ground_section, s.ground, file);
@@ -471,7 +485,7 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path, sc
     check_camera(s, root, file);
     check_render(s, root, file);
     check_materials(s, file);
-    check_surroundings(s, root, file);
+    check_environment(s, root, file);
     check_models(s, file);
     check_sun(s, root, file);
     check_lights(s, file);

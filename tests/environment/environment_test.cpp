@@ -278,7 +278,7 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
     }
 }
 
-TEST(Environment, APictureOfTheWholeSurroundingShowsEverythingWhereItWas)
+TEST(Environment, AnEnvironmentMapShowsEverythingWhereItWas)
 {
     for (const int32_t projection : { PROJECTION_SPHERE, PROJECTION_PROBE })
     {
@@ -319,7 +319,7 @@ TEST(Environment, APictureOfTheWholeSurroundingShowsEverythingWhereItWas)
         {
             float rgb[3];
             double scale = 0.0;
-            ASSERT_TRUE(surrounding_color(*s.doc, s.env, d, 0.0, rgb, &scale));
+            ASSERT_TRUE(environment_color(*s.doc, s.env, d, 0.0, rgb, &scale));
             EXPECT_EQ(scale, 1.0);
             for (int i = 0; i < 3; ++i) { EXPECT_NEAR(rgb[i] - 2.0, component(d, i), 0.15) << projection; }
         }
@@ -327,7 +327,7 @@ TEST(Environment, APictureOfTheWholeSurroundingShowsEverythingWhereItWas)
         s.ready();
         float rgb[3];
         double scale;
-        surrounding_color(*s.doc, s.env, { -1, 0, 0 }, 0.0, rgb, &scale);
+        environment_color(*s.doc, s.env, { -1, 0, 0 }, 0.0, rgb, &scale);
         EXPECT_NEAR(rgb[1], 3.0, 0.15);
         s.env.hdr_opacity = 1.0f;
         EXPECT_EQ(s.red({ 0, 1, 0 }), 0.0f) << "an opacity of 1 hides it";

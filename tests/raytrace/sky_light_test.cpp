@@ -52,7 +52,7 @@ double cap_lux(double luminance)
     return luminance * M_PI * (1.0 - cap_edge * cap_edge + 2.0 * ramp / (cap_edge - cap_foot));
 }
 
-/// A matte floor of grey 0.5 at height 0, lit by its surroundings alone.
+/// A matte floor of grey 0.5 at height 0, lit by its environment alone.
 struct open_ground : test::scene
 {
     explicit open_ground(int32_t model = LIGHT_MODEL_EXACT, uint32_t flags = 0) : test::scene(model)
@@ -209,7 +209,7 @@ TEST(SkyLight, OfABrightSpotHasNoFireflies)
 
 TEST(SkyLight, OfAnHdrPictureHasItsSunAsWellAsItsSky)
 {
-    // A picture of the whole surrounding: 400 cd/m2, and one very bright pixel somewhere above the horizon;
+    // A environment map: 400 cd/m2, and one very bright pixel somewhere above the horizon;
     // broken pixels below it.
     render_view taken = {};
     taken.projection = PROJECTION_SPHERE;

@@ -19,7 +19,7 @@ namespace
 
 constexpr double box_half = 16000.0, cloud_height = 1500.0, height_spread = 50.0;
 constexpr double radius_x = 1200.0, radius_y = 900.0, radius_z = 1300.0;
-constexpr float smallest_scale = 0.001f, largest_scale = 1e5f;
+constexpr float min_scale = 0.001f, max_scale = 1e5f;
 constexpr double lowest_rz = 0.8; // of the height: clouds reach far down, so that their undersides are flat
 constexpr double box_margin = 1.001;
 
@@ -151,7 +151,7 @@ bool build_lists(prepared_environment& e, const drawn_cloud* drawn, int32_t n)
         e.cells[c] = in_cell[c] ? nodes : nullptr;
         nodes += in_cell[c];
     }
-    // The newest stands first in the list of all; entering them from there on, each in front of its cells'
+    // The newest is first in the list of all; entering them from there on, each in front of its cells'
     // lists, leaves the oldest first in a cell.
     for (int32_t i = 0; i < n; ++i)
     {
@@ -177,7 +177,7 @@ bool scales_are_usable(const environment& e)
 {
     for (const float s : e.cu_scale)
     {
-        if (!(s >= smallest_scale && s <= largest_scale)) { return false; }
+        if (!(s >= min_scale && s <= max_scale)) { return false; }
     }
     return std::isfinite(e.cu_scale_v);
 }

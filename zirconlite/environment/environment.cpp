@@ -167,7 +167,7 @@ void add_hdr(const document& document, const environment& record, const ray& ray
 }
 
 /// The color of all that a record shows to a ray.
-void surrounding_of_ray(const document& document, const environment& record, const ray& ray, float c[3])
+void environment_of_ray(const document& document, const environment& record, const ray& ray, float c[3])
 {
     const shown_parts shown = parts_of(document, record);
     background_color(document, record, ray.direction, c);
@@ -213,7 +213,7 @@ double haze_share(const document& document, const ray& ray)
 
 } // namespace
 
-bool surrounding_color(const document& document, const environment& record, const vector3& direction,
+bool environment_color(const document& document, const environment& record, const vector3& direction,
     double white, float rgb[3], double* luminance_scale)
 {
     const shown_parts shown = parts_of(document, record);
@@ -263,7 +263,7 @@ bool environment_prepare(document& document, const environment& record, const re
     if (!place) { return false; }
     clouds_prepare(document, record, *place);
     prepare_background_picture(record, view, *place);
-    prepare_hdr_surroundings(record, *place);
+    prepare_environment_map(record, *place);
     prepare_gradient(record, *place);
     return true;
 }
@@ -286,7 +286,7 @@ void environment_background(document& document, ray& ray)
     if (reflected && (document.environment_flags & ENVIRONMENT_REFLECT_NOTHING)) { return; }
     const bool own = reflected && (document.environment_flags & ENVIRONMENT_REFLECTED_OWN);
     float c[3];
-    surrounding_of_ray(document, own ? document.reflected_environment : document.environment, ray, c);
+    environment_of_ray(document, own ? document.reflected_environment : document.environment, ray, c);
     if (document.mode == MODE_SIMPLE)
     {
         for (int i = 0; i < 3; ++i)

@@ -35,7 +35,7 @@ enum
     CLOUDS_CIRRUS_HORIZON = 0x4 /**< the cirrus also closes the band near and below the horizon */
 };
 
-/** One surrounding. All zero on opening: the sky, which is black while no sun takes part. Plain values: a
+/** One environment. All zero on opening: the sky, which is black while no sun takes part. Plain values: a
  * host may copy, save and restore the record; what renders derive from it is kept elsewhere. */
 typedef struct environment
 {
@@ -66,7 +66,7 @@ typedef struct environment
     /** amount of cirrus, its transparency, and its strength at the horizon, each 0 to 1 */
     float ci_density, ci_transparency, ci_horizon;
     /** @} */
-    render_view* hdr_view; /**< a picture of the whole surrounding; NULL none */
+    render_view* hdr_view; /**< a picture of the whole environment; NULL none */
     float hdr_rotation;    /**< radians about the vertical */
     float hdr_scale;       /**< factor on the radiance of the environment map */
     float hdr_opacity;     /**< what stays of the colour under it: 1 hides the picture, 0 shows it alone */

@@ -8,7 +8,7 @@
 namespace zr
 {
 
-/// The light of the surroundings from a unit direction: what `record` shows there, as linear colour before
+/// The light of the environment from a unit direction: what `record` shows there, as linear colour before
 /// any tone operator, without clouds, haze and ray weights. The flat colour, the gradient or the sky; over it
 /// the hdr picture; over that the cylindrical or spherical background picture (a planar one belongs to the
 /// view and is not seen here). `environment_prepare` has run for the record.
@@ -19,7 +19,7 @@ namespace zr
 /// hdr part is brought to 0 to 1 by the tone operator of its own view, as a picture shows it. With a sun the
 /// sky is that of its model, not the painted one, relative to `white` in cd/m2: a colour of 1. False, with
 /// black, where nothing shows at all: the sky without a sun. Any thread.
-bool surrounding_color(const document& document, const environment& record, const vector3& direction,
+bool environment_color(const document& document, const environment& record, const vector3& direction,
     double white, float rgb[3], double* luminance_scale);
 
 /// What a ray that leaves the scene does; adds to the ray's results.

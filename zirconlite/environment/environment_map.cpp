@@ -43,7 +43,7 @@ void place_in_picture(const render_view& view, const vector3& d, float* x, float
 
 } // namespace
 
-void prepare_hdr_surroundings(const environment& record, prepared_environment& made)
+void prepare_environment_map(const environment& record, prepared_environment& made)
 {
     const double angle = std::isfinite(record.hdr_rotation) ? double(record.hdr_rotation) : 0.0;
     const double c = std::cos(angle), s = std::sin(angle);

@@ -1,5 +1,5 @@
 /// @file
-/// The picture of light that stands for the whole surrounding, `environment.hdr_view`.
+/// The picture of light that stands for the whole environment, `environment.hdr_view`.
 #pragma once
 
 #include "zirconlite/environment/prepared_environment.hpp"
@@ -8,7 +8,7 @@ namespace zr
 {
 
 /// Works out `hdr_matrix`.
-void prepare_hdr_surroundings(const environment& record, prepared_environment& made);
+void prepare_environment_map(const environment& record, prepared_environment& made);
 
 /// The light of the picture in a unit direction, cd/m2, times `hdr_scale`. False without a picture, and where
 /// it has no pixel. Any thread.

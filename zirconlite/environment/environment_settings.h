@@ -19,7 +19,7 @@ enum
     TILE_MODE_MIRRORED = 2 /**< BACKGROUND_TILE and BACKGROUND_MIRROR */
 };
 
-/** The general block. Fields stand for those of the same name of `environment` and `document`. */
+/** The general block. Fields mean what those of the same name mean in `environment` and `document`. */
 typedef struct environment_settings
 {
     uint32_t environment_flags; /**< ENVIRONMENT_* bits */

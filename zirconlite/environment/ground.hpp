@@ -1,6 +1,6 @@
 /// @file
-/// The ground plane, a level plane without end that no search structure holds. One per process: it is that of
-/// the document which ground_prepare saw last.
+/// The ground plane, a level plane without end that no acceleration structure holds. One per process: it is
+/// that of the document which ground_prepare saw last.
 #pragma once
 
 #include "zirconlite/frame/document.h"

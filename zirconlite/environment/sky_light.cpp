@@ -1,7 +1,7 @@
 /// @file
-/// The smooth sky of the sun comes from its formula. All other surroundings are averaged over the cells of a
-/// table by altitude and azimuth: a cell has one radiance, so that a lamp smaller than a cell cannot be hit
-/// or missed by chance, and drawing in proportion to it is exact.
+/// The smooth sky of the sun comes from its formula. All other environments are averaged over the cells of a
+/// table by altitude and azimuth: a cell has one radiance, so that a light source smaller than a cell cannot
+/// be hit or missed by chance, and drawing in proportion to it is exact.
 #include "zirconlite/environment/sky_light.hpp"
 
 #include <algorithm>
@@ -20,11 +20,11 @@ namespace zr
 namespace
 {
 
-constexpr int32_t most_samples = 4096;
+constexpr int32_t max_samples = 4096;
 constexpr int coarse_rows = 64, fine_rows = 128; // of altitude; twice as many columns
-constexpr int most_points = 8;                   // along a side of a cell
+constexpr int max_points = 8;                    // along a side of a cell
 constexpr double bright_contrast = 8.0;          // of the brightest cell against the mean
-constexpr double largest_radiance = 1e12;
+constexpr double max_radiance = 1e12;
 
 enum class source
 {
@@ -33,7 +33,7 @@ enum class source
     table
 };
 
-struct surroundings
+struct environment_light
 {
     source kind;
     bool has_bright_spots;
@@ -45,9 +45,9 @@ struct surroundings
     growable_block<double> row_end;    ///< share of the flux up to the row's upper edge
     growable_block<double> column_end; ///< share of the row's flux up to the cell's far edge
 };
-surroundings around = {};
+environment_light around = {};
 
-/// What one unit of the surroundings' 0 to 1 colours stands for, cd/m2.
+/// What one unit of the environment's 0 to 1 colours stands for, cd/m2.
 double white_luminance(const document& d, bool has_sun)
 {
     if (d.background_luminance > 0.0) { return d.background_luminance; }
@@ -84,7 +84,7 @@ void average_cell(const document& d, double white, int row, int column, int poin
         {
             float rgb[3];
             double scale;
-            if (!surrounding_color(d, d.environment,
+            if (!environment_color(d, d.environment,
                     direction_at(z, (column + (k + 0.5) / points) / around.columns), white, rgb, &scale))
             {
                 continue;
@@ -93,7 +93,7 @@ void average_cell(const document& d, double white, int row, int column, int poin
             for (int c = 0; c < 3; ++c)
             {
                 // Also takes what is not a number for black.
-                if (rgb[c] > 0.0f) { sum[c] += std::fmin(rgb[c] * scale, largest_radiance); }
+                if (rgb[c] > 0.0f) { sum[c] += std::fmin(rgb[c] * scale, max_radiance); }
             }
         }
     }
@@ -150,9 +150,9 @@ bool make_table(const document& d, double white)
         !around.row_end.resize(size_t(around.rows)))
     {
         free_sky_light();
-        return report_failure(ZR_ERROR_MEMORY, "no memory for the light of the surroundings");
+        return report_failure(ZR_ERROR_MEMORY, "no memory for the light of the environment");
     }
-    const int points = has_picture ? most_points : 2;
+    const int points = has_picture ? max_points : 2;
     for (int row = 0; row < around.rows; ++row)
     {
         for (int column = 0; column < around.columns; ++column)
@@ -271,19 +271,18 @@ using namespace zr;
 int32_t zr_set_sky_light_samples(document* document, int32_t count)
 {
     const int32_t former = document->sky_light_samples;
-    if (count >= 0 && count <= most_samples) { document->sky_light_samples = count; }
-    else { report_failure(ZR_ERROR_ARGUMENT, "%d rays to the sky; 0 to %d", count, most_samples); }
+    if (count >= 0 && count <= max_samples) { document->sky_light_samples = count; }
+    else { report_failure(ZR_ERROR_ARGUMENT, "%d rays to the sky; 0 to %d", count, max_samples); }
     return former;
 }
 
 double zr_set_background_luminance(document* document, double luminance)
 {
     const double former = document->background_luminance;
-    if (luminance >= 0.0 && luminance <= largest_radiance) { document->background_luminance = luminance; }
+    if (luminance >= 0.0 && luminance <= max_radiance) { document->background_luminance = luminance; }
     else
     {
-        report_failure(
-            ZR_ERROR_ARGUMENT, "background luminance %g; 0 to %g cd/m2", luminance, largest_radiance);
+        report_failure(ZR_ERROR_ARGUMENT, "background luminance %g; 0 to %g cd/m2", luminance, max_radiance);
     }
     return former;
 }

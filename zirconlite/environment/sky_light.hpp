@@ -1,6 +1,6 @@
 /// @file
 /// What surrounds a scene as a source of light: its radiance by direction, in cd/m2, and a table from which
-/// directions are drawn in proportion to it. Prepared once for each render; workers only read.
+/// directions are importance sampled by it. Prepared once for each render; workers only read.
 #pragma once
 
 #include "zirconlite/frame/document.h"
@@ -16,20 +16,20 @@ struct sky_sample
     double density;     ///< with which draw_sky_sample finds the direction, per steradian
 };
 
-/// Makes the surroundings of the document ready as a light, or puts them out: in the fast light model, with
+/// Prepares the environment of the document as a light, or puts it out: in the fast light model, with
 /// `sky_light_samples` 0, and where the sky comes in by windows only. After environment_prepare and the sun,
 /// before workers start. False when memory fails; they are out then.
 bool prepare_sky_light(const document& document);
 
 void free_sky_light();
 
-/// Whether the surroundings give light in this render.
+/// Whether the environment gives light in this render.
 bool sky_light_shines();
 
 /// Illuminance of open level ground, lux by channel, without the sun.
 void level_ground_lux(double lux[3]);
 
-/// Whether parts are so much brighter than the rest that directions must be drawn from the table. A smooth
+/// Whether parts are so much brighter than the rest that directions must be importance sampled. A smooth
 /// sky has no table to draw from.
 bool sky_light_has_bright_spots();
 

@@ -35,7 +35,7 @@ enum document_mode
 /** Bits of `document.state_flags`. */
 enum
 {
-    DOCUMENT_GRID_BUILT = 0x20 /**< the last build of the search structure finished */
+    DOCUMENT_GRID_BUILT = 0x20 /**< the last build of the acceleration structure finished */
 };
 
 /** Bits of `document.sun_sky_flags`. */
@@ -95,7 +95,7 @@ enum
 enum light_model
 {
     LIGHT_MODEL_FAST = 0, /**< with the shortcuts of `fast_light_shortcuts` */
-    LIGHT_MODEL_EXACT = 1 /**< what physics gives for the same lamps */
+    LIGHT_MODEL_EXACT = 1 /**< what physics gives for the same light sources */
 };
 
 /** The sum of `reflect_limit` and `refract_limit` stays below this. */
@@ -197,7 +197,7 @@ typedef struct document
     render_worker* workers;                          /**< while a render runs; NULL otherwise */
     int32_t thread_count;                            /**< workers of the current render */
     int32_t render_pass;                             /**< 1, 2 or 3 while that pass runs */
-    double current_line;                             /**< line at which the pass stands */
+    double current_line;                             /**< line that the pass has reached */
 
     /* Render settings, written by the host */
     uint32_t render_flags; /**< RENDER_* bits */
@@ -262,7 +262,7 @@ ZR_API int32_t zr_close_document(document* document);
  *  NULL or while a job runs. */
 ZR_API int32_t zr_wipe_document(document* document);
 
-/** Tells the display which document it shows. 0 when no display is started. */
+/** Sets the document that the display shows. 0 when no display is started. */
 ZR_API int32_t zr_change_document(document* document);
 
 /** 0 for unit codes 3 and 4, else 1. */
@@ -298,7 +298,7 @@ ZR_API void zr_install_exception_handler(zr_exception_handler handler);
  *  nothing. Returns the model in force before. */
 ZR_API int32_t zr_set_light_model(document* document, int32_t model);
 
-/** Rays that each point sends to the sky and the surroundings in the exact light model, 0 to 4096; 0 takes
+/** Rays that each point sends to the sky and the environment in the exact light model, 0 to 4096; 0 takes
  * their light away. Coarse passes and faint reflections send fewer. Counts from the next job on. Returns the
  * number in force before, also when it refuses a new one. */
 ZR_API int32_t zr_set_sky_light_samples(document* document, int32_t count);

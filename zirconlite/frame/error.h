@@ -1,6 +1,6 @@
 /** @file
  *  Why the last call of this thread failed. Exported functions return plain status values; the reason in
- *  words stands here. */
+ *  words is found here. */
 #ifndef ZIRCONLITE_FRAME_ERROR_H
 #define ZIRCONLITE_FRAME_ERROR_H
 

@@ -1,6 +1,6 @@
 /// @file
 /// The only way from the library to its host: one wrapper for each function of the host, with its guard.
-/// A wrapper whose slot is empty, or whose guard is closed, gives the neutral answer told beside it.
+/// A wrapper whose slot is empty, or whose guard is closed, gives the neutral answer given beside it.
 #pragma once
 
 #include "zirconlite/frame/host.h"

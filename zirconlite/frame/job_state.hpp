@@ -15,7 +15,7 @@ struct fast_light_shortcuts
     double light_cutoff;     ///< a light below this luminance is not listed
     double tail_share;       ///< a light under this share of `point_potential` ends exact testing
     double tail_factor;      ///< lights after that point count with this share
-    double smallest_square;  ///< floor of the distance factor's denominator, 1 / pi
+    double min_square;       ///< floor of the distance factor's denominator, 1 / pi
     double parallel_ambient; ///< share of a distant light's flux in the ambient stand-in
     double sky_share;        ///< further factor of `sky_scale` in the ambient stand-in with a sun
     double desaturation;     ///< exponent that pales the ambient stand-in
@@ -28,7 +28,7 @@ inline constexpr fast_light_shortcuts fast_shortcuts = {
     .light_cutoff = 0.03,
     .tail_share = 0.015,
     .tail_factor = 0.1,
-    .smallest_square = 0.318309886184,
+    .min_square = 0.318309886184,
     .parallel_ambient = 0.1,
     .sky_share = 0.6,
     .desaturation = 0.25,

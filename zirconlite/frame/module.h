@@ -19,7 +19,7 @@ ZR_EXTERN_C_BEGIN
  *  @param bin_path       folder of modules; NULL: `root_path` + `common\bin\`
  *  @param language_path  folder of "zr3.uni"; NULL: `support_path`
  *  @param gl_version     0: no display driver, host functions enabled from the start; 1: the driver "zr3gl";
- *                        others: "zr4gl". A driver that cannot be loaded is told by the message box
+ *                        others: "zr4gl". A driver that cannot be loaded is reported by the message box
  *                        "gl not loaded", and the start goes on without
  *  @return 1; 0 when the platform is refused, memory is exhausted, or the library was started before */
 ZR_API uint32_t zr_init_ex(const char16_t* root_path, const char16_t* second_path, const char16_t* help_path,

@@ -20,7 +20,7 @@ enum projection
 {
     PROJECTION_PARALLEL = 1,
     PROJECTION_PERSPECTIVE = 2,
-    PROJECTION_TWO_POINT = 3, /**< perspective that holds verticals straight when the camera tilts */
+    PROJECTION_TWO_POINT = 3, /**< perspective that keeps verticals parallel when the camera tilts */
     PROJECTION_CYLINDER = 4,  /**< cylindrical panorama */
     PROJECTION_SPHERE = 5,    /**< spherical panorama, latitude and longitude */
     PROJECTION_PROBE = 6      /**< light-probe angular map */
@@ -29,7 +29,7 @@ enum projection
 /** Bits of `render_view.view_flags`. */
 enum
 {
-    VIEW_TONE_VALID = 0x4 /**< the tone values and histogram stand for this view */
+    VIEW_TONE_VALID = 0x4 /**< the tone values and histogram belong to this view */
 };
 
 /** Bits of `render_view.exposure_flags`. */
@@ -162,7 +162,7 @@ ZR_API int32_t zr_new_render_view(render_view* view, render_view* source, const 
 
 /** @{ */
 /** Camera moves. All take the display lock, keep `world_position` and `world_target` in step, return 1.
- * Scales and bounds are those of the host's current document; of a host that tells none, the view's own. */
+ * Scales and bounds are those of the host's current document; without one, those of the view's own. */
 ZR_API int32_t zr_view_move(double amount, render_view* view);             /**< level walk, model units */
 ZR_API int32_t zr_view_turn(double amount, render_view* view);             /**< radians about world z */
 ZR_API int32_t zr_view_look_up_or_down(double amount, render_view* view);  /**< radians about `right` */
@@ -199,7 +199,7 @@ ZR_API double zr_MMtoFOV(double length);
 ZR_API int32_t image_pixel_to_display_pixel(
     const image_placement* placement, const double pixel[2], int32_t out[2]);
 /** @{ */
-/** Holds `cop` to where the window is filled; `scroll` gets two bar positions of 0 to 100. Bit 1 of the
+/** Clamps `cop` so that the window is filled; `scroll` gets two bar positions of 0 to 100. Bit 1 of the
  *  result: x can scroll, bit 2: y can. */
 ZR_API int32_t zr_adjust_COP(image_placement* placement, const int32_t visible[2], int32_t scroll[2]);
 ZR_API int32_t zr_pan_image(

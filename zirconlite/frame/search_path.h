@@ -98,7 +98,7 @@ ZR_API int32_t zr_file_search_directory(uint32_t flags, const char16_t* director
  *  it away. `path_out` has ZR_PATH_CAPACITY. Returns 1. */
 ZR_API int32_t zr_install_new_host_findfile(host_findfile_function* function);
 
-/** Finds a file. A `name` with a drive or folder is tried as it stands; then its last part goes, in this
+/** Finds a file. A `name` with a drive or folder is tried as given; then its last part goes, in this
  *  order, to the function of zr_install_new_host_findfile, `host_findfile`, `list` (may be NULL), the folder
  *  of the model and those below it, the support folder and those below it, and the SEARCH list. In a folder
  *  the file itself comes before the folders below, depth first. Folder links that form a circle are followed

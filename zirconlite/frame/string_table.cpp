@@ -17,11 +17,11 @@ namespace platform = zr::platform;
 namespace
 {
 
-constexpr int32_t largest_count = 1 << 20;
-constexpr uint64_t largest_file = uint64_t(64) << 20;
+constexpr int32_t max_count = 1 << 20;
+constexpr uint64_t max_file_bytes = uint64_t(64) << 20;
 char16_t default_text[] = u"???";
 
-/// The count stands in front of the entries, so that a number out of range is seen.
+/// The count is stored in front of the entries, so that a number out of range is seen.
 struct table_head
 {
     size_t count;
@@ -45,13 +45,13 @@ bool number_of_key(const char16_t* text, int32_t* number);
 
 string_table zr_create_string_table(const char16_t* path, int32_t count, int32_t read_font)
 {
-    if (!path || count < 0 || count > largest_count)
+    if (!path || count < 0 || count > max_count)
     {
         zr::report_failure(ZR_ERROR_ARGUMENT, "a string table of %d entries is out of range", count);
         return nullptr;
     }
     size_t size = 0;
-    unsigned char* content = platform::read_whole_file(path, largest_file, &size);
+    unsigned char* content = platform::read_whole_file(path, max_file_bytes, &size);
     if (!content)
     {
         zr::status s = zr::fail(ZR_ERROR_READ, "the string file cannot be read");

@@ -84,7 +84,7 @@ typedef struct ray
     vector3 facing_normal;     /**< `interpolated_normal`, flipped to face the ray */
     vector3 shading_normal;    /**< `facing_normal` after bumps */
     vector3 uv;                /**< mapping coordinates of the hit */
-    vector3 map_point;         /**< `hit_point` as it stood when the object was hit */
+    vector3 map_point;         /**< `hit_point` when the object was hit */
     double element_coords[3];  /**< of a mesh face: the weights of vertices 2, 1, 0 */
     int32_t hit_ground;        /**< 1 when the ground plane was hit */
     struct document* document; /**< the scene */

@@ -24,7 +24,7 @@ typedef struct voxel_node voxel_node; /**< a cell of the voxel grid */
 /** The common head of every primitive; the kind's own data follow. Lives in the arena of its document. */
 typedef struct scene_object
 {
-    struct scene_object* next; /**< link of the list that it stands in */
+    struct scene_object* next; /**< link in its list */
     const object_vft* vft;     /**< operations of its kind */
     uint32_t number;    /**< place in the document's object table, in order of creation from 1. 0 in an object
                            that    a host links itself: zr_build_voxel_grid numbers those, oldest first */
@@ -203,7 +203,7 @@ struct object_vft
     int32_t (*is_opaque)(const scene_object* object);
 };
 
-/** The tables of the exported kinds, so that a host can tell what an object is. */
+/** The tables of the exported kinds, so that a host can identify an object. */
 ZR_API const object_vft* y_mesh_get_vft(void);
 
 /** Calls `callback` for every triangle of the document's two lists, the general one first. Returns 1. */

@@ -93,15 +93,15 @@ ZR_API uint32_t zr_bitmap_format_id_from_ext(char16_t* extension);
 /** Fills `record` from the entry at `index`, 0 to 4. 1; 0 for another index, as JPEG. */
 ZR_API int32_t zr_init_bitmap_format_by_index(int32_t index, bitmap_format* record);
 
-/** A picture file in memory, told by its content: BMP, TIFF, JPEG; TARGA, which has no mark of its own, when
- * it is none of these.
+/** A picture file in memory, recognised by its content: BMP, TIFF, JPEG; TARGA, which has no mark of its own,
+ * when it is none of these.
  *
  *  @param bytes   the whole file
  *  @param size    its length in bytes
  *  @param status  receives the reason of a failure, or what a damaged file lacks; its code is 0 when the
  *                 picture is whole. NULL is fine
- *  @return a new bitmap without mipmaps, the caller's to free; NULL on failure, which zr_last_error tells as
- *          well */
+ *  @return a new bitmap without mipmaps, the caller's to free; NULL on failure, which zr_last_error reports
+ * as well */
 ZR_API bitmap* zr_decode_picture(const uint8_t* bytes, size_t size, zr_status* status);
 
 /** Frees a bitmap with its store; NULL is fine. Returns 1. */

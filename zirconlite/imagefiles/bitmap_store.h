@@ -81,7 +81,7 @@ ZR_API int32_t zr_build_mipmap(bitmap* bitmap);
 /** A copy of record and store, in no list; NULL when memory fails and for NULL. */
 ZR_API bitmap* zr_dupe_bitmap(const bitmap* bitmap);
 
-/** The nearest texel of level 0: each of its channels in 0 to 1. u and v are held to 0 to 1. Returns the
+/** The nearest texel of level 0: each of its channels in 0 to 1. u and v are clamped to 0 to 1. Returns the
  * channel count. */
 ZR_API int32_t zr_sample_bitmap(const bitmap* bitmap, const double uv[2], double out[4]);
 
@@ -91,7 +91,8 @@ ZR_API int32_t zr_sample_image_map(const bitmap* bitmap, const uint32_t xy[2], u
 
 /** The nearest texel of `level`, mixed with that of the next one by `fraction` when that is not 0: r, g, b in
  *  0 to 1 (a grey picture repeats its value) and alpha (a byte times 0.004, at most 1), 0 where the picture
- * has none. u and v are held to 0 to 1, the level to the last. Returns the channel count. Allocates nothing.
+ * has none. u and v are clamped to 0 to 1, the level to the last. Returns the channel count. Allocates
+ * nothing.
  */
 ZR_API int32_t zr_sample_mipmap(
     const bitmap* bitmap, const double uv[2], int32_t level, double fraction, double out[4]);

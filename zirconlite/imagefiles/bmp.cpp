@@ -36,7 +36,7 @@ struct rgb_entry
     uint8_t r, g, b;
 };
 
-/// Where one channel stands in a pixel of 16 or 32 bits.
+/// Where one channel is in a pixel of 16 or 32 bits.
 struct bit_field
 {
     uint32_t mask = 0;

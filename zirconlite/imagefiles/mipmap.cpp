@@ -58,7 +58,7 @@ void build_level(const uint8_t* source, int32_t width, int32_t height, int32_t c
     }
 }
 
-/// The texel below a coordinate in 0 to 1; anything else, not a number included, is held to the border.
+/// The texel below a coordinate in 0 to 1; anything else, not a number included, is clamped to the border.
 int32_t texel(double coordinate, int32_t size)
 {
     const double at = coordinate * size;

@@ -98,17 +98,16 @@ int32_t close_picture_file(picture_file& file)
     return platform::commit_replacement(replacement) || stop_picture(file, write_failure());
 }
 
-bool begin_picture(picture_writer& writer, uint32_t pixel_kind, uint32_t largest_side)
+bool begin_picture(picture_writer& writer, uint32_t pixel_kind, uint32_t max_side)
 {
     const bitmap_format& record = *writer.record;
     writer.file.path = record.path;
-    if (record.width < 1 || record.height < 1 || record.width > largest_side ||
-        record.height > largest_side || !record.line_source)
+    if (record.width < 1 || record.height < 1 || record.width > max_side || record.height > max_side ||
+        !record.line_source)
     {
         return stop_picture(writer.file,
             fail(ZR_ERROR_ARGUMENT, "a picture of %u x %u pixels%s cannot be written; sides go up to %u",
-                record.width, record.height, record.line_source ? "" : " without a line source",
-                largest_side));
+                record.width, record.height, record.line_source ? "" : " without a line source", max_side));
     }
     if (!writer.row.resize(size_t(record.width) * (pixel_kind == LINE_RGBA ? 4 : 3)))
     {

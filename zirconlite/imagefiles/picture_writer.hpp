@@ -39,8 +39,8 @@ struct picture_writer
 };
 
 /// Opens the file and makes the row buffer. False, with the reason reported, for a record without a size or a
-/// line source, for sides above `largest_side`, and for a file that cannot be opened.
-bool begin_picture(picture_writer& writer, uint32_t pixel_kind, uint32_t largest_side);
+/// line source, for sides above `max_side`, and for a file that cannot be opened.
+bool begin_picture(picture_writer& writer, uint32_t pixel_kind, uint32_t max_side);
 
 /// Fetches row `y` of the picture, 0 at the bottom, into `writer.row`.
 bool fetch_row(picture_writer& writer, uint32_t pixel_kind, uint32_t y);

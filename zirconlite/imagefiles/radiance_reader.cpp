@@ -20,7 +20,7 @@ namespace
 
 constexpr int32_t spare_slots = 4;
 constexpr size_t longest_resolution_line = 31;
-constexpr uint64_t largest_buffer = uint64_t(1) << 32;
+constexpr uint64_t max_buffer_bytes = uint64_t(1) << 32;
 
 /// Red, green, blue mantissa and exponent.
 struct rgbe
@@ -130,8 +130,8 @@ const char* next_line(zr::byte_reader& in, size_t* length)
 bool has_format_line(zr::byte_reader in)
 {
     constexpr char format[] = "FORMAT=32-bit_rle_";
-    constexpr int most_lines = 64; // files that are anything else are not searched to their end
-    for (int i = 0; i < most_lines; ++i)
+    constexpr int max_lines = 64; // files that are anything else are not searched to their end
+    for (int i = 0; i < max_lines; ++i)
     {
         size_t length = 0;
         const char* line = next_line(in, &length);
@@ -184,7 +184,8 @@ bool set_buffer(const resolution& r, uint64_t file_bytes, image_buffer& buffer, 
 {
     const uint64_t row_bytes = 5 * (uint64_t(r.width) + spare_slots);
     const uint64_t total = row_bytes * uint64_t(r.height);
-    if (total > largest_buffer || !zr::is_plausible_size(uint64_t(r.width) * uint64_t(r.height), file_bytes))
+    if (total > max_buffer_bytes ||
+        !zr::is_plausible_size(uint64_t(r.width) * uint64_t(r.height), file_bytes))
     {
         *why = zr::fail(ZR_ERROR_LIMIT, "%d x %d pixels are too many for a file with %llu bytes of them",
             r.width, r.height, static_cast<unsigned long long>(file_bytes));

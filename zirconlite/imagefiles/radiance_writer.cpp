@@ -19,7 +19,7 @@ constexpr uint8_t run_mark = 128;
 
 void pixels_of_row(const image_buffer& buffer, int32_t y, zr::array<uint8_t> planes[4]);
 size_t encode_row(const zr::array<uint8_t> planes[4], uint8_t* out);
-size_t largest_encoded_row(size_t pixels);
+size_t max_encoded_row(size_t pixels);
 
 } // namespace
 
@@ -32,7 +32,7 @@ int32_t zr_write_radiance_file(const char16_t* path, const image_buffer* buffer)
     }
     const size_t width = size_t(buffer->width);
     zr::array<uint8_t> planes[4], encoded;
-    bool has_memory = encoded.resize(largest_encoded_row(width));
+    bool has_memory = encoded.resize(max_encoded_row(width));
     for (auto& plane : planes) { has_memory = has_memory && plane.resize(width); }
     if (!has_memory)
     {
@@ -163,6 +163,6 @@ size_t encode_row(const zr::array<uint8_t> planes[4], uint8_t* out)
 
 /// Literals cost a byte in 128, and a run of at least 2 never more than its bytes; one more count byte may
 /// stand before each run of 4.
-size_t largest_encoded_row(size_t pixels) { return 4 + 4 * (pixels + pixels / 4 + 2); }
+size_t max_encoded_row(size_t pixels) { return 4 + 4 * (pixels + pixels / 4 + 2); }
 
 } // namespace

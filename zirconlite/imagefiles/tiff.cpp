@@ -67,7 +67,7 @@ struct tiff_reader
     }
 };
 
-/// Where the values of an entry stand, inside the entry or elsewhere.
+/// Where the values of an entry are, inside the entry or elsewhere.
 struct value_list
 {
     uint64_t at = 0;
@@ -116,7 +116,7 @@ bitmap* decode_tiff(const uint8_t* bytes, size_t size, status* why, uint64_t* wh
     if (ok(*why)) { *why = check_strips(in, picture); }
     if (ok(*why) && picture.palette_values.count > 0 && !read_palette(in, picture))
     {
-        *why = fail(ZR_ERROR_FORMAT, "the palette does not stand in the file");
+        *why = fail(ZR_ERROR_FORMAT, "the palette lies outside the file");
     }
     *where = in.bytes.position();
     if (!ok(*why)) { return nullptr; }
@@ -219,7 +219,7 @@ namespace
 
 uint64_t type_bytes(uint16_t type) { return type == type_long ? 4 : type == type_short ? 2 : 1; }
 
-/// The values of an entry: up to four bytes of them stand in the entry itself, else behind an offset.
+/// The values of an entry: up to four bytes of them are in the entry itself, else behind an offset.
 value_list values_of_entry(tiff_reader& in, uint16_t type, uint32_t count)
 {
     const uint64_t here = in.bytes.position();

@@ -169,7 +169,7 @@ bool replace_by_library(library_file& lib, const char16_t* path)
 {
     if (lib.failed)
     {
-        // The reason of the first failure is told already.
+        // The reason of the first failure has been reported already.
         return report_failure(ZR_ERROR_STATE, "the edit of the library failed, the library stays as it was");
     }
     platform::file_error why;

@@ -7,7 +7,7 @@
  *  locale. A full key has the library's name and two backslashes in front: `STONES\\Marble\White`.
  *
  *  Reading handles lock the file against writers, writing handles against everyone: who comes second is
- * refused at once. What a writing handle changes stands in memory until zr_libfile_commit or zr_libfile_close
+ * refused at once. Changes of a writing handle stay in memory until zr_libfile_commit or zr_libfile_close
  * puts a whole new file in the place of the old one, so whatever happens in between leaves the old library. A
  * handle whose edit failed drops everything. Deleted and replaced records stay in the file as dead space
  * until it is packed.
@@ -67,7 +67,7 @@ enum library_chunk
 
 /** Opens a library; with LIBRARY_WRITE it is backed up first (a backup that fails does not stop the edit).
  *  ZR_INVALID_HANDLE when the file is not there, in use, or not a file of less than 4 GiB. While a library is
- *  made for the first time an empty file stands in its place. */
+ *  made for the first time an empty file takes its place. */
 ZR_API zr_handle zr_libfile_open(const char16_t* path, uint32_t access, uint32_t share, int32_t disposition);
 
 /** Writes the changes, and goes on. 1, also when there are none; 0 for a reading handle, after a failed edit
@@ -170,7 +170,7 @@ typedef void* (*zr_record_reader)(zr_handle file, uint32_t payload);
 /** What `reader` makes of a record; NULL when there is none. */
 ZR_API void* zr_file_read_record(zr_handle file, const char16_t* key, zr_record_reader reader);
 
-/** Told each record or folder of a walk with its key; 0 ends the walk of that folder. */
+/** Receives each record or folder of a walk with its key; 0 ends the walk of that folder. */
 typedef int32_t (*zr_record_callback)(zr_handle source, zr_handle target, const char16_t* key);
 
 /** @{ */
@@ -217,9 +217,9 @@ typedef int32_t (*zr_library_search)(
     const char16_t* name, const char16_t* extension, zr_find_callback callback, void* argument);
 
 /** @{ */
-/** Tells `callback` each file `name` + `extension` ('*' and '?' allowed), in the order in which one hides
- * another of the same name: what the hook or else `host_search_for_lib_files` (only without a display driver)
- * knows, the support folder, the folders of the LIBRARY list, and with `include_internal` the folder
+/** Calls `callback` with each file `name` + `extension` ('*' and '?' allowed), in the order in which one
+ * hides another of the same name: what the hook or else `host_search_for_lib_files` (only without a display
+ * driver) knows, the support folder, the folders of the LIBRARY list, and with `include_internal` the folder
  * "internal" of the support folder. A result of -1 ends the search. Nonzero when anything was found. */
 ZR_API int32_t zr_libfile_search_ex(const char16_t* name, const char16_t* extension,
     zr_find_callback callback, void* argument, int32_t include_internal);

@@ -1,6 +1,6 @@
 /** @file
  *  Material libraries (".mlib"): material records in the container of zirconlite/libraries/library_file.h,
- * which tells of keys, handles and edits. */
+ * which describes keys, handles and edits. */
 #ifndef ZIRCONLITE_LIBRARIES_MATERIAL_LIBRARY_H
 #define ZIRCONLITE_LIBRARIES_MATERIAL_LIBRARY_H
 
@@ -45,7 +45,7 @@ ZR_API uint32_t zr_save_material(const char16_t* key, const char16_t* library_na
 /** zr_libfile_pack for a material library. */
 ZR_API int32_t zr_pack_matlib(zr_handle window, const char16_t* path);
 
-/* Libraries of any kind, told by their extension. */
+/* Libraries of any kind, recognised by their extension. */
 
 /** Packs the library at `path` without asking. 1; 0 on failure and for an extension that has no records. */
 ZR_API int32_t zr_pack_library(const char16_t* path);

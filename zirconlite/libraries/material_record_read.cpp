@@ -260,7 +260,7 @@ bool read_bumps(record_reading& r, uint32_t at, simple_material& m)
     return true;
 }
 
-/// A mask that has no picture keeps its path; the first child then stands everywhere.
+/// A mask that has no picture keeps its path; the first child is then used everywhere.
 bool read_mask(record_reading& r, uint32_t at, complex_material& m)
 {
     if (at == 0) { return true; }

@@ -1,5 +1,5 @@
 /// @file
-/// Material records between memory and file, and the bounds that hold a damaged one.
+/// Material records between memory and file, and the limits for damaged ones.
 #pragma once
 
 #include "zirconlite/libraries/library_file.hpp"

@@ -1,5 +1,5 @@
 /** @file
- *  `light`: one record for every light source of a document, from a point lamp to the group that stands for
+ *  `light`: one record for every light source of a document, from a point light to the group that stands for
  *  a luminaire. Lengths are metres; lumens, candela, lux and kelvin are real ones; colours are three f32. */
 #ifndef ZIRCONLITE_LIGHTING_LIGHT_H
 #define ZIRCONLITE_LIGHTING_LIGHT_H
@@ -129,7 +129,7 @@ struct light
     vector3 edge_normals[LIGHT_MAX_VERTICES]; /**< result: inward normals of a window's edges */
     double edge_offsets[LIGHT_MAX_VERTICES];  /**< result: plane offsets of a window's edges, metres */
     float sun_flux[3];                        /**< result: sunlight through a window */
-    float opacity;                            /**< share of window light that is held back, 0 to 0.999 */
+    float opacity;                            /**< share of window light that is blocked, 0 to 0.999 */
     vector3 patch_directions[5];              /**< result: sample directions of a sky patch, unit vectors */
     double azimuth, altitude;                 /**< direction of a distant light, radians */
     float illuminance_color[3];               /**< colour x lux of a distant light */

@@ -22,9 +22,9 @@ constexpr emission_factor isotropic = { 0.07957747154822216, 12.566370614 };
 constexpr emission_factor diffuse = { 0.31830988619288864, 3.1415926535 };
 constexpr double short_isotropic = 0.07957747154595, short_diffuse = 0.318309886184;
 
-constexpr double smallest_beam = 0.034906585;
-constexpr double smallest_field = 0.0087266;
-constexpr double smallest_cosine = 1e-5;
+constexpr double min_beam = 0.034906585;
+constexpr double min_field = 0.0087266;
+constexpr double min_cosine = 1e-5;
 constexpr double log_half = -0.6931471805599;
 
 int32_t derive(light& l, const emission_factor& factor);
@@ -113,14 +113,14 @@ int32_t derive_spot(light& l, double (*lm_per_cd)(double, double, float*, float*
 double spot_integral(
     double beam_angle, double field_angle, double power_more, float* exponent_out, float* cos_field_out)
 {
-    const double beam = beam_angle >= smallest_beam ? fmin(beam_angle, zr::pi) : smallest_beam;
-    const double field = field_angle >= smallest_field ? fmin(field_angle, zr::pi) : smallest_field;
-    const double c = fmax(cos(beam), smallest_cosine);
+    const double beam = beam_angle >= min_beam ? fmin(beam_angle, zr::pi) : min_beam;
+    const double field = field_angle >= min_field ? fmin(field_angle, zr::pi) : min_field;
+    const double c = fmax(cos(beam), min_cosine);
     *exponent_out = float(log_half / log(c));
     const double exponent = *exponent_out;
     const double f = cos(field);
     *cos_field_out = float(f);
-    if (f < smallest_cosine) { return zr::two_pi / (exponent + 1.0); }
+    if (f < min_cosine) { return zr::two_pi / (exponent + 1.0); }
     return zr::two_pi * (1.0 - pow(f, exponent + power_more)) / (exponent + 1.0);
 }
 

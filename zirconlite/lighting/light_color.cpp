@@ -12,7 +12,7 @@ namespace
 constexpr double white_kelvin = 5000.0;
 constexpr double second_radiation_constant = 14388.0;  // micrometre kelvin
 constexpr double wavelengths[3] = { 0.6, 0.56, 0.44 }; // micrometres
-constexpr double paleness = 0.15;                      // exponent that keeps lamp colours pale
+constexpr double paleness = 0.15;                      // exponent that keeps light colours pale
 
 void own_color(const light& l, float rgb[3]);
 double log_planck_denominator(double kelvin, double wavelength);

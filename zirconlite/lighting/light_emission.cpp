@@ -10,21 +10,21 @@
 namespace
 {
 
-constexpr int32_t most_shadow_samples = 4096;
-constexpr double largest_length = 1e12; // lengths and coordinates, metres
-constexpr float largest_strength = 1e12f;
-constexpr double largest_power = 1e30; // lumens of a distant light over an absurd scene
+constexpr int32_t max_shadow_samples = 4096;
+constexpr double max_length = 1e12; // lengths and coordinates, metres
+constexpr float max_strength = 1e12f;
+constexpr double max_power = 1e30; // lumens of a distant light over an absurd scene
 
-template <class T> T held(T value, T low, T high, T neutral)
+template <class T> T clamp_or(T value, T low, T high, T neutral)
 {
     return isfinite(value) ? std::clamp(value, low, high) : neutral;
 }
 
 void hold_point(vector3& p)
 {
-    p.x = held(p.x, -largest_length, largest_length, 0.0);
-    p.y = held(p.y, -largest_length, largest_length, 0.0);
-    p.z = held(p.z, -largest_length, largest_length, 0.0);
+    p.x = clamp_or(p.x, -max_length, max_length, 0.0);
+    p.y = clamp_or(p.y, -max_length, max_length, 0.0);
+    p.z = clamp_or(p.z, -max_length, max_length, 0.0);
 }
 
 bool is_zero(const vector3& v) { return zr::dot(v, v) == 0.0; }
@@ -53,7 +53,7 @@ void hold_light_to_ranges(light& l)
     hold_frame(l);
     for (double* size : { &l.length, &l.height, &l.radius, &l.area })
     {
-        *size = held(*size, 0.0, largest_length, 0.0);
+        *size = clamp_or(*size, 0.0, max_length, 0.0);
     }
     l.vertex_count = std::clamp(l.vertex_count, 0, LIGHT_MAX_VERTICES);
     for (vector3& v : l.vertices) { hold_point(v); }
@@ -61,21 +61,24 @@ void hold_light_to_ranges(light& l)
     l.host_data_size = std::min(l.host_data_size, uint32_t(sizeof(l.host_data)));
     for (float* strength : { &l.lumens, &l.candela, &l.watts, &l.simple_brightness })
     {
-        *strength = held(*strength, 0.0f, largest_strength, 0.0f);
+        *strength = clamp_or(*strength, 0.0f, max_strength, 0.0f);
     }
-    for (float& f : l.filter) { f = held(f, 0.0f, largest_strength, 1.0f); }
+    for (float& f : l.filter) { f = clamp_or(f, 0.0f, max_strength, 1.0f); }
     l.bulb_index = std::min(l.bulb_index, 6u);
-    l.dimmer = held(l.dimmer, 0.0f, 1000.0f, 0.0f);
-    l.fixture_scale = held(l.fixture_scale, 0.0f, largest_strength, 0.0f);
-    for (float* angle : { &l.beam_angle, &l.field_angle }) { *angle = held(*angle, 0.0f, float(pi), 0.0f); }
-    l.falloff = held(l.falloff, 0.0, 16.0, 2.0);
-    l.shadow_strength = held(l.shadow_strength, 0.0, 1.0, 1.0);
-    l.opacity = held(l.opacity, 0.0f, 0.999f, 0.0f);
+    l.dimmer = clamp_or(l.dimmer, 0.0f, 1000.0f, 0.0f);
+    l.fixture_scale = clamp_or(l.fixture_scale, 0.0f, max_strength, 0.0f);
+    for (float* angle : { &l.beam_angle, &l.field_angle })
+    {
+        *angle = clamp_or(*angle, 0.0f, float(pi), 0.0f);
+    }
+    l.falloff = clamp_or(l.falloff, 0.0, 16.0, 2.0);
+    l.shadow_strength = clamp_or(l.shadow_strength, 0.0, 1.0, 1.0);
+    l.opacity = clamp_or(l.opacity, 0.0f, 0.999f, 0.0f);
     l.azimuth = isfinite(l.azimuth) ? l.azimuth : 0.0;
     l.altitude = isfinite(l.altitude) ? l.altitude : half_pi;
-    l.shadow_samples = std::clamp(l.shadow_samples, 1, most_shadow_samples);
-    l.sample_jitter = held(l.sample_jitter, 0.0f, 1.0f, 0.0f);
-    l.disc_size = held(l.disc_size, 0.0f, 2.0f, 0.0f);
+    l.shadow_samples = std::clamp(l.shadow_samples, 1, max_shadow_samples);
+    l.sample_jitter = clamp_or(l.sample_jitter, 0.0f, 1.0f, 0.0f);
+    l.disc_size = clamp_or(l.disc_size, 0.0f, 2.0f, 0.0f);
 }
 
 void derive_brightness(light& l)
@@ -111,7 +114,7 @@ float lumens_on(const bounding_box& box, const vector3& normal, double illuminan
     if (!is_finite(size) || size.x < 0.0 || size.y < 0.0 || size.z < 0.0) { return 0.0f; }
     const double projected_area = fabs(normal.x) * size.y * size.z + fabs(normal.y) * size.z * size.x +
                                   fabs(normal.z) * size.x * size.y;
-    return float(std::min(illuminance * projected_area, largest_power));
+    return float(std::min(illuminance * projected_area, max_power));
 }
 
 double spot_factor(const light& l, const vector3& direction)

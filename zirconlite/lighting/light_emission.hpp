@@ -1,6 +1,6 @@
 /// @file
-/// What the shapes of light sources share: holding a host's values to their ranges, strength by distribution,
-/// and the emission towards a shading point.
+/// What the shapes of light sources share: clamping a host's values to their ranges, strength by
+/// distribution, and the emission towards a shading point.
 #pragma once
 
 #include "zirconlite/lighting/light.h"
@@ -8,7 +8,7 @@
 namespace zr
 {
 
-/// Holds every field that a host fills to its documented range; NaN and infinity become the neutral value. A
+/// Clamps every field that a host fills to its documented range; NaN and infinity become the neutral value. A
 /// `normal` of length 0 becomes the direction to `aim_point`, or straight down. Axes of length 0 are made.
 void hold_light_to_ranges(light& l);
 

@@ -182,7 +182,7 @@ void report_stand_in(const char16_t* what)
     zr::host::status_message(what);
 }
 
-/// A luminaire shares its colour out to its lamps and emits nothing.
+/// A luminaire shares its colour out to its lights and emits nothing.
 void create_group(light& group)
 {
     zr::hold_light_to_ranges(group);

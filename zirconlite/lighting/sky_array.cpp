@@ -15,7 +15,7 @@ namespace
 {
 
 constexpr double degree = M_PI / 180.0;
-constexpr int64_t most_lights = 100000;
+constexpr int64_t max_lights = 100000;
 constexpr int patch_columns = 24, patch_rows = 6;
 constexpr double patch_step = 15.0 * degree, patch_half_size = 5.0 * degree;
 
@@ -112,7 +112,7 @@ void fill_patch(light& l, double altitude, double azimuth, const sun_sky& s)
 int32_t zr_set_sky_array(document* document, int32_t azimuth_count, int32_t altitude_count)
 {
     const int64_t count = int64_t(azimuth_count) * altitude_count;
-    if (!document || azimuth_count < 1 || altitude_count < 1 || count > most_lights)
+    if (!document || azimuth_count < 1 || altitude_count < 1 || count > max_lights)
     {
         return report_failure(ZR_ERROR_ARGUMENT, "a sky of %d by %d lights", azimuth_count, altitude_count);
     }

@@ -1,6 +1,6 @@
 /// @file
-/// Where the sun stands by an almanac's formulas, for work such as shadow studies that the tables of the sky
-/// model are too coarse for.
+/// The position of the sun by an almanac's formulas, for work such as shadow studies that the tables of the
+/// sky model are too coarse for.
 #pragma once
 
 namespace zr

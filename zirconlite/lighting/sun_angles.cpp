@@ -1,5 +1,5 @@
 /// @file
-/// Where the sun stands by place, day and time, and the direction of its light.
+/// The position of the sun by place, day and time, and the direction of its light.
 #include <algorithm>
 #include <math.h>
 

@@ -34,7 +34,7 @@ constexpr double extinction = 0.21;             // of clear air straight up
 constexpr double outside_air = 128000.0;        // lux
 constexpr double weakest_sky = 0.3;
 
-double held(double value, double low, double high, double neutral)
+double clamp_or(double value, double low, double high, double neutral)
 {
     return isfinite(value) ? std::clamp(value, low, high) : neutral;
 }
@@ -42,16 +42,16 @@ double held(double value, double low, double high, double neutral)
 /// The host's settings within their ranges.
 void hold_settings(sun_sky& s)
 {
-    s.cloudiness = held(s.cloudiness, 0.0, 1.0, 0.0);
-    s.sun_size = held(s.sun_size, 0.0, 2.0, 0.0);
+    s.cloudiness = clamp_or(s.cloudiness, 0.0, 1.0, 0.0);
+    s.sun_size = clamp_or(s.sun_size, 0.0, 2.0, 0.0);
     s.sun_samples = std::clamp(s.sun_samples, 1, 4096);
-    s.sun_jitter = float(held(s.sun_jitter, 0.0, 1.0, 0.0));
-    s.sun_intensity = float(held(s.sun_intensity, 0.0, 1e6, 1.0));
-    s.sky_intensity = float(held(s.sky_intensity, 0.0, 1e6, 1.0));
-    s.north = held(s.north, -1e6, 1e6, 0.0);
+    s.sun_jitter = float(clamp_or(s.sun_jitter, 0.0, 1.0, 0.0));
+    s.sun_intensity = float(clamp_or(s.sun_intensity, 0.0, 1e6, 1.0));
+    s.sky_intensity = float(clamp_or(s.sky_intensity, 0.0, 1e6, 1.0));
+    s.north = clamp_or(s.north, -1e6, 1e6, 0.0);
     for (float* rgb : { s.direct_sun_rgb, s.direct_sky_rgb })
     {
-        for (int i = 0; i < 3; ++i) { rgb[i] = float(held(rgb[i], 0.0, 1e6, 1.0)); }
+        for (int i = 0; i < 3; ++i) { rgb[i] = float(clamp_or(rgb[i], 0.0, 1e6, 1.0)); }
     }
 }
 
@@ -59,8 +59,8 @@ void set_angles(sun_sky& s)
 {
     if (s.flags & SUN_BY_ANGLES)
     {
-        s.azimuth = held(s.direct_azimuth, -1e6, 1e6, 0.0);
-        s.altitude = held(s.direct_altitude, -half_pi, half_pi, 0.0);
+        s.azimuth = clamp_or(s.direct_azimuth, -1e6, 1e6, 0.0);
+        s.altitude = clamp_or(s.direct_altitude, -half_pi, half_pi, 0.0);
         return;
     }
     double solar_minutes;

@@ -18,7 +18,7 @@ enum
 };
 
 /** One per document, made when it opens, with the values that are named here and else zero. What the host
- * fills is held to its range by zr_set_sun_and_sky. */
+ * fills is clamped to its range by zr_set_sun_and_sky. */
 typedef struct sun_sky
 {
     uint32_t flags;                     /**< SUN_* bits */
@@ -94,9 +94,9 @@ ZR_API int32_t zr_get_sun_model(int32_t* year_out); /**< `year_out` may be NULL 
 
 /** Azimuth and altitude of the sun's centre, radians, by the process's sun model: azimuth from north,
  * positive toward morning, negative in the afternoon; at a pole by the meridian of `longitude`; 0 with the
- * sun at the zenith. Altitude without refraction. `day` counts from 0, 1 January, and is held to 0 to 365;
- * the tables end at 364, so a leap year's last day counts as the day before. Latitude (held to the poles) and
- * longitude in radians, east positive. `solar_minutes_out` is true solar time, noon 720. Returns 1.
+ * sun at the zenith. Altitude without refraction. `day` counts from 0, 1 January, and is clamped to 0 to 365;
+ * the tables end at 364, so a leap year's last day counts as the day before. Latitude (clamped to the poles)
+ * and longitude in radians, east positive. `solar_minutes_out` is true solar time, noon 720. Returns 1.
  *
  *  The almanac follows Meeus, Astronomical Algorithms, 2nd edition, chapters 7, 12, 22, 25 and 40. */
 ZR_API int32_t zr_solar_angles(double local_minutes, int32_t day, double time_zone_hours, double latitude,

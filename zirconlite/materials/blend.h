@@ -1,5 +1,5 @@
 /** @file
- *  The kinds of complex materials: which blend function says where the first child stands. */
+ *  The kinds of complex materials: which blend function gives the share of the first child. */
 #ifndef ZIRCONLITE_MATERIALS_BLEND_H
 #define ZIRCONLITE_MATERIALS_BLEND_H
 

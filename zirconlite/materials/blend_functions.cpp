@@ -16,12 +16,12 @@ namespace zr
 namespace
 {
 
-constexpr double smallest_cosine = 1e-8;
+constexpr double min_cosine = 1e-8;
 constexpr double neutral_cosine = 0.7; ///< of an angular blend that nobody looks at
-constexpr double smallest_band = 4.0;  ///< in footprints; thinner bands fade to the mean
+constexpr double min_band = 4.0;       ///< in footprints; thinner bands fade to the mean
 constexpr double dither_frequency = 10000.0;
 
-/// A value held to 0 to 1; what is no number is 0.
+/// A value clamped to 0 to 1; NaN gives 0.
 double unit(double value) { return value > 0.0 ? std::min(value, 1.0) : 0.0; }
 
 int32_t octaves_of(const complex_material& m, int32_t least)
@@ -45,7 +45,7 @@ void screen_ratio(const ray& r, const double extent[2], double ratio[2])
         ratio[0] = ratio[1] = 5.0; // no footprint: nothing fades
         return;
     }
-    const double k = std::max(std::fabs(dot(r.interpolated_normal, r.direction)), smallest_cosine);
+    const double k = std::max(std::fabs(dot(r.interpolated_normal, r.direction)), min_cosine);
     const double distance = r.footprint_slope[0] == 0.0 ? 1.0 : r.raw_length / (r.hit_t + r.path_length);
     for (int i = 0; i < 2; ++i) { ratio[i] = k * extent[i] * distance / r.footprint[i]; }
 }
@@ -61,8 +61,8 @@ double thinner_band(double scale, double ratio)
 
 double fade_of(double ratio)
 {
-    if (!(ratio < smallest_band)) { return 0.0; }
-    const double part = ratio / smallest_band;
+    if (!(ratio < min_band)) { return 0.0; }
+    const double part = ratio / min_band;
     return std::min(0.9, 1.0 - part * part);
 }
 

@@ -1,5 +1,5 @@
 /// @file
-/// The blend functions of complex materials: how much of the first child stands at a point.
+/// The blend functions of complex materials: the share of the first child at a point.
 #pragma once
 
 #include "zirconlite/materials/material.h"
@@ -7,7 +7,7 @@
 namespace zr
 {
 
-/// Octaves that patterns are held to: beyond these a noise adds less than its table can resolve.
+/// Octaves that a pattern takes at most: beyond these a noise adds less than its table can resolve.
 inline constexpr int32_t pattern_max_octaves = 16;
 
 /// A periodic wave over `x` in 0 to 1: 1 over the first `ratio` of the period, 0 over the rest, with edges

@@ -16,7 +16,7 @@ namespace
 
 constexpr double display_gamma = 2.2;
 constexpr double axis_tolerance = 1e-6;
-constexpr double smallest_tangent = 1e-9;
+constexpr double min_tangent = 1e-9;
 
 /// The powers of the 256 byte values; the sample of a single texel is one of them exactly.
 struct linear_bytes
@@ -201,7 +201,7 @@ vector3 tangent_along(const vector3& direction, const vector3& normal)
 {
     const vector3 unit = normalized(direction);
     const vector3 t = unit - normal * dot(unit, normal);
-    return dot(t, t) < smallest_tangent ? vector3{ 0, 0, 0 } : normalized(t);
+    return dot(t, t) < min_tangent ? vector3{ 0, 0, 0 } : normalized(t);
 }
 
 /// The directions on the surface in which a picture's coordinates grow. Those of projected pictures are axes

@@ -10,7 +10,7 @@ namespace zr
 namespace
 {
 
-constexpr double smallest_cosine = 1e-8;
+constexpr double min_cosine = 1e-8;
 constexpr double of_byte = 0.003921568627451; // 1 / 255
 constexpr double bump_depth = 8.0;
 
@@ -61,7 +61,7 @@ void vertex_scale(const evaluation_points& points, double scale[2])
 
 double footprint_measure(const ray& r, const double scale[2], const bitmap& b)
 {
-    const double k = std::max(std::fabs(dot(r.interpolated_normal, r.direction)), smallest_cosine);
+    const double k = std::max(std::fabs(dot(r.interpolated_normal, r.direction)), min_cosine);
     const int32_t size[2] = { b.width, b.height };
     double measure = 0.0;
     for (int i = 0; i < 2; ++i)

@@ -13,7 +13,7 @@ using namespace zr;
 namespace
 {
 
-constexpr double smallest_pattern = 1e-10;
+constexpr double min_pattern = 1e-10;
 
 /// The angle about z, 0 to two pi; pi on the positive x axis.
 double angle_about_z(const vector3& p) { return std::atan2(p.y, p.x) + pi; }
@@ -63,7 +63,7 @@ int32_t zr_angular_cylinder_map(const vector3* point, const vector3*, double sca
     const double pattern_scale[2], vector3* uvw)
 {
     const double u = angle_about_z(*point) * scale_u;
-    *uvw = { pattern_scale[0] > smallest_pattern ? u / pattern_scale[0] : u,
+    *uvw = { pattern_scale[0] > min_pattern ? u / pattern_scale[0] : u,
         divided(point->z * scale_v, pattern_scale[1]), 0.0 };
     return 1;
 }

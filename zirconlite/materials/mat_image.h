@@ -78,9 +78,10 @@ typedef struct mat_image
 /** The picture of a mask material. Copies of a material share it. */
 typedef struct mask_source
 {
-    char16_t path[512];    /**< as found, else as stored */
-    struct bitmap* bitmap; /**< NULL: the first child stands everywhere. Owned by the list it was read into */
-    int32_t references;    /**< materials that point to it; freed with the last */
+    char16_t path[512]; /**< as found, else as stored */
+    struct bitmap*
+        bitmap;         /**< NULL: the first child is used everywhere. Owned by the list it was read into */
+    int32_t references; /**< materials that point to it; freed with the last */
 } mask_source;
 
 /** A record with its defaults and a zeroed key; NULL when memory fails. */

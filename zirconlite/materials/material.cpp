@@ -121,8 +121,8 @@ material* zr_build_fake_material_ex(const float rgb[3])
     simple_material& m = as_simple(*made);
     for (int i = 0; i < 3; ++i)
     {
-        const float held = rgb[i] > 0.0f ? std::min(rgb[i], brightest_fake) : 0.0f;
-        m.color[i] = float(pow(double(held), display_gamma));
+        const float clamped = rgb[i] > 0.0f ? std::min(rgb[i], brightest_fake) : 0.0f;
+        m.color[i] = float(pow(double(clamped), display_gamma));
         m.translucent_color[i] = m.transparent_color[i] = m.color[i];
     }
     return with_surface(made);

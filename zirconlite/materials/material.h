@@ -40,7 +40,8 @@ enum blend_flag
     BLEND_COMPILED = 0x10
 };
 
-/** The head that both forms begin with. A `material*` points to one of the two; MATERIAL_COMPLEX tells. */
+/** The head that both forms begin with. A `material*` points to one of the two; MATERIAL_COMPLEX says which.
+ */
 typedef struct material
 {
     uint32_t flags;           /**< MATERIAL_* bits */
@@ -127,7 +128,7 @@ typedef double (*blend_function)(
 typedef void (*prepare_function)(
     const complex_material* material, struct ray* ray, const vector3* point, child_context* children);
 
-/** Two children and the function that says how much of the first stands at each point. */
+/** Two children and the function that says how much of the first shows at each point. */
 struct complex_material
 {
     material head;                /**< the common head, with MATERIAL_COMPLEX set */
@@ -180,7 +181,7 @@ ZR_API material* dupe_material(const material* source);
 ZR_API int32_t free_material(material* material);
 
 /** Works out `diffuse`, `reflect`, `transparent`, `translucent` and the complements from `opacity`,
- *  `diffuse_share` and `translucent_share`, each held to 0 to 1. Returns 1; 0 for a complex material. */
+ *  `diffuse_share` and `translucent_share`, each clamped to 0 to 1. Returns 1; 0 for a complex material. */
 ZR_API int32_t zr_update_material_weights(material* material);
 
 /** A default material of that display colour: `color` = min(c, 0.99) ^ 2.2, with its surface. */

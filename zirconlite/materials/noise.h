@@ -21,7 +21,7 @@ ZR_API int32_t zr_integer_noise(const int32_t cell[3], double out[3]);
 
 /** @{ */
 /** Sums of noise over octaves, each of half the weight and twice the frequency: one, two and three
-   components. `octaves` is held to 0 to NOISE_MAX_OCTAVES. Return 1. */
+   components. `octaves` is clamped to 0 to NOISE_MAX_OCTAVES. Return 1. */
 ZR_API int32_t turb1(const vector3* point, double* out, int32_t octaves);
 ZR_API int32_t turb2(const vector3* point, double out[2], int32_t octaves);
 ZR_API int32_t turb3(const vector3* point, double out[3], int32_t octaves);

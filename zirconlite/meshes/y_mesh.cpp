@@ -67,7 +67,7 @@ y_vertex* smooth_vertex(mesh_build& build, vertex_entry& first, const float norm
     return vertex;
 }
 
-/// Which vertex holds the largest (sign 1) or smallest (sign -1) coordinate; ties as told in the record.
+/// Which vertex has the largest (sign 1) or smallest (sign -1) coordinate; ties as the record says.
 uint32_t extreme_vertex(const y_face& face, int axis, double sign)
 {
     const double c0 = sign * face.vertex[0]->position[axis];

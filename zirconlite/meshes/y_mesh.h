@@ -58,7 +58,7 @@ typedef struct vertex_entry
 /** Makes a face over three input vertices and returns it unlinked and unnumbered; NULL when memory fails. The
  *  host links it at the head of `document.scene_objects`, raises the count there and lets `document.bounds`
  * grow to it; the next zr_build_voxel_grid numbers it. `vtx_table` has one entry per input vertex; `head`
- * gives next and vft. With `keep_vertices` the first entries are used as they stand, without smoothing. */
+ * gives next and vft. With `keep_vertices` the first entries are used as they are, without smoothing. */
 ZR_API y_face* y_mesh_add_face(mesh_build* build, vertex_entry* vtx_table, const int32_t indices[3],
     const scene_object* head, mesh_attributes* attributes, int32_t keep_vertices);
 /** The same, with room for a y_face_extension when `extended` is not 0. */

@@ -53,14 +53,14 @@ namespace
 
 void fill_simple_gamma(double gamma)
 {
-    const double held = gamma >= 1.0 ? gamma : 1.0; // NaN too
-    zr::gamma.simple_gamma = held;
-    for (int i = 0; i < 256; ++i) { zr::gamma.simple_decode[i] = float(pow(i * byte_step, held)); }
+    const double clamped = gamma >= 1.0 ? gamma : 1.0; // NaN too
+    zr::gamma.simple_gamma = clamped;
+    for (int i = 0; i < 256; ++i) { zr::gamma.simple_decode[i] = float(pow(i * byte_step, clamped)); }
     for (int i = 0; i < 2048; ++i)
     {
         const double v = i * fine_step;
-        zr::gamma.simple_byte[i] = uint8_t(rounded_byte(pow(v, 1.0 / held)));
-        zr::gamma.simple_float[i] = float(pow(v, held * inverse_display_gamma));
+        zr::gamma.simple_byte[i] = uint8_t(rounded_byte(pow(v, 1.0 / clamped)));
+        zr::gamma.simple_float[i] = float(pow(v, clamped * inverse_display_gamma));
     }
 }
 

@@ -67,12 +67,12 @@ int32_t histogram_add_sample(render_view* view, float value)
     if (is_locked(*view)) { return -1; }
     histogram& h = *view->histogram;
     if (h.count >= h.capacity) { return 0; }
-    const float held = value > 0.0f ? std::min(value, brightest_sample) : 0.0f;
-    const float log_value = held > darkest_sample ? float(log10(double(held))) : 0.0f;
+    const float clamped = value > 0.0f ? std::min(value, brightest_sample) : 0.0f;
+    const float log_value = clamped > darkest_sample ? float(log10(double(clamped))) : 0.0f;
     h.log_min = std::min(h.log_min, log_value);
     h.log_max = std::max(h.log_max, log_value);
-    h.lum_min = std::min(h.lum_min, held);
-    h.lum_max = std::max(h.lum_max, held);
+    h.lum_min = std::min(h.lum_min, clamped);
+    h.lum_max = std::max(h.lum_max, clamped);
     h.samples[h.count++] = log_value;
     return 1;
 }
@@ -151,9 +151,9 @@ namespace
 void place_edges(histogram& h)
 {
     const float widening = (h.log_max - h.log_min) * 0.005f;
-    const float held = widening == 0.0f ? 5e-5f : widening;
-    h.log_max += held;
-    h.log_min -= held;
+    const float margin = widening == 0.0f ? 5e-5f : widening;
+    h.log_max += margin;
+    h.log_min -= margin;
     h.bin_width = (h.log_max - h.log_min) * 0.01f;
     if (h.bin_width == 0.0f) { h.bin_width = 0.0001f; }
     h.inverse_bin_width = 1.0f / h.bin_width;

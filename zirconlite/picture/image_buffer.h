@@ -124,8 +124,8 @@ ZR_API void image_buffer_advance(const image_buffer* buffer, pixel_pointers* poi
 
 /** Packs a pixel; returns the kinds written (PIXEL_HAS_SIMPLE for a simple pixel that is not black, else
  *  PIXEL_HAS_SURFACE, PIXEL_HAS_BACKGROUND; surface and background together keep their sum, as surface). NaN
- *  and negative channels count as 0; infinity is held to the largest radiance, just below 2^63; below 1e-7 a
- *  pixel is black.
+ *  and negative channels count as 0; infinity is clamped to the largest radiance, just below 2^63; below 1e-7
+ * a pixel is black.
  *
  *  Radiance pixels: byte 0 is 0 for black, else the shared exponent + 64, with bit 7 set for pure
  *  background. Bytes 1 to 3 are the mantissas of red, green, blue. Byte 4 is `source_ratio` x 255,

@@ -139,9 +139,9 @@ int32_t raytrace_line_source(bitmap_format* record, line_request* request)
 
 uint8_t dithered(int32_t value, int32_t threshold, int32_t top)
 {
-    const int32_t held = std::clamp(value, 0, top * 8 + 7);
-    const int32_t low = held >> 3;
-    return uint8_t((held & 7) <= threshold ? low : std::min(low + 1, top));
+    const int32_t clamped = std::clamp(value, 0, top * 8 + 7);
+    const int32_t low = clamped >> 3;
+    return uint8_t((clamped & 7) <= threshold ? low : std::min(low + 1, top));
 }
 
 } // namespace

@@ -10,14 +10,14 @@
 namespace
 {
 
-constexpr float smallest_packed = 1e-7f;
-constexpr float largest_packed = 0x1.fffffep62f; // the next f32 is 2^63, whose exponent would reach bit 7
+constexpr float min_packed = 1e-7f;
+constexpr float max_packed = 0x1.fffffep62f; // the next f32 is 2^63, whose exponent would reach bit 7
 constexpr uint8_t background_bit = 0x80;
 constexpr int exponent_bias = 64;
 constexpr float byte_share = 0.003921568627451f;
 
 bool is_present(const float rgb[3]) { return rgb[0] > 0.0f || rgb[1] > 0.0f || rgb[2] > 0.0f; }
-float held_channel(float channel);
+float clamped_channel(float channel);
 void pack_shared_exponent(const float rgb[3], uint8_t* pixel);
 void unpack_shared_exponent(const uint8_t* pixel, float rgb[3]);
 uint8_t background_fractions(const float rgb[3], const uint8_t* pixel);
@@ -103,8 +103,8 @@ uint32_t zr_unpack_internal_pixel(
 namespace
 {
 
-/// NaN and negative channels become 0, what is beyond the format is held to its top.
-float held_channel(float channel) { return channel > 0.0f ? std::min(channel, largest_packed) : 0.0f; }
+/// NaN and negative channels become 0, values beyond the format are clamped.
+float clamped_channel(float channel) { return channel > 0.0f ? std::min(channel, max_packed) : 0.0f; }
 
 /// 2 to a power that is far from the ends of the range.
 double power_of_two(int exponent) { return std::bit_cast<double>(uint64_t(exponent + 1023) << 52); }
@@ -118,9 +118,9 @@ double mantissa_unit(const uint8_t* pixel)
 /// Mantissas share the exponent of the largest channel.
 void pack_shared_exponent(const float rgb[3], uint8_t* pixel)
 {
-    const float held[3] = { held_channel(rgb[0]), held_channel(rgb[1]), held_channel(rgb[2]) };
-    const float largest = std::max({ held[0], held[1], held[2] });
-    if (largest < smallest_packed)
+    const float clamped[3] = { clamped_channel(rgb[0]), clamped_channel(rgb[1]), clamped_channel(rgb[2]) };
+    const float largest = std::max({ clamped[0], clamped[1], clamped[2] });
+    if (largest < min_packed)
     {
         pixel[0] = pixel[1] = pixel[2] = pixel[3] = 0;
         return;
@@ -129,7 +129,7 @@ void pack_shared_exponent(const float rgb[3], uint8_t* pixel)
     const int exponent = int(std::bit_cast<uint32_t>(largest) >> 23) - 126;
     pixel[0] = uint8_t(exponent + exponent_bias);
     const double mantissas = power_of_two(8 - exponent);
-    for (int i = 0; i < 3; ++i) { pixel[i + 1] = uint8_t(held[i] * mantissas); }
+    for (int i = 0; i < 3; ++i) { pixel[i + 1] = uint8_t(clamped[i] * mantissas); }
 }
 
 void unpack_shared_exponent(const uint8_t* pixel, float rgb[3])
@@ -141,7 +141,7 @@ void unpack_shared_exponent(const uint8_t* pixel, float rgb[3])
 
 // The light of a surface bears an error of half a mantissa. A picked background does not: a channel that is 0
 // beside a bright one would be shown with 6 % of full white. So the ratio byte of a pure background, which
-// has no ratio, holds how far its two weaker channels stand between their mantissas, 4 bits each. A mantissa
+// has no ratio, holds how far its two weaker channels lie between their mantissas, 4 bits each. A mantissa
 // of 0 has its steps where the display has its own. Nibbles of 0 mean one half, as in every other pixel.
 constexpr int even_half = 8, dark_half = 12; // the steps that stand for one half
 
@@ -172,7 +172,7 @@ uint8_t background_fractions(const float rgb[3], const uint8_t* pixel)
     for (const int i : weaker)
     {
         const uint8_t mantissa = pixel[i + 1];
-        const double fraction = held_channel(rgb[i]) / unit - mantissa;
+        const double fraction = clamped_channel(rgb[i]) / unit - mantissa;
         const double position = mantissa != 0 ? fraction : pow(fraction, 1.0 / zr::display_gamma);
         const int step = std::min(int(position * 16.0 + 0.5), 15);
         nibbles = nibbles << 4 | ((step - (mantissa != 0 ? even_half : dark_half)) & 15);

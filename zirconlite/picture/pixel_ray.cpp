@@ -1,4 +1,4 @@
-// Rays through pixels, the lens, the clip planes, and the pictures of whole surroundings.
+// Rays through pixels, the lens, the clip planes, and the pictures of whole environments.
 #include "zirconlite/picture/projection.h"
 
 #include "zirconlite/frame/document.h"

@@ -71,7 +71,7 @@ bool file_identity(file* f, uint64_t identity[2]);
 bool close_file(file* f);
 
 /// The whole file by malloc, for the caller to free; null when it cannot be read or is larger than `limit`.
-/// One zero byte stands behind the last.
+/// One zero byte follows the last.
 unsigned char* read_whole_file(const char16_t* path, uint64_t limit, size_t* size, file_error* why = nullptr);
 
 /// Attributes of a found file.

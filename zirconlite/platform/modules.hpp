@@ -12,7 +12,7 @@ namespace zr::platform
 using find_function = void* (*)(void* context, const char* name);
 
 /// Loads a module. A name without a folder is looked for as the system's loader does, with "lib" before and
-/// ".so" behind it when it is not found as it stands. Null when it cannot be loaded.
+/// ".so" behind it when it is not found as given. Null when it cannot be loaded.
 zr_handle load_module(const char16_t* path);
 
 /// A module whose functions `find` names. Null when memory fails.

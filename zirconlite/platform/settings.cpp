@@ -20,7 +20,7 @@ namespace zr::platform
 namespace
 {
 
-constexpr uint64_t largest_file = 1 << 20;
+constexpr uint64_t max_file_bytes = 1 << 20;
 
 char16_t overriding_path[PATH_MAX] = u"";
 
@@ -59,7 +59,7 @@ bool read_setting(const char16_t* key, const char16_t* name, char16_t* value, si
     char16_t path[PATH_MAX];
     size_t size = 0;
     if (!settings_path(path)) { return false; }
-    auto* content = reinterpret_cast<char*>(read_whole_file(path, largest_file, &size));
+    auto* content = reinterpret_cast<char*>(read_whole_file(path, max_file_bytes, &size));
     if (!content) { return false; }
     char* found = find_value(content, key, name);
     const bool good = found && to_utf16(found, strlen(found), value, capacity);
@@ -87,7 +87,7 @@ bool write_setting(const char16_t* key, const char16_t* name, const char16_t* va
     const writer_turn turn(path);
     size_t size = 0;
     file_error why = file_error::none;
-    auto* content = reinterpret_cast<char*>(read_whole_file(path, largest_file, &size, &why));
+    auto* content = reinterpret_cast<char*>(read_whole_file(path, max_file_bytes, &size, &why));
     // A file that is there but cannot be read, or is far too long to be ours, is not overwritten.
     if (!content && why != file_error::not_found) { return false; }
 

@@ -2,7 +2,7 @@
 /// The settings store: named text values under keys, kept in one UTF-8 file of the user. Each change writes
 /// the file anew beside the old one and renames it.
 ///
-/// The file stands at `$ZIRCONLITE_SETTINGS`, else at zirconlite/settings.txt under `$XDG_CONFIG_HOME`, else
+/// The file is at `$ZIRCONLITE_SETTINGS`, else at zirconlite/settings.txt under `$XDG_CONFIG_HOME`, else
 /// under `$HOME/.config`. A line "[key]" opens a key, a line "name=value" is one of its values; in all of
 /// them "\\" stands for a backslash, "\n" and "\r" for line ends, and "\=" for an equals sign in a name.
 #pragma once

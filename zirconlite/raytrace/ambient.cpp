@@ -118,7 +118,7 @@ void prepare_ambient(const document& document)
     {
         const double e = document.scene_area > geometry_zero ? flux.c[i] / document.scene_area : 0.0;
         const double rho = reflectance.c[i];
-        // The fast model adds the first light to the reflected one, the exact model has it from the lamps.
+        // The fast model adds the first light to the reflected one, the exact model has it from the lights.
         job.ambient_color[i] = static_cast<float>(e / (1.0 - rho) * (exact ? rho : sky));
     }
     if (!exact) { desaturate(job.ambient_color, fast_shortcuts.desaturation); }

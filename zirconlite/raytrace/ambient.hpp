@@ -1,5 +1,5 @@
 /// @file
-/// The ambient term: what stands in for light that reaches a point by way of other surfaces.
+/// The ambient term: an estimate of indirect light.
 #pragma once
 
 #include "zirconlite/frame/document.h"

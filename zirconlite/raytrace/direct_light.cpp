@@ -41,7 +41,7 @@ double distance_factor(double distance, double falloff)
 {
     const double d = falloff == 2.0 ? distance * distance : std::pow(distance, falloff);
     if (is_exact()) { return d > 0.0 ? 1.0 / d : 0.0; }
-    return 1.0 / std::fmax(d, fast_shortcuts.smallest_square);
+    return 1.0 / std::fmax(d, fast_shortcuts.min_square);
 }
 
 void add_highlight(
@@ -219,7 +219,7 @@ void add_sun(const lit_point& p, float out[3])
     for (int k = 0; k < 3; ++k) { out[k] += filter[k] * c.potential[k]; }
 }
 
-/// Exact model: the light of a whole lamp, each of its samples with its own brightness and shadow.
+/// Exact model: the light of a whole source, each of its samples with its own brightness and shadow.
 void add_lamp(const lit_point& p, const light& source, int32_t leaf, float out[3])
 {
     const int32_t count = p.soft ? shape_samples(source) : 1;
@@ -248,7 +248,7 @@ void add_lamp(const lit_point& p, const light& source, int32_t leaf, float out[3
 enum class whole_lights
 {
     all,    ///< the exact model
-    distant ///< those that a solution leaves to rays: the sun and distant lamps
+    distant ///< those that a solution leaves to rays: the sun and distant lights
 };
 
 /// Each light that gives light, by all samples of its shape.
@@ -324,7 +324,7 @@ void test_lights(const lit_point& p, light_candidate* list, double threshold, fl
     }
 }
 
-/// The stand-in for light that comes by way of other surfaces.
+/// The stand-in for indirect light.
 void add_ambient(const lit_point& p, float out[3])
 {
     const double upright = std::fabs(p.r.shading_normal.z);

@@ -15,7 +15,7 @@ namespace
 {
 
 constexpr double further_jitter = 0.25;           // of the fast model's shadow rays after the first
-constexpr double least_sky = 0.1;                 // of the sky's even share, times what the surface reflects
+constexpr double min_sky = 0.1;                   // of the sky's even share, times what the surface reflects
 constexpr double direct_sky_share = 0.01;         // of it with SUN_SKY_DIRECT_SKY
 constexpr double reflected_sun = 0.0159154943092; // 1 / (20 pi): sunlight that the ground returns
 
@@ -79,7 +79,7 @@ void add_even_sky(
     const bool direct = mode & SUN_SKY_DIRECT_SKY;
     const bool night = sky.sun_strength == 0.0 && sky.sky_strength == 0.0;
     if (is_exact() || night || !(direct || !(mode & SUN_SKY_INDIRECT))) { return; }
-    const double least = (s.translucent + s.diffuse) * least_sky;
+    const double least = (s.translucent + s.diffuse) * min_sky;
     double a = least;
     if (sky.sky_strength != 0.0)
     {

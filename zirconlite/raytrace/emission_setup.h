@@ -1,5 +1,5 @@
 /** @file
- *  The glow of lamp shapes, worked out from their lights before a render. */
+ *  The glow of light shapes, worked out from their lights before a render. */
 #ifndef ZIRCONLITE_RAYTRACE_EMISSION_SETUP_H
 #define ZIRCONLITE_RAYTRACE_EMISSION_SETUP_H
 

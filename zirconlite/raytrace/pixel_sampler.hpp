@@ -74,7 +74,7 @@ struct pixel_request
     uint32_t flags;                             ///< PIXEL_* bits
     const earlier_sample* earlier;              ///< null none
     const ray* prototype;                       ///< limits and counters of the worker's rays
-    const double *position_low, *position_high; ///< samples are held to this box
+    const double *position_low, *position_high; ///< samples are clamped to this box
 };
 
 /// Makes the stores of `thread_count` threads for pictures of `width` pixels. False when memory fails.
@@ -99,7 +99,7 @@ void sample_pixel(const pixel_request& request, pixel_result& result);
 /// Share of the light that came straight from light sources.
 float source_ratio_of(const ray& r);
 
-/// `position` plus jitter, held to the box.
+/// `position` plus jitter, clamped to the box.
 void jittered_position(const double position[2], const double low[2], const double high[2], double result[2]);
 
 /// The ray depth buffer of zr_init_ray_z_buffer.

@@ -13,8 +13,8 @@ namespace zr
 namespace
 {
 
-constexpr int pixel_centre = 12;          ///< sample index at which glossy spreading is off
-constexpr double smallest_share = 0.0001; ///< a mirror share below this sends no ray
+constexpr int pixel_centre = 12;     ///< sample index at which glossy spreading is off
+constexpr double min_share = 0.0001; ///< a mirror share below this sends no ray
 /// The exact model sends no mirrored ray for less than this part of the pixel's light. Glass gives the share
 /// to the light that passes, so nothing is lost there and the rays inside a heap of panes do not multiply.
 constexpr double min_branch = 0.001;
@@ -132,7 +132,7 @@ bool mirror_weight(
 {
     const double fresnel = s.transparent * mirrored;
     double total = share + fresnel;
-    if (total < smallest_share) { return false; }
+    if (total < min_share) { return false; }
     if (document.mode == MODE_SIMPLE && fresnel == 0.0) { total = std::pow(share, 1.5); }
     for (int i = 0; i < 3; ++i)
     {

@@ -1,5 +1,5 @@
 /// @file
-/// What stands between a point and a light.
+/// What lies between a point and a light.
 #pragma once
 
 #include "zirconlite/frame/document.h"

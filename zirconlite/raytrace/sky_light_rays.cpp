@@ -1,11 +1,11 @@
 /// @file
-/// Shadow rays in two sets. The first is spread evenly over the hemisphere by the cosine: right for smooth
-/// skies. Where the surroundings have bright spots half of the rays are drawn in proportion to their
+/// Shadow rays in two sets. The first is cosine sampled over the hemisphere: right for smooth
+/// skies. Where the environment has bright spots half of the rays are importance sampled by their
 /// luminance, and both sets are weighed by the balance heuristic: Veach and Guibas, "Optimally combining
 /// sampling techniques for Monte Carlo rendering" (1995). No ray then counts more than the whole light of the
-/// surroundings shared by the rays.
+/// environment shared by the rays.
 ///
-/// Below the horizon stands what the surroundings show there; where there is a ground plane, its reflected
+/// Below the horizon is what the environment shows there; where there is a ground plane, its reflected
 /// light.
 #include "zirconlite/raytrace/sky_light_rays.hpp"
 
@@ -29,7 +29,7 @@ namespace
 {
 
 constexpr int32_t draft_share = 4; // of the rays: coarse passes are painted over
-constexpr int32_t fewest_rays = 4; // of a faint branch
+constexpr int32_t min_rays = 4;    // of a faint branch
 
 /// One side of the surface.
 struct hemisphere
@@ -37,7 +37,7 @@ struct hemisphere
     document& doc;
     const ray start; ///< of all shadow rays
     vector3 normal;
-    int32_t even_rays, drawn_rays;
+    int32_t cosine_rays, importance_rays;
 };
 
 void aim(ray& shadow, const vector3& direction)
@@ -97,7 +97,7 @@ void follow_ray(const hemisphere& h, sky_sample from, sky_gathering& g)
     aim(shadow, from.direction);
     meet_ground(h.doc, shadow, from.radiance);
     if (from.radiance[0] <= 0.0 && from.radiance[1] <= 0.0 && from.radiance[2] <= 0.0) { return; }
-    const double w = cosine / (h.even_rays * cosine * inverse_pi + h.drawn_rays * from.density);
+    const double w = cosine / (h.cosine_rays * cosine * inverse_pi + h.importance_rays * from.density);
     const double unhindered = w * luminance(from.radiance);
     g.squares += unhindered * unhindered;
     ++g.met;
@@ -116,7 +116,7 @@ int32_t rays_for(const document& d, const ray& r, double share)
     const int32_t wanted = draft ? std::max(job.sky_light_samples / draft_share, 1) : job.sky_light_samples;
     const double seen = std::max({ r.weight[0], r.weight[1], r.weight[2] }) * share;
     const auto needed = static_cast<int32_t>(std::ceil(wanted * std::clamp(seen, 0.0, 1.0)));
-    return std::min(std::max(needed, fewest_rays), wanted);
+    return std::min(std::max(needed, min_rays), wanted);
 }
 
 void add_side(document& d, const surface& s, ray& r, bool back, double share, float out[3])
@@ -127,13 +127,13 @@ void add_side(document& d, const surface& s, ray& r, bool back, double share, fl
         back ? -r.shading_normal : r.shading_normal, count - drawn, drawn };
     const square_point start = pattern_start(r, back ? pattern_sky_behind : pattern_sky);
     sky_gathering g = {};
-    for (int32_t i = 0; i < h.even_rays; ++i)
+    for (int32_t i = 0; i < h.cosine_rays; ++i)
     {
-        follow_ray(h, sky_light_from(cosine_direction(h.normal, pattern_point(start, i, h.even_rays))), g);
+        follow_ray(h, sky_light_from(cosine_direction(h.normal, pattern_point(start, i, h.cosine_rays))), g);
     }
-    for (int32_t i = 0; i < h.drawn_rays; ++i)
+    for (int32_t i = 0; i < h.importance_rays; ++i)
     {
-        const square_point p = pattern_point(start, i, h.drawn_rays);
+        const square_point p = pattern_point(start, i, h.importance_rays);
         follow_ray(h, draw_sky_sample(p.u, p.v), g);
     }
     for (int c = 0; c < 3; ++c)

@@ -1,5 +1,5 @@
 /// @file
-/// The light of sky and surroundings at a hit point, over the open part of its hemisphere.
+/// The light of sky and environment at a hit point, over the open part of its hemisphere.
 #pragma once
 
 #include "zirconlite/frame/document.h"
@@ -10,8 +10,8 @@
 namespace zr
 {
 
-/// Adds to `out` the light that the surface at the ray's hit sends on from its surroundings, by shadow rays:
-/// of the side that is seen by `diffuse`, of the other by `translucent`. Nothing where the surroundings give
+/// Adds to `out` the light that the surface at the ray's hit sends on from its environment, by shadow rays:
+/// of the side that is seen by `diffuse`, of the other by `translucent`. Nothing where the environment gives
 /// no light.
 void add_sky_light(document& document, const surface& s, ray& r, float out[3]);
 

@@ -33,7 +33,7 @@ int32_t chosen_structure = SEARCH_TREE; // atomic
 
 struct level_shape
 {
-    double least_flatness; ///< this shape serves scenes whose height is at least this share of their width
+    double min_flatness; ///< this shape serves scenes whose height is at least this share of their width
     int32_t resolution[3];
     int32_t shift[3];
     int32_t subdivide_at;
@@ -52,7 +52,7 @@ const level_shape& top_shape(const vector3& size)
 {
     const double flatness = (size.z + 0.001) / std::fmin(size.x + 0.001, size.y + 0.001);
     int i = 0;
-    while (i < 2 && !(flatness >= top_shapes[i].least_flatness)) { ++i; }
+    while (i < 2 && !(flatness >= top_shapes[i].min_flatness)) { ++i; }
     return top_shapes[i];
 }
 
@@ -404,6 +404,9 @@ int32_t zr_set_search_structure(int32_t structure)
     {
         platform::store_word(&chosen_structure, structure);
     }
-    else { report_failure(ZR_ERROR_ARGUMENT, "search structure %d; 0 is the grid, 1 the tree", structure); }
+    else
+    {
+        report_failure(ZR_ERROR_ARGUMENT, "acceleration structure %d; 0 is the grid, 1 the tree", structure);
+    }
     return before;
 }

@@ -7,7 +7,7 @@
 namespace zr
 {
 
-/// 1 while a build of a search structure or a frustum runs; atomic.
+/// 1 while a build of an acceleration structure or a frustum runs; atomic.
 extern int32_t preprocess_running;
 
 } // namespace zr

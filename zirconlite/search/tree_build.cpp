@@ -17,18 +17,18 @@ namespace zr
 namespace
 {
 
-constexpr size_t least_task = 4096; ///< subtrees of this many objects and below are built in one go
+constexpr size_t min_task = 4096; ///< subtrees of this many objects and below are built in one go
 constexpr size_t tasks_wanted = 64;
-constexpr int most_threads = 8;
+constexpr int max_threads = 8;
 
 /// A bound in f32 on the outer side (`side` -1 low, 1 high). Boxes stay finite, so that the differences in
 /// the box test are never NaN.
 float outward(double bound, float side)
 {
-    const double held = bound < -double(FLT_MAX)  ? -double(FLT_MAX)
-                        : bound > double(FLT_MAX) ? double(FLT_MAX)
-                                                  : bound;
-    const auto rounded = static_cast<float>(held);
+    const double clamped = bound < -double(FLT_MAX)  ? -double(FLT_MAX)
+                           : bound > double(FLT_MAX) ? double(FLT_MAX)
+                                                     : bound;
+    const auto rounded = static_cast<float>(clamped);
     const float ulps = (rounded < 0.0f ? -rounded : rounded) * 1.2e-7f + FLT_MIN;
     const float moved = rounded + side * ulps;
     return moved < -FLT_MAX ? -FLT_MAX : moved > FLT_MAX ? FLT_MAX : moved;
@@ -263,8 +263,8 @@ void part_thread(void* argument)
 
 build_result build_parts(tree_work& w, int threads)
 {
-    zr_handle pool[most_threads] = {};
-    for (int i = 1; i < threads && i < most_threads; ++i)
+    zr_handle pool[max_threads] = {};
+    for (int i = 1; i < threads && i < max_threads; ++i)
     {
         pool[i] = platform::start_thread(part_thread, &w, 0);
     }
@@ -417,7 +417,7 @@ build_result build_tree(
     if (refs.count == 0) { return build_result::done; }
     // Oldest first: neighbours in the lists are neighbours in memory, and reading that forward is faster.
     std::reverse(refs.begin(), refs.end());
-    const size_t task_size = std::max(least_task, refs.count / tasks_wanted);
+    const size_t task_size = std::max(min_task, refs.count / tasks_wanted);
     tree_work w = { { refs.items, objects.table }, tree, task_size, {}, {}, {}, 0, 0, monitor, 0,
         refs.count };
     build_result result = build_top(w, whole_range(refs.items, refs.count));

@@ -22,7 +22,7 @@ namespace zr
 namespace
 {
 
-constexpr int most_bins = 16, few_bins = 8;
+constexpr int max_bins = 16, few_bins = 8;
 constexpr size_t few_bins_below = 48;    ///< small ranges gain nothing from fine bins
 constexpr int balanced_below_depth = 24; ///< deeper ranges are halved, so the depth stays bounded
 
@@ -64,20 +64,20 @@ ZR_INLINE int4 bins_of(const build_ref& r, const cut& c)
 {
     const int4 bins = __builtin_convertvector((centre(r) - c.origin) * c.scale, int4);
     const int4 last = int4{ c.bins - 1, c.bins - 1, c.bins - 1, c.bins - 1 }, first = {};
-    const int4 held = bins < last ? bins : last;
-    return held > first ? held : first; // an infinite centre on an axis without extent gives no number
+    const int4 clamped = bins < last ? bins : last;
+    return clamped > first ? clamped : first; // an infinite centre on an axis without extent gives no number
 }
 
 struct binning
 {
-    box8 box[3][most_bins];
-    uint32_t count[3][most_bins];
+    box8 box[3][max_bins];
+    uint32_t count[3][max_bins];
 };
 
 /// Cost of the best cut of one axis, over the blocks on either side.
 ZR_INLINE void best_of_axis(const binning& b, int axis, int bins, float& best, int& best_bin)
 {
-    float right_cost[most_bins];
+    float right_cost[max_bins];
     box8 box = empty_box8;
     size_t count = 0;
     for (int i = bins - 1; i > 0; --i)
@@ -126,7 +126,7 @@ ZR_INLINE void fill_bins(const build_ref* refs, size_t first, size_t end, const 
 ZR_CLONES cut find_cut(const build_ref* refs, const build_range& r)
 {
     const box8& m = r.centres;
-    cut best = { -1, 0, r.count() < few_bins_below ? few_bins : most_bins, { m.v[0], m.v[1], m.v[2], 0.0f },
+    cut best = { -1, 0, r.count() < few_bins_below ? few_bins : max_bins, { m.v[0], m.v[1], m.v[2], 0.0f },
         {} };
     if (r.depth >= balanced_below_depth) { return best; }
     for (int axis = 0; axis < 3; ++axis)

@@ -1,6 +1,6 @@
 /** @file
- *  The search structure over the scene: built once before a render, read by every ray. The two-level voxel
- *  grid, which the names tell of, or a tree in its place. */
+ *  The acceleration structure over the scene: built once before a render, read by every ray. The two-level
+ * voxel grid, which the names tell of, or a tree in its place. */
 #ifndef ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
 #define ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
 
@@ -25,8 +25,8 @@ typedef struct clip_set
     const clip_plane* planes; /**< read only during the call; the caller keeps them */
 } clip_set;
 
-/** Builds the search structure (zr_set_search_structure) of the objects in the document's two lists, on a
- * thread of its own, and waits for it; a pump that the host has installed (zr_install_message_pump) serves
+/** Builds the acceleration structure (zr_set_search_structure) of the objects in the document's two lists, on
+ * a thread of its own, and waits for it; a pump that the host has installed (zr_install_message_pump) serves
  * its messages meanwhile. Objects without a number get one. That thread reports `host_progress` codes 100,
  * 101 and 102; a 0 answer to 100 or 101, `preprocess_stop` or `stop_render` stops it, both words as set
  * during the build. Returns 1; 0 when stopped, when memory fails and while a render of the document runs,

@@ -79,7 +79,7 @@ int32_t zr_close_document(document* document)
 int32_t zr_wipe_document(document* document)
 {
     if (!settle_jobs(document)) { return 0; }
-    // The search structure holds numbers of objects that go: a render must build it anew.
+    // The acceleration structure holds numbers of objects that go: a render must build it anew.
     zr_free_voxel_grid(document);
     document->state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
     document->frustum_invalid = 1;
@@ -146,7 +146,7 @@ bool settle_jobs(document* document)
     if (!document) { return zr::report_failure(ZR_ERROR_ARGUMENT, "no document"); }
     if (__atomic_load_n(&document->preprocess_thread, __ATOMIC_ACQUIRE))
     {
-        return zr::report_failure(ZR_ERROR_STATE, "the document's search structure is being built");
+        return zr::report_failure(ZR_ERROR_STATE, "the document's acceleration structure is being built");
     }
     if (__atomic_load_n(&document->solver_thread, __ATOMIC_ACQUIRE))
     {

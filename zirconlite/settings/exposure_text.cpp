@@ -19,15 +19,18 @@ struct exposure_line
     render_view& view;
 };
 
-float held(double value, double low, double high) { return static_cast<float>(std::clamp(value, low, high)); }
+float clamped(double value, double low, double high)
+{
+    return static_cast<float>(std::clamp(value, low, high));
+}
 
 using store_value = void (*)(const exposure_line& to, double value);
 constexpr store_value places[] = {
-    [](const exposure_line& to, double v) { to.view.brightness = held(v, -5.0, 5.0); },
-    [](const exposure_line& to, double v) { to.view.contrast = held(v, 0.001, 0.999); },
+    [](const exposure_line& to, double v) { to.view.brightness = clamped(v, -5.0, 5.0); },
+    [](const exposure_line& to, double v) { to.view.contrast = clamped(v, 0.001, 0.999); },
     [](const exposure_line& to, double v) { to.doc.ambient_gain = v; },
     [](const exposure_line&, double) {}, // `sky_scale`: written for other readers, the document keeps its own
-    [](const exposure_line& to, double v) { to.view.source_gain = held(v, 0.0, 4.0); },
+    [](const exposure_line& to, double v) { to.view.source_gain = clamped(v, 0.0, 4.0); },
     [](const exposure_line& to, double v)
     {
         if (v > -1.0 && v < 2.0) { to.view.tone_method = v < 1.0 ? TONE_POWER : TONE_HISTOGRAM; }

@@ -114,7 +114,7 @@ int32_t load(zr_handle parent, int32_t kind, const settings_place& to)
     free(bytes);
     if (found && found != kind)
     {
-        return report_failure(ZR_ERROR_FORMAT, "the file holds settings of another kind");
+        return report_failure(ZR_ERROR_FORMAT, "the file contains settings of another kind");
     }
     return done;
 }

@@ -53,7 +53,7 @@ ZR_API int32_t zr_read_environment_config_info(FILE* stream, document* document)
 
 /** @{ */
 /** Brightness, contrast, `ambient_gain`, `sky_scale`, `source_gain` and `tone_method`. Reading leaves
- * `sky_scale` alone and holds each value to its range. 0, with nothing changed, while the view's exposure is
+ * `sky_scale` alone and clamps each value to its range. 0, with nothing changed, while the view's exposure is
  * locked; 0, with the fields before it set, where a line lacks a value. */
 ZR_API int32_t save_exposure_config_info(FILE* stream, document* document, render_view* view);
 ZR_API int32_t read_exposure_config_info(FILE* stream, document* document, render_view* view);

@@ -1,6 +1,6 @@
 /// @file
-/// What lies around a scene as its file describes it: background, surroundings, reflections, haze, ground and
-/// clouds. What is left out keeps the value of a settings file that the scene names, else its default.
+/// What lies around a scene as its file describes it: background, environment map, reflections, haze, ground
+/// and clouds. What is left out keeps the value of a settings file that the scene names, else its default.
 #pragma once
 
 #include "host/scene/scene_daylight.hpp"
@@ -39,7 +39,7 @@ enum
     background_mode_sky = 2
 };
 
-/// `[surroundings]` and `[reflections.surroundings]`: a picture of light.
+/// `[environment_map]` and `[reflections.environment_map]`: a picture of light.
 struct scene_hdr
 {
     std::string file;
@@ -53,7 +53,7 @@ struct scene_reflections
     bool none = false;
     std::optional<bool> clouds;
     scene_background background;
-    scene_hdr surroundings;
+    scene_hdr environment_map;
     bool is_own = false; ///< mirrors see the two above
 };
 
