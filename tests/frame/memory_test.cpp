@@ -183,20 +183,3 @@ TEST_F(Memory, ArenasCutObjectsFromChunks)
     zr_free_memory_list(&none);
     EXPECT_EQ(zr_mem_get_alloc(nullptr), 0u);
 }
-
-TEST(MemoryThreshold, ReadsAsAnInteger)
-{
-    EXPECT_EQ(zr_get_memory_threshold(), 0);
-    zr_set_memory_threshold(2.9);
-    EXPECT_EQ(zr_get_memory_threshold(), 2);
-    zr_set_memory_threshold(0.07);
-}
-
-TEST(MemoryStatus, TheSystemTellsMoreThanNothing)
-{
-    platform::override_memory_status(nullptr);
-    const platform::memory_status s = platform::read_memory_status();
-    EXPECT_GT(s.total_bytes, 64u << 20);
-    EXPECT_LE(s.available_bytes, s.total_bytes);
-    EXPECT_GT(s.available_bytes, 0u);
-}

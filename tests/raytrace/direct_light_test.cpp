@@ -90,49 +90,6 @@ TEST(DirectLight, CloseLampsAreHeldDownOnlyInTheFastModel)
     EXPECT_EQ(lux_at(s, 2, 2), 0.0) << "a lamp at distance 0 gives nothing";
 }
 
-TEST(DirectLight, ASpotHasHalfItsPeakAtTheBeamAndNothingBeyondTheField)
-{
-    constexpr double degree = M_PI / 180.0;
-    for (const int32_t model : both_models)
-    {
-        test::scene s(model);
-        add_floor(s, 0.5f);
-        light l = test::scene::lamp({ 0, 0, 3 }, 900.0f);
-        l.distribution = DISTRIBUTION_SPOT;
-        l.normal = { 0, 0, -1 };
-        l.beam_angle = float(25 * degree);
-        l.field_angle = float(40 * degree);
-        s.add(l);
-        ASSERT_TRUE(s.prepare());
-        const auto candela_at = [&](double angle)
-        {
-            const double x = 3.0 * std::tan(angle), d2 = 9.0 + x * x;
-            return lux_at(s, x, 0) * d2 / std::cos(angle);
-        };
-        EXPECT_NEAR(candela_at(0), 900.0, 0.01);
-        EXPECT_NEAR(candela_at(25 * degree), 450.0, 0.01);
-        EXPECT_GT(candela_at(39.9 * degree), 100.0);
-        EXPECT_EQ(candela_at(40.1 * degree), 0.0);
-    }
-}
-
-TEST(DirectLight, ADistantLampGivesItsLuxAtAnyPlace)
-{
-    for (const int32_t model : both_models)
-    {
-        test::scene s(model);
-        add_floor(s, 0.5f);
-        light l = test::scene::lamp({ 0, 0, 0 }, 0.0f);
-        l.type = LIGHT_PARALLEL;
-        l.dimmer = 0.5f; // 0.5 ^ 4 x 100000 lux
-        l.azimuth = 0.7;
-        l.altitude = M_PI / 6;
-        s.add(l);
-        ASSERT_TRUE(s.prepare());
-        for (const double x : { -80.0, 0.0, 50.0 }) { EXPECT_NEAR(lux_at(s, x, 7), 6250.0 * 0.5, 0.1); }
-    }
-}
-
 TEST(DirectLight, AHundredEqualLampsAddUpInTheExactModel)
 {
     double share[2];

@@ -105,22 +105,6 @@ TEST_F(View, MovesLeadWhereTheySay)
     }
 }
 
-TEST_F(View, ATurnByNothingChangesNothing)
-{
-    view.position = { 0.1, 1e9, 0.3 };
-    view.target = { 0.7, -0.2, 1e-9 };
-    const render_view start = view;
-    for (auto* move : { zr_view_turn, zr_view_orbit, zr_view_look_up_or_down, zr_view_orbit_up_or_down })
-    {
-        move(0.0, &view);
-        EXPECT_EQ(view.position.y, start.position.y);
-        EXPECT_EQ(view.target.x, start.target.x);
-        EXPECT_EQ(view.target.z, start.target.z);
-        EXPECT_EQ(view.back.y, start.back.y);
-        expect_world_in_step();
-    }
-}
-
 TEST_F(View, VerticalCamerasMoveByTheirRules)
 {
     view.back = { 0, 0, 1 };

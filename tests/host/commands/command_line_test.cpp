@@ -232,36 +232,6 @@ TEST_F(CommandLine, RendersPicturesOfTheSizesAskedFor)
     }
 }
 
-TEST_F(CommandLine, CutsARegionOutOfTheWholePicture)
-{
-    ASSERT_EQ(run({ "render", "room.toml", "-o", "whole.png" }), 0) << errors();
-    ASSERT_EQ(run({ "render", "room.toml", "-o", "part.png", "--region", "16,8,48,32" }), 0) << errors();
-    const auto load = [&](const char* name, unsigned& width)
-    {
-        png_image image{};
-        image.version = PNG_IMAGE_VERSION;
-        EXPECT_TRUE(png_image_begin_read_from_file(&image, (folder.path / name).c_str()));
-        image.format = PNG_FORMAT_GRAY;
-        std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
-        png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
-        width = image.width;
-        return pixels;
-    };
-    unsigned whole_width = 0, part_width = 0;
-    const auto whole = load("whole.png", whole_width), part = load("part.png", part_width);
-    ASSERT_EQ(part.size(), 48u * 32u);
-    double difference = 0;
-    for (unsigned y = 0; y < 32; ++y)
-    {
-        for (unsigned x = 0; x < 48; ++x)
-        {
-            difference +=
-                std::abs(int(whole[(y + 8) * whole_width + x + 16]) - int(part[y * part_width + x]));
-        }
-    }
-    EXPECT_LT(difference / (48 * 32), 3.0);
-}
-
 TEST_F(CommandLine, SavesPlanesVariantsAndBitmaps)
 {
     folder.write(
