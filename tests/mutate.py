@@ -186,6 +186,7 @@ def main():
                 place, outcome = waiting.pop(done), done.result()
                 if outcome in tally:
                     tally[outcome] += 1
+                    print(f"{sum(tally.values())} of {options.count}", end="\r", file=sys.stderr)
                 if outcome == "survived":
                     print("survived", describe(place), flush=True)
     count = tally["killed"] + tally["survived"]

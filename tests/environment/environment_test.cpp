@@ -255,6 +255,7 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
         { "fits", BACKGROUND_FIT, 0.5f, 0.5f, 60, 10, RAY_PRIMARY, 2, 0 },
         { "moved and smaller", 0, 0.5f, 0.5f, 60, 30, RAY_PRIMARY, 0, 0 },
         { "beside it", 0, 0.5f, 0.5f, 40, 30, RAY_PRIMARY, -1, 0 },
+        { "beyond its right edge", 0, 0.25f, 0.25f, 60, 30, RAY_PRIMARY, -1, 0 },
         { "a tile beside it", BACKGROUND_TILE, 0.5f, 0.5f, 40, 30, RAY_PRIMARY, 3, 0 },
         { "through glass", BACKGROUND_FIT, 1, 0, 60, 10, RAY_TRANSMITTED, 2, 0 },
         { "not in mirrors", BACKGROUND_FIT, 1, 0, 60, 10, RAY_REFLECTED, -1, 0 },
