@@ -6,6 +6,7 @@
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/text.hpp"
+#include "host/vectors.hpp"
 #include "zirconlite/frame/search_path.h"
 #include "zirconlite/lighting/sun_sky.h"
 
@@ -20,8 +21,6 @@ namespace host
 
 namespace
 {
-
-constexpr double degrees = 180 / 3.14159265358979323846;
 
 /// "2026-06-21" of a day from 0; the last day of a leap year is that of the nearest one.
 std::string date_of(int day)

@@ -3,6 +3,7 @@
 #include "host/build/build_material.hpp"
 #include "host/scene/cities.hpp"
 #include "host/text.hpp"
+#include "host/vectors.hpp"
 #include "zirconlite/geometry/vector.h"
 #include "zirconlite/lighting/sun_sky.h"
 
@@ -16,18 +17,10 @@ namespace host
 namespace
 {
 
-constexpr double radians = 3.14159265358979323846 / 180;
-
 vector3 point(const vec3& v) { return { v[0], v[1], v[2] }; }
 vector3 minus(const vector3& a, const vector3& b) { return { a.x - b.x, a.y - b.y, a.z - b.z }; }
 vector3 times(const vector3& a, double f) { return { a.x * f, a.y * f, a.z * f }; }
 vector3 plus(const vector3& a, const vector3& b) { return { a.x + b.x, a.y + b.y, a.z + b.z }; }
-double dot(const vector3& a, const vector3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
-double length(const vector3& a) { return std::sqrt(dot(a, a)); }
-vector3 cross(const vector3& a, const vector3& b)
-{
-    return { a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x };
-}
 
 void set_place(const scene_sun& s, sun_sky& k)
 {

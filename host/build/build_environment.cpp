@@ -6,6 +6,7 @@
 #include "host/pictures/light_picture.hpp"
 #include "host/pictures/picture_store.hpp"
 #include "host/text.hpp"
+#include "host/vectors.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/imagefiles/radiance.h"
 #include "zirconlite/picture/image_buffer.h"
@@ -22,8 +23,6 @@ namespace host
 
 namespace
 {
-
-constexpr double radians = 3.14159265358979323846 / 180;
 
 void set_flag(uint32_t& word, uint32_t bits, bool value) { word = value ? word | bits : word & ~bits; }
 

@@ -8,6 +8,7 @@
 #include "host/pictures/picture_store.hpp"
 #include "host/scene/find_library.hpp"
 #include "host/text.hpp"
+#include "host/vectors.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/materials/blend.h"
 #include "zirconlite/materials/mat_image.h"
@@ -25,8 +26,6 @@ namespace host
 namespace
 {
 
-constexpr double radians = 3.14159265358979323846 / 180;
-
 struct material_deleter
 {
     void operator()(material* m) const { free_material(m); }
@@ -36,12 +35,6 @@ using owned_material = std::unique_ptr<material, material_deleter>;
 vector3 as_vector(const vec3& v) { return { v[0], v[1], v[2] }; }
 
 double repeats(double size) { return std::abs(size) < 1e-9 ? 1e9 : 1 / size; }
-
-vector3 unit(const vec3& v)
-{
-    const double length = std::hypot(v[0], v[1], v[2]);
-    return { v[0] / length, v[1] / length, v[2] / length };
-}
 
 [[noreturn]] void out_of_memory() { throw failure(exit_render_failed, "out of memory for materials"); }
 
@@ -75,7 +68,7 @@ void set_simple(simple_material& out, const scene_material& m)
 
 void add_bump(material* made, const scene_bump& b)
 {
-    const vector3 axis = unit(b.axis);
+    const vector3 axis = unit(as_vector(b.axis));
     const double axes[3] = { axis.x, axis.y, axis.z };
     const double scale[3] = { repeats(b.size[0]), repeats(b.size[1]), repeats(b.size[2]) };
     if (!zr_add_bump(made, b.kind, axes, b.origin.data(), b.rotation_deg * radians, scale, b.strength))
@@ -130,7 +123,7 @@ mat_image** add_image(mat_image** end, const scene& s, const scene_image& i, std
     made->bump_strength = float(i.bump);
     made->size[0] = i.size[0];
     made->size[1] = i.size[1];
-    const vector3 axis = unit(i.axis);
+    const vector3 axis = unit(as_vector(i.axis));
     made->axis[0] = axis.x, made->axis[1] = axis.y, made->axis[2] = axis.z;
     for (int k = 0; k < 3; ++k) { made->origin[k] = i.origin[k]; }
     made->rotation = float(i.rotation_deg * radians);
@@ -155,7 +148,7 @@ owned_material build_simple(const scene& s, const scene_material& m, std::vector
 
 void set_pattern(complex_material& out, const scene_material& m)
 {
-    out.axis = unit(m.axis);
+    out.axis = unit(as_vector(m.axis));
     out.origin = as_vector(m.origin);
     out.rotation = float(m.rotation_deg * radians);
     out.scale = { repeats(m.size[0]), repeats(m.size[1]), repeats(m.size[2]) };

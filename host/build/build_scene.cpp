@@ -14,6 +14,7 @@
 #include "host/pictures/picture_store.hpp"
 #include "host/stop_signals.hpp"
 #include "host/text.hpp"
+#include "host/vectors.hpp"
 #include "zirconlite/geometry/vector.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/materials/mapping.h"
@@ -34,9 +35,6 @@ namespace host
 
 namespace
 {
-
-constexpr double pi = 3.14159265358979323846;
-constexpr double radians = pi / 180;
 
 void set_settings(const scene& s, document* d)
 {
@@ -426,17 +424,6 @@ void add_light(document* d, const scene& s, const scene_light& from)
         throw failure(exit_render_failed,
             fmt::format("{}:{}: the light cannot be made{}", s.file.string(), from.line, library_error()));
     }
-}
-
-vector3 unit(const vector3& v)
-{
-    const double length = std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
-    return { v.x / length, v.y / length, v.z / length };
-}
-
-vector3 cross(const vector3& a, const vector3& b)
-{
-    return { a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x };
 }
 
 /// The camera's axes; a view straight along `up` takes north, or east, for the picture's top.

@@ -1,4 +1,5 @@
 #include "host/build/camera_fit.hpp"
+#include "host/vectors.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -9,7 +10,6 @@ namespace host
 namespace
 {
 
-constexpr double radians = 3.14159265358979323846 / 180;
 constexpr double fit_fov_deg = 40; // little perspective and no distortion
 constexpr double film_mm = 36;     // width of the film that lens_mm is about
 constexpr double margin = 1.06;    // of the picture's size to the models'

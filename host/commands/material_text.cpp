@@ -4,6 +4,7 @@
 
 #include "host/scene/scene_keys.hpp"
 #include "host/text.hpp"
+#include "host/vectors.hpp"
 #include "zirconlite/materials/blend.h"
 #include "zirconlite/materials/bumps.h"
 #include "zirconlite/materials/mat_image.h"
@@ -17,8 +18,6 @@ namespace host
 
 namespace
 {
-
-constexpr double degrees = 180 / 3.14159265358979323846;
 
 std::string quoted(const std::string& text)
 {

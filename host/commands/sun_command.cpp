@@ -5,6 +5,7 @@
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/scene/cities.hpp"
+#include "host/vectors.hpp"
 #include "zirconlite/lighting/sun_sky.h"
 
 #include <CLI/CLI.hpp>
@@ -22,8 +23,6 @@ namespace host
 namespace
 {
 
-constexpr double pi = 3.14159265358979323846;
-constexpr double degrees = 180 / pi;
 constexpr int day_minutes = 24 * 60;
 
 const char* const format_names[] = { "text", "csv", "json" };

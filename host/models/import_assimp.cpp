@@ -6,6 +6,7 @@
 #include "host/models/obj_check.hpp"
 #include "host/models/vertex_colors.hpp"
 #include "host/text.hpp"
+#include "host/vectors.hpp"
 
 #include <assimp/GltfMaterial.h>
 #include <assimp/Importer.hpp>
@@ -293,7 +294,7 @@ std::string read_mesh(const aiMesh& source, const aiMatrix4x4& matrix, const std
 }
 
 // A smoothing group says that faces are smooth and not how far; this is where modellers put the edge.
-const double group_cosine = std::cos(60 * 3.14159265358979323846 / 180);
+const double group_cosine = std::cos(60 * pi / 180);
 
 struct walk_state
 {

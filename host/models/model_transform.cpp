@@ -1,6 +1,7 @@
 /// @file
 /// Euler angles about fixed axes: the matrix is Rz Ry Rx S.
 #include "host/models/model_transform.hpp"
+#include "host/vectors.hpp"
 
 #include <cmath>
 
@@ -21,9 +22,9 @@ void sine_cosine_deg(double degrees, double& s, double& c)
         c = q == 0 ? 1 : q == 2 ? -1 : 0;
         return;
     }
-    const double radians = degrees * 3.14159265358979323846 / 180;
-    s = std::sin(radians);
-    c = std::cos(radians);
+    const double angle_rad = degrees * pi / 180;
+    s = std::sin(angle_rad);
+    c = std::cos(angle_rad);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 /// which the file's normals smooth.
 #include "host/models/concave.hpp"
 #include "host/models/model.hpp"
+#include "host/vectors.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -15,7 +16,6 @@ namespace host
 namespace
 {
 
-constexpr double pi = 3.14159265358979323846;
 // Normals of neighbouring corners are stored in files with few digits.
 constexpr double same_normal = 0.9999;
 // Rounding tilts coplanar triangles by less than this.

@@ -228,9 +228,10 @@ void check_render(const scene& s, const toml::table& root, const std::string& fi
     { bad_scene(file, line_of_key(root, section, key), fmt::format("[{}] {}: {}", section, key, text)); };
 
     const scene_render& r = s.render;
-    if (r.reflect_limit + r.refract_limit >= 42)
+    if (r.reflect_limit + r.refract_limit >= RECURSION_LIMIT_SUM)
     {
-        wrong("render", "refract_limit", "reflect_limit and refract_limit together must stay below 42");
+        wrong("render", "refract_limit",
+            fmt::format("reflect_limit and refract_limit together must stay below {}", RECURSION_LIMIT_SUM));
     }
     if (r.region)
     {

@@ -212,6 +212,30 @@ void lay_decal(const property_node& decals, ray& r, surface& s, vector3& normal)
 
 } // namespace
 
+TEST(Surface, BentNormalsStayOnTheSideOfTheFaceThatTheEyeSees)
+{
+    const physical_colors physical;
+    material* m = plain(0.5f);
+    for (const double side : { 1.0, -1.0 })
+    {
+        ray r = hit_from_above();
+        r.direction =
+            normalized(vector3{ 1, 0, -0.1 * side }); // a flat look at a face whose normal leans away
+        r.interpolated_normal = normalized(vector3{ 0.8, 0, 0.6 });
+        surface s;
+        job.light_model = LIGHT_MODEL_EXACT;
+        zr_resolve_surface(m, &r, &s);
+        EXPECT_GT(r.facing_normal.z * side, 0.5) << side;
+        EXPECT_LT(dot(r.facing_normal, r.direction), 0.0) << side;
+        EXPECT_NEAR(dot(r.facing_normal, r.facing_normal), 1.0, 1e-12);
+        job.light_model = LIGHT_MODEL_FAST;
+        zr_resolve_surface(m, &r, &s);
+        EXPECT_NEAR(r.facing_normal.z, -0.6, 1e-12) << "turned over whole";
+    }
+    job.light_model = LIGHT_MODEL_FAST;
+    free_material(m);
+}
+
 TEST(Surface, DecalsLieOverTheMaterialInTheirOrderAndUnderRipples)
 {
     test::scene s;

@@ -67,7 +67,7 @@ cloud_ellipsoid ellipsoid_of(const drawn_cloud& c)
 vector3 middle_of_clouds(const document& document)
 {
     const bounding_box& b = document.bounds;
-    if (b.max.z == -1e15) { return { 0, 0, cloud_height }; }
+    if (b.max.z == far_below) { return { 0, 0, cloud_height }; }
     const vector3 m = { 0.5 * (b.min.x + b.max.x), 0.5 * (b.min.y + b.max.y),
         std::min(cloud_height, b.max.z + cloud_height) };
     return is_finite(m) ? m : vector3{ 0, 0, cloud_height };
@@ -226,8 +226,8 @@ bool clouds_prepare(const document& document, const environment& record, prepare
     for (int i = 0; i < 3; ++i)
     {
         made.cloud_world_offset[i] = record.cloud_offset[i] * box_half;
-        made.cloud_box_min[i] = 1e12;
-        made.cloud_box_max[i] = -1e15;
+        made.cloud_box_min[i] = ZR_FAR;
+        made.cloud_box_max[i] = far_below;
     }
     if (!(record.cloud_flags & CLOUDS_CUMULUS)) { return true; }
     build_cumulus(document, record, made);

@@ -7,6 +7,7 @@
 #include "zirconlite/environment/clouds.hpp"
 #include "zirconlite/environment/environment_map.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/picture/tone.h"
@@ -161,7 +162,7 @@ void add_hdr(const document& document, const environment& record, const ray& ray
     const double kept = kept_under_hdr(record);
     for (int i = 0; i < 3; ++i)
     {
-        const double light = job.light_model == LIGHT_MODEL_EXACT ? h[i] : h[i] * ray.weight[i];
+        const double light = is_exact() ? h[i] : h[i] * ray.weight[i];
         c[i] = static_cast<float>(c[i] * kept + light * (1.0 - kept));
     }
 }

@@ -9,6 +9,7 @@
 namespace zr
 {
 
+inline constexpr double far_below = -1e15;     ///< below every coordinate, as ZR_FAR is above
 inline constexpr double geometry_zero = 1e-10; ///< below this in size a length or product counts as zero
 inline constexpr double pi = 3.1415926535;     ///< the system's own short decimals, on purpose
 inline constexpr double two_pi = 6.283185307;
@@ -64,7 +65,7 @@ inline vector3 rotated_about_z(const vector3& v, double angle_rad)
 /// 1 / d as rays need it: a component too small to divide by gives 1e12 when 0 or above, else -1e15.
 inline double ray_reciprocal(double d)
 {
-    if (std::fabs(d) < geometry_zero) { return d >= 0.0 ? 1e12 : -1e15; }
+    if (std::fabs(d) < geometry_zero) { return d >= 0.0 ? ZR_FAR : far_below; }
     return 1.0 / d;
 }
 inline vector3 ray_reciprocal(const vector3& d)
@@ -98,10 +99,12 @@ inline void normalize_2d(double v[2])
 packed_normal pack_normal(const vector3& n);
 vector3 unpack_normal(packed_normal n);
 
+inline double clamp_to_unit(double x) { return std::fmin(std::fmax(x, 0.0), 1.0); }
+
 /// Uniform in 0 to 1 from the runtime's 15-bit generator.
 double random_unit();
 
-inline constexpr bounding_box empty_box = { { 1e12, 1e12, 1e12 }, { -1e15, -1e15, -1e15 } };
+inline constexpr bounding_box empty_box = { { ZR_FAR, ZR_FAR, ZR_FAR }, { far_below, far_below, far_below } };
 
 inline bool is_finite(const vector3& v)
 {

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "zirconlite/frame/bytes.hpp"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/imagefiles/bitmap_store.h"
 #include "zirconlite/libraries/material_records.hpp"
 #include "zirconlite/materials/blend.h"
@@ -67,8 +68,8 @@ namespace zr
 
 double guarded_reciprocal(double x)
 {
-    if (fabs(x) >= 1e-10) { return 1.0 / x; }
-    return x >= 0.0 ? 1e12 : -1e15;
+    if (fabs(x) >= geometry_zero) { return 1.0 / x; }
+    return x >= 0.0 ? ZR_FAR : far_below; // NaN too
 }
 
 material* read_material_record(library_file& lib, uint32_t offset, record_pictures pictures)

@@ -7,6 +7,7 @@
 
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/lighting/light_emission.hpp"
+#include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 
 using namespace zr;
@@ -95,7 +96,7 @@ sampled_pane pane_for(const light& l, const vector3& point)
     const vector3 w = point - l.position;
     const double behind = dot(w, l.normal), a = dot(w, l.axis_u), b = dot(w, l.axis_v);
     // The exact model takes the pane as it is.
-    if (job.light_model == LIGHT_MODEL_EXACT || !(behind > 0.0 && behind < near_pane) ||
+    if (is_exact() || !(behind > 0.0 && behind < near_pane) ||
         !(fabs(a) < l.length / 2.0 && fabs(b) < l.height / 2.0))
     {
         return pane;
@@ -123,7 +124,7 @@ int32_t window_sample(const light* l, const vector3* point, source_sample* sampl
 {
     const sampled_pane pane = pane_for(*l, *point);
     const float* base = job.simple_colors ? l->simple_color : l->intensity_color;
-    const bool exact = job.light_model == LIGHT_MODEL_EXACT;
+    const bool exact = is_exact();
     for (source_sample* s = samples; s < samples + n; ++s)
     {
         place_sample(pane, *point, *s);

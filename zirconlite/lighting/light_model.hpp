@@ -3,10 +3,14 @@
 #pragma once
 
 #include "zirconlite/frame/document.h"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/lighting/light.h"
 
 namespace zr
 {
+
+/// Whether the running job uses the exact light model.
+inline bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
 
 /// Works out the strengths of the lights whose conversion differs between the models, with their colours. The
 /// unit that the user set keeps its value, so that it can be called again, with either model. Called when a

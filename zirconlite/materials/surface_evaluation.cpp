@@ -4,6 +4,7 @@
 
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/materials/blend_kinds.hpp"
 #include "zirconlite/materials/bumps.h"
 #include "zirconlite/materials/image_evaluation.hpp"
@@ -320,6 +321,21 @@ void to_simple_mode(surface& s)
     apply_simple_gamma(s.highlight_color);
 }
 
+/// The interpolated normal on the eye's side of the face. Where vertex normals bend so far that it turns away
+/// from the eye while the face does not, the exact model bends it back as far as needed: turned over, it
+/// would look into the solid, and only light from inside would reach the surface.
+vector3 facing_normal(const ray& r)
+{
+    constexpr double min_cosine = 1e-3;
+    vector3 normal = normalized(r.interpolated_normal);
+    if (dot(normal, normal) == 0.0) { normal = r.geometric_normal; } // opposite vertex normals cancel
+    const double side = dot(r.geometric_normal, r.direction);
+    if (!is_exact() || side == 0.0) { return dot(normal, r.direction) > 0.0 ? -normal : normal; }
+    if (dot(normal, r.geometric_normal) * side > 0.0) { normal = -normal; }
+    const double turned = dot(normal, r.direction) + min_cosine;
+    return turned > 0.0 ? normalized(normal - turned * r.direction) : normal;
+}
+
 } // namespace
 
 bool evaluate_material(const material* m, ray* r, vector3& normal, int depth, const child_context* context,
@@ -387,9 +403,7 @@ int32_t zr_resolve_surface(const material* material, ray* ray, surface* surface)
     evaluation_points points = {};
     if (ray)
     {
-        normal = normalized(ray->interpolated_normal);
-        if (dot(normal, normal) == 0.0) { normal = ray->geometric_normal; } // opposite vertex normals cancel
-        if (dot(normal, ray->direction) > 0.0) { normal = -normal; }
+        normal = facing_normal(*ray);
         ray->facing_normal = normal;
         points = mapped_points(material, *ray, normal);
         ray->uv = points.uvw;

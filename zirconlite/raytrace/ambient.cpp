@@ -7,6 +7,7 @@
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/light.h"
+#include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/materials/material.h"
 #include "zirconlite/materials/surface.h"
 
@@ -69,8 +70,7 @@ rgb mean_reflectance(const document& document)
             for (int i = 0; m && i < 3; ++i) { sum.c[i] += a * neutral.color[i] * neutral.diffuse; }
         }
     }
-    const double highest =
-        job.light_model == LIGHT_MODEL_EXACT ? max_reflectance : fast_shortcuts.max_reflectance;
+    const double highest = is_exact() ? max_reflectance : fast_shortcuts.max_reflectance;
     for (double& c : sum.c)
     {
         const double mean = area > 0.0 ? c / area : 0.0;
@@ -112,7 +112,7 @@ void prepare_ambient(const document& document)
     const rgb flux = total_flux(document);
     if (flux.c[0] == 0.0 && flux.c[1] == 0.0 && flux.c[2] == 0.0) { return; }
     const rgb reflectance = document.mode == MODE_RAYTRACE ? mean_reflectance(document) : rgb{};
-    const bool exact = job.light_model == LIGHT_MODEL_EXACT;
+    const bool exact = is_exact();
     const double sky = exact ? 1.0 : sky_factor(document);
     for (int i = 0; i < 3; ++i)
     {

@@ -3,6 +3,7 @@
 #include "zirconlite/frame/jitter.hpp"
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/meshes/mesh_attributes.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
@@ -18,10 +19,6 @@ namespace zr
 
 namespace
 {
-
-bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
-
-double unit_clamp(double x) { return std::fmin(std::fmax(x, 0.0), 1.0); }
 
 /// The hit as every light of one point sees it.
 struct lit_point
@@ -85,8 +82,8 @@ void measure_sample(const lit_point& p, const light& source, const vector3& towa
 void measure_light(const lit_point& p, const light& source, light_candidate& c)
 {
     c.source = &source;
-    c.sample.u = p.soft ? unit_clamp(p.r.stratum[0] + 0.5) : 0.5;
-    c.sample.v = p.soft ? unit_clamp(p.r.stratum[1] + 0.5) : 0.5;
+    c.sample.u = p.soft ? clamp_to_unit(p.r.stratum[0] + 0.5) : 0.5;
+    c.sample.v = p.soft ? clamp_to_unit(p.r.stratum[1] + 0.5) : 0.5;
     c.samples = p.soft && source.shadow_samples > 1 ? source.shadow_samples : 1;
     c.ambient_luminance = 0.0f;
     for (float& a : c.ambient_color) { a = 0.0f; }
@@ -168,8 +165,8 @@ void resample(const lit_point& p, light_candidate& c, int32_t i)
     const double amplitude[2] = { c.source->sample_jitter, c.source->sample_jitter };
     double j[2];
     table_jitter(key, amplitude, j);
-    c.sample.u = unit_clamp(p.r.stratum[0] + 0.5 + j[0]);
-    c.sample.v = unit_clamp(p.r.stratum[1] + 0.5 + j[1]);
+    c.sample.u = clamp_to_unit(p.r.stratum[0] + 0.5 + j[0]);
+    c.sample.v = clamp_to_unit(p.r.stratum[1] + 0.5 + j[1]);
     c.source->sample(c.source, &p.r.hit_point, &c.sample, 1);
 }
 
@@ -305,7 +302,7 @@ void test_light(const lit_point& p, light_candidate& c, tested_light& t, float o
 void test_lights(const lit_point& p, light_candidate* list, double threshold, float out[3])
 {
     tested_light t = { testing::exact, p.tables.total_potential, 0.0,
-        p.tables.point_potential != 0.0 ? 1.0 / p.tables.point_potential : 1e12, threshold };
+        p.tables.point_potential != 0.0 ? 1.0 / p.tables.point_potential : ZR_FAR, threshold };
     for (light_candidate* c = list; c; c = c->next)
     {
         if (c->luminance == 0.0f && !(c->ambient_luminance > 0.0f)) { continue; }

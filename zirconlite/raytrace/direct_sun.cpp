@@ -5,6 +5,7 @@
 #include "zirconlite/frame/jitter.hpp"
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/raytrace/sample_pattern.hpp"
 
@@ -18,9 +19,6 @@ constexpr double further_jitter = 0.25;           // of the fast model's shadow 
 constexpr double min_sky = 0.1;                   // of the sky's even share, times what the surface reflects
 constexpr double direct_sky_share = 0.01;         // of it with SUN_SKY_DIRECT_SKY
 constexpr double reflected_sun = 0.0159154943092; // 1 / (20 pi): sunlight that the ground returns
-
-bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
-double unit_clamp(double x) { return std::clamp(x, 0.0, 1.0); }
 
 bool is_soft(const document& document) { return soft_shadows(document) && sun_light.disc_size != 0.0f; }
 
@@ -42,8 +40,8 @@ void place_by_stratum(const ray& r, light_candidate& c, int32_t i)
     const double amplitude[2] = { size, size };
     double j[2];
     table_jitter(key, amplitude, j);
-    c.sample.u = unit_clamp((first ? (r.stratum[0] + 1.0) / 2.0 : r.stratum[0] + 0.5) + j[0]);
-    c.sample.v = unit_clamp((first ? (r.stratum[1] + 1.0) / 2.0 : r.stratum[1] + 0.5) + j[1]);
+    c.sample.u = clamp_to_unit((first ? (r.stratum[0] + 1.0) / 2.0 : r.stratum[0] + 0.5) + j[0]);
+    c.sample.v = clamp_to_unit((first ? (r.stratum[1] + 1.0) / 2.0 : r.stratum[1] + 0.5) + j[1]);
 }
 
 void add_potential(const surface& s, double w, const float color[3], light_candidate& c)
@@ -62,7 +60,7 @@ void add_sun_highlight(const surface& s, const vector3* mirror, const sun_sky& s
     if (!mirror || !(mirror->z > 0.0) || !(s.highlight > 1.0f)) { return; }
     const double m = std::fmin(-dot(sky.sun_direction, *mirror), 1.0);
     if (!(m > 0.0)) { return; }
-    const double share = unit_clamp(s.highlight * 0.0033222591362126247);
+    const double share = clamp_to_unit(s.highlight * 0.0033222591362126247);
     const double h = std::pow(m, sun_exponent(s.highlight)) * share * share * sky.sun_strength * 10.0;
     for (int i = 0; i < 3; ++i)
     {

@@ -4,6 +4,7 @@
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/raytrace/optics.hpp"
 #include "zirconlite/raytrace/shading.hpp"
 
@@ -18,8 +19,6 @@ constexpr double min_share = 0.0001; ///< a mirror share below this sends no ray
 /// The exact model sends no mirrored ray for less than this part of the pixel's light. Glass gives the share
 /// to the light that passes, so nothing is lost there and the rays inside a heap of panes do not multiply.
 constexpr double min_branch = 0.001;
-
-bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
 
 /// Part of the pixel's light that a branch brings, all rays of its blurred hit together.
 double branch_share(const ray& r)

@@ -3,6 +3,7 @@
 #include "zirconlite/environment/ground.hpp"
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/materials/surface_evaluation.hpp"
 #include "zirconlite/meshes/mesh_attributes.hpp"
 #include "zirconlite/raytrace/direct_light.hpp"
@@ -167,7 +168,7 @@ bool filter(const document& document, const light* source, ray& r)
     const bool thin = is_thin(r.hit_object, s);
     const double c = std::fabs(dot(r.shading_normal, r.direction));
     const double mirrored = shadow_reflectance(s, thin, c);
-    const bool exact = job.light_model == LIGHT_MODEL_EXACT;
+    const bool exact = is_exact();
     const bool corrects = !exact && !(document.render_flags & RENDER_NO_GRAZING_FILTER) &&
                           !(flags & OBJECT_PLAIN_FILTER) && !(s.flags & SURFACE_PASS_THROUGH) &&
                           differs_sideways(r);
@@ -238,7 +239,7 @@ bool blocked_by_cached(const light* source, ray& r, scene_object*& blocker)
     if (!blocker) { return false; }
     r.hit_t = ZR_FAR;
     r.hit_object = nullptr;
-    if (!blocker->vft->intersect(&r, blocker, -1e15, ZR_FAR)) { return false; }
+    if (!blocker->vft->intersect(&r, blocker, far_below, ZR_FAR)) { return false; }
     if (!hit_is_opaque(r))
     {
         blocker = nullptr;

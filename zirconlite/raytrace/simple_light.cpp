@@ -14,8 +14,6 @@ namespace zr
 namespace
 {
 
-double unit_clamp(double x) { return std::fmin(std::fmax(x, 0.0), 1.0); }
-
 /// A light on one side of a surface.
 struct lit_side
 {
@@ -42,8 +40,8 @@ bool cast_shadow_rays(document& document, const surface& s, ray& r, lit_side& si
             const double key[2] = { i * r.pixel[0] + 1.0, i * r.pixel[1] + 1.0 };
             double j[2];
             table_jitter(key, amplitude, j);
-            side.sample.u = unit_clamp((r.stratum[0] + 1.0) / 2.0 + j[0]);
-            side.sample.v = unit_clamp((r.stratum[1] + 1.0) / 2.0 + j[1]);
+            side.sample.u = clamp_to_unit((r.stratum[0] + 1.0) / 2.0 + j[0]);
+            side.sample.v = clamp_to_unit((r.stratum[1] + 1.0) / 2.0 + j[1]);
             side.source.sample(&side.source, &r.hit_point, &side.sample, 1);
         }
         ray shadow = start;

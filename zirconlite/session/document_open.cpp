@@ -7,6 +7,7 @@
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/object_table.hpp"
+#include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/jobs/render_job.hpp"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/sun_light.hpp"
@@ -100,7 +101,7 @@ int32_t zr_wipe_document(document* document)
     document->views[0].cached_frame = nullptr;
     free_ground_material(document);
     zr::free_view_frames(&document->views[1]);
-    document->bounds = { { 1e12, 1e12, 1e12 }, { -1e15, -1e15, -1e15 } };
+    document->bounds = zr::empty_box;
     document->epsilon = 1e-6;
     return 1;
 }
@@ -135,7 +136,7 @@ void set_defaults(document* document)
     document->translucency_jitter = 0.0625f;
     document->tone_scale_factor = 1.0f;
     document->tone_exponent_factor = 1.0f;
-    document->bounds = { { 1e12, 1e12, 1e12 }, { -1e15, -1e15, -1e15 } };
+    document->bounds = zr::empty_box;
     document->epsilon = 1e-6;
 }
 
