@@ -277,6 +277,17 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
         environment_background(*s.doc, r);
         EXPECT_NEAR(r.background[0], c.x < 0 ? 0.0 : std::pow(c.x / 3.0, 2.2), 1e-4);
     }
+    // A picture of half the opacity lies over half of what is below.
+    s.env.image_flags = BACKGROUND_FIT;
+    s.env.image_opacity = 0.5f;
+    s.env.color0[2] = 0.8f;
+    s.ready();
+    ray half = s.eye_ray({ 0, 0, 0 }, { 0, 1, 0 });
+    half.pixel[0] = 90;
+    half.pixel[1] = 10;
+    environment_background(*s.doc, half);
+    EXPECT_NEAR(half.background[0], 0.5, 1e-4);
+    EXPECT_NEAR(half.background[2], 0.4, 1e-4);
 }
 
 TEST(Environment, AnEnvironmentMapShowsEverythingWhereItWas)

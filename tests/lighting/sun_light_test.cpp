@@ -281,6 +281,17 @@ TEST(Window, GivesTheSkyBehindIt)
         const double cosine = model == LIGHT_MODEL_EXACT ? -d.y : 1.0;
         const double expected = 2.0 * k.sky_strength * sky_luminance(k, d) * cosine * k.sky_color[1];
         EXPECT_NEAR(sample.color[1], expected, 1e-5 * expected);
+        // The flux takes the sky over all directions, by rings of equal height.
+        double integral = 0.0;
+        for (int i = 0; i < 400 * 400; ++i)
+        {
+            const double z = (i / 400 + 0.5) / 200.0 - 1.0, a = 2.0 * M_PI * (i % 400) / 400.0;
+            const double across = std::sqrt(1.0 - z * z);
+            integral += sky_luminance(k, { across * std::cos(a), across * std::sin(a), z }) * 4.0 * M_PI /
+                        (400 * 400);
+        }
+        const double lumens = integral * integral * k.sky_strength / (2.0 * M_PI) * 2.0;
+        EXPECT_NEAR(l.lumens, lumens, 0.01 * lumens);
         add_window(s, 0.25f);
         const light& tinted = *l.next;
         EXPECT_NEAR(tinted.lumens, 0.75 * l.lumens, 1e-5 * l.lumens);

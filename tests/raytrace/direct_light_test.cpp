@@ -278,6 +278,31 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
     }
 }
 
+TEST(DirectLight, ATranslucentSheetSendsOnTheLightOfItsBack)
+{
+    for (const int32_t model : both_models)
+    {
+        test::scene s(model);
+        test::mesh sheet;
+        sheet.flags = OBJECT_THIN;
+        sheet.look = s.look(
+            [](simple_material& m)
+            {
+                m.opacity = 0.0f;
+                m.translucent_share = 1.0f;
+            });
+        sheet.quad({ -1, -1, 0 }, { 1, -1, 0 }, { 1, 1, 0 }, { -1, 1, 0 });
+        ASSERT_TRUE(s.add(sheet));
+        s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
+        ASSERT_TRUE(s.prepare());
+        surface neutral;
+        zr_resolve_surface(sheet.look->material, nullptr, &neutral);
+        ASSERT_GT(neutral.translucent, 0.0f);
+        const double wanted = 25.0 / M_PI * neutral.translucent;
+        EXPECT_NEAR(s.radiance({ 0, 0, -1 }, { 0, 0, 1 }), wanted, 1e-4 * wanted);
+    }
+}
+
 TEST(DirectLight, ALampShinesThroughItsOwnShapeAndNotOnIt)
 {
     test::scene s;
