@@ -9,6 +9,7 @@
 #include "zirconlite/frame/error.h"
 #include "zirconlite/frame/host.h"
 #include "zirconlite/frame/module.h"
+#include "zirconlite/sampling/converging.h"
 
 #include <fmt/format.h>
 
@@ -27,10 +28,23 @@ namespace
 progress_line* progress = nullptr;
 document* current_document = nullptr;
 
+constexpr int sampling_pass = 4; ///< `render_pass` of the converging sampler's rounds
+
+/// How far the sampling has come; nothing in other steps.
+std::string sampling_detail(const document* d)
+{
+    sampling_progress reached;
+    zr_get_sampling_progress(&reached);
+    if (d->render_pass != sampling_pass || reached.mean_samples == 0) { return ""; }
+    return fmt::format("  {:.0f} samples a pixel, error {:.1f}, {:.0f} % of the pixels done",
+        reached.mean_samples, reached.error, 100 * reached.done_share);
+}
+
 std::string step_name(int32_t kind, int32_t code, const document* d)
 {
     if (kind == PROGRESS_PREPROCESS) { return "sorting the scene"; }
     if (code == PROGRESS_PASS_1_DONE) { return "measuring"; }
+    if (d->render_pass == sampling_pass) { return "sampling"; }
     const int passes = d->render_flags & RENDER_FAST ? 2 : 3;
     return fmt::format("pass {} of {}", d->render_pass, passes);
 }
@@ -40,7 +54,7 @@ int32_t on_progress(int32_t kind, document* d, render_view*, int32_t code, float
     if (kind == PROGRESS_PREPROCESS && code == PROGRESS_GRID_STARTS) { progress->restart(); }
     if (code == PROGRESS_STRIP || code == PROGRESS_GRID_ADVANCES)
     {
-        progress->show(step_name(kind, code, d), fraction);
+        progress->show(step_name(kind, code, d), fraction, kind == PROGRESS_RAYTRACE ? sampling_detail(d) : "");
     }
     return stop_signal() ? 0 : 1;
 }

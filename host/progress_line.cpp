@@ -38,7 +38,7 @@ std::string clock_text(double seconds)
     return fmt::format("{}:{:02}:{:02}", s / 3600, s / 60 % 60, s % 60);
 }
 
-void progress_line::show(const std::string& what, double fraction)
+void progress_line::show(const std::string& what, double fraction, const std::string& detail)
 {
     const auto now = clock::now();
     const int percent = int(std::clamp(fraction, 0.0, 1.0) * 100);
@@ -54,7 +54,7 @@ void progress_line::show(const std::string& what, double fraction)
     {
         return;
     }
-    std::string line = fmt::format("{}  {} %", what, percent);
+    std::string line = fmt::format("{}  {} %{}", what, percent, detail);
     const double done = fraction - step_fraction_,
                  elapsed = std::chrono::duration<double>(now - step_start_).count();
     if (done >= first_estimate && elapsed >= first_estimate_s)

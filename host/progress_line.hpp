@@ -15,7 +15,8 @@ public:
     explicit progress_line(bool redraws) : is_terminal_(redraws) {}
 
     /// A step of `what` at `fraction`, 0 to 1 of the whole; a different `what` starts a line of its own.
-    void show(const std::string& what, double fraction);
+    /// `detail` follows the percentage.
+    void show(const std::string& what, double fraction, const std::string& detail = "");
     /// Leaves the line, so that other text can follow.
     void finish();
     /// The same, and the next show() starts a step.

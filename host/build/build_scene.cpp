@@ -22,6 +22,7 @@
 #include "zirconlite/materials/material.h"
 #include "zirconlite/meshes/mesh_build.h"
 #include "zirconlite/picture/projection.h"
+#include "zirconlite/picture/tone.h"
 #include "zirconlite/sampling/converging.h"
 
 #include <fmt/format.h>
@@ -55,7 +56,7 @@ void set_settings(const scene& s, document* d)
     d->default_smooth_cosine = 1;
     zr_set_light_model(d, r.light_model);
     zr_set_pixel_sampler(d, r.sampler);
-    const sampling_limits limits = { r.noise, r.min_samples, r.max_samples, uint32_t(r.seed) };
+    const sampling_limits limits = { r.noise, r.min_samples, r.max_samples, uint32_t(r.seed), r.seconds };
     if (!zr_set_sampling_limits(d, &limits))
     {
         throw failure(exit_bad_scene, s.file.string() + library_error());
@@ -491,12 +492,22 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
     return built;
 }
 
+void set_film(render_view& view, const scene_tone& tone)
+{
+    const double ev = tone.shutter ? zr_exposure_value(tone.f_stop, *tone.shutter, tone.film_speed) : tone.ev.value_or(0);
+    zr_set_film_exposure(&view, tone.shutter || tone.ev, ev);
+    float white[3];
+    if (tone.white_kelvin) { CT_to_RGB(float(*tone.white_kelvin), white); }
+    zr_set_film_white(&view, tone.white_automatic, tone.white_kelvin ? white : nullptr);
+}
+
 void set_exposure(render_view& view, const scene_tone& tone)
 {
     view.tone_method = tone.method;
     view.brightness = float(tone.brightness);
     view.contrast = float(tone.contrast);
     view.source_gain = float(tone.source_gain);
+    set_film(view, tone);
 }
 
 void build_view(const scene& s, document* d, built_scene& built)

@@ -12,6 +12,7 @@
 #include "host/stop_signals.hpp"
 #include "zirconlite/jobs/render_job.h"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/sampling/converging.h"
 #include "zirconlite/search/search_structure.h"
 #include "zirconlite/search/voxel_grid.h"
 
@@ -137,6 +138,15 @@ bool render_view_once(const scene& s, render_session& session)
     return ended;
 }
 
+void note_samples(const scene& s)
+{
+    sampling_progress reached;
+    zr_get_sampling_progress(&reached);
+    if (s.render.sampler != SAMPLER_CONVERGING || reached.mean_samples == 0) { return; }
+    note(fmt::format("{:.1f} samples a pixel, error {:.2f} of 255 on average, {:.1f} % of the pixels below {:g}",
+        reached.mean_samples, reached.error, 100 * reached.done_share, s.render.noise));
+}
+
 /// The picture of a scene file that asks for no series.
 int render_picture(const scene& s, render_session& session)
 {
@@ -154,6 +164,7 @@ int render_picture(const scene& s, render_session& session)
         throw failure(exit_render_failed, "the render ended early" + library_error());
     }
     write_output(s, d, session.files);
+    note_samples(s);
     if (!stop_signal()) { return exit_done; }
     std::fprintf(stderr, "zirconlite: stopped; the picture holds what was reached\n");
     return stopped_exit_code();

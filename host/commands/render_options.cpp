@@ -206,6 +206,9 @@ void add_render_options(CLI::App& command, render_options& o)
     command.add_option("--light-model", o.light_model, "exact or fast");
     command.add_option("--sampler", o.sampler, "converging or strips");
     command.add_option("--noise", o.noise, "Error that may be left in a pixel, in steps of 255");
+    command.add_option("--limit", o.seconds, "Seconds that sampling may take; the picture has what they reached")
+        ->check(CLI::Range(0.01, 3e7));
+    command.add_option("--seed", o.seed, "Another one gives other grain");
     command.add_option("--max-samples", o.max_samples, "Samples of a pixel at most");
     command.add_option("--search", o.search, "tree or grid: what finds the hits of rays");
     command.add_flag("--preview", o.preview, "A quarter of the width and height, coarse passes only");
@@ -228,6 +231,8 @@ void apply_options(const render_options& o, scene& s)
     apply_tone_options(o.tone, s.tone);
     override_choice(render_section, "sampler", "--sampler", o.sampler, s.render.sampler);
     override_number(render_section, "noise", o.noise, s.render.noise);
+    override_number(render_section, "seed", o.seed, s.render.seed);
+    override_number(render_section, "seconds", o.seconds, s.render.seconds);
     override_number(render_section, "max_samples", o.max_samples, s.render.max_samples);
     s.render.min_samples = std::min(s.render.min_samples, s.render.max_samples);
     override_choice(camera_section, "projection", "--projection", o.projection, s.camera.projection);

@@ -31,8 +31,8 @@ struct render_options
     std::string scene;
     std::string output; ///< from the working folder, unlike paths in the scene
     std::string size, region;
-    std::optional<int> threads, quality, max_samples;
-    std::optional<double> noise;
+    std::optional<int> threads, quality, max_samples, seed;
+    std::optional<double> noise, seconds;
     std::string sampler;
     std::optional<double> antialiasing;
     tone_options tone;

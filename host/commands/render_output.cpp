@@ -52,15 +52,32 @@ struct buffer_deleter
     void operator()(image_buffer* b) const { zr_destroy_image_buffer(b); }
 };
 
+/// The sums of a row's samples, which hold light finer than the packed pixels.
+void copy_sums(const render_view& v, const window& w, int row, image_buffer& light)
+{
+    const int from_y = w.row_from_below(v, row);
+    if (!light.sums || from_y < 0 || from_y >= v.height) { return; }
+    for (int x = 0; x < w.width && w.left + x < v.width; ++x)
+    {
+        light.sums[size_t(w.height - 1 - row) * size_t(w.width) + size_t(x)] =
+            v.image->sums[size_t(from_y) * size_t(v.width) + size_t(w.left + x)];
+    }
+}
+
 /// The light in the window, a picture of its own.
 void write_light(const render_view& v, const window& w, const std::filesystem::path& file)
 {
     const std::unique_ptr<image_buffer, buffer_deleter> light(
         zr_new_image_buffer(w.width, w.height, PIXEL_RADIANCE));
     if (!light) { throw failure(exit_render_failed, file.string() + ": no memory" + library_error()); }
+    if (v.image->sums)
+    {
+        light->sums = static_cast<pixel_sums*>(zr_calloc(size_t(w.width) * size_t(w.height), sizeof(pixel_sums)));
+    }
     for (int row = 0; row < w.height; ++row)
     {
         const int y = w.height - 1 - row;
+        copy_sums(v, w, row, *light);
         *zr_image_buffer_signature(light.get(), y) = ROW_COMPLETE;
         for (int x = 0; x < w.width; ++x)
         {

@@ -56,7 +56,7 @@ struct scene_render
     int gloss_samples = 4, translucency_samples = 4;
     int sky_samples = 16;
     int sampler = 0; ///< a pixel_sampler
-    double noise = 2.0;
+    double noise = 2.0, seconds = 0;
     int min_samples = 16, max_samples = 1024;
     int seed = 0;
     double gloss_jitter = 0.0625, translucency_jitter = 0.0625, pixel_jitter = 0.25;
@@ -70,8 +70,11 @@ struct scene_render
 
 struct scene_tone
 {
-    int method = 1; ///< 0 power curve, 1 histogram
+    int method = 1; ///< a tone_method
     double brightness = 0, contrast = 0.5, source_gain = 1;
+    std::optional<double> ev, shutter, white_kelvin;
+    double f_stop = 8, film_speed = 100;
+    bool white_automatic = false;
 };
 
 struct scene_output
@@ -252,7 +255,7 @@ enum
 extern const char* const projection_names[7];
 extern const char* const light_model_names[3];
 extern const char* const light_kind_names[5];
-extern const char* const tone_method_names[3];
+extern const char* const tone_method_names[4];
 extern const char* const bulb_names[8];
 extern const char* const material_kind_names[10]; ///< "simple", then the library's kinds in their order
 extern const char* const bump_names[4];

@@ -11,7 +11,7 @@ const char* const light_model_names[3] = { "fast", "exact", nullptr };
 const char* const sampler_names[] = { "strips", "converging", nullptr };
 const char* const search_names[3] = { "grid", "tree", nullptr };
 const char* const light_kind_names[5] = { "point", "spot", "distant", "window", nullptr };
-const char* const tone_method_names[3] = { "power", "histogram", nullptr };
+const char* const tone_method_names[4] = { "power", "histogram", "film", nullptr };
 // The order is that of the library's lamp efficacies: 1.8, 17, 75, 100, 100, 55 and 60 lumens a watt.
 const char* const bulb_names[8] = { "candle", "incandescent", "fluorescent", "metal-halide", "sodium",
     "mercury", "compact", nullptr };
@@ -74,6 +74,8 @@ const key_row<scene_render> render_rows[] = {
     { "min_samples", &scene_render::min_samples, 1, 1048576, nullptr, 0,
         "samples of each pixel at least, 16" },
     { "max_samples", &scene_render::max_samples, 1, 1048576, nullptr, 0, "and at most, 1024" },
+    { "seconds", &scene_render::seconds, 0, 3e7, nullptr, 0,
+        "that the sampling may take; 0 no limit, 0" },
     { "seed", &scene_render::seed, 0, 2147483647, nullptr, 0, "another one gives other grain, 0" },
     { "reflect_limit", &scene_render::reflect_limit, 0, 40, nullptr, 0, "reflections in a row, 6" },
     { "refract_limit", &scene_render::refract_limit, 0, 40, nullptr, 0,
@@ -108,11 +110,21 @@ const key_row<scene_render> render_rows[] = {
 };
 
 const key_row<scene_tone> tone_rows[] = {
-    { "method", &scene_tone::method, 0, 0, tone_method_names, 0, "`histogram` or `power`, `histogram`" },
+    { "method", &scene_tone::method, 0, 0, tone_method_names, 0, "`film`, `histogram` or `power`, `histogram`" },
     { "brightness", &scene_tone::brightness, -5, 5, nullptr, 0, "-5 to 5 in powers of ten of light, 0" },
     { "contrast", &scene_tone::contrast, 0.001, 0.999, nullptr, 0, "0.001 to 0.999, 0.5" },
     { "source_gain", &scene_tone::source_gain, 0, 4, nullptr, 0,
         "gain of light sources that are seen directly, 1" },
+    { "ev", &scene_tone::ev, -10, 24, nullptr, 0,
+        "film: a fixed exposure value at ISO 100; by the picture's mean when left out" },
+    { "shutter", &scene_tone::shutter, 1e-6, 3600, nullptr, 0,
+        "film: exposure time in seconds; fixes the exposure with `f_stop` and `film_speed`" },
+    { "f_stop", &scene_tone::f_stop, 0.5, 128, nullptr, 0, "film: aperture of that exposure, 8" },
+    { "film_speed", &scene_tone::film_speed, 1, 409600, nullptr, 0, "film: ISO speed of that exposure, 100" },
+    { "white_kelvin", &scene_tone::white_kelvin, 1000, 40000, nullptr, 0,
+        "film: temperature of the light that is shown as white; 5000 when left out" },
+    { "white_automatic", &scene_tone::white_automatic, 0, 0, nullptr, 0,
+        "film: take half of the picture's mean colour away, false" },
     { nullptr, &scene_tone::method, 0, 0, nullptr, 0, nullptr },
 };
 

@@ -68,12 +68,20 @@ void encode_color(const float rgb[3], uint8_t bytes[4])
     bytes[3] = uint8_t(exponent + 128);
 }
 
+/// From the sums of the samples where there are some, which the packing of pixels has not coarsened.
 void pixels_of_row(const image_buffer& buffer, int32_t y, zr::array<uint8_t> planes[4])
 {
     uint8_t bytes[4] = {};
     const uint8_t* last = nullptr;
     for (int32_t x = 0; x < buffer.width; ++x)
     {
+        float mean[3];
+        if (zr_image_buffer_mean(&buffer, x, y, mean))
+        {
+            encode_color(mean, bytes);
+            for (int i = 0; i < 4; ++i) { planes[i][size_t(x)] = bytes[i]; }
+            continue;
+        }
         const uint8_t* pixel = zr_image_buffer_pixel_ex(&buffer, x, y, nullptr);
         if (!last || memcmp(last, pixel, size_t(buffer.pixel_size)) != 0)
         {

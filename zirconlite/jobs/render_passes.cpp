@@ -163,6 +163,7 @@ bool run_rounds(job_run& run, sampling_run& sampling)
 
 bool run_converging(job_run& run)
 {
+    run.doc.render_pass = converging_pass;
     sampling_run* sampling =
         begin_sampling(run.doc, run.view, *run.view.image, { run.left, run.top, run.right, run.bottom });
     if (!sampling)

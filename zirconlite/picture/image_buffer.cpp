@@ -101,6 +101,16 @@ const uint8_t* zr_image_buffer_pixel_ex(
     return image_buffer_pixel_pointers(buffer, x, y, pointers);
 }
 
+int32_t zr_image_buffer_mean(const image_buffer* buffer, int32_t x, int32_t y, float rgb_out[3])
+{
+    if (!buffer || !buffer->sums || x < 0 || y < 0 || x >= buffer->width || y >= buffer->height) { return 0; }
+    const pixel_sums& sums = buffer->sums[size_t(y) * size_t(buffer->width) + size_t(x)];
+    if (sums.count == 0) { return 0; }
+    const float scale = 1.0f / static_cast<float>(sums.count);
+    for (int i = 0; i < 3; ++i) { rgb_out[i] = (sums.radiance[i] + sums.background[i]) * scale; }
+    return 1;
+}
+
 uint8_t* zr_image_buffer_skip_pixels(const image_buffer* buffer, uint8_t* pixel, int32_t count)
 {
     return pixel + ptrdiff_t(count) * buffer->pixel_size;

@@ -6,6 +6,7 @@
 #include <math.h>
 
 #include "zirconlite/frame/render_view.h"
+#include "zirconlite/picture/film.hpp"
 #include "zirconlite/picture/gamma_tables.hpp"
 
 namespace
@@ -51,6 +52,7 @@ int32_t get_tone_operator(
 int32_t tone(const render_view* view, double exponent, double scale, float rgb[3], int32_t plain)
 {
     hold_to_range(rgb);
+    if (view->tone_method == TONE_FILM) { return zr::film_tone(*view, rgb, plain != 0); }
     const histogram* curve = curve_of(*view, view->tone_method);
     if (curve) { return histogram_tone(*curve, rgb, plain != 0); }
     return power_tone(*view, exponent, scale, rgb, plain != 0);
@@ -70,7 +72,8 @@ int32_t inverse_tone(const render_view* view, double exponent, double scale, flo
         set_black(rgb);
         return 1;
     }
-    if (curve) { inverse_histogram_tone(*curve, rgb); }
+    if (view->tone_method == TONE_FILM) { zr::inverse_film(*view, rgb); }
+    else if (curve) { inverse_histogram_tone(*curve, rgb); }
     else { inverse_power_tone(exponent, scale, rgb); }
     return 1;
 }
@@ -140,7 +143,8 @@ void follow_method(const render_view& view, float background[3])
     hold_to_range(background);
     const double exponent = view.background_exponent, scale = view.background_scale;
     const histogram* curve = curve_of(view, made_by);
-    if (curve) { histogram_tone(*curve, background, true); }
+    if (made_by == TONE_FILM) { zr::film_tone(view, background, true); }
+    else if (curve) { histogram_tone(*curve, background, true); }
     else { power_tone(view, exponent, scale, background, true); }
     for (int j = 0; j < 3; ++j) { background[j] = float(pow(double(background[j]), zr::display_gamma)); }
     inverse_tone(&view, exponent, scale, background);

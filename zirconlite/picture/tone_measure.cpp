@@ -18,9 +18,12 @@ struct luminance_sum
 {
     double log_sum = 0.0;
     int32_t count = 0;
+    double channels[3] = {}; ///< sums of logarithms, of pixels with light in every channel
+    int32_t colored = 0;
 };
 
 luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width, int32_t height, bool clear);
+void store_white(const luminance_sum& sum, float white[3]);
 void set_neutral_tone(render_view& view);
 double held_brightness(const render_view& view)
 {
@@ -50,6 +53,7 @@ int32_t measure_image(
     view->view_flags &= ~uint32_t(VIEW_TONE_VALID);
 
     const luminance_sum sum = sample_image(*view, *image, size[0], size[1], clear != 0);
+    store_white(sum, view->measured_white);
     const double log_average = sum.count > 0 ? sum.log_sum / sum.count : 0.0;
     view->measured_luminance = sum.count > 0 ? pow(10.0, log_average) : 0.0;
     view->world_luminance = sum.count > 0 ? pow(10.0, log_average - held_brightness(*view)) : 0.0;
@@ -105,6 +109,23 @@ int32_t apply_exposure(document* document, render_view* view)
 namespace
 {
 
+void add_color(luminance_sum& sum, const float rgb[3])
+{
+    if (!(rgb[0] > 0.0f && rgb[1] > 0.0f && rgb[2] > 0.0f)) { return; }
+    for (int i = 0; i < 3; ++i) { sum.channels[i] += log10(double(rgb[i])); }
+    ++sum.colored;
+}
+
+void store_white(const luminance_sum& sum, float white[3])
+{
+    std::fill_n(white, 3, 0.0f);
+    if (sum.colored == 0) { return; }
+    double rgb[3];
+    for (int i = 0; i < 3; ++i) { rgb[i] = pow(10.0, sum.channels[i] / sum.colored); }
+    const double y = zr::luminance(rgb);
+    for (int i = 0; i < 3 && y > 0.0; ++i) { white[i] = float(rgb[i] / y); }
+}
+
 luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width, int32_t height, bool clear)
 {
     luminance_sum sum;
@@ -121,6 +142,7 @@ luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width
             {
                 sum.log_sum += log10(l);
                 ++sum.count;
+                add_color(sum, found.surface);
                 histogram_add_sample(&view, *std::max_element(found.surface, found.surface + 3));
             }
             else if (view.tone_method == TONE_HISTOGRAM) { histogram_add_sample(&view, dark_sample); }

@@ -26,6 +26,7 @@ typedef struct sampling_limits
     int32_t min_samples; /**< a pixel; 1 to `max_samples`; 16 */
     int32_t max_samples; /**< a pixel; 1 to 1048576; 1024 */
     uint32_t seed;       /**< another seed gives another picture of the same error; 0 */
+    double seconds;      /**< for the rounds; the picture ends with what they reached; 0: no limit */
 } sampling_limits;
 
 /** How far a running render has come, or the last one came. */

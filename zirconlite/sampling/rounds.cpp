@@ -10,6 +10,7 @@
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/materials/surface.h"
 #include "zirconlite/picture/tone.h"
+#include "zirconlite/platform/clock.hpp"
 #include "zirconlite/platform/threads.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/sampling/converging.h"
@@ -50,6 +51,7 @@ struct sampling_run
     int32_t first_column, first_row, columns, rows; ///< of blocks
     int32_t target;                                 ///< samples of a pixel after this round
     uint32_t next_block;                            ///< atomic
+    double end_time;                                ///< of the clock, seconds; 0 none
     zr::array<sampling_block> blocks;
 };
 
@@ -77,6 +79,10 @@ void publish(const sampling_progress& progress)
 }
 
 bool is_stopped(const sampling_run& run) { return platform::load_word(&run.doc.stop_render) == 1; }
+
+double seconds_now() { return static_cast<double>(platform::tick_ns()) * 1e-9; }
+
+bool is_out_of_time(const sampling_run& run) { return run.end_time > 0.0 && seconds_now() >= run.end_time; }
 
 /// 4, 8, 16, 24, 32, 48, 64, 96 ...: at most half more than before, and balanced points of the sequence.
 int32_t target_after(int32_t count, int32_t max_samples)
@@ -156,7 +162,10 @@ void shown_half(
     zr_get_rgb_from_pixel_components(&run.view, &c, rgb);
 }
 
-/// The mean of two halves errs by half of their difference.
+/// What the mean of two halves errs by, of their difference: half of it, and less by the fourth root of 2, since the
+/// error of the sequence falls with the power -3/4 of its length.
+constexpr double error_of_difference = 0.5 * 0.8408964152537145;
+
 void add_pixel_error(const sampling_run& run, const pixel_sums& sums, block_error& error)
 {
     const pixel_components mean = mean_components(sums);
@@ -167,7 +176,7 @@ void add_pixel_error(const sampling_run& run, const pixel_sums& sums, block_erro
     shown_half(run, odd_sum, odds, mean, b);
     for (int i = 0; i < 3; ++i)
     {
-        const double difference = 0.5 * (double(a[i]) - b[i]) * steps_of_display;
+        const double difference = error_of_difference * (double(a[i]) - b[i]) * steps_of_display;
         error.squares += difference * difference;
         ++error.values;
     }
@@ -319,7 +328,7 @@ sampling_run* begin_sampling(
     publish({});
     void* memory = zr_malloc(sizeof(sampling_run));
     if (!memory) { return nullptr; }
-    auto* run = new (memory) sampling_run{ document, view, image, r, {}, 0, 0, 0, 0, 0, 0, {} };
+    auto* run = new (memory) sampling_run{ document, view, image, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {} };
     zr_get_sampling_limits(&document, &run->limits);
     run->first_column = r.left / block_side;
     run->first_row = r.bottom / block_side;
@@ -334,6 +343,7 @@ sampling_run* begin_sampling(
         return nullptr;
     }
     for (sampling_block& b : run->blocks) { b.error = -1.0f; }
+    if (run->limits.seconds > 0.0) { run->end_time = seconds_now() + run->limits.seconds; }
     prepare_pixel_filter();
     return run;
 }
@@ -349,7 +359,7 @@ void end_sampling(sampling_run* run)
 bool next_round(sampling_run& run)
 {
     run.next_block = 0;
-    const bool any =
+    const bool any = !is_out_of_time(run) &&
         std::any_of(run.blocks.begin(), run.blocks.end(), [](const sampling_block& b) { return !b.is_done; });
     if (any) { run.target = target_after(run.target, run.limits.max_samples); }
     return any;
@@ -360,7 +370,8 @@ bool sample_blocks(sampling_run& run, const ray& prototype, int32_t thread)
     for (;;)
     {
         const uint32_t index = __atomic_fetch_add(&run.next_block, 1u, __ATOMIC_RELAXED);
-        if (index >= run.blocks.count) { return true; }
+        // The first round is always whole, so that every pixel has a value.
+        if (index >= run.blocks.count || (run.target > first_target && is_out_of_time(run))) { return true; }
         if (!run.blocks[index].is_done && !sample_block(run, index, prototype, thread)) { return false; }
     }
 }
@@ -403,7 +414,8 @@ int32_t zr_set_pixel_sampler(document* document, int32_t sampler)
 
 int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits)
 {
-    constexpr int32_t most_samples = 1 << 20;
+    constexpr int32_t max_samples = 1 << 20;
+    constexpr double max_seconds = 3.2e7;
     if (!document || !limits) { return report_failure(ZR_ERROR_ARGUMENT, "sampling limits: null argument"); }
     if (!(limits->noise > 0.0 && limits->noise <= 255.0))
     {
@@ -411,14 +423,20 @@ int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits
             ZR_ERROR_ARGUMENT, "sampling limits: noise %g; must be above 0 and at most 255", limits->noise);
     }
     if (limits->min_samples < 1 || limits->max_samples < limits->min_samples ||
-        limits->max_samples > most_samples)
+        limits->max_samples > max_samples)
     {
         return report_failure(ZR_ERROR_ARGUMENT,
             "sampling limits: min_samples %d, max_samples %d; must satisfy 1 <= min_samples <= max_samples "
             "<= %d",
-            limits->min_samples, limits->max_samples, most_samples);
+            limits->min_samples, limits->max_samples, max_samples);
+    }
+    if (!(limits->seconds >= 0.0 && limits->seconds <= max_seconds))
+    {
+        return report_failure(ZR_ERROR_ARGUMENT, "sampling limits: %g seconds; must be 0 (no limit) to %g",
+            limits->seconds, max_seconds);
     }
     document->sampling_noise = limits->noise;
+    document->sampling_seconds = limits->seconds;
     document->min_samples = limits->min_samples;
     document->max_samples = limits->max_samples;
     document->sampling_seed = limits->seed;
@@ -428,7 +446,7 @@ int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits
 void zr_get_sampling_limits(const document* document, sampling_limits* limits_out)
 {
     *limits_out = { document->sampling_noise, document->min_samples, document->max_samples,
-        document->sampling_seed };
+        document->sampling_seed, document->sampling_seconds };
 }
 
 void zr_get_sampling_progress(sampling_progress* progress_out)

@@ -56,10 +56,57 @@ bool scattering(
     return share[0] > 0.0 || share[1] > 0.0 || share[2] > 0.0;
 }
 
+/// The corners of the triangle at a hit.
+struct triangle_at_hit
+{
+    bool is_smooth;
+    vector3 position[3], normal[3];
+};
+
+void take_corners(const triangle_visit* visit, scene_object*)
+{
+    auto& corners = *static_cast<triangle_at_hit*>(visit->extra);
+    for (int i = 0; i < 3; ++i)
+    {
+        corners.position[i] = visit->position[i];
+        corners.normal[i] = visit->normal[i];
+    }
+    corners.is_smooth = visit->vertex_count == 3;
+}
+
+triangle_at_hit corners_of(const ray& r)
+{
+    triangle_at_hit corners = {};
+    const object_vft& vft = *r.hit_object->vft;
+    if (vft.complete_hit && vft.visit_triangles && dot(r.geometric_normal, r.interpolated_normal) < 1.0 - 1e-6)
+    {
+        vft.visit_triangles(r.hit_object, nullptr, nullptr, take_corners, &corners);
+    }
+    return corners;
+}
+
+/// Where shadow rays of a smoothly shaded triangle start: on the curved surface that its corner normals mean, so that
+/// the edge of a body's own shadow has no stairs. Hanika, "Hacking the shadow terminator" (Ray Tracing Gems II, 2021).
+vector3 smooth_origin(const ray& r, const triangle_at_hit& corners, bool back)
+{
+    const double weight[3] = { r.element_coords[2], r.element_coords[1], r.element_coords[0] };
+    vector3 origin = r.hit_point;
+    for (int i = 0; i < 3; ++i)
+    {
+        const bool faces_eye = dot(corners.normal[i], r.facing_normal) >= 0.0;
+        const vector3 normal = faces_eye != back ? corners.normal[i] : -corners.normal[i];
+        const double below = std::fmin(dot(r.hit_point - corners.position[i], normal), 0.0);
+        origin -= (weight[i] * below) * normal;
+    }
+    return origin;
+}
+
 ray shadow_ray(const lit_vertex& v, const vector3& direction, double distance, bool back)
 {
     const document& d = v.path.doc;
     ray shadow = make_shadow_ray(d, v.path.r, v.s, { 0.01, 0.003333, back });
+    const triangle_at_hit corners = corners_of(v.path.r);
+    if (corners.is_smooth) { shadow.origin = smooth_origin(v.path.r, corners, back); }
     shadow.direction = direction;
     shadow.inv_direction = ray_reciprocal(direction);
     shadow.t_max = distance - 10.0 * d.epsilon;

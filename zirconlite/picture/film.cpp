@@ -1,0 +1,174 @@
+#include "zirconlite/picture/film.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/picture/tone.h"
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr double mid_grey = 0.18;
+constexpr double picture_key = 0.32; ///< exposed light of the log-average, which shadows pull below mid-grey
+constexpr double white_point = 12.0;      ///< exposed light that is shown as white, where mid-grey is 0.18
+constexpr double shoulder = 0.97;         ///< of the curve; 1 is sharpest
+constexpr double base_contrast = 1.15;    ///< slope of the curve at mid-grey, in logarithms
+constexpr double meter_constant = 0.125;  ///< luminance of a metered scene over 2^EV at ISO 100: ISO 2720, K = 12.5
+constexpr double paling_start = 0.6;      ///< shown linear value from which colours pale
+constexpr float black_level = 1e-10f;
+constexpr float largest_radiance = 0x1.fffffep62f;
+
+/// y = x^a / (b x^(a d) + c), through mid-grey and white.
+struct film_curve
+{
+    double a, d, b, c;
+};
+
+film_curve curve_of(double contrast)
+{
+    const double a = base_contrast * contrast, d = shoulder;
+    const double mid = std::pow(mid_grey, a), white = std::pow(white_point, a);
+    const double mid_d = std::pow(mid_grey, a * d), white_d = std::pow(white_point, a * d);
+    const double b = (white * mid_grey - mid) / ((white_d - mid_d) * mid_grey);
+    return { a, d, b, white - b * white_d };
+}
+
+double shown(const film_curve& f, double exposed)
+{
+    if (exposed >= white_point) { return 1.0; }
+    const double x = std::pow(exposed, f.a);
+    return std::clamp(x / (f.b * std::pow(exposed, f.a * f.d) + f.c), 0.0, 1.0);
+}
+
+/// The exposed light that is shown as `value`: the curve rises, so halving finds it.
+double exposed_for(const film_curve& f, double value)
+{
+    double low = 0.0, high = white_point;
+    for (int i = 0; i < 48; ++i)
+    {
+        const double middle = 0.5 * (low + high);
+        (shown(f, middle) < value ? low : high) = middle;
+    }
+    return 0.5 * (low + high);
+}
+
+/// Exposed light of 1 cd/m2. A fixed exposure value puts what a meter reads to mid-grey; else the log-average of the
+/// picture goes to the key.
+double exposure_of(const render_view& view, double log_average)
+{
+    if (view.film_fixed) { return mid_grey / (meter_constant * std::exp2(double(view.film_ev))); }
+    return log_average > 0.0 ? picture_key / log_average : 1.0;
+}
+
+/// In the plain form as on screen: shades of the background do not depend on brightness.
+double plain_exposure(const render_view& view) { return exposure_of(view, view.measured_luminance); }
+
+double contrast_of(const render_view& view)
+{
+    return std::isnan(view.contrast) ? 1.0 : 0.5 + std::clamp(double(view.contrast), 0.0, 1.0);
+}
+
+double brightness_gain(const render_view& view)
+{
+    return !view.film_fixed || std::isnan(view.brightness)
+               ? 1.0
+               : std::pow(10.0, std::clamp(double(view.brightness), -5.0, 5.0));
+}
+
+/// The eye adapts to the colour of its surroundings in part, so an automatic balance takes half of it away.
+void balance(const render_view& view, float rgb[3])
+{
+    for (int j = 0; j < 3; ++j)
+    {
+        const float white = view.film_automatic_white ? std::sqrt(view.measured_white[j]) : view.film_white[j];
+        if (white > 0.0f) { rgb[j] /= white; }
+    }
+}
+
+float largest(const float rgb[3]) { return std::max({ rgb[0], rgb[1], rgb[2] }); }
+
+/// How far a bright colour has paled to white.
+double paling(double value)
+{
+    const double t = std::clamp((value - paling_start) / (1.0 - paling_start), 0.0, 1.0);
+    return t * t * (3.0 - 2.0 * t);
+}
+
+void encode(const float ratio[3], double value, double pale, float rgb[3])
+{
+    for (int j = 0; j < 3; ++j)
+    {
+        const double linear = value * (ratio[j] + (1.0 - ratio[j]) * pale);
+        rgb[j] = static_cast<float>(std::pow(std::clamp(linear, 0.0, 1.0), 1.0 / display_gamma));
+    }
+}
+
+} // namespace
+
+int32_t film_tone(const render_view& view, float rgb[3], bool plain)
+{
+    const double exposure =
+        plain ? plain_exposure(view) : exposure_of(view, view.world_luminance) * brightness_gain(view);
+    if (!plain) { balance(view, rgb); }
+    const float m = largest(rgb);
+    if (m <= black_level)
+    {
+        rgb[0] = rgb[1] = rgb[2] = 0.0f;
+        return 0;
+    }
+    const float ratio[3] = { rgb[0] / m, rgb[1] / m, rgb[2] / m };
+    const double value = shown(curve_of(plain ? 1.0 : contrast_of(view)), m * exposure);
+    encode(ratio, value, plain ? 0.0 : paling(value), rgb);
+    return 1;
+}
+
+void inverse_film(const render_view& view, float rgb[3])
+{
+    float linear[3];
+    for (int j = 0; j < 3; ++j) { linear[j] = static_cast<float>(std::pow(double(rgb[j]), display_gamma)); }
+    const float m = largest(linear);
+    const double radiance = exposed_for(curve_of(1.0), m) / plain_exposure(view);
+    const double kept = std::min(radiance, double(largest_radiance));
+    for (int j = 0; j < 3; ++j) { rgb[j] = static_cast<float>(linear[j] / m * kept); }
+}
+
+} // namespace zr
+
+using namespace zr;
+
+double zr_exposure_value(double f_stop, double shutter_seconds, double film_speed)
+{
+    if (!(f_stop > 0.0) || !(shutter_seconds > 0.0) || !(film_speed > 0.0)) { return 0.0; }
+    return std::log2(f_stop * f_stop / shutter_seconds * 100.0 / film_speed);
+}
+
+int32_t zr_set_film_exposure(render_view* view, int32_t is_fixed, double ev)
+{
+    if (!view || !(ev >= -32.0 && ev <= 32.0)) { return 0; }
+    view->film_fixed = is_fixed != 0;
+    view->film_ev = static_cast<float>(ev);
+    return 1;
+}
+
+int32_t zr_set_film_white(render_view* view, int32_t is_automatic, const float white[3])
+{
+    if (!view) { return 0; }
+    float rgb[3] = { 0.0f, 0.0f, 0.0f };
+    if (white && !is_automatic)
+    {
+        const double y = luminance(white);
+        for (int j = 0; j < 3; ++j)
+        {
+            if (!(white[j] > 0.0f) || !(y < 1e30)) { return 0; }
+            rgb[j] = static_cast<float>(white[j] / y);
+        }
+    }
+    view->film_automatic_white = is_automatic != 0;
+    std::copy_n(rgb, 3, view->film_white);
+    return 1;
+}
