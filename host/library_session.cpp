@@ -54,7 +54,8 @@ int32_t on_progress(int32_t kind, document* d, render_view*, int32_t code, float
     if (kind == PROGRESS_PREPROCESS && code == PROGRESS_GRID_STARTS) { progress->restart(); }
     if (code == PROGRESS_STRIP || code == PROGRESS_GRID_ADVANCES)
     {
-        progress->show(step_name(kind, code, d), fraction, kind == PROGRESS_RAYTRACE ? sampling_detail(d) : "");
+        progress->show(
+            step_name(kind, code, d), fraction, kind == PROGRESS_RAYTRACE ? sampling_detail(d) : "");
     }
     return stop_signal() ? 0 : 1;
 }

@@ -494,7 +494,8 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
 
 void set_film(render_view& view, const scene_tone& tone)
 {
-    const double ev = tone.shutter ? zr_exposure_value(tone.f_stop, *tone.shutter, tone.film_speed) : tone.ev.value_or(0);
+    const double ev =
+        tone.shutter ? zr_exposure_value(tone.f_stop, *tone.shutter, tone.film_speed) : tone.ev.value_or(0);
     zr_set_film_exposure(&view, tone.shutter || tone.ev, ev);
     float white[3];
     if (tone.white_kelvin) { CT_to_RGB(float(*tone.white_kelvin), white); }

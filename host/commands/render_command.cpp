@@ -143,7 +143,8 @@ void note_samples(const scene& s)
     sampling_progress reached;
     zr_get_sampling_progress(&reached);
     if (s.render.sampler != SAMPLER_CONVERGING || reached.mean_samples == 0) { return; }
-    note(fmt::format("{:.1f} samples a pixel, error {:.2f} of 255 on average, {:.1f} % of the pixels below {:g}",
+    note(fmt::format(
+        "{:.1f} samples a pixel, error {:.2f} of 255 on average, {:.1f} % of the pixels below {:g}",
         reached.mean_samples, reached.error, 100 * reached.done_share, s.render.noise));
 }
 

@@ -206,7 +206,8 @@ void add_render_options(CLI::App& command, render_options& o)
     command.add_option("--light-model", o.light_model, "exact or fast");
     command.add_option("--sampler", o.sampler, "converging or strips");
     command.add_option("--noise", o.noise, "Error that may be left in a pixel, in steps of 255");
-    command.add_option("--limit", o.seconds, "Seconds that sampling may take; the picture has what they reached")
+    command
+        .add_option("--limit", o.seconds, "Seconds that sampling may take; the picture has what they reached")
         ->check(CLI::Range(0.01, 3e7));
     command.add_option("--seed", o.seed, "Another one gives other grain");
     command.add_option("--max-samples", o.max_samples, "Samples of a pixel at most");

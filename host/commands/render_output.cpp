@@ -72,7 +72,8 @@ void write_light(const render_view& v, const window& w, const std::filesystem::p
     if (!light) { throw failure(exit_render_failed, file.string() + ": no memory" + library_error()); }
     if (v.image->sums)
     {
-        light->sums = static_cast<pixel_sums*>(zr_calloc(size_t(w.width) * size_t(w.height), sizeof(pixel_sums)));
+        light->sums =
+            static_cast<pixel_sums*>(zr_calloc(size_t(w.width) * size_t(w.height), sizeof(pixel_sums)));
     }
     for (int row = 0; row < w.height; ++row)
     {

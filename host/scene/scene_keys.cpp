@@ -74,8 +74,7 @@ const key_row<scene_render> render_rows[] = {
     { "min_samples", &scene_render::min_samples, 1, 1048576, nullptr, 0,
         "samples of each pixel at least, 16" },
     { "max_samples", &scene_render::max_samples, 1, 1048576, nullptr, 0, "and at most, 1024" },
-    { "seconds", &scene_render::seconds, 0, 3e7, nullptr, 0,
-        "that the sampling may take; 0 no limit, 0" },
+    { "seconds", &scene_render::seconds, 0, 3e7, nullptr, 0, "that the sampling may take; 0 no limit, 0" },
     { "seed", &scene_render::seed, 0, 2147483647, nullptr, 0, "another one gives other grain, 0" },
     { "reflect_limit", &scene_render::reflect_limit, 0, 40, nullptr, 0, "reflections in a row, 6" },
     { "refract_limit", &scene_render::refract_limit, 0, 40, nullptr, 0,
@@ -110,7 +109,8 @@ const key_row<scene_render> render_rows[] = {
 };
 
 const key_row<scene_tone> tone_rows[] = {
-    { "method", &scene_tone::method, 0, 0, tone_method_names, 0, "`film`, `histogram` or `power`, `histogram`" },
+    { "method", &scene_tone::method, 0, 0, tone_method_names, 0,
+        "`film`, `histogram` or `power`, `histogram`" },
     { "brightness", &scene_tone::brightness, -5, 5, nullptr, 0, "-5 to 5 in powers of ten of light, 0" },
     { "contrast", &scene_tone::contrast, 0.001, 0.999, nullptr, 0, "0.001 to 0.999, 0.5" },
     { "source_gain", &scene_tone::source_gain, 0, 4, nullptr, 0,

@@ -374,3 +374,63 @@ TEST(GammaTables, TheSimpleGammaIsHeldToOne)
     EXPECT_EQ(zr::look_up(zr::gamma.simple_byte, 0.5f, uint8_t(255)), 186);
     EXPECT_EQ(zr::look_up(zr::gamma.simple_byte, -1.0f, uint8_t(255)), 0);
 }
+
+TEST(Film, KeepsHuesAndBurnsOutToWhite)
+{
+    render_view view = {};
+    view.tone_method = TONE_FILM;
+    view.contrast = 0.5f;
+    view.world_luminance = view.measured_luminance = 100.0;
+    float last = 0.0f;
+    for (double level = 0.01; level < 1e6; level *= 1.5)
+    {
+        float rgb[3] = { float(level), float(0.5 * level), float(0.25 * level) };
+        tone(&view, 1.0, 1.0, rgb, 0);
+        EXPECT_GE(rgb[0], last) << level << " cd/m2";
+        last = rgb[0];
+        float linear[3];
+        for (int i = 0; i < 3; ++i) { linear[i] = std::pow(rgb[i], 2.2f); }
+        // The hue is where the middle channel lies between the others; on the way to white it stays.
+        if (linear[0] - linear[2] > 1e-3f)
+        {
+            EXPECT_NEAR((linear[1] - linear[2]) / (linear[0] - linear[2]), 1.0 / 3.0, 5e-3) << level;
+        }
+    }
+    float white[3] = { 1e5f, 5e4f, 2.5e4f };
+    tone(&view, 1.0, 1.0, white, 0);
+    for (const float c : white) { EXPECT_NEAR(c, 1.0f, 1e-3f); }
+    float black[3] = { 0, 0, 0 };
+    EXPECT_EQ(tone(&view, 1.0, 1.0, black, 0), 0);
+}
+
+TEST(Film, FixedExposuresMeterGreyAndPlainOnesComeBack)
+{
+    render_view view = {};
+    view.tone_method = TONE_FILM;
+    view.contrast = 0.5f;
+    const double ev = zr_exposure_value(8.0, 1.0 / 125.0, 200.0);
+    EXPECT_NEAR(ev, std::log2(64.0 * 125.0 / 2.0), 1e-9);
+    EXPECT_EQ(zr_exposure_value(8.0, 0.0, 100.0), 0.0);
+    ASSERT_EQ(zr_set_film_exposure(&view, 1, ev), 1);
+    EXPECT_EQ(zr_set_film_exposure(&view, 1, std::nan("")), 0);
+    // What a meter of K = 12.5 reads comes out as mid-grey.
+    const auto metered = float(12.5 / 100.0 * std::exp2(ev));
+    float grey[3] = { metered, metered, metered };
+    tone(&view, 1.0, 1.0, grey, 0);
+    EXPECT_NEAR(std::pow(grey[1], 2.2f), 0.18f, 1e-3f);
+    for (const float level : { 0.01f, 0.3f, 0.9f })
+    {
+        float rgb[3] = { level, 0.5f * level, 0.2f * level };
+        inverse_tone(&view, 1.0, 1.0, rgb);
+        tone(&view, 1.0, 1.0, rgb, 1);
+        EXPECT_NEAR(std::pow(rgb[0], 1.0f), std::pow(level, 1.0f), 2e-3f);
+        EXPECT_NEAR(rgb[2], 0.2f * level, 2e-3f);
+    }
+    const float warm[3] = { 1.2f, 1.0f, 0.6f };
+    ASSERT_EQ(zr_set_film_white(&view, 0, warm), 1);
+    float lit[3] = { 1.2f * metered, metered, 0.6f * metered };
+    tone(&view, 1.0, 1.0, lit, 0);
+    EXPECT_NEAR(lit[0], lit[2], 1e-4f) << "the light that was set is shown as white";
+    const float none[3] = { 1, 0, 1 };
+    EXPECT_EQ(zr_set_film_white(&view, 0, none), 0);
+}

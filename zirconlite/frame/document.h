@@ -245,7 +245,7 @@ typedef struct document
     int32_t pixel_sampler;        /**< a pixel_sampler; zr_set_pixel_sampler */
     double sampling_noise;        /**< 2; with the next three: zr_set_sampling_limits */
     int32_t min_samples, max_samples;               /**< 16, 1024; of a pixel */
-    double sampling_seconds;          /**< 0: no limit */
+    double sampling_seconds;                        /**< 0: no limit */
     uint32_t sampling_seed;                         /**< 0 */
     prepared_environment* prepared_environments[2]; /**< owned: what renders work out from the two records */
     scene_object** object_table;                    /**< object by number; entry 0 is NULL */

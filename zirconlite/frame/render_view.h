@@ -125,11 +125,11 @@ typedef struct render_view
     void* frustum_store;                  /**< the library's screen frustum */
     struct ray_counters ray_counters;     /**< rays of the latest render */
 
-    int32_t film_fixed;  /**< film: 1 the exposure is that of `film_ev`, 0 it follows the log-average */
-    float film_ev;       /**< exposure value at ISO 100 */
+    int32_t film_fixed; /**< film: 1 the exposure is that of `film_ev`, 0 it follows the log-average */
+    float film_ev;      /**< exposure value at ISO 100 */
     int32_t film_automatic_white; /**< 1: `measured_white` counts in place of `film_white` */
-    float film_white[3]; /**< light that is shown as white, luminance 1; 0 none */
-    float measured_white[3]; /**< geometric mean of the picture's colour, luminance 1; 0 unknown */
+    float film_white[3];          /**< light that is shown as white, luminance 1; 0 none */
+    float measured_white[3];      /**< geometric mean of the picture's colour, luminance 1; 0 unknown */
 } render_view;
 
 typedef struct image_placement image_placement;

@@ -15,11 +15,12 @@ namespace
 
 constexpr double mid_grey = 0.18;
 constexpr double picture_key = 0.32; ///< exposed light of the log-average, which shadows pull below mid-grey
-constexpr double white_point = 12.0;      ///< exposed light that is shown as white, where mid-grey is 0.18
-constexpr double shoulder = 0.97;         ///< of the curve; 1 is sharpest
-constexpr double base_contrast = 1.15;    ///< slope of the curve at mid-grey, in logarithms
-constexpr double meter_constant = 0.125;  ///< luminance of a metered scene over 2^EV at ISO 100: ISO 2720, K = 12.5
-constexpr double paling_start = 0.6;      ///< shown linear value from which colours pale
+constexpr double white_point = 12.0; ///< exposed light that is shown as white, where mid-grey is 0.18
+constexpr double shoulder = 0.97;    ///< of the curve; 1 is sharpest
+constexpr double base_contrast = 1.15; ///< slope of the curve at mid-grey, in logarithms
+constexpr double meter_constant =
+    0.125; ///< luminance of a metered scene over 2^EV at ISO 100: ISO 2720, K = 12.5
+constexpr double paling_start = 0.6; ///< shown linear value from which colours pale
 constexpr float black_level = 1e-10f;
 constexpr float largest_radiance = 0x1.fffffep62f;
 
@@ -57,8 +58,8 @@ double exposed_for(const film_curve& f, double value)
     return 0.5 * (low + high);
 }
 
-/// Exposed light of 1 cd/m2. A fixed exposure value puts what a meter reads to mid-grey; else the log-average of the
-/// picture goes to the key.
+/// Exposed light of 1 cd/m2. A fixed exposure value puts what a meter reads to mid-grey; else the log-average
+/// of the picture goes to the key.
 double exposure_of(const render_view& view, double log_average)
 {
     if (view.film_fixed) { return mid_grey / (meter_constant * std::exp2(double(view.film_ev))); }
@@ -85,7 +86,8 @@ void balance(const render_view& view, float rgb[3])
 {
     for (int j = 0; j < 3; ++j)
     {
-        const float white = view.film_automatic_white ? std::sqrt(view.measured_white[j]) : view.film_white[j];
+        const float white =
+            view.film_automatic_white ? std::sqrt(view.measured_white[j]) : view.film_white[j];
         if (white > 0.0f) { rgb[j] /= white; }
     }
 }

@@ -1,7 +1,7 @@
 /// @file
-/// The film tone method: an exposure, a white balance and one curve with a smooth toe and shoulder for every picture,
-/// whose colours keep their hue and pale towards white when they burn out. The curve: Lottes, "Advanced techniques
-/// and optimization of HDR color pipelines" (GDC 2016).
+/// The film tone method: an exposure, a white balance and one curve with a smooth toe and shoulder for every
+/// picture, whose colours keep their hue and pale towards white when they burn out. The curve: Lottes,
+/// "Advanced techniques and optimization of HDR color pipelines" (GDC 2016).
 #pragma once
 
 #include "zirconlite/frame/render_view.h"

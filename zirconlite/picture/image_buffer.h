@@ -147,8 +147,8 @@ ZR_API uint32_t zr_read_object_reference(const image_buffer* buffer, const uint8
 /** Frees the view's picture under the display's image lock. Returns 1. */
 ZR_API int32_t zr_free_raytrace_buffer(render_view* view);
 
-/** Mean radiance of a pixel, surfaces and background, from the sums of its samples. 1; 0 where there are no sums, or
- *  outside the picture. Not while a render fills the buffer. */
+/** Mean radiance of a pixel, surfaces and background, from the sums of its samples. 1; 0 where there are no
+ * sums, or outside the picture. Not while a render fills the buffer. */
 ZR_API int32_t zr_image_buffer_mean(const image_buffer* buffer, int32_t x, int32_t y, float rgb_out[3]);
 
 ZR_EXTERN_C_END

@@ -111,16 +111,18 @@ ZR_API void zr_change_simple_rt_gamma(double gamma);
 ZR_API double zr_simple_rt_gamma(void);
 /** @} */
 
-/** Film: a fixed exposure (`is_fixed` 1) of `ev`, -32 to 32 at ISO 100, or one that follows the log-average of the
- *  picture (0). With a fixed one `brightness` still counts. Returns 1; 0 for NULL or an `ev` out of range. */
+/** Film: a fixed exposure (`is_fixed` 1) of `ev`, -32 to 32 at ISO 100, or one that follows the log-average
+ * of the picture (0). With a fixed one `brightness` still counts. Returns 1; 0 for NULL or an `ev` out of
+ * range. */
 ZR_API int32_t zr_set_film_exposure(render_view* view, int32_t is_fixed, double ev);
 
-/** Exposure value at ISO 100 of a camera: log2(N^2 / t x 100 / S). All arguments above 0, else 0. ISO 2720:1974. */
+/** Exposure value at ISO 100 of a camera: log2(N^2 / t x 100 / S). All arguments above 0, else 0. ISO
+ * 2720:1974. */
 ZR_API double zr_exposure_value(double f_stop, double shutter_seconds, double film_speed);
 
-/** Film: the light that is shown as white, such as CT_to_RGB gives for a temperature; NULL leaves colours as they are.
- *  With `is_automatic` 1 the mean colour of the picture as measured is taken half away, and `white` is not read.
- *  Returns 1; 0 for a NULL view or a channel that is not above 0. */
+/** Film: the light that is shown as white, such as CT_to_RGB gives for a temperature; NULL leaves colours as
+ * they are. With `is_automatic` 1 the mean colour of the picture as measured is taken half away, and `white`
+ * is not read. Returns 1; 0 for a NULL view or a channel that is not above 0. */
 ZR_API int32_t zr_set_film_white(render_view* view, int32_t is_automatic, const float white[3]);
 
 ZR_EXTERN_C_END

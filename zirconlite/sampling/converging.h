@@ -32,7 +32,7 @@ typedef struct sampling_limits
 /** How far a running render has come, or the last one came. */
 typedef struct sampling_progress
 {
-    double done_share;   /**< of the pixels, 0 to 1 */
+    double done_share;   /**< of the pixels, 0 to 1: those whose error is below `noise` */
     double error;        /**< root mean square error left, in steps of 255; 0 before it is known */
     double work_share;   /**< of the samples that are expected to be needed, 0 to 1 */
     double mean_samples; /**< a pixel */

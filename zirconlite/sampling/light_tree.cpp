@@ -153,10 +153,8 @@ double importance(const light_bounds& b, const vector3& point, const vector3& no
 {
     const vector3 to_center = b.center - point;
     const double squared = dot(to_center, to_center), radius_squared = b.radius * b.radius;
-    if (squared <= radius_squared || squared == 0.0)
-    {
-        return b.power / std::fmax(radius_squared, geometry_zero);
-    }
+    if (squared == 0.0 && radius_squared == 0.0) { return 0.0; } // a lamp gives nothing at distance 0
+    if (squared <= radius_squared) { return b.power / std::fmax(radius_squared, geometry_zero); }
     const vector3 direction = to_center * (1.0 / std::sqrt(squared));
     const double half_angle = std::asin(std::fmin(std::sqrt(radius_squared / squared), 1.0));
     if (b.spread_rad < M_PI && angle_between(b.axis, -direction) - half_angle > b.spread_rad) { return 0.0; }

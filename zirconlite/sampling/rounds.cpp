@@ -26,8 +26,9 @@ constexpr int32_t block_side = 8;
 
 struct sampling_block
 {
-    int32_t count; ///< samples of each pixel
-    int32_t is_done;
+    int32_t count;        ///< samples of each pixel
+    int32_t is_done;      ///< takes no more samples
+    int32_t is_good;      ///< its error is small enough
     float error;          ///< as shown, in steps of 255; below 0 while unknown
     double hidden_chance; ///< sum over all samples, see path_light
     double shadow_rays;
@@ -162,8 +163,8 @@ void shown_half(
     zr_get_rgb_from_pixel_components(&run.view, &c, rgb);
 }
 
-/// What the mean of two halves errs by, of their difference: half of it, and less by the fourth root of 2, since the
-/// error of the sequence falls with the power -3/4 of its length.
+/// What the mean of two halves errs by, of their difference: half of it, and less by the fourth root of 2,
+/// since the error of the sequence falls with the power -3/4 of its length.
 constexpr double error_of_difference = 0.5 * 0.8408964152537145;
 
 void add_pixel_error(const sampling_run& run, const pixel_sums& sums, block_error& error)
@@ -256,8 +257,9 @@ void decide(const sampling_run& run, sampling_block& block, const block_error& e
         const double unseen = unseen_light(run, block, mean, int64_t(block.count) * pixels);
         block.error = static_cast<float>(std::sqrt(error.squares / error.values + unseen * unseen));
     }
-    const bool good = block.error >= 0.0f && block.error <= run.limits.noise;
-    block.is_done = (block.count >= run.limits.min_samples && good) || block.count >= run.limits.max_samples;
+    block.is_good = block.error >= 0.0f && block.error <= run.limits.noise;
+    block.is_done =
+        (block.count >= run.limits.min_samples && block.is_good) || block.count >= run.limits.max_samples;
 }
 
 /// One block of the round. False when the job was stopped before its last pixel.
@@ -359,8 +361,8 @@ void end_sampling(sampling_run* run)
 bool next_round(sampling_run& run)
 {
     run.next_block = 0;
-    const bool any = !is_out_of_time(run) &&
-        std::any_of(run.blocks.begin(), run.blocks.end(), [](const sampling_block& b) { return !b.is_done; });
+    const bool any = !is_out_of_time(run) && std::any_of(run.blocks.begin(), run.blocks.end(),
+                                                 [](const sampling_block& b) { return !b.is_done; });
     if (any) { run.target = target_after(run.target, run.limits.max_samples); }
     return any;
 }
@@ -383,7 +385,7 @@ double measure_round(sampling_run& run)
     double squares = 0.0, known = 0.0, taken = 0.0, needed = 0.0;
     for (const sampling_block& b : run.blocks)
     {
-        now.done_share += b.is_done;
+        now.done_share += b.is_good;
         taken += b.count;
         needed += needed_samples(run, b);
         if (b.error < 0.0f) { continue; }

@@ -78,15 +78,17 @@ triangle_at_hit corners_of(const ray& r)
 {
     triangle_at_hit corners = {};
     const object_vft& vft = *r.hit_object->vft;
-    if (vft.complete_hit && vft.visit_triangles && dot(r.geometric_normal, r.interpolated_normal) < 1.0 - 1e-6)
+    if (vft.complete_hit && vft.visit_triangles &&
+        dot(r.geometric_normal, r.interpolated_normal) < 1.0 - 1e-6)
     {
         vft.visit_triangles(r.hit_object, nullptr, nullptr, take_corners, &corners);
     }
     return corners;
 }
 
-/// Where shadow rays of a smoothly shaded triangle start: on the curved surface that its corner normals mean, so that
-/// the edge of a body's own shadow has no stairs. Hanika, "Hacking the shadow terminator" (Ray Tracing Gems II, 2021).
+/// Where shadow rays of a smoothly shaded triangle start: on the curved surface that its corner normals mean,
+/// so that the edge of a body's own shadow has no stairs. Hanika, "Hacking the shadow terminator" (Ray
+/// Tracing Gems II, 2021).
 vector3 smooth_origin(const ray& r, const triangle_at_hit& corners, bool back)
 {
     const double weight[3] = { r.element_coords[2], r.element_coords[1], r.element_coords[0] };

@@ -1,0 +1,216 @@
+/// @file
+/// The parts of a converging sample: its numbers, its place in the pixel, its luminaire, its lobe.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "tests/support/scene.hpp"
+#include "zirconlite/sampling/blue_noise.hpp"
+#include "zirconlite/sampling/light_tree.hpp"
+#include "zirconlite/sampling/lobe.hpp"
+#include "zirconlite/sampling/pixel_filter.hpp"
+#include "zirconlite/sampling/sequence.hpp"
+
+namespace
+{
+
+using namespace zr;
+
+/// Elementary intervals of `columns` x `rows` cells that hold other than one of the points, once both are
+/// turned by where the pixel's shift has put them.
+int uneven_cells(const std::vector<unit_pair>& points, int columns, int rows, const unit_pair& shift)
+{
+    std::vector<int> held(size_t(columns * rows));
+    for (const unit_pair& p : points)
+    {
+        const double u = p.u - shift.u, v = p.v - shift.v;
+        const auto column = std::min(int((u - std::floor(u)) * columns), columns - 1);
+        const auto row = std::min(int((v - std::floor(v)) * rows), rows - 1);
+        ++held[size_t(row * columns + column)];
+    }
+    return int(std::count_if(held.begin(), held.end(), [](int n) { return n != 1; }));
+}
+
+} // namespace
+
+TEST(Sequence, EveryPairOfDimensionsFillsTheUnitSquareEvenly)
+{
+    constexpr int count = 256;
+    for (const uint32_t pair : { 0u, 1u, 3u, 9u, 40u })
+    {
+        SCOPED_TRACE(pair);
+        double sum = 0.0;
+        std::vector<double> u;
+        for (int n = 0; n < count; ++n)
+        {
+            const unit_pair p = sample_numbers({ 17, 5, uint32_t(n), 3 }, pair);
+            ASSERT_TRUE(p.u >= 0.0 && p.u < 1.0 && p.v >= 0.0 && p.v < 1.0);
+            u.push_back(p.u);
+            sum += (p.u - 0.5) * (p.v - 0.5);
+        }
+        std::sort(u.begin(), u.end());
+        for (int n = 1; n < count; ++n) { EXPECT_LT(u[size_t(n)] - u[size_t(n) - 1], 2.0 / count); }
+        EXPECT_NEAR(sum / count, 0.0, 0.01) << "independent samples would stray by 0.005";
+    }
+}
+
+TEST(Sequence, FirstPointsOfAPixelAreABalancedNet)
+{
+    // A pixel's shift is the same for all of its points, so some turn of the square shows the net whole.
+    std::vector<unit_pair> points;
+    for (uint32_t n = 0; n < 16; ++n) { points.push_back(sample_numbers({ 3, 9, n, 0 }, pair_sky)); }
+    const struct
+    {
+        int columns, rows;
+    } shapes[] = { { 16, 1 }, { 8, 2 }, { 4, 4 }, { 2, 8 }, { 1, 16 } };
+    for (const auto& s : shapes)
+    {
+        SCOPED_TRACE(testing::Message() << s.columns << " x " << s.rows);
+        int best = 16;
+        for (int i = 0; i < 64 * 64 && best > 0; ++i)
+        {
+            best = std::min(best, uneven_cells(points, s.columns, s.rows,
+                                      { i % 64 / (64.0 * s.columns), i / 64 / (64.0 * s.rows) }));
+        }
+        EXPECT_EQ(best, 0);
+    }
+}
+
+TEST(Sequence, DimensionsPixelsAndSeedsDiffer)
+{
+    const sample_point p = { 4, 4, 7, 0 };
+    const unit_pair first = sample_numbers(p, 2);
+    const sample_point others[] = { { 5, 4, 7, 0 }, { 4, 5, 7, 0 }, { 4, 4, 8, 0 }, { 4, 4, 7, 1 },
+        { 68, 4, 7, 0 } };
+    for (const sample_point& other : others) { EXPECT_NE(sample_numbers(other, 2).u, first.u); }
+    EXPECT_NE(sample_numbers(p, 3).u, first.u);
+    EXPECT_NE(first.u, first.v);
+    EXPECT_EQ(std::set<uint16_t>(std::begin(blue_noise), std::end(blue_noise)).size(), std::size(blue_noise));
+}
+
+TEST(PixelFilter, PlacesSamplesByTheWindow)
+{
+    prepare_pixel_filter();
+    constexpr int count = 4096;
+    double sum = 0.0, squares = 0.0;
+    for (int i = 0; i < count; ++i)
+    {
+        const double x = filter_offset({ (i + 0.5) / count, 0.5 }).u;
+        ASSERT_LE(std::fabs(x), pixel_filter_radius);
+        sum += x;
+        squares += x * x;
+    }
+    // Second moment of a0 - a1 cos + a2 cos 2 - a3 cos 3 over a width of 3: 9 (1/12 - (a1 - a2/4 + a3/9) / (2
+    // pi^2 a0)).
+    const double variance =
+        9.0 * (1.0 / 12.0 - (0.48829 - 0.14128 / 4.0 + 0.01168 / 9.0) / (2.0 * M_PI * M_PI * 0.35875));
+    EXPECT_NEAR(sum / count, 0.0, 1e-9);
+    EXPECT_NEAR(squares / count, variance, 1e-3);
+    EXPECT_NEAR(filter_offset({ 0.5, 0.5 }).v, 0.0, 1e-9);
+}
+
+TEST(LightTree, EveryLuminaireThatReachesAPointIsChosenAsOftenAsItSays)
+{
+    test::scene s;
+    for (int i = 0; i < 20; ++i)
+    {
+        s.add(test::scene::lamp({ i % 5 * 2.0, i / 5 * 2.0, 3.0 }, 10.0f + 40.0f * float(i)));
+    }
+    for (int i = 0; i < 3; ++i) { s.add(test::scene::lamp({ 1, 1, 2 }, 100.0f)); } // at one place
+    ASSERT_TRUE(prepare_light_tree(*s.doc));
+    constexpr int count = 20000;
+    const struct
+    {
+        const char* what;
+        vector3 point;
+        size_t reaching;
+    } cases[] = {
+        { "under all", { 0, 0, 0 }, 23 },
+        { "over the three", { 4, 3, 2.9 }, 20 },
+        { "where the three are", { 1, 1, 2 }, 20 },
+        { "far away", { 1000, 0, 0 }, 23 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        std::map<const light*, int> times;
+        double total = 0.0;
+        std::map<const light*, double> probability;
+        for (int i = 0; i < count; ++i)
+        {
+            const light_pick pick = pick_light(c.point, { 0, 0, 1 }, false, (i + 0.5) / count);
+            ASSERT_TRUE(pick.source && pick.probability > 0.0);
+            ++times[pick.source];
+            probability[pick.source] = pick.probability;
+        }
+        for (const auto& [source, n] : times)
+        {
+            EXPECT_NEAR(double(n) / count, probability[source], 2.0 / count);
+            total += probability[source];
+        }
+        EXPECT_EQ(times.size(), c.reaching);
+        EXPECT_NEAR(total, 1.0, 1e-9);
+    }
+    EXPECT_EQ(pick_light({ 4, 3, 10 }, { 0, 0, 1 }, false, 0.3).source, nullptr)
+        << "all lie behind the surface";
+    EXPECT_NE(pick_light({ 4, 3, 10 }, { 0, 0, 1 }, true, 0.3).source, nullptr);
+    free_light_tree();
+    EXPECT_EQ(pick_light(cases[0].point, { 0, 0, 1 }, false, 0.3).source, nullptr);
+}
+
+TEST(Lobe, ReturnsWhatItReceivesFromEverySide)
+{
+    const vector3 normal = { 0, 0, 1 };
+    for (const double exponent : { 1.0, 5.0, 30.0 })
+    {
+        for (const double incidence : { 0.0, 0.6, 1.2, 1.5 })
+        {
+            SCOPED_TRACE(testing::Message() << "exponent " << exponent << ", angle " << incidence);
+            const vector3 axis = { std::sin(incidence), 0, std::cos(incidence) };
+            double sampled = 0.0, integrated = 0.0;
+            constexpr int rows = 600, columns = 1200;
+            for (int i = 0; i < rows; ++i)
+            {
+                for (int j = 0; j < columns; ++j)
+                {
+                    const double z = (i + 0.5) / rows, turn = 2.0 * M_PI * (j + 0.5) / columns;
+                    const double r = std::sqrt(1.0 - z * z);
+                    const vector3 d = { r * std::cos(turn), r * std::sin(turn), z };
+                    const vector3 mirrored = { d.x, d.y, -d.z };
+                    integrated +=
+                        lobe_density(dot(d, axis), exponent) + lobe_density(dot(mirrored, axis), exponent);
+                }
+            }
+            integrated *= 2.0 * M_PI / (double(rows) * columns);
+            for (int i = 0; i < 1024; ++i)
+            {
+                const unit_pair at = sample_numbers({ 0, 0, uint32_t(i), 0 }, pair_direction);
+                sampled += folded(sample_lobe(axis, exponent, at), normal).z >= 0.0;
+            }
+            EXPECT_NEAR(integrated, 1.0, 5e-3);
+            EXPECT_EQ(sampled, 1024.0);
+        }
+    }
+}
+
+TEST(Lobe, HighlightsOfItsOwnAreTakenFromTheDiffusePart)
+{
+    surface s;
+    zr_void_surface(&s);
+    s.diffuse = 0.7f;
+    s.reflect = 0.2f;
+    EXPECT_GT(lobe_of(s, 0.0).exponent, 1000.0) << "faint mirrors are slightly blurred";
+    s.flags = SURFACE_OWN_LOBE;
+    s.highlight = 9.0f;
+    s.highlight_strength = 0.5f;
+    const specular_lobe own = lobe_of(s, 0.0);
+    EXPECT_EQ(own.exponent, 9.0);
+    EXPECT_NEAR(own.reflected[0] - 0.2, 0.5 * 2.0 * M_PI / 10.0, 1e-6);
+    EXPECT_NEAR(own.diffuse + own.reflected[1], 0.9, 1e-6);
+    s.highlight_strength = 100.0f;
+    EXPECT_NEAR(lobe_of(s, 0.0).diffuse, 0.0, 1e-6);
+    s.flags = SURFACE_SHARP_REFLECTION;
+    EXPECT_EQ(lobe_of(s, 0.0).exponent, 0.0);
+}
