@@ -196,14 +196,16 @@ void add_sun(const lit_vertex& v)
 void add_sky_side(const lit_vertex& v, bool back, double share)
 {
     const vector3 normal = back ? -v.path.r.shading_normal : v.path.r.shading_normal;
-    const unit_pair at = numbers(v, pair_sky);
-    const bool draws = sky_light_has_bright_spots() && numbers(v, pair_light_choice).v < 0.5;
+    unit_pair at = numbers(v, pair_sky);
+    // Half of the pair chooses between the two ways to sample: each half is as even as the whole.
+    const bool has_spots = sky_light_has_bright_spots(), draws = has_spots && at.u < 0.5;
+    if (has_spots) { at.u = draws ? 2.0 * at.u : 2.0 * at.u - 1.0; }
     const sky_sample from =
         draws ? draw_sky_sample(at.u, at.v) : sky_light_from(cosine_direction(normal, { at.u, at.v }));
     const double cosine = dot(normal, from.direction);
     if (!(cosine > 0.0)) { return; }
     const double even = cosine * inverse_pi;
-    const double density = sky_light_has_bright_spots() ? 0.5 * (even + from.density) : even;
+    const double density = has_spots ? 0.5 * (even + from.density) : even;
     ray shadow = shadow_ray(v, from.direction, ZR_FAR, back);
     double radiance[3] = { from.radiance[0], from.radiance[1], from.radiance[2] };
     meet_ground(v.path.doc, shadow, radiance);
