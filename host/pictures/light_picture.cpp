@@ -26,12 +26,15 @@ constexpr int64_t pixel_limit = 1 << 26;
 // Runs of one colour pack this well; a header that claims more than that lies.
 constexpr int64_t free_pixels = 1 << 20, densest_pixels = 2048;
 constexpr float max_radiance = 65504; // of half a word; brighter ones are infinite in most files
-constexpr std::string_view exr_mark("\x76\x2F\x31\x01", 4), png_mark("\x89PNG", 4), radiance_mark("#?", 2);
+constexpr std::string_view exr_mark("\x76\x2F\x31\x01", 4), png_mark("\x89PNG", 4);
+constexpr size_t max_head_bytes = 4096; // of text before the pixels of a Radiance picture
 
-std::string first_bytes(const std::filesystem::path& file)
+std::string first_bytes(const std::filesystem::path& file, size_t count)
 {
-    std::string bytes(4, '\0');
-    std::ifstream(file, std::ios::binary).read(bytes.data(), 4);
+    std::string bytes(count, '\0');
+    std::ifstream in(file, std::ios::binary);
+    in.read(bytes.data(), std::streamsize(count));
+    bytes.resize(size_t(in.gcount()));
     return bytes;
 }
 
@@ -100,10 +103,22 @@ light_picture read_radiance(const std::filesystem::path& file, std::string& warn
 
 } // namespace
 
+bool is_radiance(std::string_view head)
+{
+    if (head.starts_with("#?")) { return true; }
+    head = head.substr(0, max_head_bytes);
+    for (size_t end = head.find('\n'); end != head.npos && end > 1; end = head.find('\n'))
+    {
+        if (head.starts_with("FORMAT=32-bit_rle_")) { return true; }
+        head.remove_prefix(end + 1);
+    }
+    return false;
+}
+
 bool holds_light(const std::filesystem::path& file)
 {
-    const std::string bytes = first_bytes(file);
-    return bytes == exr_mark || bytes.starts_with(radiance_mark);
+    const std::string head = first_bytes(file, max_head_bytes);
+    return head.starts_with(exr_mark) || is_radiance(head);
 }
 
 void set_light_row(image_buffer& light, int y, const float* rgb)
@@ -124,7 +139,7 @@ light_picture read_light(const std::filesystem::path& file, std::string& warning
     {
         throw failure(exit_missing_file, file.string() + ": the file is not there");
     }
-    const std::string mark = first_bytes(file);
+    const std::string mark = first_bytes(file, exr_mark.size());
     if (mark == png_mark) { return read_png_light(file); }
     if (mark != exr_mark) { return read_radiance(file, warning); }
     try

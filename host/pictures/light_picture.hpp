@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace host
 {
@@ -17,6 +18,9 @@ struct light_deleter
     void operator()(image_buffer* b) const { zr_destroy_image_buffer(b); }
 };
 using light_picture = std::unique_ptr<image_buffer, light_deleter>;
+
+/// Whether a file that begins like this is Radiance: by its mark, or by a FORMAT line where it has none.
+bool is_radiance(std::string_view head);
 
 /// Whether the file is Radiance or OpenEXR, by its first bytes.
 bool holds_light(const std::filesystem::path& file);

@@ -3,6 +3,7 @@
 /// readers of other forms. No file may ask for more pixels than its length makes credible.
 #include "host/pictures/picture_reader.hpp"
 
+#include "host/pictures/light_picture.hpp"
 #include "host/pictures/other_pictures.hpp"
 #include "zirconlite/imagefiles/bitmap_format.h"
 
@@ -157,7 +158,6 @@ constexpr unread_kind unread_kinds[] = {
     { 1, "KTX "sv, "KTX textures are not read" },
     { 4, "ftyp"sv, "HEIF and AVIF pictures are not read" },
     { 4, "jP  "sv, "JPEG 2000 pictures are not read" },
-    { 0, "#?"sv, "a Radiance picture stores radiance: use it as an environment map" },
     { 0, "\x76\x2F\x31\x01"sv, "an OpenEXR picture stores radiance: use it as an environment map" },
 };
 
@@ -196,6 +196,10 @@ bool read_other_form(std::span<const uint8_t> bytes, picture8& out, std::string&
     for (const unread_kind& kind : unread_kinds)
     {
         if (has_mark(bytes, kind.at, kind.mark)) { why = kind.what; }
+    }
+    if (is_radiance({ reinterpret_cast<const char*>(bytes.data()), bytes.size() }))
+    {
+        why = "a Radiance picture stores radiance: use it as an environment map";
     }
     return false;
 }

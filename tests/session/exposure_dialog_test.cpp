@@ -82,6 +82,14 @@ TEST(ExposureDialog, TakesCancelsAndLocks)
                 return 1;
             },
             changed },
+        { "the film method",
+            [&](zr_exposure_dialog& d)
+            {
+                change(d);
+                d.tone_method = TONE_FILM;
+                return 1;
+            },
+            "2" + changed.substr(1) },
         { "cancelled",
             [&](zr_exposure_dialog& d)
             {

@@ -175,12 +175,35 @@ TEST(SettingsFiles, LinesThatAreNotWholeLeaveTheirFields)
 
 TEST(SettingsFiles, APathThatIsTooLongIsRefused)
 {
-    for (const size_t length : { 259u, 260u, 305u })
+    struct
     {
+        const char16_t* key;
+        size_t length;
+        bool fits;
+    } const cases[] = {
+        { u"IMAGE FILENAME", 259, true },
+        { u"IMAGE FILENAME", 260, false },
+        { u"IMAGE FILENAME", 600, false },
+        { u"GP LIBRARY", 501, true }, // a line has 512 units
+        { u"GP LIBRARY", 502, false },
+        { u"GP MATERIAL", 501, false },
+    };
+    for (const auto& c : cases)
+    {
+        const std::u16string value(c.length, u'x'), line = std::u16string(c.key) + u"=" + value;
+        SCOPED_TRACE(c.length);
         test::scene s;
-        stream text(u"IMAGE FILENAME=" + std::u16string(length, u'x') + u"\n#END");
-        EXPECT_EQ(zr_read_environment_config_info(text.file, s.doc), length < 260 ? 1 : 0) << length;
-        if (length >= 260) { EXPECT_NE(strstr(zr_last_error()->text, "IMAGE FILENAME"), nullptr); }
+        stream text(line + u"\r\n#END");
+        EXPECT_EQ(zr_read_environment_config_info(text.file, s.doc), c.fits);
+        if (!c.fits) { EXPECT_NE(strstr(zr_last_error()->text, "longer than"), nullptr); }
+        if (c.key[0] == u'I') { continue; } // its field holds no more than a line
+
+        char16_t*& field = c.key[3] == u'L' ? s.doc->ground_material_library : s.doc->ground_material_name;
+        zr_free(field);
+        field = zr_dupestring(value.c_str());
+        stream written;
+        EXPECT_EQ(save_environment_config_info(written.file, s.doc), c.fits);
+        EXPECT_EQ(written.text().find(line) != std::u16string::npos, c.fits);
     }
 }
 
@@ -233,6 +256,7 @@ TEST(SettingsFiles, AnExposureIsOneLineOfSixValues)
         { "the last line counts", u"2\t0.5\t1\t9\t1\t0\n3\t0.5\t1\t9\t1\t1\n", 1, 3.0f, 1 },
         { "a value is missing", u"2\t0.5\t1\t9\t1\n#END", 0, 2.0f, 1 },
         { "held to its range", u"99\t0.5\t1\t9\t1\t8\n", 1, 5.0f, 1 },
+        { "film", u"2\t0.5\t1\t9\t1\t2\n", 1, 2.0f, TONE_FILM },
     };
     for (const auto& c : cases)
     {

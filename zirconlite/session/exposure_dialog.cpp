@@ -84,7 +84,8 @@ exposure asked_for(const zr_exposure_dialog& c, const exposure& present)
         return e;
     }
     e.flags &= ~uint32_t(EXPOSURE_LOCKED);
-    e.tone_method = c.tone_method == TONE_POWER ? TONE_POWER : TONE_HISTOGRAM;
+    const bool is_known = c.tone_method >= TONE_POWER && c.tone_method <= TONE_FILM;
+    e.tone_method = is_known ? c.tone_method : TONE_HISTOGRAM;
     e.brightness = static_cast<float>(in_range(c.brightness, -5.0, 5.0, present.brightness));
     e.contrast = static_cast<float>(in_range(c.contrast, 0.001, 0.999, present.contrast));
     e.source_gain = static_cast<float>(in_range(c.source_gain, 0.0, 4.0, present.source_gain));

@@ -89,7 +89,10 @@ bool write_environment(settings_writer& to, document& document)
     if (!get_environment_info(&document)) { return false; }
     const working_tables working;
     to.add(settings_head(SETTINGS_ENVIRONMENT));
-    for (const settings_table& t : working.tables) { write_fields(to, t); }
+    for (const settings_table& t : working.tables)
+    {
+        if (!write_fields(to, t)) { return false; }
+    }
     to.add(u"\n#END");
     return true;
 }

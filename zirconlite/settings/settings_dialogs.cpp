@@ -84,8 +84,7 @@ bool write_all(int32_t kind, settings_writer& to, const settings_place& from)
     switch (kind)
     {
     case SETTINGS_SUN_SKY:
-        write_sunsky(to, *from.doc);
-        return true;
+        return write_sunsky(to, *from.doc);
     case SETTINGS_ENVIRONMENT:
         return write_environment(to, *from.doc);
     default:

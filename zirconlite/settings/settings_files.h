@@ -34,8 +34,9 @@ enum settings_kind
  *  zr_last_error, for anything else. */
 ZR_API int32_t zr_read_settings_head(FILE* stream);
 
-/* Writers write head, body and "#END" to a binary stream; they return 1, and 0 when the stream takes no more.
-   Readers begin behind the head line. */
+/* Writers write head, body and "#END" to a binary stream; they return 1, and 0 when the stream takes no more
+   or a text does not fit its line of 512 code units, which writes nothing. Readers begin behind the head
+   line; a text that does not fit its field ends them with 0. */
 
 /** @{ */
 /** The `sun_sky` of a document, but for `sun_sky_flags` and the size, samples and jitter of the sun. 0 also

@@ -91,22 +91,28 @@ void store_number(settings_type type, double value, uint8_t* place)
 
 size_t size_of(settings_type type) { return type == settings_type::real ? sizeof(double) : sizeof(uint32_t); }
 
-bool read_text(const settings_field& f, const char16_t* at, uint8_t* place)
+bool fail_text(const settings_field& f, size_t room)
+{
+    const platform::utf8_text key(f.key);
+    return report_failure(
+        ZR_ERROR_LIMIT, "the text of %s is longer than %zu characters", key.bytes ? key.bytes : "", room);
+}
+
+/// Room for the text of a key in its line.
+size_t text_room(const settings_field& f) { return settings_line_limit - platform::text_length(f.key) - 1; }
+
+bool read_text(const settings_field& f, const char16_t* at, bool is_cut, uint8_t* place)
 {
     settings_token token;
     if (!next_token(at, token)) { return true; }
+    if (is_cut) { return fail_text(f, text_room(f)); }
     settings_line value;
     std::copy_n(token.text, token.length, value.text);
     value.text[token.length] = 0;
     if (f.type == settings_type::text)
     {
-        const size_t length = platform::text_length(value.text);
-        if (length >= static_cast<size_t>(f.count))
-        {
-            const platform::utf8_text key(f.key);
-            return report_failure(ZR_ERROR_LIMIT, "%s is a text of %zu characters; there is room for %d",
-                key.bytes ? key.bytes : "", length, f.count - 1);
-        }
+        const auto capacity = static_cast<size_t>(f.count);
+        if (platform::text_length(value.text) >= capacity) { return fail_text(f, capacity - 1); }
         platform::copy_text(reinterpret_cast<char16_t*>(place), static_cast<size_t>(f.count), value.text);
         return true;
     }
@@ -119,12 +125,12 @@ bool read_text(const settings_field& f, const char16_t* at, uint8_t* place)
     return true;
 }
 
-bool read_value(const settings_field& f, const char16_t* at, uint8_t* record)
+bool read_value(const settings_field& f, const char16_t* at, bool is_cut, uint8_t* record)
 {
     uint8_t* place = record + f.offset;
     if (f.type == settings_type::text || f.type == settings_type::owned_text)
     {
-        return read_text(f, at, place);
+        return read_text(f, at, is_cut, place);
     }
     settings_token token;
     double value;
@@ -135,10 +141,16 @@ bool read_value(const settings_field& f, const char16_t* at, uint8_t* record)
     return true;
 }
 
-/// A text as a value: up to what would end it, and no longer than a line holds with its key.
-void write_text(settings_writer& to, const char16_t* text, size_t room)
+/// A text as a value, up to what would end it. False where it does not fit the line with its key.
+bool write_text(settings_writer& to, const settings_field& f, const char16_t* text)
 {
-    for (; *text && !is_separator(*text) && *text != u'\r' && room > 0; ++text, --room) { to.add(*text); }
+    size_t room = text_room(f);
+    for (; *text && !is_separator(*text) && *text != u'\r'; ++text)
+    {
+        if (room-- == 0) { return fail_text(f, text_room(f)); }
+        to.add(*text);
+    }
+    return true;
 }
 
 void write_number(settings_writer& to, settings_type type, const uint8_t* place)
@@ -164,11 +176,13 @@ bool read_line(unit_source& from, settings_line& line)
     size_t n = 0;
     bool any = false;
     char16_t unit;
+    line.is_cut = false;
     while (next_unit(from, unit))
     {
         any = true;
         if (unit == u'\n') { break; }
         if (n < settings_line_limit) { line.text[n++] = unit; }
+        else if (unit != u'\r') { line.is_cut = true; }
     }
     if (n && n < settings_line_limit && line.text[n - 1] == u'\r') { --n; }
     line.text[n] = 0;
@@ -241,7 +255,10 @@ bool read_fields(unit_source& from, const settings_table* tables, size_t count)
             const settings_field* end = t->fields + t->count;
             const settings_field* f =
                 std::find_if(t->fields, end, [&](const settings_field& row) { return is_key(key, row.key); });
-            if (f != end && !read_value(*f, at, static_cast<uint8_t*>(t->record))) { return false; }
+            if (f != end && !read_value(*f, at, line.is_cut, static_cast<uint8_t*>(t->record)))
+            {
+                return false;
+            }
         }
     }
     return true;
@@ -267,7 +284,7 @@ void settings_writer::add_integer(int32_t value)
     for (const char* c = text; c < r.ptr; ++c) { add(static_cast<char16_t>(*c)); }
 }
 
-void write_fields(settings_writer& to, const settings_table& table)
+bool write_fields(settings_writer& to, const settings_table& table)
 {
     for (const settings_field* f = table.fields; f < table.fields + table.count; ++f)
     {
@@ -280,7 +297,7 @@ void write_fields(settings_writer& to, const settings_table& table)
         to.add(u'=');
         if (f->type == settings_type::text || f->type == settings_type::owned_text)
         {
-            write_text(to, text, settings_line_limit - platform::text_length(f->key) - 1);
+            if (!write_text(to, *f, text)) { return false; }
             continue;
         }
         for (int32_t i = 0; i < f->count; ++i)
@@ -289,6 +306,7 @@ void write_fields(settings_writer& to, const settings_table& table)
             write_number(to, f->type, place + i * size_of(f->type));
         }
     }
+    return true;
 }
 
 bool write_to_stream(const settings_writer& from, FILE* stream)

@@ -25,6 +25,7 @@ inline constexpr size_t settings_line_limit = 512;
 struct settings_line
 {
     char16_t text[settings_line_limit + 1];
+    bool is_cut; ///< the line is longer
 };
 
 /// The next line, without its end; false where nothing is left.
@@ -75,7 +76,8 @@ struct settings_table
     void* record;
 };
 
-/// Reads lines of keys to the end into the records. False when memory fails for a text.
+/// Reads lines of keys to the end into the records. False, reported, for a text that does not fit its field
+/// and when memory fails for one.
 bool read_fields(unit_source& from, const settings_table* tables, size_t count);
 
 /// The text of a settings file as it grows; `ok` turns false when memory fails.
@@ -90,7 +92,8 @@ struct settings_writer
     void add_integer(int32_t value); ///< as "%i"
 };
 
-void write_fields(settings_writer& to, const settings_table& table);
+/// False, reported, for a text that does not fit a line: half a path would name another file.
+bool write_fields(settings_writer& to, const settings_table& table);
 
 /// The bytes of a text, to a stream. False, reported, when memory failed or the stream takes no more.
 bool write_to_stream(const settings_writer& from, FILE* stream);
@@ -99,7 +102,7 @@ bool write_to_stream(const settings_writer& from, FILE* stream);
 const char16_t* settings_head(int32_t kind);
 
 // The whole file and the body of each kind.
-void write_sunsky(settings_writer& to, document& document);
+bool write_sunsky(settings_writer& to, document& document);
 bool read_sunsky(unit_source& from, document& document);
 bool write_environment(settings_writer& to, document& document);
 bool read_environment(unit_source& from, document& document);

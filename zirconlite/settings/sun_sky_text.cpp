@@ -51,13 +51,14 @@ bool has_sun_sky(const document* document)
 namespace zr
 {
 
-void write_sunsky(settings_writer& to, document& document)
+bool write_sunsky(settings_writer& to, document& document)
 {
     sun_sky_data values;
     zr_get_sunsky_data(&values, document.sun_sky, &document);
     to.add(settings_head(SETTINGS_SUN_SKY));
-    write_fields(to, { fields, std::size(fields), &values });
+    if (!write_fields(to, { fields, std::size(fields), &values })) { return false; }
     to.add(u"\n#END");
+    return true;
 }
 
 bool read_sunsky(unit_source& from, document& document)
@@ -74,8 +75,7 @@ int32_t save_sunsky_config_info(FILE* stream, document* document)
 {
     if (!stream || !has_sun_sky(document)) { return 0; }
     zr::settings_writer text;
-    zr::write_sunsky(text, *document);
-    return zr::write_to_stream(text, stream);
+    return zr::write_sunsky(text, *document) && zr::write_to_stream(text, stream);
 }
 
 int32_t read_sunsky_config_info(FILE* stream, document* document)

@@ -97,3 +97,32 @@ TEST(LightPicture, ReadsSixteenBitsOfAPng)
     EXPECT_GT(radiance_at(*light, 1, 0)[1], radiance_at(*light, 0, 0)[1]);
     EXPECT_NEAR(radiance_at(*light, 2, 0)[1], 1, 0.01);
 }
+
+TEST(LightPicture, KnowsRadianceByItsMarkOrItsFormat)
+{
+    const std::string pixels("\n\n-Y 1 +X 2\n\x80\x40\x20\x81\0\0\0\0", 21),
+        format = "FORMAT=32-bit_rle_rgbe";
+    struct
+    {
+        std::string file;
+        bool is_light;
+    } const cases[] = {
+        { "#?RADIANCE" + pixels, true },
+        { "VIEW= -vp 0 0 0\n" + format + pixels, true },
+        { "a text\n\n" + format + pixels, false }, // behind the head
+        { format.substr(1) + pixels, false },
+        { "", false },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.file);
+        const temporary_folder folder;
+        folder.write("a", c.file);
+        EXPECT_EQ(holds_light(folder.path / "a"), c.is_light);
+        if (!c.is_light) { continue; }
+        std::string warning;
+        const light_picture light = read_light(folder.path / "a", warning);
+        EXPECT_NEAR(radiance_at(*light, 0, 0)[0], 1, 0.01);
+        EXPECT_EQ(warning, "");
+    }
+}

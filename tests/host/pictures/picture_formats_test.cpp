@@ -308,6 +308,8 @@ TEST(PictureForms, RefusalsNameTheReason)
         { "GIF89a.............", "GIF pictures are not read" },
         { std::string("RIFF\1\0\0\0WEBPVP8 ", 16), "WebP pictures are not read" },
         { "#?RADIANCE\n", "stores radiance" },
+        { "FORMAT=32-bit_rle_rgbe\n\n-Y 1 +X 1\n", "stores radiance" },
+        { "no text of a picture\n\nFORMAT=32-bit_rle_rgbe\n", "no picture of a kind that is read" },
         { bmp(60000, 60000, 8, 1, black_red_green, "x"), "too many" },
         { "II*", "" },
     };
