@@ -311,7 +311,7 @@ model import_for_scene(const scene& s, const scene_model& from, const import_req
     }
     catch (const failure& f)
     {
-        if (stop_signal()) { throw; }
+        if (stop_signal() || from.line == 0) { throw; } // a model alone has no scene to name
         throw failure(f.code, fmt::format("{}:{}: {}", s.file.string(), from.line, f.what()));
     }
 }

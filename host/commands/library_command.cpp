@@ -178,6 +178,11 @@ void make_material_library(const library_request& r)
             utf16_of(file).c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, disposition);
         if (library == ZR_INVALID_HANDLE || !zr_libfile_close(library)) { fail_with(r.file.string()); }
     };
+    const std::filesystem::path folder = r.file.parent_path();
+    if (!folder.empty() && !std::filesystem::is_directory(folder))
+    {
+        throw failure(exit_missing_file, r.file.string() + ": its folder is not there");
+    }
     if (std::filesystem::exists(r.file) || !make_whole(r.file, make))
     {
         throw failure(exit_render_failed, r.file.string() + ": the library exists already");
@@ -287,6 +292,10 @@ void dump_library(const library_request& r)
 void translate_library(const library_request& r)
 {
     open_library(r.file, LIBRARY_READ);
+    if (!std::filesystem::exists(r.translation))
+    {
+        throw failure(exit_missing_file, r.translation.string() + ": the translation file is not there");
+    }
     const int32_t count = zr_translate_library(utf16_of(r.file).c_str(), utf16_of(r.translation).c_str());
     if (count < 0) { fail_with(r.file.string() + ": not translated"); }
     std::filesystem::path out = r.file;

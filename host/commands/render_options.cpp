@@ -28,13 +28,15 @@ template <class R> const key_row<R>& row_of(const section<R>& s, const char* nam
 }
 
 template <class R, class T>
-void override_number(const section<R>& s, const char* key, const std::optional<T>& given, T& value)
+void override_number(const section<R>& s, const char* key, const std::optional<T>& given, T& value,
+    const char* option = nullptr)
 {
     if (!given) { return; }
     const auto& row = row_of(s, key);
     if (!(double(*given) >= row.low && double(*given) <= row.high))
     {
-        wrong_usage(fmt::format("--{}: {} is outside {} to {}", key, *given, row.low, row.high));
+        wrong_usage(
+            fmt::format("--{}: {} is outside {} to {}", option ? option : key, *given, row.low, row.high));
     }
     value = *given;
 }
@@ -177,7 +179,7 @@ void add_tone_options(CLI::App& command, tone_options& o)
 {
     command.add_option("--brightness", o.brightness, "-5 to 5, in powers of ten of light");
     command.add_option("--contrast", o.contrast, "0.001 to 0.999");
-    command.add_option("--method", o.method, "power or histogram: the curve from light to screen");
+    command.add_option("--method", o.method, "power, histogram or film: the curve from light to screen");
 }
 
 void apply_tone_options(const tone_options& o, scene_tone& tone)
@@ -233,8 +235,8 @@ void apply_options(const render_options& o, scene& s)
     override_choice(render_section, "sampler", "--sampler", o.sampler, s.render.sampler);
     override_number(render_section, "noise", o.noise, s.render.noise);
     override_number(render_section, "seed", o.seed, s.render.seed);
-    override_number(render_section, "seconds", o.seconds, s.render.seconds);
-    override_number(render_section, "max_samples", o.max_samples, s.render.max_samples);
+    override_number(render_section, "seconds", o.seconds, s.render.seconds, "limit");
+    override_number(render_section, "max_samples", o.max_samples, s.render.max_samples, "max-samples");
     s.render.min_samples = std::min(s.render.min_samples, s.render.max_samples);
     override_choice(camera_section, "projection", "--projection", o.projection, s.camera.projection);
     override_choice(camera_section, "view", "--view", o.view, s.camera.view);

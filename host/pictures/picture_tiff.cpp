@@ -52,7 +52,12 @@ toff_t on_size(thandle_t handle) { return static_cast<tiff_memory*>(handle)->byt
 int on_error(TIFF*, void* user, const char*, const char* format, va_list arguments)
 {
     auto* m = static_cast<tiff_memory*>(user);
-    if (!m->error[0]) { std::vsnprintf(m->error, sizeof m->error, format, arguments); }
+    if (m->error[0]) { return 1; }
+    // libtiff puts the name of the file in front of some messages; ours has none.
+    char text[sizeof m->error];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    const size_t named = std::strncmp(text, "picture: ", 9) == 0 ? 9 : 0;
+    std::strcpy(m->error, text + named);
     return 1;
 }
 

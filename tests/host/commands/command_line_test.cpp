@@ -147,6 +147,8 @@ TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
         { "wrong key", { "render", "key.toml" }, 2, "did you mean \"lumens\"?" },
         { "missing model", { "render", "model.toml" }, 3, "absent.obj: model file not found" },
         { "damaged model", { "render", "damaged.toml" }, 2, "vertex 1 is not a number" },
+        { "damaged model alone", { "render", "damaged.obj" }, 2, "zirconlite: damaged.obj: " },
+        { "a limit that is no number", { "render", "room.toml", "--limit", "nan" }, 64, "--limit: nan" },
         { "unknown material name", { "render", "names.toml" }, 2, "has no material \"Wal\"" },
         { "planes of a draft", { "render", "planes.toml", "--quality", "2" }, 2, "from quality 3 on" },
         { "planes of a preview", { "render", "planes.toml", "--preview" }, 2, "need the last pass" },

@@ -112,6 +112,8 @@ TEST_F(LibraryCommand, FailsInOneLine)
         { "add a.mlib 'A\\b' --from s.toml --material plain", nullptr, 0 },
         { "list a.mlib", "A\\\n  b\n", 0 },
         { "new a.mlib", "zirconlite: a.mlib: the library exists already\n", 1 },
+        { "new none/a.mlib", "zirconlite: none/a.mlib: its folder is not there\n", 3 },
+        { "translate a.mlib none.uni", "zirconlite: none.uni: the translation file is not there\n", 3 },
         { "list none.mlib", "zirconlite: none.mlib: the library is not there\n", 3 },
         { "pack text.mlib", "zirconlite: text.mlib: is not a library\n", 2 },
         { "show a.mlib 'A\\c'", "zirconlite: a.mlib: there is no record \"A\\c\"\n", 3 },
