@@ -149,7 +149,7 @@ double one(void*, double, double) { return 1.0; }
 
 void lt_daylight_create(light* light, const sun_sky* sun_sky)
 {
-    hold_light_to_ranges(*light);
+    clamp_light_to_ranges(*light);
     light->vertex_count = std::max(light->vertex_count, 0);
     light->falloff = 2.0;
     light->sun_sky = const_cast<struct sun_sky*>(sun_sky);

@@ -15,12 +15,24 @@ constexpr double max_length = 1e12; // lengths and coordinates, metres
 constexpr float max_strength = 1e12f;
 constexpr double max_power = 1e30; // lumens of a distant light over an absurd scene
 
+/// How strengths follow from the one that was set; every distribution that is not listed is isotropic.
+struct strength_row
+{
+    int32_t distribution;
+    int32_t (*derive)(light* l);
+};
+constexpr strength_row strengths[] = {
+    { DISTRIBUTION_SPOT, zr_get_spot_brightness },
+    { DISTRIBUTION_GONIOMETRIC, zr_get_goniometric_brightness },
+    { DISTRIBUTION_DIFFUSE, zr_get_diffuse_brightness },
+};
+
 template <class T> T clamp_or(T value, T low, T high, T neutral)
 {
     return isfinite(value) ? std::clamp(value, low, high) : neutral;
 }
 
-void hold_point(vector3& p)
+void clamp_point(vector3& p)
 {
     p.x = clamp_or(p.x, -max_length, max_length, 0.0);
     p.y = clamp_or(p.y, -max_length, max_length, 0.0);
@@ -29,11 +41,11 @@ void hold_point(vector3& p)
 
 bool is_zero(const vector3& v) { return zr::dot(v, v) == 0.0; }
 
-void hold_frame(light& l)
+void clamp_frame(light& l)
 {
     using zr::operator-;
-    hold_point(l.aim_point);
-    hold_point(l.normal);
+    clamp_point(l.aim_point);
+    clamp_point(l.normal);
     if (is_zero(l.normal)) { l.normal = l.aim_point - l.position; }
     if (is_zero(l.normal)) { l.normal = { 0.0, 0.0, -1.0 }; }
     l.normal = zr::normalized(l.normal);
@@ -47,16 +59,16 @@ void hold_frame(light& l)
 namespace zr
 {
 
-void hold_light_to_ranges(light& l)
+void clamp_light_to_ranges(light& l)
 {
-    hold_point(l.position);
-    hold_frame(l);
+    clamp_point(l.position);
+    clamp_frame(l);
     for (double* size : { &l.length, &l.height, &l.radius, &l.area })
     {
         *size = clamp_or(*size, 0.0, max_length, 0.0);
     }
     l.vertex_count = std::clamp(l.vertex_count, 0, LIGHT_MAX_VERTICES);
-    for (vector3& v : l.vertices) { hold_point(v); }
+    for (vector3& v : l.vertices) { clamp_point(v); }
     l.name[std::size(l.name) - 1] = 0;
     l.host_data_size = std::min(l.host_data_size, uint32_t(sizeof(l.host_data)));
     for (float* strength : { &l.lumens, &l.candela, &l.watts, &l.simple_brightness })
@@ -83,21 +95,15 @@ void hold_light_to_ranges(light& l)
 
 void derive_brightness(light& l)
 {
-    switch (l.distribution)
+    for (const strength_row& row : strengths)
     {
-    case DISTRIBUTION_SPOT:
-        zr_get_spot_brightness(&l);
-        break;
-    case DISTRIBUTION_GONIOMETRIC:
-        zr_get_goniometric_brightness(&l);
-        break;
-    case DISTRIBUTION_DIFFUSE:
-        zr_get_diffuse_brightness(&l);
-        break;
-    default:
-        zr_get_isotropic_brightness(&l);
-        break;
+        if (row.distribution == l.distribution)
+        {
+            row.derive(&l);
+            return;
+        }
     }
+    zr_get_isotropic_brightness(&l);
 }
 
 double parallel_illuminance(const light& l)

@@ -10,7 +10,7 @@ namespace zr
 
 /// Clamps every field that a host fills to its documented range; NaN and infinity become the neutral value. A
 /// `normal` of length 0 becomes the direction to `aim_point`, or straight down. Axes of length 0 are made.
-void hold_light_to_ranges(light& l);
+void clamp_light_to_ranges(light& l);
 
 /// Derives the strengths of a point-like source by its distribution, see the brightness functions.
 void derive_brightness(light& l);

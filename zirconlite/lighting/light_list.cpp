@@ -185,7 +185,7 @@ void report_stand_in(const char16_t* what)
 /// A luminaire shares its colour out to its lights and emits nothing.
 void create_group(light& group)
 {
-    zr::hold_light_to_ranges(group);
+    zr::clamp_light_to_ranges(group);
     group.candela = group.lumens;
     for (float& c : group.intensity_color) { c = group.lumens; }
     group.sample_count = nullptr;

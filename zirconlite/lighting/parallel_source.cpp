@@ -39,7 +39,7 @@ int32_t parallel_sample(const light* l, const vector3*, source_sample* samples, 
 
 void lt_parallel_create(light* light)
 {
-    hold_light_to_ranges(*light);
+    clamp_light_to_ranges(*light);
     light->sample_count = parallel_sample_count;
     light->sample = parallel_sample;
     zr_sun_angles_to_vector(light->azimuth, light->altitude, 0.0, &light->normal);

@@ -68,7 +68,7 @@ void zr::sample_sphere(const light& l, const vector3& shading_point, source_samp
 
 void lt_spherical_create(light* light)
 {
-    hold_light_to_ranges(*light);
+    clamp_light_to_ranges(*light);
     light->sample_count = spherical_sample_count;
     light->sample = spherical_sample;
     derive_brightness(*light);

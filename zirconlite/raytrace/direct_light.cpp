@@ -170,19 +170,6 @@ void resample(const lit_point& p, light_candidate& c, int32_t i)
     c.source->sample(c.source, &p.r.hit_point, &c.sample, 1);
 }
 
-/// Casts one shadow ray towards a sample. Whether it was blocked; `shadow` comes as made for the sample's
-/// side and keeps the filter.
-bool cast_shadow_ray(const lit_point& p, const light& source, shadow_cache_entry* cache,
-    const source_sample& sample, ray& shadow)
-{
-    shadow.direction = sample.direction;
-    shadow.inv_direction = ray_reciprocal(shadow.direction);
-    shadow.t_max = sample.distance - 10.0 * p.doc.epsilon;
-    shadow.shadow_light = &source;
-    shadow.shadow_cache = cache;
-    return shadow_test(p.doc, source.type == LIGHT_SKY ? nullptr : &source, shadow);
-}
-
 ray shadow_ray_of(const lit_point& p, const source_sample& sample)
 {
     return make_shadow_ray(p.doc, p.r, p.s, { 0.01, 0.003333, (sample.flags & SAMPLE_BACK_SIDE) != 0 });
@@ -198,7 +185,7 @@ bool cast_shadow_rays(const lit_point& p, light_candidate& c, float filter[3])
     {
         if (i > 0) { resample(p, c, i); }
         ray shadow = start;
-        all_blocked &= cast_shadow_ray(p, *c.source, c.cache, c.sample, shadow);
+        all_blocked &= cast_shadow_ray(p.doc, *c.source, c.sample, c.cache, shadow);
         for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k]; }
     }
     for (int k = 0; k < 3; ++k) { filter[k] = sum[k] / static_cast<float>(c.samples); }
@@ -234,7 +221,7 @@ void add_lamp(const lit_point& p, const light& source, int32_t leaf, float out[3
         measure_sample(p, source, by_normal ? -source.normal : sample.direction, sample, potential);
         if (!(luminance(potential) > 0.0)) { continue; }
         ray shadow = shadow_ray_of(p, sample);
-        all_blocked &= cast_shadow_ray(p, source, cache, sample, shadow);
+        all_blocked &= cast_shadow_ray(p.doc, source, sample, cache, shadow);
         for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k] * potential[k]; }
     }
     if (all_blocked) { return; }

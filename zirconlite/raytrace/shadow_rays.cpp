@@ -262,6 +262,17 @@ bool group_holds(const light* node, const light* source)
     return false;
 }
 
+bool cast_shadow_ray(document& document, const light& source, const source_sample& sample,
+    shadow_cache_entry* cache, ray& shadow)
+{
+    shadow.direction = sample.direction;
+    shadow.inv_direction = ray_reciprocal(shadow.direction);
+    shadow.t_max = sample.distance - 10.0 * document.epsilon;
+    shadow.shadow_light = &source;
+    shadow.shadow_cache = cache;
+    return shadow_test(document, source.type == LIGHT_SKY ? nullptr : &source, shadow);
+}
+
 bool shadow_test(document& document, const light* source, ray& r)
 {
     if (source && source->shadow_strength == 0.0) { return false; }

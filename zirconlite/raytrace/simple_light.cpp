@@ -23,8 +23,9 @@ struct lit_side
     int32_t leaf;
 };
 
-/// Casts the shadow rays of one light. Whether all were blocked; `filter` is their mean.
-bool cast_shadow_rays(document& document, const surface& s, ray& r, lit_side& side, float filter[3])
+/// Casts the shadow rays of one light, over strata of its disc. Whether all were blocked; `filter` is their
+/// mean.
+bool cast_stratified_rays(document& document, const surface& s, ray& r, lit_side& side, float filter[3])
 {
     const shadow_origin how = { 0.0001, 0.015, side.back };
     const ray start = make_shadow_ray(document, r, s, how);
@@ -45,12 +46,8 @@ bool cast_shadow_rays(document& document, const surface& s, ray& r, lit_side& si
             side.source.sample(&side.source, &r.hit_point, &side.sample, 1);
         }
         ray shadow = start;
-        shadow.direction = side.sample.direction;
-        shadow.inv_direction = ray_reciprocal(shadow.direction);
-        shadow.t_max = side.sample.distance - 10.0 * document.epsilon;
-        shadow.shadow_light = &side.source;
-        shadow.shadow_cache = cache_entry(r.thread, side.leaf);
-        all_blocked &= shadow_test(document, &side.source, shadow);
+        all_blocked &=
+            cast_shadow_ray(document, side.source, side.sample, cache_entry(r.thread, side.leaf), shadow);
         for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k]; }
     }
     for (int k = 0; k < 3; ++k) { filter[k] = static_cast<float>(sum[k] / count); }
@@ -78,7 +75,7 @@ void simple_light(
     const vector3 towards = side.sample.direction;
 
     float filter[3];
-    const bool blocked = cast_shadow_rays(document, s, r, side, filter);
+    const bool blocked = cast_stratified_rays(document, s, r, side, filter);
     if (blocked && !(filter[0] > 0.0f || filter[1] > 0.0f || filter[2] > 0.0f)) { return; }
     const double w = side.back ? -s.translucent * c : s.diffuse * c;
     double h = 0.0;

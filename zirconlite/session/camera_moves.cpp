@@ -25,7 +25,7 @@ struct move_scope
 
 vector3 level(double x, double y, const vector3& when_vertical);
 void shift(render_view* view, const vector3& by);
-void turn_axes(render_view* view, double angle);
+void turn(render_view* view, double angle, const vector3& pivot, vector3* moved);
 void tilt(render_view* view, double angle, const vector3& pivot, vector3* moved);
 
 } // namespace
@@ -40,9 +40,7 @@ int32_t zr_view_move(double amount, render_view* view)
 int32_t zr_view_turn(double amount, render_view* view)
 {
     const move_scope scope(view);
-    if (amount == 0.0) { return 1; }
-    turn_axes(view, amount);
-    view->target = rotated_about_z(view->target - view->position, amount) + view->position;
+    turn(view, amount, view->position, &view->target);
     return 1;
 }
 
@@ -56,9 +54,7 @@ int32_t zr_view_look_up_or_down(double amount, render_view* view)
 int32_t zr_view_orbit(double amount, render_view* view)
 {
     const move_scope scope(view);
-    if (amount == 0.0) { return 1; }
-    turn_axes(view, amount);
-    view->position = rotated_about_z(view->position - view->target, amount) + view->target;
+    turn(view, amount, view->target, &view->position);
     return 1;
 }
 
@@ -128,11 +124,14 @@ void shift(render_view* view, const vector3& by)
     view->target += by;
 }
 
-void turn_axes(render_view* view, double angle)
+/// Turns the camera and `*moved`, seen from `pivot`, about the vertical.
+void turn(render_view* view, double angle, const vector3& pivot, vector3* moved)
 {
+    if (angle == 0.0) { return; }
     view->right = rotated_about_z(view->right, angle);
     view->up = rotated_about_z(view->up, angle);
     view->back = rotated_about_z(view->back, angle);
+    *moved = rotated_about_z(*moved - pivot, angle) + pivot;
 }
 
 /// Turns the camera and `*moved`, seen from `pivot`, about `right`.
