@@ -5,19 +5,6 @@
 #include <string>
 #include <thread>
 
-TEST(Status, LongTextsEndWithAWholeCharacter)
-{
-    for (int before = 250; before < 256; ++before)
-    {
-        const std::string long_text = std::string(size_t(before), 'x') + "\xE2\x82\xAC\xE2\x82\xAC";
-        const zr::status s = zr::fail(ZR_ERROR_FORMAT, "%s", long_text.c_str());
-        const std::string text = s.text;
-        EXPECT_LE(text.size(), 255u);
-        EXPECT_EQ((text.size() - size_t(before)) % 3, 0u) << before;
-        EXPECT_EQ(long_text.compare(0, text.size(), text), 0);
-    }
-}
-
 TEST(Status, EachThreadKeepsItsOwnLastFailure)
 {
     EXPECT_FALSE(zr::report_failure(ZR_ERROR_LIMIT, "limit %d", 7));

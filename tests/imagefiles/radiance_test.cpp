@@ -129,20 +129,6 @@ TEST(Radiance, ReadsBothFormsOfRunLengthsAndKeepsWhatADamagedFileHas)
     }
 }
 
-TEST(Radiance, ARefusedFileLeavesTheBuffer)
-{
-    for (const char* resolution :
-        { "-Y 0 +X 3", "-Y 2 +X -3", "-Y 2", "", "X3", "-Y 99999999999999999999 +X 3", "-Y 65536 +X 65536",
-            "-Y 2 +X 3                              ." })
-    {
-        SCOPED_TRACE(resolution);
-        const reading r(resolution, pixel(150));
-        EXPECT_FALSE(r.done);
-        EXPECT_FALSE(zr::ok(r.why));
-        EXPECT_EQ(r.buffer->width, 3);
-    }
-}
-
 TEST(Radiance, IsKnownByItsMarkOrItsFormat)
 {
     struct

@@ -85,57 +85,6 @@ TEST_F(completion_test, MayBeAnsweredByANewRenderAndByClosing)
     EXPECT_EQ(zr_close_document(d), 1);
 }
 
-/// A callback window hears of the end on the job's own thread, which cannot wait for itself.
-TEST_F(completion_test, OnTheJobsOwnThreadNothingThatWaitsIsAllowed)
-{
-    struct answers
-    {
-        document* doc;
-        int32_t raytrace, wait, close;
-        render_job job;
-    } a = { open_room(16, 16), -1, -1, -1, {} };
-    const zr_handle callback = zr_window_from_callback(
-        [](void* context, uint32_t)
-        {
-            auto& a = *static_cast<answers*>(context);
-            a.job = job_of(a.doc);
-            a.raytrace = zr_raytrace(&a.job);
-            a.wait = zr_wait_for_render(a.doc, -1);
-            a.close = zr_close_document(a.doc);
-        },
-        &a);
-    a.doc->notify_window = callback;
-    render_job job = job_of(a.doc);
-    EXPECT_EQ(render_to_end(job), both);
-    EXPECT_EQ(a.raytrace, 0);
-    EXPECT_EQ(a.wait, 0);
-    EXPECT_EQ(a.close, 0);
-    EXPECT_EQ(zr_close_document(a.doc), 1);
-    zr_free_window(callback);
-}
-
-/// The host may give its job record up when it hears of the end; the last report does not need it.
-TEST_F(completion_test, TheLastReportNeedsNoJobRecord)
-{
-    struct ended_job
-    {
-        document* doc;
-        render_job job;
-    } e = { open_room(16, 16), {} };
-    e.job = job_of(e.doc);
-    const zr_handle callback = zr_window_from_callback([](void* context, uint32_t)
-        { memset(&static_cast<ended_job*>(context)->job, 0xff, sizeof(render_job)); },
-        &e);
-    e.doc->notify_window = callback;
-    ASSERT_EQ(zr_raytrace(&e.job), 1);
-    ASSERT_EQ(zr_wait_for_render(e.doc, -1), 1);
-    ASSERT_FALSE(heard.empty());
-    EXPECT_EQ(heard.back().code, PROGRESS_RENDERED);
-    EXPECT_EQ(heard.back().fraction, 1.0f);
-    zr_close_document(e.doc);
-    zr_free_window(callback);
-}
-
 TEST_F(completion_test, HostFunctionsAreRaisedForTheLengthOfAJobThatAsks)
 {
     EXPECT_EQ(library->told_at_start, u"gl not loaded");

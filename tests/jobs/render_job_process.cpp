@@ -353,29 +353,4 @@ TEST_F(render_job_test, WaitingIsRightBeforeDuringAndAfterAJob)
     zr_close_document(other);
 }
 
-/// Several threads may wait for one job; none of them takes the next one for it.
-TEST_F(render_job_test, ManyWaitersSeeEachJobEndOnce)
-{
-    document* d = open_room(16, 16);
-    render_job job = job_of(d);
-    std::atomic<bool> over = false;
-    std::vector<std::thread> waiters;
-    for (int i = 0; i < 3; ++i)
-    {
-        waiters.emplace_back(
-            [&]
-            {
-                while (!over) { EXPECT_EQ(zr_wait_for_render(d, -1), 1); }
-            });
-    }
-    for (int i = 0; i < 50; ++i)
-    {
-        ASSERT_EQ(render_to_end(job), both);
-        ASSERT_EQ(count_of(PROGRESS_RENDERED), i + 1);
-    }
-    over = true;
-    for (std::thread& waiter : waiters) { waiter.join(); }
-    zr_close_document(d);
-}
-
 } // namespace

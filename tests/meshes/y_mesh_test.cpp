@@ -261,20 +261,6 @@ TEST(YMesh, IsHitOnItsEdgesFromBothSidesAndNeverEdgeOn)
     EXPECT_EQ(vft.intersect(&r, first, 0.0, 7.9), 0) << "an interval that ends before the hit";
 }
 
-TEST(YMesh, FlagsAreAssignedSetAndCleared)
-{
-    test::scene s;
-    test::mesh m;
-    m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
-    ASSERT_TRUE(s.add(m));
-    scene_object* o = zr_object_from_number(s.doc, 1);
-    o->vft->set_flags(o, 0x111, FLAGS_ASSIGN);
-    o->vft->set_flags(o, 0x4, FLAGS_SET);
-    EXPECT_EQ(o->vft->get_flags(o), 0x115u);
-    o->vft->set_flags(o, 0x101, FLAGS_CLEAR);
-    EXPECT_EQ(o->vft->get_flags(o), 0x14u);
-}
-
 TEST(Displayed, TrianglesCarryPositionsAndColours)
 {
     test::scene s;

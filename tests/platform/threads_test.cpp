@@ -79,15 +79,6 @@ TEST(Threads, AnEventLetsOneWaitPass)
     EXPECT_FALSE(wait_event(s.go, 0));
 }
 
-TEST(Threads, TheProcessorCountCanBeOverridden)
-{
-    EXPECT_GE(processor_count(), 1);
-    override_processor_count(7);
-    EXPECT_EQ(processor_count(), 7);
-    override_processor_count(0);
-    EXPECT_LE(processor_count(), 4096);
-}
-
 TEST(Random, RepeatsThePublishedSequence)
 {
     // x1 = 101 * 214013 + 2531011 = 24146324 = 0x01707194; its bits 16 to 30 are 0x170.

@@ -201,17 +201,6 @@ TEST(SearchBuild, TheListsDecideWhatIsFound)
     }
 }
 
-TEST(SearchBuild, AStopOfAnEarlierJobDoesNotStopABuild)
-{
-    test::scene s;
-    test::mesh m;
-    m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
-    ASSERT_TRUE(s.add(m));
-    s.doc->stop_render = 1;
-    EXPECT_TRUE(zr_build_voxel_grid(s.doc));
-    EXPECT_EQ(s.doc->frustum_invalid, 1) << "first hits by tiles are of the old structure";
-}
-
 namespace
 {
 

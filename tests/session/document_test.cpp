@@ -25,29 +25,6 @@ bool countdown_gate(size_t) { return requests_left-- > 0; }
 
 } // namespace
 
-TEST(Document, OpensWithItsDefaultsAndNoOthers)
-{
-    document* d = zr_open_document();
-    ASSERT_NE(d, nullptr);
-    EXPECT_EQ(d->unshot_fraction, 1.0);
-    const double tolerances[] = { 0.6, 2.0, 0.5, 0.01 };
-    EXPECT_EQ(memcmp(d->mesh_tolerances, tolerances, sizeof(tolerances)), 0);
-    EXPECT_EQ(d->tone_default_exponent, 1.1f);
-    EXPECT_EQ(d->gloss_jitter, 0.0625f);
-    EXPECT_EQ(d->translucency_samples, 1);
-    EXPECT_EQ(d->tone_scale_factor, 1.0f);
-    EXPECT_EQ(d->ambient_color[2], 1.0f);
-    EXPECT_EQ(d->sun_sky->sun_samples, 1);
-    EXPECT_EQ(d->epsilon, 1e-6);
-    EXPECT_GT(d->bounds.min.x, d->bounds.max.x) << "an empty scene has an empty box";
-    EXPECT_EQ(d->quality, 0);
-    EXPECT_EQ(d->sky_scale + d->world_to_model + d->scene_area + d->reflect_limit + d->refract_limit, 0.0);
-    EXPECT_EQ(d->light_model, LIGHT_MODEL_FAST);
-    EXPECT_EQ(d->misc_memory->chunk_size, 0x40000u);
-    EXPECT_EQ(zr_close_document(d), 1);
-    EXPECT_EQ(zr_close_document(nullptr), 0);
-}
-
 TEST(Document, OpeningSurvivesEveryFailedRequest)
 {
     for (int failing = 0; failing < 5; ++failing)
@@ -113,18 +90,6 @@ TEST(Document, IsNotClosedWhileItsSearchStructureIsBuiltOrItsRadiositySolved)
         d->*thread = nullptr;
     }
     EXPECT_EQ(zr_close_document(d), 1);
-}
-
-TEST(Document, UnitsTellMetricFromOthers)
-{
-    document* d = zr_open_document();
-    for (const int32_t units : { -1, 0, 1, 2, 3, 4, 5 })
-    {
-        d->units = units;
-        EXPECT_EQ(zr_is_doc_metric(d), units != 3 && units != 4) << units;
-    }
-    EXPECT_EQ(zr_change_document(d), 0) << "no display is started";
-    zr_close_document(d);
 }
 
 TEST(FreeList, BlocksAreAddedSwappedAndFreed)

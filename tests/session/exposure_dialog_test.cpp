@@ -59,92 +59,48 @@ int ambient_updates;
 
 TEST(ExposureDialog, TakesCancelsAndLocks)
 {
-    const auto change = [](zr_exposure_dialog& d)
-    {
-        d.tone_method = TONE_HISTOGRAM;
-        d.brightness = 9.0f;
-        d.contrast = NAN;
-        d.source_gain = -1.0f;
-        d.ambient_gain = 1.5;
-    };
     const std::string before = exposed().values();
     const std::string changed = "1 5.000000 0.600000 0.000000 1.500000";
     struct
     {
-        const char* what;
-        exposure_user::acts act;
+        const char *what, *acts; ///< c change, f film, l lock, u unlock, a apply, r reset, k OK
         std::string after;
     } const cases[] = {
-        { "held to the ranges",
-            [&](zr_exposure_dialog& d)
-            {
-                change(d);
-                return 1;
-            },
-            changed },
-        { "the film method",
-            [&](zr_exposure_dialog& d)
-            {
-                change(d);
-                d.tone_method = TONE_FILM;
-                return 1;
-            },
-            "2" + changed.substr(1) },
-        { "cancelled",
-            [&](zr_exposure_dialog& d)
-            {
-                change(d);
-                return 0;
-            },
-            before },
-        { "cancelled after it was applied",
-            [&](zr_exposure_dialog& d)
-            {
-                change(d);
-                d.apply(&d);
-                return 0;
-            },
-            before },
-        { "the defaults",
-            [&](zr_exposure_dialog& d)
-            {
-                change(d);
-                d.reset(&d);
-                return 1;
-            },
-            "1 0.000000 0.500000 1.000000 0.900000" },
-        { "locked: nothing else is taken",
-            [&](zr_exposure_dialog& d)
-            {
-                d.locked = 1;
-                change(d);
-                return 1;
-            },
-            "0 locked 0.250000 0.600000 2.000000 0.500000" },
-        { "locked: no reset",
-            [&](zr_exposure_dialog& d)
-            {
-                d.locked = 1;
-                d.reset(&d);
-                d.locked = 0;
-                return 1;
-            },
-            before },
-        { "a lock that was cancelled",
-            [&](zr_exposure_dialog& d)
-            {
-                d.locked = 1;
-                d.apply(&d);
-                return 0;
-            },
-            before },
+        { "clamped to the ranges", "ck", changed },
+        { "the film method", "cfk", "2" + changed.substr(1) },
+        { "cancelled", "c", before },
+        { "cancelled after it was applied", "ca", before },
+        { "the defaults", "crk", "1 0.000000 0.500000 1.000000 0.900000" },
+        { "locked: nothing else is taken", "lck", "0 locked 0.250000 0.600000 2.000000 0.500000" },
+        { "locked: no reset", "lruk", before },
+        { "a lock that was cancelled", "la", before },
     };
     for (const auto& c : cases)
     {
         SCOPED_TRACE(c.what);
         exposed s;
         const double scale = s.view.tone_scale;
-        const exposure_user user(c.act);
+        const exposure_user user(
+            [&](zr_exposure_dialog& d)
+            {
+                for (const char* act = c.acts; *act; ++act)
+                {
+                    if (*act == 'c')
+                    {
+                        d.tone_method = TONE_HISTOGRAM;
+                        d.brightness = 9.0f;
+                        d.contrast = NAN;
+                        d.source_gain = -1.0f;
+                        d.ambient_gain = 1.5;
+                    }
+                    if (*act == 'l' || *act == 'u') { d.locked = *act == 'l'; }
+                    if (*act == 'f') { d.tone_method = TONE_FILM; }
+                    if (*act == 'a') { d.apply(&d); }
+                    if (*act == 'r') { d.reset(&d); }
+                    if (*act == 'k') { return 1; }
+                }
+                return 0;
+            });
         const int32_t kept = zr_adjust_exposure(nullptr, s.doc, 0, &s.view, nullptr);
         EXPECT_EQ(s.values(), c.after);
         EXPECT_EQ(kept != 0 || c.after == before, true);

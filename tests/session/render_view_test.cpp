@@ -132,23 +132,6 @@ TEST_F(View, ADollyStopsShortOfTheTarget)
     EXPECT_NEAR(view.position.y, 1.02, 1e-12);
 }
 
-TEST_F(View, MovesTakeTheViewsDocumentWhenTheHostTellsNone)
-{
-    told = nullptr;
-    view.document = &current;
-    view.position = { 0, 2.01, 1 };
-    zr_view_dolly(0.5, &view);
-    EXPECT_EQ(view.position.y, 2.01) << "the scene's largest side is 100";
-    expect_world_in_step();
-}
-
-TEST_F(View, LensLengthsAreThoseOfAFilm36Wide)
-{
-    EXPECT_NEAR(FOVtoMM(quarter), 18.0, 1e-12);
-    EXPECT_NEAR(zr_MMtoFOV(18.0), quarter, 1e-12);
-    EXPECT_NEAR(MMtoFOV(zr_FOVtoMM(0.7)), 0.7, 1e-12);
-}
-
 TEST_F(View, ANewPictureKeepsTheExposureAndFitsTheWindow)
 {
     struct

@@ -33,22 +33,6 @@ std::string refusal(const std::string& text)
 
 } // namespace
 
-TEST(Daylight, KnowsItsCities)
-{
-    size_t count = 0;
-    for (const city* c = cities; c->name; ++c, ++count)
-    {
-        EXPECT_LE(std::abs(c->latitude), 90) << c->name;
-        // Clocks may lead the sun, by three hours at the most.
-        EXPECT_LE(std::abs(std::remainder(c->zone_minutes / 60.0 - c->longitude / 15, 24)), 3.1) << c->name;
-        EXPECT_EQ(find_city(c->name), c);
-    }
-    EXPECT_GE(count, 200u);
-    EXPECT_EQ(find_city("oSLO")->zone_minutes, 60);
-    EXPECT_STREQ(nearest_city("Stokholm"), "Stockholm");
-    EXPECT_EQ(find_city("Atlantis"), nullptr);
-}
-
 TEST(Daylight, ReadsDaysAndTimes)
 {
     EXPECT_EQ(read_date("2026-01-01")->day_of_year, 0);

@@ -274,35 +274,6 @@ TEST_F(CommandLine, SpansDistancesByTheObjectsOrByTheScene)
     EXPECT_NE(errors().find("depth_near 5 must be below depth_far 5"), std::string::npos) << errors();
 }
 
-TEST_F(CommandLine, ExposesByProbesAsByTheFirstPass)
-{
-    for (const std::string method : { "power", "histogram" })
-    {
-        const std::string tone = "[tone]\nmethod = \"" + method + "\"\n";
-        folder.write("passes.toml", room_toml + tone);
-        std::string probed = room_toml + tone;
-        probed.insert(probed.find("[render]\n") + 9, "skip_preprocess = true\n");
-        folder.write("probes.toml", probed);
-        ASSERT_EQ(run({ "render", "passes.toml" }), 0) << errors();
-        ASSERT_EQ(run({ "render", "probes.toml" }), 0) << errors();
-        EXPECT_NEAR(facts("probes.png").mean, facts("passes.png").mean, 15) << method;
-    }
-}
-
-TEST_F(CommandLine, RendersScenesOfNothing)
-{
-    EXPECT_EQ(run({ "render", "room.toml", "--size", "1x1", "-o", "pixel.png" }), 0) << errors();
-    EXPECT_EQ(facts("pixel.png").width, 1u);
-    folder.write(
-        "empty.toml", "[camera]\n[render]\nsize = [32, 32]\n[background]\ncolor = [0.5, 0.5, 0.5]\n");
-    ASSERT_EQ(run({ "render", "empty.toml" }), 0) << errors();
-    EXPECT_NEAR(facts("empty.png").mean, 127.5, 2);
-    folder.write("dark.toml",
-        "[camera]\neye = [0, -4, 1]\n[render]\nsize = [32, 32]\n[[model]]\nfile = \"room.obj\"\n");
-    EXPECT_EQ(run({ "render", "dark.toml" }), 2);
-    EXPECT_NE(errors().find("no light source"), std::string::npos) << errors();
-}
-
 TEST_F(CommandLine, StopsOnSignalsAndKeepsWhatItHas)
 {
     // Fine enough to last for minutes.

@@ -11,70 +11,21 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <fstream>
 
 using namespace host;
 
 namespace
 {
 
-/// A square of 2 by 1 in the format's own plane and a height of 3, as each format writes it.
+/// A square of 2 by 1 at a height of 3.
 const char obj_text[] = "mtllib a.mtl\no wall\nv 0 3 0\nv 2 3 0\nv 2 3 -1\nv 0 3 -1\nusemtl red\nf 1 2 3 4\n";
 const char mtl_text[] = "newmtl red\nKd 1 0.5 0\nKs 0.25 0.25 0.25\nNs 40\nd 0.25\nNi 1.4\nillum 2\n";
-const char ply_text[] =
-    "ply\nformat ascii 1.0\nelement vertex 4\nproperty float x\nproperty float y\nproperty float z\n"
-    "element face 1\nproperty list uchar int vertex_indices\nend_header\n"
-    "0 0 3\n2 0 3\n2 1 3\n0 1 3\n4 0 1 2 3\n";
-const char stl_text[] =
-    "solid a\nfacet normal 0 0 1\nouter loop\nvertex 0 0 3\nvertex 2 0 3\nvertex 2 1 3\nendloop\nendfacet\n"
-    "facet normal 0 0 1\nouter loop\nvertex 0 0 3\nvertex 2 1 3\nvertex 0 1 3\nendloop\nendfacet\nendsolid "
-    "a\n";
-
-std::string collada(const std::string& meter, const std::string& up, const std::string& points)
+/// A file of tests/models: the same square as the format's own program would write it.
+std::string stored(const char* name)
 {
-    return "<?xml version=\"1.0\"?><COLLADA xmlns=\"http://www.collada.org/2005/11/COLLADASchema\" "
-           "version=\"1.4.1\"><asset>"
-           "<unit name=\"u\" meter=\"" +
-           meter + "\"/><up_axis>" + up +
-           "</up_axis></asset>"
-           "<library_geometries><geometry id=\"g\"><mesh><source id=\"p\"><float_array id=\"pa\" "
-           "count=\"12\">" +
-           points +
-           "</float_array><technique_common><accessor source=\"#pa\" count=\"4\" stride=\"3\"><param "
-           "name=\"X\" type=\"float\"/>"
-           "<param name=\"Y\" type=\"float\"/><param name=\"Z\" "
-           "type=\"float\"/></accessor></technique_common></source>"
-           "<vertices id=\"v\"><input semantic=\"POSITION\" source=\"#p\"/></vertices><polylist count=\"1\">"
-           "<input semantic=\"VERTEX\" source=\"#v\" offset=\"0\"/><vcount>4</vcount><p>0 1 2 "
-           "3</p></polylist></mesh></geometry>"
-           "</library_geometries><library_visual_scenes><visual_scene id=\"s\"><node "
-           "id=\"n\"><instance_geometry url=\"#g\"/>"
-           "</node></visual_scene></library_visual_scenes><scene><instance_visual_scene "
-           "url=\"#s\"/></scene></COLLADA>";
-}
-
-template <class T> void put(std::string& bytes, T v)
-{
-    bytes.append(reinterpret_cast<const char*>(&v), sizeof v);
-}
-
-/// A chunk of a 3DS file.
-std::string chunk(uint16_t id, const std::string& body)
-{
-    std::string out;
-    put(out, id);
-    put(out, uint32_t(body.size() + 6));
-    return out + body;
-}
-
-std::string three_ds()
-{
-    std::string points, faces;
-    put(points, uint16_t(4));
-    for (const float v : { 0.f, 0.f, 3.f, 2.f, 0.f, 3.f, 2.f, 1.f, 3.f, 0.f, 1.f, 3.f }) { put(points, v); }
-    put(faces, uint16_t(2));
-    for (const uint16_t v : { 0, 1, 2, 0, 0, 2, 3, 0 }) { put(faces, v); }
-    const std::string mesh = chunk(0x4100, chunk(0x4110, points) + chunk(0x4120, faces));
-    return chunk(0x4D4D, chunk(0x3D3D, chunk(0x4000, std::string("wall\0", 5) + mesh)));
+    std::ifstream in(std::filesystem::path(ZIRCONLITE_SOURCE_DIR "/tests/models") / name, std::ios::binary);
+    return { std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>() };
 }
 
 /// The square as a binary buffer: 4 points, then 6 indices of 16 bits. `head` begins the file with more
@@ -97,44 +48,6 @@ std::string gltf(const std::string& indices = "AAABAAIAAAACAAMA", int count = 6,
 "buffers":[{"byteLength":60,"uri":"data:application/octet-stream;base64,)" +
            points + indices + R"("}]})";
 }
-
-const char ifc_text[] = R"(ISO-10303-21;
-HEADER;
-FILE_DESCRIPTION((''),'2;1');
-FILE_NAME('a','',(''),(''),'','','');
-FILE_SCHEMA(('IFC2X3'));
-ENDSEC;
-DATA;
-#30=IFCPERSON($,'a','b',$,$,$,$,$);
-#31=IFCORGANIZATION($,'o',$,$,$);
-#32=IFCPERSONANDORGANIZATION(#30,#31,$);
-#33=IFCAPPLICATION(#31,'1','a','a');
-#34=IFCOWNERHISTORY(#32,#33,$,.ADDED.,$,$,$,0);
-#1=IFCSIUNIT(*,.LENGTHUNIT.,.MILLI.,.METRE.);
-#2=IFCUNITASSIGNMENT((#1));
-#3=IFCCARTESIANPOINT((0.,0.,0.));
-#4=IFCAXIS2PLACEMENT3D(#3,$,$);
-#5=IFCGEOMETRICREPRESENTATIONCONTEXT($,'Model',3,1.E-5,#4,$);
-#6=IFCPROJECT('0YvctVUKr0kugbFTf53O9L',#34,'p',$,$,$,$,(#5),#2);
-#7=IFCLOCALPLACEMENT($,#4);
-#10=IFCCARTESIANPOINT((0.,0.,3000.));
-#11=IFCCARTESIANPOINT((2000.,0.,3000.));
-#12=IFCCARTESIANPOINT((2000.,1000.,3000.));
-#13=IFCCARTESIANPOINT((0.,1000.,3000.));
-#14=IFCPOLYLOOP((#10,#11,#12,#13));
-#15=IFCFACEOUTERBOUND(#14,.T.);
-#16=IFCFACE((#15));
-#17=IFCOPENSHELL((#16));
-#18=IFCSHELLBASEDSURFACEMODEL((#17));
-#19=IFCSHAPEREPRESENTATION(#5,'Body','SurfaceModel',(#18));
-#20=IFCPRODUCTDEFINITIONSHAPE($,$,(#19));
-#21=IFCSITE('1YvctVUKr0kugbFTf53O9L',#34,'s',$,$,#7,$,$,.ELEMENT.,$,$,$,$,$);
-#22=IFCBUILDINGELEMENTPROXY('2YvctVUKr0kugbFTf53O9L',#34,'wall',$,$,#7,#20,$,$);
-#23=IFCRELCONTAINEDINSPATIALSTRUCTURE('3YvctVUKr0kugbFTf53O9L',#34,$,$,(#22),#21);
-#24=IFCRELAGGREGATES('4YvctVUKr0kugbFTf53O9L',#34,$,$,#6,(#21));
-ENDSEC;
-END-ISO-10303-21;
-)";
 
 class Import : public testing::Test
 {
@@ -198,13 +111,13 @@ TEST_F(Import, BringsEveryFormatToMetresWithZUp)
         std::string content;
     } const cases[] = {
         { "a.obj", obj_text },
-        { "a.ply", ply_text },
-        { "a.stl", stl_text },
-        { "a.3ds", three_ds() },
+        { "a.ply", stored("square.ply") },
+        { "a.stl", stored("square.stl") },
+        { "a.3ds", stored("square.3ds") },
         { "a.gltf", gltf() },
-        { "cm.dae", collada("0.01", "Z_UP", "0 0 300 200 0 300 200 100 300 0 100 300") },
-        { "y.dae", collada("1", "Y_UP", "0 3 0 2 3 0 2 3 -1 0 3 -1") },
-        { "a.ifc", ifc_text },
+        { "cm.dae", stored("square-cm.dae") },
+        { "y.dae", stored("square-y-up.dae") },
+        { "a.ifc", stored("square.ifc") },
     };
     for (const auto& c : cases)
     {
@@ -227,13 +140,12 @@ TEST_F(Import, PutsTheScenesUnitAndAxisOverTheFiles)
         char up;
         std::array<float, 6> expected;
     } const cases[] = {
-        { "mm.stl", stl_text, 0.001, 0, { 0, 0, 0.003f, 0.002f, 0.001f, 0.003f } },
-        { "cm.dae", collada("0.01", "Z_UP", "0 0 300 200 0 300 200 100 300 0 100 300"), 1, 0,
-            { 0, 0, 300, 200, 100, 300 } },
-        { "up.dae", collada("1", "Z_UP", "0 3 0 2 3 0 2 3 -1 0 3 -1"), 0, 'y', { 0, 0, 3, 2, 1, 3 } },
-        { "up.3ds", three_ds(), 0, 'z', { 0, 0, 3, 2, 1, 3 } },
-        { "x.ply", ply_text, 0, 'x', { -3, 0, 0, -3, 1, 2 } },
-        { "mm.ifc", ifc_text, 0.01, 0, { 0, 0, 30, 20, 10, 30 } },
+        { "mm.stl", stored("square.stl"), 0.001, 0, { 0, 0, 0.003f, 0.002f, 0.001f, 0.003f } },
+        { "cm.dae", stored("square-cm.dae"), 1, 0, { 0, 0, 300, 200, 100, 300 } },
+        { "up.dae", stored("square-y-up.dae"), 0, 'z', { 0, 3, -1, 2, 3, 0 } },
+        { "up.3ds", stored("square.3ds"), 0, 'z', { 0, 0, 3, 2, 1, 3 } },
+        { "x.ply", stored("square.ply"), 0, 'x', { -3, 0, 0, -3, 1, 2 } },
+        { "mm.ifc", stored("square.ifc"), 0.01, 0, { 0, 0, 30, 20, 10, 30 } },
     };
     for (const auto& c : cases)
     {
@@ -278,29 +190,6 @@ TEST_F(Import, TakesSmoothingGroupsOfAnObjWithoutNormals)
     EXPECT_EQ(read("off.obj", roof + "s off\nf 1 2 3 4\nf 2 5 6 3\n").meshes[0].smooth_cosine, 1);
 }
 
-TEST_F(Import, TakesPolygonsOfTenThousandCorners)
-{
-    std::string text, face = "f";
-    for (int k = 0; k < 10000; ++k)
-    {
-        const double a = 2 * 3.14159265358979 * k / 10000;
-        text += "v " + std::to_string(100 * std::cos(a)) + " " + std::to_string(100 * std::sin(a)) + " 0\n";
-        face += " " + std::to_string(k + 1);
-    }
-    EXPECT_EQ(read("big.obj", text + face + "\n").meshes.at(0).corner_count, std::vector<uint32_t>{ 10000 });
-}
-
-TEST_F(Import, LeavesOutPointsAndLines)
-{
-    const model m = read("a.ply",
-        "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
-        "element face 4\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n1 "
-        "0\n2 0 1\n3 0 0 1\n");
-    ASSERT_EQ(m.meshes.size(), 1u);
-    EXPECT_EQ(m.meshes[0].corner_count, std::vector<uint32_t>{ 3 });
-    EXPECT_EQ(m.dropped_polygons, 3u);
-}
-
 TEST_F(Import, RefusesDamagedFilesInOneLine)
 {
     const std::string ply_head =
@@ -327,8 +216,8 @@ TEST_F(Import, RefusesDamagedFilesInOneLine)
         { "packed.gltf", gltf("AAABAAIAAAACAAMA", 6, R"("extensionsRequired":["EXT_meshopt_compression"],)"),
             "needs EXT_meshopt_compression, which is not read" },
         { "cut.glb", "glTF\x02\x00\x00\x00", "" },
-        { "cut.3ds", three_ds().substr(0, 60), "" },
-        { "cut.ifc", std::string(ifc_text).substr(0, 400), "" },
+        { "cut.3ds", stored("square.3ds").substr(0, 60), "" },
+        { "cut.ifc", stored("square.ifc").substr(0, 400), "" },
         { "a.unknown", "text", "the format \".unknown\" is not known" },
         { "none", "text", "is not known" },
     };

@@ -12,120 +12,58 @@ namespace
 
 using rgb = std::array<float, 3>;
 
-scene_material mapped(void (*fill)(model_material&))
-{
-    model_material m;
-    fill(m);
-    return material_from_model(m);
-}
-
 } // namespace
 
 TEST(ModelMaterials, FollowTheRules)
 {
+    using number = std::optional<float>;
     struct
     {
         const char* what;
-        void (*fill)(model_material&);
-        double mirror, transparency, luminosity;
+        std::optional<rgb> diffuse, specular;
+        number reflectivity, opacity, metallic, roughness;
+        bool is_gltf, blended;
+        double mirror, transparency;
     } const cases[] = {
-        { "nothing given", [](model_material&) {}, 0, 0, 0 },
-        { "specular alone is a highlight",
-            [](model_material& m)
-            {
-                m.specular = rgb{ 1, 1, 1 };
-                m.shininess = 100;
-            },
-            0, 0, 0 },
-        { "illumination 3 is a mirror",
-            [](model_material& m)
-            {
-                m.diffuse = rgb{ 0.1f, 0.1f, 0.1f };
-                m.specular = rgb{ 0.8f, 0.8f, 0.8f };
-                m.illumination = 3;
-            },
-            0.8, 0, 0 },
-        { "mirror and diffuse above 1",
-            [](model_material& m)
-            {
-                m.diffuse = rgb{ 1, 1, 1 };
-                m.reflectivity = 1.0f;
-            },
-            0.5, 0, 0 },
-        { "opacity", [](model_material& m) { m.opacity = 0.3f; }, 0, 0.7, 0 },
-        { "opacity out of range", [](model_material& m) { m.opacity = -4.0f; }, 0, 1, 0 },
-        { "glass is not a mirror too",
-            [](model_material& m)
-            {
-                m.opacity = 0.1f;
-                m.reflectivity = 1.0f;
-            },
-            0, 0.9, 0 },
-        { "polished metal",
-            [](model_material& m)
-            {
-                m.metallic = 1.0f;
-                m.roughness = 0.0f;
-                m.linear_colors = true;
-            },
-            0.95, 0, 0 },
-        { "rough metal",
-            [](model_material& m)
-            {
-                m.metallic = 1.0f;
-                m.roughness = 1.0f;
-                m.linear_colors = true;
-            },
-            0, 0, 0 },
-        { "polished plastic",
-            [](model_material& m)
-            {
-                m.metallic = 0.0f;
-                m.roughness = 0.0f;
-                m.linear_colors = true;
-            },
-            0.04, 0, 0 },
-        { "glTF alpha that does not blend",
-            [](model_material& m)
-            {
-                m.roughness = 1.0f;
-                m.opacity = 0.2f;
-                m.linear_colors = true;
-            },
-            0, 0, 0 },
-        { "glTF alpha that blends",
-            [](model_material& m)
-            {
-                m.roughness = 1.0f;
-                m.opacity = 0.2f;
-                m.linear_colors = m.blended = true;
-            },
-            0, 0.8, 0 },
-        { "glTF transmission",
-            [](model_material& m)
-            {
-                m.roughness = 1.0f;
-                m.transmission = 1.0f;
-                m.linear_colors = true;
-            },
-            0, 1, 0 },
-        { "emission",
-            [](model_material& m)
-            {
-                m.emissive = rgb{ 2, 1, 0 };
-                m.linear_colors = true;
-            },
-            0, 0, 2000 },
+        { "nothing given", {}, {}, {}, {}, {}, {}, false, false, 0, 0 },
+        { "specular alone is a highlight", {}, rgb{ 1, 1, 1 }, {}, {}, {}, {}, false, false, 0, 0 },
+        { "mirror and diffuse above 1", rgb{ 1, 1, 1 }, {}, 1.0f, {}, {}, {}, false, false, 0.5, 0 },
+        { "opacity", {}, {}, {}, 0.3f, {}, {}, false, false, 0, 0.7 },
+        { "opacity out of range", {}, {}, {}, -4.0f, {}, {}, false, false, 0, 1 },
+        { "glass is not a mirror too", {}, {}, 1.0f, 0.1f, {}, {}, false, false, 0, 0.9 },
+        { "polished metal", {}, {}, {}, {}, 1.0f, 0.0f, true, false, 0.95, 0 },
+        { "rough metal", {}, {}, {}, {}, 1.0f, 1.0f, true, false, 0, 0 },
+        { "polished plastic", {}, {}, {}, {}, 0.0f, 0.0f, true, false, 0.04, 0 },
+        { "glTF alpha that does not blend", {}, {}, {}, 0.2f, {}, 1.0f, true, false, 0, 0 },
+        { "glTF alpha that blends", {}, {}, {}, 0.2f, {}, 1.0f, true, true, 0, 0.8 },
     };
     for (const auto& c : cases)
     {
         SCOPED_TRACE(c.what);
-        const scene_material m = mapped(c.fill);
+        model_material own;
+        own.diffuse = c.diffuse;
+        own.specular = c.specular;
+        own.reflectivity = c.reflectivity;
+        own.opacity = c.opacity;
+        own.metallic = c.metallic;
+        own.roughness = c.roughness;
+        own.linear_colors = c.is_gltf;
+        own.blended = c.blended;
+        const scene_material m = material_from_model(own);
         EXPECT_NEAR(m.mirror, c.mirror, 1e-6);
         EXPECT_NEAR(m.transparency, c.transparency, 1e-6);
-        EXPECT_NEAR(m.luminosity, c.luminosity, 1e-3);
         for (const double channel : m.color.rgb) { EXPECT_TRUE(channel >= 0 && channel <= 1); }
     }
+    model_material mirror, water, lamp;
+    mirror.diffuse = rgb{ 0.1f, 0.1f, 0.1f };
+    mirror.specular = rgb{ 0.8f, 0.8f, 0.8f };
+    mirror.illumination = 3;
+    EXPECT_NEAR(material_from_model(mirror).mirror, 0.8, 1e-6);
+    water.linear_colors = lamp.linear_colors = true;
+    water.roughness = water.transmission = 1.0f;
+    EXPECT_NEAR(material_from_model(water).transparency, 1, 1e-6);
+    lamp.emissive = rgb{ 2, 1, 0 };
+    EXPECT_NEAR(material_from_model(lamp).luminosity, 2000, 1e-3);
 }
 
 TEST(ModelMaterials, ReadColoursAsTheirFormatMeansThem)

@@ -112,18 +112,6 @@ TEST(Weld, TellsSolidsFromSheets)
     }
 }
 
-TEST(Weld, SplitsAMeshOfClosedAndOpenPieces)
-{
-    corner_mesh both = cube(0);
-    const corner_mesh open = cube(5, 1);
-    both.positions.insert(both.positions.end(), open.positions.begin(), open.positions.end());
-    both.corner_count.push_back(4);
-    const model m = welded({ both });
-    ASSERT_EQ(m.meshes.size(), 2u);
-    EXPECT_NE(m.meshes[0].is_closed, m.meshes[1].is_closed);
-    EXPECT_EQ(m.meshes[0].corner_count.size() + m.meshes[1].corner_count.size(), 7u);
-}
-
 TEST(Weld, DropsWhatHasNoArea)
 {
     corner_mesh m;
@@ -160,20 +148,6 @@ TEST(Weld, TakesTheSmoothingAngleFromNormals)
         SCOPED_TRACE(c.what);
         EXPECT_NEAR(welded({ c.mesh }).meshes.at(0).smooth_cosine, std::cos(c.degrees * degree), 1e-4);
     }
-}
-
-TEST(Weld, KeepsTheEdgesOfACappedTube)
-{
-    corner_mesh m = tube(12, true);
-    for (int k = 0; k < 12; ++k)
-    {
-        const double a = 30 * degree * k, b = 30 * degree * ((k + 1) % 12);
-        add_polygon(m, { { 0, 0, 1 }, { float(std::cos(a)), float(std::sin(a)), 1 },
-                           { float(std::cos(b)), float(std::sin(b)), 1 } });
-        for (int corner = 0; corner < 3; ++corner) { m.normals.insert(m.normals.end(), { 0, 0, 1 }); }
-    }
-    // 30 degrees between the sides, not the 90 at the rim.
-    EXPECT_NEAR(welded({ m }).meshes.at(0).smooth_cosine, std::cos(30.5 * degree), 1e-4);
 }
 
 TEST(Weld, NamesFaults)
