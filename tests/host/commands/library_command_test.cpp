@@ -1,12 +1,10 @@
 /// @file
 /// `zirconlite library` from outside: what is shown of a material makes the same record again.
-#include "tests/support/temporary_folder.hpp"
+#include "tests/support/program.hpp"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace
 {
@@ -22,15 +20,6 @@ struct LibraryCommand : testing::Test
         const int status = std::system(command.c_str());
         printed = folder.read("out.txt");
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-    /// The number of a process that has ended.
-    static pid_t gone_process()
-    {
-        const pid_t id = fork();
-        if (id == 0) { _exit(0); }
-        waitpid(id, nullptr, 0);
-        return id;
     }
 
     temporary_folder folder;
@@ -142,7 +131,9 @@ TEST_F(LibraryCommand, FailsInOneLine)
 TEST_F(LibraryCommand, TakesMaterialsAloneAndLeftoversAway)
 {
     folder.write("m.toml", "[materials.red]\ncolor = \"#ff0000\"\n");
-    const std::string ended = std::to_string(gone_process()), alive = std::to_string(getpid());
+    const pid_t gone = start_program(folder, { "--version" });
+    end_of_program(gone);
+    const std::string ended = std::to_string(gone), alive = std::to_string(getpid());
     for (const std::string& name : { "a.mlib." + ended + "-1.part", "a.mlib." + alive + "-1.part",
              "b.mlib." + ended + "-1.part", "a.mlib." + ended + "-1.copy" })
     {
@@ -164,17 +155,11 @@ TEST_F(LibraryCommand, IsWholeOrNotThereAfterAKill)
     for (int wait_us = 0; wait_us < 30000; wait_us += 1500)
     {
         std::filesystem::remove(folder.path / "a.mlib");
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            if (chdir(folder.path.c_str()) != 0 || setenv("XDG_DATA_HOME", "data", 1) != 0) { _exit(1); }
-            execl(ZIRCONLITE_HOST_PROGRAM, "zirconlite", "library", "add", "a.mlib", "Red", "--from",
-                "m.toml", "--material", "red", nullptr);
-            _exit(1);
-        }
+        const pid_t child = start_program(
+            folder, { "library", "add", "a.mlib", "Red", "--from", "m.toml", "--material", "red" });
         usleep(useconds_t(wait_us));
         kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        end_of_program(child);
         if (!std::filesystem::exists(folder.path / "a.mlib")) { continue; }
         EXPECT_EQ(run("list a.mlib"), 0) << printed;
         EXPECT_EQ(printed, "Red\n");

@@ -1,7 +1,7 @@
 // Series of frames: their moments, and that a series broken off and started again is the one of a single run.
 #include "host/commands/sequence.hpp"
 #include "host/failure.hpp"
-#include "tests/support/temporary_folder.hpp"
+#include "tests/support/program.hpp"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,7 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 #include "zirconlite/picture/tone.h"
 
@@ -38,25 +35,14 @@ file = "ground.obj"
 
 host::scene sunny() { return host::parse_scene(day_toml, "day.toml"); }
 
-/// Starts the program in the folder.
-pid_t start(const temporary_folder& folder, std::vector<std::string> arguments)
+int render(const temporary_folder& folder, std::vector<std::string> arguments)
 {
-    const pid_t id = fork();
-    if (id != 0) { return id; }
-    std::vector<char*> argv{ const_cast<char*>("zirconlite"), const_cast<char*>("render") };
-    for (std::string& a : arguments) { argv.push_back(a.data()); }
-    argv.push_back(nullptr);
-    if (chdir(folder.path.c_str()) != 0) { _exit(99); }
-    dup2(open("out.txt", O_CREAT | O_WRONLY | O_TRUNC, 0600), 1);
-    dup2(1, 2);
-    execv(ZIRCONLITE_HOST_PROGRAM, argv.data());
-    _exit(98);
+    arguments.insert(arguments.begin(), "render");
+    return run_program(folder, arguments);
 }
-int run(const temporary_folder& folder, const std::vector<std::string>& arguments)
+std::string printed(const temporary_folder& folder)
 {
-    int status = 0;
-    waitpid(start(folder, arguments), &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    return folder.read("output.txt") + folder.read("errors.txt");
 }
 
 } // namespace
@@ -158,18 +144,19 @@ TEST(Sequence, GoesOnWhereItWasKilled)
         f->write("day.toml", day_toml);
     }
     std::vector<std::string> arguments = { "day.toml", "-o", "d.png", "--time", "05:00..13:00/2h" };
-    ASSERT_EQ(run(whole, arguments), 0) << whole.read("out.txt");
+    ASSERT_EQ(render(whole, arguments), 0) << printed(whole);
 
-    const pid_t id = start(broken, arguments);
+    const pid_t id =
+        start_program(broken, { "render", "day.toml", "-o", "d.png", "--time", "05:00..13:00/2h" });
     for (int i = 0; i < 3000 && !std::filesystem::exists(broken.path / "d-0002.png"); ++i)
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     kill(id, SIGKILL);
-    waitpid(id, nullptr, 0);
+    end_of_program(id);
     std::filesystem::remove(broken.path / "d-0001.png"); // also the frame that the exposure came from
-    ASSERT_EQ(run(broken, arguments), 0) << broken.read("out.txt");
-    EXPECT_NE(broken.read("out.txt").find("frames that were there: "), std::string::npos);
+    ASSERT_EQ(render(broken, arguments), 0) << printed(broken);
+    EXPECT_NE(printed(broken).find("frames that were there: "), std::string::npos);
     for (int i = 1; i <= 5; ++i)
     {
         const std::string name = "d-000" + std::to_string(i) + ".png";
@@ -181,17 +168,17 @@ TEST(Sequence, GoesOnWhereItWasKilled)
     // All frames are there, but of another contrast; then without the exposure that they have.
     std::vector<std::string> changed = arguments;
     changed.insert(changed.end(), { "--contrast", "0.7" });
-    EXPECT_EQ(run(broken, changed), int(host::exit_bad_scene));
-    EXPECT_NE(broken.read("out.txt").find("contrast"), std::string::npos) << broken.read("out.txt");
+    EXPECT_EQ(render(broken, changed), int(host::exit_bad_scene));
+    EXPECT_NE(printed(broken).find("contrast"), std::string::npos) << printed(broken);
     std::filesystem::remove(broken.path / "d-exposure.txt");
-    EXPECT_EQ(run(broken, arguments), int(host::exit_bad_scene));
+    EXPECT_EQ(render(broken, arguments), int(host::exit_bad_scene));
 
     broken.write("d-exposure.txt", "zirconlite exposure 1\n");
     std::filesystem::remove(broken.path / "d-0003.png");
-    EXPECT_EQ(run(broken, arguments), int(host::exit_bad_scene))
+    EXPECT_EQ(render(broken, arguments), int(host::exit_bad_scene))
         << "a damaged exposure is told, not measured anew";
     arguments.insert(arguments.end(), { "--exposure", "running" });
-    ASSERT_EQ(run(broken, arguments), 0);
+    ASSERT_EQ(render(broken, arguments), 0);
     EXPECT_NE(broken.read("d-0003.png"), whole.read("d-0003.png")) << "with its own exposure";
 }
 
@@ -207,8 +194,8 @@ TEST(Sequence, IsExposedByItsFirstMiddleAndLastFrame)
         std::filesystem::remove(f.path / "d-0001.png");
         std::filesystem::remove(f.path / "d-0002.png");
         std::filesystem::remove(f.path / "d-0003.png");
-        EXPECT_EQ(run(f, { "day.toml", "-o", "d.png", "--date", "2026-12-21", "--time", time }), 0)
-            << f.read("out.txt");
+        EXPECT_EQ(render(f, { "day.toml", "-o", "d.png", "--date", "2026-12-21", "--time", time }), 0)
+            << printed(f);
         const std::string text = f.read("d-exposure.txt"), key = "measured_luminance ";
         return std::stod(text.substr(text.find(key) + key.size()));
     };
@@ -230,12 +217,12 @@ TEST(Sequence, TakesPlaceDayAndPictureFromSettingsFiles)
     f.write("a.su",
         units(u"#ZR3 SUNSKY\nPLACE=\xd83d\nLATITUDE=0.84\nLONGITUDE=0.28\nTIME ZONE=60\nDATE=10\n#END"));
     const std::vector<std::string> arguments = { "day.toml", "-o", "d.png", "--time", "11:00..12:00/1h" };
-    ASSERT_EQ(run(f, arguments), 0) << f.read("out.txt");
-    EXPECT_NE(f.read("out.txt").find("2026-01-11 12:00"), std::string::npos) << f.read("out.txt");
+    ASSERT_EQ(render(f, arguments), 0) << printed(f);
+    EXPECT_NE(printed(f).find("2026-01-11 12:00"), std::string::npos) << printed(f);
     f.write("a.su", units(u"#ZR3 EXPOSURE\n0\t0.5\t0\t1\t1\t0\n#END"));
-    EXPECT_EQ(run(f, arguments), int(host::exit_bad_scene)) << "nothing says the place";
+    EXPECT_EQ(render(f, arguments), int(host::exit_bad_scene)) << "nothing says the place";
     f.write("day.toml", "settings = [\"a.en\"]\n" + std::string(day_toml));
     f.write("a.en", units(u"#ZR3 ENVIRONMENT\nFLAGS=1\nIMAGE FILENAME=sky\xd83d.png\n#END"));
-    ASSERT_EQ(run(f, { "day.toml", "-o", "d.png" }), 0);
-    EXPECT_NE(f.read("out.txt").find("a.en: the picture \"sky?.png\" is left out"), std::string::npos);
+    ASSERT_EQ(render(f, { "day.toml", "-o", "d.png" }), 0);
+    EXPECT_NE(printed(f).find("a.en: the picture \"sky?.png\" is left out"), std::string::npos);
 }

@@ -1,6 +1,6 @@
 // Pictures on imported models, from the file to the pixel.
 #include "host/pictures/picture_reader.hpp"
-#include "tests/support/temporary_folder.hpp"
+#include "tests/support/program.hpp"
 
 #include <gtest/gtest.h>
 
@@ -43,10 +43,8 @@ void write_scene(const temporary_folder& folder, const std::string& map, const s
 /// dark.
 std::string fields_seen(const temporary_folder& folder)
 {
-    const std::string run = "cd '" + folder.path.string() +
-                            "' && '" ZIRCONLITE_HOST_PROGRAM
-                            "' render scene.toml -o seen.png > out.txt 2> errors.txt";
-    EXPECT_EQ(std::system(run.c_str()), 0) << folder.read("errors.txt");
+    EXPECT_EQ(run_program(folder, { "render", "scene.toml", "-o", "seen.png" }), 0)
+        << folder.read("errors.txt");
     host::picture8 p;
     std::string why;
     EXPECT_TRUE(host::read_picture_file((folder.path / "seen.png").string(), p, why)) << why;

@@ -1,9 +1,11 @@
-// Scenes that use most of the system, compared with stored pictures of their radiance that somebody has looked at.
+// Scenes that use most of the system, compared with stored pictures of their radiance that somebody has
+// looked at.
 //
-// After a change that is meant to change pictures, render them again and look at them before they are committed:
+// After a change that is meant to change pictures, render them again and look at them before they are
+// committed:
 //     ZIRCONLITE_ACCEPT_PICTURES=1 ctest --preset release -R ReferencePictures
 #include "host/pictures/light_picture.hpp"
-#include "tests/support/temporary_folder.hpp"
+#include "tests/support/program.hpp"
 
 #include <gtest/gtest.h>
 
@@ -36,20 +38,24 @@ TEST(ReferencePictures, AreRenderedAgain)
 {
     struct
     {
-        const char *scene, *reference, *options;
+        const char *scene, *reference;
+        std::vector<std::string> options;
     } const cases[] = {
-        { "tests/pictures/lights.toml", "lights-exact.hdr", "--light-model exact --search tree" },
-        { "tests/pictures/lights.toml", "lights-fast.hdr", "--light-model fast --search grid" },
-        { "tests/pictures/sky.toml", "sky-exact.hdr", "--light-model exact" },
-        { "tests/pictures/sky.toml", "sky-fast.hdr", "--light-model fast --projection light-probe" },
-        { "tests/pictures/windows.toml", "windows-exact.hdr", "--light-model exact" },
-        { "tests/pictures/windows.toml", "windows-fast.hdr", "--light-model fast --projection perspective" },
-        { "tests/pictures/environment_map.toml", "map-exact.hdr", "--light-model exact" },
+        { "tests/pictures/lights.toml", "lights-exact.hdr",
+            { "--light-model", "exact", "--search", "tree" } },
+        { "tests/pictures/lights.toml", "lights-fast.hdr", { "--light-model", "fast", "--search", "grid" } },
+        { "tests/pictures/sky.toml", "sky-exact.hdr", { "--light-model", "exact" } },
+        { "tests/pictures/sky.toml", "sky-fast.hdr",
+            { "--light-model", "fast", "--projection", "light-probe" } },
+        { "tests/pictures/windows.toml", "windows-exact.hdr", { "--light-model", "exact" } },
+        { "tests/pictures/windows.toml", "windows-fast.hdr",
+            { "--light-model", "fast", "--projection", "perspective" } },
+        { "tests/pictures/environment_map.toml", "map-exact.hdr", { "--light-model", "exact" } },
         { "tests/pictures/environment_map.toml", "map-fast.hdr",
-            "--light-model fast --projection parallel" },
-        { "examples/gallery/gallery.toml", "gallery.hdr", "--size 120x64" },
-        { "examples/gallery/mappings.toml", "mappings.hdr", "--size 120x64" },
-        { "examples/day/day.toml", "day.hdr", "--size 60x40" },
+            { "--light-model", "fast", "--projection", "parallel" } },
+        { "examples/gallery/gallery.toml", "gallery.hdr", { "--size", "120x64" } },
+        { "examples/gallery/mappings.toml", "mappings.hdr", { "--size", "120x64" } },
+        { "examples/day/day.toml", "day.hdr", { "--size", "60x40" } },
     };
     const temporary_folder folder;
     const std::string source = ZIRCONLITE_SOURCE_DIR "/";
@@ -58,10 +64,10 @@ TEST(ReferencePictures, AreRenderedAgain)
         SCOPED_TRACE(c.reference);
         const std::filesystem::path rendered = folder.path / c.reference;
         const std::filesystem::path stored = source + "tests/pictures/" + c.reference;
-        ASSERT_EQ(std::system(("'" ZIRCONLITE_HOST_PROGRAM "' render --threads 2 '" + source + c.scene + "' " +
-                                  c.options + " -o '" + rendered.string() + "' > /dev/null 2>&1")
-                                  .c_str()),
-            0);
+        std::vector<std::string> arguments = { "render", source + c.scene, "-o", c.reference, "--threads",
+            "2" };
+        arguments.insert(arguments.end(), c.options.begin(), c.options.end());
+        ASSERT_EQ(run_program(folder, arguments), 0) << folder.read("errors.txt");
         if (std::getenv("ZIRCONLITE_ACCEPT_PICTURES"))
         {
             std::filesystem::copy_file(rendered, stored, std::filesystem::copy_options::overwrite_existing);
