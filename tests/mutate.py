@@ -95,7 +95,7 @@ class Build:
         for entry in json.loads((folder / "compile_commands.json").read_text()):
             self.compiles.setdefault(entry["file"], entry)
         self.unit = folder / "tests/zirconlite_unit_tests"
-        self.pictures = folder / "tests/zirconlite_host_tests"
+        self.references = folder / "tests/zirconlite_host_tests"
         self.processes = sorted(p for p in (folder / "tests").glob("*_process") if os.access(p, os.X_OK))
         self.link_unit = self.last_command("tests/zirconlite_unit_tests")
         self.library = os.path.realpath(folder / "zirconlite/libzirconlite.so")
@@ -157,7 +157,7 @@ class Build:
                     return "killed"
             if not self.link(self.link_library, old, str(compiled), scratch / "libzirconlite.so.0"):
                 return "does not link"
-            if self.fails(self.pictures, scratch, "--gtest_filter=ReferencePictures.*"):
+            if self.fails(self.references, scratch, "--gtest_filter=References.*"):
                 return "killed"
             return "killed" if any(self.fails(p, scratch) for p in self.processes) else "survived"
 
