@@ -210,6 +210,34 @@ TEST_F(job_settings_test, LightsAreCountedByTheirTreeWhateverTheCountSays)
     zr_close_document(d);
 }
 
+TEST_F(job_settings_test, SettingsOfLightCountFromTheNextJobOn)
+{
+    document* d = open_room(32, 24);
+    d->light_model = LIGHT_MODEL_EXACT;
+    d->environment.mode = ENVIRONMENT_SKY;
+    d->environment_flags |= ENVIRONMENT_SKY_WITHOUT_SUN;
+    d->background_luminance = 1000.0;
+    d->views[1].position.y = -20; // there is sky around the room
+    ASSERT_EQ(zr_init_projection(&d->views[1]), 1);
+    const auto picture = [&]
+    {
+        render_job job = job_of(d);
+        render_to_end(job);
+        const image_buffer& b = *d->views[1].image;
+        return std::string(reinterpret_cast<const char*>(b.pixels), size_t(b.pixel_size) * 32 * 24);
+    };
+    const std::string undisturbed = picture();
+    on_report = [](const progress_call& call)
+    {
+        zr_set_light_model(call.document, LIGHT_MODEL_FAST);
+        zr_set_sky_light_samples(call.document, 1);
+    };
+    EXPECT_TRUE(picture() == undisturbed);
+    on_report = nullptr;
+    EXPECT_FALSE(picture() == undisturbed);
+    zr_close_document(d);
+}
+
 TEST_F(job_settings_test, AnEmptySceneShowsItsBackground)
 {
     const float colors[][3] = { { 0.5f, 0.5f, 0.5f }, { 0.02f, 0.3f, 0.9f }, { 1, 1, 1 },

@@ -84,7 +84,7 @@ bool sky_color(const document& document, double z, float rgb[3])
     {
         ++row;
     }
-    const bool keeps_hue = row == 0 && document.light_model == LIGHT_MODEL_EXACT;
+    const bool keeps_hue = row == 0 && is_exact();
     const gradient_stops& stops = keeps_hue ? clear_sky : painted_skies[row].stops;
     gradient(stops.sines, stops.colors, z, rgb);
     const double daylight = sun ? twilight_sky : 1.0;
@@ -143,7 +143,7 @@ void add_clouds(const document& document, const environment& record, const ray& 
     if (!(a > 0.0)) { return; }
     // The color comes with its coverage in it. The fast model weighs it so once more, which gives clouds grey
     // rims.
-    const double weight = document.light_model == LIGHT_MODEL_EXACT ? a : a * a;
+    const double weight = is_exact() ? a : a * a;
     for (int i = 0; i < 3; ++i) { c[i] = static_cast<float>(c[i] * (1.0 - a * a) + color[i] * weight); }
 }
 
