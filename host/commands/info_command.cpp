@@ -170,6 +170,13 @@ json describe(const std::filesystem::path& file, const model& m)
 
 std::string value_text(const json& v) { return v.is_string() ? v.get<std::string>() : v.dump(); }
 
+/// A picture's name for people; those that a model holds, or that its vertex colours became, have none.
+std::string picture_name(const json& name)
+{
+    const std::string text = value_text(name);
+    return text[0] == '*' ? fmt::format("no. {} in the model", text.substr(1)) : text;
+}
+
 /// The same for people.
 std::string text_of(const json& d)
 {
@@ -196,7 +203,7 @@ std::string text_of(const json& d)
         const json pictures = m.value("pictures", json::object());
         for (const auto& [role, file] : pictures.items())
         {
-            out += fmt::format(", {} from {}", role, value_text(file));
+            out += fmt::format(", {} from {}", role, picture_name(file));
         }
         out += "\n";
     }
@@ -205,7 +212,7 @@ std::string text_of(const json& d)
         const std::string size = p["read"].get<bool>()
                                      ? fmt::format("{} x {}", p["size"][0].dump(), p["size"][1].dump())
                                      : "left out";
-        out += fmt::format("  picture    {}: {}", value_text(p["name"]), size);
+        out += fmt::format("  picture    {}: {}", picture_name(p["name"]), size);
         if (p.contains("file")) { out += fmt::format(", {}", value_text(p["file"])); }
         if (p.contains("note")) { out += fmt::format(": {}", value_text(p["note"])); }
         out += "\n";
