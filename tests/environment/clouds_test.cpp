@@ -107,41 +107,6 @@ TEST(Clouds, ColumnsListWhatReachesIntoThemOldestFirst)
     EXPECT_LT(wrong, 20u) << "but for what the stored radii round";
 }
 
-TEST(Clouds, AreSeenAboveAndNowhereElse)
-{
-    struct
-    {
-        const char* what;
-        int32_t number;
-        uint32_t flags;
-        vector3 direction;
-        float scale;
-        bool seen;
-    } const cases[] = {
-        { "heaps from their side", 20000, CLOUDS_CUMULUS, { 0, 1, 0.3 }, 1.0f, true },
-        { "none below", 20000, CLOUDS_CUMULUS, { 0, 1, -0.3 }, 1.0f, false },
-        { "none where they are too small", 20000, CLOUDS_CUMULUS, { 0, 1, 0.3 }, 0.0005f, false },
-        { "none of none", 0, CLOUDS_CUMULUS, { 0, 1, 0.3 }, 1.0f, false },
-        { "the veil without heaps", 20000, CLOUDS_CUMULUS | CLOUDS_CIRRUS, { 0, 0.3, 1 }, 0.0005f, true },
-        { "the veil ends at the horizon", 0, CLOUDS_CIRRUS, { 0, 1, -0.1 }, 1.0f, false },
-        { "or closes it", 0, CLOUDS_CIRRUS | CLOUDS_CIRRUS_HORIZON, { 0, 1, -0.1 }, 1.0f, true },
-        { "the level ray", 20000, CLOUDS_CUMULUS, { 0, 1, 0 }, 1.0f, false },
-    };
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.what);
-        cloud_scene s(c.number, c.flags);
-        s.env.cu_scale[1] = c.scale;
-        s.env.ci_density = 1.0f; // the pattern to the power 0
-        s.prepare_clouds();
-        EXPECT_EQ(s.coverage(c.direction) > 0.0, c.seen);
-    }
-    cloud_scene s(200);
-    s.doc->environment_flags = ENVIRONMENT_CLOUDS;
-    EXPECT_FALSE(s.prepare_clouds()) << "no sun, and not always";
-    EXPECT_EQ(s.coverage({ 0, 0.3, 1 }), 0.0);
-}
-
 TEST(Clouds, SurviveAnyValuesAndPrepareTwice)
 {
     cloud_scene s(200, CLOUDS_CUMULUS | CLOUDS_CIRRUS | CLOUDS_CIRRUS_HORIZON);

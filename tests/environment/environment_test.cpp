@@ -130,32 +130,6 @@ TEST(Environment, ReflectedRaysSeeWhatTheFlagsSay)
     EXPECT_EQ(s.look({ 0, 1, 0 }, RAY_REFLECTED).alpha, 0.0f);
 }
 
-TEST(Environment, ARecordIsCopiedSavedAndRestoredBetweenRenders)
-{
-    open_scene s;
-    s.doc->environment_flags = ENVIRONMENT_CLOUDS | ENVIRONMENT_REFLECTED_CLOUDS | ENVIRONMENT_CLOUDS_ALWAYS |
-                               ENVIRONMENT_REFLECTED_OWN;
-    s.env.mode = ENVIRONMENT_GRADIENT_2;
-    s.env.angle0 = 0.5;
-    s.env.color0[0] = 0.25f;
-    s.env.cloud_flags = CLOUDS_CUMULUS;
-    s.env.cu_number = 50;
-    std::fill_n(s.env.cu_scale, 3, 1.0f);
-    s.relight();
-    const environment saved = s.env;
-    s.doc->reflected_environment = s.env; // both render the same
-    s.relight();
-    const vector3 up = at_sine(0.9);
-    EXPECT_EQ(s.look(up).background[0], s.look(up, RAY_REFLECTED).background[0]);
-    const float before = s.red(up);
-    s.env = {};
-    s.relight();
-    EXPECT_NE(s.red(up), before);
-    s.env = saved;
-    s.relight();
-    EXPECT_EQ(s.red(up), before);
-}
-
 TEST(Environment, HazeGrowsToItsStrengthAndADistanceOfZeroIsNone)
 {
     open_scene s;
@@ -288,63 +262,6 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
     environment_background(*s.doc, half);
     EXPECT_NEAR(half.background[0], 0.5, 1e-4);
     EXPECT_NEAR(half.background[2], 0.4, 1e-4);
-}
-
-TEST(Environment, AnEnvironmentMapShowsEverythingWhereItWas)
-{
-    for (const int32_t projection : { PROJECTION_SPHERE, PROJECTION_PROBE })
-    {
-        open_scene s;
-        render_view taken = {};
-        taken.projection = projection;
-        taken.position = { 0, 0, 0 };
-        taken.target = { 0, 5, 0 };
-        taken.right = { 1, 0, 0 };
-        taken.up = { 0, 0, 1 };
-        taken.back = { 0, -1, 0 };
-        taken.width = taken.height = 64;
-        taken.contrast = 0.4f;
-        taken.source_gain = 1.0f;
-        taken.image = zr_new_image_buffer(64, 64, PIXEL_RADIANCE);
-        ASSERT_EQ(zr_init_projection(&taken), 1);
-        // The light of a pixel tells the direction in which it looks.
-        for (int y = 0; y < 64; ++y)
-        {
-            *zr_image_buffer_signature(taken.image, y) = ROW_COMPLETE;
-            for (int x = 0; x < 64; ++x)
-            {
-                const double middle[2] = { x + 0.5, y + 0.5 };
-                ray r = {};
-                if (!make_ray(s.doc, &taken, middle, &r)) { continue; }
-                pixel_components parts = {};
-                parts.present = PIXEL_HAS_SURFACE;
-                for (int i = 0; i < 3; ++i) { parts.surface[i] = float(2.0 + component(r.direction, i)); }
-                pack_pixel(taken.image, &parts, zr_image_buffer_pixel(taken.image, x, y));
-            }
-        }
-        s.env.hdr_view = &taken;
-        s.env.hdr_scale = 1.0f;
-        s.doc->environment_flags = ENVIRONMENT_HDR;
-        s.ready();
-        for (const vector3& d : { toward(0, 0), toward(45, 20), toward(-100, -40), toward(200, 60),
-                 toward(90, 1), toward(10, 89), toward(179, 0) })
-        {
-            float rgb[3];
-            double scale = 0.0;
-            ASSERT_TRUE(environment_color(*s.doc, s.env, d, 0.0, rgb, &scale));
-            EXPECT_EQ(scale, 1.0);
-            for (int i = 0; i < 3; ++i) { EXPECT_NEAR(rgb[i] - 2.0, component(d, i), 0.15) << projection; }
-        }
-        s.env.hdr_rotation = float(M_PI / 2); // north stands in the west
-        s.ready();
-        float rgb[3];
-        double scale;
-        environment_color(*s.doc, s.env, { -1, 0, 0 }, 0.0, rgb, &scale);
-        EXPECT_NEAR(rgb[1], 3.0, 0.15);
-        s.env.hdr_opacity = 1.0f;
-        EXPECT_EQ(s.red({ 0, 1, 0 }), 0.0f) << "an opacity of 1 hides it";
-        zr_destroy_image_buffer(taken.image);
-    }
 }
 
 TEST(Ground, IsHitFromBothSidesAndBehindNothing)

@@ -13,14 +13,6 @@ namespace
 std::u16string model_folder;
 const char16_t* on_get_model_path() { return model_folder.empty() ? nullptr : model_folder.c_str(); }
 
-int32_t find_by_override(const char16_t* name, char16_t* path)
-{
-    if (std::u16string(name) != u"made-up.bmp") { return 0; }
-    std::u16string(u"/over/ridden").copy(path, 12);
-    path[12] = 0;
-    return 1;
-}
-
 struct SearchPath : testing::Test
 {
     SearchPath()
@@ -110,17 +102,6 @@ TEST_F(SearchPath, LinksInACircleEndTheSearch)
     start();
     EXPECT_EQ(find(u"none.bmp"), "");
     EXPECT_EQ(find(u"x.txt"), "support/a/x.txt");
-}
-
-TEST_F(SearchPath, TheOverrideGoesFirstEvenWithHostFunctionsOff)
-{
-    zr_enable_hostfuncs(0);
-    zr_install_new_host_findfile(find_by_override);
-    char16_t path[ZR_PATH_CAPACITY];
-    EXPECT_EQ(zr_findfile(nullptr, u"old/made-up.bmp", path), 1);
-    EXPECT_EQ(std::u16string(path), u"/over/ridden");
-    zr_install_new_host_findfile(nullptr);
-    EXPECT_EQ(zr_findfile(nullptr, u"made-up.bmp", path), 0);
 }
 
 TEST_F(SearchPath, ListsAreStoredAndReadByKind)

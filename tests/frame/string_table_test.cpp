@@ -139,25 +139,3 @@ TEST_F(StringTable, WindowsAndMenusAreTranslated)
     EXPECT_EQ(platform::font_of(window), nullptr);
     zr_free_window(window);
 }
-
-TEST(Messages, TheShippedTableHoldsTheStatusTexts)
-{
-    const std::u16string path = std::filesystem::path(ZIRCONLITE_SOURCE_DIR "/resources/zr3.uni").u16string();
-    string_table table = zr_create_string_table(path.c_str(), ZR_MESSAGE_COUNT, 0);
-    ASSERT_NE(table, nullptr);
-    struct
-    {
-        int32_t number;
-        const char16_t* text;
-    } const cases[] = {
-        { MESSAGE_RENDER_STOPPING, u"Render stopping" },
-        { MESSAGE_RENDER_STOPPED, u"Render stopped" },
-        { MESSAGE_RENDER_STARTED, u"Render started" },
-        { MESSAGE_RENDER_FINISHED, u"Render finished" },
-        { MESSAGE_BUILDING_GRID, u"Building voxel grid" },
-        { 5030, u"Save model view" },
-        { 5100, u"Save rendering" },
-    };
-    for (const auto& c : cases) { EXPECT_EQ(std::u16string(zr_get_message(table, c.number)), c.text); }
-    zr_free_string_table(table, ZR_MESSAGE_COUNT);
-}

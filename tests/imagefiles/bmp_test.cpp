@@ -160,16 +160,6 @@ TEST(Bmp, RefusesWhatItCannotRead)
     }
 }
 
-TEST(Bmp, AFileCutInItsRowsKeepsWhatItHas)
-{
-    const bytes file = bmp_file{ 40, 1, 2, 24, 0, {}, { 3, 2, 1, 0, 6, 5, 4, 0 } }.build();
-    zr_status why;
-    const owned_bitmap b = decode(bytes(file.begin(), file.end() - 1), &why);
-    ASSERT_NE(b, nullptr);
-    EXPECT_EQ(pixels_of(*b), (bytes{ 1, 2, 3, 0, 0, 0 }));
-    EXPECT_EQ(why.code, ZR_ERROR_READ);
-}
-
 TEST(Bmp, WritesItsBytesExactly)
 {
     const temporary_folder folder;

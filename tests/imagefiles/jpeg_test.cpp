@@ -60,28 +60,3 @@ TEST(Jpeg, ReadsGreyAndRefusesFourChannels)
     EXPECT_EQ(decode_file(zr::decode_jpeg, corpus_file("cmyk.jpg"), &why), nullptr);
     EXPECT_NE(std::string(why.text).find("4 channels"), std::string::npos) << why.text;
 }
-
-TEST(Jpeg, ACutFileIsBlackBelowWhatItHas)
-{
-    const temporary_folder folder;
-    bitmap_format record = picture_at(folder.wide("p.jpg"), BITMAP_JPEG, 64, 200, LINE_RGB);
-    ASSERT_EQ(record.write_image(&record), 1);
-    const std::string text = folder.read("p.jpg");
-    const bytes whole(text.begin(), text.end());
-    const owned_bitmap full = decode_file(zr::decode_jpeg, whole);
-    ASSERT_NE(full, nullptr);
-
-    zr_status why;
-    const owned_bitmap half = decode_file(
-        zr::decode_jpeg, bytes(whole.begin(), whole.end() - ptrdiff_t((whole.size() - 600) / 2)), &why);
-    ASSERT_NE(half, nullptr) << why.text;
-    EXPECT_EQ(why.code, ZR_ERROR_READ);
-    const auto row_of = [](const bitmap& b, int32_t y)
-    { return bytes(b.pixels + 192 * y, b.pixels + 192 * (y + 1)); };
-    EXPECT_EQ(row_of(*half, 199), row_of(*full, 199)) << "the top row is there";
-    EXPECT_EQ(row_of(*half, 0), bytes(192)) << "the bottom row is black, not the last colour";
-
-    const owned_bitmap no_end = decode_file(zr::decode_jpeg, bytes(whole.begin(), whole.end() - 2), &why);
-    ASSERT_NE(no_end, nullptr);
-    EXPECT_EQ(pixels_of(*no_end), pixels_of(*full)) << "only the end mark is missing";
-}

@@ -174,42 +174,6 @@ TEST_F(job_settings_test, WithoutThePreprocessPassTheToneOperatorStays)
     zr_close_document(d);
 }
 
-/// Lamps in a luminaire inside a luminaire, beside one in the open.
-TEST_F(job_settings_test, LightsAreCountedByTheirTreeWhateverTheCountSays)
-{
-    document* d = open_room(64, 48);
-    const light group = []
-    {
-        light g = lamp_at({}, 0);
-        return g.type = LIGHT_GROUP, g;
-    }();
-    light* outer = zr_create_light(&group, d->sun_sky);
-    light* inner = zr_create_light(&group, d->sun_sky);
-    for (int i = 0; i < 5; ++i)
-    {
-        const light lamp = lamp_at({ -1.5 + 0.6 * i, -1, 2.9 }, 60);
-        light* made = zr_create_light(&lamp, d->sun_sky);
-        light* parent = i < 2 ? outer : inner;
-        made->parent = parent;
-        zr_insert_light_source(&parent->first_child, made, nullptr);
-    }
-    inner->parent = outer;
-    zr_insert_light_source(&outer->first_child, inner, nullptr);
-    EXPECT_EQ(zr_insert_light_source_ex(&d->lights, outer, d), 1);
-    const int32_t right = d->light_count;
-    render_job job = job_of(d);
-    EXPECT_EQ(render_to_end(job), both);
-    const std::string expected = picture(d);
-    for (const int32_t wrong : { 0, 1, -7, 2000000000 })
-    {
-        d->light_count = wrong;
-        EXPECT_EQ(render_to_end(job), both);
-        EXPECT_TRUE(picture(d) == expected) << wrong;
-    }
-    d->light_count = right;
-    zr_close_document(d);
-}
-
 TEST_F(job_settings_test, SettingsOfLightCountFromTheNextJobOn)
 {
     document* d = open_room(32, 24);
@@ -266,73 +230,6 @@ TEST_F(job_settings_test, AnEmptySceneShowsItsBackground)
         }
         zr_close_document(d);
     }
-}
-
-/// A threshold of 2 makes all memory "low"; the host answers 0: give up.
-void make_memory_low() { zr_set_memory_threshold(2.0); }
-
-TEST_F(job_settings_test, AHostThatGivesUpOnMemoryGetsCleanFailures)
-{
-    document* d = open_room(64, 48);
-    render_job job = job_of(d);
-    material_entry* look = d->materials;
-    const struct
-    {
-        const char* what;
-        int32_t (*call)(document* d, material_entry* look, render_job& job);
-        int32_t failed;
-    } cases[] = {
-        { "mesh",
-            [](document* d, material_entry* m, render_job&)
-            {
-                // Enough small meshes to need another chunk of the arena.
-                int32_t made = 1;
-                for (int i = 0; made && i < 10000; ++i)
-                {
-                    made = add_box(d, m, { -1, -1, 2 }, { -0.9, -0.9, 2.1 });
-                }
-                return made;
-            },
-            0 },
-        { "grid", [](document* d, material_entry*, render_job&) { return zr_build_voxel_grid(d); }, 0 },
-        { "picture", [](document*, material_entry*, render_job& job) { return zr_raytrace(&job); }, -2 },
-    };
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.what);
-        host().calls[CALL_LOW_MEMORY] = 0;
-        make_memory_low();
-        EXPECT_EQ(c.call(d, look, job), c.failed);
-        EXPECT_EQ(zr_last_error()->code, ZR_ERROR_MEMORY);
-        EXPECT_GT(host().calls[CALL_LOW_MEMORY], 0);
-        zr_set_memory_threshold(0.0);
-    }
-    // In the middle of a build, and of a job.
-    on_report = [](const progress_call& call)
-    {
-        if (call.code == PROGRESS_GRID_STARTS || call.code == PROGRESS_PASS_1_DONE) { make_memory_low(); }
-    };
-    EXPECT_EQ(zr_build_voxel_grid(d), 0);
-    EXPECT_FALSE(d->state_flags & DOCUMENT_GRID_BUILT);
-    zr_set_memory_threshold(0.0);
-    EXPECT_EQ(zr_build_voxel_grid(d), 0);
-
-    on_report = nullptr;
-    zr_set_memory_threshold(0.0);
-    EXPECT_EQ(zr_build_voxel_grid(d), 1);
-    EXPECT_EQ(render_to_end(job), both) << "nothing of the failures is left";
-
-    // A host that makes room is asked until there is enough.
-    make_memory_low();
-    host().calls[CALL_LOW_MEMORY] = 0;
-    host().low_memory_answer = 1;
-    host().on_low_memory = []
-    {
-        if (the_host_record->calls[CALL_LOW_MEMORY] == 3) { zr_set_memory_threshold(0.0); }
-    };
-    EXPECT_EQ(render_to_end(job), both);
-    EXPECT_EQ(host().calls[CALL_LOW_MEMORY], 3);
-    zr_close_document(d);
 }
 
 } // namespace

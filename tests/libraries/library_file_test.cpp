@@ -132,53 +132,6 @@ TEST_F(Library, KeysLeadToNodesInOrder)
     EXPECT_EQ(zr_libfile_delete_record(folder.wide("none.mlib").c_str(), u"x"), 0);
 }
 
-TEST_F(Library, KeptListsChangeNothingInTheFile)
-{
-    const std::u16string other = folder.wide("b.mlib");
-    for (uint32_t seed = 1; seed <= 8; ++seed)
-    {
-        std::mt19937 random(seed);
-        make_with({});
-        std::filesystem::copy_file(folder.path / "a.mlib", folder.path / "b.mlib",
-            std::filesystem::copy_options::overwrite_existing);
-        std::map<std::u16string, bool> live;
-        zr_handle kept = edit();
-        for (int step = 0; step < 120; ++step)
-        {
-            const std::u16string key =
-                std::u16string(random() % 3 ? u"" : u"F\\") + char16_t(u'a' + random() % 20);
-            const bool buries = random() % 3 == 0;
-            zr_handle fresh = zr_libfile_open(other.c_str(), read_write, 0, LIBRARY_OPEN_EXISTING);
-            for (zr_handle file : { kept, fresh })
-            {
-                const uint32_t node = zr_file_seek(file, key.c_str());
-                ASSERT_EQ(node != 0, live.count(key) != 0);
-                if (!buries) { ASSERT_NE(zr_file_insert_record(file, key.c_str(), nullptr, nullptr), 0u); }
-                else if (node) { zr_file_delete_leaf(file, node); }
-            }
-            ASSERT_EQ(zr_libfile_close(fresh), 1);
-            if (buries) { live.erase(key); }
-            else { live[key] = true; }
-            if (step % 40 == 0) { ASSERT_EQ(zr_libfile_commit(kept), 1); }
-        }
-        ASSERT_EQ(zr_libfile_close(kept), 1);
-        EXPECT_EQ(bytes(), folder.read("b.mlib")) << seed;
-        zr_handle file = look();
-        std::vector<std::u16string> records = keys_of(file);
-        records.erase(std::remove(records.begin(), records.end(), u"F\\"), records.end());
-        std::vector<std::u16string> expected;
-        for (const bool inside : { false, true })
-        {
-            for (const auto& [key, unused] : live)
-            {
-                if ((key.size() > 1) == inside) { expected.push_back(key); }
-            }
-        }
-        EXPECT_EQ(records, expected) << seed;
-        zr_libfile_close(file);
-    }
-}
-
 TEST_F(Library, WritersExcludeEveryone)
 {
     make_with({ u"a" });
@@ -331,22 +284,6 @@ TEST_F(Library, BrokenLinksEndSearchesAndWalks)
     }
 }
 
-TEST_F(Library, SeeksReadEachBlockOnce)
-{
-    std::vector<std::u16string> keys;
-    for (int i = 0; i < 10000; ++i)
-    {
-        keys.push_back(u"Record" + std::filesystem::path(std::to_string(10000 + i)).u16string());
-    }
-    std::shuffle(keys.begin(), keys.end(), std::mt19937(5));
-    make_with(keys);
-    zr_handle file = look();
-    for (const std::u16string& key : keys) { ASSERT_NE(zr_file_seek(file, key.c_str()), 0u); }
-    const zr::library_file& lib = *zr::library_of(file);
-    EXPECT_LE(lib.read_count, lib.size / zr::library_block_bytes + 1);
-    zr_libfile_close(file);
-}
-
 TEST_F(Library, TextsAndFullKeysSplit)
 {
     const struct
@@ -412,25 +349,3 @@ TEST_F(Library, SearchesGoFromTheSupportFolderToItsInside)
 }
 
 } // namespace
-
-TEST_F(Library, OfAnyKindIsMadeWithItsHeaderAndOpenedByItsName)
-{
-    const zr::library_kind lamps = { u".llib", u"LIGHT", "light", nullptr, nullptr };
-    const std::u16string stem = folder.wide("shop"), file = stem + u".llib";
-    EXPECT_EQ(
-        zr::open_named_library(lamps, stem.c_str(), LIBRARY_READ, LIBRARY_SHARE_READ), ZR_INVALID_HANDLE);
-    EXPECT_EQ(std::string(zr_last_error()->text).rfind("there is no light library", 0), 0u);
-    zr_handle made = zr::open_library_file(lamps, file.c_str(), read_write, 0, LIBRARY_CREATE_NEW);
-    ASSERT_NE(made, ZR_INVALID_HANDLE);
-    EXPECT_EQ(zr_libfile_close(made), 1);
-    for (const std::u16string& name : { stem, file })
-    {
-        zr_handle found = zr::open_named_library(lamps, name.c_str(), LIBRARY_READ, LIBRARY_SHARE_READ);
-        ASSERT_NE(found, ZR_INVALID_HANDLE);
-        uint8_t header[zr::library_header_bytes];
-        ASSERT_TRUE(zr::read_at(*zr::library_of(found), 0, header, sizeof(header)));
-        EXPECT_NE(std::string(header, header + sizeof(header)).find(std::string("L\0I\0G\0H\0T\0", 10)),
-            std::string::npos);
-        zr_libfile_close(found);
-    }
-}

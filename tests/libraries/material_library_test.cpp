@@ -373,41 +373,6 @@ const older_material* older_records(void*, int32_t first)
     return at < 2 ? &records[at++] : nullptr;
 }
 
-TEST_F(MaterialLibrary, AsksTheDialogWhereToConvertAndFindsAFileOfTheWorkingFolder)
-{
-    struct asked
-    {
-        std::u16string answer, began_with;
-    } user;
-    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
-    user.answer = (folder / "chosen").u16string();
-    zr_dialogs dialogs = {};
-    dialogs.context = &user;
-    dialogs.save_file = [](void* context, zr_handle, zr_save_dialog* dialog) -> int32_t
-    {
-        auto& u = *static_cast<asked*>(context);
-        u.began_with = dialog->path;
-        dialog->path[u.answer.copy(dialog->path, 255)] = 0;
-        return 1;
-    };
-    zr_install_dialogs(&dialogs);
-    char16_t name[ZR_PATH_CAPACITY] = {};
-    const int32_t done = zr_convert_material_library(nullptr, u"oak", nullptr, older_records, name);
-    zr_install_dialogs(nullptr);
-    ASSERT_EQ(done, 1);
-    EXPECT_EQ(user.began_with, u"zr2_oak");
-    EXPECT_EQ(std::u16string(name), u"chosen");
-    EXPECT_EQ(zr_convert_material_library(nullptr, u"oak", nullptr, older_records, name), 0)
-        << "nobody is there to ask";
-
-    const std::filesystem::path before = std::filesystem::current_path();
-    std::filesystem::current_path(folder);
-    const zr_handle found = zr_matlib_open(u"chosen.mlib");
-    std::filesystem::current_path(before);
-    ASSERT_NE(found, ZR_INVALID_HANDLE);
-    zr_libfile_close(found);
-}
-
 TEST_F(MaterialLibrary, ConvertsOlderRecords)
 {
     ASSERT_EQ(zr_convert_material_library_i(path.c_str(), nullptr, older_records), 1);

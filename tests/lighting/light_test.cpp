@@ -287,27 +287,6 @@ TEST(Light, ADistantLightHasItsLuxAndItsSharpnessFromTheDisc)
     EXPECT_NEAR(made->illuminance_color[0], 6250.0, 1e-2);
 }
 
-TEST(Light, TheSunStandsWhereItsAnglesSay)
-{
-    struct
-    {
-        double azimuth, altitude, north, x, y, z;
-    } const cases[] = {
-        { 0, 0, 0, 0, -1, 0 }, // low in the north: light travels south
-        { 90, 0, 0, -1, 0, 0 },
-        { 0, 90, 0, 0, 0, -1 },
-        { 0, 30, 90, -std::sqrt(0.75), 0, -0.5 },
-    };
-    for (const auto& c : cases)
-    {
-        vector3 v;
-        EXPECT_EQ(zr_sun_angles_to_vector(c.azimuth * degree, c.altitude * degree, c.north * degree, &v), 1);
-        EXPECT_NEAR(v.x, c.x, 1e-8);
-        EXPECT_NEAR(v.y, c.y, 1e-8);
-        EXPECT_NEAR(v.z, c.z, 1e-8);
-    }
-}
-
 TEST(Light, ASphereIsASquareThatFacesThePoint)
 {
     light l = lamp(1000.0f);
@@ -396,16 +375,4 @@ TEST(Light, FramesComeBackFromAxisAndTurn)
         EXPECT_NEAR(zr::length(l.axis_u - before), 0.0, 1e-9) << "flags " << flags;
         EXPECT_NEAR(zr::length(l.axis_v - zr::cross(l.normal, before)), 0.0, 1e-9) << "flags " << flags;
     }
-}
-
-TEST(Light, TheDistributionFactorIntegratesOverTheSphere)
-{
-    const auto one = [](void*, double, double) { return 1.0; };
-    const auto upper_cosine = [](void*, double, double altitude)
-    { return std::max(std::sin(altitude), 0.0); };
-    const auto east = [](void*, double azimuth, double) { return azimuth >= 0.0 ? 1.0 : 0.0; };
-    EXPECT_NEAR(get_distribution_factor(64, one, nullptr), 4 * M_PI, 2e-3);
-    EXPECT_NEAR(get_distribution_factor(64, upper_cosine, nullptr), M_PI, 2e-3);
-    EXPECT_NEAR(get_distribution_factor(64, east, nullptr), 2 * M_PI, 2e-3);
-    EXPECT_EQ(get_distribution_factor(0, one, nullptr), 0.0);
 }

@@ -100,40 +100,6 @@ TEST(SunLight, FollowsTheSineOfTheAltitude)
     }
 }
 
-TEST(SunLight, HasAHighlightAroundItsImage)
-{
-    struct
-    {
-        float highlight;
-        double off_deg, exponent; ///< of the sun from the mirrored ray
-    } const cases[] = { { 50, 0, 25 }, { 50, 10, 25 }, { 150, 5, 0.125 * 201 + 100 },
-        { 400, 2, 27 * 201 + 100 } };
-    for (const auto& c : cases)
-    {
-        test::scene s;
-        test::mesh m;
-        m.look = s.look(
-            [&](simple_material& look)
-            {
-                look.diffuse_share = 0.6f;
-                look.highlight = c.highlight;
-            });
-        m.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
-        ASSERT_TRUE(s.add(m));
-        set_sun(s, 45.0 + c.off_deg, 0);
-        ASSERT_TRUE(s.prepare());
-        const sun_sky& k = *s.doc->sun_sky;
-        const vector3 towards = k.sun_direction * (1.0 / k.sun_direction.z);
-        const double share = std::fmin(c.highlight / 301.0, 1.0), peak = share * share * 10.0 * 0.4;
-        const double wanted = 0.6 * std::sin((45.0 + c.off_deg) * degree) / M_PI +
-                              peak * std::pow(std::cos(c.off_deg * degree), c.exponent);
-        const vector3 from = { -towards.x, -towards.y, 0 };
-        const vector3 eye = normalized(from) + vector3{ 0, 0, 1 };
-        EXPECT_NEAR(s.radiance(eye, -eye) / (k.sun_strength * k.sun_color[1]), wanted, 1e-3 * wanted)
-            << c.highlight;
-    }
-}
-
 TEST(SunLight, IsOneForTheProcessAndRightForEachDocument)
 {
     test::scene a, b;
@@ -191,70 +157,6 @@ TEST(SunLight, PenumbraIsAsWideAsTheDisc)
             }
             else { EXPECT_TRUE(one < 1e-6 || one > 0.99) << one; }
         }
-    }
-}
-
-// The fast model goes over the disc by the pixel's strata: the first ray over its inner half, the others over
-// all.
-TEST(SunLight, FastPenumbraFollowsTheStrata)
-{
-    const struct
-    {
-        int32_t samples;
-        double t, share;
-    } cases[] = { { 1, 0.0, 0.5 }, { 1, 0.3, 0.2 }, { 1, 0.7, 0.0 }, { 16, 0.3, 0.35 }, { 16, 0.7, 0.15 },
-        { 16, 1.05, 0.0 } };
-    for (const auto& c : cases)
-    {
-        test::scene s(LIGHT_MODEL_FAST);
-        add_floor(s);
-        test::mesh roof;
-        roof.quad({ 0, -50, 3 }, { 50, -50, 3 }, { 50, 50, 3 }, { 0, 50, 3 });
-        ASSERT_TRUE(s.add(roof));
-        set_sun(s, 90.0, 1, 0.5, c.samples);
-        ASSERT_TRUE(s.prepare());
-        s.doc->sky_scale = 0.0;
-        double sum = 0.0;
-        constexpr int strata = 16;
-        for (int i = 0; i < strata * strata; ++i)
-        {
-            ray r = s.eye_ray({ c.t * 0.3, 0.0, 0.1 }, { 0, 0, -1 });
-            r.stratum[0] = (i % strata + 0.5) / strata - 0.5;
-            r.stratum[1] = (i / strata + 0.5) / strata - 0.5;
-            r.pixel[0] = i * 1.37;
-            trace_ray(*s.doc, r, nullptr);
-            sum += r.radiance[0] * M_PI / 0.5 / s.doc->sun_sky->sun_strength / (strata * strata);
-        }
-        EXPECT_NEAR(sum, c.share, 0.04) << c.samples << " at " << c.t;
-    }
-}
-
-TEST(SunLight, SkyRecordAndSunShareOneDisc)
-{
-    test::scene s;
-    set_sun(s, 40.0, 0, 0.25);
-    zr_set_sun_and_sky(s.doc);
-    const light& sky = *s.doc->sun_sky->sky_light;
-    source_sample of_sky = {}, of_sun = {};
-    of_sky.u = of_sun.u = 1.0;
-    of_sky.v = of_sun.v = 0.5;
-    sky.sample(&sky, &of_sky.point, &of_sky, 1);
-    sun_light.sample(&sun_light, &of_sun.point, &of_sun, 1);
-    EXPECT_NEAR(dot(of_sky.direction, of_sun.direction), 1.0, 1e-12);
-    EXPECT_NEAR(std::acos(-dot(of_sky.direction, s.doc->sun_sky->sun_direction)), std::atan(0.25 / 5), 1e-6);
-    EXPECT_EQ(of_sky.color[0], 0.0);
-}
-
-TEST(SunLight, NeitherModelHasSkyLightAtNight)
-{
-    for (const int32_t model : { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT })
-    {
-        test::scene s(model);
-        set_sun(s, -30.0, 10000.0f);
-        add_floor(s);
-        ASSERT_TRUE(s.prepare());
-        ASSERT_EQ(s.doc->sun_sky->sun_strength + s.doc->sun_sky->sky_strength, 0.0);
-        EXPECT_EQ(lux_at(s, 0, 0), 0.0) << model;
     }
 }
 

@@ -171,46 +171,6 @@ TEST_F(Sun, StrengthsFollowAltitudeAndClouds)
     EXPECT_NEAR(lux[LIGHT_MODEL_EXACT] / lux[LIGHT_MODEL_FAST], 1.0 / (0.98333 * 0.98333), 2e-3);
 }
 
-TEST_F(Sun, TwilightChangesColoursAndTone)
-{
-    sunlit day(30.0), dusk(2.0), night(-20.0);
-    EXPECT_GT(day.sky().sun_color[2], 0.99f);
-    EXPECT_LT(dusk.sky().sun_color[2], 0.95f);
-    EXPECT_LT(day.sky().sky_color[0], 0.95f);
-    EXPECT_EQ(night.sky().sky_color[0], 1.0f); // a dark sky has no colour of its own
-    EXPECT_NEAR(day.doc->tone_exponent_factor, 0.95, 1e-6);
-    EXPECT_NEAR(night.doc->tone_exponent_factor, 1.1, 1e-6);
-    day.sky().flags |= SUN_RGB_COLORS;
-    day.sky().direct_sun_rgb[1] = 0.25f;
-    day.sky().cloudiness = std::numeric_limits<double>::quiet_NaN();
-    zr_set_sun_and_sky(day.doc);
-    EXPECT_EQ(day.sky().sun_color[1], 0.25f);
-    EXPECT_EQ(sun_light.plain_color[1], 0.25f);
-    EXPECT_TRUE(std::isfinite(day.sky().sky_strength));
-}
-
-TEST_F(Sun, SkyIsBrightTowardItsAxisAndJoinsTheGround)
-{
-    sunlit s(90.0);
-    const auto sky = [&](const vector3& d)
-    {
-        double l = -1.0;
-        EXPECT_EQ(zr_get_sky_ground_intensity(&d, &s.sky(), &l), 1);
-        return l;
-    };
-    EXPECT_NEAR(sky({ 0, 0, 1 }), 1.0, 1e-12);
-    EXPECT_NEAR(sky({ 1, 0, 1e-9 }), sky({ 1, 0, -1e-9 }), 1e-5);
-    EXPECT_EQ(sky({ 0, 0, -1 }), 0.333333); // a high sun levels the ground
-    s.sky().direct_altitude = 0.0f;
-    zr_set_sun_and_sky(s.doc);
-    EXPECT_NEAR(sky(-s.sky().sky_axis), 0.1 * 0.8 + 0.2 * 0.333333, 1e-6);
-    double l = -1.0;
-    const vector3 up = { 0, 0, 1 };
-    job.simple_colors = 1;
-    EXPECT_EQ(zr_get_sky_ground_intensity(&up, &s.sky(), &l), 0);
-    EXPECT_EQ(l, 0.0);
-}
-
 TEST_F(Sun, RoundTripsThroughItsRecord)
 {
     test::scene s;

@@ -66,14 +66,6 @@ struct pattern
     const physical_colors physical;
 };
 
-/// A hit seen under an angle of this cosine.
-ray hit_at(double cosine)
-{
-    ray r = hit_from_above();
-    r.direction = { std::sqrt(1.0 - cosine * cosine), 0, -cosine };
-    return r;
-}
-
 } // namespace
 
 TEST(Blend, PulsesAreSquareWavesWithSoftEdges)
@@ -163,47 +155,6 @@ TEST(Blend, EachKindGivesItsPatternAtKnownPoints)
     EXPECT_EQ(unknown.at({ 0, 0, 0 }), 0.0);
 }
 
-TEST(Blend, LooksThatFollowTheAngle)
-{
-    pattern p(BLEND_KIND_ANGULAR);
-    p.params().ratio[0] = float(std::cos(pi / 6));
-    p.params().ratio[1] = float(std::cos(pi / 2 * 0.9));
-    struct
-    {
-        double cosine, value;
-    } const cases[] = { { 0.95, 1.0 }, { std::cos(pi * 0.45), 0.0 },
-        { std::cos(0.5 * (pi / 6 + pi * 0.45)), 0.5 }, { 0.01, 0.0 } };
-    for (const auto& c : cases)
-    {
-        EXPECT_NEAR(p.at({ 0, 0, 0 }, hit_at(c.cosine)), c.value, 1e-5) << c.cosine;
-    }
-
-    // A coat over the first child: its clearness turns into reflection, and says how much it shows head on.
-    pattern coat(BLEND_KIND_CLEAR_FINISH);
-    simple_material& second = simple(coat.m().children[1]);
-    second.ior = 1.5f;
-    struct
-    {
-        float opacity;
-        double cosine, first;
-    } const coats[] = { { 0.0f, 1.0, 1.0 }, { 1.0f, 1.0, 0.0 }, { 0.5f, 1.0, 0.75 }, { 0.0f, 0.0, 0.0 },
-        { 0.0f, 0.5, 1.0 - std::pow(0.5, 4.0) } };
-    for (const auto& c : coats)
-    {
-        second.opacity = c.opacity;
-        zr_update_material_weights(&second.head);
-        EXPECT_NEAR(coat.at({ 0, 0, 0 }, hit_at(c.cosine)), c.first, 1e-6) << c.opacity << " " << c.cosine;
-    }
-    ray r = hit_at(0.0);
-    surface s;
-    zr_resolve_surface(coat.whole, &r, &s);
-    EXPECT_EQ(s.transparent, 0.0f);
-    EXPECT_FLOAT_EQ(s.reflect, 1.0f);
-    EXPECT_FLOAT_EQ(s.highlight, 301.0f);
-    second.ior = 1.0f;
-    EXPECT_NEAR(coat.at({ 0, 0, 0 }, hit_at(0.5)), 1.0, 1e-9);
-}
-
 TEST(Blend, TilesKeepOneColorInShiftedRowsAndFadeWhereTheyAreTooSmallToSee)
 {
     const noise_table noise;
@@ -236,35 +187,6 @@ TEST(Blend, TilesKeepOneColorInShiftedRowsAndFadeWhereTheyAreTooSmallToSee)
     EXPECT_NEAR(sum / 400, 0.9 * 0.8 + 0.1 * 0.64, 0.02) << "nine tenths of it is the mean of the ratios";
     EXPECT_GT(high - low, 0.01) << "dithered";
     EXPECT_LT(high - low, 0.4);
-}
-
-TEST(Blend, MasksFollowTheirPicture)
-{
-    const uint8_t pixels[] = { 255, 0, 0, 51, 0, 0, 0, 0, 102, 0, 0, 0 };
-    auto* mask = static_cast<mask_source*>(zr_calloc(1, sizeof(mask_source)));
-    mask->bitmap = zr_add_bitmap(u"mask", 2, 2, 3, pixels);
-    mask->references = 1;
-    pattern p(BLEND_KIND_MASK);
-    p.params().mask = mask;
-    p.m().scale = { 0.5, 0.5, 1 };
-    struct
-    {
-        vector3 point;
-        double value;
-    } const cases[] = { { { 0.1, 0.1, 0 }, 1 }, { { 1.1, 0.1, 0 }, 0.2 }, { { -1.9, 1.5, 5 }, 0.4 },
-        { { 3.5, 3.5, 0 }, 0 } };
-    for (const auto& c : cases) { EXPECT_NEAR(p.at(c.point), c.value, 1e-6) << c.point.x; }
-    EXPECT_NEAR(p.neutral(), 77 / 255.0, 1e-6);
-    ray far = hit_from_above();
-    far.footprint[0] = far.footprint[1] = 100.0;
-    EXPECT_NEAR(p.at({ 0.1, 0.1, 0 }, far), 77 / 255.0, 1e-6);
-
-    material* copy = dupe_material(p.whole);
-    EXPECT_EQ(mask->references, 2);
-    free_material(copy);
-    EXPECT_EQ(mask->references, 1);
-    zr_free_all_bitmaps();
-    mask->bitmap = nullptr;
 }
 
 TEST(Blend, KindsAndBumpsAreNamedByTheTableOfTexts)

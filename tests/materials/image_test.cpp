@@ -259,37 +259,3 @@ TEST(Images, CopiesOwnTheirKeysAndUncachedPictures)
     zr_free_mat_image(own, 1);
     EXPECT_EQ(zr_find_bitmap(u"a")->pixels[2], 3) << "a list's picture stays even when asked to go";
 }
-
-TEST(Images, CutOutsLetLightThrough)
-{
-    // A card over a floor: its left half is cut out by alpha.
-    const uint8_t card_texels[] = { 255, 255, 255, 0, 255, 255, 255, 255 };
-    scene s;
-    material_entry* card = s.look(
-        [&](simple_material& m)
-        {
-            m.images = zr_new_mat_image();
-            m.images->bitmap = zr_add_bitmap(u"card", 2, 1, 4, card_texels);
-            m.images->key->kind = KEY_ALPHA;
-            m.images->key->flags = KEY_CUTS_OUT;
-            m.images->size[0] = m.images->size[1] = 8.0;
-            m.images->origin[0] = -4.0;
-            zr_update_mat_image(m.images);
-        });
-    test::mesh floor, sheet;
-    floor.look = s.matte(0.5f);
-    floor.quad({ -4, -4, 0 }, { 4, -4, 0 }, { 4, 4, 0 }, { -4, 4, 0 });
-    sheet.look = card;
-    sheet.flags = OBJECT_THIN;
-    sheet.quad({ -4, -4, 1 }, { 4, -4, 1 }, { 4, 4, 1 }, { -4, 4, 1 });
-    ASSERT_TRUE(s.add(floor) && s.add(sheet));
-    s.add(scene::lamp({ 0, 0, 50 }, 1e5f));
-    ASSERT_TRUE(s.prepare());
-    const double lit = s.radiance({ -2, 0, 0.5 }, { 0, 0, -1 }),
-                 dark = s.radiance({ 2, 0, 0.5 }, { 0, 0, -1 });
-    EXPECT_GT(lit, 1.0);
-    EXPECT_EQ(dark, 0.0);
-    EXPECT_NEAR(s.radiance({ -2, 0, 2 }, { 0, 0, -1 }), lit, 1e-6 * lit) << "seen through the hole";
-    zr_free_all_bitmaps();
-    simple(card->material).images->bitmap = nullptr;
-}

@@ -173,16 +173,6 @@ TEST(ImageBuffer, ReadsTheNearestSampleThatAPassHasFinished)
     }
 }
 
-TEST(ImageBuffer, KeepsAnObjectNumberBesideASampleUpToTheLastColumn)
-{
-    const owned_buffer buffer(zr_new_image_buffer(3, 2, PIXEL_RADIANCE));
-    uint8_t* last = zr_image_buffer_pixel(buffer, 2, 1);
-    zr_store_object_reference(buffer, last, 0xFFEEDDCCu);
-    EXPECT_EQ(zr_read_object_reference(buffer, last), 0xFFEEDDCCu);
-    EXPECT_EQ(last[5], 0xCC);
-    EXPECT_EQ(last[0], 0);
-}
-
 TEST(ImageBuffer, HasThePlanesThatTheDocumentAsksFor)
 {
     document scene = {};
@@ -201,16 +191,6 @@ TEST(ImageBuffer, HasThePlanesThatTheDocumentAsksFor)
     scene.quality = 2;
     const owned_buffer coarse(new_image_buffer(&scene, 5, 3));
     EXPECT_EQ(coarse->planes, uint32_t(PLANE_ALPHA));
-}
-
-TEST(ImageBuffer, RefusesAbsurdSizes)
-{
-    const int sizes[][2] = { { 0, 5 }, { 5, -1 }, { INT32_MAX, INT32_MAX }, { IMAGE_MAX_SIDE + 1, 1 } };
-    for (const auto& size : sizes)
-    {
-        EXPECT_EQ(zr_new_image_buffer(size[0], size[1], PIXEL_RADIANCE), nullptr);
-        EXPECT_EQ(zr_last_error()->code, ZR_ERROR_ARGUMENT);
-    }
 }
 
 TEST(ImageBuffer, SimplePixelsGoThroughTheSimpleGammaAndBack)

@@ -98,21 +98,6 @@ TEST(Output, WritesTheRenderedRectangle)
     EXPECT_EQ(written.rows[0][4 * 60 + 3], 0);
 }
 
-TEST(Output, AFailureLeavesThePictureUnsaved)
-{
-    rendering r(8, 8);
-    bitmap_format record = {};
-    record.image = &r.view;
-    record.width = record.height = 8;
-    EXPECT_EQ(zr_write_raytrace_image(&record), 0) << "no writer";
-    record.write_image = [](bitmap_format*) -> int32_t { return 0; };
-    EXPECT_EQ(zr_write_raytrace_image(&record), 0);
-    EXPECT_FALSE(r.scene.render_state & RENDER_STATE_SAVED);
-    zr_free_raytrace_buffer(&r.view);
-    EXPECT_EQ(zr_write_raytrace_image(&record), 0) << "no rendering";
-    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_STATE);
-}
-
 TEST(Output, StoppedPicturesAreBlackWhereNothingWasReached)
 {
     rendering r(16, 16);
@@ -252,20 +237,4 @@ TEST(Output, SavesUnderTheFormatsOwnExtension)
     given.path = std::u16string(253, u'a');
     EXPECT_EQ(zr_save_rendering(nullptr, &record, &r.view), 0) << "the extension does not fit";
     zr_install_dialogs(nullptr);
-}
-
-TEST(Output, WithoutADisplayThereIsNothingToReadBack)
-{
-    const int32_t size[2] = { 4, 2 }, larger[2] = { 4, 3 };
-    uint8_t pixels[3 * 4 * 3];
-    EXPECT_EQ(zr_get_walkabout_frame(size, pixels, 12), 0);
-    EXPECT_EQ(zr_init_walkabout_frame(size), 1);
-    EXPECT_EQ(zr_get_walkabout_frame(larger, pixels, 12), 0);
-    EXPECT_EQ(zr_get_walkabout_frame(size, pixels, 12), 0);
-    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_STATE);
-    bitmap_format record = {};
-    EXPECT_EQ(zr_write_walkabout_image(&record), 0);
-    EXPECT_EQ(zr_save_model_view_ex(1, nullptr, nullptr, &record), 0);
-    EXPECT_EQ(zr_save_model_view(1, nullptr), 0);
-    EXPECT_EQ(zr_term_walkabout_frame(), 1);
 }

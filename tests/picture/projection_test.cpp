@@ -116,21 +116,6 @@ TEST(Projection, TwoPointHoldsVerticalsStraight)
     EXPECT_GT(std::fabs(a.x / a.y - b.x / b.y), 0.01);
 }
 
-TEST(Projection, ParallelRaysStartOnTheImagePlane)
-{
-    test::scene s;
-    aim(s.view, PROJECTION_PARALLEL, { 1, 2, 3 }, { 0, 1, 0 }, 3.0);
-    s.view.image_width = 8;
-    s.view.image_height = 4;
-    s.view.near = 0.25;
-    ASSERT_EQ(zr_init_projection(&s.view), 1);
-    ray r = s.eye_ray({ 0, 0, 0 }, { 0, 0, 1 });
-    const double corner[2] = { 200, 0 };
-    ASSERT_EQ(make_ray(s.doc, &s.view, corner, &r), 1);
-    EXPECT_VECTOR(r.origin, (vector3{ 5, 2, 1 }), 1e-9);
-    EXPECT_EQ(r.t_min, 0.25);
-}
-
 TEST(Projection, TilesOfASubFrameHaveTheWholePicturesRays)
 {
     test::scene whole, tile;
@@ -270,21 +255,6 @@ TEST(Projection, ProbeMappingsAreInverse)
     EXPECT_NEAR(x, 300, 1e-3);
 }
 
-TEST(Projection, RefusesViewsWithoutAPicture)
-{
-    test::scene s;
-    for (int n = 0; n < 4; ++n)
-    {
-        aim(s.view, PROJECTION_PERSPECTIVE, { 1, 1, 1 }, { 0, 1, 0 }, 2.0);
-        if (n == 0) { s.view.width = 0; }
-        if (n == 1) { s.view.lens_length = 0.0; }
-        if (n == 2) { s.view.target = s.view.position; }
-        if (n == 3) { s.view.lens_length = NAN; }
-        EXPECT_EQ(zr_init_projection(&s.view), 0);
-        EXPECT_EQ(zr_last_error()->code, ZR_ERROR_ARGUMENT);
-    }
-}
-
 TEST(PrimaryRay, StartsWithoutAHitAndHasAFootprintAlongBothAxes)
 {
     test::scene s;
@@ -302,17 +272,4 @@ TEST(PrimaryRay, StartsWithoutAHitAndHasAFootprintAlongBothAxes)
         EXPECT_NEAR(r.footprint[i] / r.pixel_size[i], r.footprint[0] / r.pixel_size[0], 1e-9);
         EXPECT_NEAR(r.footprint_slope[i] * r.raw_length, r.footprint[i], 1e-12);
     }
-}
-
-TEST(PrimaryRay, AtTheCornerOfAProbeIsBlack)
-{
-    test::scene s;
-    aim(s.view, PROJECTION_PROBE, { 0, 0, 0 }, { 0, 1, 0 }, 1.0);
-    ASSERT_EQ(zr_init_projection(&s.view), 1);
-    ASSERT_TRUE(s.prepare());
-    ray r = {};
-    const double corner[2] = { 0.5, 0.5 };
-    EXPECT_FALSE(trace_primary(*s.doc, s.view, r, 0, corner, 0, environment_background));
-    EXPECT_EQ(r.radiance[0], 0.0);
-    EXPECT_EQ(r.background[0], 0.0f);
 }

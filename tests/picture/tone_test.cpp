@@ -137,46 +137,6 @@ TEST(Tone, ShowsABackgroundAlikeUnderTheOtherMethod)
     }
 }
 
-TEST(Tone, GivesWhiteBackOverPicturesOfOneDimLuminance)
-{
-    // The whole curve is then a ten-thousandth of a decade wide, and what lies above it is shown darker.
-    for (float luminance = 0.02f; luminance < 9.0f; luminance *= 1.13f)
-    {
-        const measured_view measured(
-            TONE_HISTOGRAM, [=](int, int) { return luminance; }, 32);
-        float rgb[3] = { 1.0f, 1.0f, 1.0f };
-        inverse_tone(&measured.view, 1.0, 1.0, rgb);
-        tone(&measured.view, 1.0, 1.0, rgb, 1);
-        EXPECT_NEAR(rgb[0], 1.0f, 2.0f / 255.0f) << luminance;
-    }
-}
-
-TEST(Tone, RisesWithRadianceAndKeepsTheDominantChannel)
-{
-    for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
-    {
-        for (const auto& scene : scenes)
-        {
-            SCOPED_TRACE(testing::Message() << scene.name << " method " << method);
-            const measured_view measured(method, scene.light);
-            float last = 0.0f;
-            // A scene below a luminance of 10 is held down above its range, which is a step.
-            const bool is_dim = method == TONE_HISTOGRAM && measured.view.histogram->curve_top < 1.0f;
-            for (float radiance = 1e-6f; radiance < 1e4f && !is_dim; radiance *= 1.7f)
-            {
-                const float value = measured.shown(radiance);
-                EXPECT_GE(value, last) << radiance;
-                EXPECT_LE(value, 1.0f) << radiance;
-                last = value;
-            }
-            float rgb[3] = { 40.0f, 10.0f, 20.0f };
-            tone(&measured.view, measured.view.tone_exponent, measured.view.tone_scale, rgb, 0);
-            EXPECT_GE(rgb[0], rgb[2]);
-            EXPECT_GE(rgb[2], rgb[1]);
-        }
-    }
-}
-
 TEST(Tone, HoldsWhatIsNoRadiance)
 {
     const float inputs[][3] = { { NAN, NAN, NAN }, { NAN, 5.0f, 1.0f }, { INFINITY, 1.0f, INFINITY },
@@ -279,42 +239,6 @@ TEST(Tone, MeasuresTheLogAverage)
     }
 }
 
-TEST(Tone, ClearsTheSamplesItMeasuresWhenAsked)
-{
-    measured_view measured(TONE_POWER, even, 40);
-    measure_image(&measured.scene, &measured.view, measured.view.image, 40, 40, 1);
-    EXPECT_EQ(zr_image_buffer_pixel(measured.view.image, 16, 32)[0], 0);
-    EXPECT_EQ(zr_image_buffer_pixel(measured.view.image, 17, 32)[0], 0);
-    EXPECT_NE(zr_image_buffer_pixel(measured.view.image, 18, 32)[0], 0);
-}
-
-TEST(Tone, DrawsALargeEvenWallOverASmallShareOfTheRange)
-{
-    // 9 of 10 samples lie at one luminance. Without the cap nearly the whole display range would be spent
-    // there.
-    const measured_view measured(
-        TONE_HISTOGRAM, [](int x, int y) { return x < 288 ? 100.0f : 20.0f + float(y) * 10.0f; });
-    const histogram& h = *measured.view.histogram;
-    float steepest = 0.0f;
-    for (int i = 0; i + 1 < HISTOGRAM_BINS; ++i)
-    {
-        EXPECT_GT(h.bins[i + 1].plain_curve, h.bins[i].plain_curve) << i;
-        steepest = std::max(steepest, h.bins[i + 1].plain_curve - h.bins[i].plain_curve);
-    }
-    EXPECT_LT(steepest, 0.05f);
-}
-
-TEST(Tone, DimScenesStayDim)
-{
-    const measured_view bright(TONE_HISTOGRAM, [](int x, int y) { return 50.0f + float(x + y); });
-    const measured_view dark(TONE_HISTOGRAM, [](int x, int y) { return 0.05f + 0.001f * float(x + y); });
-    EXPECT_EQ(bright.view.histogram->curve_top, 1.0f);
-    EXPECT_GT(bright.shown(650.0f), 0.9f);
-    EXPECT_LT(dark.view.histogram->curve_top, 0.8f);
-    EXPECT_LT(dark.shown(0.65f), 0.8f);
-    EXPECT_GT(dark.view.histogram->curve_exponent, 1.0f);
-}
-
 TEST(Tone, BrightnessAndSourceGainMoveSurfaces)
 {
     measured_view measured(TONE_HISTOGRAM, wide);
@@ -342,22 +266,6 @@ TEST(Tone, BrightnessAndSourceGainMoveSurfaces)
     measured.view.source_gain = 0.1f;
     zr_get_rgb_from_pixel_components(&measured.view, &c, shown);
     EXPECT_EQ(shown[0], measured.shown(10.0f));
-}
-
-TEST(Tone, AViewWithoutAHistogramStillShowsItsPicture)
-{
-    zr::fill_gamma_tables();
-    render_view view = {};
-    view.tone_method = TONE_HISTOGRAM;
-    view.contrast = 0.4f;
-    float rgb[3] = { 0.5f, 0.25f, 0.125f };
-    EXPECT_EQ(tone(&view, 1.0, 1.0, rgb, 0), 1);
-    EXPECT_NEAR(rgb[0], std::pow(0.5, 1.0 / 2.2), 1e-5);
-    EXPECT_EQ(inverse_tone(&view, 1.0, 1.0, rgb), 0);
-    EXPECT_EQ(rgb[0], 0.0f);
-    EXPECT_EQ(histogram_add_sample(&view, 1.0f), 0);
-    EXPECT_EQ(finish_histogram(&view, 1.0), 0);
-    EXPECT_EQ(zr_modify_histogram(&view), 0);
 }
 
 TEST(GammaTables, TheSimpleGammaIsHeldToOne)

@@ -126,30 +126,6 @@ TEST(DirectLight, FaintLampsCountOnlyInTheExactModel)
     }
 }
 
-TEST(DirectLight, AnOpaqueSheetTakesAllLightOfItsLamps)
-{
-    for (const int32_t model : both_models)
-    {
-        test::scene s(model);
-        add_floor(s, 0.5f);
-        test::mesh sheet;
-        sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
-        ASSERT_TRUE(s.add(sheet));
-        light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
-        s.add(l);
-        ASSERT_TRUE(s.prepare());
-        for (int round = 0; round < 2; ++round) // the second time the blocker is remembered
-        {
-            EXPECT_EQ(lux_at(s, 0, 0), 0.0);
-            EXPECT_EQ(lux_at(s, 1.99, 0), 0.0);
-            EXPECT_NEAR(lux_at(s, 2.01, 0), 200.0 / std::pow(4 + 2.01 * 2.01, 1.5), 1e-3);
-        }
-        // A lamp of no shadow strength passes everything.
-        s.doc->lights->shadow_strength = 0.0;
-        EXPECT_NEAR(lux_at(s, 0, 0), 25.0, 1e-3);
-    }
-}
-
 TEST(DirectLight, ShadowRaysEndTenTolerancesBeforeTheirLamp)
 {
     struct
@@ -275,31 +251,6 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
             const double wanted = 160.0 / 16.0 * (0.6 * std::sin(altitude) / M_PI + shine);
             EXPECT_NEAR(s.radiance({ 1, 0, 1 }, { -1, 0, -1 }), wanted, 1e-4 * wanted);
         }
-    }
-}
-
-TEST(DirectLight, ATranslucentSheetSendsOnTheLightOfItsBack)
-{
-    for (const int32_t model : both_models)
-    {
-        test::scene s(model);
-        test::mesh sheet;
-        sheet.flags = OBJECT_THIN;
-        sheet.look = s.look(
-            [](simple_material& m)
-            {
-                m.opacity = 0.0f;
-                m.translucent_share = 1.0f;
-            });
-        sheet.quad({ -1, -1, 0 }, { 1, -1, 0 }, { 1, 1, 0 }, { -1, 1, 0 });
-        ASSERT_TRUE(s.add(sheet));
-        s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
-        ASSERT_TRUE(s.prepare());
-        surface neutral;
-        zr_resolve_surface(sheet.look->material, nullptr, &neutral);
-        ASSERT_GT(neutral.translucent, 0.0f);
-        const double wanted = 25.0 / M_PI * neutral.translucent;
-        EXPECT_NEAR(s.radiance({ 0, 0, -1 }, { 0, 0, 1 }), wanted, 1e-4 * wanted);
     }
 }
 
@@ -488,23 +439,6 @@ TEST(ShadowTest, TheHostsColourTableIsAskedForUntilItIsThereAndNeverByRays)
     for (int i = 0; i < 100; ++i) { EXPECT_EQ(kept_upwards(s, nullptr, 0, 2.0), -1.0); }
     s.relight();
     EXPECT_EQ(table_requests, 2) << "the answer is kept";
-}
-
-TEST(ShadowTest, AHalfShadowHalvesTheFilter)
-{
-    test::scene s;
-    test::mesh sheet;
-    sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
-    ASSERT_TRUE(s.add(sheet));
-    light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
-    l.shadow_strength = 0.5;
-    s.add(l);
-    ASSERT_TRUE(s.prepare());
-    ray r = s.eye_ray({ 0.1, 0.2, 0 }, { 0, 0, 1 });
-    r.t_max = 2.0;
-    for (float& k : r.simple_color) { k = 1.0f; }
-    EXPECT_TRUE(shadow_test(*s.doc, s.doc->lights, r));
-    EXPECT_FLOAT_EQ(r.simple_color[1], 0.5f);
 }
 
 TEST(ShadowTest, EachPaneFiltersOnce)
@@ -715,27 +649,6 @@ TEST(DirectLight, TheWholeShapeOfALampCountsInTheExactModel)
     }
 }
 
-TEST(DirectLight, TheFastModelMovesItsSamplesRoundThePixelsPlace)
-{
-    test::scene s(LIGHT_MODEL_FAST);
-    s.doc->render_flags = RENDER_SOFT_SHADOWS;
-    add_floor(s, 0.5f);
-    add_lid(s);
-    light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
-    l.radius = 0.1;
-    l.shadow_samples = 64;
-    l.sample_jitter = 1.0f;
-    s.add(l);
-    ASSERT_TRUE(s.prepare());
-    EXPECT_NEAR(mean_lux_at(s, -0.11, 0), 25.0, 0.2);
-    EXPECT_NEAR(mean_lux_at(s, 0, 0), 12.5, 2.5);
-    EXPECT_EQ(mean_lux_at(s, 0.11, 0), 0.0);
-    s.doc->quality = 2; // hard shadows again
-    s.relight();
-    EXPECT_NEAR(mean_lux_at(s, -0.01, 0), 25.0, 0.1);
-    EXPECT_EQ(mean_lux_at(s, 0.01, 0), 0.0);
-}
-
 TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
 {
     // One grey floor, so its mean reflectance is known; the lamp below it lights nothing directly.
@@ -788,37 +701,5 @@ TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
             EXPECT_NEAR(
                 s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), share * fast * c.grey / M_PI, 1e-3 * share * fast);
         }
-    }
-}
-
-TEST(Ambient, FollowsTheNormalAndPalesOnlyInTheFastModel)
-{
-    for (const int32_t model : both_models)
-    {
-        test::scene s(model);
-        test::mesh walls;
-        walls.look = s.look(
-            [](simple_material& m)
-            {
-                m.color[0] = 0.6f;
-                m.color[1] = m.color[2] = 0.2f;
-            });
-        walls.quad({ 0, -5, -5 }, { 0, 5, -5 }, { 0, 5, 5 }, { 0, -5, 5 });
-        walls.quad({ 1, -5, -5 }, { 9, -5, -5 }, { 9, 5, -5 }, { 1, 5, -5 });
-        ASSERT_TRUE(s.add(walls));
-        s.doc->scene_area = 100;
-        light l = test::scene::lamp({ -3, 0, -9 }, 0.0f);
-        l.brightness_unit = BRIGHTNESS_LUMENS;
-        l.lumens = 5000.0f;
-        s.add(l);
-        ASSERT_TRUE(s.prepare());
-        const ray wall = s.seen({ 1, 0, 1 }, { -1, 0, 0 }), floor = s.seen({ 5, 0, 1 }, { 0, 0, -1 });
-        const bool exact = model == LIGHT_MODEL_EXACT;
-        EXPECT_NEAR(wall.radiance[1] / floor.radiance[1], exact ? 1.0 : 0.7, 1e-5);
-        const double red = 0.6 * job.ambient_color[0] / M_PI, share = exact ? 1.0 : 0.7;
-        EXPECT_NEAR(wall.radiance[0], red * share, 1e-5 * red);
-        // Red light is reflected best: 50 lux times rho / (1 - rho), or 1 / (1 - rho) paled.
-        const double ratio = job.ambient_color[0] / double(job.ambient_color[1]);
-        EXPECT_NEAR(ratio, exact ? (0.6 / 0.4) / (0.2 / 0.8) : std::pow((1 / 0.4) / (1 / 0.8), 0.25), 1e-4);
     }
 }

@@ -194,50 +194,6 @@ TEST(PixelSampler, TakesSamplesOfEarlierPasses)
     EXPECT_FLOAT_EQ(seen[1][0], (3 * 0.5f + 4.5f) / 4) << "the line below has left them";
 }
 
-TEST(PixelSampler, TakesEverySampleWhereTheSkyIsHardToFind)
-{
-    // All light comes through a hole in a lid far above, which one ray in thirty finds.
-    picture p;
-    test::mesh floor, lid;
-    floor.look = p.matte(0.5f);
-    floor.quad({ -50, -50, 0 }, { 50, -50, 0 }, { 50, 50, 0 }, { -50, 50, 0 });
-    constexpr double half = 6.0, high = 40.0, wide = 5000.0;
-    const double x = width / 2.0, y = height / 2.0;
-    for (const double side : { -1.0, 1.0 })
-    {
-        lid.quad({ x - wide, y + side * half, high }, { x + wide, y + side * half, high },
-            { x + wide, y + side * wide, high }, { x - wide, y + side * wide, high });
-        lid.quad({ x + side * half, y - half, high }, { x + side * half, y + half, high },
-            { x + side * wide, y + half, high }, { x + side * wide, y - half, high });
-    }
-    ASSERT_TRUE(p.add(floor) && p.add(lid));
-    p.doc->environment.mode = ENVIRONMENT_FLAT;
-    std::fill_n(p.doc->environment.color0, 3, 1.0f);
-    zr_set_background_luminance(p.doc, 1000.0);
-    ASSERT_TRUE(p.prepare());
-    float seen[height][width];
-    EXPECT_EQ(p.sample_all(3, 0.3, seen), all_cells);
-    // Lambert: the square's solid angle times both cosines, which are all but 1.
-    const double wanted = 0.5 * 1000.0 * (2 * half) * (2 * half) / (high * high) / M_PI;
-    double mean = 0.0;
-    for (const auto& row : seen)
-    {
-        for (const float v : row)
-        {
-            EXPECT_GT(v, 0.0f);
-            mean += v / middles;
-        }
-    }
-    EXPECT_NEAR(mean, wanted, 0.15 * wanted);
-    // The open sky is sure at once.
-    picture open;
-    ASSERT_TRUE(open.add(floor));
-    open.doc->environment = p.doc->environment;
-    zr_set_background_luminance(open.doc, 1000.0);
-    ASSERT_TRUE(open.prepare());
-    EXPECT_EQ(open.sample_all(3, 0.3, seen), corners + middles);
-}
-
 TEST(PixelSampler, BrightSamplesAreSoftened)
 {
     picture p;
@@ -254,38 +210,4 @@ TEST(PixelSampler, BrightSamplesAreSoftened)
     half.sample_all(5, 0.1, seen);
     // 0.375 of the pixel: 500 + (0.375 (500 + 99500 ^ 0.95) - 500) ^ (1 / 0.95)
     EXPECT_NEAR(seen[2][2], 35379.0, 30.0);
-}
-
-TEST(Jitter, StaysWithinItsAmplitudeForAnyKey)
-{
-    fill_random_tables();
-    const double amplitude[2] = { 0.25, 0.5 };
-    double sum[2] = { 0, 0 };
-    for (int i = -3000; i < 3000; ++i)
-    {
-        const double key[2] = { i * 0.37, 11.0 - i * 0.2 };
-        double a[2], b[2];
-        table_jitter(key, amplitude, a);
-        table_jitter(key, amplitude, b);
-        EXPECT_EQ(a[0], b[0]);
-        EXPECT_LE(std::fabs(a[0]), 0.125);
-        EXPECT_LE(std::fabs(a[1]), 0.25);
-        sum[0] += a[0];
-        sum[1] += a[1];
-    }
-    EXPECT_NEAR(sum[0] / 6000, 0.0, 0.01);
-    EXPECT_NEAR(sum[1] / 6000, 0.0, 0.02);
-    for (const double k : { -1e300, 1e300, double(NAN), double(INFINITY) })
-    {
-        const double key[2] = { k, k };
-        double a[2];
-        table_jitter(key, amplitude, a);
-        EXPECT_LE(std::fabs(a[0]), 0.125);
-    }
-    // A key just below 0 truncates to cell 0.
-    const double below[2] = { -0.1, -0.1 }, null[2] = { 0, 0 };
-    double a[2], b[2];
-    table_jitter(below, amplitude, a);
-    table_jitter(null, amplitude, b);
-    EXPECT_EQ(a[0], b[0]);
 }

@@ -40,33 +40,6 @@ template <class Check> void for_all_directions(int steps, Check check)
 
 } // namespace
 
-TEST(Mirror, ShowsThingsWhereTheirImageIs)
-{
-    // A mirror in the plane x = 2; a small target on this side has its image as far behind it.
-    for (const int32_t model : { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT })
-    {
-        test::scene s(model);
-        test::mesh m;
-        m.look = s.mirror(1.0f);
-        m.quad({ 2, -9, -9 }, { 2, 9, -9 }, { 2, 9, 9 }, { 2, -9, 9 });
-        ASSERT_TRUE(s.add(m));
-        const vector3 target = { -1, 3, 1.5 }, image = { 5, 3, 1.5 }, eye = { 0.5, -2, 0.25 };
-        add_target(s, target, { 1, 0, 0 }, 0.01);
-        ASSERT_TRUE(s.prepare());
-        for (const double aside : { 0.0, 0.0095, 0.0105, 0.5 })
-        {
-            for (const vector3 by : { vector3{ 0, aside, 0 }, vector3{ 0, -aside, 0 }, vector3{ 0, 0, aside },
-                     vector3{ 0, 0, -aside } })
-            {
-                const double seen = s.radiance(eye, image + by - eye);
-                EXPECT_NEAR(seen, aside < 0.01 ? 1.0 : 0.0, 1e-6);
-            }
-        }
-        s.doc->reflect_limit = 0;
-        EXPECT_EQ(s.radiance(eye, image - eye), 0.0) << "no mirrored ray at all";
-    }
-}
-
 TEST(Glass, BendsLightByTheLawOfRefraction)
 {
     // Through a slab 0.4 m thick a ray leaves in its own direction, moved sideways.
@@ -175,29 +148,6 @@ TEST(Fresnel, AgreesWithTheTextbook)
         pane_reflectance(std::cos(70.0 * M_PI / 180.0), 1.5), 0.29960 / 1.29960 + 0.04249 / 1.04249, 1e-5);
 }
 
-TEST(Fresnel, IsOneLawForTheEyesAndTheLightsRays)
-{
-    for (const double angle : { 0.0, 0.5, 1.0, 1.4 })
-    {
-        test::scene s;
-        test::mesh pane;
-        pane.look = s.glass(1.5f, 0.9f, 0.7f, 0.4f);
-        pane.flags = OBJECT_THIN;
-        pane.quad({ -50, 0, -9 }, { 50, 0, -9 }, { 50, 0, 9 }, { -50, 0, 9 });
-        ASSERT_TRUE(s.add(pane));
-        const vector3 direction = { std::sin(angle), std::cos(angle), 0 };
-        add_target(s, direction * 3.0, direction, 0.1);
-        ASSERT_TRUE(s.prepare());
-        const ray eye = s.seen(direction * -2.0, direction);
-        ray shadow = s.eye_ray(direction * -2.0, direction);
-        shadow.kind = RAY_SHADOW;
-        shadow.t_max = 4.0;
-        for (float& c : shadow.simple_color) { c = 1.0f; }
-        EXPECT_FALSE(shadow_test(*s.doc, nullptr, shadow));
-        for (int i = 0; i < 3; ++i) { EXPECT_NEAR(eye.radiance[i], shadow.simple_color[i], 1e-6); }
-    }
-}
-
 TEST(Reflection, IsSharedByWeightAndColour)
 {
     // A mirror of half its light before a glowing wall of 1 cd/m2.
@@ -235,45 +185,6 @@ TEST(Reflection, IsSharedByWeightAndColour)
         add_target(s, { -4, 0, 0 }, { 1, 0, 0 }, 9.0);
         ASSERT_TRUE(s.prepare());
         EXPECT_NEAR(s.radiance({ 0, 0, 0 }, { 1, 0.1, 0.2 }), c.seen, 1e-5);
-    }
-}
-
-TEST(Reflection, GlossyRaysShareTheWeightOfOne)
-{
-    test::scene s;
-    test::mesh m;
-    m.look = s.mirror(0.5f);
-    m.quad({ 2, -90, -90 }, { 2, 90, -90 }, { 2, 90, 90 }, { 2, -90, 90 });
-    ASSERT_TRUE(s.add(m));
-    add_target(s, { -4, 0, 0 }, { 1, 0, 0 }, 90.0);
-    ASSERT_TRUE(s.prepare());
-    job.gloss_jitter_amplitude[0] = job.gloss_jitter_amplitude[1] = 1.0;
-    struct
-    {
-        const char* what;
-        int samples, cell, quality;
-        uint32_t flags, rays;
-    } const cases[] = {
-        { "four rays", 4, 6, 3, 0, 4 },
-        { "one ray at the pixel's centre", 4, 12, 3, 0, 1 },
-        { "one ray below quality 3", 4, 6, 2, 0, 1 },
-        { "one ray when glossy rays are off", 4, 6, 3, RENDER_SHARP_REFLECTION, 1 },
-    };
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.what);
-        s.doc->gloss_samples = c.samples;
-        s.doc->quality = c.quality;
-        s.doc->render_flags = c.flags;
-        ray_counters counters = {};
-        ray r = s.eye_ray({ 0, 0, 0 }, { 1, 0.1, 0.2 });
-        r.sample_index = c.cell;
-        r.pixel[0] = 31.7;
-        r.pixel[1] = 12.2;
-        r.counters = &counters;
-        trace_ray(*s.doc, r, nullptr);
-        EXPECT_EQ(counters.reflection_rays, c.rays);
-        EXPECT_NEAR(r.radiance[0], 0.5, 1e-9);
     }
 }
 
@@ -344,22 +255,4 @@ TEST(Recursion, EndsAtItsLimitsBetweenMirrorsAndInGlass)
         EXPECT_GT(counters.transmission_rays, 15u);
         EXPECT_LT(counters.transmission_rays + counters.reflection_rays, 200000u);
     }
-}
-
-TEST(Glass, LosesLightWithItsLength)
-{
-    test::scene s;
-    test::mesh slab;
-    slab.look = s.look(
-        [](simple_material& m)
-        {
-            m.opacity = 0.0f;
-            m.ior = 1.0f;
-            m.attenuation = 0.25f;
-        });
-    slab.box({ { -5, 0, -5 }, { 5, 2, 5 } });
-    ASSERT_TRUE(s.add(slab));
-    add_target(s, { 0, 9, 0 }, { 0, 1, 0 }, 1.0);
-    ASSERT_TRUE(s.prepare());
-    EXPECT_NEAR(s.radiance({ 0.1, -1, 0.2 }, { 0, 1, 0 }), 0.75 * 0.75, 1e-5);
 }

@@ -204,36 +204,6 @@ TEST(SearchBuild, TheListsDecideWhatIsFound)
 namespace
 {
 
-/// A host whose builds wait, in their first report, until its messages were served.
-std::atomic<int> served;
-int32_t wait_for_service(int32_t, document*, render_view*, int32_t code, float, int32_t)
-{
-    for (int i = 0; code == 100 && served < 3 && i < 2000; ++i) { platform::sleep_ms(1); }
-    return 1;
-}
-
-} // namespace
-
-TEST(SearchBuild, TheHostsMessagesAreServedOnItsThreadDuringABuild)
-{
-    const host_functions functions({ { "host_progress", reinterpret_cast<void*>(wait_for_service) } });
-    test::scene s;
-    test::mesh m;
-    m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
-    ASSERT_TRUE(s.add(m));
-    served = 0;
-    std::thread::id own = std::this_thread::get_id();
-    zr_install_message_pump([](void* context)
-        { served += *static_cast<std::thread::id*>(context) == std::this_thread::get_id(); },
-        &own);
-    EXPECT_TRUE(zr_build_voxel_grid(s.doc));
-    zr_install_message_pump(nullptr, nullptr);
-    EXPECT_GE(served, 3);
-}
-
-namespace
-{
-
 /// Answers of a host to a build, and what it was told.
 struct build_host
 {

@@ -13,17 +13,6 @@ namespace
 
 using namespace zr;
 
-/// The nearest hit by asking every object.
-bool nearest_of_all(const document& d, ray& r)
-{
-    for (uint32_t i = 1; i < d.object_table_count; ++i)
-    {
-        scene_object* o = d.object_table[i];
-        o->vft->intersect(&r, o, -1e15, ZR_FAR);
-    }
-    return r.hit_object != nullptr;
-}
-
 constexpr int32_t structures[] = { SEARCH_GRID, SEARCH_TREE };
 
 /// What is built while this stands.
@@ -52,51 +41,6 @@ TEST(Search, StructuresAreChosenForTheNextBuild)
     ASSERT_TRUE(zr_build_voxel_grid(s.doc));
     EXPECT_EQ(s.doc->voxel_grid->structure, SEARCH_TREE);
     zr_set_search_structure(before);
-}
-
-TEST(Grid, RaysAlongCellBordersLoseNothing)
-{
-    // A cube of 32 cells a side, each but the outermost split: rays run exactly along and a rounding beside
-    // the borders of cells and of cells of cells.
-    test::scene s;
-    test::mesh m;
-    m.box({ { -16, -16, -16 }, { 16, 16, 16 } });
-    std::mt19937 random(3);
-    std::uniform_real_distribution<double> at(-15, 15);
-    for (int i = 0; i < 20000; ++i)
-    {
-        const vector3 p = { at(random), at(random), at(random) * 0.05 };
-        m.triangle(p, p + vector3{ 0.1, 0, 0 }, p + vector3{ 0, 0.1, 0.1 });
-    }
-    ASSERT_TRUE(s.add(m));
-    const chosen_structure chosen(SEARCH_GRID);
-    ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-    const double low = -16.0 - s.doc->epsilon, cell = (32.0 + 2.0 * s.doc->epsilon) / 128.0;
-    int lost = 0, hits = 0;
-    for (int i = 1; i < 128; ++i)
-    {
-        for (const double beside : { 0.0, 1e-15, -1e-15, 1e-12, -1e-12 })
-        {
-            const double border = (low + i * cell) * (1.0 + beside);
-            for (const double other : { 0.3, border })
-            {
-                const vector3 from[] = { { border, other, 15 }, { border, other, -15 },
-                    { 15, border, 0.01 * other }, { -15, border, 0.01 * other }, { border, 15, 0.02 * other },
-                    { border, -15, 0.02 * other } };
-                const vector3 along[] = { { 0, 0, -1 }, { 0, 0, 1 }, { -1, 0, 0 }, { 1, 0, 0 }, { 0, -1, 0 },
-                    { 0, 1, 0 } };
-                for (int k = 0; k < 6; ++k)
-                {
-                    ray r = s.eye_ray(from[k], along[k]), all = r;
-                    find_nearest_hit(*s.doc, r);
-                    nearest_of_all(*s.doc, all);
-                    ++hits;
-                    lost += r.hit_object != all.hit_object || r.hit_t != all.hit_t;
-                }
-            }
-        }
-    }
-    EXPECT_EQ(lost, 0) << "of " << hits;
 }
 
 TEST(Search, OfHitsAtOneDistanceTheOneCreatedFirstWins)
@@ -209,22 +153,6 @@ TEST(Grid, SmallObjectsSplitACellAndLargeOnesNever)
     EXPECT_EQ(zr_voxel_grid_stats(nullptr, counts), 0);
     EXPECT_EQ(counts[11], 0);
     EXPECT_EQ(zr_build_voxel_grid(nullptr), 0);
-}
-
-TEST(Grid, ASlopingTriangleStandsInTheCellsThatItCrosses)
-{
-    test::scene s;
-    test::mesh m;
-    m.triangle({ 0, 0, 0 }, { 32, 0, 32 }, { 0.01, 32, 0 });
-    ASSERT_TRUE(s.add(m));
-    const chosen_structure chosen(SEARCH_GRID);
-    ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-    int32_t counts[12];
-    zr_voxel_grid_stats(s.doc->voxel_grid, counts);
-    const int cells = (counts[11] - 32 * 32 * 32 * 8) / 8;
-    // Half of the 32 by 32 columns, with a border; the box of the triangle has all 32768 cells.
-    EXPECT_GT(cells, 512);
-    EXPECT_LT(cells, 2048);
 }
 
 TEST(Clipper, LeavesTheCommonPartOfPolygonAndSet)

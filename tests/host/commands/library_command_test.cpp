@@ -147,21 +147,3 @@ TEST_F(LibraryCommand, TakesMaterialsAloneAndLeftoversAway)
     EXPECT_EQ(run("list a.mlib"), 0);
     EXPECT_EQ(printed, "Red\n");
 }
-
-// Whenever it is killed, a library that is first made is whole or not there.
-TEST_F(LibraryCommand, IsWholeOrNotThereAfterAKill)
-{
-    folder.write("m.toml", "[materials.red]\ncolor = \"#ff0000\"\n");
-    for (int wait_us = 0; wait_us < 30000; wait_us += 1500)
-    {
-        std::filesystem::remove(folder.path / "a.mlib");
-        const pid_t child = start_program(
-            folder, { "library", "add", "a.mlib", "Red", "--from", "m.toml", "--material", "red" });
-        usleep(useconds_t(wait_us));
-        kill(child, SIGKILL);
-        end_of_program(child);
-        if (!std::filesystem::exists(folder.path / "a.mlib")) { continue; }
-        EXPECT_EQ(run("list a.mlib"), 0) << printed;
-        EXPECT_EQ(printed, "Red\n");
-    }
-}
