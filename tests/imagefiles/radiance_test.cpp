@@ -171,30 +171,3 @@ TEST(Radiance, WritesItsBytesExactly)
             char(204), char(201), char(204), char(131), char(128) };
     EXPECT_EQ(written(*wide).substr(0, planes.size()), planes);
 }
-
-TEST(Radiance, ComesBackWithinAMantissaAsSurfaces)
-{
-    const temporary_folder folder;
-    owned_buffer b = new_picture(40, 3);
-    const auto value = [](int x, int y) { return float(x + 1) * (y == 1 ? 1e4f : 1e-3f); };
-    for (int i = 0; i < 120; ++i)
-    {
-        put(*b, i % 40, i / 40, value(i % 40, i / 40), 0.5f * value(i % 40, i / 40), 0, i / 40 == 2);
-    }
-    ASSERT_EQ(zr_write_radiance_file(folder.wide("p.hdr").c_str(), b.get()), 1);
-    owned_buffer back = new_picture(1, 1);
-    ASSERT_EQ(zr_read_radiance_file(folder.wide("p.hdr").c_str(), back.get()), 1);
-    ASSERT_EQ(back->width, 40);
-    for (int i = 0; i < 120; ++i)
-    {
-        pixel_components c;
-        zr_unpack_internal_pixel(
-            back.get(), zr_image_buffer_pixel_ex(back.get(), i % 40, i / 40, nullptr), &c, 1);
-        EXPECT_EQ(c.present, uint32_t(PIXEL_HAS_SURFACE));
-        EXPECT_NEAR(c.surface[0], value(i % 40, i / 40), value(i % 40, i / 40) / 64);
-        EXPECT_NEAR(c.surface[1], value(i % 40, i / 40) / 2, value(i % 40, i / 40) / 64);
-    }
-    EXPECT_EQ(zr_read_radiance_file(folder.wide("absent.hdr").c_str(), back.get()), 0);
-    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_NOT_FOUND);
-    EXPECT_EQ(zr_write_radiance_file(folder.wide("no/p.hdr").c_str(), back.get()), 0);
-}

@@ -202,34 +202,4 @@ TEST_F(job_settings_test, SettingsOfLightCountFromTheNextJobOn)
     zr_close_document(d);
 }
 
-TEST_F(job_settings_test, AnEmptySceneShowsItsBackground)
-{
-    const float colors[][3] = { { 0.5f, 0.5f, 0.5f }, { 0.02f, 0.3f, 0.9f }, { 1, 1, 1 },
-        { 0.8f, 0.01f, 0.1f } };
-    for (const int32_t with_grid : { 0, 1 })
-    {
-        document* d = zr_open_document();
-        set_room_settings(d);
-        if (with_grid) { EXPECT_EQ(zr_build_voxel_grid(d), 1); }
-        set_room_view(d, 32, 32);
-        for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
-        {
-            for (const auto& color : colors)
-            {
-                SCOPED_TRACE(testing::Message()
-                             << "operator " << method << ", grid " << with_grid << ", red " << color[0]);
-                d->views[1].tone_method = method;
-                memcpy(d->environment.color0, color, sizeof(color));
-                render_job job = job_of(d);
-                ASSERT_EQ(render_to_end(job), both);
-                const int32_t position[2] = { 13, 17 };
-                uint8_t rgb[3];
-                ASSERT_EQ(read_rt_pixel(&d->views[1], position, rgb, nullptr, 0), 1);
-                for (int i = 0; i < 3; ++i) { EXPECT_NEAR(rgb[i], 255 * std::pow(color[i], 1 / 2.2), 2.5); }
-            }
-        }
-        zr_close_document(d);
-    }
-}
-
 } // namespace

@@ -142,26 +142,3 @@ TEST(MaterialList, FindsByNameAndLibrary)
     zr_free_material_list(&scene);
     EXPECT_EQ(scene.materials, nullptr);
 }
-
-TEST(MaterialList, AnEmptyEntryGetsOneDefaultMaterialWhoeverComesFirst)
-{
-    for (int round = 0; round < 50; ++round)
-    {
-        document scene = {};
-        material_entry* entry = zr_load_material(&scene, u"oak", u"nowhere");
-        std::vector<material*> got(4);
-        std::vector<std::thread> threads;
-        for (material*& place : got)
-        {
-            threads.emplace_back([&place, entry] { place = zr::entry_material(entry); });
-        }
-        for (std::thread& t : threads) { t.join(); }
-        for (const material* m : got) { EXPECT_EQ(m, entry->material); }
-        ASSERT_NE(entry->material, nullptr);
-        EXPECT_EQ(simple(entry->material).color[0], 0.7f);
-        EXPECT_EQ(simple(entry->material).ior, 1.05f);
-        EXPECT_NE(entry->material->surface, nullptr);
-        zr_free_material_list(&scene);
-    }
-    EXPECT_EQ(zr::entry_material(nullptr), nullptr);
-}

@@ -260,22 +260,3 @@ TEST(YMesh, IsHitOnItsEdgesFromBothSidesAndNeverEdgeOn)
     for (int i = 0; i < 3; ++i) { EXPECT_NEAR(r.element_coords[i], weights[i], 1e-6); }
     EXPECT_EQ(vft.intersect(&r, first, 0.0, 7.9), 0) << "an interval that ends before the hit";
 }
-
-TEST(Displayed, TrianglesCarryPositionsAndColours)
-{
-    test::scene s;
-    test::mesh m;
-    m.look = s.look([](simple_material& l) { l.diffuse_share = 0.5f; });
-    m.quad({ 0, 0, 0 }, { 1, 0, 0 }, { 1, 1, 0 }, { 0, 1, 0 });
-    ASSERT_TRUE(s.add(m));
-    std::vector<triangle_visit> seen;
-    zr_display_objects(
-        s.doc,
-        [](const triangle_visit* visit, scene_object*)
-        { static_cast<std::vector<triangle_visit>*>(visit->extra)->push_back(*visit); },
-        &seen);
-    ASSERT_EQ(seen.size(), 2u);
-    EXPECT_EQ(seen[0].vertex_count, 3);
-    EXPECT_EQ(seen[0].normal[2].z, 1.0);
-    EXPECT_FLOAT_EQ(seen[1].color[0], 0.5f);
-}

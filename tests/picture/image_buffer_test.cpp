@@ -134,45 +134,6 @@ TEST(ImageBuffer, KeepsTheWeakChannelsOfABackground)
     EXPECT_EQ(back.background[2], 0.00390625f);
 }
 
-TEST(ImageBuffer, ReadsTheNearestSampleThatAPassHasFinished)
-{
-    const owned_buffer buffer(zr_new_image_buffer(10, 10, PIXEL_RADIANCE));
-    struct
-    {
-        int signature, x, y, from_x, from_y; ///< from_x of -1: the shared black pixel, -2: nothing
-    } const cases[] = {
-        { ROW_EMPTY, 7, 7, -1, 0 },
-        { ROW_PREPROCESS, 7, 7, -1, 0 },
-        { 4, 7, 7, -1, 0 },
-        { ROW_PASS_1, 7, 7, 4, 4 },
-        { ROW_PASS_2, 7, 7, 6, 6 },
-        { ROW_COMPLETE, 7, 7, 7, 7 },
-        { ROW_COMPLETE, 9, 9, 9, 9 },
-        { ROW_COMPLETE, -1, 7, -2, 0 },
-        { ROW_COMPLETE, 10, 7, -2, 0 },
-        { ROW_COMPLETE, 7, 10, -2, 0 },
-    };
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(testing::Message() << "signature " << c.signature << " at " << c.x << ", " << c.y);
-        for (int y = 0; y < 10; ++y) { *zr_image_buffer_signature(buffer, y) = uint8_t(c.signature); }
-        pixel_pointers at = {};
-        const uint8_t* pixel = zr_image_buffer_pixel_ex(buffer, c.x, c.y, &at);
-        if (c.from_x == -2) { EXPECT_EQ(pixel, nullptr); }
-        else if (c.from_x == -1)
-        {
-            ASSERT_NE(pixel, nullptr);
-            EXPECT_EQ(at.pixel, nullptr);
-            for (int i = 0; i < 5; ++i) { EXPECT_EQ(pixel[i], 0); }
-        }
-        else
-        {
-            EXPECT_EQ(pixel, zr_image_buffer_pixel(buffer, c.from_x, c.from_y));
-            EXPECT_EQ(at.pixel, pixel);
-        }
-    }
-}
-
 TEST(ImageBuffer, HasThePlanesThatTheDocumentAsksFor)
 {
     document scene = {};

@@ -254,22 +254,3 @@ TEST(Projection, ProbeMappingsAreInverse)
     zr_equirectangular_vector_to_pixels(&east, 400, 200, &x, &y);
     EXPECT_NEAR(x, 300, 1e-3);
 }
-
-TEST(PrimaryRay, StartsWithoutAHitAndHasAFootprintAlongBothAxes)
-{
-    test::scene s;
-    aim(s.view, PROJECTION_PERSPECTIVE, { 0, 0, 0 }, { 0, 1, 0 }, 1.0);
-    ASSERT_EQ(zr_init_projection(&s.view), 1);
-    ASSERT_TRUE(s.prepare());
-    ray r = {};
-    r.hit_ground = 1;
-    const double middle[2] = { s.view.width / 2.0, s.view.height / 2.0 };
-    trace_primary(*s.doc, s.view, r, 0, middle, 0, environment_background);
-    EXPECT_EQ(r.hit_ground, 0);
-    for (int i = 0; i < 2; ++i)
-    {
-        EXPECT_GT(r.footprint[i], 0.0);
-        EXPECT_NEAR(r.footprint[i] / r.pixel_size[i], r.footprint[0] / r.pixel_size[0], 1e-9);
-        EXPECT_NEAR(r.footprint_slope[i] * r.raw_length, r.footprint[i], 1e-12);
-    }
-}

@@ -113,30 +113,6 @@ TEST(Tone, GivesAPickedBackgroundColourBack)
     }
 }
 
-TEST(Tone, ShowsABackgroundAlikeUnderTheOtherMethod)
-{
-    const float colors[][3] = { { 1, 1, 1 }, { 0.27f, 0.44f, 0.66f }, { 0.5f, 0.02f, 0.1f }, { 0, 0, 0 } };
-    for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
-    {
-        measured_view measured(method, wide);
-        measured.view.background_method = method + 1;
-        for (const auto& color : colors)
-        {
-            SCOPED_TRACE(testing::Message() << "method " << method << " colour " << color[0]);
-            measured.view.tone_method = method;
-            pixel_components c = {};
-            c.present = PIXEL_HAS_BACKGROUND;
-            std::copy_n(color, 3, c.background);
-            inverse_tone(&measured.view, measured.view.background_exponent, measured.view.background_scale,
-                c.background);
-            measured.view.tone_method = method == TONE_POWER ? TONE_HISTOGRAM : TONE_POWER;
-            float shown[3];
-            zr_get_rgb_from_pixel_components(&measured.view, &c, shown);
-            for (int i = 0; i < 3; ++i) { EXPECT_NEAR(shown[i], std::pow(color[i], 1.0 / 2.2), 2.0 / 255.0); }
-        }
-    }
-}
-
 TEST(Tone, HoldsWhatIsNoRadiance)
 {
     const float inputs[][3] = { { NAN, NAN, NAN }, { NAN, 5.0f, 1.0f }, { INFINITY, 1.0f, INFINITY },

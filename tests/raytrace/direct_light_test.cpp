@@ -90,29 +90,6 @@ TEST(DirectLight, CloseLampsAreHeldDownOnlyInTheFastModel)
     EXPECT_EQ(lux_at(s, 2, 2), 0.0) << "a lamp at distance 0 gives nothing";
 }
 
-TEST(DirectLight, AHundredEqualLampsAddUpInTheExactModel)
-{
-    double share[2];
-    for (const int32_t model : both_models)
-    {
-        test::scene s(model);
-        add_floor(s, 0.5f);
-        double sum = 0.0;
-        for (int i = 0; i < 100; ++i)
-        {
-            const double x = (i % 10 - 4.5) * 2.0, y = (i / 10 - 4.5) * 2.0, z = 30.0;
-            s.add(test::scene::lamp({ x, y, z }, 2000.0f));
-            const double d2 = x * x + y * y + z * z;
-            sum += 2000.0 * z / (d2 * std::sqrt(d2));
-        }
-        ASSERT_TRUE(s.prepare());
-        share[model] = lux_at(s, 0, 0) / sum;
-    }
-    EXPECT_NEAR(share[LIGHT_MODEL_EXACT], 1.0, 1e-4);
-    EXPECT_NEAR(share[LIGHT_MODEL_FAST], 0.1, 1e-4);
-    RecordProperty("fast_share", std::to_string(share[LIGHT_MODEL_FAST]));
-}
-
 TEST(DirectLight, FaintLampsCountOnlyInTheExactModel)
 {
     // 0.18 lux on grey 0.5 is 0.029 cd/m2, just below the cut-off; twenty of them in all.

@@ -25,24 +25,6 @@ struct chosen_structure
 
 } // namespace
 
-TEST(Search, StructuresAreChosenForTheNextBuild)
-{
-    const int32_t before = zr_set_search_structure(SEARCH_GRID);
-    EXPECT_EQ(zr_set_search_structure(7), SEARCH_GRID);
-    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_ARGUMENT);
-    test::scene s;
-    test::mesh m;
-    m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
-    ASSERT_TRUE(s.add(m));
-    ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-    EXPECT_EQ(zr_set_search_structure(SEARCH_TREE), SEARCH_GRID);
-    ray r = s.eye_ray({ 0.2, 0.2, 1 }, { 0, 0, -1 });
-    EXPECT_TRUE(find_nearest_hit(*s.doc, r)) << "the grid stays in use";
-    ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-    EXPECT_EQ(s.doc->voxel_grid->structure, SEARCH_TREE);
-    zr_set_search_structure(before);
-}
-
 TEST(Search, OfHitsAtOneDistanceTheOneCreatedFirstWins)
 {
     test::scene s;

@@ -75,17 +75,6 @@ TEST(Concave, CutsWithoutOverlap)
     }
 }
 
-TEST(Concave, LeavesOthersAlone)
-{
-    std::vector<uint32_t> triangles;
-    EXPECT_FALSE(cut_concave({}, triangles));
-    EXPECT_FALSE(cut_concave({ { 0, 0, 0 }, { 1, 0, 0 }, { 1, 1, 0 }, { 0, 1, 0 } }, triangles));
-    EXPECT_FALSE(cut_concave(
-        { { 0, 0, 0 }, { 1, 0, 0 }, { 2, 0, 0 }, { 2, 1, 0 }, { 0, 1, 0 } }, triangles));         // in line
-    EXPECT_FALSE(cut_concave({ { 0, 0, 0 }, { 1, 0, 0 }, { 2, 0, 0 }, { 3, 0, 0 } }, triangles)); // no area
-    EXPECT_TRUE(triangles.empty());
-}
-
 TEST(Concave, EndsOnPolygonsThatCrossThemselves)
 {
     points comb;
