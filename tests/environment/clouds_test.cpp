@@ -70,43 +70,6 @@ TEST(Clouds, AreDrawnInOrderFromTheSeed)
     }
 }
 
-TEST(Clouds, ColumnsListWhatReachesIntoThemOldestFirst)
-{
-    cloud_scene s(3000);
-    ASSERT_TRUE(s.prepare_clouds());
-    const prepared_environment& e = s.made;
-    size_t wrong = 0, listed = 0;
-    for (int x = 0; x < cloud_cells; ++x)
-    {
-        for (int y = 0; y < cloud_cells; ++y)
-        {
-            std::vector<const cloud_ellipsoid*> expected;
-            for (const cloud_ellipsoid* c = e.ellipsoids; c; c = c->next)
-            {
-                const double at[2] = { c->center[0], c->center[1] };
-                const double radius[2] = { 1 / std::sqrt(c->inverse_rx2), 1 / std::sqrt(c->inverse_ry2) };
-                bool in = true;
-                for (int i = 0; i < 2; ++i)
-                {
-                    const double low = e.cloud_box_min[i] + (i ? y : x) * e.cell_size[i],
-                                 high = low + e.cell_size[i];
-                    in = in && at[i] + radius[i] >= low - 0.1 && at[i] - radius[i] <= high + 0.1;
-                }
-                if (in) { expected.insert(expected.begin(), c); }
-            }
-            std::vector<const cloud_ellipsoid*> found;
-            for (const cloud_cell_node* n = e.cells[x * cloud_cells + y]; n; n = n->next)
-            {
-                found.push_back(n->ellipsoid);
-            }
-            listed += found.size();
-            wrong += found != expected;
-        }
-    }
-    EXPECT_GT(listed, 9000u);
-    EXPECT_LT(wrong, 20u) << "but for what the stored radii round";
-}
-
 TEST(Clouds, SurviveAnyValuesAndPrepareTwice)
 {
     cloud_scene s(200, CLOUDS_CUMULUS | CLOUDS_CIRRUS | CLOUDS_CIRRUS_HORIZON);

@@ -139,25 +139,3 @@ TEST_F(SearchPath, ListsAreStoredAndReadByKind)
     EXPECT_EQ(zr_save_search_path(&long_node), 0);
     EXPECT_EQ(zr_last_error()->code, ZR_ERROR_LIMIT);
 }
-
-TEST_F(SearchPath, DirectoriesAreListedThroughTheCallback)
-{
-    for (const char* name : { "d/a.lib", "d/b.lib", "d/c.txt" }) { folder.write(name, ""); }
-    const std::u16string base = folder.wide();
-    const auto merge = [](const char16_t*, const zr_find_data* found, void*)
-    { return found->name[0] == u'a' ? 4 : 8; };
-    const auto stop = [](const char16_t*, const zr_find_data*, void* calls)
-    { return ++*static_cast<int*>(calls), -1; };
-    int calls = 0;
-    EXPECT_EQ(zr_file_search_directory(1, base.c_str(), u"/d/", u"*.lib", merge, nullptr), 1 | 4 | 8);
-    EXPECT_EQ(zr_file_search_directory(0, base.c_str(), u"/d/", u"*.lib", merge, nullptr), 1 | 4);
-    EXPECT_EQ(zr_file_search_directory(1, base.c_str(), u"/d/", u"*.lib", nullptr, nullptr), 1);
-    EXPECT_EQ(zr_file_search_directory(1, base.c_str(), u"/d/", u"*.lib", stop, &calls), -1);
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(zr_file_search_directory(1, base.c_str(), u"/d/", u"*.x", stop, &calls), 0);
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(zr_is_valid_directory(base.c_str()), 1);
-    EXPECT_EQ(zr_is_valid_directory((base + u"\\").c_str()), 1);
-    EXPECT_EQ(zr_is_valid_directory((base + u"/d/a.lib").c_str()), 0);
-    EXPECT_EQ(zr_is_valid_directory(u""), 0);
-}

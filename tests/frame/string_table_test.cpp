@@ -63,21 +63,6 @@ TEST_F(StringTable, EntriesAreReadInEveryForm)
     for (const auto& c : cases) { EXPECT_EQ(text(c.number), c.text) << c.number; }
 }
 
-TEST_F(StringTable, DamagedFilesAreReadAsFarAsTheyGo)
-{
-    EXPECT_EQ(zr_create_string_table(folder.wide("none").c_str(), 10, 0), nullptr);
-    EXPECT_EQ(zr_create_string_table(nullptr, 10, 0), nullptr);
-    ASSERT_NE(read(u"[00001]" + std::u16string(5000, u'x') + u"\n[00002]ok\n", 3), nullptr);
-    EXPECT_EQ(text(1), std::u16string(1023 - 7, u'x')) << "lines are cut at the reader's buffer";
-    EXPECT_EQ(text(2), u"ok");
-    folder.write("odd", std::string("[\0", 2) + "0");
-    string_table odd = zr_create_string_table(folder.wide("odd").c_str(), 3, 0);
-    ASSERT_NE(odd, nullptr);
-    zr_free_string_table(odd, 3);
-    zr_free_string_table(nullptr, 3);
-    EXPECT_EQ(std::u16string(zr_get_message(nullptr, 5081)), u"???") << "without any table";
-}
-
 TEST_F(StringTable, KeysBecomeMessages)
 {
     read(u"[02000]\"Haupt\"\n");

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <thread>
 #include <vector>
 
 #include "tests/support/temporary_folder.hpp"
@@ -72,60 +71,6 @@ TEST_F(BitmapStore, KeepsOneBitmapForAFile)
         EXPECT_EQ(read(path, shared), nullptr);
     }
     EXPECT_EQ(zr_last_error()->code, ZR_ERROR_LIMIT) << "no room for the extension";
-}
-
-TEST_F(BitmapStore, ThreadsThatReadTheSameFilesShareTheirBitmaps)
-{
-    constexpr int files = 8, threads = 4;
-    std::vector<std::u16string> paths;
-    for (int i = 0; i < files; ++i)
-    {
-        const std::string name = std::string(1, char('a' + i)).append(".bmp");
-        folder.write(name, small_bmp(char(i)));
-        paths.push_back(folder.wide(name));
-    }
-    bitmap* got[threads][files] = {};
-    std::vector<std::thread> readers;
-    for (auto& row : got)
-    {
-        readers.emplace_back(
-            [&row, &paths]
-            {
-                for (int i = 0; i < files; ++i) { row[i] = read(paths[size_t(i)], zr_shared_bitmaps()); }
-            });
-    }
-    for (std::thread& t : readers) { t.join(); }
-    int listed = 0;
-    for (const bitmap* b = *zr_shared_bitmaps(); b; b = b->next) { ++listed; }
-    EXPECT_EQ(listed, files);
-    for (int i = 0; i < files; ++i)
-    {
-        ASSERT_NE(got[0][i], nullptr);
-        for (const auto& row : got) { EXPECT_EQ(row[i], got[0][i]); }
-    }
-}
-
-TEST_F(BitmapStore, ReplacesATemporaryBitmapAtItsAddress)
-{
-    folder.write("a.bmp", small_bmp(90));
-    folder.write("b.bmp", small_bmp(10));
-    zr_use_temp_bitmap_list(1);
-    bitmap* a = read(folder.wide("a.bmp"), zr_shared_bitmaps());
-    bitmap* b = read(folder.wide("b.bmp"), zr_shared_bitmaps());
-    EXPECT_EQ(*zr_shared_bitmaps(), nullptr);
-    EXPECT_EQ(zr_get_temp_bitmap_count(), 2);
-    folder.write("a.bmp", small_bmp(91));
-    EXPECT_EQ(read(folder.wide("a.bmp"), nullptr)->pixels[2], 90);
-    zr_replace_temp_bitmap(1);
-    EXPECT_EQ(read(folder.wide("a.bmp"), nullptr), a);
-    EXPECT_EQ(a->pixels[2], 91);
-    EXPECT_EQ(b->next, a) << "the old place in the list";
-    EXPECT_EQ(zr_get_temp_bitmap_count(), 2);
-    zr_set_bitmap_ui_not_cached(1);
-    bitmap* own = read(folder.wide("a.bmp"), nullptr);
-    EXPECT_NE(own, a);
-    EXPECT_TRUE(own->flags & BITMAP_OF_USER);
-    zr_free_bitmap(own);
 }
 
 TEST_F(BitmapStore, TakesPicturesOfTheHost)

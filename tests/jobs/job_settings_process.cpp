@@ -4,7 +4,6 @@
 #include "tests/support/room_scene.hpp"
 #include "tests/support/started_library.hpp"
 
-#include <cmath>
 #include <limits>
 
 #include "zirconlite/imagefiles/bitmap_format.h"

@@ -235,46 +235,6 @@ document* open_slow_room()
     return d;
 }
 
-TEST_F(render_job_test, APauseStopsWithinTwoSecondsInAnyPass)
-{
-    document* d = open_slow_room();
-    render_job job = job_of(d);
-    static std::atomic<bool> reached;
-    static int32_t pass;
-    const struct
-    {
-        const char* what;
-        int32_t pass;
-        uint32_t state;
-    } cases[] = {
-        { "preprocess", 0, 0 },
-        { "pass 1", 1, 1 },
-        { "pass 3", 3, 1 },
-    };
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.what);
-        reached = false;
-        pass = c.pass;
-        host().calls[CALL_STATUS_MESSAGE] = 0;
-        host().on_status_message = [](const char16_t*) { reached = reached || pass == 0; };
-        on_report = [](const progress_call& call)
-        { reached = reached || (call.code == PROGRESS_STRIP && call.document->render_pass == pass); };
-        ASSERT_EQ(zr_raytrace(&job), 1);
-        while (!reached) { std::this_thread::yield(); }
-        const auto before = std::chrono::steady_clock::now();
-        EXPECT_EQ(zr_pause_raytracing(d, nullptr), 1);
-        EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
-        EXPECT_EQ(zr_wait_for_render(d, 0), 1);
-        EXPECT_EQ(d->render_state, c.state);
-        EXPECT_EQ(d->stop_render, 0);
-        EXPECT_EQ(texts().back(), text(MESSAGE_RENDER_STOPPED));
-    }
-    EXPECT_EQ(zr_pause_raytracing(d, nullptr), 1) << "with nothing to pause";
-    EXPECT_EQ(zr_pause_raytracing(nullptr, nullptr), 0);
-    zr_close_document(d);
-}
-
 /// A worker that saw the wish has gone; a job that did not must not wait for it.
 TEST_F(render_job_test, AWishToStopThatIsTakenBackNeverHangs)
 {

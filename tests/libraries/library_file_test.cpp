@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <map>
-#include <random>
 #include <vector>
 
 #include "tests/support/temporary_folder.hpp"

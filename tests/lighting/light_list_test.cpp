@@ -74,34 +74,6 @@ TEST(LightList, TheWalkPassesOverGroups)
     EXPECT_EQ(scene.light_count, 0);
 }
 
-TEST(LightList, KeptLightsStayInOrder)
-{
-    document scene = {};
-    for (uint32_t id = 1; id <= 6; ++id)
-    {
-        light* l = made(id, float(100 - id));
-        if (id % 3 == 1) { l->flags |= LIGHT_KEPT; }
-        zr_insert_light_source_ex(&scene.lights, l, &scene);
-    }
-    zr_lights_free(&scene, 0);
-    EXPECT_EQ(walk(scene.lights), "1 4 ");
-    EXPECT_EQ(scene.light_count, 2);
-    zr_lights_free(&scene, 1);
-}
-
-TEST(LightList, ATemplatesPlaceInATreeIsNotCopied)
-{
-    light* other = made(1, 5);
-    light l = {};
-    l.next = l.first_child = other;
-    light* copy = zr_create_light(&l, nullptr);
-    EXPECT_EQ(copy->next, nullptr);
-    EXPECT_EQ(copy->first_child, nullptr);
-    zr_lights_free_ex(copy, 1);
-    zr_light_free(other);
-    EXPECT_EQ(zr_create_light(nullptr, nullptr), nullptr);
-}
-
 TEST(LightList, LightsOfOneTemplateShareItsTables)
 {
     // Whoever goes last frees the tables, in every order; a sanitizer sees the rest.
@@ -149,17 +121,4 @@ TEST(LightList, ShapesThatAPointStandsInForAreReported)
             << c.type;
         zr_light_free(l);
     }
-}
-
-TEST(LightList, WindowsNeedASkyThatShinesThroughThem)
-{
-    document scene = {};
-    light* window = made(1, 5, LIGHT_DAYLIGHT);
-    scene.sun_sky_flags = SUN_SKY_SUN;
-    EXPECT_EQ(zr_insert_light_source_ex(&scene.lights, window, &scene), -1);
-    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_STATE);
-    EXPECT_EQ(scene.lights, nullptr);
-    scene.sun_sky_flags = SUN_SKY_WINDOWS;
-    EXPECT_EQ(zr_insert_light_source_ex(&scene.lights, window, &scene), 1);
-    zr_lights_free(&scene, 1);
 }

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
-#include <string>
-#include <vector>
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/job_state.hpp"
@@ -342,20 +339,6 @@ TEST(Light, AbsurdValuesAreHeldToTheirRanges)
         made->sample(made.made, &point, &sample, 1);
         for (const double c : sample.color) { EXPECT_TRUE(std::isfinite(c) && c >= 0.0) << c; }
     }
-}
-
-TEST(Light, ASpotIsAimedByItsTargetWhereItHasNoNormal)
-{
-    light l = spot(100.0f, 0.3, 0.5);
-    l.position = { 1, 1, 3 };
-    l.aim_point = { 1, 4, 7 };
-    l.normal = {};
-    const owned_light aimed(l);
-    EXPECT_NEAR(aimed->normal.y, 0.6, 1e-12);
-    EXPECT_NEAR(aimed->normal.z, 0.8, 1e-12);
-    EXPECT_NEAR(zr::dot(aimed->axis_u, aimed->normal), 0.0, 1e-12);
-    l.normal = { 0, 0, -2 };
-    EXPECT_EQ(owned_light(l)->normal.z, -1.0);
 }
 
 TEST(Light, FramesComeBackFromAxisAndTurn)

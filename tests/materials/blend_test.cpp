@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <set>
-#include <vector>
 
 #include "tests/support/materials.hpp"
 #include "zirconlite/frame/module_state.hpp"

@@ -87,41 +87,6 @@ TEST(Mapping, ProjectsByItsKind)
     expect_near(m.uvw, { 2 * 2.0, 3 * 3.0, 5 * 1.0 });
 }
 
-TEST(Mapping, AnglesTakeThePatternOfTheMaterialOut)
-{
-    material* tile = new_complex_material();
-    zr_set_blend_kind(tile, BLEND_KIND_TILE);
-    blended(tile).scale = { 3, 4, 5 };
-    material* rough = new_simple_material();
-    const double axis[3] = { 0, 0, 1 }, origin[3] = {}, scale[3] = { 6, 7, 8 };
-    EXPECT_EQ(zr_add_bump(rough, 9, axis, origin, 0.0, scale, 1.0), 1);
-    EXPECT_EQ(zr_add_bump(tile, 1, axis, origin, 0.0, scale, 1.0), 0);
-    material* painted = dupe_material(rough);
-    simple(painted).images = zr_new_mat_image();
-    material* even = new_complex_material();
-    zr_set_blend_kind(even, BLEND_KIND_CLEAR_FINISH);
-    blended(even).children[0] = new_simple_material();
-    blended(even).children[1] = dupe_material(painted);
-    material* hosts_own = dupe_material(tile);
-    blended(hosts_own).blend = [](const complex_material*, ray*, const vector3*, child_context*)
-    { return 0.5; };
-    blended(hosts_own).has_own_pattern = 0; // the field that hosts leave alone
-    struct
-    {
-        const material* m;
-        double u, v;
-    } const cases[] = { { tile, 3, 4 }, { hosts_own, 3, 4 }, { rough, 6, 7 }, { painted, 4, 4 },
-        { even, 4, 4 }, { blended(even).children[0], 0, 0 }, { nullptr, 0, 0 } };
-    for (const auto& c : cases)
-    {
-        double found[2];
-        pattern_scale_of(c.m, found);
-        EXPECT_EQ(found[0], c.u);
-        EXPECT_EQ(found[1], c.v);
-    }
-    for (material* m : { tile, hosts_own, rough, painted, even }) { free_material(m); }
-}
-
 TEST(Mapping, VertexCoordinatesPlaceScaleAndTurnAPicture)
 {
     const physical_colors physical;

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <thread>
-#include <vector>
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/job_state.hpp"

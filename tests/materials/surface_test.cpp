@@ -128,39 +128,6 @@ TEST(Surface, TreesDeeperThanSixEndInTheVoidSurface)
     EXPECT_EQ(s.transparent_color[2], 0.0f);
 }
 
-TEST(Surface, OffsetsOfABlendReachItsChildren)
-{
-    const physical_colors physical;
-    share = 1.0;
-    material* m = blend_of(plain(0.5f), plain(0.5f));
-    blended(m).prepare = [](const complex_material*, ray*, const vector3*, child_context* children)
-    {
-        children[0].flags = CHILD_COLOR_OFFSET | CHILD_COORDINATE_OFFSET;
-        children[0].color_offset[0] = 0.75f;
-        children[0].color_offset[1] = -0.75f;
-        children[0].coordinate_offset = { 10, 0, 0 };
-    };
-    static vector3 seen;
-    material* inner = blended(m).children[0];
-    add_bump(
-        inner, [](const vector3* p, vector3*, double) { seen = *p; }, 1.0);
-    ray r = hit_from_above();
-    r.map_point = { 1, 2, 3 };
-    surface s;
-    zr_resolve_surface(m, &r, &s);
-    EXPECT_EQ(s.color[0], 1.0f);
-    EXPECT_EQ(s.color[1], 0.0f);
-    EXPECT_EQ(s.color[2], 0.5f);
-    EXPECT_EQ(seen.y, 2.0) << "a simple child stands at the blend's own point";
-
-    // Below a further blend the coordinates move.
-    blended(m).children[0] = blend_of(inner, plain(0));
-    blended(m).children[0]->parent = m;
-    zr_resolve_surface(m, &r, &s);
-    EXPECT_EQ(seen.x, 11.0);
-    free_material(m);
-}
-
 TEST(Surface, NormalsFaceTheRay)
 {
     const physical_colors physical;

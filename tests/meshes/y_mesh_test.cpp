@@ -102,44 +102,6 @@ TEST(YMesh, ReversedMeshesTurnNormalsAndKeepTexturesAtTheirCorners)
     }
 }
 
-namespace
-{
-
-uint32_t taken_flags;
-bool take_for_radiosity(document*, mesh_build& build)
-{
-    taken_flags |= build.descriptor->flags | 1;
-    return true;
-}
-
-} // namespace
-
-TEST(YMesh, AMeshOfARadiosityDocumentGoesToItsOwnBuilder)
-{
-    struct
-    {
-        int32_t mode;
-        uint32_t flags;
-        bool has_builder, taken;
-    } const cases[] = { { MODE_RAYTRACE, 0, true, false }, { MODE_RADIOSITY, 0, true, true },
-        { MODE_RADIOSITY, 0, false, false }, { MODE_RADIOSITY, OBJECT_NOT_RADIOSITY, true, false },
-        { MODE_SIMPLE, 0, true, false } };
-    for (const auto& c : cases)
-    {
-        test::scene s;
-        s.doc->mode = c.mode;
-        test::mesh m;
-        m.flags = c.flags;
-        m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
-        taken_flags = 0;
-        zr::radiosity_mesh_builder = c.has_builder ? take_for_radiosity : nullptr;
-        EXPECT_TRUE(s.add(m));
-        zr::radiosity_mesh_builder = nullptr;
-        EXPECT_EQ(taken_flags != 0, c.taken) << c.mode;
-        EXPECT_EQ(s.doc->scene_objects.first == nullptr, c.taken) << c.mode;
-    }
-}
-
 TEST(YMesh, APolygonIsAFanAndItsLastFaceStandsInTheTable)
 {
     test::scene s;

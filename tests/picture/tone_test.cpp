@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <iterator>
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/picture/gamma_tables.hpp"

@@ -23,8 +23,6 @@ struct shared
     }
 };
 
-void wait_for_go(void* argument) { wait_event(static_cast<shared*>(argument)->go, -1); }
-
 void add_thousand(void* argument)
 {
     auto* s = static_cast<shared*>(argument);
@@ -37,22 +35,6 @@ void add_thousand(void* argument)
 }
 
 } // namespace
-
-TEST(Threads, SeveralOwnersMayWaitForOneThread)
-{
-    shared s;
-    zr_handle thread = start_thread(wait_for_go, &s, 1);
-    ASSERT_NE(thread, nullptr);
-    zr_handle second = share_thread(thread);
-    EXPECT_FALSE(is_current_thread(thread));
-    EXPECT_FALSE(wait_for_thread(thread, 20));
-    set_thread_priority(thread, priority::lowest);
-    signal_event(s.go);
-    EXPECT_TRUE(wait_for_thread(thread, 5000));
-    close_thread(thread);
-    EXPECT_TRUE(wait_for_thread(second, 0)) << "one owner's closing leaves the other's handle valid";
-    close_thread(second);
-}
 
 TEST(Threads, LocksExcludeAndMayBeTakenAgain)
 {

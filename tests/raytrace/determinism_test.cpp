@@ -3,7 +3,6 @@
 /// search structure finds the hits, with vectors or without. Only the number of shadow rays may differ
 /// between structures: a worker remembers the object that blocked a lamp last, and of several in a row each
 /// structure meets another.
-#include <algorithm>
 
 #include "tests/support/room_scene.hpp"
 #include "tests/support/search_paths.hpp"

@@ -4,7 +4,6 @@
 #include <complex>
 #include <functional>
 #include <numeric>
-#include <vector>
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/environment/sky_light.hpp"
@@ -157,23 +156,6 @@ TEST(SkyLight, IsTakenBySolidAngleBelowATable)
         EXPECT_GT(lux, before) << "a contact shadow fades outwards";
         before = lux;
     }
-}
-
-TEST(SkyLight, OfABrightSpotHasNoFireflies)
-{
-    // The spot is seen past the table's edge: every ray finds it or is stopped, none counts more than the
-    // whole.
-    open_ground s;
-    s.add_table(1.0, 1.0);
-    set_cap(*s.doc, 50000.0);
-    ASSERT_TRUE(s.prepare());
-    ASSERT_TRUE(sky_light_has_bright_spots());
-    const double whole = cap_lux(50000.0);
-    for (int i = 0; i < 400; ++i) { EXPECT_LE(s.lux(0.8 + 0.001 * i, 0.0, i, i / 7), 1.1 * whole); }
-    EXPECT_LT(s.mean_lux(0.0, 0.0), 0.001 * whole);
-    const double half = s.mean_lux(1.0, 0.0);
-    EXPECT_NEAR(half, 0.5 * whole, 0.03 * whole) << "below the edge half of the cap is hidden";
-    EXPECT_GT(s.mean_lux(1.04, 0.0), half + 0.03 * whole);
 }
 
 TEST(SkyLight, DrawsWhatItLooksUp)

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <thread>
 
 #include "tests/support/ball_object.hpp"
 #include "tests/support/find_table.hpp"

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/search/ray_search.hpp"

@@ -105,18 +105,6 @@ TEST_F(View, MovesLeadWhereTheySay)
     }
 }
 
-TEST_F(View, VerticalCamerasMoveByTheirRules)
-{
-    view.back = { 0, 0, 1 };
-    view.up = { 0, 1, 0 };
-    zr_view_move(2, &view);
-    expect_near(view.position, { 0, 0, 1 });
-    view.right = { 0, 0, -1 };
-    view.level_moves = 1;
-    zr_view_pan_horizontal(2, &view);
-    expect_near(view.position, { 0, 0, 3 });
-}
-
 TEST_F(View, ADollyStopsShortOfTheTarget)
 {
     const vector3 start = view.position;

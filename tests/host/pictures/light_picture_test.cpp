@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
-#include <cmath>
 #include <limits>
 
 using namespace host;
