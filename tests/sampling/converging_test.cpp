@@ -3,6 +3,7 @@
 /// the strips, and an error that is what was asked.
 #include <cmath>
 
+#include "tests/support/picture_light.hpp"
 #include "tests/support/room_scene.hpp"
 #include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/platform/threads.hpp"
@@ -10,6 +11,8 @@
 
 namespace
 {
+
+using test::average, test::light_of;
 
 constexpr int32_t width = 64, height = 48;
 
@@ -28,22 +31,6 @@ document* open_converging_room(const sampling_limits& limits)
     return d;
 }
 
-/// Colours of all pixels, of the sums where there are some; row by row.
-std::vector<float> means_of(const render_view& v)
-{
-    std::vector<float> all;
-    for (int32_t y = 0; y < v.height; ++y)
-    {
-        for (int32_t x = 0; x < v.width; ++x)
-        {
-            float rgb[3] = { 0, 0, 0 };
-            zr_image_buffer_mean(v.image, x, y, rgb);
-            all.insert(all.end(), rgb, rgb + 3);
-        }
-    }
-    return all;
-}
-
 std::vector<float> render_means(const sampling_limits& limits, const double* region = nullptr)
 {
     document* d = open_converging_room(limits);
@@ -54,16 +41,9 @@ std::vector<float> render_means(const sampling_limits& limits, const double* reg
         std::copy_n(region, 4, job.region);
     }
     EXPECT_TRUE(render_to_end(job) & RENDER_STATE_FINISHED);
-    const std::vector<float> means = means_of(d->views[1]);
+    const std::vector<float> means = light_of(d->views[1]);
     zr_close_document(d);
     return means;
-}
-
-double average(const std::vector<float>& values)
-{
-    double sum = 0.0;
-    for (const float v : values) { sum += v; }
-    return sum / double(values.size());
 }
 
 } // namespace
@@ -135,19 +115,8 @@ TEST(Converging, ShowsTheLightThatTheStripsShow)
     render_job job = job_of(d);
     render_to_end(job);
     EXPECT_EQ(d->views[1].image->sums, nullptr);
-    double sum = 0.0;
-    for (int32_t y = 0; y < height; ++y)
-    {
-        for (int32_t x = 0; x < width; ++x)
-        {
-            pixel_components c;
-            zr_unpack_internal_pixel(
-                d->views[1].image, zr_image_buffer_pixel(d->views[1].image, x, y), &c, 0);
-            for (const float channel : c.surface) { sum += channel; }
-        }
-    }
     // The block's highlight is a normalised lobe in one and the record's own strength in the other.
-    EXPECT_NEAR(converged / (sum / (3.0 * width * height)), 1.0, 0.02);
+    EXPECT_NEAR(converged / average(light_of(d->views[1])), 1.0, 0.02);
     zr_close_document(d);
 }
 
@@ -176,7 +145,7 @@ TEST(Converging, ScenesWithoutLightAndSingleSamplesEnd)
     zr_lights_free(d, 1);
     render_job job = job_of(d);
     EXPECT_TRUE(render_to_end(job) & RENDER_STATE_FINISHED);
-    EXPECT_EQ(average(means_of(d->views[1])), 0.0);
+    EXPECT_EQ(average(light_of(d->views[1])), 0.0);
     EXPECT_EQ(d->views[1].image->sums[0].count, 1u);
     zr_close_document(d);
     EXPECT_GT(average(render_means({ 0.01, 16, 1 << 20, 0, 0.2 })), 0.0) << "the limit of seconds ends it";

@@ -1,0 +1,128 @@
+/// @file
+/// Stopping does not favour bright or dark pictures, and odd light sources end like others.
+#include <cmath>
+
+#include "tests/support/picture_light.hpp"
+#include "tests/support/room_scene.hpp"
+#include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/sampling/converging.h"
+
+namespace
+{
+
+constexpr int32_t width = 24, height = 16;
+
+document* prepare(document* d)
+{
+    d->render_flags = RENDER_SOFT_SHADOWS;
+    zr_set_light_model(d, LIGHT_MODEL_EXACT);
+    zr_set_pixel_sampler(d, SAMPLER_CONVERGING);
+    EXPECT_EQ(zr_build_voxel_grid(d), 1);
+    EXPECT_EQ(set_room_view(d, width, height), 1);
+    return d;
+}
+
+document* open_empty_room()
+{
+    zr::fill_gamma_tables();
+    document* d = zr_open_document();
+    set_room_settings(d);
+    return d;
+}
+
+/// A wide soft light source behind the edge of a board.
+document* open_penumbra()
+{
+    document* d = open_empty_room();
+    material_entry* const grey = add_look(d, u"grey", {});
+    EXPECT_EQ(add_box(d, grey, { -2, -2, 0 }, { 2, 2, 3 }), 1);
+    EXPECT_EQ(add_box(d, grey, { -0.6, 0.2, 1.6 }, { 0.9, 1.4, 1.7 }), 1);
+    light soft = lamp_at({ 0.2, 0.3, 2.5 }, 200);
+    soft.radius = 0.4;
+    EXPECT_EQ(add_lamp(d, soft), 1);
+    return prepare(d);
+}
+
+/// A room of slabs, lit by an even sky through an opening of 2 x 1.5 metres.
+document* open_daylit_room()
+{
+    document* d = open_empty_room();
+    material_entry* const grey = add_look(d, u"grey", {});
+    const bounding_box slabs[] = { { { -2.2, -2.2, -0.2 }, { 2.2, 2.2, 0 } },
+        { { -2.2, -2.2, 3 }, { 2.2, 2.2, 3.2 } }, { { -2.2, -2.2, 0 }, { -2, 2.2, 3 } },
+        { { -2, -2.2, 0 }, { 2.2, -2, 3 } }, { { -2, 2, 0 }, { 2.2, 2.2, 3 } },
+        { { 2, -2, 0 }, { 2.2, -1, 3 } }, { { 2, 1, 0 }, { 2.2, 2, 3 } }, { { 2, -1, 0 }, { 2.2, 1, 1 } },
+        { { 2, -1, 2.5 }, { 2.2, 1, 3 } } };
+    for (const bounding_box& slab : slabs) { EXPECT_EQ(add_box(d, grey, slab.min, slab.max), 1); }
+    std::fill_n(d->environment.color0, 3, 1.0f);
+    zr_set_background_luminance(d, 1000.0);
+    return prepare(d);
+}
+
+struct stopped_picture
+{
+    double light, samples;
+};
+
+stopped_picture render(document* d, const sampling_limits& limits)
+{
+    EXPECT_EQ(zr_set_sampling_limits(d, &limits), 1) << zr_last_error()->text;
+    render_job job = job_of(d);
+    EXPECT_TRUE(render_to_end(job) & RENDER_STATE_FINISHED);
+    sampling_progress reached;
+    zr_get_sampling_progress(&reached);
+    return { test::average(test::light_of(d->views[1])), reached.mean_samples };
+}
+
+} // namespace
+
+TEST(Stopping, FavoursNeitherBrightNorDarkPictures)
+{
+    const struct
+    {
+        const char* what;
+        document* (*open)();
+        double noise, tolerance;
+    } cases[] = { { "penumbra", open_penumbra, 12.0, 0.002 },
+        { "daylit room", open_daylit_room, 30.0, 0.01 } };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        document* d = c.open();
+        double whole = 0.0, stopped = 0.0, samples = 0.0;
+        for (uint32_t seed = 0; seed < 8; ++seed)
+        {
+            whole += render(d, { 0.01, 256, 256, seed, 0.0 }).light;
+            const stopped_picture p = render(d, { c.noise, 16, 256, seed, 0.0 });
+            stopped += p.light;
+            samples += p.samples / 8;
+        }
+        EXPECT_NEAR(stopped / whole, 1.0, c.tolerance);
+        EXPECT_GT(samples, 20.0) << "there is something to decide";
+        EXPECT_LT(samples, 224.0);
+        zr_close_document(d);
+    }
+}
+
+TEST(Stopping, LightSourcesAtOnePlaceShineLikeOneOfTheirSum)
+{
+    constexpr int count = 10000;
+    const auto lit = [](int lamps, const vector3& place)
+    {
+        document* d = open_empty_room();
+        EXPECT_EQ(add_box(d, add_look(d, u"grey", {}), { -2, -2, 0 }, { 2, 2, 3 }), 1);
+        EXPECT_EQ(add_box(d, add_look(d, u"wall", {}), { -0.5, 0.5, 0.5 }, { 0.5, 1.5, 1.5 }), 1);
+        for (int i = 0; i < lamps; ++i)
+        {
+            EXPECT_EQ(add_lamp(d, lamp_at(place, 100.0f * count / float(lamps))), 1);
+        }
+        const double light = render(prepare(d), { 2.0, 16, 32, 0, 0.0 }).light;
+        zr_close_document(d);
+        return light;
+    };
+    const vector3 open = { 0.3, -0.5, 2.4 }, walled_in = { 0, 1, 1 };
+    const double one = lit(1, open);
+    EXPECT_GT(one, 0.0);
+    EXPECT_NEAR(lit(count, open) / one, 1.0, 1e-3);
+    EXPECT_EQ(lit(1, walled_in), 0.0) << "inside a wall";
+}
