@@ -17,7 +17,7 @@
 namespace
 {
 
-/// A library of simple materials that stand side by side, removed at the end.
+/// A library of simple materials side by side, removed at the end.
 struct bench_library
 {
     explicit bench_library(int64_t count, bool shuffled = false)

@@ -30,7 +30,7 @@ struct triangle_scene
     std::string name;
     std::vector<vector3> vertices;
     std::vector<int32_t> indices; ///< three for each triangle
-    vector3 eye, target, lamp;
+    vector3 eye, target, light;
     size_t triangles() const { return indices.size() / 3; }
 };
 
@@ -77,7 +77,7 @@ inline triangle_scene blob_scene(size_t count)
     add_blob(s, { 0, 0, 0 }, 1.0, count);
     s.eye = { 0.4, -2.6, 0.7 };
     s.target = { 0, 0, 0 };
-    s.lamp = { 3, -2, 4 };
+    s.light = { 3, -2, 4 };
     return s;
 }
 
@@ -113,7 +113,7 @@ inline triangle_scene atrium_scene()
     }
     s.eye = { -5.5, -6.5, 1.7 };
     s.target = { 3, 5, 4 };
-    s.lamp = { 0, 0, 11 };
+    s.light = { 0, 0, 11 };
     return s;
 }
 
@@ -138,7 +138,7 @@ inline triangle_scene landscape_scene()
     add_blob(s, { 0, 0, 1.0 }, 1.0, 45000);
     s.eye = { 0.6, -3.6, 1.7 };
     s.target = { 0, 0, 0.9 };
-    s.lamp = { 5, -4, 9 };
+    s.light = { 5, -4, 9 };
     return s;
 }
 
@@ -164,7 +164,7 @@ inline triangle_scene foliage_scene()
     add_quad(s, { -20, -20, 0 }, { 20, -20, 0 }, { 20, 20, 0 }, { -20, 20, 0 });
     s.eye = { 2, -13, 1.7 };
     s.target = { 0, 0, 5 };
-    s.lamp = { 9, -6, 20 };
+    s.light = { 9, -6, 20 };
     return s;
 }
 
@@ -249,7 +249,7 @@ inline std::vector<ray_start> make_rays(const document& d, const triangle_scene&
         if (dot(n, r.direction) > 0.0) { n = -n; }
         if (kind == shadow_rays)
         {
-            const vector3 to = s.lamp - r.hit_point;
+            const vector3 to = s.light - r.hit_point;
             out.push_back(make_start(r.hit_point, normalized(to), 1e-5, length(to) - 1e-4));
             continue;
         }

@@ -20,7 +20,7 @@ std::string utf8_of_bytes(std::string_view bytes);
 std::u16string utf16_of(const std::string& bytes);
 std::u16string utf16_of(const std::filesystem::path& file);
 
-/// A text as UTF-8; halves of characters that stand alone become question marks.
+/// A text as UTF-8; lone halves of characters become question marks.
 std::string utf8_of(std::u16string_view units);
 
 /// The text in Latin-1; false when a character has none.

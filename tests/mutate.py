@@ -49,7 +49,7 @@ def swapped(pairs):
     return lambda match: both[match[0]]
 
 
-# What is broken, where, and what stands there instead.
+# What is broken, where, and what replaces it.
 RULES = [
     ("sign", r"(?<= )[-+](?= )|[-+](?==)", swapped([("+", "-")])),
     ("sign", r"(?<=[(,=:?*] )-(?=[\w(])|(?<=\()-(?=[\w(])|(?<=return )-(?=[\w(])", lambda m: ""),

@@ -28,7 +28,7 @@ typedef struct vector3
     double x, y, z; /**< components */
 } vector3;
 
-/** Sixteen f64 by rows; a point is a column on its right, so the translation stands in the last column.
+/** Sixteen f64 by rows; a point is a column on its right, so the translation is in the last column.
  */
 typedef struct matrix4
 {

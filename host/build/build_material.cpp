@@ -194,7 +194,7 @@ int pattern_depth(const material* m)
     return 1 + std::max(pattern_depth(pattern.children[0]), pattern_depth(pattern.children[1]));
 }
 
-/// A library's material counts with the patterns that it stands in; deeper ones would render as nothing.
+/// A library's material counts with the patterns around it; deeper ones would render as nothing.
 void check_pattern_depth(const scene& s, const scene_material& m, const material* made)
 {
     if (pattern_depth(made) < scene_material_depth) { return; }
@@ -208,7 +208,7 @@ owned_material build_pattern(const scene& s, const scene_material& m, std::vecto
     owned_material made(new_complex_material());
     if (!made) { out_of_memory(); }
     complex_material& out = *reinterpret_cast<complex_material*>(made.get());
-    zr_set_blend_kind(made.get(), m.kind - 1); // the scene's names stand in the order of the library's codes
+    zr_set_blend_kind(made.get(), m.kind - 1); // the scene's names have the order of the library's codes
     set_pattern(out, m);
     if (m.kind == material_mask) { out.params.mask = load_mask(s, m, notes); }
     const std::string* names[] = { &m.first, &m.second };

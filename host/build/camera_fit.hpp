@@ -9,8 +9,8 @@ namespace host
 {
 
 /// Gives the camera an eye, a target and, where it has no lens of its own, a lens, so that `bounds` fills the
-/// picture of `aspect` = width / height. Panoramas stand inside the bounds at eye height. Bounds of no size
-/// count as 1 metre.
+/// picture of `aspect` = width / height. Panoramas are taken inside the bounds at eye height. Bounds of no
+/// size count as 1 metre.
 void fit_camera(scene_camera& c, const bounding_box& bounds, double aspect);
 
 } // namespace host

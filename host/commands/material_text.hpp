@@ -10,7 +10,7 @@ namespace host
 {
 
 /// The table `[materials."name"]` of a material, those of its pictures and bumps, and of the materials that a
-/// pattern mixes. What a scene file cannot say stands in comments.
+/// pattern mixes. What a scene file cannot say is written as comments.
 std::string material_text(const std::string& name, const material& m);
 
 /// Text of the library's for a terminal: control characters and halves of pairs show as U+FFFD.

@@ -1,5 +1,6 @@
 /// @file
-/// `zirconlite render`: scene, models, search structure, job, pictures; and how a signal ends each of them.
+/// `zirconlite render`: scene, models, acceleration structure, job, pictures; and how a signal ends each of
+/// them.
 #include "host/build/build_daylight.hpp"
 #include "host/build/build_environment.hpp"
 #include "host/build/build_scene.hpp"

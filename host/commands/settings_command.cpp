@@ -129,7 +129,7 @@ std::vector<std::string> lines_of(const std::string& text)
     return lines;
 }
 
-/// What stands between separators; empty pieces do not count.
+/// The texts between separators; empty ones do not count.
 std::vector<std::string> pieces_of(const std::string& line)
 {
     std::vector<std::string> pieces;

@@ -54,7 +54,7 @@ struct sun_moment
     std::array<double, 3> sun_color, sky_color;
 };
 
-/// Air lifts what stands low: Saemundsson, Sky and Telescope 72 (1986), for 10 degrees and 1010 millibars.
+/// Air lifts what is low: Saemundsson, Sky and Telescope 72 (1986), for 10 degrees and 1010 millibars.
 double lifted_by_air(double altitude_deg)
 {
     if (altitude_deg < -1) { return altitude_deg; }

@@ -164,7 +164,7 @@ double opacity_at(const picture8& p, double u, double v)
     return *std::max_element(texel, texel + p.channels) / 255.0;
 }
 
-/// Gives clear texels the mean colour of what is seen. The black or white that stands there in most files
+/// Gives clear texels the mean colour of what is seen. The black or white of most files
 /// would get into the coarser levels of the mipmap, and so into the edges of leaves.
 void fill_clear_texels(picture8& p)
 {

@@ -178,7 +178,7 @@ struct scene_light
     vec3 position{ 0, 0, 3 };
     std::optional<vec3> target;
     std::optional<double> lumens, candela, watts, lux;
-    int bulb = 1; ///< row of the library's table of lamp efficacies
+    int bulb = 1; ///< row of the library's table of bulb efficacies
     double kelvin = 5000;
     color3 filter{ { 1, 1, 1 } };
     double beam_deg = 60, field_deg = 90; ///< full angles of the cone

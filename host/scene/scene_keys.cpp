@@ -12,7 +12,7 @@ const char* const sampler_names[] = { "strips", "converging", nullptr };
 const char* const search_names[3] = { "grid", "tree", nullptr };
 const char* const light_kind_names[5] = { "point", "spot", "distant", "window", nullptr };
 const char* const tone_method_names[4] = { "power", "histogram", "film", nullptr };
-// The order is that of the library's lamp efficacies: 1.8, 17, 75, 100, 100, 55 and 60 lumens a watt.
+// The order is that of the library's bulb efficacies: 1.8, 17, 75, 100, 100, 55 and 60 lumens a watt.
 const char* const bulb_names[8] = { "candle", "incandescent", "fluorescent", "metal-halide", "sodium",
     "mercury", "compact", nullptr };
 
@@ -200,7 +200,7 @@ const key_row<scene_light> light_rows[] = {
     { "lumens", &scene_light::lumens, 0, 1e9, nullptr, 0, "luminous flux; or" },
     { "candela", &scene_light::candela, 0, 1e9, nullptr, 0, "peak intensity; or" },
     { "watts", &scene_light::watts, 0, 1e7, nullptr, 0, "electric power of a `bulb`" },
-    { "bulb", &scene_light::bulb, 0, 0, bulb_names, 0, "kind of lamp for `watts`, `incandescent`" },
+    { "bulb", &scene_light::bulb, 0, 0, bulb_names, 0, "kind of bulb for `watts`, `incandescent`" },
     { "lux", &scene_light::lux, 0, 200000, nullptr, 0, "illuminance square to a distant light" },
     { "kelvin", &scene_light::kelvin, 1000, 40000, nullptr, 0, "colour temperature, 5000 is white" },
     { "filter", &scene_light::filter, 0, 1, nullptr, 0, "coloured glass in front of the source, white" },

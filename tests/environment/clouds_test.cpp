@@ -54,7 +54,7 @@ TEST(Clouds, AreDrawnInOrderFromTheSeed)
     };
     std::vector<cloud_ellipsoid> made;
     for (const cloud_ellipsoid* e = s.made.ellipsoids; e; e = e->next) { made.insert(made.begin(), *e); }
-    ASSERT_EQ(made.size(), 5u) << "the newest stands first";
+    ASSERT_EQ(made.size(), 5u) << "the newest is first";
     for (const cloud_ellipsoid& e : made)
     {
         const double cx = draw(0, 16000), cy = draw(0, 16000), cz = draw(1500, 50);

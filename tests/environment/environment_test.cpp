@@ -284,7 +284,7 @@ TEST(Ground, IsHitFromBothSidesAndBehindNothing)
         { "straight down", { 0, 0, -1 }, 2.0, true },
         { "level", { 0, -1, 0 }, ZR_FAR, false },
         { "up", { 0, 0, 1 }, ZR_FAR, false },
-        { "the box stands before it", { 0, 4.5, -1 }, -1, false },
+        { "the box is before it", { 0, 4.5, -1 }, -1, false },
     };
     for (const auto& c : cases)
     {

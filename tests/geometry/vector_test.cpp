@@ -27,7 +27,7 @@ struct random_numbers
     }
 };
 
-double largest_difference(const vector3& a, const vector3& b)
+double max_difference(const vector3& a, const vector3& b)
 {
     return std::fmax(std::fabs(a.x - b.x), std::fmax(std::fabs(a.y - b.y), std::fabs(a.z - b.z)));
 }
@@ -78,7 +78,7 @@ TEST(Matrix, InverseTimesSourceIsTheIdentity)
     }
 }
 
-TEST(Matrix, ASingularOneTellsItsRank)
+TEST(Matrix, ASingularOneReportsItsRank)
 {
     const matrix4 flat = { { { 1, 2, 3, 4 }, { 2, 4, 6, 8 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
     const matrix4 null = {};
@@ -103,26 +103,26 @@ TEST(Frame, IsOrthonormalAndTakesItsAxisToZ)
         const double angle = random(-4, 4);
         matrix4 m;
         zr_build_matrix(&axis, &origin, angle, &m);
-        EXPECT_LT(largest_difference(transform_point(m, origin), { 0, 0, 0 }), 1e-12);
-        EXPECT_LT(largest_difference(transform_vector(m, axis), { 0, 0, 1 }), 2e-5);
+        EXPECT_LT(max_difference(transform_point(m, origin), { 0, 0, 0 }), 1e-12);
+        EXPECT_LT(max_difference(transform_vector(m, axis), { 0, 0, 1 }), 2e-5);
         EXPECT_FALSE(zr_transform_reverses_normals(&m));
         // Turned by the angle about the axis beforehand, u is read off along x.
         vector3 u, v;
         zr_make_axes(&axis, &u, &v, 1e-5);
         EXPECT_NEAR(dot(u, axis), 0.0, 2e-5);
         EXPECT_NEAR(length(u), 1.0, 1e-12);
-        EXPECT_LT(largest_difference(transform_vector(m, rotated(u, axis, -angle)), { 1, 0, 0 }), 3e-5);
+        EXPECT_LT(max_difference(transform_vector(m, rotated(u, axis, -angle)), { 1, 0, 0 }), 3e-5);
 
         matrix4 given;
         zr_build_matrix_ex(&axis, &u, &origin, angle, &given);
         const vector3 p = random.unit();
-        EXPECT_LT(largest_difference(transform_point(given, p), transform_point(m, p)), 1e-12);
+        EXPECT_LT(max_difference(transform_point(given, p), transform_point(m, p)), 1e-12);
     }
     vector3 u, v;
     const vector3 up = { 0, 0, 1 };
     zr_make_axes(&up, &u, &v, 1e-5);
-    EXPECT_EQ(largest_difference(u, { 1, 0, 0 }), 0.0);
-    EXPECT_EQ(largest_difference(v, { 0, 1, 0 }), 0.0);
+    EXPECT_EQ(max_difference(u, { 1, 0, 0 }), 0.0);
+    EXPECT_EQ(max_difference(v, { 0, 1, 0 }), 0.0);
 }
 
 TEST(Transform, SplitsIntoRotationAndScale)
@@ -193,7 +193,7 @@ TEST(Packing, KeepsItsLimits)
     for (int n = 0; n < 500; ++n)
     {
         const vector3 v = random.unit();
-        EXPECT_LT(largest_difference(unpack_normal(pack_normal(v)), v), 1.0 / 511);
+        EXPECT_LT(max_difference(unpack_normal(pack_normal(v)), v), 1.0 / 511);
     }
 }
 

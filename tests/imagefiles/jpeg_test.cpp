@@ -12,7 +12,7 @@ bytes corpus_file(const char* name)
     return bytes{ std::istreambuf_iterator<char>(in), {} };
 }
 
-int largest_difference(const bitmap& b)
+int max_difference(const bitmap& b)
 {
     int largest = 0;
     for (int32_t i = 0; i < b.pixel_count; ++i)
@@ -42,7 +42,7 @@ TEST(Jpeg, WritesByQualityAndReadsBackTheRightWayUp)
         const owned_bitmap back(record.read_image(&record));
         ASSERT_NE(back, nullptr);
         EXPECT_EQ(back->pixel_format, 1) << "alpha is not kept";
-        if (i == 0) { EXPECT_LE(largest_difference(*back), 3); }
+        if (i == 0) { EXPECT_LE(max_difference(*back), 3); }
     }
     EXPECT_GT(sizes[0], sizes[1]);
     EXPECT_EQ(sizes[1], sizes[2]) << "the lowest quality is the lowest";

@@ -22,7 +22,7 @@ std::u16string text(int32_t number) { return zr_get_message(nullptr, number); }
 
 uint8_t signature(const document* d, int32_t y) { return *zr_image_buffer_signature(d->views[1].image, y); }
 
-/// What stands in row y of the picture and of its planes.
+/// Row y of the picture and of its planes.
 std::string row_bytes(const document* d, int32_t y)
 {
     const image_buffer& i = *d->views[1].image;
@@ -301,7 +301,7 @@ TEST_F(render_job_test, WaitingIsRightBeforeDuringAndAfterAJob)
     EXPECT_EQ(refused, 5);
     EXPECT_EQ(zr_wait_for_render(d, 0), 1);
 
-    // A pause from there is a wish that stands until the callback returns.
+    // A pause from there is a wish that remains until the callback returns.
     refused = 0;
     on_report = [](const progress_call& call)
     {

@@ -1,5 +1,5 @@
 /// @file
-/// Every file of the library stands on a floor, and includes only its own floor and those below.
+/// Every file of the library has a floor, and includes only its own floor and those below.
 #include <gtest/gtest.h>
 
 #include <map>

@@ -120,7 +120,7 @@ TEST(Light, StrengthsFollowFromTheUnitThatWasSet)
     EXPECT_NEAR(emitted_lumens(*even), 1000.0, 0.1);
 }
 
-TEST(Light, ASpotsConeHoldsItsLight)
+TEST(Light, ASpotsLightIsWithinItsCone)
 {
     struct
     {
@@ -312,7 +312,7 @@ TEST(Light, ASphereIsASquareThatFacesThePoint)
     EXPECT_EQ(samples[0].distance, 0.0);
 }
 
-TEST(Light, AbsurdValuesAreHeldToTheirRanges)
+TEST(Light, AbsurdValuesAreClamped)
 {
     light l = spot(NAN, NAN, -3.0);
     l.position = { NAN, INFINITY, 1e300 };

@@ -244,7 +244,7 @@ TEST(Window, ShedsAShaftOfSunlight)
     EXPECT_EQ(lt_daylight_test(), 1);
 }
 
-TEST(SkyArray, HoldsTheSkyInManyLights)
+TEST(SkyArray, IsTheSkyInManyLights)
 {
     test::scene s;
     s.doc->bounds = { { 0, 0, 0 }, { 1, 1, 1 } };

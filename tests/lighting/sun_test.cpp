@@ -40,7 +40,7 @@ struct Sun : testing::Test
     void TearDown() override { zr_set_sun_model(SUN_MODEL_TABLES, 2000); }
 };
 
-/// A scene whose sun stands at an altitude.
+/// A scene with the sun at an altitude.
 struct sunlit : test::scene
 {
     explicit sunlit(double altitude_deg, double cloudiness = 0.0, int32_t model = LIGHT_MODEL_FAST)
@@ -84,7 +84,7 @@ TEST_F(Sun, FollowsTheTables)
     EXPECT_LT(time, 2.4);
 }
 
-TEST_F(Sun, HoldsToPublishedPositions)
+TEST_F(Sun, IsAtPublishedPositions)
 {
     // The worked example of Reda and Andreas, Solar Energy 76 (2004), whose altitude without refraction
     // is 39.872046.

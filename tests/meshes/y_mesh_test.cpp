@@ -102,7 +102,7 @@ TEST(YMesh, ReversedMeshesTurnNormalsAndKeepTexturesAtTheirCorners)
     }
 }
 
-TEST(YMesh, APolygonIsAFanAndItsLastFaceStandsInTheTable)
+TEST(YMesh, APolygonIsAFanAndItsLastFaceIsInTheTable)
 {
     test::scene s;
     const vector3 corners[] = { { 0, 0, 0 }, { 2, 0, 0 }, { 3, 1, 0 }, { 1, 2, 0 }, { -1, 1, 0 } };

@@ -67,7 +67,7 @@ TEST(ImageBuffer, PacksRadianceWithASharedExponent)
     EXPECT_EQ(back.surface[2], 0.25390625f);
 }
 
-TEST(ImageBuffer, TellsBackgroundFromSurfaces)
+TEST(ImageBuffer, SeparatesBackgroundFromSurfaces)
 {
     const owned_buffer buffer(zr_new_image_buffer(4, 4, PIXEL_RADIANCE));
     struct

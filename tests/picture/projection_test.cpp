@@ -94,7 +94,7 @@ TEST(Projection, DirectionsByHand)
     }
 }
 
-TEST(Projection, TwoPointHoldsVerticalsStraight)
+TEST(Projection, TwoPointKeepsVerticalsStraight)
 {
     test::scene s;
     aim(s.view, PROJECTION_TWO_POINT, { 0, 0, 0 }, { 0, 1, 0.4 }, 5.0);
@@ -153,8 +153,7 @@ TEST(Projection, NearAndClipPlanesAreFlat)
         ASSERT_EQ(zr_init_projection(&s.view), 1);
         make_ray(s.doc, &s.view, corner, &r);
         const double wanted = projection == 2 ? 1.5 : 1.5 * std::cos(std::atan(0.2));
-        EXPECT_NEAR((r.direction * r.t_min).y, wanted, 1e-9)
-            << "the plane stands upright in front of the eye";
+        EXPECT_NEAR((r.direction * r.t_min).y, wanted, 1e-9) << "the plane is upright in front of the eye";
     }
     // Kept is the side where n . p + d is below 0.
     struct

@@ -112,7 +112,7 @@ TEST(Tone, GivesAPickedBackgroundColourBack)
     }
 }
 
-TEST(Tone, HoldsWhatIsNoRadiance)
+TEST(Tone, ClampsWhatIsNoRadiance)
 {
     const float inputs[][3] = { { NAN, NAN, NAN }, { NAN, 5.0f, 1.0f }, { INFINITY, 1.0f, INFINITY },
         { -INFINITY, -1.0f, 2.0f }, { 3e38f, 3e38f, 3e38f }, { 1e-12f, 0.0f, 0.0f } };
@@ -194,7 +194,7 @@ TEST(Tone, MeasuresTheLogAverage)
         EXPECT_TRUE(measured.view.view_flags & VIEW_TONE_VALID);
         EXPECT_EQ(measured.view.histogram->capacity, 336 * 336 / 256);
 
-        // A locked exposure that stands survives the next picture.
+        // A locked exposure survives the next picture.
         measured.view.exposure_flags = EXPOSURE_LOCKED;
         const histogram* kept = measured.view.histogram;
         image_buffer* dark = zr_new_image_buffer(320, 320, PIXEL_RADIANCE);
@@ -243,7 +243,7 @@ TEST(Tone, BrightnessAndSourceGainMoveSurfaces)
     EXPECT_EQ(shown[0], measured.shown(10.0f));
 }
 
-TEST(GammaTables, TheSimpleGammaIsHeldToOne)
+TEST(GammaTables, TheSimpleGammaIsAtLeastOne)
 {
     zr::fill_gamma_tables();
     EXPECT_EQ(zr_simple_rt_gamma(), 2.2);

@@ -1,6 +1,6 @@
 /// @file
 /// Pictures are the same, bit for bit, on every run, for every number of workers from 2 to 8, and whichever
-/// search structure finds the hits, with vectors or without. Only the number of shadow rays may differ
+/// acceleration structure finds the hits, with vectors or without. Only the number of shadow rays may differ
 /// between structures: a worker remembers the object that blocked a lamp last, and of several in a row each
 /// structure meets another.
 

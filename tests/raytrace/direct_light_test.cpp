@@ -70,7 +70,7 @@ TEST(DirectLight, FollowsTheCosineAndInverseSquareLaws)
     }
 }
 
-TEST(DirectLight, CloseLampsAreHeldDownOnlyInTheFastModel)
+TEST(DirectLight, CloseLightsAreLimitedOnlyInTheFastModel)
 {
     for (const double height : { 0.5, 0.25, 0.05 })
     {
@@ -90,7 +90,7 @@ TEST(DirectLight, CloseLampsAreHeldDownOnlyInTheFastModel)
     EXPECT_EQ(lux_at(s, 2, 2), 0.0) << "a lamp at distance 0 gives nothing";
 }
 
-TEST(DirectLight, FaintLampsCountOnlyInTheExactModel)
+TEST(DirectLight, FaintLightsCountOnlyInTheExactModel)
 {
     // 0.18 lux on grey 0.5 is 0.029 cd/m2, just below the cut-off; twenty of them in all.
     for (const int32_t model : both_models)
@@ -103,7 +103,7 @@ TEST(DirectLight, FaintLampsCountOnlyInTheExactModel)
     }
 }
 
-TEST(DirectLight, ShadowRaysEndTenTolerancesBeforeTheirLamp)
+TEST(DirectLight, ShadowRaysEndTenTolerancesBeforeTheirLight)
 {
     struct
     {
@@ -231,7 +231,7 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
     }
 }
 
-TEST(DirectLight, ALampShinesThroughItsOwnShapeAndNotOnIt)
+TEST(DirectLight, ALightShinesThroughItsOwnShapeAndNotOnIt)
 {
     test::scene s;
     add_floor(s, 0.5f);
@@ -490,7 +490,7 @@ double mean_lux_at(const test::scene& s, double x, double y)
 }
 
 /// Lux at (x, 0, 0) of a sphere of `candela` over the origin, by rings of equal solid angle as seen from
-/// there. `lid` stands at height 1 over all x > 0.
+/// there. `lid` is at height 1 over all x > 0.
 double sphere_lux(double candela, double height, double radius, double x, bool lid)
 {
     const double d2 = x * x + height * height, d = std::sqrt(d2),
@@ -528,7 +528,7 @@ void add_lid(test::scene& s)
 
 } // namespace
 
-TEST(DirectLight, TheWholeShapeOfALampCountsInTheExactModel)
+TEST(DirectLight, TheWholeShapeOfALightCountsInTheExactModel)
 {
     for (const int32_t samples : { 1, 4, 64 })
     {

@@ -44,7 +44,7 @@ int32_t bytes_held(const document* d)
 
 } // namespace
 
-TEST(SearchBuild, ObjectsOfOnePlaceAreHeldInBoundedMemoryAndDepth)
+TEST(SearchBuild, ObjectsOfOnePlaceTakeBoundedMemoryAndDepth)
 {
     constexpr int million = 1000000;
     struct

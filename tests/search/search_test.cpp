@@ -13,7 +13,7 @@ using namespace zr;
 
 constexpr int32_t structures[] = { SEARCH_GRID, SEARCH_TREE };
 
-/// What is built while this stands.
+/// What is built in its scope.
 struct chosen_structure
 {
     explicit chosen_structure(int32_t structure) : before(zr_set_search_structure(structure)) {}

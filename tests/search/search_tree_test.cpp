@@ -106,7 +106,7 @@ struct mixed_scene
                 triangle(m, a, a + u + v, a + v);
             }
             break;
-        case 3: // what stands there already, once more
+        case 3: // what is there already, once more
             for (size_t i = 0; i + 2 < std::min<size_t>(corners.size(), 90); i += 3)
             {
                 m.triangle(corners[i], corners[i + 1], corners[i + 2]);

@@ -72,7 +72,7 @@ TEST(Document, WipingKeepsTheSettings)
     EXPECT_EQ(d->views[0].cached_frame, nullptr);
     EXPECT_EQ(d->views[1].cached_frame, nullptr);
     EXPECT_EQ(d->ground_material_name, nullptr);
-    EXPECT_EQ(d->state_flags & DOCUMENT_GRID_BUILT, 0u) << "no render may use the old search structure";
+    EXPECT_EQ(d->state_flags & DOCUMENT_GRID_BUILT, 0u) << "no render may use the old acceleration structure";
     EXPECT_EQ(zr_wipe_document(d), 1);
     d->owned_block = zr_malloc(8);
     EXPECT_EQ(zr_close_document(d), 1);

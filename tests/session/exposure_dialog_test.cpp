@@ -15,7 +15,7 @@ namespace
 
 using namespace zr;
 
-/// Answers the exposure dialog with `user` while it stands.
+/// Answers the exposure dialog with `user` in its scope.
 struct exposure_user
 {
     using acts = std::function<int32_t(zr_exposure_dialog&)>;

@@ -27,7 +27,7 @@ void* find(void* context, const char* name)
     return strcmp(name, "host_findfile") ? nullptr : reinterpret_cast<void*>(on_findfile);
 }
 
-TEST(Lifecycle, AMissingDriverIsToldAndTheStartGoesOn)
+TEST(Lifecycle, AMissingDriverIsReportedAndTheStartGoesOn)
 {
     const temporary_folder folder;
     setenv("ZIRCONLITE_SETTINGS", (folder.path / "settings.txt").c_str(), 1);

@@ -168,7 +168,7 @@ TEST_F(View, ANewPictureKeepsTheExposureAndFitsTheWindow)
     zr_free_window(window);
 }
 
-TEST(ImagePlacement, PicturesAreHeldToTheWindow)
+TEST(ImagePlacement, PicturesAreKeptInTheWindow)
 {
     image_placement p = {};
     p.picture_size[0] = 200;

@@ -22,7 +22,7 @@ inline constexpr search_path search_paths[] = {
     { "grid, portable", SEARCH_GRID, true },
 };
 
-/// Builds and rays take this path while it stands.
+/// Builds and rays take this path in its scope.
 struct taken_path
 {
     explicit taken_path(const search_path& p) : before(zr_set_search_structure(p.structure))

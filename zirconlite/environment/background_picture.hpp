@@ -15,7 +15,7 @@ void prepare_background_picture(
     const environment& record, const render_view& view, prepared_environment& made);
 
 /// The share of the picture in what shows in a unit direction, 0 to 1, with its linear colour where that is
-/// not 0. A planar picture needs the ray, whose pixel tells the place; only rays that go on straight from the
+/// not 0. A planar picture needs the ray, whose pixel is the place; only rays that go on straight from the
 /// eye see it. Any thread.
 double background_picture(const environment& record, const prepared_environment& made,
     const vector3& direction, const ray* seen_by, float rgb[3]);

@@ -69,10 +69,10 @@ const object_vft operations = {
     .set_flags =
         [](scene_object* o, uint32_t value, int32_t mode)
     {
-        mesh_attributes held = {};
-        held.flags = ground_of(o).flags;
-        attributes_set_flags(held, value, mode);
-        ground_of(o).flags = held.flags;
+        mesh_attributes own = {};
+        own.flags = ground_of(o).flags;
+        attributes_set_flags(own, value, mode);
+        ground_of(o).flags = own.flags;
     },
     .set_material = [](scene_object* o, material_entry* entry) { ground_of(o).material_entry = entry; },
     .set_color = nullptr,

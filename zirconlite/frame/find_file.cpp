@@ -15,7 +15,7 @@ namespace
 
 host_findfile_function* host_findfile_override = nullptr;
 
-/// What tells a folder from all others.
+/// What identifies a folder.
 struct folder_identity
 {
     uint64_t words[2];
@@ -102,7 +102,7 @@ namespace
 
 bool is_separator(char16_t c) { return c == u'/' || c == u'\\'; }
 
-/// File name and extension: what stands behind the last separator or the drive's colon.
+/// File name and extension: what follows the last separator or the drive's colon.
 const char16_t* last_part(const char16_t* name)
 {
     const char16_t* part = name;

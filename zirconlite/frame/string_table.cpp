@@ -190,7 +190,7 @@ bool read_font_line(const char16_t* line, bool* done)
 {
     const bool wide = begins_with(line, u"FONT_NT");
     if (!wide && !begins_with(line, u"FONT")) { return false; }
-    // The other platforms take the plain line only: this one's number stands elsewhere.
+    // The other platforms take the plain line only: this one's number is elsewhere.
     if (wide && zr::the_module.os_platform != 0) { return false; }
     *done = wide;
     const char16_t* at = line + (wide ? 7 : 4);

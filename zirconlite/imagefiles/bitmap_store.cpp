@@ -123,7 +123,7 @@ bool find_file(bitmap_format& record)
     return platform::copy_text(record.path, room, found) || refuse_path(found, room);
 }
 
-/// Puts a bitmap just read in the temporary list, or its picture into the record that stands there.
+/// Puts a bitmap just read in the temporary list, or its picture into the record that is there.
 bitmap* keep_temporary(bitmap* read)
 {
     const platform::lock_scope held(list_lock());

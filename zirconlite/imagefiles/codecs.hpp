@@ -2,7 +2,7 @@
 /// The codecs of the format table. Each decoder takes a whole file in memory. It answers null, the reason in
 /// `*why` and the byte in `*where`, for a file that is of another kind, has a form that is not read, or ends
 /// within its header. A file that ends or is damaged within its pixels gives what it has, the rest black,
-/// and the same two tell what is missing; `why->code` is 0 for a whole picture.
+/// and the same two say what is missing; `why->code` is 0 for a whole picture.
 #pragma once
 
 #include "zirconlite/frame/status.hpp"

@@ -2,7 +2,7 @@
 /// JPEG pictures through libjpeg: grey and three channels are read; red, green, blue are written.
 ///
 /// libjpeg leaves a failed call by a jump. It starts in error_exit and ends in the two functions with setjmp;
-/// everything that lives longer than the jump stands in the records that their callers own, and no object
+/// everything that lives longer than the jump is in the records that their callers own, and no object
 /// with a destructor is made between the two places.
 #include <algorithm>
 #include <setjmp.h>

@@ -22,7 +22,7 @@ enum : uint32_t
 };
 
 /// Reads a file in memory into `buffer`, as zr_read_radiance_file. False, with the reason in `*why`, for a
-/// refused file; true with a `*why` that is a failure tells what a damaged file lacks.
+/// refused file; true with a `*why` that is a failure says what a damaged file lacks.
 bool decode_radiance(const uint8_t* bytes, size_t size, image_buffer* buffer, status* why, uint64_t* where);
 
 } // namespace zr

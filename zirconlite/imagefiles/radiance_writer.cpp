@@ -170,7 +170,7 @@ size_t encode_row(const zr::array<uint8_t> planes[4], uint8_t* out)
 }
 
 /// Literals cost a byte in 128, and a run of at least 2 never more than its bytes; one more count byte may
-/// stand before each run of 4.
+/// precede each run of 4.
 size_t max_encoded_row(size_t pixels) { return 4 + 4 * (pixels + pixels / 4 + 2); }
 
 } // namespace

@@ -36,8 +36,8 @@ namespace zr
 namespace
 {
 
-constexpr int32_t most_threads = 8;
-constexpr int32_t most_spread_rays = 1024;
+constexpr int32_t max_threads = 8;
+constexpr int32_t max_spread_rays = 1024;
 
 enum message
 {
@@ -52,7 +52,7 @@ enum phase
 {
     phase_idle,
     phase_running,
-    phase_ending ///< the end has been told; the thread takes its last steps
+    phase_ending ///< the end has been reported; the thread takes its last steps
 };
 
 struct running_job
@@ -173,7 +173,7 @@ bool prepare_job(job_run& run)
     return make_workers(doc, run.view, threads) > 0;
 }
 
-/// Tells of the end: from here on the host may take the document back, and waits for the thread when it does.
+/// Reports the end: from here on the host may take the document back, and waits for the thread when it does.
 void finish_job(job_run& run, bool done)
 {
     document& doc = run.doc;
@@ -241,7 +241,7 @@ bool check_settings(const render_job& request)
     {
         return refuse("pixel_jitter, gloss_jitter and translucency_jitter must be finite");
     }
-    if (d.gloss_samples > most_spread_rays || d.translucency_samples > most_spread_rays)
+    if (d.gloss_samples > max_spread_rays || d.translucency_samples > max_spread_rays)
     {
         return refuse("gloss_samples and translucency_samples must be at most 1024");
     }
@@ -256,8 +256,7 @@ bool check_settings(const render_job& request)
     if (!inside) { return refuse("the region must lie in 0 to 1, left to right and top to bottom"); }
     int32_t rectangle[4];
     set_rectangle(request, v, rectangle);
-    return (rectangle[0] < rectangle[2] && rectangle[1] < rectangle[3]) ||
-           refuse("the region holds no pixels");
+    return (rectangle[0] < rectangle[2] && rectangle[1] < rectangle[3]) || refuse("the region has no pixels");
 }
 
 void update_objects_for_view(document& document, render_view& view)
@@ -292,7 +291,7 @@ bool join_job(int64_t milliseconds)
     }
     const bool ended = platform::wait_for_thread(thread, milliseconds);
     const platform::lock_scope held(job_lock());
-    // Another waiter may have taken this job away meanwhile, and the next one may stand here.
+    // Another waiter may have taken this job away meanwhile, and the next one may be here.
     const bool still_current = current.thread == thread;
     platform::close_thread(thread);
     if (!ended || !still_current) { return ended; }
@@ -327,7 +326,7 @@ bool start_job(render_job& request)
 }
 
 /// False when memory fails.
-bool prepare_surroundings(document& document, render_view& view)
+bool prepare_environment_map(document& document, render_view& view)
 {
     host::ask_color_material_table(); // workers do not ask
     view.background_method = view.tone_method + 1;
@@ -362,7 +361,7 @@ using namespace zr;
 int32_t zr_init_raytrace(document* document, render_view* view)
 {
     job.simple_colors = document->mode == MODE_SIMPLE;
-    return prepare_surroundings(*document, *view) && prepare_light(*document);
+    return prepare_environment_map(*document, *view) && prepare_light(*document);
 }
 
 int32_t zr_raytrace(render_job* job)
@@ -376,7 +375,7 @@ int32_t zr_raytrace(render_job* job)
     document& doc = *job->document;
     render_view& view = *job->view;
     zr::job.simple_colors = doc.mode == MODE_SIMPLE;
-    if (!prepare_surroundings(doc, view)) { return -2; }
+    if (!prepare_environment_map(doc, view)) { return -2; }
     update_objects_for_view(doc, view);
     platform::store_word(&doc.stop_render, 0);
     if (!prepare_light(doc)) { return -2; }
@@ -396,7 +395,7 @@ int32_t zr_pause_raytracing(document* document, zr_handle)
     if (!document) { return report_failure(ZR_ERROR_ARGUMENT, "render: no document"); }
     say(message_stopping);
     platform::store_word(&document->stop_render, 1);
-    // The job's own thread cannot wait for its end: the wish stands, and the job ends after the callback.
+    // The job's own thread cannot wait for its end: the wish remains, and the job ends after the callback.
     if (!zr_wait_for_render(document, -1)) { return 0; }
     platform::store_word(&document->stop_render, 0);
     say(message_stopped);
@@ -414,7 +413,7 @@ int32_t zr_is_preview_image_valid(void) { return job.preview_valid; }
 
 int32_t zr_set_max_raytrace_threads(int32_t count)
 {
-    if (count == -1 || count > most_threads) { raytrace_options.max_raytrace_threads = most_threads; }
+    if (count == -1 || count > max_threads) { raytrace_options.max_raytrace_threads = max_threads; }
     else if (count >= 1) { raytrace_options.max_raytrace_threads = count; }
     return raytrace_options.max_raytrace_threads;
 }

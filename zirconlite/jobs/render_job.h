@@ -57,8 +57,8 @@ ZR_API int32_t zr_is_preview_image_valid(void);         /**< 1 once a preview jo
  *  Right in every case, with or without the completion command. */
 ZR_API int32_t zr_wait_for_render(document* document, int32_t milliseconds);
 
-/** Stores a thread limit of 1 to 8 (more is held to 8, -1 gives 8; other counts change nothing). Returns the
- *  stored value. */
+/** Stores a thread limit of 1 to 8 (more is clamped to 8, -1 gives 8; other counts change nothing). Returns
+ * the stored value. */
 ZR_API int32_t zr_set_max_raytrace_threads(int32_t count);
 
 /** With 1, jobs run no preprocess pass and keep the tone operator of the view. Returns `flag`. */

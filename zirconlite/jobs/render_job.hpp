@@ -7,7 +7,7 @@
 namespace zr
 {
 
-/// Whether the document may be changed or freed: no job of it runs. A job that has told of its end is waited
+/// Whether the document may be changed or freed: no job of it runs. A job that has reported its end is waited
 /// for, except on its own thread.
 bool settle_render(document* document);
 

@@ -18,7 +18,7 @@ namespace
 {
 
 constexpr int32_t render_kind = 1;
-constexpr int32_t least_final_strip = 16;
+constexpr int32_t min_final_strip = 16;
 
 struct pass_shape
 {
@@ -34,7 +34,7 @@ constexpr pass_shape final_shape = { final_pass, 0.5, 1.0, 2 };
 
 bool stop_asked(const job_run& run) { return platform::load_word(&run.doc.stop_render) == 1; }
 
-/// Share of the job that is done when pass `pass` stands at `line`.
+/// Share of the job that is done when pass `pass` has reached `line`.
 double fraction_at(const job_run& run, int32_t pass, double line)
 {
     const int32_t rows = run.bottom - run.top - 1;
@@ -45,7 +45,7 @@ double fraction_at(const job_run& run, int32_t pass, double line)
     return (1.0 - before) * f + before;
 }
 
-/// Tells of a round of strips that is about to start. False when the job is to end as stopped.
+/// Reports a round of strips that is about to start. False when the job is to end as stopped.
 bool begin_round(job_run& run, const pass_shape& shape, double line)
 {
     if (shape.pass == preprocess_pass)
@@ -226,7 +226,7 @@ bool run_passes(job_run& run)
     if (run.doc.render_flags & RENDER_FAST) { return true; }
     if (job.converges) { return run_converging(run); }
 
-    run.strip_height = run.strip_height / 2 > least_final_strip ? run.strip_height / 2 : least_final_strip;
+    run.strip_height = run.strip_height / 2 > min_final_strip ? run.strip_height / 2 : min_final_strip;
     if (!make_aa_stores(run.doc.thread_count, run.view.width))
     {
         report_render(run, render_stopped);

@@ -30,8 +30,8 @@ float plane_depth(double hit_t) { return hit_t >= 1e11 ? nothing_hit_depth : sta
 
 uint8_t plane_alpha(float alpha)
 {
-    const float held = alpha > 0.0f ? (alpha < 1.0f ? alpha : 1.0f) : 0.0f;
-    return static_cast<uint8_t>(held * 255.0f + 0.5f);
+    const float clamped = alpha > 0.0f ? (alpha < 1.0f ? alpha : 1.0f) : 0.0f;
+    return static_cast<uint8_t>(clamped * 255.0f + 0.5f);
 }
 
 void store_pixel(const render_worker& w, int32_t x, int32_t y, const pixel_components& components,

@@ -38,7 +38,7 @@ struct render_worker
     int32_t quit;           ///< 1 ends the thread at its next start
     int32_t stopped;        ///< 1 when the worker left its strip and ended; read after `done_event`
     ray_counters* counters; ///< the view's
-    double position_low[2], position_high[2]; ///< sample positions are held to this box
+    double position_low[2], position_high[2]; ///< sample positions are clamped to this box
 };
 
 namespace zr

@@ -106,7 +106,7 @@ ZR_API uint32_t zr_file_get_offset(zr_handle file, uint32_t at);
 /** Adds 1 to the value at `at`; the new value, 0 when it cannot be written. */
 ZR_API uint32_t zr_file_increment_dword(zr_handle file, uint32_t at);
 
-/** Appends a chunk: 20 bytes of a folder, 40 of a record, a string of the length that its head tells, or
+/** Appends a chunk: 20 bytes of a folder, 40 of a record, a string of the length that its head gives, or
  * `size` bytes of payload. `reserved` is not read. Its offset; 0 for another type and on failure, which makes
  * the handle drop its edit. */
 ZR_API uint32_t zr_file_add_chunk(

@@ -82,7 +82,7 @@ uint64_t node_budget(const library_file& lib);
 /// The name of a node that has one. False, reported, when it lies outside the file.
 bool read_name(library_file& lib, uint32_t at, char16_t (&name)[ZR_NAME_CAPACITY]);
 
-/// What zr_libfile_in_order_read_ex does; `*is_whole` tells whether everything below was walked, too.
+/// What zr_libfile_in_order_read_ex does; `*is_whole` is whether everything below was walked, too.
 int32_t walk_library(zr_handle source, zr_handle target, uint32_t folder, const char16_t* prefix,
     zr_record_callback on_record, zr_record_callback on_folder, bool* is_whole);
 

@@ -1,5 +1,5 @@
 /// @file
-/// The kinds of library by their extensions: what stands in their header, and who copies a record.
+/// The kinds of library by their extensions: the name in their header, and who copies a record.
 #pragma once
 
 #include "zirconlite/libraries/library_file.h"

@@ -28,7 +28,7 @@ int32_t zr_libfile_pack(
         if (zr::ask(zr_get_message(nullptr, MESSAGE_PACK_LIBRARY)) != MESSAGE_BOX_YES) { return 0; }
         zr::host::status_message(zr_get_message(nullptr, MESSAGE_PACKING_LIBRARY));
     }
-    // The lock of the old file holds until the packed one has its place.
+    // The lock of the old file lasts until the packed one has its place.
     zr_handle source =
         zr_libfile_open(path, LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, LIBRARY_OPEN_EXISTING);
     if (source == ZR_INVALID_HANDLE) { return 0; }

@@ -296,7 +296,7 @@ uint32_t list_place(uint32_t parent, int32_t type)
     return parent + (type == LIBRARY_CHUNK_FOLDER ? first_folder_place : first_record_place);
 }
 
-/// Appends the name and the node, which points to what stands behind it. 0 on failure.
+/// Appends the name and the node, which points to what follows it. 0 on failure.
 uint32_t append_node(
     zr::library_file& lib, const char16_t* name, uint32_t parent, uint32_t next, int32_t type)
 {

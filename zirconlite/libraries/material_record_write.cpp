@@ -1,5 +1,5 @@
 /// @file
-/// From materials to records. A list stands in the file with its head first; each chunk is appended empty and
+/// From materials to records. A list is stored with its head first; each chunk is appended empty and
 /// filled when the offsets that it links to are known.
 #include "zirconlite/frame/bytes.hpp"
 #include "zirconlite/libraries/material_records.hpp"

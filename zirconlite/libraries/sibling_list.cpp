@@ -10,7 +10,7 @@ namespace platform = zr::platform;
 namespace zr
 {
 
-/// A live child: its node, what stands before it in the file's list (a tombstone, too; 0 none), its name.
+/// A live child: its node, what precedes it in the file's list (a tombstone, too; 0 none), its name.
 struct sibling
 {
     uint32_t node, previous, name;
@@ -20,7 +20,7 @@ struct sibling
 struct sibling_list
 {
     uint32_t head_place; ///< where the file keeps the head of the list
-    bool is_kept;        ///< `live` and `tail` hold
+    bool is_kept;        ///< `live` and `tail` are valid
     bool is_walked;      ///< not in order, or broken: each search walks the file
     uint32_t tail;       ///< last node of the file's list; 0 none
     array<sibling> live; ///< in order
@@ -143,7 +143,7 @@ uint32_t head_place(uint32_t parent, int32_t type)
     return parent + (type == LIBRARY_CHUNK_FOLDER ? 12 : 16);
 }
 
-/// Where the list of a place stands among the lists, or would stand.
+/// Where the list of a place is among the lists, or would be.
 size_t list_index(const zr::library_file& lib, uint32_t place)
 {
     size_t low = 0, high = lib.lists.count;

@@ -19,11 +19,11 @@ struct child_place
 /// False, reported, when links leave the file or run in a circle.
 bool find_child(library_file& lib, const char16_t* name, uint32_t parent, int32_t type, child_place* place);
 
-/// Tells the kept lists of an insertion at a place that find_child gave.
+/// Enters an insertion in the kept lists, at a place that find_child gave.
 void child_inserted(library_file& lib, const char16_t* name, uint32_t parent, int32_t type,
     const child_place& place, uint32_t node);
 
-/// Tells them that a node lost its name.
+/// Enters that a node lost its name.
 void child_buried(library_file& lib, uint32_t parent, uint32_t node);
 
 /// Forgets both lists of a folder, or all.

@@ -13,7 +13,7 @@ namespace zr
 extern light sun_light;
 /// Whose results `sun_light` and the factors below are; null before the first.
 extern const sun_sky* current_sun_sky;
-/// How far the day's colours, and the sky's brightness, hold at the sun's altitude: 1 by day, 0 by night.
+/// How far the day's colours, and the sky's brightness, apply at the sun's altitude: 1 by day, 0 by night.
 extern double twilight_color, twilight_sky;
 
 /// Readies sun, sky and window lights for a render of `document`; nothing where neither takes part. Before

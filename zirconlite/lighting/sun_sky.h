@@ -119,7 +119,7 @@ ZR_API int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sun_sky, 
 /** @} */
 
 /** Direction of travel of the light of a sun at `azimuth` (from north, positive toward the east before
- *  noon's side, as the sign of the formula tells) and `altitude`, with north turned by `north`; radians.
+ *  noon's side, by the sign of the formula) and `altitude`, with north turned by `north`; radians.
  *  z = -sin(altitude), x = -sin(azimuth + north) r, y = -cos(azimuth + north) r. Returns 1. */
 ZR_API int32_t zr_sun_angles_to_vector(double azimuth, double altitude, double north, vector3* vector_out);
 

@@ -121,7 +121,7 @@ int32_t zr_add_bump(material* simple, int32_t kind, const double axis[3], const 
     const bump_row& row = bump_rows[kind >= 1 && kind <= int32_t(std::size(bump_rows)) ? kind - 1 : 0];
     copy_label(made->name, row.name);
     made->function = row.function;
-    made->flags = row.flags; // pyramids stand on the sides of an object
+    made->flags = row.flags; // pyramids lie on the sides of an object
     made->axis = { axis[0], axis[1], axis[2] };
     made->origin = { origin[0], origin[1], origin[2] };
     made->scale = { scale[0], scale[1], scale[2] };

@@ -218,7 +218,7 @@ void picture_axes(
     zr_make_axes(&normal, &u, &v, axis_tolerance);
 }
 
-/// A picture of normals: red and green tilt along its axes, blue stands up.
+/// A picture of normals: red and green tilt along its axes, blue is up.
 void tilt_by_picture(
     const image_sample& s, double strength, const vector3& u, const vector3& v, vector3& normal)
 {

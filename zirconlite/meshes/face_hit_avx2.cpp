@@ -11,7 +11,7 @@ namespace zr
 namespace
 {
 
-/// Stands in a lane that holds an object of another kind.
+/// Fills a lane whose object is of another kind.
 const y_vertex no_vertex = {};
 const y_face no_face = { {}, nullptr, {}, 0, 0, 0, 0, 0,
     { const_cast<y_vertex*>(&no_vertex), const_cast<y_vertex*>(&no_vertex),

@@ -25,7 +25,7 @@ void store(float out[3], const vector3& v)
     out[2] = static_cast<float>(v.z);
 }
 
-/// Lets the entry's vertex take the face's normal. False when it stands too far from the mean so far.
+/// Lets the entry's vertex take the face's normal. False when it lies too far from the mean so far.
 bool take_normal(vertex_entry& entry, const float normal[3], double smooth_cosine)
 {
     y_vertex& vertex = *entry.vertex;

@@ -22,7 +22,7 @@ constexpr double meter_constant =
     0.125; ///< luminance of a metered scene over 2^EV at ISO 100: ISO 2720, K = 12.5
 constexpr double paling_start = 0.6; ///< shown linear value from which colours pale
 constexpr float black_level = 1e-10f;
-constexpr float largest_radiance = 0x1.fffffep62f;
+constexpr float max_radiance = 0x1.fffffep62f;
 
 /// y = x^a / (b x^(a d) + c), through mid-grey and white.
 struct film_curve
@@ -135,7 +135,7 @@ void inverse_film(const render_view& view, float rgb[3])
     for (int j = 0; j < 3; ++j) { linear[j] = static_cast<float>(std::pow(double(rgb[j]), display_gamma)); }
     const float m = largest(linear);
     const double radiance = exposed_for(curve_of(1.0), m) / plain_exposure(view);
-    const double kept = std::min(radiance, double(largest_radiance));
+    const double kept = std::min(radiance, double(max_radiance));
     for (int j = 0; j < 3; ++j) { rgb[j] = static_cast<float>(linear[j] / m * kept); }
 }
 

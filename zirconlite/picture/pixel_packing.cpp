@@ -61,7 +61,7 @@ uint32_t pack_pixel(const image_buffer* buffer, const pixel_components* componen
     }
     const float ratio = components->source_ratio;
     if (ratio > 0.0f) { pixel[4] = uint8_t(std::min(ratio, 1.0f) * 255.0f + 0.5f); }
-    else if (was_background) { pixel[4] = 0; } // it held fractions, not a ratio
+    else if (was_background) { pixel[4] = 0; } // it had fractions, not a ratio
     return kinds;
 }
 

@@ -13,8 +13,8 @@ namespace
 {
 
 constexpr float black_level = 1e-10f;
-constexpr float largest_radiance = 0x1.fffffep62f; // the top of the packed range
-constexpr double last_position = 99.99999;         // of the curve, in bins
+constexpr float max_radiance = 0x1.fffffep62f; // the top of the packed range
+constexpr double last_position = 99.99999;     // of the curve, in bins
 
 int dominant_channel(const float rgb[3]);
 void set_black(float rgb[3]) { rgb[0] = rgb[1] = rgb[2] = 0.0f; }
@@ -106,8 +106,8 @@ int32_t zr_get_rgb_from_pixel_components(
 double zr_gain(double x, double a)
 {
     // At 0 and 1 the curve is a step, and its formula 0 / 0.
-    const double held = a > 1e-10 ? std::min(a, 1.0 - 1e-10) : 1e-10;
-    const double g = (1.0 / held - 2.0) * (1.0 - 2.0 * x);
+    const double clamped = a > 1e-10 ? std::min(a, 1.0 - 1e-10) : 1e-10;
+    const double g = (1.0 / clamped - 2.0) * (1.0 - 2.0 * x);
     return x < 0.5 ? x / (g + 1.0) : (g - x) / (g - 1.0);
 }
 
@@ -123,7 +123,7 @@ int dominant_channel(const float rgb[3])
 /// Radiance that a sample may bring: NaN and negative light count as none, infinity as the largest kept.
 void hold_to_range(float rgb[3])
 {
-    for (int j = 0; j < 3; ++j) { rgb[j] = rgb[j] > 0.0f ? std::min(rgb[j], largest_radiance) : 0.0f; }
+    for (int j = 0; j < 3; ++j) { rgb[j] = rgb[j] > 0.0f ? std::min(rgb[j], max_radiance) : 0.0f; }
 }
 
 /// The histogram that a method uses; null with the power curve, and before a histogram has been finished.
@@ -180,8 +180,8 @@ void inverse_power_tone(double exponent, double scale, float rgb[3])
 {
     const float m = rgb[dominant_channel(rgb)];
     const double radiance = pow(double(m) / scale, 1.0 / exponent);
-    const double held = radiance < largest_radiance ? radiance : double(largest_radiance);
-    for (int j = 0; j < 3; ++j) { rgb[j] = float(double(rgb[j]) / m * held); }
+    const double clamped = radiance < max_radiance ? radiance : double(max_radiance);
+    for (int j = 0; j < 3; ++j) { rgb[j] = float(double(rgb[j]) / m * clamped); }
 }
 
 int32_t histogram_tone(const histogram& curve, float rgb[3], bool plain)
@@ -231,7 +231,7 @@ void inverse_histogram_tone(const histogram& curve, float rgb[3])
 double display_value(const histogram& curve, double luminance, bool plain)
 {
     if (luminance < curve.log_min) { return 0.0; }
-    // A background in white stands at the end of the range, and its packing may put it just beyond.
+    // A background in white lies at the end of the range, and its packing may put it just beyond.
     if (luminance > curve.log_max) { return plain ? 1.0 : double(curve.curve_top); }
     const double position =
         std::clamp((luminance - curve.log_min) * curve.inverse_bin_width, 0.0, last_position);

@@ -31,7 +31,7 @@ typedef struct histogram_bin
 typedef struct histogram
 {
     int32_t capacity;           /**< samples that fit */
-    int32_t count;              /**< samples held; after finish_histogram the total of the capped bins */
+    int32_t count;              /**< samples so far; after finish_histogram the total of the capped bins */
     float* samples;             /**< log10 of each sample; owned */
     float log_min, log_max;     /**< range of the samples, log10 of cd/m^2 */
     float lum_min, lum_max;     /**< the same range, cd/m^2 */
@@ -53,7 +53,7 @@ ZR_API int32_t get_tone_operator(
  *  serve only while there is no finished histogram. 0 for black, else 1. Read-only on the view; any
  *  thread. */
 ZR_API int32_t tone(const render_view* view, double exponent, double scale, float rgb[3], int32_t plain);
-/** A picked colour to radiance, in place. The colour is linear, each channel held to 0 to 1; `tone` with
+/** A picked colour to radiance, in place. The colour is linear, each channel clamped to 0 to 1; `tone` with
  *  `plain` and the same pair gives each channel to the power 1 / 2.2, that is the colour as a display
  *  shows it, within 2/255. With the histogram operator and no finished histogram gives black and returns
  *  0; else 1. Read-only on the view; any thread. */
@@ -67,7 +67,7 @@ ZR_API double zr_gain(double x, double a);
 
 /** Measures a picture by one pixel in 16 by 16. A picture without light gets luminances of 0 and tone
  *  values of 1.0; with the histogram operator so does one whose histogram finds no memory. A locked
- *  exposure that stands is left alone. Returns 1; 0 for a view or picture of NULL. */
+ *  exposure that is in force is left alone. Returns 1; 0 for a view or picture of NULL. */
 ZR_API int32_t zr_get_raytrace_tone_op(render_view* view, image_buffer* image);
 /** The work of the above; `clear` zeroes each sampled slot and the slot to its right. */
 ZR_API int32_t measure_image(

@@ -27,7 +27,7 @@ struct pixel_block
 zr::growable_block<float> walkabout_buffer; // one frame
 zr::growable_block<float> walkabout_line;   // one row
 uint32_t walkabout_line_width = 0;
-zr::growable_block<uint8_t> model_view_rows; // B, G, R, rows padded to 4 bytes; held while it is written
+zr::growable_block<uint8_t> model_view_rows; // B, G, R, rows padded to 4 bytes; kept while it is written
 
 bool read_display(pixel_block block);
 bool read_frame(const int32_t size[2], float* read, uint8_t* pixels, size_t row_bytes);

@@ -103,7 +103,7 @@ void find_close(find* f); ///< null does nothing
 /// Attributes of one name, without wildcards. False when it does not exist.
 bool read_attributes(const char16_t* path, find_entry* entry);
 
-/// What tells one file or folder from another whatever links lead to it. False when it does not exist.
+/// What identifies a file or folder, whatever links lead to it. False when it does not exist.
 bool read_identity(const char16_t* path, uint64_t identity[2]);
 
 bool delete_file(const char16_t* path);

@@ -23,7 +23,7 @@ void set_heap_gate(heap_gate gate);
 struct memory_status
 {
     uint64_t available_bytes;
-    uint64_t total_bytes; ///< 0 when the system does not tell
+    uint64_t total_bytes; ///< 0 when the system does not report it
 };
 
 /// The system's answer, at most 100 ms old: asking costs a file read, and every allocation wants to know.

@@ -7,7 +7,7 @@
 namespace zr::platform
 {
 
-/// Its top two bits tell the platform: 0 takes wide characters in all calls, 2 is refused by the library.
+/// Its top two bits are the platform: 0 takes wide characters in all calls, 2 is refused by the library.
 uint32_t system_version_word();
 
 /// Makes system_version_word() answer `word`; null asks the system again. For tests.

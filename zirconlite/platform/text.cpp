@@ -126,7 +126,7 @@ char16_t fold_case(char16_t c)
     {
         if (c == 0x130 || c == 0x131 || c == 0x138 || c == 0x149 || c == 0x17F) { return c; }
         if (c == 0x178) { return 0xFF; }
-        // Pairs stand with the capital on even numbers, but on odd ones in these two stretches.
+        // Pairs have the capital on even numbers, but on odd ones in these two stretches.
         const bool odd_capitals = (c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E);
         const bool capital = odd_capitals ? (c & 1) != 0 : (c & 1) == 0;
         return capital ? static_cast<char16_t>(c + 1) : c;

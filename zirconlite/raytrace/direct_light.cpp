@@ -384,7 +384,7 @@ bool is_unlit_by(const scene_object* object, const light* source)
     }
     if (!(flags & OBJECT_GROUP_UNLIT)) { return false; }
     const property_node* group = group_property(object);
-    return group && group_holds(group->payload.light, source);
+    return group && group_contains(group->payload.light, source);
 }
 
 ray make_shadow_ray(const document& document, const ray& r, const surface& s, const shadow_origin& how)

@@ -39,7 +39,7 @@ struct tree_shape
     node_shape nodes[node_count];
 };
 
-/// What a thread holds of a node for the pixel in hand.
+/// What a thread keeps of a node for the pixel in hand.
 struct aa_node
 {
     bool refined[4];

@@ -130,7 +130,7 @@ void shade(document& document, surface& s, ray& r, background_function backgroun
 
 size_t shading_stack_bytes(int32_t reflect_limit, int32_t refract_limit)
 {
-    // A level holds two rays, a surface and the frames of a material tree; sanitizers make frames larger.
+    // A level takes two rays, a surface and the frames of a material tree; sanitizers make frames larger.
     constexpr size_t base = 512 * 1024, per_level = 48 * 1024;
     return base + per_level * static_cast<size_t>(reflect_limit + refract_limit + 2);
 }

@@ -69,7 +69,7 @@ bool is_skipped(const scene_object* object, const ray& r, const light* source)
     if (flags & OBJECT_NO_GROUP_SHADOW)
     {
         const property_node* group = group_property(object);
-        if (group && group_holds(group->payload.light, source)) { return true; }
+        if (group && group_contains(group->payload.light, source)) { return true; }
     }
     return (flags & OBJECT_NO_WINDOW_SHADOW) && source->type == LIGHT_DAYLIGHT;
 }
@@ -135,7 +135,7 @@ bool visit(void* context, ray& r)
     shadow_walk& walk = *static_cast<shadow_walk*>(context);
     if (walk.resumes && !lies_before(walk.last, { r.hit_t, r.hit_object, nullptr, false })) { return false; }
     if (is_skipped(r.hit_object, r, walk.source)) { return false; }
-    // Whatever else stands there, one opaque object takes all light away, so any of them ends the walk.
+    // Whatever else is there, one opaque object takes all light away, so any of them ends the walk.
     if (strength_of(walk.source) >= 1.0 && hit_is_opaque(r)) { return true; }
     complete_hit(r);
     insert(walk, pane_at_hit(r));
@@ -251,7 +251,7 @@ bool blocked_by_cached(const light* source, ray& r, scene_object*& blocker)
 
 } // namespace
 
-bool group_holds(const light* node, const light* source)
+bool group_contains(const light* node, const light* source)
 {
     if (!node || !source) { return false; }
     if (node == source) { return true; }

@@ -18,7 +18,7 @@ bool shadow_test(document& document, const light* source, ray& r);
 bool cast_shadow_ray(document& document, const light& source, const source_sample& sample,
     shadow_cache_entry* cache, ray& shadow);
 
-/// Whether `node` is `source` or a group that holds it at any depth.
-bool group_holds(const light* node, const light* source);
+/// Whether `node` is `source` or a group that contains it at any depth.
+bool group_contains(const light* node, const light* source);
 
 } // namespace zr

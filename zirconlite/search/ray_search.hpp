@@ -15,7 +15,7 @@ namespace zr
 /// wins. Returns whether the hit was improved. A document without a built structure has no hits.
 bool locate_nearest_hit(const document& document, ray& ray);
 
-/// Works out point and normals of the hit that stands in the ray, as `intersect` of its object does. Once
+/// Works out point and normals of the hit in the ray, as `intersect` of its object does. Once
 /// more does no harm.
 inline void complete_hit(ray& ray)
 {
@@ -31,7 +31,7 @@ inline bool find_nearest_hit(const document& document, ray& ray)
     return improved;
 }
 
-/// What to do with one hit of a walk: it stands in the ray as locate_nearest_hit leaves it, and true ends the
+/// What to do with one hit of a walk: it is in the ray as locate_nearest_hit leaves it, and true ends the
 /// walk.
 using hit_visitor = bool (*)(void* context, ray& ray);
 

@@ -23,7 +23,7 @@ ZR_TARGET inline float box_limit(double t)
     return t < 1e30 ? static_cast<float>(t * margin) : FLT_MAX;
 }
 
-/// Starts to load a child that waits for its turn. What stands behind a run's number is loaded in vain, which
+/// Starts to load a child that waits for its turn. What follows a run's number is loaded in vain, which
 /// does no harm.
 ZR_TARGET inline void expect(const search_tree& tree, uint32_t reference)
 {
@@ -63,7 +63,7 @@ struct nearest_triangle
     bool found;      ///< a triangle is the best hit
 };
 
-/// A triangle's hit, as it stands in the ray before complete_hit.
+/// A triangle's hit, as the ray has it before complete_hit.
 ZR_TARGET inline void store_located(ray& r, scene_object* object, double t, double w1, double w2)
 {
     const double w = w1 + w2;

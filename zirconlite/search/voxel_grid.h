@@ -1,6 +1,6 @@
 /** @file
  *  The acceleration structure over the scene: built once before a render, read by every ray. The two-level
- * voxel grid, which the names tell of, or a tree in its place. */
+ * voxel grid, after which they are named, or a tree in its place. */
 #ifndef ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
 #define ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
 

@@ -1,5 +1,5 @@
 /// @file
-/// Records of the voxel grid, and of the tree that may stand in its place. All cells, entries and nodes stand
+/// Records of the voxel grid, and of the tree that may take its place. All cells, entries and nodes are
 /// in one array each and name one another by 32-bit numbers.
 #pragma once
 

@@ -140,7 +140,7 @@ void set_defaults(document* document)
     document->epsilon = 1e-6;
 }
 
-/// Whether nothing works on the document any more. A job that has finished, or was told to stop, is waited
+/// Whether nothing works on the document any more. A job that has finished, or was asked to stop, is waited
 /// for: its thread is in its last steps when the host hears of the end.
 bool settle_jobs(document* document)
 {

@@ -133,7 +133,7 @@ zr_handle load_from_bin(const char16_t* name)
     return platform::load_module(path);
 }
 
-/// The driver stands in the folder of modules, or where the system looks for modules.
+/// The driver is in the folder of modules, or where the system looks for modules.
 void start_display_driver(int32_t gl_version)
 {
     if (gl_version == 0) { return; }

@@ -121,7 +121,8 @@ int32_t zr_read_environment_config_info(FILE* stream, document* document)
 
 int32_t read_environment_config_info(FILE* stream, document* document)
 {
-    static char wait_cursor; // its address is the handle: hosts tell "some cursor" from "the usual one"
+    static char
+        wait_cursor; // its address is the handle: hosts distinguish "some cursor" from "the usual one"
     zr::host::change_cursor(&wait_cursor);
     const int32_t done = zr_read_environment_config_info(stream, document);
     zr::host::change_cursor(nullptr);

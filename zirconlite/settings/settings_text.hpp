@@ -56,7 +56,7 @@ enum class settings_type
     single,    ///< float
     real,      ///< double
     text,      ///< char16_t[count]
-    owned_text ///< char16_t* from zr_malloc; the line stands only where it is not null
+    owned_text ///< char16_t* from zr_malloc; the line is written only where it is not null
 };
 
 /// One key of a settings file. Tables of them are in the order of the lines.

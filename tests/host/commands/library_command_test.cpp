@@ -9,7 +9,7 @@ namespace
 
 struct LibraryCommand : testing::Test
 {
-    /// The exit code; what was printed, failures included, stands in `printed`.
+    /// The exit code; what was printed, failures included, is in `printed`.
     int run(const std::string& arguments)
     {
         const std::string command = "cd '" + folder.path.string() +

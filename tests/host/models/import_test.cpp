@@ -308,14 +308,14 @@ TEST(ModelPictureSearch, GoesByTheBaseNameWithoutCase)
     }
 }
 
-TEST_F(Import, TellsMissingFilesFromDamagedOnes)
+TEST_F(Import, DistinguishesMissingFilesFromDamagedOnes)
 {
     EXPECT_EQ(refusal(request("absent.obj")).code, exit_missing_file);
     std::filesystem::create_directory(folder.path / "folder.obj");
     EXPECT_EQ(refusal(request("folder.obj")).code, exit_missing_file);
 }
 
-TEST_F(Import, HoldsTheChildToItsLimits)
+TEST_F(Import, LimitsTheTimeAndMemoryOfTheChild)
 {
     std::string text;
     for (int k = 0; k < 400000; ++k)

@@ -75,7 +75,7 @@ TEST(Weld, SharesEqualPlacesAndKeepsPolygons)
     EXPECT_EQ(m.meshes[0].corner_count, std::vector<uint32_t>(6, 4));
 }
 
-TEST(Weld, TellsSolidsFromSheets)
+TEST(Weld, DistinguishesSolidsFromSheets)
 {
     corner_mesh turned = cube(0);
     std::swap_ranges(

@@ -51,7 +51,7 @@ protected:
         }
         return out;
     }
-    static int largest_difference(const std::string& a, const std::string& b)
+    static int max_difference(const std::string& a, const std::string& b)
     {
         if (a.size() != b.size()) { return 999; }
         int largest = 0;
@@ -95,7 +95,7 @@ TEST_F(PictureFormats, FilesOfOtherProgramsReadWithTheSamePixels)
         ASSERT_EQ(p.width, 61u);
         ASSERT_EQ(p.height, 37u);
         EXPECT_EQ(p.channels, layout == "gray" ? 1u : layout.size());
-        EXPECT_LE(largest_difference(rows_of(p), reference(name, layout, orient.c_str())), tolerance);
+        EXPECT_LE(max_difference(rows_of(p), reference(name, layout, orient.c_str())), tolerance);
     }
     EXPECT_EQ(made_by, " source.png -colorspace gray -define png:color-type=0 grey.png");
 }
