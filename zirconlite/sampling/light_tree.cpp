@@ -156,13 +156,18 @@ double importance(const light_bounds& b, const vector3& point, const vector3& no
     if (squared == 0.0 && radius_squared == 0.0) { return 0.0; } // a lamp gives nothing at distance 0
     if (squared <= radius_squared) { return b.power / std::fmax(radius_squared, geometry_zero); }
     const vector3 direction = to_center * (1.0 / std::sqrt(squared));
-    const double half_angle = std::asin(std::fmin(std::sqrt(radius_squared / squared), 1.0));
-    if (b.spread_rad < M_PI && angle_between(b.axis, -direction) - half_angle > b.spread_rad) { return 0.0; }
-    double cosine = 1.0;
-    if (!both_sides)
+    const double sine = std::sqrt(radius_squared / squared), far_cosine = std::sqrt(1.0 - sine * sine);
+    if (b.spread_rad < M_PI && angle_between(b.axis, -direction) - std::asin(sine) > b.spread_rad)
     {
-        const double incidence = std::fmax(angle_between(normal, direction) - half_angle, 0.0);
-        cosine = incidence < M_PI / 2.0 ? std::cos(incidence) : 0.0;
+        return 0.0;
+    }
+    // The best cosine over the ball: that of the angle to its middle less its half angle.
+    double cosine = dot(normal, direction);
+    if (both_sides || cosine >= far_cosine) { cosine = 1.0; }
+    else
+    {
+        cosine = cosine * far_cosine + std::sqrt(std::fmax(1.0 - cosine * cosine, 0.0)) * sine;
+        if (!(cosine > 0.0)) { return 0.0; }
     }
     return b.power * cosine / squared;
 }

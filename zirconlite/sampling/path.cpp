@@ -278,15 +278,22 @@ bool meet_surface(light_path& p, const surface& s)
     return leave_inside(p, s, lobe, mirror);
 }
 
+void place_on_lens(const sample_point& point, double stratum[2])
+{
+    const unit_pair lens = sample_numbers(point, pair_lens);
+    const square_point on_disc = square_to_disc({ lens.u, lens.v });
+    stratum[0] = on_disc.u - 0.5;
+    stratum[1] = on_disc.v - 0.5;
+}
+
 } // namespace
 
 path_light trace_path(document& document, render_view& view, const ray& prototype, int32_t thread,
     const sample_point& point, const double position[2])
 {
     light_path p = { document, view, point, prototype, 0, false, 1.0, {} };
-    const unit_pair lens = sample_numbers(point, pair_lens);
-    const square_point on_disc = square_to_disc({ lens.u, lens.v });
-    const double stratum[2] = { on_disc.u - 0.5, on_disc.v - 0.5 };
+    double stratum[2] = { 0.0, 0.0 };
+    if (document.render_flags & RENDER_DEPTH_OF_FIELD) { place_on_lens(point, stratum); }
     if (!aim_primary(document, view, p.r, thread, position, stratum)) { return p.found; }
     while (nearest_surface(p))
     {

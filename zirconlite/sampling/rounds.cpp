@@ -347,6 +347,7 @@ sampling_run* begin_sampling(
     for (sampling_block& b : run->blocks) { b.error = -1.0f; }
     if (run->limits.seconds > 0.0) { run->end_time = seconds_now() + run->limits.seconds; }
     prepare_pixel_filter();
+    prepare_sequence(run->limits.seed);
     return run;
 }
 

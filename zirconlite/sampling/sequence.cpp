@@ -91,16 +91,69 @@ uint32_t mask_shift(int32_t x, int32_t y, uint32_t key)
     return uint32_t(blue_noise[row * blue_noise_side + column]) << 20 | tile >> 12;
 }
 
+/// A point of a dimension pair's sequence before the pixel's shift, and the keys of that shift.
+struct shared_point
+{
+    uint32_t first, second;
+};
+
+uint32_t key_of(uint32_t pair, uint32_t seed)
+{
+    return mixed(pair * 0x9e3779b9u + mixed(seed + 0x632be5abu));
+}
+
+shared_point point_of(uint32_t key, uint32_t index)
+{
+    const uint32_t order = owen_scrambled(index, key);
+    return { owen_scrambled(reversed_bits(order), mixed(key ^ 0x51633e2du)),
+        owen_scrambled(second_sobol(order), mixed(key ^ 0x68bc21ebu)) };
+}
+
+shared_point shift_keys(uint32_t key) { return { mixed(key ^ 0x02e5be93u), mixed(key ^ 0x967a889bu) }; }
+
+/// The first samples of the first vertices, which most paths take: all pixels share them.
+struct point_table
+{
+    static constexpr uint32_t pairs = pair_vertex + 2 * pairs_per_vertex, samples = 128;
+
+    bool is_filled;
+    uint32_t seed;
+    shared_point shifts[pairs], points[pairs][samples];
+};
+point_table table = {};
+
 } // namespace
+
+void prepare_sequence(uint32_t seed)
+{
+    if (table.is_filled && table.seed == seed) { return; }
+    for (uint32_t pair = 0; pair < point_table::pairs; ++pair)
+    {
+        const uint32_t key = key_of(pair, seed);
+        table.shifts[pair] = shift_keys(key);
+        for (uint32_t i = 0; i < point_table::samples; ++i) { table.points[pair][i] = point_of(key, i); }
+    }
+    table.seed = seed;
+    table.is_filled = true;
+}
 
 unit_pair sample_numbers(const sample_point& p, uint32_t pair)
 {
-    const uint32_t key = mixed(pair * 0x9e3779b9u + mixed(p.seed + 0x632be5abu));
-    const uint32_t order = owen_scrambled(p.index, key);
-    const uint32_t first = owen_scrambled(reversed_bits(order), mixed(key ^ 0x51633e2du));
-    const uint32_t second = owen_scrambled(second_sobol(order), mixed(key ^ 0x68bc21ebu));
-    return { (first + mask_shift(p.x, p.y, mixed(key ^ 0x02e5be93u))) * to_unit,
-        (second + mask_shift(p.x, p.y, mixed(key ^ 0x967a889bu))) * to_unit };
+    shared_point point, shift;
+    if (table.is_filled && table.seed == p.seed && pair < point_table::pairs &&
+        p.index < point_table::samples)
+    {
+        point = table.points[pair][p.index];
+        shift = table.shifts[pair];
+    }
+    else
+    {
+        const uint32_t key = key_of(pair, p.seed);
+        point = point_of(key, p.index);
+        shift = shift_keys(key);
+    }
+    return { (point.first + mask_shift(p.x, p.y, shift.first)) * to_unit,
+        (point.second + mask_shift(p.x, p.y, shift.second)) * to_unit };
 }
 
 } // namespace zr

@@ -47,6 +47,10 @@ struct unit_pair
     double u, v;
 };
 
+/// Keeps the first points of a seed, which makes its numbers cheap; they stay the same. While no sample is
+/// taken.
+void prepare_sequence(uint32_t seed);
+
 /// The numbers of a dimension pair of the sample's own (`pair_pixel`, `pair_lens`), or of a vertex.
 unit_pair sample_numbers(const sample_point& p, uint32_t pair);
 inline unit_pair vertex_numbers(const sample_point& p, uint32_t vertex, sample_pair pair)
