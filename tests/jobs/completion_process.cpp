@@ -85,6 +85,21 @@ TEST_F(completion_test, MayBeAnsweredByANewRenderAndByClosing)
     EXPECT_EQ(zr_close_document(d), 1);
 }
 
+/// A host may give its job record up as soon as it hears of the end.
+TEST_F(completion_test, TheLastReportNeedsNoJobRecord)
+{
+    document* d = open_room(16, 16);
+    render_job job = job_of(d);
+    d->notify_window = zr_window_from_callback(
+        [](void* record, uint32_t) { memset(record, 0xff, sizeof(render_job)); }, &job);
+    ASSERT_EQ(zr_raytrace(&job), 1);
+    ASSERT_EQ(zr_wait_for_render(d, -1), 1);
+    EXPECT_EQ(heard.back().code, PROGRESS_RENDERED);
+    EXPECT_EQ(heard.back().fraction, 1.0f);
+    zr_free_window(d->notify_window);
+    zr_close_document(d);
+}
+
 TEST_F(completion_test, HostFunctionsAreRaisedForTheLengthOfAJobThatAsks)
 {
     EXPECT_EQ(library->told_at_start, u"gl not loaded");

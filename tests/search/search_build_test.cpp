@@ -276,7 +276,10 @@ TEST(SearchBuild, AHostFollowsAndStopsABuild)
             ray r = s.eye_ray({ 0.5, 0.4, 2 }, { 0, 0, -1 });
             find_nearest_hit(*s.doc, r); // whatever is left of the build can be asked
         }
-        EXPECT_EQ(build_told(s.doc, never, nullptr), 1) << "and built again";
+        s.doc->stop_render = s.doc->preprocess_stop = 1;
+        s.doc->frustum_invalid = 0;
+        EXPECT_EQ(build_told(s.doc, never, nullptr), 1) << "words of an earlier job do not count";
+        EXPECT_EQ(s.doc->frustum_invalid, 1) << "first hits by tiles are of the old structure";
     }
     platform::override_processor_count(0);
 }
