@@ -6,7 +6,10 @@
 #include <numeric>
 
 #include "tests/support/scene.hpp"
+#include "zirconlite/environment/environment.hpp"
 #include "zirconlite/environment/sky_light.hpp"
+#include "zirconlite/lighting/clear_sky.hpp"
+#include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/lighting/sun_sky.h"
 #include "zirconlite/picture/image_buffer.h"
 #include "zirconlite/picture/projection.h"
@@ -207,4 +210,95 @@ TEST(SkyLight, ComesOnlyWhereItIsWanted)
         ASSERT_TRUE(s.prepare());
         EXPECT_EQ(s.lux(0, 0, 1, 1), 0.0);
     }
+}
+
+TEST(SkyLight, IsThatOfTheSkyThatIsSeen)
+{
+    struct
+    {
+        const char* what;
+        std::function<void(document&)> set;
+    } const cases[] = {
+        { "a clear sky under a low sun",
+            [](document& d)
+            {
+                set_overcast(d);
+                d.sun_sky->flags = SUN_BY_ANGLES;
+                d.sun_sky->cloudiness = 0.1;
+                d.sun_sky->direct_altitude = 0.5f;
+                d.sun_sky_flags = SUN_SKY_DIRECT_SKY | SUN_SKY_SUN;
+            } },
+        { "an overcast sky", set_overcast },
+        { "a background that lights", [](document& d) { set_cap(d, 3000.0); } },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        open_ground s;
+        c.set(*s.doc);
+        s.doc->sun_sky->sun_intensity = 0.0f;
+        ASSERT_TRUE(s.prepare());
+        double seen = 0.0, by_function = 0.0;
+        constexpr int rows = 300, columns = 60; // directions of equal share of the level's light
+        for (int i = 0; i < rows * columns; ++i)
+        {
+            const double z = std::sqrt((i / columns + 0.5) / rows), a = 2.0 * M_PI * (i % columns) / columns;
+            const double r = std::sqrt(1.0 - z * z);
+            ray up = s.eye_ray({ 0, 0, 1 }, { r * std::cos(a), r * std::sin(a), z });
+            environment_background(*s.doc, up);
+            seen += up.radiance[1] * M_PI / (rows * columns);
+            by_function += sky_luminance(*s.doc->sun_sky, up.direction) * M_PI / (rows * columns);
+        }
+        EXPECT_NEAR(s.mean_lux(3.0, 1.0), seen, 0.01 * seen);
+        double lux[3];
+        level_ground_lux(lux);
+        EXPECT_NEAR(lux[1], seen, 0.005 * seen);
+        if (s.doc->environment.mode != ENVIRONMENT_SKY) { continue; }
+        EXPECT_NEAR(luminance(lux), by_function * s.doc->sun_sky->sky_strength, 0.005 * luminance(lux));
+    }
+}
+
+TEST(SkyLight, ABackgroundThatGivesNoneShowsTheColorThatWasPicked)
+{
+    open_ground s;
+    set_flat(*s.doc, 0.5f, 0.0);
+    s.doc->sun_sky_flags = 0;
+    ASSERT_TRUE(s.prepare());
+    ray up = s.eye_ray({ 0, 0, 1 }, { 0, 0, 1 });
+    environment_background(*s.doc, up);
+    EXPECT_GT(up.background[1], 0.0f);
+    EXPECT_LE(up.radiance[0], 0.0);
+}
+
+TEST(SkyLight, IsBlueOverheadAndBrightRoundTheSunWhereItIsClear)
+{
+    open_ground s;
+    set_overcast(*s.doc);
+    sun_sky& sky = *s.doc->sun_sky;
+    sky.flags = SUN_BY_ANGLES;
+    sky.cloudiness = 0.0;
+    sky.direct_altitude = 0.6f;
+    ASSERT_TRUE(s.prepare());
+    double zenith[3], horizon[3], sun[3];
+    const vector3 away = normalized({ sky.sun_direction.x, sky.sun_direction.y, 0.0 });
+    sky_radiance(sky, { 0, 0, 1 }, zenith);
+    sky_radiance(sky, away, horizon);
+    sky_radiance(sky, -sky.sun_direction, sun);
+    EXPECT_GT(zenith[2] / zenith[0], 1.5 * horizon[2] / horizon[0]);
+    EXPECT_GT(horizon[2], horizon[0]);
+    // Of CIE S 011, type 12: gradation 1 - exp(-0.32 / z), indicatrix 1 + 10 (exp(-3 a) - exp(-1.5 pi)) +
+    // 0.45 cos2 a.
+    const auto shape = [](double z, double a)
+    {
+        return (1.0 - std::exp(-0.32 / z)) *
+               (1.0 + 10.0 * (std::exp(-3.0 * a) - std::exp(-1.5 * M_PI)) + 0.45 * std::pow(std::cos(a), 2));
+    };
+    EXPECT_NEAR(
+        luminance(sun) / luminance(zenith), shape(std::sin(0.6), 0.0) / shape(1.0, M_PI / 2.0 - 0.6), 1e-6);
+    // Daylight of 6504 K is the white of sRGB, equal parts of its primaries.
+    double white[3], day[3];
+    daylight_color(5500.0, white);
+    daylight_color(6504.0, day);
+    for (int i = 0; i < 3; ++i) { EXPECT_NEAR(white[i], 1.0, 0.001); }
+    EXPECT_NEAR(day[2] / day[0], 1.1037 / 0.8220, 0.005);
 }

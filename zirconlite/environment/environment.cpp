@@ -7,6 +7,7 @@
 #include "zirconlite/environment/clouds.hpp"
 #include "zirconlite/environment/environment_map.hpp"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/lighting/clear_sky.hpp"
 #include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/picture/gamma_tables.hpp"
@@ -180,6 +181,90 @@ void environment_of_ray(const document& document, const environment& record, con
     if (m > 0.0) { blend(p, c, m, c); }
 }
 
+/// Radiance of a white cloud: sunlight and sky light, sent back from all sides.
+double cloud_luminance(const document& document, double white)
+{
+    constexpr double albedo = 0.8;
+    if (!has_sun(document)) { return white; }
+    const sun_sky& sky = *document.sun_sky;
+    return albedo * (sky.sun_strength / M_PI + sky.sky_strength);
+}
+
+void blend_radiance(double a[3], const float b[3], double share_of_b, double scale)
+{
+    for (int i = 0; i < 3; ++i)
+    {
+        // Also takes what is not a number for black.
+        const double light = b[i] > 0.0f ? std::min(b[i] * scale, max_environment_radiance) : 0.0;
+        a[i] = a[i] * (1.0 - share_of_b) + light * share_of_b;
+    }
+}
+
+bool sky_of_sun(const document& document, const environment& record)
+{
+    return shows_sky(record) && has_sun(document);
+}
+
+/// The light of what a record shows before its clouds and pictures.
+void base_radiance(const document& document, const environment& record, const vector3& direction,
+    double white, double rgb[3])
+{
+    std::fill_n(rgb, 3, 0.0);
+    float c[3];
+    if (sky_of_sun(document, record)) { sky_radiance(*document.sun_sky, direction, rgb); }
+    else if (background_color(document, record, direction, c)) { blend_radiance(rgb, c, 1.0, white); }
+}
+
+/// Whether what a ray sees of a record is the light that it gives. Else it shows the colours that were
+/// picked.
+bool shows_radiance(const document& document, const environment& record)
+{
+    if (!is_exact() || document.mode == MODE_SIMPLE) { return false; }
+    return sky_of_sun(document, record) || environment_white(document) > 0.0 ||
+           (parts_of(document, record).hdr && !parts_of(document, record).picture);
+}
+
+/// Adds light to what a ray brings back; -1 in the first channel says that there is none yet.
+void add_radiance(ray& ray, const double light[3], double share)
+{
+    if (ray.radiance[0] < 0.0) { std::fill_n(ray.radiance, 3, 0.0); }
+    for (int i = 0; i < 3; ++i) { ray.radiance[i] += light[i] * ray.weight[i] * share; }
+}
+
+void add_background(ray& ray, float shown[3], double share)
+{
+    inverse_tone(ray.view, ray.view->background_exponent, ray.view->background_scale, shown);
+    for (int i = 0; i < 3; ++i) { ray.background[i] = static_cast<float>(shown[i] * ray.weight[i] * share); }
+}
+
+/// A picture that lies in the view stays as it is: it gives no light.
+void show_radiance(const document& document, const environment& record, ray& ray)
+{
+    double light[3];
+    environment_radiance(document, record, ray.direction, &ray, light);
+    float p[3];
+    const bool in_view = parts_of(document, record).picture && record.image_projection == 0;
+    const double m =
+        in_view ? background_picture(record, prepared_of(document, record), ray.direction, &ray, p) : 0.0;
+    add_radiance(ray, light, 1.0 - m);
+    if (m > 0.0) { add_background(ray, p, m); }
+}
+
+void show_colors(const document& document, const environment& record, ray& ray)
+{
+    float c[3];
+    environment_of_ray(document, record, ray, c);
+    if (document.mode != MODE_SIMPLE)
+    {
+        add_background(ray, c, 1.0);
+        return;
+    }
+    for (int i = 0; i < 3; ++i)
+    {
+        ray.simple_color[i] += look_up(gamma.simple_float, static_cast<float>(c[i] * ray.weight[i]), 1.0f);
+    }
+}
+
 void prepare_gradient(const environment& record, prepared_environment& made)
 {
     const double altitudes[3] = { record.angle0, record.angle1, record.angle2 };
@@ -214,39 +299,34 @@ double haze_share(const document& document, const ray& ray)
 
 } // namespace
 
-bool environment_color(const document& document, const environment& record, const vector3& direction,
-    double white, float rgb[3], double* luminance_scale)
+double environment_white(const document& document)
+{
+    if (document.background_luminance > 0.0) { return document.background_luminance; }
+    return has_sun(document) ? document.sun_sky->sky_strength : 0.0;
+}
+
+void environment_radiance(const document& document, const environment& record, const vector3& direction,
+    const ray* seen, double rgb[3])
 {
     const shown_parts shown = parts_of(document, record);
-    bool any = background_color(document, record, direction, rgb);
-    if (shows_sky(record) && has_sun(document) && white > 0.0)
+    const prepared_environment& made = prepared_of(document, record);
+    const double white = environment_white(document);
+    base_radiance(document, record, direction, white, rgb);
+    float c[3];
+    if (seen && shown.clouds)
     {
-        const sun_sky& sky = *document.sun_sky;
-        const double y = sky_luminance(sky, direction) * sky.sky_strength / white;
-        for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(y * sky.sky_color[i]); }
+        const double a = clouds(document, record, made, *seen, c);
+        // The color comes with its coverage in it.
+        const double scale = cloud_luminance(document, white);
+        for (int i = 0; i < 3; ++i) { rgb[i] = rgb[i] * (1.0 - a * a) + (a > 0.0 ? c[i] * a * scale : 0.0); }
     }
-    *luminance_scale = 0.0;
-    float h[3], p[3];
-    if (shown.hdr && hdr_light(record, prepared_of(document, record), direction, h))
+    if (shown.hdr && hdr_light(record, made, direction, c))
     {
-        any = true;
-        const double kept = kept_under_hdr(record);
-        const bool alone = kept == 0.0;
-        if (alone) { *luminance_scale = 1.0; }
-        else { hdr_display(record, h); }
-        blend(rgb, h, kept, rgb);
+        blend_radiance(rgb, c, 1.0 - kept_under_hdr(record), 1.0);
     }
-    const double m = shown.picture
-                         ? background_picture(record, prepared_of(document, record), direction, nullptr, p)
-                         : 0.0;
-    if (!(m > 0.0)) { return any; }
-    if (*luminance_scale != 0.0)
-    {
-        hdr_display(record, rgb);
-        *luminance_scale = 0.0;
-    }
-    blend(p, rgb, m, rgb);
-    return true;
+    if (!shown.picture || record.image_projection == 0) { return; }
+    const double m = background_picture(record, made, direction, nullptr, c);
+    if (m > 0.0) { blend_radiance(rgb, c, m, white); }
 }
 
 const prepared_environment& prepared_of(const document& document, const environment& record)
@@ -286,21 +366,9 @@ void environment_background(document& document, ray& ray)
     const bool reflected = ray.kind == RAY_REFLECTED;
     if (reflected && (document.environment_flags & ENVIRONMENT_REFLECT_NOTHING)) { return; }
     const bool own = reflected && (document.environment_flags & ENVIRONMENT_REFLECTED_OWN);
-    float c[3];
-    environment_of_ray(document, own ? document.reflected_environment : document.environment, ray, c);
-    if (document.mode == MODE_SIMPLE)
-    {
-        for (int i = 0; i < 3; ++i)
-        {
-            ray.simple_color[i] +=
-                look_up(gamma.simple_float, static_cast<float>(c[i] * ray.weight[i]), 1.0f);
-        }
-    }
-    else
-    {
-        inverse_tone(ray.view, ray.view->background_exponent, ray.view->background_scale, c);
-        for (int i = 0; i < 3; ++i) { ray.background[i] = static_cast<float>(c[i] * ray.weight[i]); }
-    }
+    const environment& record = own ? document.reflected_environment : document.environment;
+    if (shows_radiance(document, record)) { show_radiance(document, record, ray); }
+    else { show_colors(document, record, ray); }
     haze(document, ray);
     if (ray.kind == RAY_PRIMARY) { ray.alpha = 1.0f; }
 }

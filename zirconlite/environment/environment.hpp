@@ -8,19 +8,20 @@
 namespace zr
 {
 
-/// The light of the environment from a unit direction: what `record` shows there, as linear colour before
-/// any tone operator, without clouds, haze and ray weights. The flat colour, the gradient or the sky; over it
-/// the hdr picture; over that the cylindrical or spherical background picture (a planar one belongs to the
-/// view and is not seen here). `environment_prepare` has run for the record.
-///
-/// `*luminance_scale` is what a channel of 1 stands for. Where the hdr picture shows alone (its opacity 0, no
-/// picture over it) `rgb` is in cd/m2 and the scale is 1. Everywhere else `rgb` is 0 to 1, display-linear,
-/// and the scale is 0: the caller takes the luminance of white from its own view or sky. Where both mix, the
-/// hdr part is brought to 0 to 1 by the tone operator of its own view, as a picture shows it. With a sun the
-/// sky is that of its model, not the painted one, relative to `white` in cd/m2: a colour of 1. False, with
-/// black, where nothing shows at all: the sky without a sun. Any thread.
-bool environment_color(const document& document, const environment& record, const vector3& direction,
-    double white, float rgb[3], double* luminance_scale);
+/// The brightest that an environment gets, cd/m2: hot pixels of pictures are clamped to it.
+inline constexpr double max_environment_radiance = 1e12;
+
+/// What a channel of 1 of a document's background colours and pictures stands for, cd/m2: its own luminance
+/// of the background, else that of the sky of its sun. 0 where they give no light.
+double environment_white(const document& document);
+
+/// The light of the environment from a unit direction, cd/m2: the sky of the sun, or the flat colour or the
+/// gradient by `environment_white`; over it the environment map; over that the cylindrical or spherical
+/// background picture (a planar one belongs to the view and gives no light). With a ray that sees it the
+/// clouds too, which give no light. No ray weights, no haze. `environment_prepare` has run for the record.
+/// Any thread.
+void environment_radiance(const document& document, const environment& record, const vector3& direction,
+    const ray* seen, double rgb[3]);
 
 /// What a ray that leaves the scene does; adds to the ray's results.
 using background_function = void (*)(document& document, ray& ray);

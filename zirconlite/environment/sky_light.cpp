@@ -12,7 +12,7 @@
 #include "zirconlite/frame/array.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/lighting/sun_light.hpp"
+#include "zirconlite/lighting/clear_sky.hpp"
 
 namespace zr
 {
@@ -24,7 +24,6 @@ constexpr int32_t max_samples = 4096;
 constexpr int coarse_rows = 64, fine_rows = 128; // of altitude; twice as many columns
 constexpr int max_points = 8;                    // along a side of a cell
 constexpr double bright_contrast = 8.0;          // of the brightest cell against the mean
-constexpr double max_radiance = 1e12;
 
 enum class source
 {
@@ -47,13 +46,6 @@ struct environment_light
 };
 environment_light around = {};
 
-/// What one unit of the environment's 0 to 1 colours stands for, cd/m2.
-double white_luminance(const document& d, bool has_sun)
-{
-    if (d.background_luminance > 0.0) { return d.background_luminance; }
-    return has_sun ? d.sun_sky->sky_strength : 0.0;
-}
-
 double altitude_sine(int rows, double row) { return std::sin(M_PI * (row / rows - 0.5)); }
 
 vector3 direction_at(double z, double turn)
@@ -73,7 +65,7 @@ size_t cell_of(const vector3& d)
 }
 
 /// Mean radiance of a cell, by `points` x `points` directions of equal solid angle.
-void average_cell(const document& d, double white, int row, int column, int points, float mean[3])
+void average_cell(const document& d, int row, int column, int points, float mean[3])
 {
     double sum[3] = {};
     const double low = altitude_sine(around.rows, row), high = altitude_sine(around.rows, row + 1);
@@ -82,19 +74,10 @@ void average_cell(const document& d, double white, int row, int column, int poin
         const double z = low + (high - low) * (i + 0.5) / points;
         for (int k = 0; k < points; ++k)
         {
-            float rgb[3];
-            double scale;
-            if (!environment_color(d, d.environment,
-                    direction_at(z, (column + (k + 0.5) / points) / around.columns), white, rgb, &scale))
-            {
-                continue;
-            }
-            if (scale == 0.0) { scale = white; }
-            for (int c = 0; c < 3; ++c)
-            {
-                // Also takes what is not a number for black.
-                if (rgb[c] > 0.0f) { sum[c] += std::fmin(rgb[c] * scale, max_radiance); }
-            }
+            double rgb[3];
+            environment_radiance(d, d.environment,
+                direction_at(z, (column + (k + 0.5) / points) / around.columns), nullptr, rgb);
+            for (int c = 0; c < 3; ++c) { sum[c] += rgb[c]; }
         }
     }
     for (int c = 0; c < 3; ++c) { mean[c] = float(sum[c] / (points * points)); }
@@ -140,7 +123,7 @@ bool has_picture_around(const document& d)
            d.environment.image_projection != 0;
 }
 
-bool make_table(const document& d, double white)
+bool make_table(const document& d)
 {
     const bool has_picture = has_hdr(d) || has_picture_around(d);
     around.rows = has_hdr(d) ? fine_rows : coarse_rows;
@@ -158,7 +141,7 @@ bool make_table(const document& d, double white)
         for (int column = 0; column < around.columns; ++column)
         {
             const size_t cell = size_t(row) * size_t(around.columns) + size_t(column);
-            average_cell(d, white, row, column, points, &around.radiance[3 * cell]);
+            average_cell(d, row, column, points, &around.radiance[3 * cell]);
         }
     }
     make_distribution();
@@ -213,8 +196,7 @@ bool choose_source(const document& document)
         if (around.sky->sky_strength > 0.0) { around.kind = source::formula; }
         return true;
     }
-    const double white = white_luminance(document, has_sun);
-    return (white <= 0.0 && !has_hdr(document)) || make_table(document, white);
+    return (environment_white(document) <= 0.0 && !has_hdr(document)) || make_table(document);
 }
 
 } // namespace
@@ -245,11 +227,7 @@ sky_sample sky_light_from(const vector3& direction)
 {
     sky_sample s = { direction, {}, 0.0 };
     if (around.kind == source::table) { fill_from_cell(cell_of(direction), s); }
-    else if (around.kind == source::formula)
-    {
-        const double y = sky_luminance(*around.sky, direction) * around.sky->sky_strength;
-        for (int c = 0; c < 3; ++c) { s.radiance[c] = y * around.sky->sky_color[c]; }
-    }
+    else if (around.kind == source::formula) { sky_radiance(*around.sky, direction, s.radiance); }
     return s;
 }
 
@@ -279,10 +257,14 @@ int32_t zr_set_sky_light_samples(document* document, int32_t count)
 double zr_set_background_luminance(document* document, double luminance)
 {
     const double former = document->background_luminance;
-    if (luminance >= 0.0 && luminance <= max_radiance) { document->background_luminance = luminance; }
+    if (luminance >= 0.0 && luminance <= max_environment_radiance)
+    {
+        document->background_luminance = luminance;
+    }
     else
     {
-        report_failure(ZR_ERROR_ARGUMENT, "background luminance %g; 0 to %g cd/m2", luminance, max_radiance);
+        report_failure(
+            ZR_ERROR_ARGUMENT, "background luminance %g; 0 to %g cd/m2", luminance, max_environment_radiance);
     }
     return former;
 }

@@ -8,6 +8,7 @@
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/clear_sky.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/lighting/sun_tables.hpp"
 
@@ -117,13 +118,17 @@ void set_colors(sun_sky& s, bool is_dark)
     {
         std::copy_n(s.direct_sun_rgb, 3, s.sun_color);
         std::copy_n(s.direct_sky_rgb, 3, s.sky_color);
+        clear_sky& sky = current_clear_sky = clear_sky_of(s, s.sky_ct0, s.sun_ct0);
+        for (double* rgb : { sky.zenith, sky.horizon, sky.aureole }) { std::copy_n(s.direct_sky_rgb, 3, rgb); }
         return;
     }
     const double day = twilight_color, c = s.cloudiness;
-    CT_to_RGB(float(s.sun_ct0 * day + (1.0 - day) * s.sun_ct1), s.sun_color);
+    const double sun_kelvin = s.sun_ct0 * day + (1.0 - day) * s.sun_ct1;
+    CT_to_RGB(float(sun_kelvin), s.sun_color);
+    const double kelvin = s.cloudy_ct * c + (1.0 - c) * (s.sky_ct0 * day + (1.0 - day) * s.sky_ct1);
+    current_clear_sky = clear_sky_of(s, kelvin, sun_kelvin);
     std::fill_n(s.sky_color, 3, 1.0f);
-    if (is_dark) { return; }
-    CT_to_RGB(float(s.cloudy_ct * c + (1.0 - c) * (s.sky_ct0 * day + (1.0 - day) * s.sky_ct1)), s.sky_color);
+    if (!is_dark) { CT_to_RGB(float(kelvin), s.sky_color); }
 }
 
 void set_sun_light(const sun_sky& s)
