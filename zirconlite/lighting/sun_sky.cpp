@@ -119,7 +119,10 @@ void set_colors(sun_sky& s, bool is_dark)
         std::copy_n(s.direct_sun_rgb, 3, s.sun_color);
         std::copy_n(s.direct_sky_rgb, 3, s.sky_color);
         clear_sky& sky = current_clear_sky = clear_sky_of(s, s.sky_ct0, s.sun_ct0);
-        for (double* rgb : { sky.zenith, sky.horizon, sky.aureole }) { std::copy_n(s.direct_sky_rgb, 3, rgb); }
+        for (double* rgb : { sky.zenith, sky.horizon, sky.aureole })
+        {
+            std::copy_n(s.direct_sky_rgb, 3, rgb);
+        }
         return;
     }
     const double day = twilight_color, c = s.cloudiness;
