@@ -179,7 +179,7 @@ void add_tone_options(CLI::App& command, tone_options& o)
 {
     command.add_option("--brightness", o.brightness, "-5 to 5, in powers of ten of light");
     command.add_option("--contrast", o.contrast, "0.001 to 0.999");
-    command.add_option("--method", o.method, "power, histogram or film: the curve from light to screen");
+    command.add_option("--method", o.method, "film, histogram or power: the curve from light to screen");
 }
 
 void apply_tone_options(const tone_options& o, scene_tone& tone)

@@ -55,7 +55,7 @@ struct scene_render
     bool glossy_reflections = true, glossy_transmission = true;
     int gloss_samples = 4, translucency_samples = 4;
     int sky_samples = 16;
-    int sampler = 0; ///< a pixel_sampler
+    int sampler = 1; ///< a pixel_sampler; the fast light model has strips alone
     double noise = 2.0, seconds = 0;
     int min_samples = 16, max_samples = 1024;
     int seed = 0;
@@ -70,7 +70,7 @@ struct scene_render
 
 struct scene_tone
 {
-    int method = 1; ///< a tone_method
+    int method = 2; ///< a tone_method
     double brightness = 0, contrast = 0.5, source_gain = 1;
     std::optional<double> ev, shutter, white_kelvin;
     double f_stop = 8, film_speed = 100;

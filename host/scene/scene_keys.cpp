@@ -67,8 +67,7 @@ const key_row<scene_render> render_rows[] = {
         "structure that finds the hits of rays, the same picture from both, `tree`" },
     { "sampler", &scene_render::sampler, 0, 0, sampler_names, 0,
         "`converging` adds samples until the error is small, `strips` has a fixed pattern; the fast light "
-        "model has "
-        "strips alone, `strips`" },
+        "model has strips alone, `converging`" },
     { "noise", &scene_render::noise, 0.01, 255, nullptr, 0,
         "error that may be left in a pixel as shown, in steps of 255, 2" },
     { "min_samples", &scene_render::min_samples, 1, 1048576, nullptr, 0,
@@ -110,7 +109,7 @@ const key_row<scene_render> render_rows[] = {
 
 const key_row<scene_tone> tone_rows[] = {
     { "method", &scene_tone::method, 0, 0, tone_method_names, 0,
-        "`film`, `histogram` or `power`, `histogram`" },
+        "`film`, `histogram` or `power`, `film`" },
     { "brightness", &scene_tone::brightness, -5, 5, nullptr, 0, "-5 to 5 in powers of ten of light, 0" },
     { "contrast", &scene_tone::contrast, 0.001, 0.999, nullptr, 0, "0.001 to 0.999, 0.5" },
     { "source_gain", &scene_tone::source_gain, 0, 4, nullptr, 0,

@@ -250,6 +250,15 @@ void show_radiance(const document& document, const environment& record, ray& ray
     if (m > 0.0) { add_background(ray, p, m); }
 }
 
+/// The record that a ray sees; null where mirrors show none.
+const environment* seen_record(const document& document, const ray& ray)
+{
+    const bool reflected = ray.kind == RAY_REFLECTED;
+    if (reflected && (document.environment_flags & ENVIRONMENT_REFLECT_NOTHING)) { return nullptr; }
+    const bool own = reflected && (document.environment_flags & ENVIRONMENT_REFLECTED_OWN);
+    return own ? &document.reflected_environment : &document.environment;
+}
+
 void show_colors(const document& document, const environment& record, ray& ray)
 {
     float c[3];
@@ -363,14 +372,21 @@ void end_environments(document& document)
 
 void environment_background(document& document, ray& ray)
 {
-    const bool reflected = ray.kind == RAY_REFLECTED;
-    if (reflected && (document.environment_flags & ENVIRONMENT_REFLECT_NOTHING)) { return; }
-    const bool own = reflected && (document.environment_flags & ENVIRONMENT_REFLECTED_OWN);
-    const environment& record = own ? document.reflected_environment : document.environment;
-    if (shows_radiance(document, record)) { show_radiance(document, record, ray); }
-    else { show_colors(document, record, ray); }
+    const environment* record = seen_record(document, ray);
+    if (!record) { return; }
+    if (shows_radiance(document, *record)) { show_radiance(document, *record, ray); }
+    else { show_colors(document, *record, ray); }
     haze(document, ray);
     if (ray.kind == RAY_PRIMARY) { ray.alpha = 1.0f; }
+}
+
+void measured_background(document& document, ray& ray)
+{
+    const environment* record = seen_record(document, ray);
+    if (!record || !shows_radiance(document, *record)) { return; }
+    double light[3];
+    environment_radiance(document, *record, ray.direction, &ray, light);
+    add_radiance(ray, light, 1.0);
 }
 
 void probe_background(document& document, ray& ray)

@@ -36,6 +36,10 @@ void end_environments(document& document);
 /// The background of rays that are shaded.
 void environment_background(document& document, ray& ray);
 
+/// The background of the pixels that measure the exposure: light alone. Colours that were picked are made for
+/// an exposure, and none is known yet.
+void measured_background(document& document, ray& ray);
+
 /// The background of luminance probes.
 void probe_background(document& document, ray& ray);
 

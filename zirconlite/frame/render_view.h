@@ -130,6 +130,7 @@ typedef struct render_view
     int32_t film_automatic_white; /**< 1: `measured_white` counts in place of `film_white` */
     float film_white[3];          /**< light that is shown as white, luminance 1; 0 none */
     float measured_white[3];      /**< geometric mean of the picture's colour, luminance 1; 0 unknown */
+    float measured_highlight;     /**< brightest channel that a quarter of the picture exceeds; 0 unknown */
 } render_view;
 
 typedef struct image_placement image_placement;

@@ -68,7 +68,8 @@ void sample_block(strip_work& work, double x, double y)
     double position[2] = { x, y };
     if (!probe) { jittered_position(position, w.position_low, w.position_high, position); }
     ray r = work.prototype;
-    trace_primary(*w.document, *w.view, r, w.index, position, 0, probe ? nullptr : environment_background);
+    trace_primary(
+        *w.document, *w.view, r, w.index, position, 0, probe ? measured_background : environment_background);
     ++work.counters.primary_rays;
     store_pixel(w, px, py, components_of(r), r.alpha, r.hit_t, r.material_id);
     // The slot to the right belongs to a later pass; until then it says what this sample hit.

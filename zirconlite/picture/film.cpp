@@ -14,9 +14,11 @@ namespace
 {
 
 constexpr double mid_grey = 0.18;
-constexpr double picture_key = 0.32; ///< exposed light of the log-average, which shadows pull below mid-grey
-constexpr double white_point = 12.0; ///< exposed light that is shown as white, where mid-grey is 0.18
-constexpr double shoulder = 0.97;    ///< of the curve; 1 is sharpest
+constexpr double picture_key = 0.32;  ///< exposed light of the log-average, which shadows pull below mid-grey
+constexpr double max_highlight = 1.6; ///< exposed light that a quarter of the picture may exceed
+constexpr double max_stopping = 0.25; ///< for the sake of highlights; the rest of them burns out
+constexpr double white_point = 12.0;  ///< exposed light that is shown as white, where mid-grey is 0.18
+constexpr double shoulder = 0.97;     ///< of the curve; 1 is sharpest
 constexpr double base_contrast = 1.15; ///< slope of the curve at mid-grey, in logarithms
 constexpr double meter_constant =
     0.125; ///< luminance of a metered scene over 2^EV at ISO 100: ISO 2720, K = 12.5
@@ -46,16 +48,34 @@ double shown(const film_curve& f, double exposed)
     return std::clamp(x / (f.b * std::pow(exposed, f.a * f.d) + f.c), 0.0, 1.0);
 }
 
-/// The exposed light that is shown as `value`: the curve rises, so halving finds it.
+/// The exposed light that is shown as `value`: Newton's method in logarithms, from where the curve would be
+/// without its shoulder.
 double exposed_for(const film_curve& f, double value)
 {
-    double low = 0.0, high = white_point;
-    for (int i = 0; i < 48; ++i)
+    if (value >= 1.0) { return white_point; }
+    const double highest = std::log(white_point);
+    double u = std::min(std::log(f.c * value / std::max(1.0 - f.b * value, 1e-3)) / f.a, highest);
+    for (int i = 0; i < 6; ++i)
     {
-        const double middle = 0.5 * (low + high);
-        (shown(f, middle) < value ? low : high) = middle;
+        const double bent = f.b * std::exp(f.a * f.d * u), divisor = bent + f.c;
+        const double off = f.a * u - std::log(divisor * value);
+        u = std::min(u - off / (f.a * (1.0 - f.d * bent / divisor)), highest);
+        if (std::fabs(off) < 1e-9) { break; }
     }
-    return 0.5 * (low + high);
+    return std::exp(u);
+}
+
+/// Eyes see dim scenes dimmer: from 300 cd/m2 down the key falls, to two thirds of it at 5 cd/m2.
+double key_of(double log_average)
+{
+    return picture_key * std::clamp(0.53 + 0.19 * std::log10(log_average), 0.2, 1.0);
+}
+
+double automatic_exposure(double log_average, double highlight)
+{
+    const double exposure = key_of(log_average) / log_average;
+    if (!(highlight * exposure > max_highlight)) { return exposure; }
+    return std::max(max_highlight / highlight, exposure * max_stopping);
 }
 
 /// Exposed light of 1 cd/m2. A fixed exposure value puts what a meter reads to mid-grey; else the log-average
@@ -63,7 +83,7 @@ double exposed_for(const film_curve& f, double value)
 double exposure_of(const render_view& view, double log_average)
 {
     if (view.film_fixed) { return mid_grey / (meter_constant * std::exp2(double(view.film_ev))); }
-    return log_average > 0.0 ? picture_key / log_average : 1.0;
+    return log_average > 0.0 ? automatic_exposure(log_average, view.measured_highlight) : 1.0;
 }
 
 /// In the plain form as on screen: shades of the background do not depend on brightness.
@@ -131,12 +151,10 @@ int32_t film_tone(const render_view& view, float rgb[3], bool plain)
 
 void inverse_film(const render_view& view, float rgb[3])
 {
-    float linear[3];
-    for (int j = 0; j < 3; ++j) { linear[j] = static_cast<float>(std::pow(double(rgb[j]), display_gamma)); }
-    const float m = largest(linear);
+    const float m = largest(rgb);
     const double radiance = exposed_for(curve_of(1.0), m) / plain_exposure(view);
     const double kept = std::min(radiance, double(max_radiance));
-    for (int j = 0; j < 3; ++j) { rgb[j] = static_cast<float>(linear[j] / m * kept); }
+    for (int j = 0; j < 3; ++j) { rgb[j] = static_cast<float>(rgb[j] / m * kept); }
 }
 
 } // namespace zr

@@ -78,7 +78,7 @@ bool trace_primary(document& document, render_view& view, ray& r, int32_t thread
     int32_t sample_index, background_function background)
 {
     start_primary(r, thread, position, sample_index);
-    if (!background) { r.flags |= RAY_PREPROCESS; }
+    if (!background || background == measured_background) { r.flags |= RAY_PREPROCESS; }
     if (!make_ray(&document, &view, position, &r))
     {
         for (int i = 0; i < 3; ++i)
