@@ -108,8 +108,7 @@ const key_row<scene_render> render_rows[] = {
 };
 
 const key_row<scene_tone> tone_rows[] = {
-    { "method", &scene_tone::method, 0, 0, tone_method_names, 0,
-        "`film`, `histogram` or `power`, `film`" },
+    { "method", &scene_tone::method, 0, 0, tone_method_names, 0, "`film`, `histogram` or `power`, `film`" },
     { "brightness", &scene_tone::brightness, -5, 5, nullptr, 0, "-5 to 5 in powers of ten of light, 0" },
     { "contrast", &scene_tone::contrast, 0.001, 0.999, nullptr, 0, "0.001 to 0.999, 0.5" },
     { "source_gain", &scene_tone::source_gain, 0, 4, nullptr, 0,

@@ -33,7 +33,7 @@ constexpr store_value places[] = {
     [](const exposure_line& to, double v) { to.view.source_gain = clamped(v, 0.0, 4.0); },
     [](const exposure_line& to, double v)
     {
-        if (v > -1.0 && v < TONE_FILM + 1.0) { to.view.tone_method = static_cast<int32_t>(v); }
+        if (v > -1.0 && v < int(TONE_FILM) + 1.0) { to.view.tone_method = static_cast<int32_t>(v); }
     },
 };
 

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "zirconlite/picture/image_buffer.h"
@@ -77,7 +78,11 @@ TEST(References, PicturesAreMadeAgain)
         std::vector<std::string> arguments = c.arguments;
         arguments[0] = stored(c.reference).parent_path() / c.arguments[0];
         arguments.insert(arguments.begin(), "render");
-        arguments.insert(arguments.end(), { "-o", c.reference, "--threads", "2" });
+        arguments.insert(arguments.end(), { "-o", c.reference, "--threads", "2", "--sampler", "strips" });
+        if (std::find(arguments.begin(), arguments.end(), "--method") == arguments.end())
+        {
+            arguments.insert(arguments.end(), { "--method", "histogram" });
+        }
         ASSERT_EQ(run_program(folder, arguments), 0) << folder.read("errors.txt");
         const std::filesystem::path made = folder.path / c.reference;
         if (accepts) { std::filesystem::copy_file(made, stored(c.reference), replace); }
