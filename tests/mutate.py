@@ -30,8 +30,8 @@ SLOW = 0.04  # part of the time of all tests; what takes more runs for its own f
 
 def constant(match):
     text = match[0]
-    if text == "1" and match.string[:match.start()].endswith("return "):
-        return "0"  # a result that callers read as true
+    if text == "1":
+        return "0"  # many are read as true, which 2 would be, too
     if re.fullmatch(r"\d+", text):
         return str(int(text) + 1)
     number, suffix = re.fullmatch(r"([\d.]+(?:e[-+]?\d+)?)(f?)", text).groups()

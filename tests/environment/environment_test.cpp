@@ -218,39 +218,7 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
         EXPECT_NEAR(r.background[0], c.x < 0 ? 0.0 : std::pow(c.x / 3.0, 2.2), 1e-4);
         if (c.x >= 0) { EXPECT_NEAR(r.background[1], std::pow(c.y / 3.0, 2.2), 1e-4); }
     }
-    struct
-    {
-        const char* what;
-        uint32_t flags;
-        float scale, offset;
-        double px, py;
-        int kind, x, y;
-    } const planar[] = {
-        { "fits", BACKGROUND_FIT, 0.5f, 0.5f, 60, 10, RAY_PRIMARY, 2, 0 },
-        { "moved and smaller", 0, 0.5f, 0.5f, 60, 30, RAY_PRIMARY, 0, 0 },
-        { "beside it", 0, 0.5f, 0.5f, 40, 30, RAY_PRIMARY, -1, 0 },
-        { "beyond its right edge", 0, 0.25f, 0.25f, 60, 30, RAY_PRIMARY, -1, 0 },
-        { "a tile beside it", BACKGROUND_TILE, 0.5f, 0.5f, 40, 30, RAY_PRIMARY, 3, 0 },
-        { "through glass", BACKGROUND_FIT, 1, 0, 60, 10, RAY_TRANSMITTED, 2, 0 },
-        { "not in mirrors", BACKGROUND_FIT, 1, 0, 60, 10, RAY_REFLECTED, -1, 0 },
-        { "a scale of 0", 0, 0, 0, 60, 10, RAY_PRIMARY, -1, 0 },
-        { "tiles of a scale of 0", BACKGROUND_TILE, 0, 0.37f, 61.3, 10, RAY_PRIMARY, -1, 0 },
-    };
     s.env.image_projection = 0;
-    for (const auto& c : planar)
-    {
-        SCOPED_TRACE(c.what);
-        s.env.image_flags = c.flags;
-        std::fill_n(s.env.image_planar_scale, 2, c.scale);
-        std::fill_n(s.env.image_planar_offset, 2, c.offset);
-        s.ready();
-        ray r = s.eye_ray({ 0, 0, 0 }, { 0, 1, 0 });
-        r.kind = c.kind;
-        r.pixel[0] = c.px;
-        r.pixel[1] = c.py;
-        environment_background(*s.doc, r);
-        EXPECT_NEAR(r.background[0], c.x < 0 ? 0.0 : std::pow(c.x / 3.0, 2.2), 1e-4);
-    }
     // A picture of half the opacity lies over half of what is below.
     s.env.image_flags = BACKGROUND_FIT;
     s.env.image_opacity = 0.5f;
@@ -262,43 +230,4 @@ TEST(Environment, PicturesLieWhereTheirAnglesSay)
     environment_background(*s.doc, half);
     EXPECT_NEAR(half.background[0], 0.5, 1e-4);
     EXPECT_NEAR(half.background[2], 0.4, 1e-4);
-}
-
-TEST(Ground, IsHitFromBothSidesAndBehindNothing)
-{
-    open_scene s;
-    test::mesh box;
-    box.box({ { -1, 4, -3 }, { 1, 5, -1 } });
-    ASSERT_TRUE(s.add(box));
-    s.doc->ground_height = -2.0;
-    s.doc->environment_flags = ENVIRONMENT_GROUND;
-    s.doc->ground_material_name = zr_dupestring(u"m0");
-    ASSERT_TRUE(s.prepare());
-    struct
-    {
-        const char* what;
-        vector3 direction;
-        double t;
-        bool ground;
-    } const cases[] = {
-        { "straight down", { 0, 0, -1 }, 2.0, true },
-        { "level", { 0, -1, 0 }, ZR_FAR, false },
-        { "up", { 0, 0, 1 }, ZR_FAR, false },
-        { "the box is before it", { 0, 4.5, -1 }, -1, false },
-    };
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.what);
-        ray r = s.seen({ 0, 0, 0 }, c.direction);
-        EXPECT_EQ(r.hit_ground, c.ground);
-        if (c.t > 0) { EXPECT_NEAR(r.hit_t, c.t, 1e-9); }
-        if (c.ground)
-        {
-            EXPECT_EQ(r.hit_object->vft->get_material(r.hit_object), s.doc->materials->material);
-        }
-    }
-    ray probe = s.eye_ray({ 0, 0, 0 }, { 0, 0, -1 });
-    probe.flags = RAY_PROBE;
-    EXPECT_FALSE(ground_test(*s.doc, probe));
-    end_ground();
 }

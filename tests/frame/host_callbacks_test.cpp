@@ -73,17 +73,3 @@ TEST(HostCallbacks, OnlySomeCodesStopOnZeroAndOnlyWhileEnabled)
     EXPECT_TRUE(host::progress(0, nullptr, nullptr, PROGRESS_GRID_STARTS, 0.0f));
     EXPECT_FALSE(host::findfile(u"a", path));
 }
-
-TEST(HostCallbacks, ASecondModuleReplacesProgressAlone)
-{
-    const host_functions functions({ { "host_findfile", reinterpret_cast<void*>(find_nothing) } });
-    EXPECT_FALSE(host::offers(host::slot_progress));
-    zr_handle second = zr_module_from_function(
-        [](void*, const char*) { return reinterpret_cast<void*>(answer_zero); }, nullptr);
-    EXPECT_EQ(zr_toolkit_in_acad(second), 1);
-    EXPECT_EQ(zr_is_toolkit_in_acad(), 1);
-    EXPECT_TRUE(host::offers(host::slot_progress));
-    EXPECT_FALSE(host::offers(host::slot_low_memory));
-    zr_free_module(second);
-    zr::the_module.toolkit_in_acad = 0;
-}

@@ -87,35 +87,6 @@ TEST_F(Memory, TheHostIsAskedWhileMemoryIsLow)
     }
 }
 
-TEST_F(Memory, AFailedRequestIsTriedAgainWhileTheHostMakesRoom)
-{
-    struct
-    {
-        const char* what;
-        int answer;
-        bool enabled, room, gives;
-        int calls;
-    } const cases[] = {
-        { "the host makes room at its third call", 1, true, true, true, 3 },
-        { "an answer above 1 gives up as well", 2, true, true, false, 1 },
-        { "host functions off", 1, false, true, false, 0 },
-    };
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.what);
-        platform::set_heap_gate(failing_gate);
-        low_memory_calls = 0;
-        low_memory_answer = c.answer;
-        host_makes_room = c.room;
-        zr_enable_hostfuncs(c.enabled);
-        void* block = zr_calloc(4, 4);
-        EXPECT_EQ(block != nullptr, c.gives);
-        EXPECT_EQ(low_memory_calls, c.calls);
-        if (!c.gives) { EXPECT_EQ(zr_last_error()->code, ZR_ERROR_MEMORY); }
-        zr_free(block);
-    }
-}
-
 TEST_F(Memory, SizesAreCheckedAndBlocksSurviveFailure)
 {
     EXPECT_EQ(zr_calloc(SIZE_MAX / 2, 3), nullptr);

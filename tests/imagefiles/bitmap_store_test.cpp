@@ -73,23 +73,6 @@ TEST_F(BitmapStore, KeepsOneBitmapForAFile)
     EXPECT_EQ(zr_last_error()->code, ZR_ERROR_LIMIT) << "no room for the extension";
 }
 
-TEST_F(BitmapStore, TakesPicturesOfTheHost)
-{
-    const uint8_t rows[] = { 1, 2, 3, 4, 5, 6, 7, 8 };
-    bitmap* b = zr_add_bitmap(u"inside.glb#2", 2, 1, 4, rows);
-    ASSERT_NE(b, nullptr);
-    EXPECT_EQ(zr_add_bitmap(u"inside.glb#2", 1, 1, 1, rows), b) << "the one that is there";
-    uint8_t bytes[4];
-    const uint32_t right[2] = { 1, 0 }, outside[2] = { 1, 1 };
-    EXPECT_EQ(zr_sample_image_map(b, right, bytes), 4);
-    EXPECT_EQ(bytes[3], 8);
-    EXPECT_EQ(zr_sample_image_map(b, outside, bytes), -1);
-    EXPECT_EQ(zr_add_bitmap(u"x", 0, 1, 3, rows), nullptr);
-    EXPECT_EQ(zr_add_bitmap(u"x", 0xffffffff, 0xffffffff, 4, rows), nullptr);
-    EXPECT_EQ(zr_add_bitmap(u"x", 1, 1, 2, rows), nullptr);
-    EXPECT_EQ(zr_add_bitmap(std::u16string(512, u'x').c_str(), 1, 1, 3, rows), nullptr);
-}
-
 TEST_F(BitmapStore, BuildsLevelsDownToOneTexel)
 {
     struct

@@ -235,36 +235,6 @@ document* open_slow_room()
     return d;
 }
 
-/// A worker that saw the wish has gone; a job that did not must not wait for it.
-TEST_F(render_job_test, AWishToStopThatIsTakenBackNeverHangs)
-{
-    document* d = open_slow_room();
-    render_job job = job_of(d);
-    std::atomic<bool> over = false;
-    std::thread wavering(
-        [&]
-        {
-            // As short as a pixel takes, so that one worker sees the wish and the job, between rounds, does
-            // not.
-            for (int microseconds = 1; !over; microseconds = microseconds % 100 + 7)
-            {
-                __atomic_store_n(&d->stop_render, 1, __ATOMIC_SEQ_CST);
-                const auto until = std::chrono::steady_clock::now() + std::chrono::microseconds(microseconds);
-                while (std::chrono::steady_clock::now() < until) {}
-                __atomic_store_n(&d->stop_render, 0, __ATOMIC_SEQ_CST);
-                std::this_thread::sleep_for(std::chrono::milliseconds(2));
-            }
-        });
-    for (int i = 0; i < 8; ++i)
-    {
-        ASSERT_EQ(zr_raytrace(&job), 1);
-        ASSERT_EQ(zr_wait_for_render(d, 60000), 1);
-    }
-    over = true;
-    wavering.join();
-    zr_close_document(d);
-}
-
 TEST_F(render_job_test, WaitingIsRightBeforeDuringAndAfterAJob)
 {
     document* d = open_slow_room();

@@ -309,6 +309,53 @@ TEST_F(Library, TextsAndFullKeysSplit)
     zr_libfile_cancel(file);
 }
 
+TEST_F(Library, ValuesAreLittleEndianAndEndWithTheFile)
+{
+    zr_handle file = make();
+    const auto end = uint32_t(zr_file_get_size(file));
+    char16_t kind[64];
+    EXPECT_EQ(zr_file_get_version(file), 4u);
+    EXPECT_EQ(zr_file_get_kind(file, kind), 1);
+    EXPECT_EQ(std::u16string(kind), u"MATERIAL");
+    EXPECT_EQ(zr_file_set_position(file, end), 1);
+    EXPECT_EQ(zr_file_write_dword(file, 0x81828384) & zr_file_write_word(file, 0xFFFE), 1);
+    EXPECT_EQ(zr_file_get_position(file), end + 6);
+    EXPECT_EQ(zr_file_set_position(file, end + 7), 0);
+    EXPECT_EQ(zr_file_set_position(file, end + 6), 1);
+    uint32_t dword = 0;
+    uint16_t word = 0;
+    int16_t number = 0;
+    EXPECT_EQ(zr_file_read_word(file, &word) | zr_file_read_dword(file, &dword), 0) << "at the end";
+    zr_file_set_position(file, end);
+    EXPECT_EQ(zr_file_read_dword(file, &dword) & zr_file_read_short(file, &number), 1);
+    EXPECT_EQ(dword, 0x81828384u);
+    EXPECT_EQ(number, -2);
+    EXPECT_EQ(zr_file_increment_dword(file, end), 0x81828385u);
+    EXPECT_EQ(zr_file_get_offset(file, end), 0x81828385u);
+    EXPECT_EQ(zr_file_get_offset(file, end + 3), 0u) << "ends behind the file";
+    uint8_t bytes[6];
+    zr_file_set_position(file, end);
+    ASSERT_EQ(zr_file_read_bytes(file, bytes, 6), 1);
+    EXPECT_EQ(bytes[0], 0x85);
+    EXPECT_EQ(bytes[4], 0xFE);
+    EXPECT_EQ(
+        zr_file_delete_chunk(file, end) & zr_file_delete_string(file, end) & zr_file_delete_record(file, 1),
+        1);
+    zr_libfile_cancel(file);
+
+    const zr_handle none = ZR_INVALID_HANDLE;
+    EXPECT_EQ(zr_file_set_position(none, 0) | zr_file_read_bytes(none, bytes, 1) |
+                  zr_file_write_bytes(none, bytes, 1) | zr_file_write_dword(none, 1) |
+                  zr_file_write_word(none, 1) | zr_file_write_header(none, u"A") | zr_libfile_commit(none) |
+                  zr_libfile_close(none) | zr_libfile_cancel(none),
+        0);
+    EXPECT_EQ(zr_file_get_position(none) | zr_file_get_size(none) | zr_file_increment_dword(none, 0) |
+                  zr_file_add_string(none, u"a") | zr_file_add_chunk(none, 5, bytes, 0, 1) |
+                  zr_file_seek(none, u"a") | zr_file_insert_node(none, u"a", 1, 3) |
+                  zr_file_read_string(none, 1, kind, 8),
+        0u);
+}
+
 int32_t take_first(const char16_t* directory, const zr_find_data* found, void* out)
 {
     *static_cast<std::u16string*>(out) = std::u16string(directory) + found->name;

@@ -350,9 +350,10 @@ TEST_F(MaterialLibrary, DamageIsRefusedOrSurvived)
     }
 }
 
+/// A plain record, then patterns of each kind with it and a side that glows behind a key of its own.
 const older_material* older_records(void*, int32_t first)
 {
-    static older_material records[2];
+    static older_material records[5];
     static size_t at;
     if (first) { at = 0; }
     records[0] = { u"Plain", 0, 0, 0, 0, 0, {} };
@@ -362,14 +363,30 @@ const older_material* older_records(void*, int32_t first)
     side.specular[0] = 0.5f;
     side.gloss = 50;
     side.ior = 1.4f;
-    side.image_size[0] = side.image_size[1] = 10;
+    side.attenuation = 0.75f;
+    side.image_size[0] = 10;
+    side.image_size[1] = 20;
     side.image_strength = 1;
+    side.image_bump_strength = 0.3f;
     side.key_white = 1;
     side.key_tolerance = 0.4f;
     side.rubble_bump = 0.5f;
     side.rubble_size = 2;
-    records[1] = { u"F\\Wood", 3, 4, 0.9f, 0.5f, 0.25f, { side, side } };
-    return at < 2 ? &records[at++] : nullptr;
+    older_side lit = {};
+    lit.luminous[1] = 0.0625f;
+    lit.specular[2] = 0.5f;
+    lit.specular_strength[0] = 0.25f;
+    lit.gloss = 12.5f;
+    lit.sand_bump = 0.6f;
+    lit.image_size[0] = lit.image_size[1] = 1;
+    lit.image_transparency = 0.5f;
+    lit.has_own_key = lit.inverts_key = 1;
+    lit.key_color[0] = 0.5f;
+    records[1] = { u"Granite", 2, 4, 0.9f, 0.5f, 0.25f, { side, lit } };
+    records[2] = { u"Wood", 3, 4, 0.9f, 0.5f, 0.25f, { side, lit } };
+    records[3] = { u"Wood of less", 3, 0, 0.2f, 1, 0, { side, lit } };
+    records[4] = { u"Marble", 77, 5, 1.0f, 0.25f, 1, { side, lit } };
+    return at < 5 ? &records[at++] : nullptr;
 }
 
 TEST_F(MaterialLibrary, ConvertsOlderRecords)
@@ -384,19 +401,54 @@ TEST_F(MaterialLibrary, ConvertsOlderRecords)
         plain.diffuse_share, 1 - std::pow(0.5, 0.75), 1e-6); // a full gloss: the share is the mirror's
     EXPECT_NEAR(plain.color[0], std::pow(0.75 * 0.5, 2.2), 1e-6);
     EXPECT_NEAR(plain.color[1], std::pow(0.75 * 0.5 + 0.25, 2.2), 1e-6);
+    EXPECT_EQ(plain.reflect_color[0], 1.0f);
     EXPECT_EQ(plain.reflect_color[1], 0.0f);
+    EXPECT_EQ(plain.ior + plain.attenuation, 1.4f + 0.75f);
     EXPECT_EQ(plain.images->flags, uint32_t(IMAGE_ON_COLOR | IMAGE_ON_TRANSPARENT));
     EXPECT_NEAR(plain.images->size[0], 0.254, 1e-7);
+    EXPECT_NEAR(plain.images->size[1], 0.508, 1e-7);
+    EXPECT_EQ(plain.images->bump_strength, 0.3f);
     EXPECT_EQ(plain.images->key->color_bytes[2], 255);
+    EXPECT_EQ(plain.images->key->flags, 0u);
     EXPECT_NEAR(plain.images->key->tolerance, 0.1, 1e-7);
-    EXPECT_NEAR(plain.bumps->scale.y, 1 / 0.0254, 1e-4);
+    EXPECT_NEAR(plain.bumps->scale.y, 1 / 0.0254, 1e-4); // 2 x 12.7 mm
     free_material(read);
-    read = zr_matfile_read_record(file, u"f\\wood");
-    ASSERT_NE(read, nullptr);
-    EXPECT_EQ(zr_get_blend_kind(read), int32_t(BLEND_KIND_WOOD));
-    EXPECT_NEAR(complex(read).scale.z, 1 / (4 * 0.0254), 1e-5);
-    EXPECT_NEAR(complex(read).params.ratio[1], 0.58, 1e-6);
-    free_material(read);
+    const struct
+    {
+        const char16_t* key;
+        uint32_t kind;
+        double metres; ///< of the pattern
+        float ratio, turbulence, softness;
+    } patterns[] = {
+        { u"granite", BLEND_KIND_GRANITE, 4 * 0.00254, 0.9f, 0.25f, 0.25f },
+        { u"wood", BLEND_KIND_WOOD, 4 * 0.0254, 0.58f, 0.25f, 0.25f }, // the share moves towards one half
+        { u"wood of less", BLEND_KIND_WOOD, 1e-12, 0.5f, 0.5f, 0 },
+        { u"marble", BLEND_KIND_MARBLE, 5 * 0.0254, 0.6f, 0.125f, 1 },
+    };
+    for (const auto& p : patterns)
+    {
+        read = zr_matfile_read_record(file, p.key);
+        ASSERT_NE(read, nullptr);
+        const complex_material& c = complex(read);
+        EXPECT_EQ(zr_get_blend_kind(read), int32_t(p.kind));
+        EXPECT_NEAR(c.scale.z * p.metres, 1, 1e-6);
+        EXPECT_EQ(c.params.octaves, 3);
+        EXPECT_NEAR(c.params.ratio[0], p.ratio, 1e-6);
+        EXPECT_NEAR(c.params.ratio[1], p.ratio, 1e-6);
+        EXPECT_EQ(c.params.turbulence[0], p.turbulence);
+        EXPECT_EQ(c.params.softness[0], p.softness);
+        const simple_material& lit = simple(c.children[1]);
+        EXPECT_NEAR(lit.luminosity, 10000, 1); // the fourth root of 1/16 times 20000
+        EXPECT_NEAR(lit.color[1], std::pow(0.0625, 2.2), 1e-7);
+        EXPECT_EQ(lit.images->flags, uint32_t(IMAGE_ON_TRANSPARENT));
+        EXPECT_EQ(lit.images->key->flags, uint32_t(KEY_CUTS_OUT));
+        EXPECT_EQ(lit.images->key->color[0], 0.5f);
+        EXPECT_NEAR(lit.bumps->scale.x, 2480.3149606, 1e-3);
+        EXPECT_NEAR(lit.bumps->strength, 0.3, 1e-6);
+        // The mirror, and a fifth of its strength, by the root of a fiftieth of the gloss.
+        EXPECT_NEAR(lit.diffuse_share, 1 - std::pow((0.25 * 0.2 + 0.5) * std::sqrt(12.5 / 50), 1.0), 1e-5);
+        free_material(read);
+    }
     zr_libfile_close(file);
 }
 

@@ -284,34 +284,6 @@ TEST(Light, ADistantLightHasItsLuxAndItsSharpnessFromTheDisc)
     EXPECT_NEAR(made->illuminance_color[0], 6250.0, 1e-2);
 }
 
-TEST(Light, ASphereIsASquareThatFacesThePoint)
-{
-    light l = lamp(1000.0f);
-    l.position = { 0, 0, 2 };
-    const owned_light sharp(l);
-    l.radius = 0.5;
-    const owned_light soft(l);
-    const vector3 point = { 4, 0, 2 };
-    source_sample samples[3] = {};
-    samples[0].u = samples[0].v = 0.5;
-    samples[1].u = samples[1].v = 1.0;
-    soft->sample(soft.made, &point, samples, 3);
-    EXPECT_EQ(samples[0].distance, 4.0);
-    EXPECT_NEAR(samples[1].point.x, 0.0, 1e-12) << "no nearer, no farther";
-    EXPECT_NEAR(std::fabs(samples[1].point.y), 0.5, 1e-12);
-    EXPECT_NEAR(std::fabs(samples[1].point.z - 2.0), 0.5, 1e-12);
-    EXPECT_NEAR(samples[1].distance, std::sqrt(16.5), 1e-12);
-    sharp->sample(sharp.made, &point, samples, 3);
-    EXPECT_EQ(samples[1].distance, 4.0);
-    EXPECT_EQ(samples[1].direction.x, -1.0);
-    EXPECT_EQ(sharp->sample_count(sharp.made, &point), 1);
-    EXPECT_EQ(soft->sample_count(soft.made, &point), 17); // 100 x 0.5 above 4^2
-    const vector3 far_away = { 9, 0, 2 };
-    EXPECT_EQ(soft->sample_count(soft.made, &far_away), 5);
-    soft->sample(soft.made, &soft->position, samples, 1); // within the lamp: no division by 0
-    EXPECT_EQ(samples[0].distance, 0.0);
-}
-
 TEST(Light, AbsurdValuesAreClamped)
 {
     light l = spot(NAN, NAN, -3.0);

@@ -150,37 +150,6 @@ TEST(Images, KeysTellWhatIsSeeThrough)
     EXPECT_EQ(neutral.transparent, 0.0f);
 }
 
-TEST(Images, LevelsFollowTheFootprint)
-{
-    struct
-    {
-        double measure;
-        int32_t count, level;
-        double fraction;
-    } const cases[] = { { 0, 5, 0, 0 }, { 1, 5, 0, 0 }, { 1.01, 5, 1, 0.2525 }, { 4, 5, 1, 0 },
-        { 4.04, 5, 2, 0.2525 }, { 200, 5, 4, 0 }, { INFINITY, 5, 4, 0 }, { NAN, 5, 0, 0 }, { 100, 1, 0, 0 } };
-    for (const auto& c : cases)
-    {
-        const mip_level found = choose_level(c.measure, c.count);
-        EXPECT_EQ(found.level, c.level) << c.measure;
-        EXPECT_NEAR(found.fraction, c.fraction, 1e-9) << c.measure;
-    }
-    bitmap b = {};
-    b.width = 100;
-    b.height = 300;
-    ray r = hit_from_above();
-    r.direction = { std::sqrt(0.75), 0, -0.5 };
-    r.footprint[0] = 0.02;
-    r.footprint[1] = 0.01;
-    const double scale[2] = { 2, 0.5 };
-    EXPECT_NEAR(footprint_measure(r, scale, b), 4.0 * 4.0 / 0.5, 1e-9);
-    r.footprint_slope[0] = 0.001;
-    r.footprint_slope[1] = 0.01;
-    r.path_length = 3;
-    r.hit_t = 1;
-    EXPECT_NEAR(footprint_measure(r, scale, b), 6.0 * 6.0 / 0.5, 1e-9);
-}
-
 TEST(Images, TilesRepeatOrMirrorAndBumpsFollowTheBrightness)
 {
     painted m;
@@ -230,32 +199,4 @@ TEST(Images, TilesRepeatOrMirrorAndBumpsFollowTheBrightness)
     }
     EXPECT_GT(moved, 30);
     EXPECT_LT(moved, 70);
-}
-
-TEST(Images, CopiesOwnTheirKeysAndUncachedPictures)
-{
-    painted m;
-    mat_image& image = m.add(IMAGE_ON_COLOR, 1.0f, { 1, 2, 3 });
-    image.key->kind = KEY_COLOR;
-    m.add(IMAGE_ON_COLOR, 0.5f, { 7 });
-    material* copy = dupe_material(m.whole);
-    const mat_image* head = simple(copy).images;
-    EXPECT_EQ(head->bitmap, image.bitmap);
-    EXPECT_NE(head->key, image.key);
-    EXPECT_EQ(head->key->kind, KEY_COLOR);
-    EXPECT_EQ(head->next->strength, 0.5f);
-    EXPECT_EQ(head->next->next, nullptr);
-    free_material(copy);
-    EXPECT_EQ(zr_find_bitmap(u"a"), image.bitmap) << "the list owns it";
-
-    mat_image* own = zr_dupe_mat_image_ex(&image, 1);
-    EXPECT_NE(own->bitmap, image.bitmap);
-    mat_image* again = zr_dupe_mat_image(own);
-    EXPECT_NE(again->bitmap, own->bitmap) << "each owns its picture";
-    zr_free_mat_image(own, 0);
-    EXPECT_EQ(again->bitmap->pixels[1], 2);
-    zr_free_mat_image(again, 0);
-    own = zr_dupe_mat_image_ex(&image, 0);
-    zr_free_mat_image(own, 1);
-    EXPECT_EQ(zr_find_bitmap(u"a")->pixels[2], 3) << "a list's picture stays even when asked to go";
 }

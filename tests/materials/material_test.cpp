@@ -4,6 +4,8 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/job_state.hpp"
+#include "zirconlite/materials/blend.h"
+#include "zirconlite/materials/bumps.h"
 #include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/materials/surface.h"
 
@@ -46,25 +48,20 @@ TEST(Material, WeightsAddUpToOne)
     free_material(complex);
 }
 
-TEST(Material, FakeMaterialsTakeDisplayColoursAndMatteOnesLinear)
+TEST(Material, KindsThatAreNoneAreRefused)
 {
-    const float rgb[3] = { 1.0f, 0.5f, NAN };
-    zr::job.simple_colors =
-        1; // as before the first job; the surface that a material keeps is linear all the same
-    material* fake = zr_build_fake_material_ex(rgb);
-    zr::job.simple_colors = 0;
-    EXPECT_FLOAT_EQ(simple(fake).color[0], float(std::pow(0.99, 2.2)));
-    EXPECT_FLOAT_EQ(simple(fake).transparent_color[1], float(std::pow(0.5, 2.2)));
-    EXPECT_EQ(simple(fake).color[2], 0.0f);
-    ASSERT_NE(fake->surface, nullptr);
-    EXPECT_FLOAT_EQ(fake->surface->color[1], float(std::pow(0.5, 2.2)));
-    material* matte = zr_build_matte_material(rgb);
-    EXPECT_EQ(simple(matte).color[1], 0.5f);
-    EXPECT_EQ(simple(matte).translucent_color[1], 0.7f);
-    EXPECT_EQ(matte->surface->diffuse, 1.0f);
-    free_material(fake);
-    free_material(matte);
-    EXPECT_EQ(free_material(nullptr), 0);
+    material *simple_one = new_simple_material(), *pattern = new_complex_material();
+    const double up[3] = { 0, 0, 1 }, one[3] = { 1, 1, 1 };
+    EXPECT_EQ(zr_set_blend_kind(pattern, 0), 1);
+    EXPECT_EQ(
+        zr_set_blend_kind(pattern, -1) | zr_set_blend_kind(pattern, 8) | zr_set_blend_kind(simple_one, 1), 0);
+    EXPECT_EQ(blended(pattern).blend, nullptr);
+    EXPECT_EQ(zr_add_bump(simple_one, 1, up, up, 0.0, one, 1.0), 1);
+    EXPECT_EQ(
+        zr_add_bump(pattern, 1, up, up, 0.0, one, 1.0) | zr_add_bump(nullptr, 1, up, up, 0.0, one, 1.0), 0);
+    EXPECT_EQ(zr_update_material_weights(nullptr), 0);
+    free_material(simple_one);
+    free_material(pattern);
 }
 
 TEST(Material, ACopySharesNothingWithItsSource)

@@ -148,7 +148,13 @@ TEST(ImageBuffer, HasThePlanesThatTheDocumentAsksFor)
     EXPECT_EQ(at.alpha, buffer->alpha + 2 * 9 + 4);
     EXPECT_EQ(at.object_id, buffer->object_ids + 2 * 9 + 4);
     EXPECT_EQ(at.depth, buffer->depth + 2 * 9 + 4);
-    *at.depth = 1.0f; // the last entry lies inside its block, which the address checks watch
+    const pixel_pointers before = at;
+    image_buffer_advance(buffer, &at, -3);
+    EXPECT_EQ(at.pixel, before.pixel - 3 * buffer->pixel_size);
+    EXPECT_EQ(at.alpha, before.alpha - 3);
+    EXPECT_EQ(at.object_id, before.object_id - 3);
+    EXPECT_EQ(at.depth, before.depth - 3);
+    *before.depth = 1.0f; // the last entry lies inside its block, which the address checks watch
     scene.quality = 2;
     const owned_buffer coarse(new_image_buffer(&scene, 5, 3));
     EXPECT_EQ(coarse->planes, uint32_t(PLANE_ALPHA));

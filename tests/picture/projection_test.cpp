@@ -94,28 +94,6 @@ TEST(Projection, DirectionsByHand)
     }
 }
 
-TEST(Projection, TwoPointKeepsVerticalsStraight)
-{
-    test::scene s;
-    aim(s.view, PROJECTION_TWO_POINT, { 0, 0, 0 }, { 0, 1, 0.4 }, 5.0);
-    ASSERT_EQ(zr_init_projection(&s.view), 1);
-    // Rays of one column lie in one upright plane, and the view's middle is in the picture.
-    for (const double x : { 10.0, 100.0, 177.0 })
-    {
-        const vector3 low = direction_at(s, x, 5), high = direction_at(s, x, 95);
-        EXPECT_NEAR(low.x / low.y, high.x / high.y, 1e-9);
-        EXPECT_GT(high.z / high.y, low.z / low.y);
-    }
-    EXPECT_VECTOR(direction_at(s, 100, 50), normalized(vector3{ 0, 1, 0.4 }), 1e-9);
-
-    // Upside down there is no two-point form.
-    s.view.up = -s.view.up;
-    s.view.right = -s.view.right;
-    ASSERT_EQ(zr_init_projection(&s.view), 1);
-    const vector3 a = direction_at(s, 10, 5), b = direction_at(s, 10, 95);
-    EXPECT_GT(std::fabs(a.x / a.y - b.x / b.y), 0.01);
-}
-
 TEST(Projection, TilesOfASubFrameHaveTheWholePicturesRays)
 {
     test::scene whole, tile;

@@ -214,35 +214,6 @@ TEST(Tone, MeasuresTheLogAverage)
     }
 }
 
-TEST(Tone, BrightnessAndSourceGainMoveSurfaces)
-{
-    measured_view measured(TONE_HISTOGRAM, wide);
-    measured.scene.render_state = 0;
-    EXPECT_EQ(apply_exposure(&measured.scene, &measured.view), 0)
-        << "nothing is measured before the preprocess";
-    measured.scene.render_state = RENDER_STATE_PREPROCESSED;
-    const float before = measured.shown(100.0f);
-    measured.view.brightness = 1.0f;
-    apply_exposure(&measured.scene, &measured.view);
-    EXPECT_GT(measured.shown(100.0f), before);
-    EXPECT_NEAR(measured.view.world_luminance, measured.view.measured_luminance / 10.0,
-        1e-6 * measured.view.measured_luminance);
-    measured.view.brightness = 5.0f; // the curve becomes a step
-    apply_exposure(&measured.scene, &measured.view);
-    EXPECT_NEAR(measured.shown(100.0f), 1.0f, 1e-3f);
-
-    measured.view.brightness = 0.0f;
-    apply_exposure(&measured.scene, &measured.view);
-    pixel_components c = {};
-    c.present = PIXEL_HAS_SURFACE | PIXEL_HAS_SOURCE_RATIO;
-    std::fill_n(c.surface, 3, 100.0f);
-    c.source_ratio = 1.0f;
-    float shown[3];
-    measured.view.source_gain = 0.1f;
-    zr_get_rgb_from_pixel_components(&measured.view, &c, shown);
-    EXPECT_EQ(shown[0], measured.shown(10.0f));
-}
-
 TEST(GammaTables, TheSimpleGammaIsAtLeastOne)
 {
     zr::fill_gamma_tables();

@@ -4,18 +4,6 @@
 
 using namespace zr;
 
-TEST(LightModel, IsChosenPerDocumentAndUnknownOnesAreRefused)
-{
-    document* d = zr_open_document();
-    EXPECT_EQ(d->light_model, LIGHT_MODEL_FAST) << "the library starts fast";
-    EXPECT_EQ(zr_set_light_model(d, LIGHT_MODEL_EXACT), LIGHT_MODEL_FAST);
-    EXPECT_EQ(zr_set_light_model(d, 7), LIGHT_MODEL_EXACT);
-    EXPECT_EQ(zr_set_light_model(d, -1), LIGHT_MODEL_EXACT);
-    EXPECT_EQ(zr_set_light_model(d, LIGHT_MODEL_FAST), LIGHT_MODEL_EXACT);
-    EXPECT_EQ(d->light_model, LIGHT_MODEL_FAST);
-    zr_close_document(d);
-}
-
 TEST(LightModel, ShortcutsErrAsMuchAsIsWrittenDown)
 {
     // The largest errors of docs/light-model.md that a small scene can show, as fast over exact.

@@ -50,48 +50,6 @@ TEST(Search, OfHitsAtOneDistanceTheOneCreatedFirstWins)
     }
 }
 
-TEST(Search, ScenesWithoutExtentAreScenes)
-{
-    struct
-    {
-        const char* what;
-        std::vector<vector3> corners;
-        double epsilon;
-        int hits;
-    } const cases[] = {
-        { "nothing", {}, 0.0001, 0 },
-        { "one point", { { 4, 4, 4 }, { 4, 4, 4 }, { 4, 4, 4 } }, 0.0001, 0 },
-        { "zero height", { { 0, 0, 7 }, { 40, 0, 7 }, { 0, 40, 7 } }, 40e-6, 1 },
-        { "upright", { { 3, 0, 0 }, { 3, 40, 0 }, { 3, 0, 40 } }, 40e-6, 1 },
-    };
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.what);
-        test::scene s;
-        test::mesh m;
-        if (!c.corners.empty())
-        {
-            m.triangle(c.corners[0], c.corners[1], c.corners[2]);
-            ASSERT_TRUE(s.add(m));
-        }
-        for (const int32_t structure : structures)
-        {
-            const chosen_structure chosen(structure);
-            ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-            EXPECT_DOUBLE_EQ(s.doc->epsilon, c.epsilon);
-            EXPECT_TRUE(s.doc->state_flags & DOCUMENT_GRID_BUILT);
-            const vector3 target = c.corners.empty()
-                                       ? vector3{ 0, 0, 0 }
-                                       : c.corners[0] * 0.5 + c.corners[1] * 0.3 + c.corners[2] * 0.2;
-            ray r = s.eye_ray(target + vector3{ 3, 2, 9 }, vector3{ -3, -2, -9 });
-            EXPECT_EQ(find_nearest_hit(*s.doc, r), c.hits == 1);
-            zr_free_voxel_grid(s.doc);
-            EXPECT_FALSE(s.doc->state_flags & DOCUMENT_GRID_BUILT);
-            EXPECT_FALSE(find_nearest_hit(*s.doc, r));
-        }
-    }
-}
-
 TEST(Grid, SmallObjectsSplitACellAndLargeOnesNever)
 {
     // Cells of the top grid are 1 unit wide; 0.25 of that is small.

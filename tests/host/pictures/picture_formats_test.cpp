@@ -241,33 +241,6 @@ TEST(PictureForms, AreReadPixelByPixel)
     }
 }
 
-TEST(PictureForms, RefusalsNameTheReason)
-{
-    struct
-    {
-        std::string file;
-        const char* part;
-    } const cases[] = {
-        { "a text of no kind at all", "no picture of a kind that is read" },
-        { "GIF89a.............", "GIF pictures are not read" },
-        { std::string("RIFF\1\0\0\0WEBPVP8 ", 16), "WebP pictures are not read" },
-        { "#?RADIANCE\n", "stores radiance" },
-        { "FORMAT=32-bit_rle_rgbe\n\n-Y 1 +X 1\n", "stores radiance" },
-        { "no text of a picture\n\nFORMAT=32-bit_rle_rgbe\n", "no picture of a kind that is read" },
-        { bmp(60000, 60000, 8, 1, black_red_green, "x"), "too many" },
-        { "II*", "" },
-    };
-    for (const auto& c : cases)
-    {
-        host::picture8 p;
-        std::string why;
-        EXPECT_FALSE(host::read_picture_bytes(as_bytes(c.file), p, why)) << c.part;
-        EXPECT_NE(why.find(c.part), std::string::npos) << why;
-        EXPECT_NE(why, "");
-        EXPECT_EQ(p.rows.size(), 0u);
-    }
-}
-
 // Cut anywhere and changed anywhere a file is read or refused, with a reason when it is refused.
 TEST_F(PictureFormats, SurviveDamageOfEveryForm)
 {
