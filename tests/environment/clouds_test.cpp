@@ -36,6 +36,17 @@ struct cloud_scene : test::scene
 
 } // namespace
 
+TEST(Clouds, OfNoUsableSizeAreNone)
+{
+    for (const float size : { 0.0005f, NAN, -1.0f, 1e30f, 0.002f })
+    {
+        cloud_scene s(20);
+        s.env.cu_scale[1] = size;
+        s.prepare_clouds();
+        EXPECT_EQ(s.made.ellipsoids != nullptr, size == 0.002f) << size;
+    }
+}
+
 TEST(Clouds, AreDrawnInOrderFromTheSeed)
 {
     cloud_scene s(5);

@@ -18,6 +18,7 @@
 #include "zirconlite/libraries/library_file.hpp"
 #include "zirconlite/libraries/library_open.hpp"
 #include "zirconlite/libraries/material_library.h"
+#include "zirconlite/platform/heap.hpp"
 
 namespace
 {
@@ -341,6 +342,10 @@ TEST_F(Library, ValuesAreLittleEndianAndEndWithTheFile)
     EXPECT_EQ(
         zr_file_delete_chunk(file, end) & zr_file_delete_string(file, end) & zr_file_delete_record(file, 1),
         1);
+    zr::platform::set_heap_gate([](size_t) { return false; });
+    const std::vector<uint8_t> large(100000);
+    EXPECT_EQ(zr_file_add_chunk(file, LIBRARY_CHUNK_PAYLOAD, large.data(), 0, 100000), 0u);
+    zr::platform::set_heap_gate(nullptr);
     zr_libfile_cancel(file);
 
     const zr_handle none = ZR_INVALID_HANDLE;

@@ -231,6 +231,58 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
     }
 }
 
+TEST(SimpleLight, IsDiffuseHighlightBackLightAndAmbient)
+{
+    fill_gamma_tables();
+    test::scene s;
+    test::mesh sheet;
+    sheet.flags = OBJECT_THIN;
+    sheet.look = s.look(
+        [](simple_material& m)
+        {
+            m.opacity = 0.75f;
+            m.translucent_share = 1.0f;
+            m.diffuse_share = 0.5f;
+            m.highlight = 20.0f;
+            for (int i = 0; i < 3; ++i)
+            {
+                m.color[i] = 0.25f * float(i + 1);
+                m.translucent_color[i] = 0.9f - 0.2f * float(i);
+            }
+        });
+    sheet.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
+    ASSERT_TRUE(s.add(sheet));
+    // One in green at 50 degrees before the mirrored ray at 45, one in red and blue straight below.
+    const double altitude = 50 * M_PI / 180;
+    light above = test::scene::lamp({ -4 * std::cos(altitude), 0, 4 * std::sin(altitude) }, 1.0f);
+    above.filter[0] = above.filter[2] = 0;
+    above.filter[1] = 0.5f;
+    light below = test::scene::lamp({ 0, 0, -3 }, 1.0f);
+    below.filter[1] = 0;
+    above.simple_brightness = 0.75f;
+    below.simple_brightness = 0.5f;
+    s.add(above);
+    s.add(below);
+    s.doc->mode = MODE_SIMPLE;
+    ASSERT_TRUE(s.prepare());
+    for (int i = 0; i < 3; ++i) { job.simple_ambient_color[i] = 0.1f * float(i + 1); }
+    surface f;
+    zr_resolve_surface(sheet.look->material, nullptr, &f);
+    ASSERT_GT(f.translucent, 0.2f);
+    ASSERT_GT(f.highlight_strength, 0.1f);
+    const ray r = s.seen({ 1, 0, 1 }, { -1, 0, -1 });
+    const double front[3] = { 0, 0.375, 0 }, back[3] = { 0.5, 0, 0.5 };
+    const double shine = std::pow(std::cos(5 * M_PI / 180), f.highlight) * f.highlight_strength;
+    for (int i = 0; i < 3; ++i)
+    {
+        const double ambient = f.diffuse * f.color[i] + f.translucent * f.translucent_color[i];
+        const double wanted =
+            f.color[i] * (f.diffuse * std::sin(altitude) * front[i] + f.translucent * back[i]) +
+            f.highlight_color[i] * front[i] * shine + job.simple_ambient_color[i] * ambient;
+        EXPECT_NEAR(r.simple_color[i], wanted, 1e-5) << i;
+    }
+}
+
 TEST(DirectLight, ALightShinesThroughItsOwnShapeAndNotOnIt)
 {
     test::scene s;

@@ -62,6 +62,7 @@ TEST(References, PicturesAreMadeAgain)
             { "environment_map.toml", "--light-model", "fast", "--projection", "spherical" } },
         { "odds-2.hdr", { "odds.toml", "--quality", "2", "--light-model", "fast" } },
         { "odds-4.hdr", { "odds.toml", "--quality", "4", "--antialiasing", "0.95" } },
+        { "odds-probes.png", { "odds.toml", "--quality", "2", "--light-model", "fast" } },
         { "odds-1.hdr", { "odds.toml", "--quality", "1" } },
         { "gallery.hdr", { "../../examples/gallery/gallery.toml", "--size", "120x64" } },
         { "mappings.hdr", { "../../examples/gallery/mappings.toml", "--size", "120x64" } },
