@@ -156,7 +156,7 @@ namespace
 std::string little(uint32_t v, int bytes)
 {
     std::string out;
-    for (int i = 0; i < bytes; ++i) { out += char(v >> (8 * i) & 0xFF); }
+    for (; bytes > 0; --bytes, v >>= 8) { out += char(v & 0xFF); }
     return out;
 }
 
