@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <functional>
 
@@ -277,6 +278,43 @@ TEST(Film, ShowsDimScenesDimmerAndStopsDownForBrightSkies)
     EXPECT_EQ(middle(1000.0, 5000.0f), middle(1000.0, 0.0f));
     EXPECT_LT(middle(1000.0, 20000.0f), middle(1000.0, 0.0f) - 0.1f);
     EXPECT_EQ(middle(1000.0, 1e9f), middle(1000.0, 1e6f));
+}
+
+// Pixels at the edge of an object lie between it and the background, whose colour was picked, in every
+// channel.
+TEST(Film, LeavesNoRimBeforeThePickedBackground)
+{
+    render_view view = {};
+    view.tone_method = TONE_FILM;
+    view.background_method = TONE_FILM + 1;
+    view.contrast = 0.5f;
+    view.source_gain = 1.0f;
+    view.world_luminance = view.measured_luminance = 100.0;
+    for (const auto& picked : { std::array{ 1.0f, 1.0f, 1.0f }, std::array{ 0.27f, 0.46f, 0.75f } })
+    {
+        std::array<float, 3> background = picked, last = { 0, 0, 0 };
+        inverse_tone(&view, 1.0, 1.0, background.data());
+        for (int i = 0; i <= 20; ++i)
+        {
+            const float share = float(i) / 20.0f;
+            pixel_components c = {};
+            c.present = i == 0    ? PIXEL_HAS_SURFACE
+                        : i == 20 ? PIXEL_HAS_BACKGROUND
+                                  : PIXEL_HAS_SURFACE | PIXEL_HAS_BACKGROUND;
+            std::fill_n(c.surface, 3, (1.0f - share) * 5.0f);
+            for (int j = 0; j < 3; ++j) { c.background[j] = share * background[j]; }
+            float rgb[3];
+            ASSERT_EQ(zr_get_rgb_from_pixel_components(&view, &c, rgb), 1);
+            for (size_t j = 0; j < 3; ++j)
+            {
+                const float linear = std::pow(rgb[j], 2.2f);
+                EXPECT_GE(linear, picked[j] * share - 2e-3f) << share;
+                EXPECT_LE(linear, picked[j] * share + 0.02f) << share;
+                last[j] = linear;
+            }
+        }
+        for (size_t j = 0; j < 3; ++j) { EXPECT_NEAR(last[j], picked[j], 2e-3f); }
+    }
 }
 
 TEST(Film, FixedExposuresMeterGreyAndPlainOnesComeBack)

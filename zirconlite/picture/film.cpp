@@ -48,23 +48,6 @@ double shown(const film_curve& f, double exposed)
     return std::clamp(x / (f.b * std::pow(exposed, f.a * f.d) + f.c), 0.0, 1.0);
 }
 
-/// The exposed light that is shown as `value`: Newton's method in logarithms, from where the curve would be
-/// without its shoulder.
-double exposed_for(const film_curve& f, double value)
-{
-    if (value >= 1.0) { return white_point; }
-    const double highest = std::log(white_point);
-    double u = std::min(std::log(f.c * value / std::max(1.0 - f.b * value, 1e-3)) / f.a, highest);
-    for (int i = 0; i < 6; ++i)
-    {
-        const double bent = f.b * std::exp(f.a * f.d * u), divisor = bent + f.c;
-        const double off = f.a * u - std::log(divisor * value);
-        u = std::min(u - off / (f.a * (1.0 - f.d * bent / divisor)), highest);
-        if (std::fabs(off) < 1e-9) { break; }
-    }
-    return std::exp(u);
-}
-
 /// Eyes see dim scenes dimmer: from 300 cd/m2 down the key falls, to two thirds of it at 5 cd/m2.
 double key_of(double log_average)
 {
@@ -121,40 +104,57 @@ double paling(double value)
     return t * t * (3.0 - 2.0 * t);
 }
 
-void encode(const float ratio[3], double value, double pale, float rgb[3])
+float encode(double linear)
 {
+    return static_cast<float>(std::pow(std::clamp(linear, 0.0, 1.0), 1.0 / display_gamma));
+}
+
+/// The light of surfaces as shown, linear. False for black.
+bool develop(const render_view& view, const float light[3], double linear[3])
+{
+    float rgb[3] = { light[0], light[1], light[2] };
+    balance(view, rgb);
+    const float m = largest(rgb);
+    std::fill_n(linear, 3, 0.0);
+    if (m <= black_level) { return false; }
+    const double exposure = exposure_of(view, view.world_luminance) * brightness_gain(view);
+    const double value = shown(curve_of(contrast_of(view)), m * exposure), pale = paling(value);
     for (int j = 0; j < 3; ++j)
     {
-        const double linear = value * (ratio[j] + (1.0 - ratio[j]) * pale);
-        rgb[j] = static_cast<float>(std::pow(std::clamp(linear, 0.0, 1.0), 1.0 / display_gamma));
+        const double ratio = rgb[j] / m;
+        linear[j] = value * (ratio + (1.0 - ratio) * pale);
     }
+    return true;
 }
 
 } // namespace
 
 int32_t film_tone(const render_view& view, float rgb[3], bool plain)
 {
-    const double exposure =
-        plain ? plain_exposure(view) : exposure_of(view, view.world_luminance) * brightness_gain(view);
-    if (!plain) { balance(view, rgb); }
-    const float m = largest(rgb);
-    if (m <= black_level)
+    if (!plain)
     {
-        rgb[0] = rgb[1] = rgb[2] = 0.0f;
-        return 0;
+        const float none[3] = { 0.0f, 0.0f, 0.0f };
+        return film_tone_over(view, none, rgb);
     }
-    const float ratio[3] = { rgb[0] / m, rgb[1] / m, rgb[2] / m };
-    const double value = shown(curve_of(plain ? 1.0 : contrast_of(view)), m * exposure);
-    encode(ratio, value, plain ? 0.0 : paling(value), rgb);
-    return 1;
+    const bool is_black = largest(rgb) <= black_level;
+    for (int j = 0; j < 3; ++j) { rgb[j] = is_black ? 0.0f : encode(rgb[j] * plain_exposure(view)); }
+    return !is_black;
+}
+
+int32_t film_tone_over(const render_view& view, const float background[3], float rgb[3])
+{
+    double linear[3];
+    const bool is_lit = develop(view, rgb, linear);
+    for (int j = 0; j < 3; ++j) { rgb[j] = encode(linear[j] + background[j] * plain_exposure(view)); }
+    return is_lit || largest(rgb) > 0.0f;
 }
 
 void inverse_film(const render_view& view, float rgb[3])
 {
-    const float m = largest(rgb);
-    const double radiance = exposed_for(curve_of(1.0), m) / plain_exposure(view);
-    const double kept = std::min(radiance, double(max_radiance));
-    for (int j = 0; j < 3; ++j) { rgb[j] = static_cast<float>(rgb[j] / m * kept); }
+    for (int j = 0; j < 3; ++j)
+    {
+        rgb[j] = static_cast<float>(std::min(rgb[j] / plain_exposure(view), double(max_radiance)));
+    }
 }
 
 } // namespace zr

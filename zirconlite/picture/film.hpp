@@ -9,11 +9,15 @@
 namespace zr
 {
 
-/// What light becomes on film, in place, radiance to display values. With `plain` the curve alone, which
-/// inverse_film takes back exactly: without contrast, white balance and paling. 1, or 0 for black.
+/// What light becomes on film, in place, radiance to display values. With `plain` the exposure alone, in
+/// proportion, which inverse_film takes back exactly. 1, or 0 for black.
 int32_t film_tone(const render_view& view, float rgb[3], bool plain);
 
-/// Radiance that the plain curve shows as `rgb`, 0 to 1; in place.
+/// The same for the light of surfaces in a pixel that shows something of the background as well. That one was
+/// picked as it is to be shown, so its share is added behind the curve: edges have no rim before any colour.
+int32_t film_tone_over(const render_view& view, const float background[3], float rgb[3]);
+
+/// Radiance that the plain form shows as `rgb`, linear, 0 to 1; in place.
 void inverse_film(const render_view& view, float rgb[3]);
 
 } // namespace zr

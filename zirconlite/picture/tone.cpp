@@ -98,6 +98,14 @@ int32_t zr_get_rgb_from_pixel_components(
     const float ratio = components->source_ratio;
     const float gain = view->source_gain > 0.0f ? std::min(view->source_gain, 4.0f) : 0.0f;
     const float factor = (1.0f - ratio) + gain * ratio;
+    if (view->tone_method == TONE_FILM)
+    {
+        for (int j = 0; j < 3; ++j) { rgb[j] = factor * components->surface[j]; }
+        hold_to_range(rgb);
+        hold_to_range(background);
+        zr::film_tone_over(*view, background, rgb);
+        return 1;
+    }
     for (int j = 0; j < 3; ++j) { rgb[j] = factor * components->surface[j] + background[j]; }
     tone(view, view->tone_exponent, view->tone_scale, rgb, 0);
     return 1;
