@@ -14,6 +14,7 @@
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/materials/material.h"
 #include "zirconlite/meshes/mesh_build.h"
 #include "zirconlite/search/ray_search.hpp"
 #include "zirconlite/search/search_structure.h"
@@ -183,6 +184,8 @@ inline document* open_scene(const triangle_scene& s, int32_t structure = SEARCH_
     zr_init_mesh_build(d, &build);
     build.descriptor = &descriptor;
     build.geometry = &geometry;
+    const float grey[3] = { 0.5f, 0.5f, 0.5f };
+    build.material = zr_add_material(d, u"grey", zr_build_matte_material(grey));
     if (!zr_create_mesh(d, &build) || !zr_build_voxel_grid(d)) { std::abort(); }
     return d;
 }
