@@ -20,6 +20,7 @@ import tempfile
 
 SIDE = 16  # pixels of a picture along each side, unless a case says otherwise
 LIMIT = 0.005
+LUMINANCE = (0.3, 0.6, 0.1)  # weights of the channels
 HDR_ONE = 128.5 / 128  # a mantissa of the format stands for the middle of its step
 GAMMA = 2.2  # of the scene file's colours
 REFLECTANCES = [0.55 + 0.02 * k for k in range(-2, SIDE + 2)]
@@ -29,7 +30,7 @@ REFLECTANCES = [0.55 + 0.02 * k for k in range(-2, SIDE + 2)]
 
 
 def read_hdr(path):
-    """Rows of (r, g, b), the top row first, and the step of each pixel's mantissa."""
+    """Rows of luminances, the top row first, and the step of each pixel's mantissa."""
     bytes_ = pathlib.Path(path).read_bytes()
     head, at = bytes_.index(b"\n\n"), 0
     line_end = bytes_.index(b"\n", head + 2)
@@ -38,7 +39,7 @@ def read_hdr(path):
     for _ in range(height):
         planes, at = read_scanline(bytes_, at, width)
         scales = [math.ldexp(1.0, e - 136) if e else 0.0 for e in planes[3]]
-        rows.append([tuple((planes[c][x] + 0.5) * scales[x] for c in range(3)) for x in range(width)])
+        rows.append([sum(LUMINANCE[c] * (planes[c][x] + 0.5) for c in range(3)) * scales[x] for x in range(width)])
         steps.append(scales)
     return rows, steps
 
@@ -145,11 +146,11 @@ class Floor:
         seen, exact, rounding = [], [], []
         pixel = self.width / SIDE
         for j, row in enumerate(picture):
-            for i, (_, green, _) in enumerate(row):
+            for i, seen_here in enumerate(row):
                 x = self.center[0] + (i + 0.5 - SIDE / 2) * pixel
                 y = self.center[1] + (SIDE / 2 - j - 0.5) * self.depth / SIDE
                 radiance = self.exact(x, y) * REFLECTANCES[i + 2] / math.pi
-                seen.append(green)
+                seen.append(seen_here)
                 exact.append(radiance)
                 rounding.append(steps[j][i] ** 2 / 12)
         return summary(seen, exact, rounding, self.level and self.level * REFLECTANCES[SIDE // 2 + 2] / math.pi)
@@ -382,12 +383,46 @@ def sun_cases(program, folder):
     for name, altitude, cloudiness in (("sky, overcast", 40, 1.0), ("sky, clear", 40, 0.0), ("sky, half clouded, low sun", 8, 0.5)):
         _, strength = sun_values(program, folder, 200, altitude, cloudiness)
         exact = strength * sky_lux(sky_function(200, altitude, cloudiness))
-        keys = (
-            "[sun]\nazimuth_deg = 200\naltitude_deg = %g\ncloudiness = %g\nsun_intensity = 0\n"
-            'sun_color = "#ffffff"\nsky_color = "#ffffff"\n[background]\nmode = "sky"\n' % (altitude, cloudiness)
-        )
-        cases.append(Floor(name, keys, lambda x, y, exact=exact: exact))
+        cases.append(Floor(name, sky_keys(altitude, cloudiness), lambda x, y, exact=exact: exact))
+        cases.append(SeenSky(name + ", as it is seen", altitude, cloudiness, False))
+        cases.append(SeenSky(name + ", its picture as a map", altitude, cloudiness, True))
     return cases
+
+
+class SeenSky:
+    """The sky that is seen lights the ground as the sky that lights does; so does its picture as a map."""
+
+    limit = LIMIT
+
+    def __init__(self, name, altitude, cloudiness, as_map):
+        self.name, self.altitude, self.cloudiness, self.as_map = name, altitude, cloudiness, as_map
+
+    def measure(self, program, folder, samples, seed=0):
+        _, strength = sun_values(program, folder, 200, self.altitude, self.cloudiness)
+        exact = strength * sky_lux(sky_function(200, self.altitude, self.cloudiness))
+        size = (128, 64)
+        scene = '[camera]\neye = [0, 0, 1]\ntarget = [0, 1, 1]\nprojection = "spherical"\n' + sky_keys(self.altitude, self.cloudiness)
+        scene += far_model(folder)
+        rows, _ = render(program, folder, scene, 64, seed, size)
+        if not self.as_map:
+            value = map_lux(rows) / exact - 1.0
+            return value, abs(value)
+        (folder / "out.hdr").rename(folder / "map.hdr")
+        lit = Floor("", '[environment_map]\nfile = "map.hdr"\n', lambda x, y: exact)
+        return lit.measure(program, folder, samples, seed)
+
+
+def far_model(folder):
+    """A scene needs a model: one below the ground that nothing sees."""
+    write_obj(folder / "far.obj", [("far", level_quad(-0.01, 0.01, -0.01, 0.01, -50.0))])
+    return '[[model]]\nfile = "far.obj"\nup = "z"\n'
+
+
+def sky_keys(altitude, cloudiness):
+    return (
+        "[sun]\nazimuth_deg = 200\naltitude_deg = %g\ncloudiness = %g\nsun_intensity = 0\n"
+        '[background]\nmode = "sky"\n' % (altitude, cloudiness)
+    )
 
 
 def map_lux(rows):
@@ -397,7 +432,7 @@ def map_lux(rows):
         top, bottom = (math.sin(math.pi * (0.5 - k / len(rows))) for k in (j, j + 1))
         if bottom >= 0.0:
             total += sum(row) * math.pi * (top * top - bottom * bottom) / len(row)
-    return total * HDR_ONE
+    return total
 
 
 def map_cases():
@@ -406,7 +441,7 @@ def map_cases():
     spot = [[32768.0 if (i, j) == (20, 6) else 16.0 for i in range(64)] for j in range(32)]
     keys = '[environment_map]\nfile = "map.hdr"\n'
     return [
-        Floor(name, keys, lambda x, y, lux=map_lux(rows): lux, files=lambda folder, rows=rows: write_hdr(folder / "map.hdr", rows))
+        Floor(name, keys, lambda x, y, lux=map_lux(rows) * HDR_ONE: lux, files=lambda folder, rows=rows: write_hdr(folder / "map.hdr", rows))
         for name, rows in (("map, even", even), ("map, two halves", halves), ("map, one bright pixel", spot))
     ]
 
@@ -502,27 +537,17 @@ def disc_lux(lux, axis, half_tangent, passes, rows=150, columns=300):
 class Furnace:
     """A white material in an even environment is as bright as the environment, from every side."""
 
-    shape_limits = {"plate": LIMIT, "ball": LIMIT}
+    limit = LIMIT
 
-    def __init__(self, name, material, shape, limit=LIMIT):
-        self.name, self.material, self.shape, self.limit = "furnace, %s, %s" % (shape, name), material, shape, limit
+    def __init__(self, name, material, shape):
+        self.name, self.material, self.shape = "furnace, %s, %s" % (shape, name), material, shape
 
     def measure(self, program, folder, samples, seed=0):
-        write_hdr(folder / "map.hdr", [[1024.0] * 8 for _ in range(4)])
-        if self.shape == "ball":
-            write_ball(folder / "shape.obj", 0.5)
-        elif self.shape == "box":
-            write_box(folder / "shape.obj", 0.4)
-        else:
-            # Three plates side by side, seen at 15, 50 and 80 degrees.
-            plates = []
-            for k, tilt in enumerate((15.0, 50.0, 80.0)):
-                a, x = math.radians(tilt), 0.5 * (k - 1)
-                c, s = 0.7 * math.cos(a), 0.7 * math.sin(a)
-                plates.append(("plate", [(x - 0.2, -s, -c), (x + 0.2, -s, -c), (x + 0.2, s, c), (x - 0.2, s, c)]))
-            write_obj(folder / "shape.obj", plates)
+        write_hdr(folder / "map.hdr", [[2000.0] * 8 for _ in range(4)])
         seen, rounding = [], []
-        for scale in (1.0, 1.0013, 1.0026):
+        # Scales apart by parts of a step of the file; sheets are seen at three angles.
+        for scale, tilt in ((1.0, 15.0), (1.0013, 50.0), (1.0026, 80.0)):
+            share = self.write_shape(folder / "shape.obj", math.radians(tilt))
             scene = (
                 '[camera]\neye = [0, -6, 0]\ntarget = [0, 0, 0]\nprojection = "parallel"\nparallel_width = 2\n'
                 'parallel_height = 2\n[environment_map]\nfile = "map.hdr"\nscale = %g\n[[model]]\nfile = "shape.obj"\n'
@@ -530,16 +555,26 @@ class Furnace:
                 % (scale, "smooth_angle_deg = 60\n" if self.shape == "ball" else "", self.material)
             )
             picture, steps = render(program, folder, scene, samples, seed)
-            around = picture[0][0][1]
+            around = picture[0][0]
+            # What the body fills of the picture alone.
             for row, row_steps in zip(picture, steps):
                 for pixel, step in zip(row, row_steps):
-                    seen.append(pixel[1] / around)
+                    seen.append((pixel / around - 1.0) / share + 1.0)
                     rounding.append((step / around) ** 2 / 12)
-        # The background fills a part of the picture: errors count over what the body fills.
-        share = {"ball": math.pi * 0.25 / 4.0, "box": 0.16 * math.sqrt(2) * 2 / 4.0, "plate": 0.0}[self.shape]
-        share = share or sum(0.4 * 1.4 * math.cos(math.radians(t)) / 4.0 for t in (15.0, 50.0, 80.0))
         mean, rms = summary(seen, [1.0] * len(seen), rounding)
-        return mean / share, rms / math.sqrt(share)
+        return mean, rms * math.sqrt(share)
+
+    def write_shape(self, path, tilt):
+        """Share of the picture of 2 x 2 metres that the body fills."""
+        if self.shape == "ball":
+            write_ball(path, 0.5)
+            return math.pi * 0.25 / 4.0
+        if self.shape == "box":
+            write_box(path, 0.4)
+            return 0.4 * 0.4 * math.sqrt(2) / 4.0
+        c, s = 0.7 * math.cos(tilt), 0.7 * math.sin(tilt)
+        write_obj(path, [("sheet", [(-0.7, -s, -c), (0.7, -s, -c), (0.7, s, c), (-0.7, s, c)])])
+        return 1.4 * 1.4 * math.cos(tilt) / 4.0
 
 
 def write_ball(path, radius, rows=64, columns=128):
@@ -573,20 +608,20 @@ def write_box(path, side):
 
 
 def furnace_cases():
+    glossy = ["mirror = 0.5\nhighlight = %g\n" % n for n in (1.5, 3, 10, 30, 100, 1000, 2000)]
     cases = []
-    for shape in ("plate", "ball"):
+    for shape in ("sheet", "ball"):
         cases.append(Furnace("diffuse", "", shape))
         cases.append(Furnace("polished mirror", "mirror = 1.0\nmetal = true\n", shape))
-        cases.append(Furnace("faint mirror of its own blur", "mirror = 0.3\n", shape))
-        for exponent in (1.5, 3, 10, 30, 100, 1000, 2000):
-            cases.append(Furnace("mirror of 0.5, highlight %g" % exponent, "mirror = 0.5\nhighlight = %g\n" % exponent, shape))
+        cases.append(Furnace("faint mirror", "mirror = 0.3\n", shape))
+        cases += [Furnace("half a mirror, highlight " + keys.split()[-1], keys, shape) for keys in glossy]
         cases.append(Furnace("all mirror, highlight 5", "mirror = 1.0\nhighlight = 5\n", shape))
         cases.append(Furnace("diffuse, strong highlight 20", "highlight = 20\nhighlight_strength = 3\n", shape))
-        cases.append(Furnace("translucent sheet", "transparency = 0.6\ntranslucency = 1.0\nthin = true\n", shape))
-        cases.append(Furnace("clear sheet", "transparency = 1.0\nthin = true\n", shape))
-        for exponent in (3, 50):
-            cases.append(Furnace("frosted sheet, highlight %g" % exponent,
-                "transparency = 0.8\ntranslucency = 0.3\nthin = true\nhighlight = %g\n" % exponent, shape))
+    cases.append(Furnace("translucent", "transparency = 0.6\ntranslucency = 1.0\nthin = true\n", "sheet"))
+    cases.append(Furnace("clear", "transparency = 1.0\nthin = true\n", "sheet"))
+    for exponent in (3, 50):
+        cases.append(Furnace("frosted, highlight %g" % exponent,
+            "transparency = 0.8\ntranslucency = 0.3\nthin = true\nhighlight = %g\n" % exponent, "sheet"))
     cases.append(Furnace("clear glass", "transparency = 1.0\nior = 1.5\n", "ball"))
     cases.append(Furnace("clear glass", "transparency = 1.0\nior = 1.5\n", "box"))
     cases.append(Furnace("half clear glass with a mirror", "transparency = 0.5\nior = 1.5\nmirror = 0.3\n", "ball"))
@@ -615,10 +650,10 @@ class Lens:
         pixel = plane / size
         flux = moment = 0.0
         for j, row in enumerate(picture):
-            for i, (_, green, _) in enumerate(row):
+            for i, seen_here in enumerate(row):
                 dx, dy = (i + 0.5 - size / 2) * pixel, (j + 0.5 - size / 2) * pixel
-                flux += green
-                moment += green * (dx * dx + dy * dy)
+                flux += seen_here
+                moment += seen_here * (dx * dx + dy * dy)
         spread = focus / self.distance  # of the square, seen in the plane of the focus
         exact_flux = 100000.0 * (2 * half * spread / pixel) ** 2
         # The lens is a disc of radius lens_mm / f_stop; by similar triangles it leaves a disc of this radius.

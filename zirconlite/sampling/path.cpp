@@ -119,6 +119,9 @@ void go_mirrored(light_path& p, const branch& way, double probability, const vec
     if (exponent > 0.0)
     {
         direction = folded(sample_lobe(axis, exponent, numbers(p, pair_direction)), p.r.shading_normal);
+        // Where the faces of a smooth body lie higher than its shading, they throw back as well.
+        const vector3& face = p.r.geometric_normal;
+        direction = folded(direction, dot(face, p.r.direction) > 0.0 ? -face : face);
     }
     const bool counts_lights = exponent > 0.0;
     p.r.kind = RAY_REFLECTED;
@@ -158,7 +161,7 @@ int choose_way(const light_path& p, const branch& a, const branch& b, double& pr
 {
     const double all = a.chance + b.chance;
     if (!(all > min_continuing)) { return -1; }
-    const double continues = std::fmin(std::sqrt(all), 1.0);
+    const double continues = std::fmin(std::sqrt(2.0 * all), 1.0);
     double u = numbers(p, pair_branch).u;
     if (u >= continues) { return -1; }
     u /= continues;
@@ -273,7 +276,8 @@ bool meet_surface(light_path& p, const surface& s)
         for (double& w : r.weight) { w *= kept; }
     }
     const bool inner = r.hit_object->vft->get_flags(r.hit_object) & OBJECT_INNER_REFLECTION;
-    if (s.translucent + s.diffuse > 0.2f || inner) { add_vertex_light(p, s, lobe, nullptr); }
+    // What the body scatters has been counted where the path came in.
+    if (s.translucent > 0.2f || inner) { add_vertex_light(p, s, lobe, nullptr); }
     add_vertex_emission(p, s);
     return leave_inside(p, s, lobe, mirror);
 }
