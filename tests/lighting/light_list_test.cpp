@@ -103,22 +103,3 @@ TEST(LightList, LightsOfOneTemplateShareItsTables)
         if (first == 1) { zr_free_goniometry(l.goniometry); }
     }
 }
-
-TEST(LightList, ShapesThatAPointStandsInForAreReported)
-{
-    struct
-    {
-        int32_t type;
-        bool reported;
-    } const cases[] = { { LIGHT_SPHERICAL, false }, { LIGHT_AREA, true }, { LIGHT_CYLINDRICAL, true },
-        { LIGHT_DISK, true }, { LIGHT_PARALLEL, false }, { 77, false } };
-    for (const auto& c : cases)
-    {
-        zr_create_light(nullptr, nullptr); // leaves its own text
-        light* l = made(1, 100, c.type);
-        EXPECT_EQ(
-            std::string(zr_last_error()->text).find("rendered as a point") != std::string::npos, c.reported)
-            << c.type;
-        zr_light_free(l);
-    }
-}

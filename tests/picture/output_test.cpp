@@ -132,38 +132,6 @@ TEST(Output, StoppedPicturesAreBlackWhereNothingWasReached)
     }
 }
 
-TEST(Output, TheCacheAnswersForEqualPixelsAndForgetsTheOldest)
-{
-    rendering r(16, 1);
-    pixel_cache* cache = zr_init_pixel_cache();
-    const auto entries = [&]
-    {
-        int count = 0;
-        for (const uint32_t valid : cache->valid) { count += valid != 0; }
-        return count;
-    };
-    int32_t values[3], uncached[3];
-    for (int x = 0; x < 16; ++x)
-    {
-        zr_evaluate_rt_pixel_ex(&r.view, cache, zr_image_buffer_pixel(r.view.image, x, 0), values, 11);
-    }
-    EXPECT_EQ(entries(), 1) << "one colour is evaluated once";
-    for (int x = 0; x < 16; ++x) { r.put(x, 0, 0.01f * float(1 + x % 7)); }
-    for (int pass = 0; pass < 3; ++pass)
-    {
-        for (int x = 0; x < 16; ++x)
-        {
-            const uint8_t* pixel = zr_image_buffer_pixel(r.view.image, x, 0);
-            zr_evaluate_rt_pixel_ex(&r.view, cache, pixel, values, 11);
-            zr_evaluate_rt_pixel_ex(&r.view, nullptr, pixel, uncached, 11);
-            EXPECT_EQ(values[1], uncached[1]) << x;
-        }
-    }
-    EXPECT_EQ(entries(), 5);
-    EXPECT_EQ(zr_term_pixel_cache(cache), 1);
-    EXPECT_EQ(zr_term_pixel_cache(nullptr), 0);
-}
-
 TEST(Output, DitherKeepsTheMeanAndTheEnds)
 {
     struct

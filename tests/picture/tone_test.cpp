@@ -173,18 +173,6 @@ TEST(Tone, FollowsThePublishedPowerCurve)
     EXPECT_NEAR(steep[0] / steep[2], plain[0] / plain[2], 1e-4);
 }
 
-TEST(Tone, GainBendsAboutTheMiddle)
-{
-    for (const double a : { 0.0, 0.001, 0.3, 0.5, 0.9, 1.0 })
-    {
-        EXPECT_NEAR(zr_gain(0.5, a), 0.5, 1e-9) << a;
-        EXPECT_NEAR(zr_gain(0.0, a), 0.0, 1e-9) << a;
-        EXPECT_NEAR(zr_gain(1.0, a), 1.0, 1e-9) << a;
-    }
-    EXPECT_DOUBLE_EQ(zr_gain(0.2, 0.5), 0.2);
-    EXPECT_GT(zr_gain(0.2, 0.8), 0.2);
-}
-
 TEST(Tone, MeasuresTheLogAverage)
 {
     // Half of the samples at 1, half at 100: the log-average is 10, whatever the method.

@@ -259,39 +259,3 @@ TEST(SearchTree, AllPathsThroughMixedScenesGiveTheSameHitsToTheLastBit)
     EXPECT_GT(hits, scenes * rays / 4);
     EXPECT_GT(seen, scenes * rays / 4);
 }
-
-TEST(SearchTree, BoundsWithoutSenseLeaveTheOtherObjectsFindable)
-{
-    const double inf = std::numeric_limits<double>::infinity();
-    const vector3 far[] = { { inf, inf, inf }, { -inf, -inf, -inf }, { 1e300, -1e300, 0 },
-        { 3.3e38, 3.3e38, -3.3e38 } };
-    test::balls round;
-    test::scene s;
-    test::mesh m;
-    for (int i = 0; i < 10; ++i)
-    {
-        const double y = 0.1 * i;
-        m.quad({ 0, y, 0 }, { 1, y, 0.02 }, { 1, y + 0.1, 0.05 }, { 0, y + 0.1, 0.01 });
-    }
-    ASSERT_TRUE(s.add(m));
-    const bounding_box real = s.doc->bounds;
-    for (int i = 0; i < 64; ++i)
-    {
-        round.add(s.doc, test::BALL_TELLING, { 0.5, 0.5, 0 }, 0.0, nullptr, { far[i % 4], far[i / 4 % 4] });
-        round.add(s.doc, test::BALL_TELLING, { 0.5, 0.5, 0 }, 0.0, nullptr, { far[i % 4], far[i % 4] });
-    }
-    s.doc->bounds = real;
-    for (const test::search_path& path : test::search_paths)
-    {
-        SCOPED_TRACE(path.name);
-        const test::taken_path taken(path);
-        ASSERT_TRUE(zr_build_voxel_grid(s.doc));
-        for (int i = 0; i < 100; ++i)
-        {
-            const ray r = s.eye_ray({ 0.005 + 0.0099 * i, 0.9 - 0.008 * i, 2 }, { 0, 0, -1 });
-            ray found = r;
-            find_nearest_hit(*s.doc, found);
-            EXPECT_TRUE(found.hit_object && same(record_of(found), record_of(nearest_of_all(*s.doc, r))));
-        }
-    }
-}
