@@ -329,7 +329,7 @@ void add_model(document* d, const scene& s, const scene_model& from, const impor
     for (const auto& [name, chosen] : from.materials)
     {
         const bool known = std::any_of(m.materials.begin(), m.materials.end(),
-            [&](const model_material& own) { return own.name == name; });
+            [&name = name](const model_material& own) { return own.name == name; });
         if (known) { continue; }
         std::vector<const char*> names;
         for (const model_material& own : m.materials) { names.push_back(own.name.c_str()); }

@@ -58,7 +58,7 @@ std::u16string key_of(const std::string& text)
 /// The key of a record; that of a folder, or of nothing, is refused.
 std::u16string record_key_of(const library_request& r)
 {
-    const std::u16string key = key_of(r.key);
+    std::u16string key = key_of(r.key);
     if (!key.empty() && key.back() != u'\\') { return key; }
     throw failure(
         exit_usage, fmt::format("{}: \"{}\" is the key of a folder; a record's key ends in its name",
@@ -82,6 +82,9 @@ struct open_library
     open_library& operator=(const open_library&) = delete;
     zr_handle handle;
 };
+
+/// Refuses a file that is no library.
+void check_library(const std::filesystem::path& path) { const open_library opened(path, LIBRARY_READ); }
 
 // By kind of library: how a record is shown and added. The extension gives the kind.
 
@@ -166,7 +169,7 @@ void add_material(const library_request& r)
         if (!zr_libfile_close(library)) { fail_with(r.file.string()); }
     };
     if (!std::filesystem::exists(r.file) && make_whole(r.file, add)) { return; }
-    open_library(r.file, LIBRARY_READ); // refuses what is no library
+    check_library(r.file);
     add(r.file, LIBRARY_OPEN_EXISTING);
 }
 
@@ -259,7 +262,7 @@ void make_library(const library_request& r) { kind_of(r.file).make(r); }
 
 void delete_key(const library_request& r)
 {
-    open_library(r.file, LIBRARY_READ);
+    check_library(r.file);
     const std::u16string path = utf16_of(r.file), key = key_of(r.key);
     const bool is_folder = !key.empty() && key.back() == u'\\';
     const int32_t result = is_folder ? zr_libfile_delete_folder(path.c_str(), key.c_str())
@@ -274,7 +277,7 @@ void delete_key(const library_request& r)
 
 void pack_library(const library_request& r)
 {
-    open_library(r.file, LIBRARY_READ);
+    check_library(r.file);
     kind_of(r.file);
     const auto before = std::filesystem::file_size(r.file);
     if (!zr_pack_library(utf16_of(r.file).c_str())) { fail_with(r.file.string() + ": not packed"); }
@@ -284,14 +287,14 @@ void pack_library(const library_request& r)
 
 void dump_library(const library_request& r)
 {
-    open_library(r.file, LIBRARY_READ);
+    check_library(r.file);
     if (!zr_dump_library(utf16_of(r.file).c_str())) { fail_with(r.file.string() + ": not dumped"); }
     std::printf("%s\n", std::filesystem::path(r.file).replace_extension(".uni").c_str());
 }
 
 void translate_library(const library_request& r)
 {
-    open_library(r.file, LIBRARY_READ);
+    check_library(r.file);
     if (!std::filesystem::exists(r.translation))
     {
         throw failure(exit_missing_file, r.translation.string() + ": the translation file is not there");

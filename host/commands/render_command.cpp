@@ -238,7 +238,7 @@ std::string series_exposure(const scene& s, render_session& session, const std::
     const std::filesystem::path file = exposure_file(session.files);
     if (std::filesystem::exists(file))
     {
-        const std::string text = read_text(file);
+        std::string text = read_text(file);
         set_exposure(session.d->views[1], s.tone);
         lock_exposure(session.d->views[1], text, file);
         return text;
@@ -250,7 +250,7 @@ std::string series_exposure(const scene& s, render_session& session, const std::
         throw failure(exit_bad_scene, fmt::format("{}: is there without {}; remove the frames to begin anew",
                                           frame.picture.string(), file.string()));
     }
-    const std::string text = measure_series(s, session, moments);
+    std::string text = measure_series(s, session, moments);
     write_text(file, text);
     return text;
 }

@@ -83,7 +83,7 @@ constexpr map_option map_options[] = {
 std::string take_word(std::string& text)
 {
     const size_t end = std::min(text.find_first_of(" \t"), text.size());
-    const std::string word = text.substr(0, end);
+    std::string word = text.substr(0, end);
     text = trimmed(text, end);
     return word;
 }

@@ -107,7 +107,7 @@ bool is_radiance(std::string_view head)
 {
     if (head.starts_with("#?")) { return true; }
     head = head.substr(0, max_head_bytes);
-    for (size_t end = head.find('\n'); end != head.npos && end > 1; end = head.find('\n'))
+    for (size_t end = head.find('\n'); end != std::string_view::npos && end > 1; end = head.find('\n'))
     {
         if (head.starts_with("FORMAT=32-bit_rle_")) { return true; }
         head.remove_prefix(end + 1);

@@ -303,7 +303,7 @@ std::filesystem::path find_model_picture(const std::filesystem::path& model_file
     std::string bytes;
     for (const std::string& name : { named, percent_decoded(named), latin1_of(named, bytes) ? bytes : named })
     {
-        const std::filesystem::path beside = (folder / plain_separators(name)).lexically_normal();
+        std::filesystem::path beside = (folder / plain_separators(name)).lexically_normal();
         if (std::filesystem::is_regular_file(beside, error)) { return beside; }
     }
     const std::filesystem::path textures = find_in_folder(folder, "textures", true);

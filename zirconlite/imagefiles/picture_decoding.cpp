@@ -105,7 +105,7 @@ bitmap* new_bitmap_of_file(
 status cut_in_row(int64_t row, int64_t height)
 {
     return fail(ZR_ERROR_READ, "the picture ends in its row %lld of %lld; what is missing is black",
-        static_cast<long long>(row + 1), static_cast<long long>(height));
+        static_cast<long long>(row) + 1, static_cast<long long>(height));
 }
 
 void set_opaque(bitmap& picture)

@@ -361,7 +361,7 @@ zr::status check_strips(tiff_reader in, const tiff_picture& picture)
         if (at == 0)
         {
             return zr::fail(ZR_ERROR_FORMAT, "strip %llu is said to begin at byte 0, where the header is",
-                static_cast<unsigned long long>(i + 1));
+                static_cast<unsigned long long>(i) + 1);
         }
     }
     return {};

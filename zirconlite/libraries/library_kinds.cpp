@@ -3,8 +3,6 @@
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/platform/text.hpp"
 
-namespace platform = zr::platform;
-
 namespace
 {
 

@@ -9,8 +9,6 @@
 #include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/platform/text.hpp"
 
-namespace platform = zr::platform;
-
 namespace
 {
 
