@@ -12,6 +12,7 @@
 #include "zirconlite/frame/error.h"
 #include "zirconlite/materials/blend.h"
 #include "zirconlite/materials/mat_image.h"
+#include "zirconlite/sampling/converging.h"
 
 #include <fmt/format.h>
 
@@ -38,11 +39,18 @@ double repeats(double size) { return std::abs(size) < 1e-9 ? 1e9 : 1 / size; }
 
 [[noreturn]] void out_of_memory() { throw failure(exit_render_failed, "out of memory for materials"); }
 
-void set_simple(simple_material& out, const scene_material& m)
+/// Whether mirrors blur by the exponent of their highlight, which then comes from the same light.
+bool blurs_mirrors(const scene_render& r)
 {
+    return r.sampler == SAMPLER_CONVERGING && r.light_model == LIGHT_MODEL_EXACT;
+}
+
+void set_simple(simple_material& out, const scene_material& m, bool blurs)
+{
+    const double mirror = blurs ? m.mirror : m.mirror_unblurred.value_or(m.mirror);
     out.style = 3;
     out.opacity = float(1 - m.transparency);
-    out.diffuse_share = float(1 - m.mirror);
+    out.diffuse_share = float(1 - mirror);
     out.translucent_share = float(m.translucency);
     zr_update_material_weights(&out.head);
     out.ior = float(m.ior);
@@ -61,7 +69,7 @@ void set_simple(simple_material& out, const scene_material& m)
     {
         out.head.flags |= MATERIAL_OWN_HIGHLIGHT;
         out.own_highlight = float(*m.highlight);
-        out.own_strength = float(m.highlight_strength);
+        out.own_strength = blurs && m.mirror_unblurred ? 0.0f : float(m.highlight_strength);
         set_color(out.own_highlight_color, m.highlight_color.value_or(color3{ { 1, 1, 1 } }));
     }
 }
@@ -139,7 +147,7 @@ owned_material build_simple(const scene& s, const scene_material& m, std::vector
     owned_material made(new_simple_material());
     if (!made) { out_of_memory(); }
     simple_material& out = *reinterpret_cast<simple_material*>(made.get());
-    set_simple(out, m);
+    set_simple(out, m, blurs_mirrors(s.render));
     for (const scene_bump& b : m.bumps) { add_bump(made.get(), b); }
     mat_image** end = &out.images;
     for (const scene_image& i : m.images) { end = add_image(end, s, i, notes); }

@@ -145,6 +145,19 @@ constexpr exposure_row exposure_rows[] = {
         [](render_view& v, double x) { v.background_exponent = x; } },
     { "background_scale", [](const render_view& v) { return v.background_scale; },
         [](render_view& v, double x) { v.background_scale = x; } },
+    { "film_fixed", [](const render_view& v) { return double(v.film_fixed); }, nullptr },
+    { "film_ev", [](const render_view& v) { return double(v.film_ev); }, nullptr },
+    { "film_automatic_white", [](const render_view& v) { return double(v.film_automatic_white); }, nullptr },
+    { "film_white_red", [](const render_view& v) { return double(v.film_white[0]); }, nullptr },
+    { "film_white_blue", [](const render_view& v) { return double(v.film_white[2]); }, nullptr },
+    { "measured_highlight", [](const render_view& v) { return double(v.measured_highlight); },
+        [](render_view& v, double x) { v.measured_highlight = float(x); } },
+    { "measured_red", [](const render_view& v) { return double(v.measured_white[0]); },
+        [](render_view& v, double x) { v.measured_white[0] = float(x); } },
+    { "measured_green", [](const render_view& v) { return double(v.measured_white[1]); },
+        [](render_view& v, double x) { v.measured_white[1] = float(x); } },
+    { "measured_blue", [](const render_view& v) { return double(v.measured_white[2]); },
+        [](render_view& v, double x) { v.measured_white[2] = float(x); } },
 };
 
 constexpr float histogram::*histogram_fields[] = { &histogram::log_min, &histogram::log_max,
@@ -286,7 +299,8 @@ std::filesystem::path exposure_file(const output_files& files)
 
 measured_frame measured_frame_of(const render_view& view)
 {
-    measured_frame frame{ {}, view.measured_luminance };
+    measured_frame frame{ {}, view.measured_luminance, {} };
+    std::copy_n(view.measured_white, 3, frame.measured_white.begin());
     if (!view.histogram) { return frame; }
     // A finished histogram counts its capped bins; it was made of one pixel in 16 by 16, black ones included.
     const size_t taken = size_t((view.width + 15) / 16) * size_t((view.height + 15) / 16);
@@ -295,6 +309,20 @@ measured_frame measured_frame_of(const render_view& view)
     const float* samples = view.histogram->samples;
     frame.log_samples.assign(samples, samples + std::min(count, size_t(view.histogram->capacity)));
     return frame;
+}
+
+/// The geometric mean of the frames' colours.
+void join_whites(const std::vector<measured_frame>& frames, float (&white)[3])
+{
+    double sum[3] = {};
+    int colored = 0;
+    for (const measured_frame& f : frames)
+    {
+        if (!(f.measured_white[0] > 0)) { continue; }
+        for (int i = 0; i < 3; ++i) { sum[i] += std::log(f.measured_white[size_t(i)]); }
+        ++colored;
+    }
+    for (int i = 0; i < 3; ++i) { white[i] = colored ? float(std::exp(sum[i] / colored)) : 0.0f; }
 }
 
 bool join_exposures(render_view& view, const std::vector<measured_frame>& frames)
@@ -318,6 +346,7 @@ bool join_exposures(render_view& view, const std::vector<measured_frame>& frames
     const double mean = lit ? log_sum / lit : 0;
     view.measured_luminance = lit ? std::pow(10.0, mean) : 0;
     view.world_luminance = lit ? std::pow(10.0, mean - view.brightness) : 0;
+    join_whites(frames, view.measured_white);
     finish_histogram(&view, lit ? view.measured_luminance : 0.001);
     zr_set_raytrace_tone_operator(&view);
     view.view_flags |= VIEW_TONE_VALID;

@@ -48,8 +48,9 @@ std::filesystem::path exposure_file(const output_files& files);
 /// What the exposure of one frame was measured from.
 struct measured_frame
 {
-    std::vector<float> log_samples; ///< of the histogram
-    double measured_luminance;      ///< 0 without light
+    std::vector<float> log_samples;      ///< of the histogram
+    double measured_luminance;           ///< 0 without light
+    std::array<float, 3> measured_white; ///< 0 unknown
 };
 measured_frame measured_frame_of(const render_view& view);
 

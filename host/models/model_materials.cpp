@@ -66,12 +66,13 @@ void set_metallic(const model_material& m, scene_material& out)
     const double roughness = clamp01(m.roughness.value_or(1));
     const double smooth = 1 - roughness;
     const double reflectance = normal_reflectance(out.ior);
+    out.mirror = reflectance + (metal_mirror - reflectance) * metallic;
     // A rough surface spreads what it reflects until it looks diffuse, so its share moves over.
-    out.mirror = (reflectance + (metal_mirror - reflectance) * metallic) * smooth * smooth;
+    out.mirror_unblurred = out.mirror * smooth * smooth;
     out.metal = metallic >= 0.5;
     const double alpha = std::max(roughness * roughness, 0.03);
     out.highlight = std::clamp(2 / (alpha * alpha) - 2, 1.0, 2000.0);
-    out.highlight_strength = reflectance + (metal_mirror - reflectance) * metallic;
+    out.highlight_strength = out.mirror;
     if (out.metal) { out.highlight_color = out.color; }
 }
 

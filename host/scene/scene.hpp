@@ -122,7 +122,9 @@ struct scene_material
     int kind = 0;        ///< row of `material_kind_names`; 0 is simple
     std::string first, second; ///< names of the materials that a pattern is made of
     color3 color;
-    double mirror = 0;       ///< share of the opaque light that is mirrored; the rest is diffuse
+    double mirror = 0; ///< share of the opaque light that is mirrored; the rest is diffuse
+    /// Of a mirror that the highlight's exponent blurs, the part that is shown where nothing can blur it.
+    std::optional<double> mirror_unblurred;
     double transparency = 0; ///< share of the light that passes
     double translucency = 0; ///< share of the passing light that spreads
     double ior = 1.5;

@@ -25,6 +25,7 @@ bool is_locked(const render_view& view)
            view.histogram->count > 0;
 }
 
+float highlight(histogram& h);
 void place_edges(histogram& h);
 void count_samples(histogram& h);
 void cap_bins(histogram& h);
@@ -82,6 +83,7 @@ int32_t finish_histogram(render_view* view, double luminance)
     if (is_locked(*view)) { return -1; }
     if (!view->histogram || view->histogram->count < 1) { return 0; }
     histogram& h = *view->histogram;
+    view->measured_highlight = highlight(h);
     const double world = luminance > darkest_sample ? luminance : double(darkest_sample);
     h.world_lum = float(luminance);
     h.log_world = float(log10(world));
@@ -147,6 +149,14 @@ int32_t zr_free_histogram(histogram* histogram)
 
 namespace
 {
+
+/// What a quarter of the samples exceeds.
+float highlight(histogram& h)
+{
+    const int32_t place = h.count - 1 - h.count / 4;
+    std::nth_element(h.samples, h.samples + place, h.samples + h.count);
+    return float(pow(10.0, double(h.samples[place])));
+}
 
 void place_edges(histogram& h)
 {

@@ -24,7 +24,6 @@ struct luminance_sum
 
 luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width, int32_t height, bool clear);
 void store_white(const luminance_sum& sum, float white[3]);
-float highlight(const histogram* measured);
 void set_neutral_tone(render_view& view);
 double held_brightness(const render_view& view)
 {
@@ -58,7 +57,6 @@ int32_t measure_image(
     const double log_average = sum.count > 0 ? sum.log_sum / sum.count : 0.0;
     view->measured_luminance = sum.count > 0 ? pow(10.0, log_average) : 0.0;
     view->world_luminance = sum.count > 0 ? pow(10.0, log_average - held_brightness(*view)) : 0.0;
-    view->measured_highlight = highlight(view->histogram);
     // A picture without light still gets its curve: a background has to come through it.
     finish_histogram(view, sum.count > 0 ? view->measured_luminance : double(dark_sample));
     if (!has_histogram && view->tone_method == TONE_HISTOGRAM) { set_neutral_tone(*view); }
@@ -126,16 +124,6 @@ void store_white(const luminance_sum& sum, float white[3])
     for (int i = 0; i < 3; ++i) { rgb[i] = pow(10.0, sum.channels[i] / sum.colored); }
     const double y = zr::luminance(rgb);
     for (int i = 0; i < 3 && y > 0.0; ++i) { white[i] = float(rgb[i] / y); }
-}
-
-/// What a quarter of the samples of an unfinished histogram exceeds.
-float highlight(const histogram* measured)
-{
-    if (!measured || measured->count <= 0) { return 0.0f; }
-    float* samples = measured->samples;
-    const int32_t place = measured->count - 1 - measured->count / 4;
-    std::nth_element(samples, samples + place, samples + measured->count);
-    return float(pow(10.0, double(samples[place])));
 }
 
 luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width, int32_t height, bool clear)
