@@ -34,6 +34,7 @@ struct render_options
     std::optional<int> threads, quality, max_samples, seed;
     std::optional<double> noise, seconds;
     std::string sampler;
+    std::string indirect;
     std::optional<double> antialiasing;
     tone_options tone;
     sequence_options sequence;

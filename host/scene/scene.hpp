@@ -57,6 +57,8 @@ struct scene_render
     int sky_samples = 16;
     int sampler = 1; ///< a pixel_sampler; the fast light model has strips alone
     double noise = 2.0, seconds = 0;
+    int indirect = 0; ///< an indirect_light
+    int bounce_limit = 8;
     int min_samples = 16, max_samples = 1024;
     int seed = 0;
     double gloss_jitter = 0.0625, translucency_jitter = 0.0625, pixel_jitter = 0.25;

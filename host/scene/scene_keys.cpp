@@ -8,6 +8,7 @@ namespace host
 const char* const projection_names[7] = { "parallel", "perspective", "two-point", "cylindrical", "spherical",
     "light-probe", nullptr };
 const char* const light_model_names[3] = { "fast", "exact", nullptr };
+const char* const indirect_names[] = { "ambient", "paths", nullptr };
 const char* const sampler_names[] = { "strips", "converging", nullptr };
 const char* const search_names[3] = { "grid", "tree", nullptr };
 const char* const light_kind_names[5] = { "point", "spot", "distant", "window", nullptr };
@@ -68,6 +69,11 @@ const key_row<scene_render> render_rows[] = {
     { "sampler", &scene_render::sampler, 0, 0, sampler_names, 0,
         "`converging` adds samples until the error is small, `strips` has a fixed pattern; the fast light "
         "model has strips alone, `converging`" },
+    { "indirect", &scene_render::indirect, 0, 0, indirect_names, 0,
+        "light by way of other surfaces, with the converging sampler: `paths` bounce, `ambient` is an even "
+        "light that "
+        "stands in for them, `ambient`" },
+    { "bounce_limit", &scene_render::bounce_limit, 1, 64, nullptr, 0, "diffuse surfaces in a row, 8" },
     { "noise", &scene_render::noise, 0.01, 255, nullptr, 0,
         "error that may be left in a pixel as shown, in steps of 255, 2" },
     { "min_samples", &scene_render::min_samples, 1, 1048576, nullptr, 0,

@@ -22,6 +22,7 @@ job_state job = {
     .gloss_jitter_amplitude = {},
     .translucency_jitter_amplitude = {},
     .bitmap_jitter_amplitude = {},
+    .bounce_limit = 0,
     .ambient_color = {},
     .simple_ambient_color = {},
 };

@@ -19,6 +19,14 @@ enum pixel_sampler
                               the fast one and in simple mode a job takes the strips */
 };
 
+/** Light that comes by way of other surfaces, with the converging sampler; the strips sampler has the
+ * stand-in. */
+enum indirect_light
+{
+    INDIRECT_AMBIENT = 0, /**< one even light stands in for it */
+    INDIRECT_PATHS = 1    /**< paths go on from diffuse surfaces; without bias but for `bounce_limit` */
+};
+
 /** When the converging sampler stops. */
 typedef struct sampling_limits
 {
@@ -48,6 +56,11 @@ ZR_API int32_t zr_set_pixel_sampler(document* document, int32_t sampler);
 ZR_API int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits);
 ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* limits_out);
 /** @} */
+
+/** Chooses how light that comes by way of other surfaces is found, from the next job on, and after how many
+ *  diffuse surfaces a path ends, 1 to 64. Returns 1; 0, with nothing changed and zr_last_error set, for an
+ * unknown kind or a limit out of range. Host's thread. */
+ZR_API int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit);
 
 /** Any thread, also while the job runs. */
 ZR_API void zr_get_sampling_progress(sampling_progress* progress_out);

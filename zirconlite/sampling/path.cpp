@@ -4,6 +4,7 @@
 
 #include "zirconlite/environment/environment.hpp"
 #include "zirconlite/environment/ground.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/raytrace/emission.hpp"
@@ -12,6 +13,7 @@
 #include "zirconlite/raytrace/sample_pattern.hpp"
 #include "zirconlite/raytrace/secondary_rays.hpp"
 #include "zirconlite/raytrace/shading.hpp"
+#include "zirconlite/raytrace/sky_light_rays.hpp"
 #include "zirconlite/sampling/lobe.hpp"
 #include "zirconlite/search/ray_search.hpp"
 
@@ -21,6 +23,7 @@ namespace zr
 namespace
 {
 
+constexpr double no_bounce[2] = { 0.0, 0.0 };
 constexpr double min_continuing = 1e-4; ///< branches below this share are not worth a ray
 
 double largest(const double c[3]) { return std::fmax(c[0], std::fmax(c[1], c[2])); }
@@ -31,6 +34,21 @@ struct branch
     double share[3];
     double chance; ///< largest channel of `share`
 };
+
+/// Of all ways together.
+struct chances
+{
+    double sum, continues; ///< `continues` is that of the path not to end here
+};
+
+/// Before it has bounced a path ends only where less than half a pixel's light is left; interreflection has a long
+/// tail, which fewer and stronger paths bring as well.
+chances chances_of(const light_path& p, const branch* ways, int count)
+{
+    double sum = 0.0;
+    for (int i = 0; i < count; ++i) { sum += ways[i].chance; }
+    return { sum, sum > min_continuing ? std::fmin(std::sqrt(p.bounces > 0 ? sum : 2.0 * sum), 1.0) : 0.0 };
+}
 
 branch make_branch(const double share[3])
 {
@@ -59,8 +77,32 @@ void take_results(light_path& p)
     }
 }
 
+/// Sky at the end of a path that has bounced. Clouds and colours that were picked give no light.
+void end_in_sky(light_path& p)
+{
+    if (p.last.sky == sky_by_path::counted || !sky_light_shines()) { return; }
+    const sky_sample from = sky_light_from(p.r.direction);
+    double weight = 1.0;
+    if (p.last.sky == sky_by_path::weighed)
+    {
+        weight = strategy_weight(
+            p.last.chance[p.last.side] * p.last.even_density, sky_ray_density(from, p.last.even_density));
+    }
+    for (int i = 0; i < 3; ++i)
+    {
+        const double light = from.radiance[i] * p.r.weight[i] * weight;
+        p.found.radiance[i] += light;
+        p.found.light_radiance[i] += light;
+    }
+}
+
 void end_in_background(light_path& p)
 {
+    if (p.bounces > 0)
+    {
+        end_in_sky(p);
+        return;
+    }
     clear_results(p.r);
     p.r.path_length = p.r.hit_t;
     environment_background(p.doc, p.r);
@@ -90,7 +132,7 @@ bool shows_light_shape(const scene_object* object)
 
 void add_vertex_emission(light_path& p, const surface& s)
 {
-    if (p.skips_shapes && shows_light_shape(p.r.hit_object)) { return; }
+    if ((p.skips_shapes || p.bounces > 0) && shows_light_shape(p.r.hit_object)) { return; }
     float light[3];
     emission(p.r.hit_object, s, light);
     for (int i = 0; i < 3; ++i) { p.found.radiance[i] += light[i] * p.r.weight[i]; }
@@ -124,6 +166,7 @@ void go_mirrored(light_path& p, const branch& way, double probability, const vec
         direction = folded(direction, dot(face, p.r.direction) > 0.0 ? -face : face);
     }
     const bool counts_lights = exponent > 0.0;
+    p.last.sky = sky_by_path::whole;
     p.r.kind = RAY_REFLECTED;
     ++p.r.reflect_depth;
     if (p.r.counters) { ++p.r.counters->reflection_rays; }
@@ -146,6 +189,8 @@ void go_through(light_path& p, const surface& s, const branch& way, double proba
         direction = sample_lobe(direction, exponent, numbers(p, pair_direction));
         direction = -folded(-direction, r.shading_normal);
     }
+    const bool bends = !thin || exponent > 0.0;
+    if (bends && p.last.sky == sky_by_path::weighed) { p.last.sky = sky_by_path::counted; }
     p.alpha_share *= s.transparent / probability;
     if (!(s.flags & SURFACE_PASS_THROUGH)) { r.kind = RAY_TRANSMITTED; }
     ++r.refract_depth;
@@ -155,20 +200,36 @@ void go_through(light_path& p, const surface& s, const branch& way, double proba
     go_on(p, direction, p.doc.epsilon * 10.0, way, probability);
 }
 
-/// Chooses one of two ways with a probability that follows their shares, or the end of the path: a faint way
-/// is taken seldom and counts more. Returns 0, 1, or -1 for the end.
-int choose_way(const light_path& p, const branch& a, const branch& b, double& probability)
+/// The path goes on from a diffuse surface, on the side of the light that it looks for.
+void go_bounced(light_path& p, const surface& s, const specular_lobe& lobe, const double chance[2])
 {
-    const double all = a.chance + b.chance;
-    if (!(all > min_continuing)) { return -1; }
-    const double continues = std::fmin(std::sqrt(2.0 * all), 1.0);
+    const double all = chance[0] + chance[1];
+    const int side = numbers(p, pair_branch).v * all < chance[0] ? 0 : 1;
+    const unit_pair at = numbers(p, pair_direction);
+    const vector3 normal = side == 0 ? p.r.shading_normal : -p.r.shading_normal;
+    const vector3 direction = cosine_direction(normal, { at.u, at.v });
+    const double sent_back = side == 0 ? lobe.diffuse : s.translucent;
+    const double share[3] = { sent_back * s.color[0], sent_back * s.color[1], sent_back * s.color[2] };
+    p.last = { { chance[0], chance[1] }, side, std::fmax(dot(normal, direction), 0.0) * inverse_pi,
+        sky_by_path::weighed };
+    ++p.bounces;
+    p.r.kind = RAY_REFLECTED;
+    if (p.r.counters) { ++p.r.counters->reflection_rays; }
+    go_on(p, direction, p.doc.epsilon * 10.0, make_branch(share), chance[side]);
+}
+
+/// Chooses one of the ways on with a probability that follows their shares, or the end of the path: a faint
+/// way is taken seldom and counts more. Returns the way, or -1 for the end.
+int choose_way(const light_path& p, const branch* ways, int count, double& probability)
+{
+    const chances all = chances_of(p, ways, count);
     double u = numbers(p, pair_branch).u;
-    if (u >= continues) { return -1; }
-    u /= continues;
-    const double share = a.chance / all;
-    const bool first = u < share;
-    probability = continues * (first ? share : 1.0 - share);
-    return first ? 0 : 1;
+    if (u >= all.continues) { return -1; }
+    u *= all.sum / all.continues;
+    int way = 0;
+    while (way + 1 < count && u >= ways[way].chance) { u -= ways[way++].chance; }
+    probability = all.continues * (ways[way].chance / all.sum);
+    return probability > 0.0 ? way : -1;
 }
 
 bool follows_mirror(const ray& r, const surface& s)
@@ -183,14 +244,20 @@ double entering_fresnel(const ray& r, const surface& s, double d)
     return shadow_reflectance(s, is_thin(r.hit_object, s), d);
 }
 
-/// From a surface seen from outside. False at the end of the path.
-bool leave_outside(
-    light_path& p, const surface& s, const specular_lobe& lobe, const vector3& mirror, double d)
+/// The ways on from a surface seen from outside.
+struct outside_ways
 {
-    ray& r = p.r;
+    branch way[3]; ///< passing, mirrored, bounced
+    bool thin;
+};
+
+outside_ways ways_outside(const light_path& p, const surface& s, const specular_lobe& lobe, double d)
+{
+    const ray& r = p.r;
     const bool thin = is_thin(r.hit_object, s), mirrors = follows_mirror(r, s);
-    const double fresnel = entering_fresnel(r, s, d);
-    double passing[3] = {}, mirrored[3] = {};
+    const bool bounces = p.bounces < job.bounce_limit && !(r.flags & RAY_PROBE);
+    const double fresnel = entering_fresnel(r, s, d), sent_back = lobe.diffuse + s.translucent;
+    double passing[3] = {}, mirrored[3] = {}, bounced[3] = {};
     for (int i = 0; i < 3; ++i)
     {
         const double tint = double(s.transparent_color[i]) * s.transparent;
@@ -199,14 +266,40 @@ bool leave_outside(
             passing[i] = (1.0 - fresnel) * (thin ? tint : std::sqrt(tint));
         }
         if (mirrors) { mirrored[i] = lobe.reflected[i] + s.transparent * fresnel; }
+        if (bounces) { bounced[i] = sent_back * s.color[i]; }
     }
-    const branch ways[2] = { make_branch(passing), make_branch(mirrored) };
+    return { { make_branch(passing), make_branch(mirrored), make_branch(bounced) }, thin };
+}
+
+/// The chances that the path bounces from the front and from the back.
+void bounce_chances(const light_path& p, const outside_ways& ways, const surface& s, const specular_lobe& lobe, double chance[2])
+{
+    const chances all = chances_of(p, ways.way, 3);
+    const double sent_back = lobe.diffuse + s.translucent;
+    const double bounced = all.sum > 0.0 ? all.continues * ways.way[2].chance / all.sum : 0.0;
+    chance[0] = sent_back > 0.0 ? bounced * lobe.diffuse / sent_back : 0.0;
+    chance[1] = bounced - chance[0];
+}
+
+/// From a surface seen from outside. False at the end of the path.
+bool leave_outside(light_path& p, const surface& s, const specular_lobe& lobe, const vector3& mirror,
+    double d, const outside_ways& ways, const double bounce[2])
+{
     double probability;
-    const int way = choose_way(p, ways[0], ways[1], probability);
-    if (way < 0) { return false; }
-    if (way == 0) { go_through(p, s, ways[0], probability, thin, d); }
-    else { go_mirrored(p, ways[1], probability, mirror, lobe.exponent); }
-    return true;
+    switch (choose_way(p, ways.way, 3, probability))
+    {
+    case 0:
+        go_through(p, s, ways.way[0], probability, ways.thin, d);
+        return true;
+    case 1:
+        go_mirrored(p, ways.way[1], probability, mirror, lobe.exponent);
+        return true;
+    case 2:
+        go_bounced(p, s, lobe, bounce);
+        return true;
+    default:
+        return false;
+    }
 }
 
 /// From within a solid. False at the end of the path.
@@ -234,7 +327,7 @@ bool leave_inside(light_path& p, const surface& s, const specular_lobe& lobe, co
     }
     const branch ways[2] = { make_branch(leaving), make_branch(staying) };
     double probability;
-    const int way = choose_way(p, ways[0], ways[1], probability);
+    const int way = choose_way(p, ways, 2, probability);
     if (way < 0) { return false; }
     --r.inside_count;
     if (r.counters) { ++r.counters->transmission_rays; }
@@ -252,6 +345,13 @@ bool leave_inside(light_path& p, const surface& s, const specular_lobe& lobe, co
     return true;
 }
 
+/// What comes by way of other surfaces counts as the surface's own in the picture's source ratio.
+void count_indirect(light_path& p, const double before[3])
+{
+    if (p.bounces == 0) { return; }
+    for (int i = 0; i < 3; ++i) { p.found.light_radiance[i] += p.found.radiance[i] - before[i]; }
+}
+
 /// Adds the light at the hit and chooses how the path goes on. False at its end.
 bool meet_surface(light_path& p, const surface& s)
 {
@@ -265,10 +365,15 @@ bool meet_surface(light_path& p, const surface& s)
     if (!inside)
     {
         r.path_length += r.hit_t;
-        pass_haze(p);
-        add_vertex_light(p, s, lobe, lobe.exponent > 0.0 ? &mirror : nullptr);
+        if (p.bounces == 0) { pass_haze(p); }
+        const outside_ways ways = ways_outside(p, s, lobe, d);
+        double bounce[2];
+        bounce_chances(p, ways, s, lobe, bounce);
+        const double before[3] = { p.found.radiance[0], p.found.radiance[1], p.found.radiance[2] };
+        add_vertex_light(p, s, lobe, lobe.exponent > 0.0 ? &mirror : nullptr, bounce);
         add_vertex_emission(p, s);
-        return leave_outside(p, s, lobe, mirror, d);
+        count_indirect(p, before);
+        return leave_outside(p, s, lobe, mirror, d, ways, bounce);
     }
     if (s.attenuation != 0.0f && s.transparent != 0.0f)
     {
@@ -277,7 +382,7 @@ bool meet_surface(light_path& p, const surface& s)
     }
     const bool inner = r.hit_object->vft->get_flags(r.hit_object) & OBJECT_INNER_REFLECTION;
     // What the body scatters has been counted where the path came in.
-    if (s.translucent > 0.2f || inner) { add_vertex_light(p, s, lobe, nullptr); }
+    if (s.translucent > 0.2f || inner) { add_vertex_light(p, s, lobe, nullptr, no_bounce); }
     add_vertex_emission(p, s);
     return leave_inside(p, s, lobe, mirror);
 }
@@ -292,10 +397,21 @@ void place_on_lens(const sample_point& point, double stratum[2])
 
 } // namespace
 
+double strategy_weight(double density, double other)
+{
+    const double a = density * density, b = other * other;
+    return a + b > 0.0 ? a / (a + b) : 1.0;
+}
+
+double sky_ray_density(const sky_sample& from, double even_density)
+{
+    return sky_light_has_bright_spots() ? 0.5 * (even_density + from.density) : even_density;
+}
+
 path_light trace_path(document& document, render_view& view, const ray& prototype, int32_t thread,
     const sample_point& point, const double position[2])
 {
-    light_path p = { document, view, point, prototype, 0, false, 1.0, {} };
+    light_path p = { document, view, point, prototype, 0, false, 1.0, 0, {}, {} };
     double stratum[2] = { 0.0, 0.0 };
     if (document.render_flags & RENDER_DEPTH_OF_FIELD) { place_on_lens(point, stratum); }
     if (!aim_primary(document, view, p.r, thread, position, stratum)) { return p.found; }

@@ -4,6 +4,7 @@
 /// meets.
 #pragma once
 
+#include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/ray.h"
 #include "zirconlite/materials/surface.h"
@@ -24,17 +25,36 @@ struct path_light
     int32_t shadow_rays;      ///< rays towards light
 };
 
+/// What a bounced path does with sky that it meets.
+enum class sky_by_path
+{
+    weighed, ///< a shadow ray could have found it
+    whole,   ///< mirrors are in between, which shadow rays do not follow
+    counted  ///< shadow rays have counted it, straight through glass that bends the path
+};
+
+/// How a path leaves a diffuse surface. Sky is found by shadow rays too, so what both find is weighed.
+struct diffuse_scatter
+{
+    double chance[2];    ///< that the path bounces from the front and from the back
+    int side;            ///< that it took: 0 front, 1 back
+    double even_density; ///< of the direction taken, under the cosine; 1/sr
+    sky_by_path sky;
+};
+
 /// A path while it is followed.
 struct light_path
 {
     document& doc;
     render_view& view;
-    sample_point point; ///< numbers of the sample
-    ray r;              ///< last segment; its weight is what the eye sees of it
-    uint32_t vertex;    ///< surfaces met so far
-    bool skips_shapes;  ///< the segment is of a lobe in which luminaires have been counted: their visible
-                        ///< shapes are left out
-    double alpha_share; ///< what the eye sees of the background straight through
+    sample_point point;   ///< numbers of the sample
+    ray r;                ///< last segment; its weight is what the eye sees of it
+    uint32_t vertex;      ///< surfaces met so far
+    bool skips_shapes;    ///< the segment is of a lobe in which luminaires have been counted: their visible
+                          ///< shapes are left out
+    double alpha_share;   ///< what the eye sees of the background straight through
+    int32_t bounces;      ///< off diffuse surfaces so far
+    diffuse_scatter last; ///< what its latest bounce says about sky that the path meets
     path_light found;
 };
 
@@ -43,8 +63,17 @@ struct light_path
 path_light trace_path(document& document, render_view& view, const ray& prototype, int32_t thread,
     const sample_point& point, const double position[2]);
 
+/// Share of sky light found by one of two strategies, by the densities of both: the power heuristic of Veach,
+/// "Robust Monte Carlo methods for light transport simulation" (1997), section 9.2.
+double strategy_weight(double density, double other);
+
+/// Density of the direction of a shadow ray to the sky, with that of the cosine given; 1/sr.
+double sky_ray_density(const sky_sample& from, double even_density);
+
 /// Adds the light that reaches the path's hit straight from luminaires, sun and sky, and the ambient
-/// stand-in. `mirror` is the axis of the lobe in which luminaires show, null for none.
-void add_vertex_light(light_path& path, const surface& s, const specular_lobe& lobe, const vector3* mirror);
+/// stand-in where paths do not bounce. `mirror` is the axis of the lobe in which luminaires show, null for
+/// none; `bounce` the chances that the path bounces from the front and from the back.
+void add_vertex_light(light_path& path, const surface& s, const specular_lobe& lobe, const vector3* mirror,
+    const double bounce[2]);
 
 } // namespace zr

@@ -415,6 +415,20 @@ int32_t zr_set_pixel_sampler(document* document, int32_t sampler)
     return former;
 }
 
+int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit)
+{
+    constexpr int32_t most = 64;
+    if (!document) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
+    if ((kind != INDIRECT_AMBIENT && kind != INDIRECT_PATHS) || bounce_limit < 1 || bounce_limit > most)
+    {
+        return report_failure(ZR_ERROR_ARGUMENT, "indirect light of kind %d with %d bounces; 1 to %d", kind,
+            bounce_limit, most);
+    }
+    document->indirect_light = kind;
+    document->bounce_limit = bounce_limit;
+    return 1;
+}
+
 int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits)
 {
     constexpr int32_t max_samples = 1 << 20;

@@ -1,6 +1,7 @@
 // Light that reaches a surface of a path straight from its sources, one sample of each kind.
 #include <algorithm>
 
+#include "zirconlite/environment/ground.hpp"
 #include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/scene_object.h"
@@ -28,6 +29,7 @@ struct lit_vertex
     const surface& s;
     const specular_lobe& lobe;
     const vector3* mirror; ///< null where luminaires do not show
+    const double* bounce;  ///< chances that the path bounces from the front and from the back
     uint32_t object_flags;
 };
 
@@ -121,8 +123,11 @@ void add_unblocked(const lit_vertex& v, const light* source, ray& shadow, const 
     path_light& found = v.path.found;
     double seen[3];
     for (int i = 0; i < 3; ++i) { seen[i] = light[i] * v.path.r.weight[i]; }
-    found.hidden_chance += luminance(seen);
-    ++found.shadow_rays;
+    if (v.path.bounces == 0)
+    {
+        found.hidden_chance += luminance(seen);
+        ++found.shadow_rays;
+    }
     if (shadow_test(v.path.doc, source, shadow)) { return; }
     for (int i = 0; i < 3; ++i) { found.radiance[i] += seen[i] * shadow.simple_color[i]; }
 }
@@ -205,10 +210,12 @@ void add_sky_side(const lit_vertex& v, bool back, double share)
     const double cosine = dot(normal, from.direction);
     if (!(cosine > 0.0)) { return; }
     const double even = cosine * inverse_pi;
-    const double density = has_spots ? 0.5 * (even + from.density) : even;
+    const double density = sky_ray_density(from, even);
     ray shadow = shadow_ray(v, from.direction, ZR_FAR, back);
     double radiance[3] = { from.radiance[0], from.radiance[1], from.radiance[2] };
-    meet_ground(v.path.doc, shadow, radiance);
+    if (job.bounce_limit == 0) { meet_ground(v.path.doc, shadow, radiance); }
+    else if (from.direction.z < 0.0 && ground_test(v.path.doc, shadow)) { return; }
+    share *= strategy_weight(density, v.bounce[back] * even);
     double light[3];
     for (int i = 0; i < 3; ++i)
     {
@@ -242,17 +249,19 @@ void add_ambient(const lit_vertex& v)
 
 } // namespace
 
-void add_vertex_light(light_path& path, const surface& s, const specular_lobe& lobe, const vector3* mirror)
+void add_vertex_light(light_path& path, const surface& s, const specular_lobe& lobe, const vector3* mirror,
+    const double bounce[2])
 {
     if (path.r.flags & RAY_PROBE) { return; }
-    const lit_vertex v = { path, s, lobe, mirror, path.r.hit_object->vft->get_flags(path.r.hit_object) };
+    const lit_vertex v = { path, s, lobe, mirror, bounce,
+        path.r.hit_object->vft->get_flags(path.r.hit_object) };
     if (!(v.object_flags & OBJECT_NO_DIRECT_LIGHT))
     {
         add_luminaire(v);
         add_sun(v);
         add_sky(v);
     }
-    add_ambient(v);
+    if (job.bounce_limit == 0) { add_ambient(v); }
 }
 
 } // namespace zr

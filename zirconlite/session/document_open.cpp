@@ -132,6 +132,7 @@ void set_defaults(document* document)
     document->sampling_noise = 2.0;
     document->min_samples = 16;
     document->max_samples = 1024;
+    document->bounce_limit = 8;
     document->gloss_jitter = 0.0625f;
     document->translucency_jitter = 0.0625f;
     document->tone_scale_factor = 1.0f;
