@@ -74,6 +74,10 @@ const key_row<scene_render> render_rows[] = {
         "light that "
         "stands in for them, `ambient`" },
     { "bounce_limit", &scene_render::bounce_limit, 1, 64, nullptr, 0, "diffuse surfaces in a row, 8" },
+    { "clamp_indirect", &scene_render::clamp_indirect, 0, 1e6, nullptr, 0,
+        "a sample's light by way of other surfaces at most, in mean luminances of the picture; 0 never; 8, "
+        "in .hdr "
+        "pictures 0" },
     { "noise", &scene_render::noise, 0.01, 255, nullptr, 0,
         "error that may be left in a pixel as shown, in steps of 255, 2" },
     { "min_samples", &scene_render::min_samples, 1, 1048576, nullptr, 0,

@@ -57,10 +57,12 @@ ZR_API int32_t zr_set_sampling_limits(document* document, const sampling_limits*
 ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* limits_out);
 /** @} */
 
-/** Chooses how light that comes by way of other surfaces is found, from the next job on, and after how many
- *  diffuse surfaces a path ends, 1 to 64. Returns 1; 0, with nothing changed and zr_last_error set, for an
- * unknown kind or a limit out of range. Host's thread. */
-ZR_API int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit);
+/** Chooses how light that comes by way of other surfaces is found, from the next job on: the kind; after how
+ *  many diffuse surfaces a path ends, 1 to 64; and to how many times the log-average luminance of the picture
+ *  one sample's share of that light is clamped, which takes single bright dots away and a little light with
+ *  them, 0 for never, to 1e6. Returns 1; 0, with nothing changed and zr_last_error set, for an unknown kind
+ * or a number out of range. Host's thread. */
+ZR_API int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit, double clamp);
 
 /** Any thread, also while the job runs. */
 ZR_API void zr_get_sampling_progress(sampling_progress* progress_out);

@@ -238,6 +238,19 @@ void free_light_tree()
     tree = {};
 }
 
+int pick_lights(
+    const vector3& point, const vector3& normal, bool both_sides, double u, light_pick picks[max_light_picks])
+{
+    int count = 0;
+    if (tree.distant.count < size_t(max_light_picks))
+    {
+        for (const light_entry& e : tree.distant) { picks[count++] = { e.source, 1.0 }; }
+    }
+    else { picks[count++] = pick_distant(u); }
+    if (tree.nodes.count > 0) { picks[count++] = pick_placed(point, normal, both_sides, u); }
+    return count;
+}
+
 light_pick pick_light(const vector3& point, const vector3& normal, bool both_sides, double u)
 {
     light_pick picked = {};

@@ -22,8 +22,16 @@ bool prepare_light_tree(const document& document);
 
 void free_light_tree();
 
-/// Chooses by `u` in [0, 1). `normal` is the side that is lit; with `both_sides` every direction counts. A
-/// luminaire that can give light to the point has a probability above 0.
+/// Room for the picks of a point.
+inline constexpr int max_light_picks = 5;
+
+/// What a point takes that the eye sees: each distant luminaire where they are few, else one of them, and one
+/// of those with a place. Shadows of the sun would else leave most samples without light. Returns how many.
+int pick_lights(const vector3& point, const vector3& normal, bool both_sides, double u,
+    light_pick picks[max_light_picks]);
+
+/// Chooses one by `u` in [0, 1). `normal` is the side that is lit; with `both_sides` every direction counts.
+/// A luminaire that can give light to the point has a probability above 0.
 light_pick pick_light(const vector3& point, const vector3& normal, bool both_sides, double u);
 
 } // namespace zr

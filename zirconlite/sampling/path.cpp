@@ -41,8 +41,8 @@ struct chances
     double sum, continues; ///< `continues` is that of the path not to end here
 };
 
-/// Before it has bounced a path ends only where less than half a pixel's light is left; interreflection has a long
-/// tail, which fewer and stronger paths bring as well.
+/// Before it has bounced a path ends only where less than half a pixel's light is left; interreflection has a
+/// long tail, which fewer and stronger paths bring as well.
 chances chances_of(const light_path& p, const branch* ways, int count)
 {
     double sum = 0.0;
@@ -77,23 +77,35 @@ void take_results(light_path& p)
     }
 }
 
+/// What has come by way of other surfaces since `before` is clamped, and counts as the surface's own in the
+/// picture's source ratio.
+void count_indirect(light_path& p, const double before[3])
+{
+    if (p.bounces == 0) { return; }
+    double light[3];
+    for (int i = 0; i < 3; ++i) { light[i] = p.found.radiance[i] - before[i]; }
+    const double y = luminance(light), kept = y > job.max_indirect ? job.max_indirect / y : 1.0;
+    for (int i = 0; i < 3; ++i)
+    {
+        p.found.radiance[i] = before[i] + light[i] * kept;
+        p.found.light_radiance[i] += light[i] * kept;
+    }
+}
+
 /// Sky at the end of a path that has bounced. Clouds and colours that were picked give no light.
 void end_in_sky(light_path& p)
 {
     if (p.last.sky == sky_by_path::counted || !sky_light_shines()) { return; }
     const sky_sample from = sky_light_from(p.r.direction);
+    const double before[3] = { p.found.radiance[0], p.found.radiance[1], p.found.radiance[2] };
     double weight = 1.0;
     if (p.last.sky == sky_by_path::weighed)
     {
         weight = strategy_weight(
             p.last.chance[p.last.side] * p.last.even_density, sky_ray_density(from, p.last.even_density));
     }
-    for (int i = 0; i < 3; ++i)
-    {
-        const double light = from.radiance[i] * p.r.weight[i] * weight;
-        p.found.radiance[i] += light;
-        p.found.light_radiance[i] += light;
-    }
+    for (int i = 0; i < 3; ++i) { p.found.radiance[i] += from.radiance[i] * p.r.weight[i] * weight; }
+    count_indirect(p, before);
 }
 
 void end_in_background(light_path& p)
@@ -272,7 +284,8 @@ outside_ways ways_outside(const light_path& p, const surface& s, const specular_
 }
 
 /// The chances that the path bounces from the front and from the back.
-void bounce_chances(const light_path& p, const outside_ways& ways, const surface& s, const specular_lobe& lobe, double chance[2])
+void bounce_chances(const light_path& p, const outside_ways& ways, const surface& s,
+    const specular_lobe& lobe, double chance[2])
 {
     const chances all = chances_of(p, ways.way, 3);
     const double sent_back = lobe.diffuse + s.translucent;
@@ -343,13 +356,6 @@ bool leave_inside(light_path& p, const surface& s, const specular_lobe& lobe, co
         go_on(p, mirror, p.doc.epsilon, ways[1], probability);
     }
     return true;
-}
-
-/// What comes by way of other surfaces counts as the surface's own in the picture's source ratio.
-void count_indirect(light_path& p, const double before[3])
-{
-    if (p.bounces == 0) { return; }
-    for (int i = 0; i < 3; ++i) { p.found.light_radiance[i] += p.found.radiance[i] - before[i]; }
 }
 
 /// Adds the light at the hit and chooses how the path goes on. False at its end.

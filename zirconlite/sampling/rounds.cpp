@@ -5,6 +5,7 @@
 
 #include "zirconlite/environment/ground.hpp"
 #include "zirconlite/frame/array.hpp"
+#include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/scene_object.h"
 #include "zirconlite/geometry/vector.hpp"
@@ -331,6 +332,8 @@ sampling_run* begin_sampling(
     void* memory = zr_malloc(sizeof(sampling_run));
     if (!memory) { return nullptr; }
     auto* run = new (memory) sampling_run{ document, view, image, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {} };
+    const double clamp = document.clamp_indirect * view.measured_luminance;
+    job.max_indirect = clamp > 0.0 ? clamp : ZR_FAR;
     zr_get_sampling_limits(&document, &run->limits);
     run->first_column = r.left / block_side;
     run->first_row = r.bottom / block_side;
@@ -415,17 +418,23 @@ int32_t zr_set_pixel_sampler(document* document, int32_t sampler)
     return former;
 }
 
-int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit)
+int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit, double clamp)
 {
-    constexpr int32_t most = 64;
+    constexpr int32_t max_bounces = 64;
+    constexpr double max_clamp = 1e6;
     if (!document) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
-    if ((kind != INDIRECT_AMBIENT && kind != INDIRECT_PATHS) || bounce_limit < 1 || bounce_limit > most)
+    if (kind != INDIRECT_AMBIENT && kind != INDIRECT_PATHS)
     {
-        return report_failure(ZR_ERROR_ARGUMENT, "indirect light of kind %d with %d bounces; 1 to %d", kind,
-            bounce_limit, most);
+        return report_failure(ZR_ERROR_ARGUMENT, "indirect light of kind %d", kind);
+    }
+    if (bounce_limit < 1 || bounce_limit > max_bounces || !(clamp >= 0.0 && clamp <= max_clamp))
+    {
+        return report_failure(ZR_ERROR_ARGUMENT, "%d bounces, 1 to %d; indirect light clamped to %g, 0 to %g",
+            bounce_limit, max_bounces, clamp, max_clamp);
     }
     document->indirect_light = kind;
     document->bounce_limit = bounce_limit;
+    document->clamp_indirect = clamp;
     return 1;
 }
 

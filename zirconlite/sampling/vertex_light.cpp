@@ -139,11 +139,9 @@ double distance_factor(double distance, double falloff)
     return d > 0.0 ? 1.0 / d : 0.0;
 }
 
-void add_luminaire(const lit_vertex& v)
+void add_luminaire(const lit_vertex& v, const light_pick& pick, const unit_pair& at)
 {
     const ray& r = v.path.r;
-    const unit_pair choice = numbers(v, pair_light_choice), at = numbers(v, pair_light_point);
-    const light_pick pick = pick_light(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, choice.u);
     if (!pick.source) { return; }
     const light& source = *pick.source;
     if ((v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT)) && is_unlit_by(r.hit_object, &source))
@@ -170,6 +168,21 @@ void add_luminaire(const lit_vertex& v)
     ray shadow = shadow_ray(v, direction, sample.distance, back);
     shadow.shadow_light = &source;
     add_unblocked(v, &source, shadow, light);
+}
+
+void add_luminaires(const lit_vertex& v)
+{
+    const ray& r = v.path.r;
+    const unit_pair choice = numbers(v, pair_light_choice), at = numbers(v, pair_light_point);
+    const bool both_sides = v.s.translucent > 0.0f;
+    light_pick picks[max_light_picks];
+    int count = 1;
+    if (v.path.bounces == 0)
+    {
+        count = pick_lights(r.hit_point, r.shading_normal, both_sides, choice.u, picks);
+    }
+    else { picks[0] = pick_light(r.hit_point, r.shading_normal, both_sides, choice.u); }
+    for (int i = 0; i < count; ++i) { add_luminaire(v, picks[i], at); }
 }
 
 void add_sun(const lit_vertex& v)
@@ -257,7 +270,7 @@ void add_vertex_light(light_path& path, const surface& s, const specular_lobe& l
         path.r.hit_object->vft->get_flags(path.r.hit_object) };
     if (!(v.object_flags & OBJECT_NO_DIRECT_LIGHT))
     {
-        add_luminaire(v);
+        add_luminaires(v);
         add_sun(v);
         add_sky(v);
     }

@@ -1,0 +1,200 @@
+/// @file
+/// Light by way of other surfaces, where its amount is known.
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+#include "tests/support/picture_light.hpp"
+#include "tests/support/room_scene.hpp"
+#include "tests/support/scene.hpp"
+#include "zirconlite/lighting/sun_sky.h"
+#include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/sampling/converging.h"
+
+namespace
+{
+
+constexpr double albedo = 0.6, glow = 50.0, sky = 1000.0;
+
+/// Looks upwards from the origin; walls of the scene are of one albedo.
+struct bounced : test::scene
+{
+    bounced()
+    {
+        zr::fill_gamma_tables();
+        set_room_settings(doc);
+        zr_set_pixel_sampler(doc, SAMPLER_CONVERGING);
+    }
+    material_entry* grey(float luminosity = 0.0f)
+    {
+        return look(
+            [&](simple_material& m)
+            {
+                std::fill_n(m.color, 3, float(albedo));
+                m.luminosity = luminosity;
+            });
+    }
+    void quad(double half, double z, material_entry* of)
+    {
+        test::mesh m;
+        m.look = of;
+        m.quad({ -half, -half, z }, { half, -half, z }, { half, half, z }, { -half, half, z });
+        ASSERT_TRUE(add(m));
+    }
+    void box(double half, material_entry* of)
+    {
+        test::mesh m;
+        m.look = of;
+        m.box({ { -half, -half, -half }, { half, half, half } });
+        ASSERT_TRUE(add(m));
+    }
+    void set_sky()
+    {
+        doc->environment.mode = ENVIRONMENT_FLAT;
+        std::fill_n(doc->environment.color0, 3, 1.0f);
+        zr_set_background_luminance(doc, sky);
+    }
+    /// A bright cap that the sky is importance sampled for.
+    void set_cap()
+    {
+        doc->environment.mode = ENVIRONMENT_GRADIENT_3;
+        std::fill_n(doc->environment.color0, 3, 1.0f);
+        doc->environment.angle0 = 1.4f;
+        doc->environment.angle1 = 1.3f;
+        doc->environment.angle2 = -1.5f;
+        zr_set_background_luminance(doc, 50000.0);
+    }
+    double mean(int32_t bounce_limit, int32_t samples, double clamp = 0.0)
+    {
+        EXPECT_EQ(zr_build_voxel_grid(doc), 1);
+        EXPECT_EQ(set_room_view(doc, 16, 16), 1);
+        render_view& v = doc->views[1];
+        v.position = { 0, 0, 0 };
+        v.up = { 0, 1, 0 };
+        v.back = { 0, 0, -1 };
+        v.right = { -1, 0, 0 };
+        v.lens_length = 200;
+        EXPECT_EQ(zr_init_projection(&v), 1);
+        const sampling_limits limits = { 0.1, samples, samples, 3, 0.0 };
+        EXPECT_EQ(zr_set_sampling_limits(doc, &limits), 1);
+        const int32_t kind = bounce_limit > 0 ? INDIRECT_PATHS : INDIRECT_AMBIENT;
+        EXPECT_EQ(zr_set_indirect_light(doc, kind, std::max(bounce_limit, 1), clamp), 1);
+        render_job job = job_of(doc);
+        EXPECT_TRUE(render_to_end(job) & RENDER_STATE_FINISHED);
+        return test::average(test::light_of(v));
+    }
+};
+
+} // namespace
+
+TEST(Bounces, BringTheLightOfGlowingWallsAsASeries)
+{
+    for (const int limit : { 1, 3, 32 })
+    {
+        bounced room;
+        room.box(2.0, room.grey(float(glow)));
+        // Each bounce adds a term; `color` tints what shines by itself, too.
+        const double emitted = glow * albedo;
+        const double series = emitted * (1.0 - std::pow(albedo, limit + 1)) / (1.0 - albedo);
+        EXPECT_NEAR(room.mean(limit, 64), series, 0.01 * series) << limit << " bounces";
+    }
+    bounced clamped;
+    clamped.box(2.0, clamped.grey(float(glow)));
+    EXPECT_LT(clamped.mean(32, 64, 0.01), 1.02 * glow * albedo) << "hardly more than what shines by itself";
+}
+
+TEST(Bounces, FindTheSkyOnceBothByRaysAndByPaths)
+{
+    struct
+    {
+        const char* what;
+        std::function<void(bounced&)> build;
+        int32_t limit;
+        double radiance;
+    } const cases[] = {
+        { "a ceiling over a wide floor has its light from there",
+            [](bounced& s)
+            {
+                s.quad(0.5, 3.0, s.grey());
+                s.quad(2000.0, -1.0, s.grey());
+                s.set_sky();
+            },
+            1, albedo * albedo * sky },
+        { "and over a ground plane as much",
+            [](bounced& s)
+            {
+                s.quad(0.5, 3.0, s.grey());
+                s.doc->environment_flags |= ENVIRONMENT_GROUND;
+                s.doc->ground_height = -1.0;
+                s.doc->ground_material_name = zr_dupestring(u"m0");
+                s.set_sky();
+            },
+            1, albedo * albedo * sky },
+        { "without a floor the whole sky around lights it, once",
+            [](bounced& s)
+            {
+                s.quad(0.5, 3.0, s.grey());
+                s.set_sky();
+            },
+            4, albedo * sky },
+        { "a pane below changes that by what it keeps",
+            [](bounced& s)
+            {
+                s.quad(0.5, 3.0, s.grey());
+                test::mesh pane;
+                pane.look = s.look(
+                    [](simple_material& m)
+                    {
+                        m.opacity = 0.0f;
+                        m.ior = 1.0f;
+                        std::fill_n(m.transparent_color, 3, 0.5f);
+                    });
+                pane.flags = OBJECT_THIN;
+                pane.quad({ -2000, -2000, -1 }, { 2000, -2000, -1 }, { 2000, 2000, -1 }, { -2000, 2000, -1 });
+                ASSERT_TRUE(s.add(pane));
+                s.set_sky();
+            },
+            4, 0.5 * albedo * sky },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        bounced s;
+        c.build(s);
+        EXPECT_NEAR(s.mean(c.limit, 256), c.radiance, 0.01 * c.radiance);
+    }
+    // A cap of bright sky, for which half of the rays are importance sampled, over convex ground.
+    double by_rays = 0.0;
+    for (const int limit : { 0, 6 })
+    {
+        bounced s;
+        s.quad(0.5, 3.0,
+            s.look(
+                [](simple_material& m)
+                {
+                    m.translucent_share = 1.0f;
+                    m.opacity = 0.0f;
+                    std::fill_n(m.translucent_color, 3, float(albedo));
+                }));
+        s.set_cap();
+        const double now = s.mean(limit, 1024);
+        if (limit == 0) { by_rays = now; }
+        EXPECT_GT(now, 1.0);
+        EXPECT_NEAR(now, by_rays, 0.01 * by_rays);
+    }
+}
+
+TEST(Bounces, SettingsOutOfRangeChangeNothing)
+{
+    document* d = zr_open_document();
+    for (const auto& [kind, limit] : { std::pair{ 7, 4 }, { INDIRECT_PATHS, 0 }, { INDIRECT_PATHS, 65 } })
+    {
+        EXPECT_EQ(zr_set_indirect_light(d, kind, limit, 0.0), 0);
+        EXPECT_EQ(zr_last_error()->code, ZR_ERROR_ARGUMENT);
+    }
+    EXPECT_EQ(zr_set_indirect_light(nullptr, INDIRECT_PATHS, 4, 0.0), 0);
+    EXPECT_EQ(zr_set_indirect_light(d, INDIRECT_PATHS, 4, std::nan("")), 0);
+    EXPECT_EQ(d->indirect_light, INDIRECT_AMBIENT);
+    EXPECT_EQ(d->bounce_limit, 8);
+    zr_close_document(d);
+}
