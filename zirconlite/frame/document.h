@@ -244,12 +244,12 @@ typedef struct document
     double background_luminance;  /**< 0; zr_set_background_luminance */
     int32_t pixel_sampler;        /**< a pixel_sampler; zr_set_pixel_sampler */
     double sampling_noise;        /**< 2; with the next three: zr_set_sampling_limits */
-    int32_t min_samples, max_samples;               /**< 16, 1024; of a pixel */
-    double sampling_seconds;                        /**< 0: no limit */
-    uint32_t sampling_seed;                         /**< 0 */
-    int32_t indirect_light; /**< an indirect_light; zr_set_indirect_light */
-    int32_t bounce_limit;   /**< 8; diffuse bounces of a path */
-    double clamp_indirect;  /**< 0; of one sample, in log-average luminances; 0 never */
+    int32_t min_samples, max_samples; /**< 16, 1024; of a pixel */
+    double sampling_seconds;          /**< 0: no limit */
+    uint32_t sampling_seed;           /**< 0 */
+    int32_t indirect_light;           /**< an indirect_light; zr_set_indirect_light */
+    int32_t bounce_limit;             /**< 8; diffuse bounces of a path */
+    double clamp_indirect;            /**< 0; of one sample, in log-average luminances; 0 never */
     prepared_environment* prepared_environments[2]; /**< owned: what renders work out from the two records */
     scene_object** object_table;                    /**< object by number; entry 0 is NULL */
     uint32_t object_table_count, object_table_capacity; /**< entries in use and allocated */
