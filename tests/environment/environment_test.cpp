@@ -83,25 +83,39 @@ TEST(Environment, GradientsAndPaintedSkiesHaveTheirStops)
     {
         const char* what;
         uint32_t sun, flags;
+        int32_t model;
         double cloudiness, z;
-        float red;
+        float rgb[3];
     } const skies[] = {
-        { "no sun", 0, 0, 0.0, 0.9, 0.0f },
-        { "the clear sky without a sun", 0, ENVIRONMENT_SKY_WITHOUT_SUN, 0.9, 0.9, 0.02f },
-        { "clear", SUN_SKY_SUN, 0, 0.25, 0.25, 0.23f },
-        { "cloudy", SUN_SKY_EXTERIOR, 0, 0.65, 0.9, 0.68f },
-        { "overcast", SUN_SKY_SUN, 0, 0.66, -0.9, 0.3392f },
-        { "windows only: no sun in the open", SUN_SKY_INDIRECT, 0, 0.0, 0.9, 0.0f },
+        { "no sun", 0, 0, 0, 0.0, 0.9, {} },
+        { "windows only: no sun in the open", SUN_SKY_INDIRECT, 0, 0, 0.0, 0.9, {} },
+        { "the clear sky without a sun", 0, ENVIRONMENT_SKY_WITHOUT_SUN, 0, 0.9, 0.9,
+            { 0.02f, 0.53f, 0.999f } },
+        { "clear", SUN_SKY_SUN, 0, 0, 0.25, 0.5, { 0.02f, 0.53f, 0.999f } },
+        { "clear, middle", SUN_SKY_SUN, 0, 0, 0.25, 0.25, { 0.23f, 0.76f, 0.999f } },
+        { "clear, horizon", SUN_SKY_SUN, 0, 0, 0.0, -0.01, { 0.44f, 0.999f, 0.999f } },
+        { "clear, between", SUN_SKY_SUN, 0, 0, 0.25, 0.125, { 0.335f, 0.8795f, 0.999f } },
+        { "clear, exact", 0, ENVIRONMENT_SKY_WITHOUT_SUN, 1, 0.25, 0.5, { 0.02f, 0.53f, 0.999f } },
+        { "clear, exact, middle", 0, ENVIRONMENT_SKY_WITHOUT_SUN, 1, 0.25, 0.25, { 0.23f, 0.72f, 0.999f } },
+        { "clear, exact, horizon", 0, ENVIRONMENT_SKY_WITHOUT_SUN, 1, 0.0, -0.01, { 0.44f, 0.82f, 0.999f } },
+        { "cloudy", SUN_SKY_EXTERIOR, 0, 0, 0.26, 0.42, { 0.68f, 0.8994f, 0.9239f } },
+        { "cloudy, middle", SUN_SKY_EXTERIOR, 0, 0, 0.65, 0.1767, { 0.5096f, 0.6193f, 0.6361f } },
+        { "cloudy, horizon", SUN_SKY_EXTERIOR, 0, 0, 0.65, -0.26, { 0.3392f, 0.3392f, 0.3392f } },
+        { "overcast", SUN_SKY_SUN, 0, 0, 0.66, 0.42, { 0.8277f, 0.8277f, 0.8277f } },
+        { "overcast, middle", SUN_SKY_SUN, 0, 0, 1.0, 0.1767, { 0.5835f, 0.5835f, 0.5835f } },
+        { "overcast, horizon", SUN_SKY_SUN, 0, 0, 1.0, -0.27, { 0.3392f, 0.3392f, 0.3392f } },
     };
     s.env.mode = ENVIRONMENT_SKY;
     twilight_sky = 1.0;
     for (const auto& c : skies)
     {
         SCOPED_TRACE(c.what);
+        job.light_model = c.model;
         s.doc->sun_sky_flags = c.sun;
         s.doc->environment_flags = c.flags;
         s.doc->sun_sky->cloudiness = c.cloudiness;
-        EXPECT_NEAR(s.red(at_sine(c.z)), c.red, 1e-6);
+        const ray r = s.look(at_sine(c.z));
+        for (int i = 0; i < 3; ++i) { EXPECT_NEAR(r.background[i], c.rgb[i], 2e-4) << i; }
     }
 }
 

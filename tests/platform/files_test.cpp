@@ -107,33 +107,6 @@ TEST(Files, AFullDiskIsReported)
     EXPECT_FALSE(close_file(f));
 }
 
-TEST(Files, ListingsAreSortedAndDescribed)
-{
-    const temporary_folder folder;
-    for (const char* name : { "b.bmp", "A.BMP", "c.bmp", ".hidden.bmp", "d.txt" })
-    {
-        folder.write(name, name);
-    }
-    folder.write("sub.bmp/inner", "");
-    find_entry entry;
-    find* f = find_first(folder.wide("*.bmp").c_str(), &entry);
-    ASSERT_NE(f, nullptr);
-    std::u16string all;
-    do {
-        all += std::u16string(entry.name) + u" ";
-        if (std::u16string(entry.name) == u"sub.bmp")
-        {
-            EXPECT_EQ(entry.attributes, uint32_t(attribute_folder));
-        }
-        if (std::u16string(entry.name) == u"A.BMP") { EXPECT_EQ(entry.size, 5u); }
-        if (entry.name[0] == u'.') { EXPECT_EQ(entry.attributes, uint32_t(attribute_hidden)); }
-    } while (find_next(f, &entry));
-    find_close(f);
-    EXPECT_EQ(all, u".hidden.bmp A.BMP b.bmp c.bmp sub.bmp ");
-    EXPECT_EQ(find_first(folder.wide("*.png").c_str(), &entry), nullptr);
-    EXPECT_EQ(find_first(folder.wide("none/*").c_str(), &entry), nullptr);
-}
-
 TEST(Files, ReplacementShowsOnlyWholeFiles)
 {
     const temporary_folder folder;

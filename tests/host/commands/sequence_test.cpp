@@ -182,29 +182,6 @@ TEST(Sequence, GoesOnWhereItWasKilled)
     EXPECT_NE(broken.read("d-0003.png"), whole.read("d-0003.png")) << "with its own exposure";
 }
 
-TEST(Sequence, IsExposedByItsFirstMiddleAndLastFrame)
-{
-    // From night to noon: by the night alone noon is white.
-    temporary_folder f;
-    f.write("ground.obj", ground_obj);
-    f.write("day.toml", day_toml);
-    const auto luminance_of = [&](const char* time)
-    {
-        std::filesystem::remove(f.path / "d-exposure.txt");
-        std::filesystem::remove(f.path / "d-0001.png");
-        std::filesystem::remove(f.path / "d-0002.png");
-        std::filesystem::remove(f.path / "d-0003.png");
-        EXPECT_EQ(render(f, { "day.toml", "-o", "d.png", "--date", "2026-12-21", "--time", time }), 0)
-            << printed(f);
-        const std::string text = f.read("d-exposure.txt"), key = "measured_luminance ";
-        return std::stod(text.substr(text.find(key) + key.size()));
-    };
-    const double first = luminance_of("10:00..10:00/1h"), middle = luminance_of("11:00..11:00/1h"),
-                 last = luminance_of("12:00..12:00/1h");
-    EXPECT_NEAR(luminance_of("10:00..12:00/1h") / std::cbrt(first * middle * last), 1.0, 1e-6);
-    EXPECT_GT(last / first, 1.05);
-}
-
 TEST(Sequence, TakesPlaceDayAndPictureFromSettingsFiles)
 {
     const auto units = [](const std::u16string& text)
