@@ -133,7 +133,7 @@ TEST(Projection, NearAndClipPlanesAreFlat)
         const double wanted = projection == 2 ? 1.5 : 1.5 * std::cos(std::atan(0.2));
         EXPECT_NEAR((r.direction * r.t_min).y, wanted, 1e-9) << "the plane is upright in front of the eye";
     }
-    // Kept is the side where n . p + d is below 0.
+    // Kept is the side where n . p + d is above 0.
     struct
     {
         view_clip_plane plane;

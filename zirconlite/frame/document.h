@@ -176,18 +176,18 @@ typedef struct document
     zr_handle solver_event;       /**< set when the solver has work */
     int32_t solver_stage;         /**< 0 while lights are shot, 1 while patches are */
     int32_t shot_count;           /**< shots done so far; the sky's stage counts as one */
-    double color_bleed;           /**< exponent of the desaturation of shot colours and of `ambient` */
+    double color_bleed;           /**< desaturates shot colours and `ambient`; exponent, 0.01 to 1 */
     float total_energy[3];        /**< of the lights and the sun */
     float light_energy[3];        /**< what no shot has sent yet */
     float unshot_energy[3];       /**< `light_energy` and the unshot energy of all patches */
     int32_t vertex_visits, sample_count, ray_count, blocked_count; /**< statistics of the shots */
-    shooter* shooters;                                             /**< the brightest patches */
+    shooter* shooters;                                             /**< the eight patches with most energy */
     solver_worker* solver_workers;                                 /**< while the solver runs */
     int32_t solver_worker_count;                                   /**< number of `solver_workers` */
-    int32_t update_interval;            /**< milliseconds between refreshes of the display */
+    int32_t update_interval;            /**< milliseconds between updates of the display; 15000 */
     double mean_reflectance[3];         /**< area-weighted mean reflectance of the scene, 0 to 1 */
     double ambient[3];                  /**< guarded by the ambient lock */
-    double display_peak, radiance_peak; /**< largest channel of the vertices at the latest updates */
+    double display_peak, radiance_peak; /**< largest channel of display colours, of radiance */
 
     /* Render control */
     float tone_default_exponent, tone_default_scale; /**< 1.1, 1.0 */
