@@ -24,9 +24,9 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 MEMORY_LIMIT = 8 << 30  # bytes; a break may ask for any amount
-TIME_LIMIT = 150  # seconds for one run of tests; what loops is seen
+CPU_LIMIT = 100  # seconds of processor time for one process; what loops is seen, on a busy machine, too
+TIME_LIMIT = 900  # seconds for one run of tests; what waits for ever is seen
 SLOW = 0.04  # part of the time of all tests; what takes more runs for its own folder alone
-
 
 def constant(match):
     text = match[0]
@@ -37,17 +37,14 @@ def constant(match):
     number, suffix = re.fullmatch(r"([\d.]+(?:e[-+]?\d+)?)(f?)", text).groups()
     return repr(float(number) * 1.1 or 1.0) + suffix
 
-
 def edge(match):
     """Moves the edge of a comparison of whole numbers; turns one with a real number round, as its edge is nowhere."""
     turned = {"<=": ">", ">=": "<"} if re.fullmatch(r"-?\d+\.\d*f?", match[2]) else {"<=": "<", ">=": ">"}
     return (turned | {"==": "!=", "!=": "=="})[match[1]] + match[0][len(match[1]):]
 
-
 def swapped(pairs):
     both = dict(pairs) | {b: a for a, b in pairs}
     return lambda match: both[match[0]]
-
 
 # What is broken, where, and what replaces it.
 RULES = [
@@ -66,7 +63,6 @@ RULES = [
     ("constant", r"(?<![\w.\"'])\d+(?:\.\d+)?(?:e[-+]?\d+)?f?(?![\w.'])", constant),
 ]
 
-
 def blanked(source):
     """The source with spaces for what changes nothing when it is broken, so that places stay the same."""
     space = lambda m: re.sub(r"[^\n]", " ", m[0])
@@ -76,14 +72,12 @@ def blanked(source):
     # Room in an array beyond what is used.
     return re.sub(r"^ *(?!return|else)(?:[\w:]+ )+\w+\[[^=;{]*", space, source, flags=re.M)
 
-
 def places(file):
     source = file.read_text()
     code = blanked(source)
     for kind, pattern, replacement in RULES:
         for match in re.finditer(pattern, code):
             yield file, kind, match.start(), match.end(), replacement(match)
-
 
 class Build:
     def __init__(self, folder):
@@ -125,7 +119,11 @@ class Build:
 
     def fails(self, program, scratch, *filters):
         environment = os.environ | {"LD_LIBRARY_PATH": str(scratch), "GTEST_FAIL_FAST": "1", "TMPDIR": str(scratch)}
-        limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
+            resource.setrlimit(resource.RLIMIT_CPU, (CPU_LIMIT, CPU_LIMIT))
+
         try:
             return subprocess.run([program, *filters], cwd=scratch, env=environment, preexec_fn=limit,
                                   timeout=TIME_LIMIT, stdout=subprocess.DEVNULL,
@@ -172,14 +170,12 @@ class Build:
                 return "killed"
             return "killed" if any(self.fails(p, scratch) for p in self.processes) else "survived"
 
-
 def describe(place):
     file, kind, start, end, text = place
     source = file.read_text()
     first, last = source.rfind("\n", 0, start) + 1, source.find("\n", end)
     line = source[first:start] + "[" + source[start:end] + " -> " + text + "]" + source[end:last]
     return f"{file.relative_to(ROOT)}:{source.count(chr(10), 0, start) + 1}: {kind}: {line.strip()}"
-
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
@@ -217,7 +213,6 @@ def main():
                     print("survived", describe(place), flush=True)
     count = tally["killed"] + tally["survived"]
     print(f"{tally['killed']} of {count} killed ({100 * tally['killed'] / max(count, 1):.0f} %), seed {options.seed}")
-
 
 if __name__ == "__main__":
     main()
