@@ -207,6 +207,7 @@ void add_render_options(CLI::App& command, render_options& o)
     add_sequence_options(command, o.sequence);
     command.add_option("--light-model", o.light_model, "exact or fast");
     command.add_option("--sampler", o.sampler, "converging or strips");
+    command.add_flag("--denoise", o.denoise, "Take the grain out of the picture; .hdr pictures keep it");
     command.add_option("--indirect", o.indirect, "ambient or paths: light by way of other surfaces");
     command.add_option("--noise", o.noise, "Error that may be left in a pixel, in steps of 255");
     command
@@ -234,6 +235,7 @@ void apply_options(const render_options& o, scene& s)
     override_number(render_section, "antialiasing", o.antialiasing, s.render.antialiasing);
     apply_tone_options(o.tone, s.tone);
     override_choice(render_section, "sampler", "--sampler", o.sampler, s.render.sampler);
+    if (o.denoise) { s.render.denoise = true; }
     override_choice(render_section, "indirect", "--indirect", o.indirect, s.render.indirect);
     override_number(render_section, "noise", o.noise, s.render.noise);
     override_number(render_section, "seed", o.seed, s.render.seed);

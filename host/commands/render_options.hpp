@@ -35,6 +35,7 @@ struct render_options
     std::optional<double> noise, seconds;
     std::string sampler;
     std::string indirect;
+    bool denoise = false;
     std::optional<double> antialiasing;
     tone_options tone;
     sequence_options sequence;

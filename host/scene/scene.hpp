@@ -59,6 +59,7 @@ struct scene_render
     double noise = 2.0, seconds = 0;
     int indirect = 1; ///< an indirect_light
     int bounce_limit = 8;
+    bool denoise = false;
     std::optional<double> clamp_indirect; ///< 8, and never where light is measured
     int min_samples = 16, max_samples = 1024;
     int seed = 0;

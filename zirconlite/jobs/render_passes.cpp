@@ -171,7 +171,8 @@ bool run_converging(job_run& run)
         report_render(run, render_stopped);
         return false;
     }
-    const bool done = run_rounds(run, *sampling);
+    const bool done =
+        run_rounds(run, *sampling) && (!begin_denoising(*sampling) || run_round(run, *sampling));
     end_sampling(sampling);
     if (done) { display_raytrace_image(&run.view, 0); }
     return done;

@@ -64,6 +64,11 @@ ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* li
  * or a number out of range. Host's thread. */
 ZR_API int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit, double clamp);
 
+/** Whether the converging sampler ends with a filter that takes the grain out of what is shown, from the next
+ * job on; the sums, and .hdr pictures with them, keep it. 28 bytes a pixel more, and 80 while it filters.
+ * Returns what was set before. Host's thread. */
+ZR_API int32_t zr_set_denoising(document* document, int32_t is_on);
+
 /** Any thread, also while the job runs. */
 ZR_API void zr_get_sampling_progress(sampling_progress* progress_out);
 

@@ -358,6 +358,20 @@ bool leave_inside(light_path& p, const surface& s, const specular_lobe& lobe, co
     return true;
 }
 
+/// Keeps what guides the denoiser: the first surface that mostly scatters.
+void keep_guides(light_path& p, const surface& s, const specular_lobe& lobe)
+{
+    path_light& found = p.found;
+    const double sent_back = lobe.diffuse + s.translucent;
+    if (found.has_guides || p.bounces > 0 || sent_back < 0.3) { return; }
+    found.has_guides = true;
+    for (int i = 0; i < 3; ++i)
+    {
+        found.albedo[i] = float(sent_back * s.color[i]);
+        found.normal[i] = float(component(p.r.shading_normal, i));
+    }
+}
+
 /// Adds the light at the hit and chooses how the path goes on. False at its end.
 bool meet_surface(light_path& p, const surface& s)
 {
@@ -372,6 +386,7 @@ bool meet_surface(light_path& p, const surface& s)
     {
         r.path_length += r.hit_t;
         if (p.bounces == 0) { pass_haze(p); }
+        keep_guides(p, s, lobe);
         const outside_ways ways = ways_outside(p, s, lobe, d);
         double bounce[2];
         bounce_chances(p, ways, s, lobe, bounce);

@@ -15,6 +15,7 @@
 #include "zirconlite/platform/threads.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/sampling/converging.h"
+#include "zirconlite/sampling/denoise.hpp"
 #include "zirconlite/sampling/light_tree.hpp"
 #include "zirconlite/sampling/path.hpp"
 #include "zirconlite/sampling/pixel_filter.hpp"
@@ -55,6 +56,9 @@ struct sampling_run
     uint32_t next_block;                            ///< atomic
     double end_time;                                ///< of the clock, seconds; 0 none
     zr::array<sampling_block> blocks;
+    zr::array<zr::pixel_guides> guides; ///< of every pixel of the picture; empty: the picture keeps its grain
+    zr::denoiser denoiser;
+    bool is_denoising; ///< the round at hand
 };
 
 namespace zr
@@ -112,6 +116,17 @@ void add_sample(pixel_sums& sums, const path_light& light, bool is_even)
     ++sums.count;
 }
 
+void add_guides(sampling_run& run, int32_t x, int32_t y, const path_light& light)
+{
+    if (run.guides.count == 0 || !light.has_guides) { return; }
+    pixel_guides& g = run.guides[size_t(y) * size_t(run.image.width) + size_t(x)];
+    for (int i = 0; i < 3; ++i)
+    {
+        g.albedo[i] += light.albedo[i];
+        g.normal[i] += light.normal[i];
+    }
+}
+
 /// A pixel's samples up to the round's target.
 void sample_pixel(sampling_run& run, const ray& prototype, int32_t thread, int32_t x, int32_t y,
     sampling_block& block, pixel_sums& sums)
@@ -126,6 +141,7 @@ void sample_pixel(sampling_run& run, const ray& prototype, int32_t thread, int32
         block.hidden_chance += light.hidden_chance;
         block.shadow_rays += light.shadow_rays;
         add_sample(sums, light, n % 2 == 0);
+        add_guides(run, x, y, light);
     }
 }
 
@@ -323,6 +339,43 @@ bool make_sums(image_buffer& image)
     return image.sums != nullptr;
 }
 
+/// The filtered light of a pixel takes the place of its mean; the sums stay as they are.
+void store_denoised(sampling_run& run, int32_t x, int32_t y, const float light[3])
+{
+    const pixel_sums& sums = run.image.sums[size_t(y) * size_t(run.image.width) + size_t(x)];
+    // A picked background alone is shown as it is, and has no grain.
+    if (sums.radiance[0] <= 0.0f && sums.radiance[1] <= 0.0f && sums.radiance[2] <= 0.0f) { return; }
+    pixel_pointers p = {};
+    image_buffer_pixel_pointers(&run.image, x, y, &p);
+    pixel_components c = mean_components(sums);
+    std::copy_n(light, 3, c.surface);
+    pack_pixel(&run.image, &c, p.pixel);
+    if (c.source_ratio == 0.0f) { p.pixel[4] = 0; }
+}
+
+/// Bands of rows until none is left. False when the job was stopped or memory failed.
+bool denoise_bands(sampling_run& run)
+{
+    const pixel_rectangle& r = run.rectangle;
+    array<float> light;
+    for (;;)
+    {
+        const auto band = int64_t(__atomic_fetch_add(&run.next_block, 1u, __ATOMIC_RELAXED));
+        const int64_t first = band * denoise_rows;
+        if (first >= run.denoiser.height) { return true; }
+        if (is_stopped(run) || !denoise_band(run.denoiser, int32_t(first), light)) { return false; }
+        const int32_t end = int32_t(std::min<int64_t>(first + denoise_rows, run.denoiser.height));
+        const float* pixel = light.items;
+        for (int32_t y = int32_t(first); y < end; ++y)
+        {
+            for (int32_t x = 0; x < run.denoiser.width; ++x, pixel += 3)
+            {
+                store_denoised(run, r.left + x, r.bottom + y, pixel);
+            }
+        }
+    }
+}
+
 } // namespace
 
 sampling_run* begin_sampling(
@@ -331,7 +384,8 @@ sampling_run* begin_sampling(
     publish({});
     void* memory = zr_malloc(sizeof(sampling_run));
     if (!memory) { return nullptr; }
-    auto* run = new (memory) sampling_run{ document, view, image, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {} };
+    auto* run =
+        new (memory) sampling_run{ document, view, image, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {}, {}, {}, false };
     const double clamp = document.clamp_indirect * view.measured_luminance;
     job.max_indirect = clamp > 0.0 ? clamp : ZR_FAR;
     zr_get_sampling_limits(&document, &run->limits);
@@ -340,13 +394,16 @@ sampling_run* begin_sampling(
     run->columns = (r.right + block_side - 1) / block_side - run->first_column;
     run->rows = (r.top + block_side - 1) / block_side - run->first_row;
     const size_t blocks = size_t(std::max(run->columns, 0)) * size_t(std::max(run->rows, 0));
-    if (!make_sums(image) || !run->blocks.resize(blocks) || !prepare_light_tree(document))
+    const size_t guided = document.denoise ? size_t(image.width) * size_t(image.height) : 0;
+    if (!make_sums(image) || !run->guides.resize(guided) || !run->blocks.resize(blocks) ||
+        !prepare_light_tree(document))
     {
         end_sampling(run);
         report_failure(ZR_ERROR_MEMORY, "render: no memory for the samples of %d x %d pixels", image.width,
             image.height);
         return nullptr;
     }
+    std::fill_n(run->guides.items, run->guides.count, pixel_guides{});
     for (sampling_block& b : run->blocks) { b.error = -1.0f; }
     if (run->limits.seconds > 0.0) { run->end_time = seconds_now() + run->limits.seconds; }
     prepare_pixel_filter();
@@ -371,8 +428,21 @@ bool next_round(sampling_run& run)
     return any;
 }
 
+bool begin_denoising(sampling_run& run)
+{
+    const pixel_rectangle& r = run.rectangle;
+    if (run.guides.count == 0 || r.right <= r.left || r.top <= r.bottom) { return false; }
+    const size_t width = size_t(run.image.width), first = size_t(r.bottom) * width + size_t(r.left);
+    run.next_block = 0;
+    run.is_denoising = prepare_denoiser(
+        run.denoiser, run.image.sums + first, &run.guides[first], width, r.right - r.left, r.top - r.bottom);
+    if (!run.is_denoising) { report_failure(ZR_ERROR_MEMORY, "no memory to denoise the picture"); }
+    return run.is_denoising;
+}
+
 bool sample_blocks(sampling_run& run, const ray& prototype, int32_t thread)
 {
+    if (run.is_denoising) { return denoise_bands(run); }
     for (;;)
     {
         const uint32_t index = __atomic_fetch_add(&run.next_block, 1u, __ATOMIC_RELAXED);
@@ -436,6 +506,14 @@ int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_l
     document->bounce_limit = bounce_limit;
     document->clamp_indirect = clamp;
     return 1;
+}
+
+int32_t zr_set_denoising(document* document, int32_t is_on)
+{
+    if (!document) { return 0; }
+    const int32_t former = document->denoise;
+    document->denoise = is_on != 0;
+    return former;
 }
 
 int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits)

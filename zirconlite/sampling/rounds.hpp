@@ -35,6 +35,10 @@ bool next_round(sampling_run& run);
 /// counters. False when the job was stopped: blocks that were not reached keep the samples that they have.
 bool sample_blocks(sampling_run& run, const ray& prototype, int32_t thread);
 
+/// Readies a last round that takes the grain out of the picture; its threads call sample_blocks as before.
+/// False where that was not asked for.
+bool begin_denoising(sampling_run& run);
+
 /// Counts what the round has reached; after all threads have returned. The share of the expected work, 0
 /// to 1.
 double measure_round(sampling_run& run);

@@ -1,0 +1,227 @@
+#include "zirconlite/sampling/denoise.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "zirconlite/geometry/vector.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr int32_t reach = 8, patch = 2, variance_reach = 3; // pixels to each side
+constexpr float strictness = 0.45f;                         // of differences, in standard deviations
+constexpr float min_difference = 0.004f; // of the light itself, which is never told from noise
+constexpr float min_albedo = 0.04f;      // darker surfaces are filtered with their colour
+constexpr float albedo_difference = 0.1f, normal_difference = 0.25f;
+constexpr float support = 3.0f; // of the kernel, in its squared differences
+
+float square(float x) { return x * x; }
+
+void set_guides(denoise_pixel& p, const pixel_guides& g, float scale)
+{
+    float largest = 0.0f;
+    for (int i = 0; i < 3; ++i)
+    {
+        p.normal[i] = g.normal[i] * scale;
+        p.albedo[i] = g.albedo[i] * scale;
+        largest = std::max(largest, p.albedo[i]);
+    }
+    for (float& a : p.albedo) { a = largest < min_albedo ? 1.0f : std::max(a, min_albedo); }
+}
+
+denoise_pixel pixel_of(const pixel_sums& s, const pixel_guides& g)
+{
+    denoise_pixel p = {};
+    const float all = float(std::max<uint32_t>(s.count, 1));
+    const float counts[2] = { float(std::max<uint32_t>((s.count + 1) / 2, 1)),
+        float(std::max<uint32_t>(s.count / 2, 1)) };
+    set_guides(p, g, 1.0f / all);
+    for (int i = 0; i < 3; ++i)
+    {
+        const float background = s.background[i] / all;
+        const float odd = s.radiance[i] + s.background[i] - s.half[i];
+        p.half[0][i] = std::max(s.half[i] / counts[0] - background, 0.0f) / p.albedo[i];
+        p.half[1][i] = std::max(odd / counts[1] - background, 0.0f) / p.albedo[i];
+    }
+    for (int h = 0; h < 2; ++h) { p.y[h] = float(luminance(p.half[h])); }
+    return p;
+}
+
+/// Half the squared difference of both halves, averaged over the neighbours.
+float variance_at(const denoiser& d, int32_t x, int32_t y)
+{
+    float sum = 0.0f;
+    int32_t count = 0;
+    for (int32_t v = std::max(y - variance_reach, 0); v <= std::min(y + variance_reach, d.height - 1); ++v)
+    {
+        for (int32_t u = std::max(x - variance_reach, 0); u <= std::min(x + variance_reach, d.width - 1); ++u)
+        {
+            const denoise_pixel& p = d.pixels[size_t(v) * size_t(d.width) + size_t(u)];
+            sum += 0.5f * square(p.y[0] - p.y[1]);
+            ++count;
+        }
+    }
+    return sum / float(count);
+}
+
+/// Squared difference of two pixels in one half, in variances, less what noise alone makes of it.
+float difference(const denoise_pixel& p, const denoise_pixel& q, int half)
+{
+    const float noise = p.variance + std::min(p.variance, q.variance);
+    const float apart = square(p.y[half] - q.y[half]) - noise;
+    return apart / (square(strictness) * (p.variance + q.variance) +
+                       square(min_difference * (p.y[half] + q.y[half])) + 1e-12f);
+}
+
+float guide_difference(const denoise_pixel& p, const denoise_pixel& q)
+{
+    float albedo = 0.0f, normal = 0.0f;
+    for (int i = 0; i < 3; ++i)
+    {
+        albedo += square(p.albedo[i] - q.albedo[i]);
+        normal += square(p.normal[i] - q.normal[i]);
+    }
+    return std::max(albedo / square(albedo_difference), normal / square(normal_difference));
+}
+
+/// A kernel close to exp(-x) that ends.
+float kernel(float x)
+{
+    if (x >= support) { return 0.0f; }
+    const float t = 1.0f - std::max(x, 0.0f) / support;
+    return t * t * t;
+}
+
+/// The work of one band: rows `first` to `end`, and differences of the rows around them.
+struct band
+{
+    const denoiser& d;
+    int32_t first, end;
+    array<float> differences[2]; ///< of each half at one offset; rows first - patch to end + patch
+    array<float> sums;           ///< for each half: three channels and the weight
+};
+
+const denoise_pixel& at(const denoiser& d, int32_t x, int32_t y)
+{
+    return d.pixels[size_t(std::clamp(y, 0, d.height - 1)) * size_t(d.width) +
+                    size_t(std::clamp(x, 0, d.width - 1))];
+}
+
+void fill_differences(band& b, int32_t dx, int32_t dy)
+{
+    size_t n = 0;
+    for (int32_t y = b.first - patch; y < b.end + patch; ++y)
+    {
+        for (int32_t x = 0; x < b.d.width; ++x, ++n)
+        {
+            const denoise_pixel &p = at(b.d, x, y), &q = at(b.d, x + dx, y + dy);
+            for (int h = 0; h < 2; ++h) { b.differences[h][n] = difference(p, q, h); }
+        }
+    }
+    // Sums along the rows; always in the same order, so that a band does not show.
+    const int32_t width = b.d.width;
+    const size_t rows = size_t(b.end - b.first + 2 * patch);
+    for (array<float>& block : b.differences)
+    {
+        for (size_t r = 0; r < rows; ++r)
+        {
+            float* row = &block[r * size_t(width)];
+            float window[2 * patch + 1];
+            for (int32_t i = 0; i <= 2 * patch; ++i) { window[i] = row[std::clamp(i - patch, 0, width - 1)]; }
+            for (int32_t x = 0; x < width; ++x)
+            {
+                const float sum = (window[0] + window[1]) + (window[2] + window[3]) + window[4];
+                const float next = row[std::min(x + patch + 1, width - 1)];
+                std::copy(window + 1, window + 2 * patch + 1, window);
+                window[2 * patch] = next;
+                row[x] = sum;
+            }
+        }
+    }
+}
+
+void add_offset(band& b, int32_t dx, int32_t dy)
+{
+    fill_differences(b, dx, dy);
+    const size_t width = size_t(b.d.width);
+    constexpr float in_patch = float((2 * patch + 1) * (2 * patch + 1));
+    for (int32_t y = b.first; y < b.end; ++y)
+    {
+        if (y + dy < 0 || y + dy >= b.d.height) { continue; }
+        for (int32_t x = std::max(0, -dx); x < std::min(b.d.width, b.d.width - dx); ++x)
+        {
+            const denoise_pixel &p = at(b.d, x, y), &q = at(b.d, x + dx, y + dy);
+            const float guides = guide_difference(p, q);
+            if (guides >= support) { continue; }
+            float* sums = &b.sums[8 * (size_t(y - b.first) * width + size_t(x))];
+            for (int h = 0; h < 2; ++h)
+            {
+                // Weights of this half come from the other one.
+                const float* column = &b.differences[1 - h][size_t(y - b.first) * width + size_t(x)];
+                float sum = 0.0f;
+                for (size_t r = 0; r <= 2 * patch; ++r) { sum += column[r * width]; }
+                const float weight = kernel(std::max(sum / in_patch, guides));
+                for (int i = 0; i < 3; ++i) { sums[4 * h + i] += weight * q.half[h][i]; }
+                sums[4 * h + 3] += weight;
+            }
+        }
+    }
+}
+
+} // namespace
+
+bool prepare_denoiser(denoiser& made, const pixel_sums* sums, const pixel_guides* guides, size_t stride,
+    int32_t width, int32_t height)
+{
+    made.width = width;
+    made.height = height;
+    if (!made.pixels.resize(size_t(width) * size_t(height))) { return false; }
+    for (int32_t y = 0; y < height; ++y)
+    {
+        for (int32_t x = 0; x < width; ++x)
+        {
+            const size_t from = size_t(y) * stride + size_t(x);
+            made.pixels[size_t(y) * size_t(width) + size_t(x)] = pixel_of(sums[from], guides[from]);
+        }
+    }
+    for (int32_t y = 0; y < height; ++y)
+    {
+        for (int32_t x = 0; x < width; ++x)
+        {
+            made.pixels[size_t(y) * size_t(width) + size_t(x)].variance = variance_at(made, x, y);
+        }
+    }
+    return true;
+}
+
+bool denoise_band(const denoiser& d, int32_t first, array<float>& out)
+{
+    band b = { d, first, std::min(first + denoise_rows, d.height), {}, {} };
+    const size_t width = size_t(d.width), rows = size_t(b.end - b.first);
+    if (!b.sums.resize(8 * rows * width) || !out.resize(3 * rows * width)) { return false; }
+    for (array<float>& block : b.differences)
+    {
+        if (!block.resize((rows + 2 * patch) * width)) { return false; }
+    }
+    std::fill_n(b.sums.items, b.sums.count, 0.0f);
+    for (int32_t dy = -reach; dy <= reach; ++dy)
+    {
+        for (int32_t dx = -reach; dx <= reach; ++dx) { add_offset(b, dx, dy); }
+    }
+    for (size_t n = 0; n < rows * width; ++n)
+    {
+        const denoise_pixel& p = d.pixels[size_t(first) * width + n];
+        const float* sums = &b.sums[8 * n];
+        for (int i = 0; i < 3; ++i)
+        {
+            const float light = 0.5f * (sums[i] / sums[3] + sums[4 + i] / sums[7]);
+            out[3 * n + size_t(i)] = light * p.albedo[i];
+        }
+    }
+    return true;
+}
+
+} // namespace zr
