@@ -149,7 +149,7 @@ def courtyard():
     }
 
 
-def hall():
+def hall(across=20, along=50):
     """A hall of 1,000 small lamps between columns."""
     meshes = [quad("floor", (-21, -2, 0), (21, -2, 0), (21, 82, 0), (-21, 82, 0)), quad("white", (-21, -2, 6), (-21, 82, 6), (21, 82, 6), (21, -2, 6)),
         quad("white", (-21, -2, 0), (-21, 82, 0), (-21, 82, 6), (-21, -2, 6)), quad("white", (21, 82, 0), (21, -2, 0), (21, -2, 6), (21, 82, 6)),
@@ -160,7 +160,9 @@ def hall():
     for i in range(60):
         x, y = -16 + (i * 37 % 33), 2 + (i * 53 % 71)
         meshes.append(box("clay", (x, y, 0), (x + 0.8, y + 0.8, 0.5 + 0.3 * (i % 3))))
-    lamps = [((-18.5 + 1.925 * i, 1.0 + 1.6 * k, 4.6 + 0.1 * ((i + k) % 3)), 0.05, 8.0) for i in range(20) for k in range(50)]
+    candela = 8000.0 / (across * along)
+    lamps = [((-19.5 + 39 * (i + 0.5) / across, 80 * (k + 0.5) / along, 4.6 + 0.1 * ((i + k) % 3)), 0.05, candela)
+        for i in range(across) for k in range(along)]
     return {
         "meshes": meshes,
         "materials": {"floor": ((0.4, 0.37, 0.33), 0), "white": ((0.7, 0.68, 0.63), 0), "clay": ((0.5, 0.24, 0.15), 0)},
@@ -171,7 +173,12 @@ def hall():
     }
 
 
-SCENES = {"exterior": exterior, "room": room, "courtyard": courtyard, "hall": hall}
+def few():
+    """The hall with 10 lamps of the same light in all."""
+    return hall(2, 5)
+
+
+SCENES = {"exterior": exterior, "room": room, "courtyard": courtyard, "hall": hall, "few": few}
 
 
 def triangle_count(scene):
@@ -222,9 +229,9 @@ def export_own(scene, folder):
 def own_settings(name):
     """The converged picture, and those that are timed, by `noise`."""
     keys = lambda noise, low, high, seed: (noise, low, high, seed)
-    converged = {"exterior": 256, "room": 512, "courtyard": 768, "hall": 1024}[name]
+    converged = {"exterior": 128, "room": 384, "courtyard": 256, "hall": 384, "few": 384}[name]
     return [("converged", keys(0.01, converged, converged, 7))] + [
-        ("noise %g" % n, keys(n, 4, 4096, 0)) for n in (16, 8, 4, 2)]
+        ("noise %g" % n, keys(n, 4, 4096, 0)) for n in (12, 6, 3, 2)]
 
 
 def render_own(program, scene, folder, size, setting, output, threads=THREADS):
@@ -360,8 +367,8 @@ for samples, seed, output in scene["renders"]:
 
 
 def cycles_settings(name):
-    converged = {"exterior": 256, "room": 1024, "courtyard": 768, "hall": 1024}[name]
-    return [("converged", (converged, 7))] + [("%d samples" % n, (n, 0)) for n in (16, 64, 256)]
+    converged = {"exterior": 128, "room": 512, "courtyard": 256, "hall": 256, "few": 256}[name]
+    return [("converged", (converged, 7))] + [("%d samples" % n, (n, 0)) for n in (16, 64)]
 
 
 def render_cycles(program, scene, folder, size, settings, outputs):
@@ -453,7 +460,7 @@ def measure(name, programs, size, folder, keep):
         inner = folder / ("%s_%s" % (name, program))
         inner.mkdir(exist_ok=True)
         settings = {"zirconlite": own_settings, "povray": pov_settings, "cycles": cycles_settings}[program](name)
-        if program == "povray" and name in ("courtyard", "hall"):
+        if program == "povray" and name in ("courtyard", "hall", "few"):
             continue  # an even sky takes its radiosity, and a thousand area lights hours
         outputs = [inner / ("%d.hdr" % i) for i in range(len(settings))]
         if program == "cycles":

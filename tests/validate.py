@@ -11,6 +11,7 @@ Exit code 1 where a case is off by more than its limit.
 """
 
 import argparse
+import functools
 import math
 import pathlib
 import re
@@ -91,12 +92,12 @@ def color(linear):
     return linear ** (1.0 / GAMMA)
 
 
-def floor_scene(folder, width, depth, center, extra):
-    """A striped floor seen from above through `width` x `depth` metres about `center`."""
+def floor_scene(folder, width, depth, center, reflectances, extra):
+    """A floor of stripes seen from above through `width` x `depth` metres about `center`."""
     pixel = width / SIDE
     left = center[0] - width / 2
     quads, text = [], ""
-    for k, reflectance in enumerate(REFLECTANCES):
+    for k, reflectance in enumerate(reflectances):
         x0, x1 = left + (k - 2) * pixel, left + (k - 1) * pixel
         quads.append(("stripe%d" % k, level_quad(x0, x1, center[1] - width, center[1] + width, 0.0)))
         text += '[materials.stripe%d]\ncolor = [%.9f, %.9f, %.9f]\n' % ((k,) + (color(reflectance),) * 3)
@@ -134,6 +135,8 @@ def run_program(program, folder, arguments):
 class Floor:
     """Illuminance of a floor at `center`, `width` x `depth` metres of it; `exact(x, y)` in lux."""
 
+    reflectances = REFLECTANCES
+
     def __init__(self, name, light, exact, width=0.4, center=(0.0, 0.0), depth=None, files=None, level=None):
         self.name, self.light, self.exact, self.limit, self.level = name, light, exact, LIMIT, level
         self.width, self.depth, self.center, self.files = width, depth or width, center, files
@@ -141,7 +144,7 @@ class Floor:
     def measure(self, program, folder, samples, seed=0):
         if self.files:
             self.files(folder)
-        scene = floor_scene(folder, self.width, self.depth, self.center, self.light)
+        scene = floor_scene(folder, self.width, self.depth, self.center, self.reflectances, self.light)
         picture, steps = render(program, folder, scene, samples, seed)
         seen, exact, rounding = [], [], []
         pixel = self.width / SIDE
@@ -149,11 +152,11 @@ class Floor:
             for i, seen_here in enumerate(row):
                 x = self.center[0] + (i + 0.5 - SIDE / 2) * pixel
                 y = self.center[1] + (SIDE / 2 - j - 0.5) * self.depth / SIDE
-                radiance = self.exact(x, y) * REFLECTANCES[i + 2] / math.pi
+                radiance = self.exact(x, y) * self.reflectances[i + 2] / math.pi
                 seen.append(seen_here)
                 exact.append(radiance)
                 rounding.append(steps[j][i] ** 2 / 12)
-        return summary(seen, exact, rounding, self.level and self.level * REFLECTANCES[SIDE // 2 + 2] / math.pi)
+        return summary(seen, exact, rounding, self.level and self.level * self.reflectances[SIDE // 2 + 2] / math.pi)
 
 
 def summary(seen, exact, rounding, level=None):
@@ -305,20 +308,8 @@ def point_cases():
         Floor("sphere, near", light("point", "position = [0.1, 0, 0.5]\ncandela = 80\nradius = 0.4"),
             point_lux(80.0, (0.1, 0.0, 0.5)), width=0.05),
         Floor("sphere through the floor's horizon", light("point", "position = [1.2, 0, 0.2]\ncandela = 80\nradius = 0.6"),
-            cached(lambda x, y: sphere_lux(80.0, (1.2, 0.0, 0.2), 0.6, x, y, rows=60, columns=120)), width=0.1),
+            functools.cache(lambda x, y: sphere_lux(80.0, (1.2, 0.0, 0.2), 0.6, x, y, rows=60, columns=120)), width=0.1),
     ]
-
-
-def cached(function):
-    known = {}
-
-    def value(x, y):
-        key = (round(x, 9), round(abs(y), 9))
-        if key not in known:
-            known[key] = function(x, abs(y))
-        return known[key]
-
-    return value
 
 
 def distant_cases():
@@ -355,19 +346,7 @@ def window_case(program, folder):
         '[sun]\nmode = "windows"\nazimuth_deg = 0\naltitude_deg = 30\ncloudiness = 1\nsun_color = "#ffffff"\n'
         'sky_color = "#ffffff"\n'
     ) + light("window", "position = [0, %g, %g]\nsize = [%g, %g]\nnormal = [0, -1, 0]" % (y, (z0 + z1) / 2, 2 * half, z1 - z0))
-    return [Floor("window, overcast", keys, cached_tilted(lux), width=0.1)]
-
-
-def cached_tilted(function):
-    known = {}
-
-    def value(x, y):
-        key = (round(x, 9), round(y, 9))
-        if key not in known:
-            known[key] = function(x, y)
-        return known[key]
-
-    return value
+    return [Floor("window, overcast", keys, functools.cache(lux), width=0.1)]
 
 
 def sun_cases(program, folder):
@@ -455,7 +434,9 @@ EDGE_MODEL = '[[model]]\nfile = "edge.obj"\nup = "z"\nmaterial = "edge"\n[materi
 
 
 class Penumbra(Floor):
-    """A floor under an edge, whose camera is beneath the sheet. Means over the picture, and single pixels."""
+    """A floor under an edge; the camera is beneath the sheet. Even, since stripes would weigh the gradient."""
+
+    reflectances = [0.7] * len(REFLECTANCES)
 
     def measure(self, program, folder, samples, seed=0):
         write_edge(folder, self.height)
@@ -510,15 +491,8 @@ def penumbra_cases(program, folder):
 
 def across(function):
     """The value at a column, worked out once."""
-    known = {}
-
-    def value(x, y):
-        key = round(x, 9)
-        if key not in known:
-            known[key] = function(x, 0.0)
-        return known[key]
-
-    return value
+    column = functools.cache(lambda x: function(x, 0.0))
+    return lambda x, y: column(round(x, 9))
 
 
 def disc_lux(lux, axis, half_tangent, passes, rows=150, columns=300):
@@ -682,7 +656,8 @@ def all_cases(program, folder):
 
 
 def percent(value):
-    return "%.3f %%" % (100 * value)
+    """An error of a pixel; those that the rounding of the file hides are not known."""
+    return "%.3f %%" % (100 * value) if value > 0.0 else "–"
 
 
 def table_of_cases(program, folder, cases, samples):
@@ -709,10 +684,30 @@ def table_of_convergence(program, folder, cases):
         if case.name not in CONVERGING:
             continue
         errors = [case.measure(program, folder, n, seed=1)[1] for n in counts]
-        power = "%.2f" % (math.log(errors[0] / errors[2]) / math.log(counts[2] / counts[0])) if errors[2] > 0 else ""
+        power = "%.2f" % (math.log(errors[0] / errors[2]) / math.log(counts[2] / counts[0])) if errors[0] > 0 and errors[2] > 0 else ""
         lines.append("| %s | %s | %s |" % (case.name, " | ".join(percent(e) for e in errors), power))
         print(lines[-1], file=sys.stderr)
     return lines
+
+
+def table_of_examples(program, folder, scenes):
+    """Mean luminance of each scene by both samplers, and what the same means of half pictures differ by."""
+    lines = ["| Scene | Converging to strips | Upper half | Lower half |", "|---|---|---|---|"]
+    for scene in sorted(scenes):
+        pictures = []
+        for sampler, limits in (("strips", ["--quality", "5"]), ("converging", ["--noise", "0.01", "--max-samples", "128"])):
+            out = folder / (sampler + ".hdr")
+            arguments = ["render", str(scene.resolve()), "-o", str(out), "--size", "160x100", "--sampler", sampler, *limits]
+            run_program(program, folder, arguments)
+            pictures.append(read_hdr(out)[0])
+        ratio = lambda first, last: mean_of(pictures[1][first:last]) / mean_of(pictures[0][first:last]) - 1.0
+        lines.append("| %s | %s |" % (scene.name, " | ".join("%+.2f %%" % (100 * ratio(*rows)) for rows in ((0, 100), (0, 50), (50, 100)))))
+        print(lines[-1], file=sys.stderr)
+    return lines
+
+
+def mean_of(rows):
+    return sum(map(sum, rows)) / sum(map(len, rows))
 
 
 def main():
@@ -721,6 +716,7 @@ def main():
     parser.add_argument("--samples", type=int, default=1024)
     parser.add_argument("--only", default="", help="parts of the names of cases, separated by commas")
     parser.add_argument("--no-convergence", action="store_true")
+    parser.add_argument("--examples", nargs="*", type=pathlib.Path, default=[], help="scenes to render by both samplers")
     parser.add_argument("--write", type=pathlib.Path, help="page whose tables are replaced")
     options = parser.parse_args()
     program = options.program.resolve()
@@ -728,9 +724,12 @@ def main():
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         cases = [c for c in all_cases(program, folder) if not wanted or any(w in c.name for w in wanted)]
-        tables = {}
-        tables["cases"], failed = table_of_cases(program, folder, cases, options.samples)
-        if not options.no_convergence:
+        tables, failed = {}, []
+        if options.examples:
+            tables["examples"] = table_of_examples(program, folder, options.examples)
+        if not options.examples or wanted:
+            tables["cases"], failed = table_of_cases(program, folder, cases, options.samples)
+        if not options.no_convergence and not options.examples:
             tables["convergence"] = table_of_convergence(program, folder, cases)
     for lines in tables.values():
         print("\n".join(lines) + "\n")
@@ -748,7 +747,7 @@ def replace_tables(page, tables):
         head, found, rest = text.partition(mark)
         if found:
             after = re.sub(r"\A\n?(\|.*\n)*", "", rest)
-            text = head + mark + "\n" + "\n".join(lines) + "\n" + after
+            text = head + mark + "\n" + "\n".join(lines) + "\n\n" + after.lstrip("\n")
     page.write_text(text)
 
 
