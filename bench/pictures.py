@@ -208,7 +208,7 @@ def export_own(scene, folder):
             first += len(points)
     eye, target, fov = scene["camera"]
     text = '[camera]\neye = [%g, %g, %g]\ntarget = [%g, %g, %g]\nfov_deg = %g\n' % (*eye, *target, fov)
-    text += '[render]\nsampler = "converging"\nambient = false\n[tone]\nmethod = "film"\n'
+    text += '[render]\nsampler = "converging"\nindirect = "ambient"\nambient = false\n[tone]\nmethod = "film"\n'
     color, luminance = scene["background"]
     text += "[background]\nmode = \"color\"\ncolor = %s\n" % display(color)
     text += "luminance = %g\n" % luminance if luminance else ""

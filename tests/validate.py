@@ -115,7 +115,7 @@ def floor_scene(folder, width, depth, center, reflectances, extra):
 def render(program, folder, scene, samples, seed=0, size=(SIDE, SIDE), render_keys=""):
     settings = (
         '[render]\nsize = [%d, %d]\nsampler = "converging"\nmin_samples = %d\nmax_samples = %d\nseed = %d\n'
-        "ambient = false\nquality = 5\nreflect_limit = 20\nrefract_limit = 20\n" % (*size, samples, samples, seed)
+        "indirect = \"ambient\"\nambient = false\nquality = 5\nreflect_limit = 20\nrefract_limit = 20\n" % (*size, samples, samples, seed)
     )
     (folder / "scene.toml").write_text(settings + render_keys + scene)
     run_program(program, folder, ["render", "scene.toml", "-o", "out.hdr"])
