@@ -12,6 +12,7 @@
 #include "zirconlite/picture/projection.h"
 #include "zirconlite/platform/threads.hpp"
 #include "zirconlite/sampling/converging.h"
+#include "zirconlite/sampling/denoise.hpp"
 
 namespace
 {
@@ -65,7 +66,7 @@ void set_view(document* d, const triangle_scene& s)
     if (!zr_init_projection(&d->views[1])) { std::abort(); }
 }
 
-document* open_picture(const triangle_scene& s)
+document* open_picture(const triangle_scene& s, int32_t bounces)
 {
     zr::fill_gamma_tables();
     document* d = open_scene(s);
@@ -78,6 +79,7 @@ document* open_picture(const triangle_scene& s)
     zr_set_pixel_sampler(d, SAMPLER_CONVERGING);
     const sampling_limits limits = { 0.01, samples, samples, 0, 0.0 };
     if (!zr_set_sampling_limits(d, &limits)) { std::abort(); }
+    if (bounces > 0 && !zr_set_indirect_light(d, INDIRECT_PATHS, bounces, 0.0)) { std::abort(); }
     set_view(d, s);
     return d;
 }
@@ -86,7 +88,7 @@ void sample_picture(benchmark::State& state)
 {
     const scene_maker& maker = scenes[state.range(0)];
     const triangle_scene s = maker.make();
-    document* d = open_picture(s);
+    document* d = open_picture(s, static_cast<int32_t>(state.range(2)));
     zr::platform::override_processor_count(static_cast<int>(state.range(1)));
     for (auto _ : state)
     {
@@ -106,9 +108,52 @@ void sample_picture(benchmark::State& state)
     zr_close_document(d);
 }
 
+/// A picture of grain over two colours and two amounts of light, filtered by one thread.
+void denoise_picture(benchmark::State& state)
+{
+    const auto width = static_cast<int32_t>(state.range(0));
+    std::vector<pixel_sums> sums(size_t(width) * size_t(width));
+    std::vector<zr::pixel_guides> guides(sums.size());
+    uint32_t random = 1;
+    for (size_t i = 0; i < sums.size(); ++i)
+    {
+        const float light = i % size_t(width) < size_t(width) / 2 ? 100.0f : 20.0f;
+        sums[i].count = 2;
+        for (int c = 0; c < 3; ++c)
+        {
+            random = random * 1664525u + 1013904223u;
+            sums[i].half[c] = light * (0.5f + float(random >> 8) * 0x1p-24f);
+            sums[i].radiance[c] = 2.0f * light;
+            guides[i].albedo[c] = i / size_t(width) < size_t(width) / 2 ? 1.6f : 0.4f;
+        }
+        guides[i].normal[2] = 2.0f;
+    }
+    for (auto _ : state)
+    {
+        zr::denoiser d = {};
+        if (!zr::prepare_denoiser(d, sums.data(), guides.data(), size_t(width), width, width))
+        {
+            std::abort();
+        }
+        zr::array<float> band;
+        float sum = 0.0f;
+        for (int32_t first = 0; first < width; first += zr::denoise_rows)
+        {
+            if (!zr::denoise_band(d, first, band)) { std::abort(); }
+            sum += band[0];
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    state.counters["Mpixels/s"] = benchmark::Counter(
+        double(sums.size()) * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
+}
+
 } // namespace
 
+BENCHMARK(denoise_picture)->Arg(64)->Arg(200)->Unit(benchmark::kMillisecond);
+
 BENCHMARK(sample_picture)
-    ->ArgsProduct({ { 0, 1, 2 }, { 1, 2 } })
+    ->ArgNames({ "scene", "workers", "bounces" })
+    ->ArgsProduct({ { 0, 1, 2 }, { 1, 2 }, { 0, 4 } })
     ->MeasureProcessCPUTime()
     ->Unit(benchmark::kMillisecond);

@@ -343,8 +343,9 @@ bool make_sums(image_buffer& image)
 void store_denoised(sampling_run& run, int32_t x, int32_t y, const float light[3])
 {
     const pixel_sums& sums = run.image.sums[size_t(y) * size_t(run.image.width) + size_t(x)];
+    const auto is_dark = [](const float v[3]) { return v[0] <= 0.0f && v[1] <= 0.0f && v[2] <= 0.0f; };
     // A picked background alone is shown as it is, and has no grain.
-    if (sums.radiance[0] <= 0.0f && sums.radiance[1] <= 0.0f && sums.radiance[2] <= 0.0f) { return; }
+    if (is_dark(sums.radiance) && !is_dark(sums.background)) { return; }
     pixel_pointers p = {};
     image_buffer_pixel_pointers(&run.image, x, y, &p);
     pixel_components c = mean_components(sums);
