@@ -144,6 +144,30 @@ TEST(Environment, ReflectedRaysSeeWhatTheFlagsSay)
     EXPECT_EQ(s.look({ 0, 1, 0 }, RAY_REFLECTED).alpha, 0.0f);
 }
 
+TEST(Environment, ARecordIsCopiedSavedAndRestoredBetweenRenders)
+{
+    open_scene s;
+    s.doc->environment_flags = ENVIRONMENT_CLOUDS | ENVIRONMENT_REFLECTED_CLOUDS | ENVIRONMENT_CLOUDS_ALWAYS |
+                               ENVIRONMENT_REFLECTED_OWN;
+    s.env.color0[0] = 0.25f;
+    s.env.cloud_flags = CLOUDS_CUMULUS;
+    s.env.cu_number = 50;
+    std::fill_n(s.env.cu_scale, 3, 1.0f);
+    s.relight();
+    const environment saved = s.env;
+    s.doc->reflected_environment = s.env;
+    s.relight(); // both are prepared, and freed at the end
+    const vector3 up = at_sine(0.9);
+    EXPECT_EQ(s.look(up).background[0], s.look(up, RAY_REFLECTED).background[0]);
+    const float before = s.red(up);
+    s.env = {};
+    s.relight();
+    EXPECT_NE(s.red(up), before);
+    s.env = saved;
+    s.relight();
+    EXPECT_EQ(s.red(up), before);
+}
+
 TEST(Environment, HazeGrowsToItsStrengthAndADistanceOfZeroIsNone)
 {
     open_scene s;

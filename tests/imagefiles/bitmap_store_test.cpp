@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <barrier>
 #include <cmath>
+#include <thread>
 #include <vector>
 
 #include "tests/support/temporary_folder.hpp"
@@ -71,6 +73,37 @@ TEST_F(BitmapStore, KeepsOneBitmapForAFile)
         EXPECT_EQ(read(path, shared), nullptr);
     }
     EXPECT_EQ(zr_last_error()->code, ZR_ERROR_LIMIT) << "no room for the extension";
+}
+
+TEST_F(BitmapStore, ThreadsThatReadTheSameFilesShareTheirBitmaps)
+{
+    std::vector<std::u16string> paths;
+    for (char i = 'A'; i < 'Z'; ++i)
+    {
+        folder.write({ i, '.', 'b', 'm', 'p' }, small_bmp(i));
+        paths.push_back(folder.wide({ i, '.', 'b', 'm', 'p' }));
+    }
+    std::vector<bitmap*> got[4];
+    std::barrier together(std::ssize(got)); // all ask for a file before anybody has it
+    std::vector<std::thread> readers;
+    for (auto& row : got)
+    {
+        const auto read_all = [&]
+        {
+            for (const auto& p : paths)
+            {
+                together.arrive_and_wait();
+                row.push_back(read(p, zr_shared_bitmaps()));
+            }
+        };
+        readers.emplace_back(read_all);
+    }
+    for (std::thread& t : readers) { t.join(); }
+    for (const auto& row : got)
+    {
+        EXPECT_NE(row[0], nullptr);
+        EXPECT_EQ(row, got[0]);
+    }
 }
 
 TEST_F(BitmapStore, BuildsLevelsDownToOneTexel)

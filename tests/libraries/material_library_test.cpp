@@ -452,4 +452,31 @@ TEST_F(MaterialLibrary, ConvertsOlderRecords)
     zr_libfile_close(file);
 }
 
+TEST_F(MaterialLibrary, AsksTheDialogWhereToConvertAndFindsAFileOfTheWorkingFolder)
+{
+    const std::filesystem::path at = std::filesystem::path(path).parent_path();
+    std::u16string answer = (at / "chosen").u16string();
+    zr_dialogs dialogs = {};
+    dialogs.context = &answer;
+    dialogs.save_file = [](void* context, zr_handle, zr_save_dialog* dialog) -> int32_t
+    {
+        EXPECT_EQ(std::u16string(dialog->path), u"zr2_oak");
+        dialog->path[static_cast<std::u16string*>(context)->copy(dialog->path, 255)] = 0;
+        return 1;
+    };
+    zr_install_dialogs(&dialogs);
+    char16_t name[ZR_PATH_CAPACITY] = {};
+    EXPECT_EQ(zr_convert_material_library(nullptr, u"oak", nullptr, older_records, name), 1);
+    zr_install_dialogs(nullptr);
+    EXPECT_EQ(std::u16string(name), u"chosen");
+    EXPECT_EQ(zr_convert_material_library(nullptr, u"oak", nullptr, older_records, name), 0)
+        << "nobody is there to ask";
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(at);
+    const zr_handle found = zr_matlib_open(u"chosen.mlib");
+    std::filesystem::current_path(before);
+    ASSERT_NE(found, ZR_INVALID_HANDLE);
+    zr_libfile_close(found);
+}
+
 } // namespace

@@ -87,6 +87,31 @@ TEST(Mapping, ProjectsByItsKind)
     expect_near(m.uvw, { 2 * 2.0, 3 * 3.0, 5 * 1.0 });
 }
 
+TEST(Mapping, AnglesTakeThePatternOfTheMaterialOut)
+{
+    material* tile = new_complex_material();
+    zr_set_blend_kind(tile, BLEND_KIND_TILE);
+    blended(tile).scale = { 3, 4, 5 };
+    material* hosts_own = dupe_material(tile);
+    blended(hosts_own).blend = [](const complex_material*, ray*, const vector3*, child_context*)
+    { return 0.5; };
+    blended(hosts_own).has_own_pattern = 0; // the field that hosts leave alone
+    material* rough = new_simple_material();
+    const double axis[3] = { 0, 0, 1 }, origin[3] = {}, scale[3] = { 6, 7, 8 };
+    EXPECT_EQ(zr_add_bump(rough, 9, axis, origin, 0.0, scale, 1.0), 1);
+    material* even = new_simple_material();
+    const std::pair<const material*, double> wanted[] = { { tile, 4 }, { hosts_own, 4 }, { rough, 7 },
+        { even, 0 }, { nullptr, 0 } };
+    for (const auto& [m, v] : wanted)
+    {
+        double found[2];
+        pattern_scale_of(m, found);
+        EXPECT_EQ(found[0], v == 0 ? 0 : v - 1);
+        EXPECT_EQ(found[1], v);
+    }
+    for (material* m : { tile, hosts_own, rough, even }) { free_material(m); }
+}
+
 TEST(Mapping, VertexCoordinatesPlaceScaleAndTurnAPicture)
 {
     const physical_colors physical;

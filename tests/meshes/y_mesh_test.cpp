@@ -132,6 +132,29 @@ TEST(YMesh, APolygonIsAFanAndItsLastFaceIsInTheTable)
     EXPECT_TRUE(last->vft->get_flags(last) & OBJECT_FACE_TABLE);
 }
 
+TEST(YMesh, AMeshOfARadiosityDocumentGoesToItsOwnBuilder)
+{
+    const struct
+    {
+        int32_t mode;
+        uint32_t flags;
+        bool taken;
+    } cases[] = { { MODE_RAYTRACE, 0, false }, { MODE_RADIOSITY, 0, true },
+        { MODE_RADIOSITY, OBJECT_NOT_RADIOSITY, false } };
+    for (const auto& c : cases)
+    {
+        test::scene s;
+        s.doc->mode = c.mode;
+        test::mesh m;
+        m.flags = c.flags;
+        m.triangle({ 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 });
+        zr::radiosity_mesh_builder = [](document*, mesh_build&) { return true; };
+        EXPECT_TRUE(s.add(m));
+        zr::radiosity_mesh_builder = nullptr;
+        EXPECT_EQ(s.doc->scene_objects.first == nullptr, c.taken) << c.mode;
+    }
+}
+
 TEST(YMesh, NibblesNameTheExtremes)
 {
     // Ties as the record tells: of three equal ones vertex 0, of 1 and 2 above 0 vertex 2.

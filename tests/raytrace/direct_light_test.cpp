@@ -432,6 +432,37 @@ TEST(ShadowTest, TheSurfaceDecidesWhatPasses)
     EXPECT_FALSE(face->vft->is_opaque(face));
 }
 
+namespace
+{
+
+int table_requests;
+material_entry color_table[256];
+void* give_color_table() { return ++table_requests < 2 ? nullptr : color_table; }
+
+} // namespace
+
+TEST(ShadowTest, TheHostsColourTableIsAskedForUntilItIsThereAndNeverByRays)
+{
+    const host_functions functions(
+        { { "host_get_color_material_table", reinterpret_cast<void*>(give_color_table) } });
+    test::scene s;
+    test::mesh sheet;
+    sheet.look = s.glass(1.0f);
+    sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
+    ASSERT_TRUE(s.add(sheet));
+    EXPECT_EQ(table_requests, 0) << "no colour index";
+    scene_object* const face = s.doc->scene_objects.first;
+    color_table[3] = *s.matte(0.5f);
+    const uint8_t indexed[4] = { 0, 0, 0, 3 };
+    face->vft->set_color(face, indexed);
+    face->vft->set_flags(face, OBJECT_TABLE_MATERIAL, FLAGS_SET);
+    EXPECT_EQ(face->vft->get_material(face), sheet.look->material) << "the host had none yet";
+    ASSERT_TRUE(s.prepare());
+    for (int i = 0; i < 100; ++i) { EXPECT_EQ(kept_upwards(s, nullptr, 0, 2.0), -1.0); }
+    s.relight();
+    EXPECT_EQ(table_requests, 2) << "the answer is kept";
+}
+
 TEST(ShadowTest, EachPaneFiltersOnce)
 {
     // Panes of a tint without reflection: what is left is a power of it, however the search meets them.

@@ -194,6 +194,31 @@ TEST(PixelSampler, TakesSamplesOfEarlierPasses)
     EXPECT_FLOAT_EQ(seen[1][0], (3 * 0.5f + 4.5f) / 4) << "the line below has left them";
 }
 
+TEST(PixelSampler, TakesEverySampleWhereTheSkyIsHardToFind)
+{
+    // All light comes through a square hole in a lid, which one ray in thirty finds.
+    for (const bool covered : { true, false })
+    {
+        picture p;
+        p.sheet(-50, 50, p.matte(0.5f));
+        test::mesh lid;
+        constexpr double half = 6.0, high = 40.0, wide = 5000.0, x = width / 2.0, y = height / 2.0;
+        for (const double side : { -1.0, 1.0 })
+        {
+            lid.quad({ x - wide, y + side * half, high }, { x + wide, y + side * half, high },
+                { x + wide, y + side * wide, high }, { x - wide, y + side * wide, high });
+            lid.quad({ x + side * half, y - half, high }, { x + side * half, y + half, high },
+                { x + side * wide, y + half, high }, { x + side * wide, y - half, high });
+        }
+        ASSERT_TRUE(!covered || p.add(lid));
+        p.doc->environment.mode = ENVIRONMENT_FLAT;
+        std::fill_n(p.doc->environment.color0, 3, 1.0f);
+        zr_set_background_luminance(p.doc, 1000.0);
+        ASSERT_TRUE(p.prepare());
+        EXPECT_EQ(p.sample_all(3, 0.3), covered ? all_cells : corners + middles);
+    }
+}
+
 TEST(PixelSampler, BrightSamplesAreSoftened)
 {
     picture p;

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <thread>
 
 #include "tests/support/ball_object.hpp"
 #include "tests/support/find_table.hpp"
@@ -282,6 +283,35 @@ TEST(SearchBuild, AHostFollowsAndStopsABuild)
         EXPECT_EQ(s.doc->frustum_invalid, 1) << "first hits by tiles are of the old structure";
     }
     platform::override_processor_count(0);
+}
+
+namespace
+{
+
+/// A host whose builds wait, in their first report, until its messages were served.
+std::atomic<int> served;
+int32_t wait_for_service(int32_t, document*, render_view*, int32_t code, float, int32_t)
+{
+    for (int i = 0; code == 100 && served < 3 && i < 2000; ++i) { platform::sleep_ms(1); }
+    return 1;
+}
+
+} // namespace
+
+TEST(SearchBuild, TheHostsMessagesAreServedOnItsThreadDuringABuild)
+{
+    const host_functions functions({ { "host_progress", reinterpret_cast<void*>(wait_for_service) } });
+    test::scene s;
+    test::mesh m;
+    add_sheet(m, 1);
+    ASSERT_TRUE(s.add(m));
+    std::thread::id own = std::this_thread::get_id();
+    const auto serve = [](void* context)
+    { served += *static_cast<std::thread::id*>(context) == std::this_thread::get_id(); };
+    zr_install_message_pump(serve, &own);
+    EXPECT_TRUE(zr_build_voxel_grid(s.doc));
+    zr_install_message_pump(nullptr, nullptr);
+    EXPECT_GE(served, 3);
 }
 
 namespace

@@ -145,3 +145,19 @@ TEST_F(LibraryCommand, TakesMaterialsAloneAndLeftoversAway)
     EXPECT_EQ(run("list a.mlib"), 0);
     EXPECT_EQ(printed, "Red\n");
 }
+
+TEST_F(LibraryCommand, IsWholeOrNotThereWhenItsMakerIsKilled)
+{
+    folder.write("m.toml", "[materials.red]\ncolor = \"#ff0000\"\n");
+    const pid_t maker =
+        start_program(folder, { "library", "add", "a.mlib", "Red", "--from", "m.toml", "--material", "red" });
+    siginfo_t ended = {};
+    while (!std::filesystem::exists(folder.path / "a.mlib") && ended.si_pid == 0)
+    {
+        waitid(P_PID, id_t(maker), &ended, WEXITED | WNOHANG | WNOWAIT);
+    }
+    kill(maker, SIGKILL);
+    end_of_program(maker);
+    EXPECT_EQ(run("list a.mlib"), 0);
+    EXPECT_EQ(printed, "Red\n");
+}

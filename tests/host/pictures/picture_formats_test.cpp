@@ -241,6 +241,23 @@ TEST(PictureForms, AreReadPixelByPixel)
     }
 }
 
+TEST(PictureForms, RefusalsNameTheReason)
+{
+    const std::pair<std::string, const char*> cases[] = {
+        { "a text of no kind at all", "no picture of a kind that is read" },
+        { std::string("RIFF\1\0\0\0WEBPVP8 ", 16), "WebP pictures are not read" },
+        { "#?RADIANCE\n", "stores radiance" },
+        { bmp(60000, 60000, 8, 1, black_red_green, "x"), "too many" },
+    };
+    for (const auto& [file, part] : cases)
+    {
+        host::picture8 p;
+        std::string why;
+        EXPECT_FALSE(host::read_picture_bytes(as_bytes(file), p, why)) << part;
+        EXPECT_NE(why.find(part), std::string::npos) << why;
+    }
+}
+
 // Cut anywhere and changed anywhere a file is read or refused, with a reason when it is refused.
 TEST_F(PictureFormats, SurviveDamageOfEveryForm)
 {
