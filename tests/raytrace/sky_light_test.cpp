@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <complex>
 #include <functional>
 #include <numeric>
 
@@ -178,6 +177,25 @@ TEST(SkyLight, DrawsWhatItLooksUp)
     }
     const double width = cap_edge - cap_foot;
     EXPECT_NEAR(flux, 100.0 * 2.0 * M_PI * (1.0 - cap_edge + width / 2.0), 1.0);
+}
+
+TEST(SkyLight, HasNoiseWithoutAPattern)
+{
+    // What pixels see of one point under a table's edge: none tells of another, near or far.
+    open_ground s;
+    s.add_table(1.0, 1.0);
+    set_flat(*s.doc, 1.0f, 1000.0);
+    ASSERT_TRUE(s.prepare());
+    constexpr int n = 48;
+    double noise[n * n], mean = 0.0;
+    for (int i = 0; i < n * n; ++i) { mean += (noise[i] = s.lux(1.0, 0.0, i % n, i / n)) / (n * n); }
+    for (double& v : noise) { v -= mean; }
+    const double variance = std::inner_product(noise, noise + n * n, noise, 0.0);
+    EXPECT_GT(variance, 0.0);
+    for (int apart = 1; apart < n * n / 2; ++apart) // along rows, and from row to row
+    {
+        EXPECT_LT(std::inner_product(noise + apart, noise + n * n, noise, 0.0), 0.15 * variance) << apart;
+    }
 }
 
 TEST(SkyLight, ComesOnlyWhereItIsWanted)
