@@ -445,6 +445,7 @@ TEST(ShadowTest, TheHostsColourTableIsAskedForUntilItIsThereAndNeverByRays)
 {
     const host_functions functions(
         { { "host_get_color_material_table", reinterpret_cast<void*>(give_color_table) } });
+    table_requests = 0;
     test::scene s;
     test::mesh sheet;
     sheet.look = s.glass(1.0f);
