@@ -149,10 +149,21 @@ void note_samples(const scene& s)
         reached.mean_samples, reached.error, 100 * reached.done_share, s.render.noise));
 }
 
+void note_what_does_not_count(const scene& s)
+{
+    const bool converges =
+        s.render.sampler == SAMPLER_CONVERGING && s.render.light_model == LIGHT_MODEL_EXACT;
+    if (s.render.denoise && !converges)
+    {
+        note("denoise needs the converging sampler and the exact light model; the picture keeps its grain");
+    }
+}
+
 /// The picture of a scene file that asks for no series.
 int render_picture(const scene& s, render_session& session)
 {
     document* d = session.d;
+    note_what_does_not_count(s);
     if (!render_view_once(s, session)) { leave_running_job(s, d, session.files); }
     const bool preprocessed = s.render.skip_preprocess || state_of(d) & RENDER_STATE_PREPROCESSED;
     if (stop_signal() && !preprocessed) { end_if_stopped("the measuring"); }
