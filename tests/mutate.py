@@ -28,6 +28,7 @@ CPU_LIMIT = 100  # seconds of processor time for one process; what loops is seen
 TIME_LIMIT = 900  # seconds for one run of tests; what waits for ever is seen
 SLOW = 0.04  # part of the time of all tests; what takes more runs for its own folder alone
 
+
 def constant(match):
     text = match[0]
     if text == "1":
@@ -37,14 +38,17 @@ def constant(match):
     number, suffix = re.fullmatch(r"([\d.]+(?:e[-+]?\d+)?)(f?)", text).groups()
     return repr(float(number) * 1.1 or 1.0) + suffix
 
+
 def edge(match):
     """Moves the edge of a comparison of whole numbers; turns one with a real number round, as its edge is nowhere."""
     turned = {"<=": ">", ">=": "<"} if re.fullmatch(r"-?\d+\.\d*f?", match[2]) else {"<=": "<", ">=": ">"}
     return (turned | {"==": "!=", "!=": "=="})[match[1]] + match[0][len(match[1]):]
 
+
 def swapped(pairs):
     both = dict(pairs) | {b: a for a, b in pairs}
     return lambda match: both[match[0]]
+
 
 # What is broken, where, and what replaces it.
 RULES = [
@@ -63,6 +67,7 @@ RULES = [
     ("constant", r"(?<![\w.\"'])\d+(?:\.\d+)?(?:e[-+]?\d+)?f?(?![\w.'])", constant),
 ]
 
+
 def blanked(source):
     """The source with spaces for what changes nothing when it is broken, so that places stay the same."""
     space = lambda m: re.sub(r"[^\n]", " ", m[0])
@@ -72,12 +77,14 @@ def blanked(source):
     # Room in an array beyond what is used.
     return re.sub(r"^ *(?!return|else)(?:[\w:]+ )+\w+\[[^=;{]*", space, source, flags=re.M)
 
+
 def places(file):
     source = file.read_text()
     code = blanked(source)
     for kind, pattern, replacement in RULES:
         for match in re.finditer(pattern, code):
             yield file, kind, match.start(), match.end(), replacement(match)
+
 
 class Build:
     def __init__(self, folder):
@@ -170,12 +177,14 @@ class Build:
                 return "killed"
             return "killed" if any(self.fails(p, scratch) for p in self.processes) else "survived"
 
+
 def describe(place):
     file, kind, start, end, text = place
     source = file.read_text()
     first, last = source.rfind("\n", 0, start) + 1, source.find("\n", end)
     line = source[first:start] + "[" + source[start:end] + " -> " + text + "]" + source[end:last]
     return f"{file.relative_to(ROOT)}:{source.count(chr(10), 0, start) + 1}: {kind}: {line.strip()}"
+
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
@@ -213,6 +222,7 @@ def main():
                     print("survived", describe(place), flush=True)
     count = tally["killed"] + tally["survived"]
     print(f"{tally['killed']} of {count} killed ({100 * tally['killed'] / max(count, 1):.0f} %), seed {options.seed}")
+
 
 if __name__ == "__main__":
     main()
