@@ -238,17 +238,24 @@ void free_light_tree()
     tree = {};
 }
 
-int pick_lights(
-    const vector3& point, const vector3& normal, bool both_sides, double u, light_pick picks[max_light_picks])
+int pick_distant_lights(double u, light_pick picks[max_light_picks])
 {
-    int count = 0;
-    if (tree.distant.count < size_t(max_light_picks))
+    if (tree.distant.count == 0) { return 0; }
+    if (tree.distant.count > size_t(max_light_picks))
     {
-        for (const light_entry& e : tree.distant) { picks[count++] = { e.source, 1.0 }; }
+        picks[0] = pick_distant(u);
+        return 1;
     }
-    else { picks[count++] = pick_distant(u); }
-    if (tree.nodes.count > 0) { picks[count++] = pick_placed(point, normal, both_sides, u); }
+    int count = 0;
+    for (const light_entry& e : tree.distant) { picks[count++] = { e.source, 1.0 }; }
     return count;
+}
+
+size_t placed_light_count() { return (tree.nodes.count + 1) / 2; }
+
+light_pick pick_placed_light(const vector3& point, const vector3& normal, bool both_sides, double u)
+{
+    return tree.nodes.count > 0 ? pick_placed(point, normal, both_sides, u) : light_pick{};
 }
 
 light_pick pick_light(const vector3& point, const vector3& normal, bool both_sides, double u)

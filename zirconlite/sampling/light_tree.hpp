@@ -23,12 +23,17 @@ bool prepare_light_tree(const document& document);
 void free_light_tree();
 
 /// Room for the picks of a point.
-inline constexpr int max_light_picks = 5;
+inline constexpr int max_light_picks = 4;
 
-/// What a point takes that the eye sees: each distant luminaire where they are few, else one of them, and one
-/// of those with a place. Shadows of the sun would else leave most samples without light. Returns how many.
-int pick_lights(const vector3& point, const vector3& normal, bool both_sides, double u,
-    light_pick picks[max_light_picks]);
+/// Distant luminaires that a point takes where the eye sees it: all where they are few, else one. Shadows of
+/// the sun would else leave most samples without light. Returns how many.
+int pick_distant_lights(double u, light_pick picks[max_light_picks]);
+
+/// Luminaires with a place.
+size_t placed_light_count();
+
+/// Chooses one of those with a place, as `pick_light`.
+light_pick pick_placed_light(const vector3& point, const vector3& normal, bool both_sides, double u);
 
 /// Chooses one by `u` in [0, 1). `normal` is the side that is lit; with `both_sides` every direction counts.
 /// A luminaire that can give light to the point has a probability above 0.

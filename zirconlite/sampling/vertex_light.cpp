@@ -139,50 +139,100 @@ double distance_factor(double distance, double falloff)
     return d > 0.0 ? 1.0 / d : 0.0;
 }
 
-void add_luminaire(const lit_vertex& v, const light_pick& pick, const unit_pair& at)
+/// What a luminaire would give where nothing is in the way.
+struct luminaire_sample
+{
+    const light* source;
+    vector3 direction;
+    double distance;
+    bool back;
+    double given[3];
+};
+
+/// False where it gives nothing.
+bool sample_luminaire(const lit_vertex& v, const light* source, const unit_pair& at, luminaire_sample& out)
 {
     const ray& r = v.path.r;
-    if (!pick.source) { return; }
-    const light& source = *pick.source;
-    if ((v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT)) && is_unlit_by(r.hit_object, &source))
+    if (!source) { return false; }
+    if ((v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT)) && is_unlit_by(r.hit_object, source))
     {
-        return;
+        return false;
     }
     source_sample sample = {};
     if (v.path.doc.render_flags & RENDER_SOFT_SHADOWS)
     {
-        sample_shape(source, r.hit_point, { at.u, at.v }, sample);
+        sample_shape(*source, r.hit_point, { at.u, at.v }, sample);
     }
-    else { sample_middle(source, r.hit_point, sample); }
-    if (sample.flags & SAMPLE_SKIPPED) { return; }
+    else { sample_middle(*source, r.hit_point, sample); }
+    if (sample.flags & SAMPLE_SKIPPED) { return false; }
 
-    const vector3 direction =
-        source.falloff == 0.0 && source.disc_size == 0.0f ? -source.normal : sample.direction;
+    out.source = source;
+    out.distance = sample.distance;
+    out.direction = source->falloff == 0.0 && source->disc_size == 0.0f ? -source->normal : sample.direction;
     double share[3];
-    bool back;
-    if (!scattering(v, direction, !(source.flags & LIGHT_NO_HIGHLIGHT), share, back)) { return; }
-    const double factor = distance_factor(sample.distance, source.falloff) / pick.probability;
-    double light[3];
-    for (int i = 0; i < 3; ++i) { light[i] = sample.color[i] * factor * share[i]; }
-    if (!(light[0] > 0.0 || light[1] > 0.0 || light[2] > 0.0)) { return; }
-    ray shadow = shadow_ray(v, direction, sample.distance, back);
-    shadow.shadow_light = &source;
-    add_unblocked(v, &source, shadow, light);
+    if (!scattering(v, out.direction, !(source->flags & LIGHT_NO_HIGHLIGHT), share, out.back))
+    {
+        return false;
+    }
+    const double factor = distance_factor(sample.distance, source->falloff);
+    for (int i = 0; i < 3; ++i) { out.given[i] = sample.color[i] * factor * share[i]; }
+    return out.given[0] > 0.0 || out.given[1] > 0.0 || out.given[2] > 0.0;
+}
+
+void add_luminaire(const lit_vertex& v, const luminaire_sample& from, double scale)
+{
+    ray shadow = shadow_ray(v, from.direction, from.distance, from.back);
+    shadow.shadow_light = from.source;
+    const double light[3] = { from.given[0] * scale, from.given[1] * scale, from.given[2] * scale };
+    add_unblocked(v, from.source, shadow, light);
+}
+
+void add_pick(const lit_vertex& v, const light_pick& pick, const unit_pair& at)
+{
+    luminaire_sample from;
+    if (sample_luminaire(v, pick.source, at, from)) { add_luminaire(v, from, 1.0 / pick.probability); }
+}
+
+/// One of a few candidates of the tree, by what each would give: only its shadow remains to chance. Resampled
+/// importance sampling: Talbot, Cline and Egbert (2005).
+void add_resampled(const lit_vertex& v, const unit_pair& choice, const unit_pair& at)
+{
+    constexpr int candidates = 8;
+    constexpr size_t enough_lights = 8;
+    const ray& r = v.path.r;
+    const int count = placed_light_count() >= enough_lights ? candidates : 1;
+    luminaire_sample samples[candidates];
+    double weights[candidates], sum = 0.0;
+    int found = 0;
+    for (int i = 0; i < count; ++i)
+    {
+        const double u = (choice.u + i) / count; // one in each part, so that candidates differ
+        const light_pick pick = pick_placed_light(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, u);
+        if (!sample_luminaire(v, pick.source, at, samples[found])) { continue; }
+        weights[found] = luminance(samples[found].given) / pick.probability;
+        sum += weights[found++];
+    }
+    if (!(sum > 0.0)) { return; }
+    double u = choice.v * sum;
+    int taken = 0;
+    while (taken + 1 < found && u >= weights[taken]) { u -= weights[taken++]; }
+    const double strength = luminance(samples[taken].given);
+    if (strength > 0.0) { add_luminaire(v, samples[taken], sum / (count * strength)); }
 }
 
 void add_luminaires(const lit_vertex& v)
 {
     const ray& r = v.path.r;
     const unit_pair choice = numbers(v, pair_light_choice), at = numbers(v, pair_light_point);
-    const bool both_sides = v.s.translucent > 0.0f;
-    light_pick picks[max_light_picks];
-    int count = 1;
-    if (v.path.bounces == 0)
+    if (v.path.bounces > 0)
     {
-        count = pick_lights(r.hit_point, r.shading_normal, both_sides, choice.u, picks);
+        add_pick(v, pick_light(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, choice.u), at);
+        return;
     }
-    else { picks[0] = pick_light(r.hit_point, r.shading_normal, both_sides, choice.u); }
-    for (int i = 0; i < count; ++i) { add_luminaire(v, picks[i], at); }
+    light_pick picks[max_light_picks];
+    const int count = pick_distant_lights(choice.u, picks);
+    for (int i = 0; i < count; ++i) { add_pick(v, picks[i], at); }
+    add_resampled(v, choice, at);
 }
 
 void add_sun(const lit_vertex& v)
