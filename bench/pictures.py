@@ -23,6 +23,8 @@ import subprocess
 import sys
 import tempfile
 
+import radiance_file
+
 THREADS = 2
 WHITE_SHARE = 0.995  # share of the values of a converged picture that are below white
 GAMMA = 2.2
@@ -400,31 +402,9 @@ def run(arguments, folder):
 
 def read_hdr(path):
     """Values of all channels, by planes of rows."""
-    data = pathlib.Path(path).read_bytes()
-    end = data.index(b"\n\n") + 2
-    line = data[end : data.index(b"\n", end)]
-    height, width = map(int, re.match(rb"-Y (\d+) \+X (\d+)", line).groups())
-    at = end + len(line) + 1
-    scale = [math.ldexp(1.0, e - 136) if e else 0.0 for e in range(256)]
     values = array.array("f")
-    for _ in range(height):
-        planes = []
-        if data[at : at + 2] == b"\2\2":
-            at += 4
-            for _ in range(4):
-                plane = bytearray()
-                while len(plane) < width:
-                    count = data[at]
-                    if count > 128:
-                        plane += data[at + 1 : at + 2] * (count - 128)
-                        at += 2
-                    else:
-                        plane += data[at + 1 : at + 1 + count]
-                        at += 1 + count
-                planes.append(plane)
-        else:
-            planes, at = [data[at + c : at + 4 * width : 4] for c in range(4)], at + 4 * width
-        scales = [scale[e] for e in planes[3]]
+    for planes in radiance_file.read_planes(path)[1]:
+        scales = [radiance_file.SCALES[e] for e in planes[3]]
         for plane in planes[:3]:
             values.extend((m + 0.5) * s for m, s in zip(plane, scales))
     return values

@@ -194,6 +194,7 @@ TEST_F(job_settings_test, SettingsOfLightCountFromTheNextJobOn)
     {
         zr_set_light_model(call.document, LIGHT_MODEL_FAST);
         zr_set_sky_light_samples(call.document, 1);
+        zr_set_background_luminance(call.document, 50.0);
     };
     EXPECT_TRUE(picture() == undisturbed);
     on_report = nullptr;

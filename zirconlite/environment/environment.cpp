@@ -310,7 +310,7 @@ double haze_share(const document& document, const ray& ray)
 
 double environment_white(const document& document)
 {
-    if (document.background_luminance > 0.0) { return document.background_luminance; }
+    if (job.background_luminance > 0.0) { return job.background_luminance; }
     return has_sun(document) ? document.sun_sky->sky_strength : 0.0;
 }
 

@@ -11,8 +11,9 @@ namespace zr
 /// The brightest that an environment gets, cd/m2: hot pixels of pictures are clamped to it.
 inline constexpr double max_environment_radiance = 1e12;
 
-/// What a channel of 1 of a document's background colours and pictures stands for, cd/m2: its own luminance
-/// of the background, else that of the sky of its sun. 0 where they give no light.
+/// By the settings of the job: what a channel of 1 of a document's background colours and pictures stands
+/// for, cd/m2: its own luminance of the background, else that of the sky of its sun. 0 where they give no
+/// light.
 double environment_white(const document& document);
 
 /// The light of the environment from a unit direction, cd/m2: the sky of the sun, or the flat colour or the

@@ -17,6 +17,7 @@ job_state job = {
     .light_model = 0,
     .converges = 0,
     .sky_light_samples = 0,
+    .background_luminance = 0.0,
     .aa_threshold = 0.1,
     .pixel_jitter_amplitude = {},
     .gloss_jitter_amplitude = {},

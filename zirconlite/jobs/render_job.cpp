@@ -347,6 +347,7 @@ bool prepare_light(document& document)
 {
     job.light_model = document.light_model;
     job.sky_light_samples = document.sky_light_samples;
+    job.background_luminance = document.background_luminance;
     prepare_lights_for_model(&document, document.light_model);
     prepare_ambient(document);
     return prepare_sky_light(document);

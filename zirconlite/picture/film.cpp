@@ -118,7 +118,10 @@ bool develop(const render_view& view, const float light[3], double linear[3])
     std::fill_n(linear, 3, 0.0);
     if (m <= black_level) { return false; }
     const double exposure = exposure_of(view, view.world_luminance) * brightness_gain(view);
-    const double value = shown(curve_of(contrast_of(view)), m * exposure), pale = paling(value);
+    static const film_curve neutral = curve_of(1.0);
+    const double contrast = contrast_of(view);
+    const double value = shown(contrast == 1.0 ? neutral : curve_of(contrast), m * exposure);
+    const double pale = paling(value);
     for (int j = 0; j < 3; ++j)
     {
         const double ratio = rgb[j] / m;

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Checks the light that the program measures against exact values, which this script works out by itself.
 
-    tests/validate.py build/release/bin/zirconlite            prints the table
-    tests/validate.py build/release/bin/zirconlite --write docs/validation.md
-    tests/validate.py build/release/bin/zirconlite --only penumbra,gloss
+    bench/validate.py build/release/bin/zirconlite            prints the table
+    bench/validate.py build/release/bin/zirconlite --write docs/validation.md
+    bench/validate.py build/release/bin/zirconlite --only penumbra,gloss
 
 Each case is a scene made here, rendered to `.hdr` by the converging sampler with a fixed number of samples.
 Floors have stripes of 16 reflectances, so that the 8 bits of a pixel in the file do not hide small errors.
@@ -19,6 +19,8 @@ import subprocess
 import sys
 import tempfile
 
+import radiance_file
+
 SIDE = 16  # pixels of a picture along each side, unless a case says otherwise
 LIMIT = 0.005
 LUMINANCE = (0.3, 0.6, 0.1)  # weights of the channels
@@ -32,35 +34,13 @@ REFLECTANCES = [0.55 + 0.02 * k for k in range(-2, SIDE + 2)]
 
 def read_hdr(path):
     """Rows of luminances, the top row first, and the step of each pixel's mantissa."""
-    bytes_ = pathlib.Path(path).read_bytes()
-    head, at = bytes_.index(b"\n\n"), 0
-    line_end = bytes_.index(b"\n", head + 2)
-    height, width = map(int, re.match(rb"-Y (\d+) \+X (\d+)", bytes_[head + 2 : line_end]).groups())
-    at, rows, steps = line_end + 1, [], []
-    for _ in range(height):
-        planes, at = read_scanline(bytes_, at, width)
-        scales = [math.ldexp(1.0, e - 136) if e else 0.0 for e in planes[3]]
+    width, pictured = radiance_file.read_planes(path)
+    rows, steps = [], []
+    for planes in pictured:
+        scales = [radiance_file.SCALES[e] for e in planes[3]]
         rows.append([sum(LUMINANCE[c] * (planes[c][x] + 0.5) for c in range(3)) * scales[x] for x in range(width)])
         steps.append(scales)
     return rows, steps
-
-
-def read_scanline(bytes_, at, width):
-    if width < 8 or bytes_[at : at + 2] != b"\2\2":
-        return [bytes_[at + c : at + 4 * width : 4] for c in range(4)], at + 4 * width
-    at, planes = at + 4, []
-    for _ in range(4):
-        plane = bytearray()
-        while len(plane) < width:
-            count = bytes_[at]
-            if count > 128:
-                plane += bytes_[at + 1 : at + 2] * (count - 128)
-                at += 2
-            else:
-                plane += bytes_[at + 1 : at + 1 + count]
-                at += 1 + count
-        planes.append(plane)
-    return planes, at
 
 
 def write_hdr(path, rows):
