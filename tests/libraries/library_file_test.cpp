@@ -306,8 +306,31 @@ TEST_F(Library, TextsAndFullKeysSplit)
     EXPECT_EQ(std::u16string(out), u"ab");
     EXPECT_EQ(zr_file_read_string(file, text, out, 7), 8u); // nor is a code unit cut in two
     EXPECT_EQ(std::u16string(out), u"ab");
-    EXPECT_EQ(zr_file_add_chunk(file, 5, out, 0, 4), 0u);
     zr_libfile_cancel(file);
+
+    // What a chunk takes is given by its type; a text that is too long drops the edit, no type at all does
+    // not.
+    make_with({});
+    const std::string before = bytes();
+    const uint8_t chunk[48] = { 0, 0, 0, 0, 6 };
+    const struct
+    {
+        int32_t type;
+        uint32_t length;
+    } types[] = { { 1, 20 }, { 2, 40 }, { 3, 14 }, { 4, 48 }, { 0, 0 }, { 5, 0 } };
+    const std::u16string longest(1023, u't'), too_long(1024, u't');
+    for (const auto& t : types)
+    {
+        file = edit();
+        const auto end = uint32_t(zr_file_get_size(file));
+        EXPECT_EQ(zr_file_add_chunk(file, t.type, chunk, 0, 48), t.length ? end : 0) << t.type;
+        EXPECT_EQ(zr_file_add_string(file, longest.c_str()), end + t.length);
+        EXPECT_EQ(zr_file_get_size(file), end + t.length + 8 + 2 * 1023);
+        EXPECT_EQ(zr_file_add_string(file, too_long.c_str()), 0u);
+        EXPECT_EQ(zr_libfile_commit(file), 0);
+        zr_libfile_cancel(file);
+        EXPECT_TRUE(bytes() == before);
+    }
 }
 
 TEST_F(Library, ValuesAreLittleEndianAndEndWithTheFile)

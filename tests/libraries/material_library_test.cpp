@@ -5,8 +5,10 @@
 #include <cmath>
 #include <vector>
 
+#include "tests/support/find_table.hpp"
 #include "tests/support/temporary_folder.hpp"
 #include "zirconlite/frame/bytes.hpp"
+#include "zirconlite/frame/module_state.hpp"
 #include "zirconlite/frame/window.h"
 #include "zirconlite/libraries/library_file.hpp"
 #include "zirconlite/libraries/material_library.h"
@@ -477,6 +479,62 @@ TEST_F(MaterialLibrary, AsksTheDialogWhereToConvertAndFindsAFileOfTheWorkingFold
     std::filesystem::current_path(before);
     ASSERT_NE(found, ZR_INVALID_HANDLE);
     zr_libfile_close(found);
+}
+
+/// Names that the host of a test answers with, and answers to the question whether to replace what is there.
+std::vector<std::u16string> new_names;
+std::vector<int32_t> may_replace;
+size_t names_asked, questions_asked;
+
+int32_t answer_new_name(zr_handle, int32_t kind, char16_t* name)
+{
+    EXPECT_EQ(kind, 1);
+    EXPECT_EQ(std::u16string(name), u"zr2_oak");
+    if (names_asked == new_names.size()) { return 0; }
+    const std::u16string& answer = new_names[names_asked++];
+    name[answer.copy(name, answer.size())] = 0;
+    return 1;
+}
+
+TEST_F(MaterialLibrary, AsksTheHostForANameUntilItMayReplaceWhatIsThere)
+{
+    const host_functions host({ { "host_get_new_library_name", reinterpret_cast<void*>(answer_new_name) } });
+    std::u16string support = folder.wide("");
+    zr::the_module.support_path = support.data();
+    zr_dialogs dialogs = {};
+    dialogs.message_box = [](void*, zr_handle, const char16_t*, int32_t) -> int32_t
+    { return may_replace.at(questions_asked++); };
+    zr_install_dialogs(&dialogs);
+    const struct
+    {
+        std::vector<std::u16string> names;
+        std::vector<int32_t> answers;
+        std::string file; ///< the one that is written
+    } cases[] = {
+        { { u"new" }, {}, "new" },
+        { { u"old" }, { MESSAGE_BOX_YES }, "old" },
+        { { u"old" }, { MESSAGE_BOX_CANCEL }, "" },
+        { { u"old", u"other" }, { MESSAGE_BOX_NO }, "other" },
+        { { u"old" }, { MESSAGE_BOX_NO }, "" },
+        { {}, {}, "" },
+    };
+    for (const auto& c : cases)
+    {
+        folder.write("old.mlib", "");
+        new_names = c.names;
+        may_replace = c.answers;
+        names_asked = questions_asked = 0;
+        char16_t name[ZR_PATH_CAPACITY] = {};
+        EXPECT_EQ(
+            zr_convert_material_library(nullptr, u"oak", nullptr, older_records, name), !c.file.empty());
+        EXPECT_EQ(std::u16string(name), std::u16string(c.file.begin(), c.file.end()));
+        EXPECT_EQ(names_asked, c.names.size());
+        EXPECT_EQ(questions_asked, c.answers.size());
+        EXPECT_EQ(folder.read("old.mlib").empty(), c.file != "old");
+        if (!c.file.empty()) { EXPECT_GT(folder.read(c.file + ".mlib").size(), 2000u); }
+    }
+    zr_install_dialogs(nullptr);
+    zr::the_module.support_path = nullptr;
 }
 
 } // namespace

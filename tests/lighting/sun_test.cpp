@@ -164,3 +164,31 @@ TEST_F(Sun, RoundTripsThroughItsRecord)
     EXPECT_EQ(s.doc->sun_sky->direct_azimuth, 0.5f); // the sun is not placed by angles: they stay
     EXPECT_EQ(zr_get_sunsky_data(&out, nullptr, s.doc), 0);
 }
+
+TEST_F(Sun, SettingsAreClampedToTheirRanges)
+{
+    constexpr double inf = std::numeric_limits<double>::infinity();
+    const struct
+    {
+        double given, cloudiness, size, jitter, intensity, samples;
+    } cases[] = { { -3, 0, 0, 0, 0, 1 }, { 0.5, 0.5, 0.5, 0.5, 0.5, 1 }, { 1.5, 1, 1.5, 1, 1.5, 1 },
+        { 5, 1, 2, 1, 5, 5 }, { 1e9, 1, 2, 1, 1e6, 4096 }, { inf, 0, 0, 0, 1, 4096 } };
+    for (const auto& c : cases)
+    {
+        sunlit s(30);
+        sun_sky& k = s.sky();
+        k.cloudiness = k.sun_size = c.given;
+        k.sun_jitter = k.sun_intensity = k.sky_intensity = k.direct_sun_rgb[2] = k.direct_sky_rgb[1] =
+            float(c.given);
+        k.sun_samples = std::isinf(c.given) ? 1 << 30 : int32_t(c.given);
+        zr_set_sun_and_sky(s.doc);
+        EXPECT_EQ(k.cloudiness, c.cloudiness) << c.given;
+        EXPECT_EQ(k.sun_size, c.size) << c.given;
+        EXPECT_EQ(k.sun_jitter, float(c.jitter)) << c.given;
+        for (const float f : { k.sun_intensity, k.sky_intensity, k.direct_sun_rgb[2], k.direct_sky_rgb[1] })
+        {
+            EXPECT_EQ(f, float(c.intensity)) << c.given;
+        }
+        EXPECT_EQ(k.sun_samples, int32_t(c.samples)) << c.given;
+    }
+}

@@ -151,3 +151,111 @@ TEST(Blend, EachKindGivesItsPatternAtKnownPoints)
     EXPECT_EQ(zr_get_blend_kind(unknown.whole), -1);
     EXPECT_EQ(unknown.at({ 0, 0, 0 }), 0.0);
 }
+
+TEST(Blend, TilesTooFineToSeeTurnIntoTheirMean)
+{
+    const noise_table noise;
+    std::fill_n(noise.table[0], 3 * 4096, 0.0f);
+    struct
+    {
+        const char* what;
+        float ratio;
+        vector3 point;
+        double scale, footprint[2], value;
+    } const cases[] = {
+        { "no footprint", 0.9f, { 0.95, 0.5, 0 }, 1, { 0, 0.125 }, 0 },
+        { "grout of two footprints", 0.9f, { 0.95, 0.5, 0 }, 1, { 0.125, 0.125 }, 0.75 * 0.9 },
+        { "a tile of that size", 0.9f, { 0.5, 0.5, 0 }, 1, { 0.125, 0.125 }, 0.25 + 0.75 * 0.9 },
+        { "four footprints one way", 0.9f, { 0.95, 0.5, 0 }, 1, { 0.125, 0.0625 }, 0 },
+        { "a hundredth", 0.9f, { 0.95, 0.5, 0 }, 1, { 25, 25 }, 0.9 * 0.9 },
+        { "tiles half as large", 0.9f, { 0.95, 0.5, 0 }, -2, { 0.0625, 0.0625 }, 0.75 * 0.9 },
+        { "narrow tiles", 0.2f, { 0.5, 0.5, 0 }, 1, { 0.25, 0.25 }, 0.75 * 0.2 },
+        { "no tiles", 0.0f, { 0.5, 0.5, 0 }, 1, { 1, 1 }, 0 },
+        { "the second row up is shifted", 0.9f, { 0.45, 2.5, 0 }, 1, { 0, 0 }, 0 },
+        { "and has its tile there", 0.9f, { 0.35, 2.5, 0 }, 1, { 0, 0 }, 1 },
+        { "the first row down, too", 0.9f, { 0.20, -0.5, 0 }, 1, { 0, 0 }, 0 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        pattern p(BLEND_KIND_TILE, c.ratio);
+        p.m().scale = { c.scale, c.scale, 1 };
+        p.params().tile_offset = { 0.25, 0, 0 };
+        ray r = hit_from_above();
+        std::copy_n(c.footprint, 2, r.footprint);
+        EXPECT_NEAR(blend_tile(&p.m(), &r, &c.point, nullptr), c.value, 1e-6);
+        // Half the size seen at a slant, or at twice the distance of the footprint's.
+        r.interpolated_normal = { 0.8660254037844386, 0, 0.5 };
+        for (double& f : r.footprint) { f *= 0.5; }
+        EXPECT_NEAR(blend_tile(&p.m(), &r, &c.point, nullptr), c.value, 1e-6);
+        r.interpolated_normal = { 0, 0, 1 };
+        r.footprint_slope[0] = 0.01;
+        r.raw_length = 3;
+        r.hit_t = 1;
+        r.path_length = 5;
+        EXPECT_NEAR(blend_tile(&p.m(), &r, &c.point, nullptr), c.value, 1e-6);
+    }
+    pattern soft(BLEND_KIND_TILE, 0.5f, 0.4f); // edges from 0.4 to 0.6
+    ray r = hit_from_above();
+    const vector3 corner = { 0.45, 0.5, 0 }, edge = { 0.45, 0.25, 0 };
+    EXPECT_NEAR(blend_tile(&soft.m(), &r, &corner, nullptr), (0.75 + 0.5) / 2, 1e-6);
+    EXPECT_NEAR(blend_tile(&soft.m(), &r, &edge, nullptr), 0.75, 1e-6);
+    std::fill_n(noise.table[0], 3 * 4096, 0.5f);
+    r.footprint[0] = r.footprint[1] = 1e3;
+    double n;
+    zr_noise(&edge, &n, 1);
+    EXPECT_NEAR(blend_tile(&soft.m(), &r, &edge, nullptr), 0.9 * 0.5 + 0.1 * 0.75 + 0.5 * n * 0.25, 1e-6)
+        << "an eighth of the noise dithers it";
+}
+
+TEST(Blend, AMaskIsItsPictureInTheLevelThatFits)
+{
+    pattern p(BLEND_KIND_MASK);
+    mask_source source = {};
+    p.params().mask = &source;
+    const uint8_t row[] = { 0, 100, 200, 40 }, colors[] = { 10, 30, 20, 60, 0, 50 };
+    std::vector<uint8_t> rows;
+    for (int y = 0; y < 4; ++y) { rows.insert(rows.end(), row, row + 4); }
+    bitmap* grey = zr_add_bitmap(u"grey", 4, 4, 1, rows.data());
+    struct
+    {
+        const char* what;
+        double x, scale, footprint, cosine;
+        int byte; ///< halved columns have 50 and 120, all together 85
+    } const cases[] = {
+        { "as it is", 5.3, 1, 0.1, 1, 100 },
+        { "from the end backwards", -0.2, 1, 0.1, 1, 40 },
+        { "one texel a footprint", 5.3, 1, 0.25, 1, 100 },
+        { "two", 5.3, 1, 0.5, 1, 50 },
+        { "two of a picture of half the size", 5.3, 2, 0.25, 1, 50 },
+        { "seen at a slant", 5.3, 1, 0.25, 0.25, 50 },
+        { "four", 5.7, 1, 1.0, 1, 85 },
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        source.bitmap = grey;
+        p.m().scale = { c.scale, 1, 1 };
+        ray r = hit_from_above();
+        r.interpolated_normal.z = c.cosine;
+        r.footprint[0] = c.footprint;
+        const vector3 at = { c.x, 0.4, 0 };
+        EXPECT_NEAR(blend_mask(&p.m(), &r, &at, nullptr), c.byte / 255.0, 1e-6);
+        // Coordinates of vertices that grow by 3 a metre.
+        p.m().blend_flags |= BLEND_MAPPED;
+        const evaluation_points points = { {}, {}, true, { { 0, 3, 0 }, { 3, 0, 0 } } };
+        child_context children[2] = {};
+        children[0].points = &points;
+        r.footprint[0] /= 3.0;
+        EXPECT_NEAR(blend_mask(&p.m(), &r, &at, children), c.byte / 255.0, 1e-6);
+        p.m().blend_flags = 0;
+    }
+    EXPECT_NEAR(p.neutral(), 85 / 255.0, 1e-6);
+    source.bitmap = zr_add_bitmap(u"colors", 2, 1, 3, colors);
+    ray r = hit_from_above();
+    const vector3 left = { 0.2, 0, 0 };
+    EXPECT_NEAR(blend_mask(&p.m(), &r, &left, nullptr), 30 / 255.0, 1e-6) << "its strongest channel";
+    EXPECT_NEAR(p.neutral(), 35 / 255.0, 1e-6);
+    p.params().mask = nullptr;
+    zr_free_all_bitmaps();
+}

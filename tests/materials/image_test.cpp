@@ -9,6 +9,7 @@
 #include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/opacity.hpp"
 #include "zirconlite/materials/surface_evaluation.hpp"
+#include "zirconlite/platform/heap.hpp"
 
 namespace
 {
@@ -199,4 +200,46 @@ TEST(Images, TilesRepeatOrMirrorAndBumpsFollowTheBrightness)
     }
     EXPECT_GT(moved, 30);
     EXPECT_LT(moved, 70);
+}
+
+TEST(Images, CopiesOwnTheirKeyAndOnlyOwnPixelsThatWereAskedFor)
+{
+    const uint8_t texel[] = { 7, 8, 9 };
+    for (const bool of_user : { false, true })
+    {
+        for (const int32_t wanted : { 0, 1 })
+        {
+            mat_image* image = zr_new_mat_image();
+            image->bitmap = zr_add_bitmap(u"a", 1, 1, 3, texel);
+            if (of_user)
+            {
+                image->bitmap = zr_dupe_bitmap(image->bitmap);
+                image->bitmap->flags |= BITMAP_OF_USER;
+            }
+            image->key->kind = KEY_ALPHA;
+            image->dupe_user = [](mat_image* copy) { ++copy->user_data; };
+            image->user_data = 41;
+            image->next = image;
+            mat_image* copy = zr_dupe_mat_image_ex(image, wanted);
+            ASSERT_NE(copy, nullptr);
+            EXPECT_EQ(copy->bitmap != image->bitmap, of_user || wanted) << of_user << wanted;
+            EXPECT_EQ(copy->bitmap->pixels[1], 8);
+            EXPECT_NE(copy->key, image->key);
+            EXPECT_EQ(copy->key->kind, KEY_ALPHA);
+            EXPECT_EQ(copy->user_data, 42u);
+            EXPECT_EQ(copy->next, nullptr);
+            image->bitmap = of_user ? image->bitmap : nullptr;
+            EXPECT_EQ(zr_free_mat_image(image, 0) & zr_free_mat_image(copy, 0), 1);
+        }
+    }
+    mat_image* bare = zr_new_mat_image();
+    mat_image* copy = zr_dupe_mat_image_ex(bare, 1);
+    ASSERT_NE(copy, nullptr) << "a picture that was not found";
+    EXPECT_EQ(copy->bitmap, nullptr);
+    zr_free_mat_image(copy, 0);
+    zr::platform::set_heap_gate([](size_t bytes) { return bytes != sizeof(mat_key); });
+    EXPECT_EQ(zr_dupe_mat_image_ex(bare, 1), nullptr);
+    zr::platform::set_heap_gate(nullptr);
+    zr_free_mat_image(bare, 0);
+    zr_free_all_bitmaps();
 }

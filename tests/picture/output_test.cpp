@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "tests/support/temporary_folder.hpp"
+#include "zirconlite/display/hooks.hpp"
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/frame/window.h"
@@ -205,4 +206,59 @@ TEST(Output, SavesUnderTheFormatsOwnExtension)
     given.path = std::u16string(253, u'a');
     EXPECT_EQ(zr_save_rendering(nullptr, &record, &r.view), 0) << "the extension does not fit";
     zr_install_dialogs(nullptr);
+}
+
+TEST(Output, FramesAreReadBackFromTheDisplay)
+{
+    // A display of R, G, B as light; x, line and size of the block that was asked for go into the pixels.
+    struct block
+    {
+        int32_t left, line, width, height;
+        float* pixels;
+    };
+    zr::display_functions display = {};
+    display.send_message = [](uint32_t message, uintptr_t argument, uint32_t) -> int32_t
+    {
+        const block& b = *reinterpret_cast<const block*>(argument);
+        for (int32_t i = 0; i < b.width * b.height; ++i)
+        {
+            const float rgb[3] = { float(b.line + i / b.width) / 255.0f, float(b.left + i % b.width) / 255.0f,
+                i == 0   ? 9.0f
+                : i == 1 ? -9.0f
+                         : 127.5f / 255.0f };
+            std::copy_n(rgb, 3, b.pixels + size_t(3) * i);
+        }
+        return message == 21;
+    };
+    zr::set_display_functions(&display);
+    const int32_t size[2] = { 3, 2 }, none[2] = { 0, 2 }, tall[2] = { 3, 3 };
+    ASSERT_EQ(zr_init_walkabout_frame(size), 1);
+    std::vector<uint8_t> frame(2 * 10, 77);
+    EXPECT_EQ(zr_get_walkabout_frame(size, frame.data(), 10), 1);
+    EXPECT_EQ(frame,
+        (std::vector<uint8_t>{ 255, 0, 0, 0, 1, 0, 128, 2, 0, 77, 128, 0, 1, 128, 1, 1, 128, 2, 1, 77 }));
+    EXPECT_EQ(zr_get_walkabout_frame(size, frame.data(), 8), 0) << "rows are longer";
+    EXPECT_EQ(zr_get_walkabout_frame(tall, frame.data(), 10), 0) << "larger than what was begun";
+
+    bitmap_format record = {};
+    record.write_image = keep_rows;
+    record.height = 2;
+    for (const uint32_t width : { 3u, 2u, 4u })
+    {
+        record.width = width;
+        record.alpha_mode = width == 2 ? LINE_RGBA : LINE_RGB;
+        ASSERT_EQ(zr_write_walkabout_image(&record), 1);
+        ASSERT_EQ(written.rows.size(), 2u);
+        EXPECT_EQ(written.rows[1], width == 2 ? (std::vector<uint8_t>{ 1, 0, 255, 255, 1, 1, 0, 255 })
+                                   : width == 3
+                                       ? (std::vector<uint8_t>{ 1, 0, 255, 1, 1, 0, 1, 2, 128 })
+                                       : (std::vector<uint8_t>{ 1, 0, 255, 1, 1, 0, 1, 2, 128, 1, 3, 128 }));
+    }
+    record.write_image = nullptr;
+    EXPECT_EQ(zr_write_walkabout_image(&record), 0);
+    zr::set_display_functions(nullptr);
+    EXPECT_EQ(zr_get_walkabout_frame(size, frame.data(), 10), 0) << "no display";
+    EXPECT_EQ(zr_term_walkabout_frame(), 1);
+    EXPECT_EQ(zr_get_walkabout_frame(size, frame.data(), 10), 0) << "none was begun";
+    EXPECT_EQ(zr_init_walkabout_frame(none), 0);
 }

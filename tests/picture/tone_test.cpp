@@ -313,8 +313,19 @@ TEST(Film, FixedExposuresMeterGreyAndPlainOnesComeBack)
     const double ev = zr_exposure_value(8.0, 1.0 / 125.0, 200.0);
     EXPECT_NEAR(ev, std::log2(64.0 * 125.0 / 2.0), 1e-9);
     EXPECT_EQ(zr_exposure_value(8.0, 0.0, 100.0), 0.0);
+    EXPECT_EQ(zr_exposure_value(0.0, 1.0, 100.0), 0.0);
+    EXPECT_EQ(zr_exposure_value(8.0, 1.0, -100.0), 0.0);
     ASSERT_EQ(zr_set_film_exposure(&view, 1, ev), 1);
-    EXPECT_EQ(zr_set_film_exposure(&view, 1, std::nan("")), 0);
+    for (const double refused : { std::nan(""), 32.1, -32.1 })
+    {
+        EXPECT_EQ(zr_set_film_exposure(&view, 1, refused), 0);
+    }
+    EXPECT_EQ(zr_set_film_exposure(nullptr, 1, ev), 0);
+    EXPECT_EQ(view.film_ev, float(ev));
+    render_view edge = {};
+    EXPECT_EQ(zr_set_film_exposure(&edge, 1, 32.0) & zr_set_film_exposure(&edge, 0, -32.0), 1);
+    EXPECT_EQ(edge.film_ev, -32.0f);
+    EXPECT_FALSE(edge.film_fixed);
     // What a meter of K = 12.5 reads comes out as mid-grey.
     const auto metered = float(12.5 / 100.0 * std::exp2(ev));
     float grey[3] = { metered, metered, metered };

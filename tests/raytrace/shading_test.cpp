@@ -3,6 +3,7 @@
 #include <string>
 
 #include "tests/support/scene.hpp"
+#include "zirconlite/raytrace/emission.hpp"
 #include "zirconlite/raytrace/optics.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
 
@@ -255,4 +256,69 @@ TEST(Recursion, EndsAtItsLimitsBetweenMirrorsAndInGlass)
         EXPECT_GT(counters.transmission_rays, 15u);
         EXPECT_LT(counters.transmission_rays + counters.reflection_rays, 200000u);
     }
+}
+
+TEST(Emission, OfShapesComesFromTheirLightsByKind)
+{
+    light source = {};
+    source.lumens = 6.0f;
+    source.candela = 2.0f;
+    source.area = 0.5;
+    source.dimmer = 0.5f;
+    source.fixture_scale = 4.0f;
+    for (int i = 0; i < 3; ++i)
+    {
+        source.intensity_color[i] = 10.0f * float(i + 1);
+        source.flux_color[i] = 20.0f * float(i + 1);
+        source.simple_color[i] = 0.1f * float(i + 1);
+    }
+    struct
+    {
+        const char* what;
+        int32_t kind, simple;
+        float factor, dimmer, candela;
+        double red, blue; ///< red of flux 20, intensity 10, display value 0.1; blue is three times red
+    } const cases[] = {
+        { "shape", PROPERTY_LIGHT_SHAPE, 0, 0, 0.5f, 2, 10 * 6 / M_PI * 2, 30 * 6 / M_PI * 2 },
+        { "not dimmed", PROPERTY_LIGHT_SHAPE, 0, 0, 0, 2, 10 * 6 / M_PI * 4, 30 * 6 / M_PI * 4 },
+        { "with a factor", PROPERTY_LIGHT_SHAPE, 0, 3, 0, 2, 10 * 6 / M_PI * 12, 30 * 6 / M_PI * 12 },
+        { "black", PROPERTY_LIGHT_SHAPE, 0, -1, 0.5f, 2, 0, 0 },
+        { "of no candela", PROPERTY_LIGHT_SHAPE, 0, 1, 0.5f, 0, 0, 0 },
+        { "simple shape", PROPERTY_LIGHT_SHAPE, 1, 3, 0.5f, 0, 0.1 * 6, 0.3 * 6 },
+        { "glow", PROPERTY_GLOW, 0, 3, 0.5f, 2, 20 * 6 / M_PI, 60 * 6 / M_PI },
+        { "simple glow", PROPERTY_GLOW, 1, 3, 0.5f, 2, 0.1, 0.3 },
+        { "filtered", PROPERTY_GLOW_FILTERED, 0, 3, 0.5f, 2, 20 * 6 / M_PI * 0.25, 60 * 6 / M_PI * 0.75 },
+        { "simple filtered", PROPERTY_GLOW_FILTERED, 1, 3, 0.5f, 2, 0.1 * 0.25, 0.3 * 0.75 },
+        { "luminous", PROPERTY_LUMINOUS, 0, 3, 0.5f, 2, 5, 7 },
+        { "simple luminous", PROPERTY_LUMINOUS, 1, 3, 0.5f, 2, 0.5, 0.7 },
+        { "a group", PROPERTY_GROUP, 0, 3, 0.5f, 2, 0, 0 },
+    };
+    const job_state kept = job;
+    static property_node nodes[2];
+    object_vft table = {};
+    table.get_properties = [](const scene_object*) { return nodes; };
+    scene_object object = { nullptr, &table, 0, 0 };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        source.dimmer = c.dimmer;
+        source.candela = c.candela;
+        nodes[0] = { nodes + 1, c.kind, { &source }, c.factor, { 5, 6, 7 }, { 0.5f, 0.6f, 0.7f },
+            { 0.25f, 0.5f, 0.75f }, nullptr };
+        nodes[1] = { nullptr, PROPERTY_LUMINOUS, {}, 0, { 1, 1, 1 }, { 1, 1, 1 }, {}, nullptr };
+        job.simple_colors = c.simple;
+        EXPECT_EQ(zr_set_source_initial_luminance(&object), 1);
+        surface s = {};
+        float out[3];
+        emission(&object, s, out);
+        EXPECT_NEAR(out[0], 1 + c.red, 1e-5 * c.red + 1e-6);
+        EXPECT_NEAR(out[2], 1 + c.blue, 1e-5 * c.blue + 1e-6);
+        s.luminosity = 20000.0f / 16.0f;
+        s.color[2] = 0.5f;
+        emission(&object, s, out);
+        const double own = c.simple ? 0.25 : 625.0; // 0.5 x the fourth root of a sixteenth
+        EXPECT_NEAR(out[2], 1 + c.blue + own, 1e-4) << "and of its material";
+    }
+    EXPECT_EQ(zr_set_source_initial_luminance(nullptr), 1);
+    job = kept;
 }
