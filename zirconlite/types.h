@@ -1,8 +1,8 @@
 /** @file
  *  The fixed types that every public record uses: the export mark, vectors, matrices, boxes, handles and
  *  the packed forms of normals and texture coordinates. */
-#ifndef ZIRCONLITE_FRAME_TYPES_H
-#define ZIRCONLITE_FRAME_TYPES_H
+#ifndef ZIRCONLITE_TYPES_H
+#define ZIRCONLITE_TYPES_H
 
 #include <stddef.h>
 #include <stdint.h>

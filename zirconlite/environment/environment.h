@@ -1,8 +1,8 @@
 /** @file
  *  What a ray that leaves the scene brings back: a flat colour, a gradient over altitude, the sky, pictures.
  *  A document has one record for all rays and one that reflected rays can see instead. */
-#ifndef ZIRCONLITE_LIGHTING_ENVIRONMENT_H
-#define ZIRCONLITE_LIGHTING_ENVIRONMENT_H
+#ifndef ZIRCONLITE_ENVIRONMENT_ENVIRONMENT_H
+#define ZIRCONLITE_ENVIRONMENT_ENVIRONMENT_H
 
 #include "zirconlite/types.h"
 
@@ -22,16 +22,16 @@ enum environment_mode
 /** Bits of `environment.image_flags`. */
 enum
 {
-    BACKGROUND_FIT = 0x1,
-    BACKGROUND_TILE = 0x2,
-    BACKGROUND_MIRROR = 0x4
+    BACKGROUND_FIT = 0x1,   /**< a planar picture fills the view */
+    BACKGROUND_TILE = 0x2,  /**< repeated beyond its edges */
+    BACKGROUND_MIRROR = 0x4 /**< every second tile is mirrored */
 };
 
 /** Bits of `environment.cloud_flags`. */
 enum
 {
-    CLOUDS_CUMULUS = 0x1,
-    CLOUDS_CIRRUS = 0x2,
+    CLOUDS_CUMULUS = 0x1,       /**< ellipsoids in a box above the scene */
+    CLOUDS_CIRRUS = 0x2,        /**< one flat layer */
     CLOUDS_CIRRUS_HORIZON = 0x4 /**< the cirrus also closes the band near and below the horizon */
 };
 

@@ -2,8 +2,8 @@
  *  The settings of an environment as dialogs and settings files hold them: a working copy of what a document
  * has, filled from it and stored back into it. One per process: on the host's thread, while nothing renders.
  */
-#ifndef ZIRCONLITE_LIGHTING_ENVIRONMENT_SETTINGS_H
-#define ZIRCONLITE_LIGHTING_ENVIRONMENT_SETTINGS_H
+#ifndef ZIRCONLITE_ENVIRONMENT_ENVIRONMENT_SETTINGS_H
+#define ZIRCONLITE_ENVIRONMENT_ENVIRONMENT_SETTINGS_H
 
 #include "zirconlite/types.h"
 

@@ -69,7 +69,7 @@ typedef int32_t (*host_library_callback)(const char16_t* directory, const zr_fin
 /* In the order in which the library looks them up. */
 /** Draws a line in the host's window. */
 typedef int32_t host_draw_line_function(const vector3* from, const vector3* to, int32_t color_index);
-/** One line of status text, perhaps with a leading "^". Any thread of a job. */
+/** One line of status text, perhaps with a leading "^". */
 typedef int32_t host_status_message_function(const char16_t* text);
 /** Converts a model-unit value to text (direction 0) or back (1); `text` is a buffer or an edit handle,
  *  `kind` is -1 for direction 1. */
@@ -103,7 +103,7 @@ typedef const char16_t* host_get_model_path_function(void);
 typedef zr_handle host_hwnd_function(int32_t one);
 /** The window over which dialogs open. */
 typedef zr_handle host_hwnd_parent_function(void);
-/** Has the user place a decal. Nonzero when it changed. */
+/** Has the user place a decal. The answer is not read. */
 typedef int32_t host_adjust_decal_function(void* decal);
 /** Nonzero while the host runs in the background. */
 typedef int32_t host_is_background_function(void);

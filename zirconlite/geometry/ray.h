@@ -1,8 +1,8 @@
 /** @file
  *  `ray`: one ray with its hit, its results, its weight and its recursion counters. A flat value that is
  *  copied whole to make a child ray; it lives on a worker's stack. */
-#ifndef ZIRCONLITE_RAYTRACE_RAY_H
-#define ZIRCONLITE_RAYTRACE_RAY_H
+#ifndef ZIRCONLITE_GEOMETRY_RAY_H
+#define ZIRCONLITE_GEOMETRY_RAY_H
 
 #include "zirconlite/types.h"
 
@@ -89,7 +89,8 @@ typedef struct ray
     int32_t hit_ground;        /**< 1 when the ground plane was hit */
     struct document* document; /**< the scene */
     struct render_view* view;  /**< the camera */
-    float alpha;               /**< 1 on a primary ray that ends in the background */
+    float alpha;               /**< 1 on a primary ray that ends in the background; behind clear surfaces what
+                                    they pass of it */
     uint16_t material_id;      /**< `material.id` of the hit */
     const struct ray* parent;  /**< the ray that spawned this one; NULL on primary and shadow rays */
 } ray;

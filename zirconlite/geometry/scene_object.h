@@ -27,7 +27,7 @@ typedef struct scene_object
     struct scene_object* next; /**< link in its list */
     const object_vft* vft;     /**< operations of its kind */
     uint32_t number;    /**< place in the document's object table, in order of creation from 1. 0 in an object
-                           that    a host links itself: zr_build_voxel_grid numbers those, oldest first */
+                             that a host links itself: zr_build_voxel_grid numbers those, oldest first */
     uint32_t kind_word; /**< a word of the kind's own: the `axes` of a y_face; 0 where a kind has no use */
 } scene_object;
 
@@ -45,24 +45,24 @@ enum object_type
 /** Bits of `mesh_attributes.flags`, the word that `get_flags` gives. */
 enum object_flag
 {
-    OBJECT_REVERSED = 0x2,           /**< vertex order of faces is reversed when a face is built */
-    OBJECT_THIN = 0x4,               /**< light passes as through a sheet: no refraction, no inside */
-    OBJECT_NO_DIRECT_LIGHT = 0x20,   /**< takes no direct light */
-    OBJECT_NO_SOLVER_SHADOW = 0x80,  /**< casts no shadow for the solver's shadow rays */
-    OBJECT_NO_SHADOW = 0x100,        /**< casts no shadow for the other shadow rays */
-    OBJECT_NOT_RADIOSITY = 0x200,    /**< never made a radiosity mesh */
-    OBJECT_NO_WINDOW_SHADOW = 0x400, /**< skipped by shadow rays of window lights */
-    OBJECT_NO_GROUP_SHADOW = 0x800,  /**< no shadow for lights of the group of its property 6 or 7 */
-    OBJECT_GROUP_UNLIT = 0x2000,     /**< not lit by lights of its group property */
-    OBJECT_NO_HIGHLIGHT = 0x8000,
-    OBJECT_LIGHT_SHAPE = 0x10000, /**< the visible shape of a light: property 1 */
-    OBJECT_PROPERTY_6 = 0x20000,
-    OBJECT_PROPERTY_7 = 0x40000,
-    OBJECT_PROPERTY_8 = 0x80000,
-    OBJECT_TABLE_MATERIAL = 0x100000, /**< the colour table's material is the first choice */
-    OBJECT_PLAIN_FILTER = 0x200000,   /**< its shadow filter is not scaled by the incidence term */
-    OBJECT_INNER_REFLECTION = 0x400000,
-    OBJECT_FACE_TABLE = 0x1000000 /**< the mesh has a per-face table, property 10 */
+    OBJECT_REVERSED = 0x2,              /**< vertex order of faces is reversed when a face is built */
+    OBJECT_THIN = 0x4,                  /**< light passes as through a sheet: no refraction, no inside */
+    OBJECT_NO_DIRECT_LIGHT = 0x20,      /**< takes no direct light */
+    OBJECT_NO_SOLVER_SHADOW = 0x80,     /**< casts no shadow for the solver's shadow rays */
+    OBJECT_NO_SHADOW = 0x100,           /**< casts no shadow for the other shadow rays */
+    OBJECT_NOT_RADIOSITY = 0x200,       /**< never made a radiosity mesh */
+    OBJECT_NO_WINDOW_SHADOW = 0x400,    /**< skipped by shadow rays of window lights */
+    OBJECT_NO_GROUP_SHADOW = 0x800,     /**< no shadow for lights of the group of its property 6 or 7 */
+    OBJECT_GROUP_UNLIT = 0x2000,        /**< not lit by lights of its group property */
+    OBJECT_NO_HIGHLIGHT = 0x8000,       /**< shows no highlights */
+    OBJECT_LIGHT_SHAPE = 0x10000,       /**< the visible shape of a light: property 1 */
+    OBJECT_PROPERTY_6 = 0x20000,        /**< has a property of kind PROPERTY_GROUP */
+    OBJECT_PROPERTY_7 = 0x40000,        /**< has one of kind PROPERTY_GLOW */
+    OBJECT_PROPERTY_8 = 0x80000,        /**< has one of kind PROPERTY_GLOW_FILTERED */
+    OBJECT_TABLE_MATERIAL = 0x100000,   /**< the colour table's material is the first choice */
+    OBJECT_PLAIN_FILTER = 0x200000,     /**< its shadow filter is not scaled by the incidence term */
+    OBJECT_INNER_REFLECTION = 0x400000, /**< reflects on its inner side, too */
+    OBJECT_FACE_TABLE = 0x1000000       /**< the mesh has a per-face table, property 10 */
 };
 
 /** Modes of `set_flags`. */
@@ -96,8 +96,8 @@ struct property_node
     union
     {
         struct light* light; /**< kinds 1, 6, 7 and 8 */
-        void* list;          /**< head of a decal or ripple list */
-        intptr_t count;      /**< of `faces` */
+        void* list;          /**< kinds 3, 4 and 11: head of a list of decals or ripples */
+        intptr_t count;      /**< kind 10: of `faces` */
     } payload;
     float factor;      /**< kind 1: 1.0 at first; -1 black, above 0 a factor. Kinds 7, 8: brightness */
     float radiance[3]; /**< kind 2 */
@@ -179,7 +179,8 @@ struct object_vft
     void (*set_color)(scene_object* object, const uint8_t color[4]);
     /** Gives the object, or its whole mesh, a mapping, kept by pointer. */
     void (*set_mapping)(scene_object* object, struct mapping* mapping);
-    /** 1 when the object's edges are not smoothed. */
+    /** 1 where edges of the object are seen one by one; 0 for parts of plants, between which the pixel
+     * sampler asks for fewer samples. */
     int32_t (*sharp_edges)(const scene_object* object);
     /** The record behind the attributes, equal for all faces of one mesh; NULL for kinds without one. */
     const void* (*get_identity)(const scene_object* object);

@@ -49,13 +49,13 @@ struct bitmap_format
     bitmap* (*read_image)(bitmap_format* record);  /**< a new bitmap, NULL on failure. A file that ends
                                                         within its pixels gives those it has, the rest
                                                         black, and leaves a status for zr_last_error */
-    char16_t name[32];                             /**< name of the format for dialogs, such as "JPEG" */
+    char16_t name[32];                             /**< name of the format for dialogs, such as "^JPEG" */
     char16_t extension[16];                        /**< without a dot, lower case */
     uint32_t alpha_mode;                           /**< LINE_RGB, LINE_RGBA */
     uint32_t selected_format;                      /**< the format that a dialog chose, a bitmap_format_id */
     char16_t path[256];                            /**< full path of the file */
     uint32_t width, height;                        /**< size of the picture to write, pixels */
-    uint32_t compression;                          /**< JPEG only: 100 minus the quality */
+    uint32_t compression;                          /**< JPEG only: 100 minus the quality, 0 to 100 */
     void* image;            /**< where the rows come from: the `render_view`; not owned */
     progress_bar* progress; /**< NULL none */
     int32_t (*line_source)(bitmap_format* record, line_request* request); /**< 1; 0 ends the writing */
@@ -66,7 +66,7 @@ struct bitmap_format
 struct bitmap
 {
     bitmap* next;            /**< next bitmap of the list that owns this one */
-    uint32_t flags;          /**< 0x1 pixels are allocated, 0x2 a store of at least 0x1400001 bytes */
+    uint32_t flags;          /**< a bitmap_flag, see bitmap_store.h */
     char16_t name[512];      /**< full path; the cache key */
     int32_t width, height;   /**< size of level 0, pixels */
     int32_t pixel_count;     /**< `width` x `height` */
@@ -74,7 +74,7 @@ struct bitmap
     int32_t bits_per_pixel;  /**< 24, 32 or 8 */
     int32_t pixel_format;    /**< 1 RGB, 2 RGBA, 3 grey */
     int32_t bytes_per_pixel; /**< 3, 4 or 1 */
-    float average[4];        /**< mean of level 0 per channel, 0 to 1 */
+    float average[4];        /**< the one texel of the last level, 0 to 1; grey is repeated in r, g, b */
     uint32_t store_bytes;    /**< size of the allocation behind `pixels` */
     uint8_t* pixels;         /**< level 0 first, bottom row first; room for the mipmaps behind it */
     int32_t level_count;     /**< mipmap levels, level 0 included */

@@ -13,9 +13,9 @@ ZR_EXTERN_C_BEGIN
 /** Bits of `bitmap.flags`. */
 enum bitmap_flag
 {
-    BITMAP_ALLOCATED = 0x1,
-    BITMAP_LARGE = 0x2,  /**< a store of at least 0x1400001 bytes */
-    BITMAP_LISTED = 0x4, /**< a list owns it */
+    BITMAP_ALLOCATED = 0x1, /**< `pixels` is the record's own */
+    BITMAP_LARGE = 0x2,     /**< a store of at least 0x1400001 bytes */
+    BITMAP_LISTED = 0x4,    /**< a list owns it */
     BITMAP_OF_USER =
         0x8 /**< read while bitmaps were uncached: the one image or mask that points to it owns it */
 };

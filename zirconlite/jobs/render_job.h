@@ -1,8 +1,8 @@
 /** @file
  *  The render job: one controlling thread, a pool of workers, and passes over the picture, each finer than
  *  the last. docs/render-job.md draws its states. */
-#ifndef ZIRCONLITE_RAYTRACE_RENDER_JOB_H
-#define ZIRCONLITE_RAYTRACE_RENDER_JOB_H
+#ifndef ZIRCONLITE_JOBS_RENDER_JOB_H
+#define ZIRCONLITE_JOBS_RENDER_JOB_H
 
 #include "zirconlite/display/progress.h"
 #include "zirconlite/types.h"
@@ -16,7 +16,7 @@ typedef struct render_view render_view;
 /** Bits of `render_job.flags`. */
 enum
 {
-    JOB_PREVIEW = 0x1,
+    JOB_PREVIEW = 0x1,       /**< adds to the preview of a display; refused without one */
     JOB_REGION = 0x2,        /**< render only `region` */
     JOB_HOST_FUNCTIONS = 0x8 /**< raise `host_functions_enabled` for the length of the job */
 };

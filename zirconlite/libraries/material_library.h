@@ -87,7 +87,7 @@ typedef struct older_side
     /** switches that choose a key colour */
     int32_t key_black, key_white, key_red, key_green, key_blue;
     /** @} */
-    int32_t inverts_key; /**< not 0: what differs from the key is see-through */
+    int32_t inverts_key; /**< not 0: the key gets KEY_CUTS_OUT */
     float key_tolerance; /**< 0 to 1 */
     float sand_bump;     /**< 0 none */
     float rubble_bump;   /**< strength; 0 none */

@@ -23,10 +23,10 @@ enum light_type
     LIGHT_PARALLEL = 4, /**< distant light: one direction, no position */
     LIGHT_DAYLIGHT = 5, /**< window; lighting/daylight.h says what it needs */
     LIGHT_DISK = 6,
-    LIGHT_RADIOSITY_SKY = 7,
-    LIGHT_SKY_PATCH = 8,
-    LIGHT_SKY = 9,
-    LIGHT_GROUP = 999 /**< luminaire: gives its children a colour, emits nothing itself */
+    LIGHT_RADIOSITY_SKY = 7, /**< the sky while a radiosity solver shoots it */
+    LIGHT_SKY_PATCH = 8,     /**< one of those that lt_sky_create makes */
+    LIGHT_SKY = 9,           /**< `sun_sky.sky_light` */
+    LIGHT_GROUP = 999        /**< luminaire: gives its children a colour, emits nothing itself */
 };
 
 /** Values of `light.distribution`. */
@@ -50,10 +50,10 @@ enum brightness_unit
 /** Bits of `light.flags`; the others belong to the host's editors. */
 enum light_flag
 {
-    LIGHT_SUN_SHINES = 0x4, /**< a window that the sun shines through at present */
-    LIGHT_FRAME_ALONG_NORMAL = 0x80,
-    LIGHT_KEPT = 0x800, /**< kept by zr_lights_free with `all` = 0 */
-    LIGHT_NO_HIGHLIGHT = 0x1000
+    LIGHT_SUN_SHINES = 0x4,          /**< a window that the sun shines through at present */
+    LIGHT_FRAME_ALONG_NORMAL = 0x80, /**< zr_decompose_light_matrix: the axis is `normal`, else -`normal` */
+    LIGHT_KEPT = 0x800,              /**< kept by zr_lights_free with `all` = 0 */
+    LIGHT_NO_HIGHLIGHT = 0x1000      /**< makes no highlights */
 };
 
 /** Bits of `source_sample.flags`. */
@@ -96,7 +96,7 @@ struct light
     double radius;          /**< sphere, disk, tube; 0 makes a true point or line */
     double area;            /**< m^2 */
     int32_t vertex_count;   /**< at most LIGHT_MAX_VERTICES */
-    vector3 vertices[LIGHT_MAX_VERTICES]; /**< corners of a window, world space */
+    vector3 vertices[LIGHT_MAX_VERTICES]; /**< corners of a window or an area, world space */
     char16_t name[256];                   /**< the host's name for the light */
     uint32_t host_data_size;              /**< bytes of `host_data` in use */
     unsigned char host_data[256];         /**< not read by the library; copied with the record */
@@ -119,7 +119,7 @@ struct light
     double falloff;                /**< exponent of the distance; usually 2, 0 for no attenuation */
     double shadow_strength;        /**< 0 to 1; 0 casts no shadows. A blocked shadow ray leaves 1 less it of
                                         the light, but a point whose rays are all blocked gets none */
-    double single_ray_fraction;    /**< of hosts; not read */
+    double single_ray_fraction;    /**< for shots of a radiosity solver; 0 */
     float intensity_color[3];      /**< colour x `candela` */
     float flux_color[3];           /**< colour x `lumens` */
     /** @{ */
@@ -131,7 +131,7 @@ struct light
     float sun_flux[3];                        /**< result: sunlight through a window */
     float opacity;                            /**< share of window light that is blocked, 0 to 0.999 */
     vector3 patch_directions[5];              /**< result: sample directions of a sky patch, unit vectors */
-    double azimuth, altitude;                 /**< direction of a distant light, radians */
+    double azimuth, altitude;                 /**< where a distant light is: -pi to pi, -pi/2 to pi/2 */
     float illuminance_color[3];               /**< colour x lux of a distant light */
     bounding_box world_bounds;                /**< copied from the document on insertion */
     /** @{ */
@@ -144,7 +144,7 @@ struct light
     /** where the light came from: its material and its library entry; not read when rendering */
     char16_t material_name[256], material_library[260], library_entry[256], library_path[260];
     /** @} */
-    uint32_t file_id;         /**< the host's number for the light */
+    uint32_t file_id;         /**< place of the light in a file of a solution; else the host's */
     uint32_t luminaire_flags; /**< the host's flags for a group */
     float simple_brightness;  /**< factor in simple mode */
     int32_t shadow_samples;   /**< soft shadow samples per shading point; below 1 counts as 1 */
@@ -162,6 +162,7 @@ struct light
  * clamped to its range, NaN to a neutral value. The shapes of LIGHT_AREA, LIGHT_CYLINDRICAL and LIGHT_DISK
  * cannot be made yet: a point stands in for them, which zr_last_error and host_status_message report. A
  * window takes its light from `sun_sky`, which outlives it; without one a LIGHT_DAYLIGHT is made as a sphere.
+ * A LIGHT_GROUP has `lumens` in `candela` and `intensity_color`.
  *  The caller owns it until it is inserted, and frees it with zr_light_free. NULL when memory fails. */
 ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sun_sky);
 

@@ -10,7 +10,7 @@ ZR_EXTERN_C_BEGIN
 typedef struct document document;
 typedef struct light light;
 
-/** Bits of `sun_sky.flags`. */
+/** Bits of `sun_sky.flags`; the others belong to the host's dialogs. */
 enum
 {
     SUN_BY_ANGLES = 0x1, /**< placed by `direct_azimuth` and `direct_altitude` */
@@ -118,9 +118,9 @@ ZR_API int32_t zr_get_sunsky_data(sun_sky_data* data_out, const sun_sky* sun_sky
 ZR_API int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sun_sky, document* document);
 /** @} */
 
-/** Direction of travel of the light of a sun at `azimuth` (from north, positive toward the east before
- *  noon's side, by the sign of the formula) and `altitude`, with north turned by `north`; radians.
- *  z = -sin(altitude), x = -sin(azimuth + north) r, y = -cos(azimuth + north) r. Returns 1. */
+/** Direction of travel of the light of a sun at `azimuth` (from north, positive toward the east) and
+ *  `altitude`, with north turned by `north`; radians. z = -sin(altitude), x = -sin(azimuth + north) r,
+ *  y = -cos(azimuth + north) r, with r = cos(altitude). Returns 1. */
 ZR_API int32_t zr_sun_angles_to_vector(double azimuth, double altitude, double north, vector3* vector_out);
 
 ZR_EXTERN_C_END

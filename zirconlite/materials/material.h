@@ -22,22 +22,22 @@ enum material_flag
 {
     MATERIAL_COMPLEX = 0x1,
     MATERIAL_REFLECT_FOLLOWS_COLOR = 0x10, /**< metals: `reflect_color` follows `color` */
-    MATERIAL_STORES_LUMINOSITY = 0x20,
-    MATERIAL_NO_MIRROR = 0x40,
-    MATERIAL_FLOAT_LUMINOSITY = 0x80,
-    MATERIAL_SHARP_REFLECTION = 0x100,
-    MATERIAL_SHARP_TRANSMISSION = 0x200,
-    MATERIAL_OWN_HIGHLIGHT = 0x400, /**< the highlight comes from the `own_` fields */
-    MATERIAL_STORES_OWN = 0x800
+    MATERIAL_STORES_LUMINOSITY = 0x20,     /**< its record in a library has the luminosity */
+    MATERIAL_NO_MIRROR = 0x40,             /**< mirrors nothing, whatever `reflect` is */
+    MATERIAL_FLOAT_LUMINOSITY = 0x80,      /**< its record has it as a float, older ones as an integer */
+    MATERIAL_SHARP_REFLECTION = 0x100,     /**< mirrored rays do not spread */
+    MATERIAL_SHARP_TRANSMISSION = 0x200,   /**< transmitted rays do not spread */
+    MATERIAL_OWN_HIGHLIGHT = 0x400,        /**< the highlight comes from the `own_` fields */
+    MATERIAL_STORES_OWN = 0x800            /**< its record in a library has the `own_` fields */
 };
 
 /** Bits of `complex_material.blend_flags`. */
 enum blend_flag
 {
-    BLEND_MAPPED = 0x2, /**< the pattern runs on the mapped coordinates, not on the world point */
-    BLEND_JITTER_COLOR = 0x4,
-    BLEND_JITTER_COORDINATES = 0x8,
-    BLEND_COMPILED = 0x10
+    BLEND_MAPPED = 0x2,             /**< the pattern runs on the mapped coordinates, not on the world point */
+    BLEND_JITTER_COLOR = 0x4,       /**< the colour varies from tile to tile */
+    BLEND_JITTER_COORDINATES = 0x8, /**< and the place of its pictures and patterns */
+    BLEND_COMPILED = 0x10           /**< set by library compilers for tiles and masks; not read */
 };
 
 /** The head that both forms begin with. A `material*` points to one of the two; MATERIAL_COMPLEX says which.
@@ -109,22 +109,23 @@ typedef struct simple_material
 /** Settings of a blend function; which of them count depends on the kind. */
 typedef struct blend_params
 {
-    int32_t octaves;          /**< octaves of noise, 0 to NOISE_MAX_OCTAVES */
-    uint32_t jitter_flags;    /**< bit 0 colour, bit 1 coordinates */
-    float ratio[3];           /**< share of the first child */
-    float turbulence[3];      /**< strength of the noise that disturbs the pattern, per axis */
-    float softness[3];        /**< width of the transition between the children, 0 a hard edge */
-    vector3 tile_offset;      /**< shift from each row of tiles to the next, in tiles; x counts */
-    struct mask_source* mask; /**< picture of a mask; NULL for the other kinds */
+    int32_t octaves;       /**< octaves of noise, 0 to NOISE_MAX_OCTAVES */
+    uint32_t jitter_flags; /**< not read: the BLEND_JITTER_* bits count */
+    float ratio[3];        /**< share of the first child, per axis of a tile. Of an angular blend [0] is the
+                                cosine from which it shows alone, [1] that below which it does not */
+    float turbulence[3];   /**< strength of the noise that disturbs the pattern; the first counts */
+    float softness[3];     /**< width of the transition as a part of the narrower band, 0 a hard edge */
+    vector3 tile_offset;   /**< shift from each row of tiles to the next, in tiles; x counts */
+    struct mask_source* mask;                /**< picture of a mask; NULL for the other kinds */
     vector3 color_jitter, coordinate_jitter; /**< amplitudes of the variation from tile to tile */
 } blend_params;
 
-typedef struct child_context child_context; /**< the surfaces of both children, for prepare functions */
+typedef struct child_context child_context; /**< what one of the two children is evaluated with */
 typedef struct complex_material complex_material;
 /** Share of the first child at `point`; with a null point the kind's neutral value. */
 typedef double (*blend_function)(
     const complex_material* material, struct ray* ray, const vector3* point, child_context* children);
-/** Changes the children's surfaces before they are blended. */
+/** Fills the contexts of both children before they are evaluated, such as the shift of a tile's colour. */
 typedef void (*prepare_function)(
     const complex_material* material, struct ray* ray, const vector3* point, child_context* children);
 
@@ -153,7 +154,8 @@ struct complex_material
 /** Bits of `material_entry.flags`. */
 enum
 {
-    MATERIAL_ENTRY_PRIORITY = 0x1
+    MATERIAL_ENTRY_PRIORITY =
+        0x1 /**< yields to one without it, of an object's own and its colour's material */
 };
 
 /** One material in use by a document. */

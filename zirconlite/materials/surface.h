@@ -1,7 +1,7 @@
 /** @file
  *  `surface`: what a material is at one point, the result of zr_resolve_surface. */
-#ifndef ZIRCONLITE_RAYTRACE_SURFACE_H
-#define ZIRCONLITE_RAYTRACE_SURFACE_H
+#ifndef ZIRCONLITE_MATERIALS_SURFACE_H
+#define ZIRCONLITE_MATERIALS_SURFACE_H
 
 #include "zirconlite/types.h"
 
@@ -13,12 +13,12 @@ typedef struct ray ray;
 /** Bits of `surface.flags`. */
 enum surface_flag
 {
-    SURFACE_TEXTURED = 0x1,
-    SURFACE_THIN = 0x2,
-    SURFACE_NO_MIRROR = 0x4,
-    SURFACE_SHARP_REFLECTION = 0x8,
-    SURFACE_SHARP_TRANSMISSION = 0x10,
-    SURFACE_PASS_THROUGH = 0x20, /**< transmission keeps the ray's kind; no Fresnel loss at shadows */
+    SURFACE_TEXTURED = 0x1,            /**< a picture or bump took part */
+    SURFACE_THIN = 0x2,                /**< a sheet: light passes without refraction */
+    SURFACE_NO_MIRROR = 0x4,           /**< mirrors nothing, whatever `reflect` is */
+    SURFACE_SHARP_REFLECTION = 0x8,    /**< mirrored rays do not spread */
+    SURFACE_SHARP_TRANSMISSION = 0x10, /**< transmitted rays do not spread */
+    SURFACE_PASS_THROUGH = 0x20,       /**< transmission keeps the ray's kind; no Fresnel loss at shadows */
     SURFACE_OWN_LOBE = 0x40 /**< `highlight` is the material's own exponent, not one that follows `reflect` */
 };
 

@@ -1,7 +1,7 @@
 /** @file
  *  How a host hands a polygon mesh to the library: `mesh_build` and zr_create_mesh. */
-#ifndef ZIRCONLITE_GEOMETRY_MESH_BUILD_H
-#define ZIRCONLITE_GEOMETRY_MESH_BUILD_H
+#ifndef ZIRCONLITE_MESHES_MESH_BUILD_H
+#define ZIRCONLITE_MESHES_MESH_BUILD_H
 
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/geometry/scene_object.h"
@@ -34,8 +34,8 @@ typedef struct object_descriptor
     uint32_t flags;            /**< OBJECT_* bits */
     double smooth_cosine;      /**< limit for shared vertex normals; -1.0: the document's default */
     struct mapping* mapping;   /**< NULL none; kept by pointer */
-    int32_t luminous;          /**< 1: glows with `luminous_color` */
-    float brightness;          /**< 0 to 1 */
+    int32_t luminous;          /**< 1: glows with `luminous_color` x (30001 ^ `brightness` - 1), cd/m^2 */
+    float brightness;          /**< 0 to 1; with OBJECT_PROPERTY_7 and 8 that of the glow */
     float luminous_color[3];   /**< linear, 0 to 1 */
     void *decals, *ripples;    /**< lists of decals and of `ripple` records; NULL none */
     matrix4 transform;         /**< model to world of the object */

@@ -1,8 +1,8 @@
 /** @file
  *  `y_mesh`, the plain render mesh: triangles with everything that a ray test needs worked out beforehand,
  *  over vertices that smooth faces share. */
-#ifndef ZIRCONLITE_GEOMETRY_Y_MESH_H
-#define ZIRCONLITE_GEOMETRY_Y_MESH_H
+#ifndef ZIRCONLITE_MESHES_Y_MESH_H
+#define ZIRCONLITE_MESHES_Y_MESH_H
 
 #include "zirconlite/meshes/mesh_build.h"
 

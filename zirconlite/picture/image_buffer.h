@@ -5,8 +5,8 @@
  *  Threads: while a job renders, each row has one worker as its writer, and any thread may read through
  *  zr_image_buffer_pixel_ex, which trusts only rows whose signature is set. Making and freeing a buffer is
  * for the host's thread, while no job runs. */
-#ifndef ZIRCONLITE_RAYTRACE_IMAGE_BUFFER_H
-#define ZIRCONLITE_RAYTRACE_IMAGE_BUFFER_H
+#ifndef ZIRCONLITE_PICTURE_IMAGE_BUFFER_H
+#define ZIRCONLITE_PICTURE_IMAGE_BUFFER_H
 
 #include "zirconlite/types.h"
 

@@ -4,8 +4,8 @@
  *
  *  Threads: whole pictures and walkabout frames on the host's thread. Single pixels on any thread that has a
  *  pixel cache of its own, also while a job renders. */
-#ifndef ZIRCONLITE_RAYTRACE_OUTPUT_H
-#define ZIRCONLITE_RAYTRACE_OUTPUT_H
+#ifndef ZIRCONLITE_PICTURE_OUTPUT_H
+#define ZIRCONLITE_PICTURE_OUTPUT_H
 
 #include "zirconlite/imagefiles/bitmap_format.h"
 #include "zirconlite/picture/image_buffer.h"
@@ -37,11 +37,13 @@ ZR_API int32_t zr_write_raytrace_image(bitmap_format* record);
 /** Asks for a file and writes the rendering. 1; 0 when cancelled or not written. */
 ZR_API int32_t zr_save_rendering(zr_handle window, bitmap_format* record, render_view* view);
 
-ZR_API int32_t zr_init_walkabout_frame(const int32_t size[2]); /**< 1; 0 when memory fails */
-ZR_API int32_t zr_term_walkabout_frame(void);                  /**< returns 1 */
+/** Makes room for frames of a width and height in pixels. 1; 0 for a size out of range and when memory fails.
+ */
+ZR_API int32_t zr_init_walkabout_frame(const int32_t size[2]);
+ZR_API int32_t zr_term_walkabout_frame(void); /**< frees it; returns 1 */
 /** Reads the display into rows of B, G, R bytes `row_bytes` apart. 1; 0 without a frame or display. */
 ZR_API int32_t zr_get_walkabout_frame(const int32_t size[2], uint8_t* pixels, int32_t row_bytes);
-/** Writes the frame last read. The writer's result; 0 when the record has none. */
+/** Writes what the display shows, read row by row. The writer's result; 0 when the record has none. */
 ZR_API int32_t zr_write_walkabout_image(bitmap_format* record);
 /** @{ */
 /** Write what the display shows of the model, drawn anew with `redraw`: to a file that the user picks, or to

@@ -1,8 +1,8 @@
 /** @file
  *  From pixels to rays: the six projections, the lens, the clip planes, and the mappings between directions
  *  and the pixels of light-probe and latitude-longitude pictures. */
-#ifndef ZIRCONLITE_RAYTRACE_PROJECTION_H
-#define ZIRCONLITE_RAYTRACE_PROJECTION_H
+#ifndef ZIRCONLITE_PICTURE_PROJECTION_H
+#define ZIRCONLITE_PICTURE_PROJECTION_H
 
 #include "zirconlite/types.h"
 

@@ -1,8 +1,8 @@
 /** @file
  *  From radiance to display values at read time: a power curve that follows from the scene's log-average
  *  luminance, and a capped histogram of log luminance; their inverses, the measurement, and the gamma. */
-#ifndef ZIRCONLITE_RAYTRACE_TONE_H
-#define ZIRCONLITE_RAYTRACE_TONE_H
+#ifndef ZIRCONLITE_PICTURE_TONE_H
+#define ZIRCONLITE_PICTURE_TONE_H
 
 #include "zirconlite/picture/image_buffer.h"
 #include "zirconlite/types.h"
@@ -72,7 +72,8 @@ ZR_API int32_t zr_get_raytrace_tone_op(render_view* view, image_buffer* image);
 /** The work of the above; `clear` zeroes each sampled slot and the slot to its right. */
 ZR_API int32_t measure_image(
     document* document, render_view* view, image_buffer* image, int32_t width, int32_t height, int32_t clear);
-/** Measures by shooting probe rays over the window; returns the luminance. No render may run. */
+/** Measures by shooting probe rays over the window; returns the luminance, which `brightness` has lowered; of
+ * a locked exposure that in force. No render may run. */
 ZR_API double zr_get_world_log_avg_luminance(document* document, render_view* view);
 /** The same over the picture, with the job's ray limits; stores the results in the view. Returns 1. */
 ZR_API int32_t zr_set_rt_world_log_avg_luminance(document* document, render_view* view);

@@ -1,7 +1,7 @@
 /** @file
  *  The screen frustum: first hits of primary rays by tiles of the picture. */
-#ifndef ZIRCONLITE_GEOMETRY_SCREEN_FRUSTUM_H
-#define ZIRCONLITE_GEOMETRY_SCREEN_FRUSTUM_H
+#ifndef ZIRCONLITE_SEARCH_SCREEN_FRUSTUM_H
+#define ZIRCONLITE_SEARCH_SCREEN_FRUSTUM_H
 
 #include "zirconlite/types.h"
 

@@ -1,7 +1,7 @@
 /** @file
  *  Which structure finds the hits of rays: a tree of boxes or the voxel grid. Both give the same pictures. */
-#ifndef ZIRCONLITE_GEOMETRY_SEARCH_STRUCTURE_H
-#define ZIRCONLITE_GEOMETRY_SEARCH_STRUCTURE_H
+#ifndef ZIRCONLITE_SEARCH_SEARCH_STRUCTURE_H
+#define ZIRCONLITE_SEARCH_SEARCH_STRUCTURE_H
 
 #include "zirconlite/types.h"
 

@@ -1,8 +1,8 @@
 /** @file
  *  The acceleration structure over the scene: built once before a render, read by every ray. The two-level
  * voxel grid, after which they are named, or a tree in its place. */
-#ifndef ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
-#define ZIRCONLITE_GEOMETRY_VOXEL_GRID_H
+#ifndef ZIRCONLITE_SEARCH_VOXEL_GRID_H
+#define ZIRCONLITE_SEARCH_VOXEL_GRID_H
 
 #include "zirconlite/types.h"
 

@@ -10,8 +10,8 @@
  * locale.
  *
  *  All on the host's thread, while nothing renders. */
-#ifndef ZIRCONLITE_LIGHTING_SETTINGS_FILES_H
-#define ZIRCONLITE_LIGHTING_SETTINGS_FILES_H
+#ifndef ZIRCONLITE_SETTINGS_SETTINGS_FILES_H
+#define ZIRCONLITE_SETTINGS_SETTINGS_FILES_H
 
 #include <stdio.h>
 
