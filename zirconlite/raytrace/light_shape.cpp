@@ -27,6 +27,8 @@ bool is_sphere(const light& source)
 
 } // namespace
 
+bool has_extent(const light& source) { return !is_point(source); }
+
 int32_t shape_samples(const light& source)
 {
     return is_point(source) || source.shadow_samples < 1 ? 1 : source.shadow_samples;

@@ -23,7 +23,8 @@ struct path_light
     double alpha;             ///< share of background
     double hidden_chance;     ///< luminance of what the shadow rays could have brought at most
     int32_t shadow_rays;      ///< rays towards light
-    bool has_guides;          ///< of the first surface that is neither a mirror nor clear:
+    bool left_to_chance; ///< something beside the place in the pixel: the same place could give other light
+    bool has_guides;     ///< of the first surface that is neither a mirror nor clear:
     float albedo[3], normal[3];
 };
 

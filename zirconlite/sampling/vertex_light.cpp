@@ -159,8 +159,9 @@ bool sample_luminaire(const lit_vertex& v, const light* source, const unit_pair&
         return false;
     }
     source_sample sample = {};
-    if (v.path.doc.render_flags & RENDER_SOFT_SHADOWS)
+    if ((v.path.doc.render_flags & RENDER_SOFT_SHADOWS) && has_extent(*source))
     {
+        v.path.found.left_to_chance = true;
         sample_shape(*source, r.hit_point, { at.u, at.v }, sample);
     }
     else { sample_middle(*source, r.hit_point, sample); }
@@ -189,6 +190,7 @@ void add_luminaire(const lit_vertex& v, const luminaire_sample& from, double sca
 
 void add_pick(const lit_vertex& v, const light_pick& pick, const unit_pair& at)
 {
+    v.path.found.left_to_chance |= pick.probability < 1.0;
     luminaire_sample from;
     if (sample_luminaire(v, pick.source, at, from)) { add_luminaire(v, from, 1.0 / pick.probability); }
 }
@@ -208,6 +210,7 @@ void add_resampled(const lit_vertex& v, const unit_pair& choice, const unit_pair
     {
         const double u = (choice.u + i) / count; // one in each part, so that candidates differ
         const light_pick pick = pick_placed_light(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, u);
+        v.path.found.left_to_chance |= pick.probability < 1.0;
         if (!sample_luminaire(v, pick.source, at, samples[found])) { continue; }
         weights[found] = luminance(samples[found].given) / pick.probability;
         sum += weights[found++];
@@ -244,6 +247,7 @@ void add_sun(const lit_vertex& v)
     sample.u = sample.v = 0.5;
     if ((d.render_flags & RENDER_SOFT_SHADOWS) && sun_light.disc_size != 0.0f)
     {
+        v.path.found.left_to_chance = true;
         const unit_pair at = numbers(v, pair_sun);
         const square_point on_disc = square_to_disc({ at.u, at.v });
         sample.u = on_disc.u;
@@ -264,6 +268,7 @@ void add_sun(const lit_vertex& v)
 void add_sky_side(const lit_vertex& v, bool back, double share)
 {
     const vector3 normal = back ? -v.path.r.shading_normal : v.path.r.shading_normal;
+    v.path.found.left_to_chance = true;
     unit_pair at = numbers(v, pair_sky);
     // Half of the pair chooses between the two ways to sample: each half is as even as the whole.
     const bool has_spots = sky_light_has_bright_spots(), draws = has_spots && at.u < 0.5;
