@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Makes courtyard.glb and lanterns.glb: an arcaded court in the evening.
 
-Everything is our own and comes from the numbers below. Space here is z up and in metres; glTF wants y up,
-so points are turned when they are written. Run in this folder.
+Everything is our own and comes from the numbers below, z up and in metres. Run in this folder.
 """
-import json
 import math
-import struct
-from array import array
+import pathlib
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
+from glb import Mesh, curve, placed, ring, unit, write_glb  # noqa: E402
 
 BAY = 2.4          # column axis to column axis
 HALF = 6.0         # half the side of the court, to the column axes
@@ -17,131 +18,6 @@ ARCH = 1.05        # their radius
 TOP = 4.9          # of the arcade's wall
 WALL = 0.36        # its thickness
 TILE = 0.6
-
-
-class Mesh:
-    """Triangles by material, each vertex with its normal."""
-
-    def __init__(self, name):
-        self.name = name
-        self.parts = {}
-
-    def part(self, material):
-        return self.parts.setdefault(material, {"p": array("f"), "n": array("f"), "i": array("I")})
-
-    def vertex(self, part, p, n):
-        part["p"].extend((p[0], p[2], -p[1]))
-        part["n"].extend((n[0], n[2], -n[1]))
-        return len(part["p"]) // 3 - 1
-
-    def flat(self, material, corners):
-        """A convex polygon with its own normal."""
-        a, b, c = corners[0], corners[1], corners[2]
-        u = [b[i] - a[i] for i in range(3)]
-        v = [c[i] - a[i] for i in range(3)]
-        n = unit([u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]])
-        part = self.part(material)
-        ids = [self.vertex(part, p, n) for p in corners]
-        for k in range(1, len(ids) - 1):
-            part["i"].extend((ids[0], ids[k], ids[k + 1]))
-
-    def box(self, material, low, high):
-        x0, y0, z0 = low
-        x1, y1, z1 = high
-        c = [(x, y, z) for z in (z0, z1) for y in (y0, y1) for x in (x0, x1)]
-        for f in ((0, 2, 3, 1), (4, 5, 7, 6), (0, 1, 5, 4), (2, 6, 7, 3), (0, 4, 6, 2), (1, 3, 7, 5)):
-            self.flat(material, [c[k] for k in f])
-
-    def grid(self, material, rows, columns, point, wrap_rows=False, wrap_columns=False):
-        """A smooth surface point(r, c); normals from its neighbours."""
-        part = self.part(material)
-        pts = [[point(r, c) for c in range(columns)] for r in range(rows)]
-        first = len(part["p"]) // 3
-
-        def at(r, c):
-            r = r % rows if wrap_rows else min(max(r, 0), rows - 1)
-            c = c % columns if wrap_columns else min(max(c, 0), columns - 1)
-            return pts[r][c]
-
-        def normal(r, c, inward=0):
-            u = [at(r + 1, c)[i] - at(r - 1, c)[i] for i in range(3)]
-            v = [at(r + inward, c + 1)[i] - at(r + inward, c - 1)[i] for i in range(3)]
-            return [v[1] * u[2] - v[2] * u[1], v[2] * u[0] - v[0] * u[2], v[0] * u[1] - v[1] * u[0]]
-
-        for r in range(rows):
-            for c in range(columns):
-                n = normal(r, c)
-                if math.hypot(*n) < 1e-12:  # a pole: its ring is one point, so the next ring says how it lies
-                    inward = 1 if r == 0 else -1
-                    n = [sum(normal(r, k, inward)[i] for k in range(columns)) for i in range(3)]
-                self.vertex(part, pts[r][c], unit(n))
-        for r in range(rows if wrap_rows else rows - 1):
-            for c in range(columns if wrap_columns else columns - 1):
-                a = first + r * columns + c
-                b = first + r * columns + (c + 1) % columns
-                d = first + (r + 1) % rows * columns + c
-                e = first + (r + 1) % rows * columns + (c + 1) % columns
-                if pts[r][c] != at(r, c + 1):
-                    part["i"].extend((a, b, e))
-                if pts[(r + 1) % rows][c] != at(r + 1, c + 1):
-                    part["i"].extend((a, e, d))
-
-    def lathe(self, material, profile, segments, centre=(0.0, 0.0, 0.0), wave=None):
-        """Turns (radius, height) pairs, from below to above on the outside, about the vertical."""
-        turn = [(math.cos(2 * math.pi * c / segments), math.sin(2 * math.pi * c / segments)) for c in range(segments)]
-
-        first = 0
-        for last in creases(profile) + [len(profile) - 1]:
-            run = range(first, last + 1)
-
-            def point(r, c):
-                radius, z = profile[run[r]]
-                if wave:
-                    z += wave(run[r], radius)
-                return (centre[0] + radius * turn[c][0], centre[1] + radius * turn[c][1], centre[2] + z)
-
-            self.grid(material, len(run), segments, point, False, True)
-            first = last
-
-    def triangles(self):
-        return sum(len(p["i"]) // 3 for p in self.parts.values())
-
-
-def unit(v):
-    length = math.hypot(*v)
-    return [c / length for c in v] if length > 0 else [0.0] * (len(v) - 1) + [1.0]
-
-
-def creases(profile):
-    """Points at which a profile turns by more than 35 degrees: the surface has an edge there."""
-    out = []
-    for k in range(1, len(profile) - 1):
-        a = unit([profile[k][i] - profile[k - 1][i] for i in range(2)])
-        b = unit([profile[k + 1][i] - profile[k][i] for i in range(2)])
-        if a[0] * b[0] + a[1] * b[1] < math.cos(math.radians(35)):
-            out.append(k)
-    return out
-
-
-def curve(points, steps):
-    """A smooth line through (radius, height) pairs: Catmull-Rom with its ends repeated."""
-    out = []
-    q = [points[0]] + points + [points[-1]]
-    for k in range(1, len(q) - 2):
-        for s in range(steps):
-            t = s / steps
-            out.append(tuple(
-                0.5 * (2 * q[k][i] + (q[k + 1][i] - q[k - 1][i]) * t
-                       + (2 * q[k - 1][i] - 5 * q[k][i] + 4 * q[k + 1][i] - q[k + 2][i]) * t * t
-                       + (3 * q[k][i] - q[k - 1][i] - 3 * q[k + 1][i] + q[k + 2][i]) * t ** 3)
-                for i in range(2)))
-    out.append(points[-1])
-    return [(max(r, 0.0), z) for r, z in out]
-
-
-def ring(radius, z, width, steps=8):
-    """A half-round moulding that bulges from `radius`."""
-    return [(radius + width * math.sin(math.pi * k / steps), z + 2 * width * k / steps) for k in range(steps + 1)]
 
 
 def column():
@@ -372,67 +248,6 @@ MATERIALS = {
 }
 
 
-def write_glb(path, meshes, nodes):
-    binary, views, accessors, gltf_meshes = bytearray(), [], [], []
-    names = sorted({material for m in meshes for material in m.parts})
-
-    def view(data, target):
-        while len(binary) % 4:
-            binary.append(0)
-        views.append({"buffer": 0, "byteOffset": len(binary), "byteLength": len(data), "target": target})
-        binary.extend(data)
-        return len(views) - 1
-
-    for m in meshes:
-        primitives = []
-        for material in sorted(m.parts):
-            p = m.parts[material]
-            count = len(p["p"]) // 3
-            low = [min(p["p"][i::3]) for i in range(3)]
-            high = [max(p["p"][i::3]) for i in range(3)]
-            accessors.append({"bufferView": view(struct.pack("<%df" % len(p["p"]), *p["p"]), 34962), "componentType": 5126,
-                              "count": count, "type": "VEC3", "min": low, "max": high})
-            accessors.append({"bufferView": view(struct.pack("<%df" % len(p["n"]), *p["n"]), 34962), "componentType": 5126,
-                              "count": count, "type": "VEC3"})
-            short = count < 65535
-            accessors.append({"bufferView": view(struct.pack("<%d%s" % (len(p["i"]), "H" if short else "I"), *p["i"]), 34963),
-                              "componentType": 5123 if short else 5125, "count": len(p["i"]), "type": "SCALAR"})
-            primitives.append({"attributes": {"POSITION": len(accessors) - 3, "NORMAL": len(accessors) - 2},
-                               "indices": len(accessors) - 1, "material": names.index(material)})
-        gltf_meshes.append({"name": m.name, "primitives": primitives})
-
-    materials, extensions = [], []
-    for name in names:
-        d = MATERIALS[name]
-        entry = {"name": name, "pbrMetallicRoughness": {"baseColorFactor": [*d["color"], 1.0],
-                 "metallicFactor": d.get("metal", 0.0), "roughnessFactor": d["rough"]}}
-        if "transmission" in d:
-            entry["extensions"] = {"KHR_materials_transmission": {"transmissionFactor": d["transmission"]}}
-            extensions = ["KHR_materials_transmission"]
-        if "emissive" in d:
-            entry["emissiveFactor"] = list(d["emissive"])
-        materials.append(entry)
-
-    gltf_nodes = []
-    for mesh, x, y, z, angle in nodes:
-        half = math.radians(angle) / 2
-        gltf_nodes.append({"mesh": mesh, "name": meshes[mesh].name, "translation": [x, z, -y],
-                           "rotation": [0, math.sin(half), 0, math.cos(half)]})
-    document = {"asset": {"version": "2.0", "generator": "make_courtyard.py"}, "scene": 0,
-                "scenes": [{"nodes": list(range(len(nodes)))}], "nodes": gltf_nodes, "meshes": gltf_meshes,
-                "materials": materials, "accessors": accessors, "bufferViews": views, "buffers": [{"byteLength": len(binary)}]}
-    if extensions:
-        document["extensionsUsed"] = extensions
-    text = json.dumps(document, separators=(",", ":")).encode()
-    text += b" " * (-len(text) % 4)
-    binary += b"\0" * (-len(binary) % 4)
-    document_bytes = struct.pack("<II", len(text), 0x4E4F534A) + text + struct.pack("<II", len(binary), 0x004E4942) + binary
-    with open(path, "wb") as out:
-        out.write(struct.pack("<III", 0x46546C67, 2, 12 + len(document_bytes)) + document_bytes)
-    total = sum(meshes[n[0]].triangles() for n in nodes)
-    print("%s: %d triangles in the scene, %d bytes" % (path, total, 12 + len(document_bytes)))
-
-
 def main():
     court = Mesh("court")
     floor(court)
@@ -452,9 +267,10 @@ def main():
     nodes += [(2, HALF, y, 0, -90) for y in middles]
     nodes += [(3, x, y, 0, 40 * k) for k, (x, y) in enumerate(((-4.6, 4.4), (4.6, 4.4), (-4.6, -3.2), (4.6, -3.2)))]
     nodes += [(4, -4.75, 0.6, 0, 90), (4, 4.75, 0.6, 0, 90)]
-    write_glb("courtyard.glb", meshes, nodes)
+    write_glb("courtyard.glb", meshes, [placed(*n) for n in nodes], MATERIALS, "make_courtyard.py")
     lamps = [lantern()]
-    write_glb("lanterns.glb", lamps, [(0, x, y, 2.75, 0) for x, y in ((-3.6, 7.3), (3.6, 7.3), (7.3, 2.4), (-7.3, 2.4))])
+    write_glb("lanterns.glb", lamps, [placed(0, x, y, 2.75) for x, y in ((-3.6, 7.3), (3.6, 7.3), (7.3, 2.4), (-7.3, 2.4))],
+              MATERIALS, "make_courtyard.py")
 
 
 if __name__ == "__main__":
