@@ -86,6 +86,17 @@ TEST_F(Library, NewFilesAreAHeaderAndARoot)
     const std::map<size_t, uint32_t> values = { { 0, 1268 }, { 132, 4 }, { 136, 0 }, { 140, 1268 },
         { 144, 0 } };
     for (const auto& [at, value] : values) { EXPECT_EQ(u32(at), value) << at; }
+
+    // Of the files that are there only an empty one becomes a library, and only by who may write.
+    for (const std::string before : { "", "x" })
+    {
+        folder.write("a.mlib", before);
+        ASSERT_EQ(zr_libfile_close(zr_matfile_open(path.c_str(), read_write, 0, LIBRARY_OPEN_EXISTING)), 1);
+        EXPECT_EQ(bytes().size(), before.empty() ? 1288u : 1u);
+    }
+    folder.write("a.mlib", "");
+    zr_libfile_close(zr_matfile_open(path.c_str(), LIBRARY_READ, LIBRARY_SHARE_READ, LIBRARY_OPEN_EXISTING));
+    EXPECT_EQ(bytes(), "");
 }
 
 TEST_F(Library, KeysLeadToNodesInOrder)
@@ -369,6 +380,13 @@ TEST_F(Library, ValuesAreLittleEndianAndEndWithTheFile)
     const std::vector<uint8_t> large(100000);
     EXPECT_EQ(zr_file_add_chunk(file, LIBRARY_CHUNK_PAYLOAD, large.data(), 0, 100000), 0u);
     zr::platform::set_heap_gate(nullptr);
+    zr_libfile_cancel(file);
+
+    file = make();
+    auto* lib = static_cast<zr::library_file*>(file);
+    lib->size = zr::library_max_bytes - 3;
+    EXPECT_EQ(zr_file_set_position(file, lib->size) & zr_file_write_dword(file, 1), 0);
+    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_LIMIT) << "it would end at 4 GiB";
     zr_libfile_cancel(file);
 
     const zr_handle none = ZR_INVALID_HANDLE;

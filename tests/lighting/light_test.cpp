@@ -256,9 +256,11 @@ TEST(Light, ADistantLightHasItsLuxAndItsSharpnessFromTheDisc)
     l.azimuth = 0.0;
     l.altitude = M_PI / 2.0;
     l.world_bounds = { { 0, 0, 0 }, { 4, 5, 2 } };
+    l.filter[2] = 0.25f;
     const owned_light made(l);
     EXPECT_NEAR(made->illuminance_color[0], 6250.0, 1e-2); // 0.5^4 x 100000
-    EXPECT_NEAR(made->lumens, 6250.0 * 20.0, 1.0);         // over a base of 4 by 5
+    EXPECT_NEAR(made->illuminance_color[2], 0.25 * 6250.0, 1e-2);
+    EXPECT_NEAR(made->lumens, 6250.0 * 20.0, 1.0); // over a base of 4 by 5
     EXPECT_NEAR(made->normal.z, -1.0, 1e-9);
     EXPECT_EQ(made->falloff, 0.0);
 

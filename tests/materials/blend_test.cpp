@@ -126,7 +126,13 @@ TEST(Blend, EachKindGivesItsPatternAtKnownPoints)
         p.m().children[1]->flags |= MATERIAL_SHARP_REFLECTION;
         blended(p.whole).params.turbulence[0] = 0.0f;
         if (c.kind == BLEND_KIND_CLEAR_FINISH) { simple(p.m().children[1]).ior = 1.5f; }
+        static int evaluated;
+        evaluated = 0;
+        const double up[3] = { 0, 0, 1 };
+        zr_add_bump(p.m().children[1], 1, up, up, 0.0, up, 1.0);
+        simple(p.m().children[1]).bumps->function = [](const vector3*, vector3*, double) { ++evaluated; };
         EXPECT_NEAR(p.at(c.point), c.value, 1e-6);
+        EXPECT_EQ(evaluated, c.value < 1 ? 1 : 0) << "what does not show is not worked out";
         EXPECT_NEAR(p.neutral(), c.neutral, 1e-6);
         EXPECT_EQ(zr_get_blend_kind(p.whole), c.kind);
         EXPECT_EQ(p.m().has_own_pattern, c.kind < BLEND_KIND_BLEND);

@@ -214,7 +214,6 @@ bool search_list(
 {
     size_t low = 0, high = list.live.count;
     char16_t text[ZR_NAME_CAPACITY];
-    *is_match = false;
     while (low < high)
     {
         const size_t middle = (low + high) / 2;
@@ -229,7 +228,7 @@ bool search_list(
     }
     *index = low;
     uint32_t stored = 0;
-    *is_match = *is_match && low < list.live.count; // the last comparison that lowered `high` was with `low`
+    *is_match = low < list.live.count && *is_match; // the last comparison that lowered `high` was with `low`
     return !*is_match || (zr::read_u32_at(lib, uint64_t(list.live[low].node) + name_place, &stored) &&
                              stored == list.live[low].name);
 }
