@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "tests/support/scene.hpp"
+#include "zirconlite/lighting/daylight.h"
 #include "zirconlite/lighting/sun_almanac.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
 #include "zirconlite/lighting/sun_tables.hpp"
@@ -190,5 +191,65 @@ TEST_F(Sun, SettingsAreClampedToTheirRanges)
             EXPECT_EQ(f, float(c.intensity)) << c.given;
         }
         EXPECT_EQ(k.sun_samples, int32_t(c.samples)) << c.given;
+    }
+}
+
+TEST_F(Sun, FollowsTheClockAndItsDistance)
+{
+    // An orbit of eccentricity 0.0167: nearest on 3 January, farthest on 4 July, at its mean about 4 April.
+    const struct
+    {
+        int32_t day;
+        double square;
+    } cases[] = { { 2, 1 / (0.9833 * 0.9833) }, { 93, 1.0 }, { 184, 1 / (1.0167 * 1.0167) } };
+    for (const auto& c : cases)
+    {
+        test::scene s;
+        s.doc->sun_sky_flags = SUN_SKY_SUN;
+        sun_sky& k = *s.doc->sun_sky;
+        k.day_of_year = c.day;
+        k.latitude = 10.0;
+        k.longitude = 20.0;
+        k.time_zone = 1.0;
+        k.local_minutes = 660;
+        zr_set_sun_and_sky(s.doc);
+        const angles expected = sun_at(660, c.day, 1.0, 10.0, 20.0);
+        EXPECT_NEAR(k.altitude / degree, expected.altitude_deg, 1e-6);
+        EXPECT_NEAR(k.azimuth / degree, expected.azimuth_deg, 1e-6);
+        const double clear = 128000.0 * std::exp(-0.21 / std::sin(k.altitude));
+        EXPECT_NEAR(k.sun_strength / clear, c.square, 0.002) << c.day;
+        k.daylight_saving = 1;
+        k.local_minutes = 720;
+        zr_set_sun_and_sky(s.doc);
+        EXPECT_NEAR(k.altitude / degree, expected.altitude_deg, 1e-6);
+        s.doc->light_model = LIGHT_MODEL_FAST;
+        zr_set_sun_and_sky(s.doc);
+        EXPECT_NEAR(k.sun_strength, clear, 1e-9 * clear);
+    }
+    EXPECT_EQ(lt_daylight_test(), 1);
+}
+
+TEST_F(Sun, ItsSamplesFillTheDisc)
+{
+    sunlit s(30);
+    s.sky().sun_size = 1.0;
+    zr_set_sun_and_sky(s.doc);
+    const light& sky = *s.sky().sky_light;
+    const vector3 origin = {}, towards = -s.sky().sun_direction;
+    for (const bool soft : { true, false })
+    {
+        s.doc->render_flags = soft ? uint32_t(RENDER_SOFT_SHADOWS) : 0u;
+        vector3 sum = {};
+        for (const double u : { 0.0, 0.25, 0.5, 1.0 })
+        {
+            source_sample sample = {};
+            sample.u = u;
+            sample.v = 0.5;
+            sky.sample(&sky, &origin, &sample, 1);
+            const double off = soft ? std::atan(2.0 * std::fabs(u - 0.5) / 5.0) : 0.0;
+            EXPECT_NEAR(std::acos(std::fmin(dot(sample.direction, towards), 1.0)), off, 1e-6);
+            if (u == 0.0 || u == 1.0) { sum += sample.direction; }
+        }
+        EXPECT_NEAR(length(normalized(sum) - towards), 0.0, 1e-9) << "evenly to both sides";
     }
 }

@@ -6,8 +6,10 @@
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/materials/blend.h"
 #include "zirconlite/materials/bumps.h"
+#include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/material_list.hpp"
 #include "zirconlite/materials/surface.h"
+#include "zirconlite/platform/heap.hpp"
 
 namespace
 {
@@ -82,8 +84,21 @@ TEST(Material, ACopySharesNothingWithItsSource)
         b->next = simple(leaf).bumps;
         simple(leaf).bumps = b;
     }
-    material* copy = dupe_material(top);
-    ASSERT_NE(copy, nullptr);
+    simple(leaf).images = zr_new_mat_image();
+    blended(top).params.mask = static_cast<mask_source*>(zr_calloc(1, sizeof(mask_source)));
+    blended(top).params.mask->references = 1;
+    // Whichever request fails, what was copied so far goes and the source stays whole.
+    static int requests_left;
+    material* copy = nullptr;
+    for (int granted = 0; !copy; ++granted)
+    {
+        ASSERT_LT(granted, 40);
+        requests_left = granted;
+        zr::platform::set_heap_gate([](size_t) { return requests_left-- > 0; });
+        copy = dupe_material(top);
+        zr::platform::set_heap_gate(nullptr);
+        EXPECT_EQ(blended(top).params.mask->references, copy ? 2 : 1);
+    }
     free_material(top); // under the address checks a shared block shows here or below
 
     EXPECT_EQ(copy->parent, nullptr);
@@ -98,6 +113,8 @@ TEST(Material, ACopySharesNothingWithItsSource)
     EXPECT_EQ(simple(copied_leaf).bumps->strength, 2.0);
     EXPECT_EQ(simple(copied_leaf).bumps->next->strength, 1.0);
     EXPECT_EQ(simple(copied_leaf).bumps->next->next, nullptr);
+    EXPECT_NE(simple(copied_leaf).images, nullptr);
+    EXPECT_EQ(blended(copy).params.mask->references, 1);
     EXPECT_EQ(free_material(copy), 1);
     EXPECT_EQ(dupe_material(nullptr), nullptr);
 }

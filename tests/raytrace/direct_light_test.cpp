@@ -5,6 +5,7 @@
 #include "tests/support/scene.hpp"
 #include "zirconlite/lighting/sun_sky.h"
 #include "zirconlite/picture/gamma_tables.hpp"
+#include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
 #include "zirconlite/search/ray_search.hpp"
 
@@ -537,4 +538,118 @@ TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
                 s.radiance({ 1, 2, 1 }, { 0, 0, -1 }), share * fast * c.grey / M_PI, 1e-3 * share * fast);
         }
     }
+}
+
+TEST(DirectLight, TheSunHasAHighlightOfItsOwn)
+{
+    // A sun in the south, seen in a floor that mirrors four tenths. The highlight has the sharpness and the
+    // strength of a disc: exponents and shares grow with that of the surface.
+    const struct
+    {
+        float highlight;
+        double off_deg, exponent, share;
+    } cases[] = { { 250, 0, 778.375, 250 / 301.0 }, { 250, 2, 778.375, 250 / 301.0 },
+        { 50, 8, 25, 50 / 301.0 }, { 1000, 0.5, 146629, 1 }, { 1, 0, 0, 0 } };
+    for (const int32_t model : both_models)
+    {
+        for (const auto& c : cases)
+        {
+            SCOPED_TRACE(testing::Message() << c.highlight << ", " << c.off_deg << " degrees off");
+            test::scene s(model);
+            test::mesh floor;
+            floor.look = s.look(
+                [&](simple_material& m)
+                {
+                    m.diffuse_share = 0.6f;
+                    m.highlight = c.highlight;
+                });
+            floor.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
+            ASSERT_TRUE(s.add(floor));
+            s.doc->sun_sky_flags = SUN_SKY_SUN | SUN_SKY_INDIRECT;
+            sun_sky& k = *s.doc->sun_sky;
+            k.flags = SUN_BY_ANGLES | SUN_RGB_COLORS;
+            k.direct_azimuth = float(M_PI);
+            const double altitude = M_PI / 4 + c.off_deg * M_PI / 180;
+            k.direct_altitude = float(altitude);
+            k.sky_intensity = 0.0f;
+            ASSERT_TRUE(s.prepare());
+            const double shine =
+                4.0 * c.share * c.share * std::pow(std::cos(c.off_deg * M_PI / 180), c.exponent);
+            const double wanted = k.sun_strength * (0.6 * std::sin(altitude) / M_PI + (c.share ? shine : 0));
+            EXPECT_NEAR(s.radiance({ 0, 1, 1 }, { 0, -1, -1 }), wanted, 2e-3 * wanted);
+        }
+    }
+}
+
+TEST(DirectLight, PassesThroughTranslucentSheetsFromBehind)
+{
+    for (const int32_t model : both_models)
+    {
+        for (const bool by_sun : { false, true })
+        {
+            test::scene s(model);
+            test::mesh sheet;
+            sheet.flags = OBJECT_THIN;
+            sheet.look = s.look(
+                [](simple_material& m)
+                {
+                    m.opacity = 0.25f;
+                    m.translucent_share = 1.0f;
+                    std::fill_n(m.color, 3, 0.5f);
+                    std::fill_n(m.translucent_color, 3, 0.5f);
+                });
+            sheet.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
+            ASSERT_TRUE(s.add(sheet));
+            if (by_sun)
+            {
+                s.doc->sun_sky_flags = SUN_SKY_SUN | SUN_SKY_INDIRECT;
+                s.doc->sun_sky->flags = SUN_BY_ANGLES | SUN_RGB_COLORS;
+                s.doc->sun_sky->direct_altitude = float(M_PI / 6);
+                s.doc->sun_sky->sky_intensity = 0.0f;
+            }
+            else { s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f)); }
+            ASSERT_TRUE(s.prepare());
+            const double lux = by_sun ? s.doc->sun_sky->sun_strength * 0.5 : 25.0;
+            EXPECT_NEAR(
+                s.radiance({ 0.02, 0.01, -0.1 }, { -0.02, -0.01, 0.1 }), 0.75 * 0.5 * lux / M_PI, 1e-3 * lux)
+                << model << by_sun;
+            EXPECT_NEAR(
+                s.radiance({ 0.02, 0.01, 0.1 }, { -0.02, -0.01, -0.1 }), 0.25 * 0.5 * lux / M_PI, 1e-3 * lux)
+                << model << by_sun;
+        }
+    }
+}
+
+TEST(DirectLight, FastSunSamplesAreStrataOfTheDiscWithNoise)
+{
+    test::scene s(LIGHT_MODEL_FAST);
+    s.doc->sun_sky_flags = SUN_SKY_SUN;
+    s.doc->render_flags = RENDER_SOFT_SHADOWS;
+    s.doc->sun_sky->sun_size = 1.0;
+    s.doc->sun_sky->sun_jitter = 0.0f;
+    ASSERT_TRUE(s.prepare());
+    ray r = s.eye_ray({ 0, 0, 1 }, { 0, 0, -1 });
+    bool differs = false;
+    for (int i = 0; i < 50; ++i)
+    {
+        r.pixel[0] = 3.0 * i;
+        r.stratum[0] = 0.4;
+        r.stratum[1] = -0.2;
+        light_candidate c = {};
+        place_sun_sample(*s.doc, r, c, 0);
+        EXPECT_NEAR(c.sample.u, 0.7, 1e-12);
+        EXPECT_NEAR(c.sample.v, 0.4, 1e-12);
+        for (int ray_number = 1; ray_number < 4; ++ray_number)
+        {
+            place_sun_sample(*s.doc, r, c, ray_number);
+            EXPECT_NEAR(c.sample.u, 0.9, 0.125) << "within a quarter of the disc";
+            EXPECT_NEAR(c.sample.v, 0.3, 0.125);
+            differs |= std::fabs(c.sample.u - 0.9) > 0.06 && std::fabs(c.sample.v - 0.3) > 0.06;
+        }
+    }
+    EXPECT_TRUE(differs);
+    s.doc->render_flags = 0;
+    light_candidate middle = {};
+    place_sun_sample(*s.doc, r, middle, 1);
+    EXPECT_EQ(middle.sample.u + middle.sample.v, 1.0);
 }

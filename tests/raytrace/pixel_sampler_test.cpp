@@ -236,3 +236,28 @@ TEST(PixelSampler, BrightSamplesAreSoftened)
     // 0.375 of the pixel: 500 + (0.375 (500 + 99500 ^ 0.95) - 500) ^ (1 / 0.95)
     EXPECT_NEAR(seen[2][2], 35379.0, 30.0);
 }
+
+TEST(PixelSampler, TheDepthsOfCornersAreKeptWhereAHostAsksForThem)
+{
+    picture p;
+    test::mesh slope; // rises by 0.1 a row up to 10 m below the eye; behind its edge at 3.5 nothing
+    slope.quad({ -1, -5, -0.5 }, { 3.5, -5, -0.5 }, { 3.5, 15, 1.5 }, { -1, 15, 1.5 });
+    ASSERT_TRUE(p.add(slope) && p.prepare());
+    float depth[height][width];
+    const int32_t size[2] = { width, height };
+    for (const int32_t enable : { 1, 0 })
+    {
+        std::fill_n(depth[0], height * width, -5.0f);
+        zr_init_ray_z_buffer(enable, depth[0], size);
+        p.sample_all(3, 0.1);
+        for (int y = 0; y < height; ++y)
+        {
+            for (int x = 0; x < width; ++x) // the upper left corner of each
+            {
+                const double hit = x <= 3 ? 10.0 - 0.1 * (y + 1) : 1e12;
+                EXPECT_NEAR(depth[y][x], enable ? hit : -5.0, 1e-4 * (1 + hit)) << x << " " << y;
+            }
+        }
+    }
+    zr_init_ray_z_buffer(0, nullptr, size);
+}

@@ -3,6 +3,8 @@
 #include <string>
 
 #include "tests/support/scene.hpp"
+#include "zirconlite/picture/projection.h"
+#include "zirconlite/picture/tone.h"
 #include "zirconlite/raytrace/emission.hpp"
 #include "zirconlite/raytrace/optics.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
@@ -321,4 +323,76 @@ TEST(Emission, OfShapesComesFromTheirLightsByKind)
     }
     EXPECT_EQ(zr_set_source_initial_luminance(nullptr), 1);
     job = kept;
+}
+
+TEST(Glass, LosesLightByTheLengthOfItsPath)
+{
+    const struct
+    {
+        float attenuation;
+        double thickness, kept;
+    } cases[] = { { 0, 2, 1 }, { 0.5f, 1, 0.5 }, { 0.5f, 2, 0.25 }, { 0.2f, 3, 0.512 }, { 1, 1, 0 },
+        { 7, 1, 0 } };
+    for (const auto& c : cases)
+    {
+        test::scene s;
+        test::mesh block;
+        block.look = s.look(
+            [&](simple_material& m)
+            {
+                m.opacity = 0.0f;
+                m.ior = 1.0f;
+                m.attenuation = c.attenuation;
+            });
+        block.box({ { -1, 1, -1 }, { 1, 1 + c.thickness, 1 } });
+        ASSERT_TRUE(s.add(block));
+        add_target(s, { 0, 9, 0 }, { 0, 1, 0 }, 3);
+        ASSERT_TRUE(s.prepare());
+        EXPECT_NEAR(s.radiance({ 0.1, 0, 0.2 }, { 0, 1, 0 }), c.kept, 1e-6) << c.attenuation;
+    }
+}
+
+TEST(Probes, MeasureTheLogAverageOfWhatTheySee)
+{
+    // Left of the view glows with 100 cd/m2, right with 1: half the probes each.
+    test::scene s;
+    for (const double side : { -1.0, 1.0 })
+    {
+        test::mesh m;
+        m.look = s.glowing(side < 0 ? 100.0f : 1.0f);
+        m.quad({ 0, 5, -99 }, { side * 99, 5, -99 }, { side * 99, 5, 99 }, { 0, 5, 99 });
+        ASSERT_TRUE(s.add(m));
+    }
+    render_view& v = s.view;
+    v.projection = PROJECTION_PERSPECTIVE;
+    v.lens_length = 18;
+    v.target = { 0, 5, 0 };
+    v.right = { 1, 0, 0 };
+    v.up = { 0, 0, 1 };
+    v.back = { 0, -1, 0 };
+    v.width = v.window_width = 144; // probes at 0.5, 16.5, ... 128.5: with a margin the last is left out
+    v.height = v.window_height = 48;
+    ASSERT_EQ(zr_init_projection(&v), 1);
+    ASSERT_TRUE(s.prepare());
+    s.doc->render_flags = RENDER_SOFT_SHADOWS;
+    for (const int32_t method : { TONE_POWER, TONE_HISTOGRAM })
+    {
+        v.tone_method = method;
+        v.brightness = 0.5f;
+        // Eight columns, five of them left of the middle at 72.
+        EXPECT_NEAR(zr_get_world_log_avg_luminance(s.doc, &v), std::pow(10.0, 2 * 5 / 8.0 - 0.5), 1e-3);
+        EXPECT_NEAR(v.world_luminance, std::pow(10.0, 2 * 5 / 8.0 - 0.5), 1e-3);
+        EXPECT_EQ(v.histogram->count > 0, true);
+        EXPECT_EQ(zr_set_rt_world_log_avg_luminance(s.doc, &v), 1);
+        EXPECT_NEAR(v.measured_luminance, std::pow(10.0, 2 * 5 / 9.0), 1e-2);
+        EXPECT_NEAR(v.world_luminance, v.measured_luminance / std::sqrt(10.0), 1e-3);
+        EXPECT_TRUE(v.view_flags & VIEW_TONE_VALID);
+        EXPECT_EQ(s.doc->render_flags, uint32_t(RENDER_SOFT_SHADOWS));
+        v.exposure_flags = EXPOSURE_LOCKED;
+        v.world_luminance = 7.0;
+        EXPECT_EQ(zr_get_world_log_avg_luminance(s.doc, &v), 7.0) << "locked";
+        EXPECT_EQ(zr_set_rt_world_log_avg_luminance(s.doc, &v), 1);
+        EXPECT_EQ(v.world_luminance, 7.0);
+        v.exposure_flags = 0;
+    }
 }

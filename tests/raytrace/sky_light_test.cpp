@@ -6,6 +6,7 @@
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/environment/environment.hpp"
+#include "zirconlite/environment/ground.hpp"
 #include "zirconlite/environment/sky_light.hpp"
 #include "zirconlite/lighting/clear_sky.hpp"
 #include "zirconlite/lighting/sun_light.hpp"
@@ -319,4 +320,23 @@ TEST(SkyLight, IsBlueOverheadAndBrightRoundTheSunWhereItIsClear)
     daylight_color(6504.0, day);
     for (int i = 0; i < 3; ++i) { EXPECT_NEAR(white[i], 1.0, 0.001); }
     EXPECT_NEAR(day[2] / day[0], 1.1037 / 0.8220, 0.005);
+}
+
+TEST(SkyLight, ComesBackFromTheGroundPlane)
+{
+    // A small plate over a ground that sends 0.7 of the sun's light back, as half the sphere below it.
+    test::scene s;
+    test::mesh plate;
+    plate.look = s.matte(0.5f);
+    plate.quad({ -0.01, -0.01, 9 }, { -0.01, 0.01, 9 }, { 0.01, 0.01, 9 }, { 0.01, -0.01, 9 });
+    ASSERT_TRUE(s.add(plate));
+    s.doc->environment_flags = ENVIRONMENT_GROUND;
+    s.doc->sun_sky_flags = SUN_SKY_SUN;
+    s.doc->sun_sky->flags = SUN_BY_ANGLES | SUN_RGB_COLORS;
+    s.doc->sun_sky->direct_altitude = float(M_PI / 6);
+    s.doc->sun_sky->sky_intensity = 1e-4f; // enough for rays to be sent
+    ASSERT_TRUE(s.prepare());
+    const double returned = s.doc->sun_sky->sun_strength * 0.5 * 0.7;
+    EXPECT_NEAR(s.radiance({ 0.001, 0.002, 8.9 }, { 0, 0, 1 }), returned * 0.5 / M_PI, 0.02 * returned);
+    end_ground();
 }
