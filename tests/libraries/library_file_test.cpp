@@ -15,10 +15,12 @@
 #include "zirconlite/frame/bytes.hpp"
 #include "zirconlite/frame/error.h"
 #include "zirconlite/frame/module_state.hpp"
+#include "zirconlite/frame/search_path.hpp"
 #include "zirconlite/libraries/library_file.hpp"
 #include "zirconlite/libraries/library_open.hpp"
 #include "zirconlite/libraries/material_library.h"
 #include "zirconlite/platform/heap.hpp"
+#include "zirconlite/platform/settings.hpp"
 
 namespace
 {
@@ -417,13 +419,21 @@ TEST_F(Library, SearchesGoFromTheSupportFolderToItsInside)
     std::u16string support = folder.wide("s/"), installation = folder.wide() + u"/";
     zr::the_module.support_path = support.data();
     zr::the_module.root_path = installation.data();
+    // A list of folders: one that is not there, the support folder once more, "l".
+    zr::platform::override_settings_file(folder.wide("settings.txt").c_str());
+    std::u16string paths[] = { folder.wide("none"), folder.wide("S"), folder.wide("l") };
+    search_path list[3] = { { list + 1, 0, paths[0].data() }, { list + 2, 0, paths[1].data() },
+        { nullptr, 0, paths[2].data() } };
+    zr_save_search_path_ex(list, SEARCH_PATH_LIBRARIES);
+    zr::start_search_lists(support.c_str(), true);
     const struct
     {
         const char16_t* name;
         int32_t inside;
         std::u16string found;
     } cases[] = { { u"x", 1, folder.wide("s/x.mlib") }, { u"Y", 1, folder.wide("s/internal/y.mlib") },
-        { u"y", 0, u"" }, { u"z", 1, u"" } };
+        { u"y", 0, u"" }, { u"z", 0, folder.wide("l/z.mlib") }, { u"?", 1, folder.wide("s/x.mlib") },
+        { u"w", 1, u"" } };
     for (const auto& c : cases)
     {
         std::u16string found;
@@ -432,6 +442,23 @@ TEST_F(Library, SearchesGoFromTheSupportFolderToItsInside)
         std::replace(found.begin(), found.end(), u'\\', u'/');
         EXPECT_EQ(found, c.found);
     }
+    // What the host's own search answers: it ends the search, leaves out the folders, or is merged.
+    static int32_t answer;
+    zr_install_new_lib_search(
+        [](const char16_t*, const char16_t*, zr_find_callback, void*) { return answer; });
+    const int32_t answers[][3] = { { -1, 1, 0 }, { -2, 1, 1 }, { 4, 5, 3 }, { 0, 1, 3 } };
+    for (const auto& [given, result, visits] : answers)
+    {
+        answer = given;
+        int32_t count = 0;
+        const auto visit = [](const char16_t*, const zr_find_data*, void* n)
+        { return ++*static_cast<int32_t*>(n), 1; };
+        EXPECT_EQ(zr_libfile_search_ex(u"x", u".mlib", visit, &count, 1), result) << given;
+        EXPECT_EQ(count, visits) << given;
+    }
+    zr_install_new_lib_search(nullptr);
+    zr::end_search_lists();
+    zr::platform::override_settings_file(nullptr);
     EXPECT_EQ(zr_matlib_open(u"nothing"), ZR_INVALID_HANDLE);
     make_with({ u"a" });
     const std::string before = bytes();

@@ -251,6 +251,32 @@ TEST_F(MaterialLibrary, KeepsEveryFieldThroughPackingAndTranslating)
     EXPECT_EQ(zr_load_from_library(u"G\\none", folder.wide("m_translated").c_str()), nullptr);
     EXPECT_EQ(zr_translate_library(folder.wide("m.plib").c_str(), folder.wide("t.uni").c_str()), -1);
     zr::material_library_hook = nullptr;
+
+    // By files that the user picks.
+    static std::vector<std::u16string> picked;
+    zr_dialogs dialogs = {};
+    dialogs.open_file = [](void*, zr_handle, zr_save_dialog* dialog) -> int32_t
+    {
+        if (picked.empty()) { return 0; }
+        dialog->path[picked.front().copy(dialog->path, 255)] = 0;
+        picked.erase(picked.begin());
+        return 1;
+    };
+    zr_install_dialogs(&dialogs);
+    EXPECT_EQ(zr_libfile_dump(nullptr) | zr_libfile_translate(nullptr), 0) << "cancelled";
+    const std::string keys = folder.read("m.uni");
+    folder.write("m.uni", "");
+    picked = { path };
+    EXPECT_EQ(zr_libfile_dump(nullptr), 1);
+    EXPECT_EQ(folder.read("m.uni"), keys);
+    picked = { path };
+    EXPECT_EQ(zr_libfile_translate(nullptr), 0) << "no second file";
+    picked = { path, folder.wide("t.uni") };
+    EXPECT_EQ(zr_libfile_translate(nullptr), 1);
+    EXPECT_EQ(zr_library_seek(folder.wide("m_translated.mlib").c_str(), u"G\\new"), 0u) << "made anew";
+    zr_install_dialogs(nullptr);
+    EXPECT_EQ(zr_pack_library(folder.wide("m_translated.mlib").c_str()), 1);
+    EXPECT_EQ(zr_pack_library(folder.wide("m.txt").c_str()) | zr_pack_library(nullptr), 0);
 }
 
 TEST(MaterialRecord, OlderOnesAreAsLongAsTheirFlagsNeed)

@@ -265,3 +265,71 @@ TEST(Blend, AMaskIsItsPictureInTheLevelThatFits)
     p.params().mask = nullptr;
     zr_free_all_bitmaps();
 }
+
+TEST(Blend, AngularBlendsFollowTheAngleOfView)
+{
+    pattern p(BLEND_KIND_ANGULAR);
+    constexpr double degree = M_PI / 180.0;
+    p.params().ratio[0] = float(std::cos(20 * degree));
+    p.params().ratio[1] = float(std::cos(60 * degree));
+    const double cases[][2] = { { 0, 1 }, { 19, 1 }, { 30, 0.75 }, { 50, 0.25 }, { 61, 0 }, { 89, 0 } };
+    for (const auto& [angle_deg, share] : cases)
+    {
+        ray r = hit_from_above();
+        r.direction = { std::sin(angle_deg * degree), 0, -std::cos(angle_deg * degree) };
+        EXPECT_NEAR(p.at({}, r), share, 1e-5) << angle_deg;
+        r.interpolated_normal.z = -1;
+        EXPECT_NEAR(p.at({}, r), share, 1e-5) << angle_deg;
+    }
+    EXPECT_NEAR(p.neutral(), 1 - (std::acos(0.7) / degree - 20) / 40, 1e-5);
+}
+
+TEST(Blend, EachTileVariesByItsNumberAndWoodByTheNoise)
+{
+    const noise_table noise;
+    pattern p(BLEND_KIND_TILE, 1.0f); // no grout
+    simple(p.m().children[0]).color[0] = 0.5f;
+    p.m().blend_flags = BLEND_JITTER_COLOR | BLEND_JITTER_COORDINATES;
+    p.params().color_jitter = { 0.4, 0.2, 0.1 };
+    p.params().coordinate_jitter = { 3, 5, 7 };
+    p.params().tile_offset = { 0.25, 0, 0 };
+    const struct
+    {
+        vector3 point;
+        int32_t number[3];
+    } cases[] = { { { 2.1, 0.5, 9 }, { 2, 0, 0 } }, { { 2.9, 0.1, 0 }, { 2, 0, 0 } },
+        { { 2.8, 1.5, 0 }, { 3, 1, 0 } }, { { -0.1, -0.5, 0 }, { 0, -1, 0 } } };
+    for (const auto& c : cases)
+    {
+        double entry[3];
+        zr_integer_noise(c.number, entry);
+        EXPECT_NEAR(p.at(c.point), 0.5 + 0.4 * entry[0], 1e-6) << c.point.x;
+        child_context children[2] = {};
+        prepare_tile(&p.m(), nullptr, &c.point, children);
+        EXPECT_EQ(children[0].flags, uint32_t(CHILD_COLOR_OFFSET | CHILD_COORDINATE_OFFSET));
+        EXPECT_EQ(children[1].flags, 0u);
+        EXPECT_NEAR(children[0].color_offset[2], 0.1 * entry[2], 1e-6);
+        EXPECT_NEAR(children[0].coordinate_offset.x, 3 * entry[0], 1e-6);
+        EXPECT_NEAR(children[0].coordinate_offset.y, 5 * entry[1], 1e-6);
+        EXPECT_NEAR(children[0].coordinate_offset.z, 7 * entry[2], 1e-6);
+    }
+    // A tile of marble: its bands move along with the tile's coordinates.
+    pattern marble(BLEND_KIND_MARBLE, 0.5f);
+    p.m().blend_flags = BLEND_JITTER_COORDINATES;
+    free_material(p.m().children[0]);
+    p.m().children[0] = dupe_material(marble.whole);
+    pattern wood(BLEND_KIND_WOOD, 0.5f);
+    wood.params().turbulence[0] = 0.7f;
+    for (const double x : { 0.1, 0.4, 0.6, 0.8, 7.3 })
+    {
+        const int32_t number[3] = { int32_t(x), 0, 0 };
+        double entry[3], t[3];
+        zr_integer_noise(number, entry);
+        EXPECT_EQ(p.at({ x, 0.5, 0 }), x + 3 * entry[0] - std::floor(x + 3 * entry[0]) <= 0.5 ? 1.0 : 0.0)
+            << x;
+        const vector3 q = { x, 0.3, -0.2 };
+        turb3(&q, t, 4);
+        const double rings = 2 * std::hypot(x + float(0.7) * t[0], -0.2 + float(0.7) * t[2]);
+        EXPECT_EQ(wood.at(q), rings - std::floor(rings) <= 0.5 ? 1.0 : 0.0) << x;
+    }
+}

@@ -181,3 +181,47 @@ TEST(Mapping, VertexCoordinatesPlaceScaleAndTurnAPicture)
     zr_free_all_bitmaps();
     image.bitmap = nullptr;
 }
+
+TEST(Mapping, PatternsRunOnWhatTheObjectMaps)
+{
+    // Marble in bands of half a unit; the object scales it by 3, or wraps four bands of it round the z axis.
+    const physical_colors physical;
+    material* marble = new_complex_material();
+    for (int i = 0; i < 2; ++i) { blended(marble).children[i] = new_simple_material(); }
+    simple(blended(marble).children[0]).color[0] = 1.0f;
+    zr_set_blend_kind(marble, BLEND_KIND_MARBLE);
+    zr_update_pattern_transform(marble);
+    blended(marble).params.ratio[0] = 0.5f;
+    blended(marble).blend_flags = BLEND_MAPPED;
+    static mapping used;
+    object_vft table = {};
+    table.get_mapping = [](const scene_object*, mapping* out) -> int32_t
+    {
+        *out = used;
+        return 1;
+    };
+    scene_object object = { nullptr, &table, 0, 0 };
+    const struct
+    {
+        int32_t kind;
+        double scale;
+        vector3 point;
+        float white;
+    } cases[] = { { MAPPING_PLANAR, 1, { 0.1, 0, 0 }, 1 }, { MAPPING_PLANAR, 1, { 0.2, 0, 0 }, 0 },
+        { MAPPING_PLANAR, 1, { 0.4, 0, 0 }, 1 }, { MAPPING_ANGULAR_CYLINDER, 4, { 0.3, -0.9, 2 }, 1 },
+        { MAPPING_ANGULAR_CYLINDER, 4, { 0.9, 0.3, 2 }, 0 }, { MAPPING_NONE, 1, { 0, 0.2, 0 }, 1 },
+        { MAPPING_NONE, 1, { 0, 0.7, 0 }, 0 } };
+    for (const auto& c : cases)
+    {
+        used = mapping_of(c.kind, { c.kind == MAPPING_PLANAR ? 3.0 : 1.0, 1, 1 });
+        blended(marble).scale = { c.scale, 1, 1 };
+        ray r = hit_from_above();
+        r.hit_object = &object;
+        r.map_point = c.point;
+        r.interpolated_normal = { c.kind == MAPPING_NONE ? 1.0 : 0.0, 0, c.kind == MAPPING_NONE ? 0.0 : 1.0 };
+        surface s;
+        zr_resolve_surface(marble, &r, &s);
+        EXPECT_EQ(s.color[0], c.white) << c.kind << " at " << c.point.x << ", " << c.point.y;
+    }
+    free_material(marble);
+}

@@ -5,6 +5,7 @@
 #include "tests/support/ball_object.hpp"
 #include "tests/support/find_table.hpp"
 #include "tests/support/scene.hpp"
+#include "zirconlite/environment/ground.hpp"
 #include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
 #include "zirconlite/search/ray_search.hpp"
@@ -86,6 +87,20 @@ TEST(ShadowTest, ALightPassesTheObjectsThatNameItAsTheirs)
     EXPECT_EQ(kept_upwards(s, first, 0, 2.0), 1.0);
     EXPECT_EQ(kept_upwards(s, first->next, 0, 2.0), 1.0) << "each property counts";
     EXPECT_EQ(kept_upwards(s, nullptr, 0, 2.0), -1.0) << "the sun is no lamp";
+    light outer = {}, inner = {}, leaf = {}, beside = {};
+    leaf.parent = &inner;
+    inner.parent = beside.parent = &outer;
+    EXPECT_TRUE(
+        group_contains(&outer, &leaf) && group_contains(&inner, &leaf) && group_contains(&leaf, &leaf));
+    EXPECT_FALSE(group_contains(&inner, &beside) || group_contains(&leaf, &inner));
+    EXPECT_FALSE(group_contains(nullptr, &leaf) || group_contains(&outer, nullptr));
+    // The ground plane is an object like others, but belongs to no light.
+    s.doc->environment_flags = ENVIRONMENT_GROUND;
+    s.doc->ground_height = 0.5;
+    s.relight();
+    EXPECT_EQ(kept_upwards(s, first, 0, 2.0), -1.0);
+    EXPECT_EQ(kept_upwards(s, first, 0, 0.4), 1.0);
+    end_ground();
 }
 
 TEST(ShadowTest, TheSurfaceDecidesWhatPasses)
