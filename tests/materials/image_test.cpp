@@ -103,6 +103,27 @@ TEST(Images, TakeTheirShareOfEachChannel)
     EXPECT_FALSE(is_always_opaque(m.whole));
 }
 
+TEST(Images, ShareAChannelByTheirStrengths)
+{
+    // Of two in one channel each takes its strength, and its part in the sum of both, of what was there at
+    // first.
+    const struct
+    {
+        uint32_t flag;
+        float surface::*part;
+    } channels[] = { { IMAGE_ON_CLEARNESS, &surface::transparent },
+        { IMAGE_ON_SHININESS, &surface::reflect } };
+    for (const auto& c : channels)
+    {
+        painted two;
+        two.add(c.flag, 1.0f, { 255, 255, 255 });
+        two.add(c.flag, 0.5f, { 255, 255, 255 });
+        const surface s = two.at({});
+        EXPECT_NEAR(s.*c.part, 1 / 1.5 + 0.5 * 0.5 / 1.5, 1e-6);
+        EXPECT_NEAR(s.diffuse, 1 - s.*c.part, 1e-6);
+    }
+}
+
 TEST(Images, KeysTellWhatIsSeeThrough)
 {
     bitmap rgba = {}, rgb = {};

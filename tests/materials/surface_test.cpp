@@ -6,8 +6,10 @@
 #include "tests/support/materials.hpp"
 #include "tests/support/scene.hpp"
 #include "zirconlite/frame/module_state.hpp"
+#include "zirconlite/materials/blend.h"
 #include "zirconlite/materials/bumps.h"
 #include "zirconlite/materials/noise.h"
+#include "zirconlite/materials/opacity.hpp"
 #include "zirconlite/materials/ripple.h"
 #include "zirconlite/materials/surface_evaluation.hpp"
 #include "zirconlite/search/ray_search.hpp"
@@ -118,6 +120,13 @@ TEST(Surface, TreesDeeperThanSixEndInTheVoidSurface)
         EXPECT_EQ(zr_resolve_surface(m, &r, &s), 1);
         EXPECT_EQ(s.color[0], depth <= 6 ? 0.25f : 0.0f) << depth;
         EXPECT_EQ(s.diffuse, 1.0f);
+        material* leaf = m;
+        for (; leaf->flags & MATERIAL_COMPLEX; leaf = blended(leaf).children[0])
+        {
+            zr_set_blend_kind(leaf, BLEND_KIND_BLEND);
+        }
+        simple(leaf).transparent = 1.0f;
+        EXPECT_EQ(is_always_opaque(m), depth > 6) << "what is deeper lets nothing through";
         free_material(m);
     }
     surface s;
