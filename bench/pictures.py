@@ -100,7 +100,7 @@ def exterior():
 
 
 def room():
-    """A room with two spherical lamps: direct light with soft shadows."""
+    """A room with two spherical light sources: direct light with soft shadows."""
     meshes = [quad("floor", (-3, -4, 0), (3, -4, 0), (3, 3, 0), (-3, 3, 0)), quad("white", (-3, 3, 0), (3, 3, 0), (3, 3, 2.8), (-3, 3, 2.8)),
         quad("white", (-3, -4, 0), (-3, 3, 0), (-3, 3, 2.8), (-3, -4, 2.8)), quad("white", (3, 3, 0), (3, -4, 0), (3, -4, 2.8), (3, 3, 2.8)),
         quad("white", (-3, 3, 2.8), (3, 3, 2.8), (3, -4, 2.8), (-3, -4, 2.8)),
@@ -152,7 +152,7 @@ def courtyard():
 
 
 def hall(across=20, along=50):
-    """A hall of 1,000 small lamps between columns."""
+    """A hall of 1,000 small light sources between columns."""
     meshes = [quad("floor", (-21, -2, 0), (21, -2, 0), (21, 82, 0), (-21, 82, 0)), quad("white", (-21, -2, 6), (-21, 82, 6), (21, 82, 6), (21, -2, 6)),
         quad("white", (-21, -2, 0), (-21, 82, 0), (-21, 82, 6), (-21, -2, 6)), quad("white", (21, 82, 0), (21, -2, 0), (21, -2, 6), (21, 82, 6)),
         quad("white", (-21, 82, 0), (21, 82, 0), (21, 82, 6), (-21, 82, 6))]
@@ -163,7 +163,7 @@ def hall(across=20, along=50):
         x, y = -16 + (i * 37 % 33), 2 + (i * 53 % 71)
         meshes.append(box("clay", (x, y, 0), (x + 0.8, y + 0.8, 0.5 + 0.3 * (i % 3))))
     candela = 8000.0 / (across * along)
-    lamps = [((-19.5 + 39 * (i + 0.5) / across, 80 * (k + 0.5) / along, 4.6 + 0.1 * ((i + k) % 3)), 0.05, candela)
+    sources = [((-19.5 + 39 * (i + 0.5) / across, 80 * (k + 0.5) / along, 4.6 + 0.1 * ((i + k) % 3)), 0.05, candela)
         for i in range(across) for k in range(along)]
     return {
         "meshes": meshes,
@@ -171,12 +171,12 @@ def hall(across=20, along=50):
         "camera": ((1.2, -1.5, 1.7), (0, 30, 1.6), 75),
         "sun": None,
         "background": ((0, 0, 0), 0.0),
-        "spheres": lamps,
+        "spheres": sources,
     }
 
 
 def few():
-    """The hall with 10 lamps of the same light in all."""
+    """The hall with 10 light sources of the same light in all."""
     return hall(2, 5)
 
 
@@ -322,15 +322,15 @@ for index, (material, points, faces) in enumerate(scene["meshes"]):
     mesh.materials.append(materials[material])
     s.collection.objects.link(bpy.data.objects.new("m%d" % index, mesh))
 for index, (position, radius, candela) in enumerate(scene["spheres"]):
-    lamp = bpy.data.lights.new("l%d" % index, "POINT")
-    lamp.energy, lamp.shadow_soft_size = candela * 4 * math.pi, radius
-    o = bpy.data.objects.new("l%d" % index, lamp)
+    light = bpy.data.lights.new("l%d" % index, "POINT")
+    light.energy, light.shadow_soft_size = candela * 4 * math.pi, radius
+    o = bpy.data.objects.new("l%d" % index, light)
     o.location = position
     s.collection.objects.link(o)
 if scene["sun"]:
-    lamp = bpy.data.lights.new("sun", "SUN")
-    lamp.energy, lamp.angle = scene["sun"][1] / math.pi, math.radians(scene["sun"][2])
-    o = bpy.data.objects.new("sun", lamp)
+    light = bpy.data.lights.new("sun", "SUN")
+    light.energy, light.angle = scene["sun"][1] / math.pi, math.radians(scene["sun"][2])
+    o = bpy.data.objects.new("sun", light)
     o.rotation_euler = mathutils.Vector(scene["toward"]).to_track_quat("Z", "Y").to_euler()
     s.collection.objects.link(o)
 world = bpy.data.worlds.new("w")

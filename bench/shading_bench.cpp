@@ -46,7 +46,7 @@ struct ball_room : test::scene
         for (int i = 0; i < lights; ++i)
         {
             const double across = 8.0 / side, along = 4.0 / side; // on the eye's side of the ball
-            add(test::scene::lamp(
+            add(test::scene::point_source(
                 { -4.0 + (i % side + 0.5) * across, -4.5 + (i / side + 0.5) * along, 2.8 }, 500.0f / lights));
         }
         doc->reflect_limit = doc->refract_limit = 5;

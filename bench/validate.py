@@ -720,7 +720,7 @@ def main():
 
 
 def replace_tables(page, tables):
-    """Each table of the page stands below a line `<!-- name -->`."""
+    """Each table of the page is below a line `<!-- name -->`."""
     text = page.read_text()
     for name, lines in tables.items():
         mark = "<!-- %s -->\n" % name

@@ -1,6 +1,6 @@
 /// @file
-/// What the fuzz target of settings does with one input: any bytes as a file of settings, whose kind its head
-/// tells, read, written, and read again to the same text.
+/// What the fuzz target of settings does with one input: any bytes as a file of settings, of the kind in its
+/// head, read, written, and read again to the same text.
 #pragma once
 
 #include <stddef.h>

@@ -62,7 +62,7 @@ static int32_t add_box(document* scene, material_entry* material, vector3 low, v
 
 static int32_t add_lamp(document* scene, vector3 position, float candela)
 {
-    const light lamp = { .type = LIGHT_SPHERICAL,
+    const light source = { .type = LIGHT_SPHERICAL,
         .distribution = DISTRIBUTION_ISOTROPIC,
         .position = position,
         .normal = { 0, 0, -1 },
@@ -79,7 +79,7 @@ static int32_t add_lamp(document* scene, vector3 position, float candela)
         .sample_jitter = 1,
         .fixture_scale = 1,
         .simple_brightness = 1 };
-    light* made = zr_create_light(&lamp, scene->sun_sky);
+    light* made = zr_create_light(&source, scene->sun_sky);
     return made && zr_insert_light_source_ex(&scene->lights, made, scene) == 1;
 }
 

@@ -1,7 +1,7 @@
 /// @file
-/// `zirconlite convert`: any picture that is read into any format that is written. Between display values and
-/// light stands the power 2.2: white is a radiance of 1. Light becomes display values as `zirconlite tone`
-/// shows it.
+/// `zirconlite convert`: any picture that is read into any format that is written. Display values become
+/// light by the power 2.2: white is a radiance of 1. Light becomes display values as `zirconlite tone` shows
+/// it.
 #include "host/commands/commands.hpp"
 #include "host/commands/render_options.hpp"
 #include "host/failure.hpp"

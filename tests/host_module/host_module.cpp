@@ -1,5 +1,5 @@
 /// @file
-/// A host that is a module of its own: offers every callback, records the calls, answers as it is told.
+/// A host that is a module of its own: offers every callback, records the calls, answers as the test asks.
 #include "tests/host_module/host_module.h"
 
 extern "C" __attribute__((visibility("default"))) host_record the_host;

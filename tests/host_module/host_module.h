@@ -41,7 +41,7 @@ enum
     CALL_COUNT
 };
 
-/** Codes of host_progress that are told apart: -2 to 255 stand as themselves plus 2. */
+/** Codes of host_progress that are counted one by one: -2 to 255, each in the place of itself plus 2. */
 #define HOST_PROGRESS_CODES 258
 
 /** Last arguments of host_progress. */

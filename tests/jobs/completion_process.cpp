@@ -1,6 +1,6 @@
 /// @file
-/// The command that tells a host with a display of a job's end, and what such a host may do when it comes.
-/// The display's driver is not there: the start tells so and goes on.
+/// The command that reports a job's end to a host with a display, and what such a host may do when it comes.
+/// The display's driver is not there: the start reports it and goes on.
 #include "tests/support/room_scene.hpp"
 #include "tests/support/started_library.hpp"
 
@@ -102,7 +102,7 @@ TEST_F(completion_test, TheLastReportNeedsNoJobRecord)
 
 TEST_F(completion_test, HostFunctionsAreRaisedForTheLengthOfAJobThatAsks)
 {
-    EXPECT_EQ(library->told_at_start, u"gl not loaded");
+    EXPECT_EQ(library->text_at_start, u"gl not loaded");
     document* d = open_room(16, 16);
     zr_enable_hostfuncs(0);
     render_job job = job_of(d);

@@ -146,7 +146,7 @@ TEST_F(job_settings_test, ACalibrationFrameMeasuresAndMakesNoImage)
         EXPECT_EQ(std::count(first, first + size_t(96 * image.pixel_size), 0), 96 * image.pixel_size) << y;
     }
     const double measured = d->views[1].measured_luminance;
-    EXPECT_EQ(render_to_end(job), both) << "the wish holds for one job";
+    EXPECT_EQ(render_to_end(job), both) << "the request is for one job";
     EXPECT_EQ(d->views[1].measured_luminance, measured);
     zr_close_document(d);
 }

@@ -224,13 +224,13 @@ document* open_slow_room()
     document* d = open_room(400, 400);
     d->quality = 5;
     d->render_flags |= RENDER_SOFT_SHADOWS;
-    light lamp = lamp_at({ -0.5, 0, 2.8 }, 100);
-    lamp.radius = 0.2;
-    lamp.shadow_samples = 16;
+    light source = point_source_at({ -0.5, 0, 2.8 }, 100);
+    source.radius = 0.2;
+    source.shadow_samples = 16;
     for (int i = 0; i < 4; ++i)
     {
-        lamp.position.x += 0.3;
-        EXPECT_EQ(add_lamp(d, lamp), 1);
+        source.position.x += 0.3;
+        EXPECT_EQ(add_light(d, source), 1);
     }
     return d;
 }

@@ -11,7 +11,7 @@
 namespace
 {
 
-/// A light or group whose `file_id` tells it from the others.
+/// A light or group whose `file_id` is its own.
 light* made(uint32_t id, float lumens, int32_t type = LIGHT_SPHERICAL, light* parent = nullptr)
 {
     light l = {};

@@ -18,7 +18,7 @@ using zr::operator-;
 constexpr double degree = M_PI / 180.0;
 
 /// A white point light of a power.
-light lamp(float lumens, int32_t type = LIGHT_SPHERICAL)
+light source_of(float lumens, int32_t type = LIGHT_SPHERICAL)
 {
     light l = {};
     l.type = type;
@@ -35,7 +35,7 @@ light lamp(float lumens, int32_t type = LIGHT_SPHERICAL)
 
 light spot(float lumens, double beam, double field)
 {
-    light l = lamp(lumens);
+    light l = source_of(lumens);
     l.distribution = DISTRIBUTION_SPOT;
     l.beam_angle = float(beam);
     l.field_angle = float(field);
@@ -91,7 +91,7 @@ TEST(Light, StrengthsFollowFromTheUnitThatWasSet)
     for (const auto& c : cases)
     {
         SCOPED_TRACE(c.what);
-        light l = lamp(0.0f);
+        light l = source_of(0.0f);
         l.brightness_unit = c.unit;
         l.distribution = c.distribution;
         l.bulb_index = 1;
@@ -106,7 +106,7 @@ TEST(Light, StrengthsFollowFromTheUnitThatWasSet)
     }
     // Incandescent, halogen, metal halide and so on; what is no bulb counts as the last one.
     const double efficacies[] = { 1.78125, 17, 75, 100, 100, 55, 60, 60 };
-    light bulb = lamp(0.0f);
+    light bulb = source_of(0.0f);
     bulb.brightness_unit = BRIGHTNESS_WATTS;
     bulb.watts = 10.0f;
     for (const double lumens_per_watt : efficacies)
@@ -116,7 +116,7 @@ TEST(Light, StrengthsFollowFromTheUnitThatWasSet)
     }
     bulb.bulb_index = UINT32_MAX;
     EXPECT_NEAR(owned_light(bulb)->lumens, 600.0, 1e-3);
-    const owned_light even(lamp(1000.0f));
+    const owned_light even(source_of(1000.0f));
     EXPECT_NEAR(emitted_lumens(*even), 1000.0, 0.1);
 }
 
@@ -168,7 +168,7 @@ TEST(Light, TheExactModelTurnsCandelaOfASpotIntoItsLumens)
     light l = spot(0.0f, 20 * degree, 40 * degree);
     l.brightness_unit = BRIGHTNESS_CANDELA;
     l.candela = 500.0f;
-    light even = lamp(1000.0f);
+    light even = source_of(1000.0f);
     even.distribution = DISTRIBUTION_DIFFUSE;
     light* made = zr_create_light(&l, nullptr);
     light* diffuse = zr_create_light(&even, nullptr);
@@ -232,7 +232,7 @@ TEST(Light, ColourTemperatures)
 
 TEST(Light, GroupsShareTheirColourOut)
 {
-    light g = lamp(0.0f, LIGHT_GROUP);
+    light g = source_of(0.0f, LIGHT_GROUP);
     g.lumens = 7.0f;
     g.filter[1] = 0.5f;
     light* outer = zr_create_light(&g, nullptr);
@@ -240,7 +240,7 @@ TEST(Light, GroupsShareTheirColourOut)
     EXPECT_EQ(outer->candela, 7.0f);
     g.parent = outer;
     light* inner = zr_create_light(&g, nullptr);
-    light l = lamp(1000.0f);
+    light l = source_of(1000.0f);
     l.parent = inner;
     const owned_light made(l);
     EXPECT_FLOAT_EQ(made->flux_color[1] / made->flux_color[0], 0.25f);
@@ -251,7 +251,7 @@ TEST(Light, GroupsShareTheirColourOut)
 
 TEST(Light, ADistantLightHasItsLuxAndItsSharpnessFromTheDisc)
 {
-    light l = lamp(0.0f, LIGHT_PARALLEL);
+    light l = source_of(0.0f, LIGHT_PARALLEL);
     l.dimmer = 0.5f;
     l.azimuth = 0.0;
     l.altitude = M_PI / 2.0;
@@ -319,7 +319,7 @@ TEST(Light, FramesComeBackFromAxisAndTurn)
 {
     for (const uint32_t flags : { 0u, uint32_t(LIGHT_FRAME_ALONG_NORMAL) })
     {
-        light l = lamp(1.0f);
+        light l = source_of(1.0f);
         l.flags = flags;
         l.normal = zr::normalized({ 0.3, -0.5, 0.7 });
         l.axis_u = zr::normalized(zr::cross(l.normal, { 0.2, 1.0, 0.1 }));
@@ -337,7 +337,7 @@ TEST(Light, FramesComeBackFromAxisAndTurn)
 TEST(Light, SamplesOfASphereLieOnTheDiscThatThePointSees)
 {
     using zr::operator-, zr::operator*;
-    light l = lamp(1000.0f);
+    light l = source_of(1000.0f);
     l.position = { 0, 0, 3 };
     l.radius = 0.5;
     const owned_light made(l);

@@ -70,7 +70,7 @@ TEST_F(Sun, FollowsTheTables)
     EXPECT_NEAR(noon.altitude_deg, 40.0, 0.1);
     EXPECT_NEAR(noon.solar_minutes, 720 - 8.4194, 1e-3);
     EXPECT_NEAR(sun_at(720, 79, 1, 50, 15).solar_minutes, noon.solar_minutes, 1e-6);
-    // The tables hold to the almanac as far as the header says.
+    // The tables agree with the almanac as far as the header says.
     double declination = 0, time = 0;
     for (int day = 0; day < 365; ++day)
     {

@@ -124,7 +124,7 @@ TEST(Images, ShareAChannelByTheirStrengths)
     }
 }
 
-TEST(Images, KeysTellWhatIsSeeThrough)
+TEST(Images, KeysSelectWhatIsSeeThrough)
 {
     bitmap rgba = {}, rgb = {};
     rgba.bytes_per_pixel = 4;

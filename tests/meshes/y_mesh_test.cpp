@@ -157,7 +157,7 @@ TEST(YMesh, AMeshOfARadiosityDocumentGoesToItsOwnBuilder)
 
 TEST(YMesh, NibblesNameTheExtremes)
 {
-    // Ties as the record tells: of three equal ones vertex 0, of 1 and 2 above 0 vertex 2.
+    // Ties as the record defines them: of three equal ones vertex 0, of 1 and 2 above 0 vertex 2.
     struct
     {
         float x[3];

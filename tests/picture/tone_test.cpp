@@ -98,7 +98,7 @@ TEST(Tone, GivesAPickedBackgroundColourBack)
                     float stored[3] = {};
                     zr_unpack_internal_pixel(view.image, pixel, &c, 0);
                     zr_get_rgb_from_pixel_components(&view, &c, stored);
-                    // A mantissa has no hold on a curve that is narrower than itself.
+                    // A mantissa says nothing about a curve that is narrower than itself.
                     const bool is_wide =
                         scene.light == wide || scene.light == half_black || method == TONE_POWER;
                     for (int i = 0; i < 3; ++i)
@@ -262,7 +262,7 @@ TEST(Film, ShowsDimScenesDimmerAndStopsDownForBrightSkies)
     EXPECT_NEAR(middle(1000.0, 0.0f), middle(400.0, 0.0f), 1e-4f);
     EXPECT_LT(middle(5.0, 0.0f), middle(400.0, 0.0f) - 0.05f);
     EXPECT_LT(middle(0.01, 0.0f), middle(5.0, 0.0f) - 0.05f);
-    // A quarter of the picture at five times the mean stays just as it is, at twenty times it is held back.
+    // A quarter of the picture at five times the mean stays just as it is, at twenty times it is darkened.
     EXPECT_EQ(middle(1000.0, 5000.0f), middle(1000.0, 0.0f));
     EXPECT_LT(middle(1000.0, 20000.0f), middle(1000.0, 0.0f) - 0.1f);
     EXPECT_EQ(middle(1000.0, 1e9f), middle(1000.0, 1e6f));

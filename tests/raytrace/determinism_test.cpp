@@ -1,8 +1,8 @@
 /// @file
 /// Pictures are the same, bit for bit, on every run, for every number of workers from 2 to 8, and whichever
 /// acceleration structure finds the hits, with vectors or without. Only the number of shadow rays may differ
-/// between structures: a worker remembers the object that blocked a lamp last, and of several in a row each
-/// structure meets another.
+/// between structures: a worker remembers the object that blocked a light source last, and of several in a
+/// row each structure meets another.
 
 #include "tests/support/room_scene.hpp"
 #include "tests/support/search_paths.hpp"
@@ -13,9 +13,9 @@ namespace
 
 constexpr int32_t width = 120, height = 136; // five strips: eight workers are never all busy
 
-light soft_lamp(const vector3& position, float candela)
+light soft_source(const vector3& position, float candela)
 {
-    light l = lamp_at(position, candela);
+    light l = point_source_at(position, candela);
     l.radius = 0.15;
     l.shadow_samples = 3;
     l.sample_jitter = 1;
@@ -23,7 +23,7 @@ light soft_lamp(const vector3& position, float candela)
 }
 
 /// Everything that draws random numbers, keeps a cache per worker or sorts: glossy reflection and
-/// transmission, glass, soft shadows, equal lamps, a spot, a distant light, a lens, all planes.
+/// transmission, glass, soft shadows, equal light sources, a spot, a distant light, a lens, all planes.
 document* open_busy_room(int32_t light_model)
 {
     document* d = zr_open_document();
@@ -43,20 +43,20 @@ document* open_busy_room(int32_t light_model)
         { 0.7, 0.5, 1.9 });
     add_box(d, add_look(d, u"frosted", { { 0.5f, 0.9f, 0.9f }, 0, 0.7f, 1, true, 3 }), { 0.9, 0.4, 1 },
         { 1.2, 1.2, 1.8 });
-    for (int i = 0; i < 3; ++i) { add_lamp(d, soft_lamp({ -1.2 + 1.2 * i, -0.6, 2.7 }, 80)); }
-    light spot = soft_lamp({ 1.5, -1.5, 2.8 }, 400);
+    for (int i = 0; i < 3; ++i) { add_light(d, soft_source({ -1.2 + 1.2 * i, -0.6, 2.7 }, 80)); }
+    light spot = soft_source({ 1.5, -1.5, 2.8 }, 400);
     spot.distribution = DISTRIBUTION_SPOT;
     spot.normal = { -0.6, 0.6, -0.529 };
     spot.beam_angle = 0.3f;
     spot.field_angle = 0.6f;
-    add_lamp(d, spot);
-    light distant = lamp_at({}, 0);
+    add_light(d, spot);
+    light distant = point_source_at({}, 0);
     distant.type = LIGHT_PARALLEL;
     distant.altitude = 0.9;
     distant.dimmer = 0.3f;
     distant.disc_size = 0.1f;
     distant.falloff = 0;
-    add_lamp(d, distant);
+    add_light(d, distant);
     d->scene_area = d->scene_objects.area_sum;
     zr_build_voxel_grid(d);
     set_room_view(d, width, height);
@@ -120,7 +120,7 @@ TEST(Determinism, PicturesAreTheSameOnEveryRunAndForTwoToEightWorkers)
         }
     }
     zr::platform::override_processor_count(0);
-    EXPECT_TRUE(pictures[0] != pictures[1]) << "the models are told apart";
+    EXPECT_TRUE(pictures[0] != pictures[1]) << "the models differ";
 }
 
 } // namespace

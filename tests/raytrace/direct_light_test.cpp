@@ -53,7 +53,7 @@ TEST(DirectLight, FollowsTheCosineAndInverseSquareLaws)
             SCOPED_TRACE(c.what);
             test::scene s(model);
             add_floor(s, 0.5f);
-            s.add(test::scene::lamp({ 3, 1, c.height }, 1000.0f));
+            s.add(test::scene::point_source({ 3, 1, c.height }, 1000.0f));
             ASSERT_TRUE(s.prepare());
             EXPECT_NEAR(lux_at(s, 3 + c.offset, 1), c.lux, 1e-5 * (1 + c.lux));
         }
@@ -66,7 +66,7 @@ TEST(DirectLight, CloseLightsAreLimitedOnlyInTheFastModel)
     {
         test::scene s(LIGHT_MODEL_FAST);
         add_floor(s, 0.5f);
-        s.add(test::scene::lamp({ 0, 0, height }, 10.0f));
+        s.add(test::scene::point_source({ 0, 0, height }, 10.0f));
         ASSERT_TRUE(s.prepare());
         EXPECT_NEAR(lux_at(s, 0, 0), 10.0 * M_PI, 1e-3) << "below 0.56 m nothing grows";
         s.doc->light_model = LIGHT_MODEL_EXACT;
@@ -75,9 +75,9 @@ TEST(DirectLight, CloseLightsAreLimitedOnlyInTheFastModel)
     }
     test::scene s;
     add_floor(s, 0.5f);
-    s.add(test::scene::lamp({ 2, 2, 0 }, 10.0f));
+    s.add(test::scene::point_source({ 2, 2, 0 }, 10.0f));
     ASSERT_TRUE(s.prepare());
-    EXPECT_EQ(lux_at(s, 2, 2), 0.0) << "a lamp at distance 0 gives nothing";
+    EXPECT_EQ(lux_at(s, 2, 2), 0.0) << "a light source at distance 0 gives nothing";
 }
 
 TEST(DirectLight, FaintLightsCountOnlyInTheExactModel)
@@ -87,7 +87,7 @@ TEST(DirectLight, FaintLightsCountOnlyInTheExactModel)
     {
         test::scene s(model);
         add_floor(s, 0.5f);
-        for (int i = 0; i < 20; ++i) { s.add(test::scene::lamp({ 0, 0, 10 }, 18.0f)); }
+        for (int i = 0; i < 20; ++i) { s.add(test::scene::point_source({ 0, 0, 10 }, 18.0f)); }
         ASSERT_TRUE(s.prepare());
         EXPECT_NEAR(lux_at(s, 0, 0), model == LIGHT_MODEL_EXACT ? 3.6 : 0.0, 1e-4);
     }
@@ -98,9 +98,9 @@ TEST(DirectLight, ShadowRaysEndTenTolerancesBeforeTheirLight)
     struct
     {
         const char* what;
-        double below; ///< of the sheet under the lamp, in tolerances
+        double below; ///< of the sheet under the light source, in tolerances
         bool blocks;
-    } const cases[] = { { "through the lamp", 0, false }, { "beside it", 9, false },
+    } const cases[] = { { "through the light source", 0, false }, { "beside it", 9, false },
         { "before it", 11, true } };
     fill_gamma_tables();
     for (const auto& c : cases)
@@ -116,7 +116,7 @@ TEST(DirectLight, ShadowRaysEndTenTolerancesBeforeTheirLight)
                 const double z = 2.0 - c.below * 200e-6; // the scene is 200 m wide
                 sheet.quad({ -1, -1, z }, { 1, -1, z }, { 1, 1, z }, { -1, 1, z });
                 ASSERT_TRUE(s.add(sheet));
-                light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+                light l = test::scene::point_source({ 0, 0, 2 }, 100.0f);
                 l.simple_brightness = 1.0f;
                 s.add(l);
                 s.doc->mode = mode;
@@ -154,7 +154,7 @@ TEST(DirectLight, ShadowRaysLeaveTheFaceWhereItsNormalBendsAway)
             const double high = share * c.offset * 2.0;
             sheet.quad({ -1, -1, high }, { 2, -1, high }, { 2, 2, high }, { -1, 2, high });
             ASSERT_TRUE(s.add(ridge) && s.add(sheet));
-            light l = test::scene::lamp({ 0.5, 0.5, 3 }, 100.0f);
+            light l = test::scene::point_source({ 0.5, 0.5, 3 }, 100.0f);
             l.simple_brightness = 1.0f;
             s.add(l);
             s.doc->mode = c.mode;
@@ -182,7 +182,7 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
     {
         const char* what;
         float exponent;
-        double off_deg; ///< of the lamp, from the mirrored ray
+        double off_deg; ///< of the light source, from the mirrored ray
         uint32_t object_flags, light_flags;
         bool shows;
     } const cases[] = {
@@ -191,7 +191,7 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
         { "sharp", 300.0f, 3.0, 0, 0, true },
         { "no exponent above 1", 1.0f, 0.0, 0, 0, false },
         { "an object without", 50.0f, 0.0, OBJECT_NO_HIGHLIGHT, 0, false },
-        { "a lamp without", 50.0f, 0.0, 0, LIGHT_NO_HIGHLIGHT, false },
+        { "a light source without", 50.0f, 0.0, 0, LIGHT_NO_HIGHLIGHT, false },
     };
     for (const int32_t model : both_models)
     {
@@ -210,7 +210,8 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
             plate.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
             ASSERT_TRUE(s.add(plate));
             const double altitude = M_PI / 4 + c.off_deg * M_PI / 180;
-            light l = test::scene::lamp({ -4 * std::cos(altitude), 0, 4 * std::sin(altitude) }, 160.0f);
+            light l =
+                test::scene::point_source({ -4 * std::cos(altitude), 0, 4 * std::sin(altitude) }, 160.0f);
             l.flags = c.light_flags;
             s.add(l);
             ASSERT_TRUE(s.prepare());
@@ -244,10 +245,10 @@ TEST(SimpleLight, IsDiffuseHighlightBackLightAndAmbient)
     ASSERT_TRUE(s.add(sheet));
     // One in green at 50 degrees before the mirrored ray at 45, one in red and blue straight below.
     const double altitude = 50 * M_PI / 180;
-    light above = test::scene::lamp({ -4 * std::cos(altitude), 0, 4 * std::sin(altitude) }, 1.0f);
+    light above = test::scene::point_source({ -4 * std::cos(altitude), 0, 4 * std::sin(altitude) }, 1.0f);
     above.filter[0] = above.filter[2] = 0;
     above.filter[1] = 0.5f;
-    light below = test::scene::lamp({ 0, 0, -3 }, 1.0f);
+    light below = test::scene::point_source({ 0, 0, -3 }, 1.0f);
     below.filter[1] = 0;
     above.simple_brightness = 0.75f;
     below.simple_brightness = 0.5f;
@@ -277,7 +278,7 @@ TEST(DirectLight, ALightShinesThroughItsOwnShapeAndNotOnIt)
 {
     test::scene s;
     add_floor(s, 0.5f);
-    light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+    light l = test::scene::point_source({ 0, 0, 2 }, 100.0f);
     l.area = 4.0;
     l.fixture_scale = 1.0f;
     s.add(l);
@@ -292,7 +293,7 @@ TEST(DirectLight, ALightShinesThroughItsOwnShapeAndNotOnIt)
     // It shows the light's flux over its area, 4 pi lm / (4 m2 pi), and is not lit by it.
     EXPECT_NEAR(s.radiance({ 0.3, 0.2, 1.5 }, { 0, 0, -1 }), 100.0 * 4 * M_PI / (4 * M_PI), 1e-3);
 
-    // Another lamp in the same place is held off by the shape, and lights it.
+    // Another light source in the same place is blocked by the shape, and lights it.
     l.candela = 50.0f;
     s.add(l);
     s.relight();
@@ -305,7 +306,7 @@ TEST(DirectLight, AGroupNeitherLightsNorIsShadowedByItsObject)
 {
     test::scene s;
     add_floor(s, 0.5f);
-    light l = test::scene::lamp({ 0, 0, 2 }, 100.0f);
+    light l = test::scene::point_source({ 0, 0, 2 }, 100.0f);
     s.add(l);
     test::mesh sheet;
     sheet.flags = OBJECT_PROPERTY_6 | OBJECT_GROUP_UNLIT | OBJECT_NO_GROUP_SHADOW;
@@ -349,7 +350,7 @@ TEST(ShadowTest, ColouredGlassColoursItsShadow)
         if (c.flags) { pane.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 }); }
         else { pane.box({ { -1, -1, 1 }, { 1, 1, 1.1 } }); }
         ASSERT_TRUE(s.add(pane));
-        s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
+        s.add(test::scene::point_source({ 0, 0, 2 }, 100.0f));
         ASSERT_TRUE(s.prepare());
         const ray r = s.seen({ 0.1, 0.05, 0.5 }, { -0.1, -0.05, -0.5 });
         const double tint[3] = { 0.8, 0.4, 0.1 };
@@ -430,7 +431,7 @@ TEST(DirectLight, TheWholeShapeOfALightCountsInTheExactModel)
     for (const int32_t samples : { 1, 4, 64 })
     {
         SCOPED_TRACE(samples);
-        light l = test::scene::lamp({}, 100.0f);
+        light l = test::scene::point_source({}, 100.0f);
         l.radius = 0.3;
         l.shadow_samples = samples;
         for (const double height : { 0.301, 0.35, 0.6, 3.0 })
@@ -464,7 +465,7 @@ TEST(DirectLight, TheWholeShapeOfALightCountsInTheExactModel)
         EXPECT_NEAR(sum, wanted, (samples == 1 ? 0.02 : 0.005) * wanted);
         EXPECT_EQ(mean_lux_at(s, 0.35, 0), 0.0);
 
-        light distant = test::scene::lamp({}, 0.0f);
+        light distant = test::scene::point_source({}, 0.0f);
         distant.type = LIGHT_PARALLEL;
         distant.dimmer = 0.5f;
         distant.altitude = M_PI / 2;
@@ -487,7 +488,7 @@ TEST(DirectLight, TheWholeShapeOfALightCountsInTheExactModel)
 
 TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
 {
-    // One grey floor, so its mean reflectance is known; the lamp below it lights nothing directly.
+    // One grey floor, so its mean reflectance is known; the light source below it lights nothing directly.
     struct
     {
         const char* what;
@@ -507,7 +508,7 @@ TEST(Ambient, IsTheReflectedLightAloneInTheExactModel)
         add_floor(s, c.grey);
         s.doc->scene_area = c.scene_area;
         s.doc->sky_scale = 0.01; // counts in the fast model only
-        light l = test::scene::lamp({ 0, 0, -2 }, 0.0f);
+        light l = test::scene::point_source({ 0, 0, -2 }, 0.0f);
         l.brightness_unit = BRIGHTNESS_LUMENS;
         l.lumens = 8000.0f;
         s.add(l);
@@ -607,7 +608,7 @@ TEST(DirectLight, PassesThroughTranslucentSheetsFromBehind)
                 s.doc->sun_sky->direct_altitude = float(M_PI / 6);
                 s.doc->sun_sky->sky_intensity = 0.0f;
             }
-            else { s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f)); }
+            else { s.add(test::scene::point_source({ 0, 0, 2 }, 100.0f)); }
             ASSERT_TRUE(s.prepare());
             const double lux = by_sun ? s.doc->sun_sky->sun_strength * 0.5 : 25.0;
             EXPECT_NEAR(

@@ -15,12 +15,13 @@ TEST(LightModel, ShortcutsErrAsMuchAsIsWrittenDown)
     lid.quad({ 0.2, -0.5, 1 }, { 1, -0.5, 1 }, { 1, 0.5, 1 }, { 0.2, 0.5, 1 });
     ASSERT_TRUE(s.add(floor));
     ASSERT_TRUE(s.add(lid));
-    // One strong lamp in sight, and ten hidden by the lid that together are just below 7 per cent of it.
-    s.add(test::scene::lamp({ 0, 0, 2 }, 400.0f));
+    // One strong light source in sight, and ten hidden by the lid that together are just below 7 per cent of
+    // it.
+    s.add(test::scene::point_source({ 0, 0, 2 }, 400.0f));
     const double far = std::pow(5.0, 1.5) / 2; // times fainter at 1 m aside than straight below, per candela
     for (int i = 0; i < 4; ++i)
     {
-        s.add(test::scene::lamp({ 1, 0.01 * i, 2 }, float(400.0 / 4 * 0.066 * far / 4)));
+        s.add(test::scene::point_source({ 1, 0.01 * i, 2 }, float(400.0 / 4 * 0.066 * far / 4)));
     }
     ASSERT_TRUE(s.prepare());
     const double fast = s.radiance({ 0.02, 0.01, 0.1 }, { -0.02, -0.01, -0.1 });

@@ -44,7 +44,7 @@ TEST(ShadowTest, ObjectsThatCastNoShadowAreSkipped)
         { "no shadow, for the solver's ray", OBJECT_NO_SHADOW, RAY_PROBE, true },
         { "no solver shadow", OBJECT_NO_SOLVER_SHADOW, 0, true },
         { "no solver shadow, for the solver's ray", OBJECT_NO_SOLVER_SHADOW, RAY_PROBE, false },
-        { "no window shadow, of a lamp", OBJECT_NO_WINDOW_SHADOW, 0, true },
+        { "no window shadow, of a light source", OBJECT_NO_WINDOW_SHADOW, 0, true },
     };
     for (const auto& c : cases)
     {
@@ -54,7 +54,7 @@ TEST(ShadowTest, ObjectsThatCastNoShadowAreSkipped)
         sheet.flags = c.flags;
         sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
         ASSERT_TRUE(s.add(sheet));
-        s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
+        s.add(test::scene::point_source({ 0, 0, 2 }, 100.0f));
         ASSERT_TRUE(s.prepare());
         ray r = s.eye_ray({ 0.1, 0.2, 0 }, { 0, 0, 1 });
         r.flags = c.ray_flags;
@@ -72,8 +72,8 @@ TEST(ShadowTest, ALightPassesTheObjectsThatNameItAsTheirs)
     test::mesh sheet;
     sheet.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
     ASSERT_TRUE(s.add(sheet));
-    s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
-    s.add(test::scene::lamp({ 0, 0, 2 }, 50.0f));
+    s.add(test::scene::point_source({ 0, 0, 2 }, 100.0f));
+    s.add(test::scene::point_source({ 0, 0, 2 }, 50.0f));
     light* const first = s.doc->lights;
     property_node other = {}, own = {};
     other.kind = own.kind = PROPERTY_LIGHT_SHAPE;
@@ -86,7 +86,7 @@ TEST(ShadowTest, ALightPassesTheObjectsThatNameItAsTheirs)
     face->vft->add_property(face, &other);
     EXPECT_EQ(kept_upwards(s, first, 0, 2.0), 1.0);
     EXPECT_EQ(kept_upwards(s, first->next, 0, 2.0), 1.0) << "each property counts";
-    EXPECT_EQ(kept_upwards(s, nullptr, 0, 2.0), -1.0) << "the sun is no lamp";
+    EXPECT_EQ(kept_upwards(s, nullptr, 0, 2.0), -1.0) << "the sun has no shape";
     light outer = {}, inner = {}, leaf = {}, beside = {};
     leaf.parent = &inner;
     inner.parent = beside.parent = &outer;
@@ -118,7 +118,7 @@ TEST(ShadowTest, TheSurfaceDecidesWhatPasses)
     };
     round.add(s.doc, test::BALL_PLAIN, { 0, 0, 1 }, 0.5, s.matte(0.5f));
     round.all.back().head.vft = &clear;
-    s.add(test::scene::lamp({ 0, 0, 2 }, 100.0f));
+    s.add(test::scene::point_source({ 0, 0, 2 }, 100.0f));
     ASSERT_TRUE(s.prepare());
     const auto passing = [&](double x)
     {
@@ -210,7 +210,7 @@ TEST(ShadowTest, EachPaneFiltersOnce)
             test::mesh ground;
             ground.quad({ -9, -9, -9 }, { 9, -9, -9 }, { 9, 9, -9 }, { -9, 9, -9 });
             ASSERT_TRUE(s.add(ground));
-            light l = test::scene::lamp({ 0, 0, 20 }, 100.0f);
+            light l = test::scene::point_source({ 0, 0, 20 }, 100.0f);
             s.add(l);
             ASSERT_TRUE(s.prepare());
             const double red = kept_upwards(s, s.doc->lights, 0, 20.0);

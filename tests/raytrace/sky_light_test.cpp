@@ -182,7 +182,7 @@ TEST(SkyLight, DrawsWhatItLooksUp)
 
 TEST(SkyLight, HasNoiseWithoutAPattern)
 {
-    // What pixels see of one point under a table's edge: none tells of another, near or far.
+    // What pixels see of one point under a table's edge: none follows from another, near or far.
     open_ground s;
     s.add_table(1.0, 1.0);
     set_flat(*s.doc, 1.0f, 1000.0);

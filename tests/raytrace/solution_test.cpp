@@ -26,11 +26,11 @@ struct fixed_solution
     ~fixed_solution() { solution = {}; }
 };
 
-/// A floor whose faces take part in radiosity, and a lamp 2 metres above it.
+/// A floor whose faces take part in radiosity, and a light source 2 metres above it.
 struct solved_scene : test::scene
 {
     solved_scene(
-        int32_t light_model, uint32_t flags, bool has_lamp, bool has_distant, bool has_sun, bool covered)
+        int32_t light_model, uint32_t flags, bool has_source, bool has_distant, bool has_sun, bool covered)
         : test::scene(light_model)
     {
         test::mesh floor;
@@ -42,8 +42,8 @@ struct solved_scene : test::scene
         test::mesh cover;
         cover.quad({ -1, -1, 1 }, { 1, -1, 1 }, { 1, 1, 1 }, { -1, 1, 1 });
         if (covered) { add(cover); }
-        if (has_lamp) { add(lamp({ 0, 0, 2 }, 100.0f)); }
-        light distant = lamp({ 0, 0, 0 }, 1.0f);
+        if (has_source) { add(point_source({ 0, 0, 2 }, 100.0f)); }
+        light distant = point_source({ 0, 0, 0 }, 1.0f);
         distant.type = LIGHT_PARALLEL;
         distant.azimuth = 0.0;
         distant.altitude = M_PI / 2;
@@ -71,34 +71,34 @@ struct solved_scene : test::scene
 
 TEST(Solution, GivesTheLightThatRaysDoNot)
 {
-    const double of_lamp = 25.0 * 0.5 / M_PI, of_distant = 390.625 * 0.5 / M_PI;
+    const double of_source = 25.0 * 0.5 / M_PI, of_distant = 390.625 * 0.5 / M_PI;
     struct
     {
         const char* what;
         int32_t mode;
         uint32_t flags, render_flags;
-        bool solved, lamp, distant, covered;
+        bool solved, source, distant, covered;
         double radiance;
     } const cases[] = {
         { "the solution alone", MODE_RADIOSITY, 0, 0, true, false, false, false, 16.0 },
-        { "it holds the lamps", MODE_RADIOSITY, 0, 0, true, true, false, false, 16.0 },
-        { "distant lamps come by rays", MODE_RADIOSITY, 0, 0, true, true, true, false, 16.0 + of_distant },
+        { "the light sources are in it", MODE_RADIOSITY, 0, 0, true, true, false, false, 16.0 },
+        { "distant ones come by rays", MODE_RADIOSITY, 0, 0, true, true, true, false, 16.0 + of_distant },
         { "with their shadows", MODE_RADIOSITY, 0, 0, true, true, true, true, 16.0 },
         { "direct light by rays", MODE_RADIOSITY, 0, RENDER_DIRECT_OVER_SOLUTION, true, true, true, false,
-            7.0 + of_lamp + of_distant },
+            7.0 + of_source + of_distant },
         { "direct light by rays, in shadow", MODE_RADIOSITY, 0, RENDER_DIRECT_OVER_SOLUTION, true, true, true,
             true, 7.0 },
         { "an object without a solution", MODE_RADIOSITY, OBJECT_NOT_RADIOSITY, 0, true, true, false, false,
-            of_lamp },
-        { "no solver", MODE_RADIOSITY, 0, 0, false, true, false, false, of_lamp },
-        { "another mode", MODE_RAYTRACE, 0, 0, true, true, false, false, of_lamp },
+            of_source },
+        { "no solver", MODE_RADIOSITY, 0, 0, false, true, false, false, of_source },
+        { "another mode", MODE_RAYTRACE, 0, 0, true, true, false, false, of_source },
     };
     for (const int32_t model : { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT })
     {
         for (const auto& c : cases)
         {
             SCOPED_TRACE(c.what + std::string(model == LIGHT_MODEL_FAST ? ", fast" : ", exact"));
-            solved_scene s(model, c.flags, c.lamp, c.distant, false, c.covered);
+            solved_scene s(model, c.flags, c.source, c.distant, false, c.covered);
             s.doc->mode = c.mode;
             s.doc->render_flags = c.render_flags;
             const fixed_solution fixed;
@@ -111,7 +111,7 @@ TEST(Solution, GivesTheLightThatRaysDoNot)
 TEST(Solution, LeavesTheSunToRays)
 {
     solved_scene s(LIGHT_MODEL_EXACT, 0, true, false, true, false);
-    const double by_lamp = 25.0 * 0.5 / M_PI, by_rays = s.seen_from_the_side() - by_lamp;
+    const double by_source = 25.0 * 0.5 / M_PI, by_rays = s.seen_from_the_side() - by_source;
     EXPECT_GT(by_rays, 1000.0);
     const fixed_solution fixed;
     s.doc->mode = MODE_RADIOSITY;

@@ -31,11 +31,11 @@ document* open_yard()
     EXPECT_EQ(add_box(d, add_look(d, u"block", { { 0.8f, 0.2f, 0.1f }, 0.4f, 0, 1, false, 7 }),
                   { 0.3, -0.6, 0.1 }, { 1.2, 0.3, 0.9 }),
         1);
-    light soft = lamp_at({ -0.8, -1.4, 2.4 }, 300);
+    light soft = point_source_at({ -0.8, -1.4, 2.4 }, 300);
     soft.radius = 0.3;
     soft.shadow_samples = 16;
     soft.flags |= LIGHT_NO_HIGHLIGHT; // of a strength that only the strips have
-    EXPECT_EQ(add_lamp(d, soft), 1);
+    EXPECT_EQ(add_light(d, soft), 1);
     EXPECT_EQ(zr_build_voxel_grid(d), 1);
     d->render_flags = RENDER_SOFT_SHADOWS | RENDER_DEPTH_PLANE | RENDER_OBJECT_IDS;
     d->environment_flags = ENVIRONMENT_ALPHA;

@@ -1,5 +1,5 @@
 /// @file
-/// Light by way of other surfaces, where its amount is known.
+/// Indirect light where its amount is known.
 #include <algorithm>
 #include <cmath>
 #include <functional>

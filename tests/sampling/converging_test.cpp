@@ -20,10 +20,10 @@ document* open_converging_room(const sampling_limits& limits)
 {
     zr::fill_gamma_tables(); // as a start of the library does: errors are those of shown values
     document* d = open_room(width, height);
-    light soft = lamp_at({ -0.8, -0.8, 2.4 }, 150);
+    light soft = point_source_at({ -0.8, -0.8, 2.4 }, 150);
     soft.radius = 0.3;
     soft.shadow_samples = 16;
-    EXPECT_EQ(add_lamp(d, soft), 1);
+    EXPECT_EQ(add_light(d, soft), 1);
     d->render_flags = RENDER_SOFT_SHADOWS | RENDER_DEPTH_PLANE | RENDER_OBJECT_IDS;
     zr_set_light_model(d, LIGHT_MODEL_EXACT);
     zr_set_pixel_sampler(d, SAMPLER_CONVERGING);

@@ -116,9 +116,9 @@ TEST(LightTree, EveryLuminaireThatReachesAPointIsChosenAsOftenAsItSays)
     test::scene s;
     for (int i = 0; i < 20; ++i)
     {
-        s.add(test::scene::lamp({ i % 5 * 2.0, i / 5 * 2.0, 3.0 }, 10.0f + 40.0f * float(i)));
+        s.add(test::scene::point_source({ i % 5 * 2.0, i / 5 * 2.0, 3.0 }, 10.0f + 40.0f * float(i)));
     }
-    for (int i = 0; i < 3; ++i) { s.add(test::scene::lamp({ 1, 1, 2 }, 100.0f)); } // at one place
+    for (int i = 0; i < 3; ++i) { s.add(test::scene::point_source({ 1, 1, 2 }, 100.0f)); } // at one place
     ASSERT_TRUE(prepare_light_tree(*s.doc));
     constexpr int count = 20000;
     const struct

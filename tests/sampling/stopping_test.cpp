@@ -37,9 +37,9 @@ document* open_penumbra()
     material_entry* const grey = add_look(d, u"grey", {});
     EXPECT_EQ(add_box(d, grey, { -2, -2, 0 }, { 2, 2, 3 }), 1);
     EXPECT_EQ(add_box(d, grey, { -0.6, 0.2, 1.6 }, { 0.9, 1.4, 1.7 }), 1);
-    light soft = lamp_at({ 0.2, 0.3, 2.5 }, 200);
+    light soft = point_source_at({ 0.2, 0.3, 2.5 }, 200);
     soft.radius = 0.4;
-    EXPECT_EQ(add_lamp(d, soft), 1);
+    EXPECT_EQ(add_light(d, soft), 1);
     return prepare(d);
 }
 
@@ -107,14 +107,14 @@ TEST(Stopping, FavoursNeitherBrightNorDarkPictures)
 TEST(Stopping, LightSourcesAtOnePlaceShineLikeOneOfTheirSum)
 {
     constexpr int count = 10000;
-    const auto lit = [](int lamps, const vector3& place)
+    const auto lit = [](int sources, const vector3& place)
     {
         document* d = open_empty_room();
         EXPECT_EQ(add_box(d, add_look(d, u"grey", {}), { -2, -2, 0 }, { 2, 2, 3 }), 1);
         EXPECT_EQ(add_box(d, add_look(d, u"wall", {}), { -0.5, 0.5, 0.5 }, { 0.5, 1.5, 1.5 }), 1);
-        for (int i = 0; i < lamps; ++i)
+        for (int i = 0; i < sources; ++i)
         {
-            EXPECT_EQ(add_lamp(d, lamp_at(place, 100.0f * count / float(lamps))), 1);
+            EXPECT_EQ(add_light(d, point_source_at(place, 100.0f * count / float(sources))), 1);
         }
         const double light = render(prepare(d), { 2.0, 16, 32, 0, 0.0 }).light;
         zr_close_document(d);

@@ -36,7 +36,7 @@ void add_sheet(test::mesh& m, int side)
     }
 }
 
-int32_t bytes_held(const document* d)
+int32_t bytes_in_use(const document* d)
 {
     int32_t counts[12];
     zr_voxel_grid_stats(d->voxel_grid, counts);
@@ -82,8 +82,8 @@ TEST(SearchBuild, ObjectsOfOnePlaceTakeBoundedMemoryAndDepth)
             ASSERT_TRUE(zr_build_voxel_grid(s.doc));
             constexpr double cells_of_a_grid = 64 * 32768;
             EXPECT_GT(zr_mem_get_alloc(s.doc->voxel_memory), 0u);
-            EXPECT_LE(bytes_held(s.doc), c.bytes_each * (c.faces + c.spheres) +
-                                             (path.structure == SEARCH_GRID ? cells_of_a_grid : 0.0));
+            EXPECT_LE(bytes_in_use(s.doc), c.bytes_each * (c.faces + c.spheres) +
+                                               (path.structure == SEARCH_GRID ? cells_of_a_grid : 0.0));
             if (path.structure == SEARCH_TREE) { EXPECT_LE(s.doc->voxel_grid->tree.depth, 56); }
             const vector3 middle = vector3{ 5, 6, 7 } + vector3{ c.size, c.size, 0 } * 0.3;
             ray r = s.eye_ray(middle + vector3{ 0, 0, 3 }, { 0, 0, -1 });
@@ -133,7 +133,7 @@ TEST(SearchBuild, TheResultDoesNotDependOnTheProcessors)
         all += std::to_string(t.root) + " " + std::to_string(t.depth);
         if (processors == 1) { first = all; }
         EXPECT_TRUE(all == first) << processors;
-        EXPECT_EQ(size_t(bytes_held(s.doc)), tree_bytes(t));
+        EXPECT_EQ(size_t(bytes_in_use(s.doc)), tree_bytes(t));
     }
     platform::override_processor_count(0);
     EXPECT_GT(s.doc->voxel_grid->tree.run_count, 100u);
@@ -204,7 +204,7 @@ TEST(SearchBuild, TheListsDecideWhatIsFound)
 namespace
 {
 
-/// Answers of a host to a build, and what it was told.
+/// Answers of a host to a build, and what was reported to it.
 struct build_host
 {
     static inline std::vector<int32_t> codes;
@@ -222,8 +222,8 @@ struct build_host
     }
 };
 
-/// Builds that the host is told of; 1 or 0 as zr_build_voxel_grid gives.
-int32_t build_told(document* d, size_t refuses, int32_t* word)
+/// Builds that are reported to the host; 1 or 0 as zr_build_voxel_grid gives.
+int32_t build_reports(document* d, size_t refuses, int32_t* word)
 {
     const host_functions functions({ { "host_progress", reinterpret_cast<void*>(build_host::progress) } });
     build_host::codes.clear();
@@ -247,7 +247,7 @@ TEST(SearchBuild, AHostFollowsAndStopsABuild)
     {
         SCOPED_TRACE(path.name);
         const test::taken_path taken(path);
-        ASSERT_EQ(build_told(s.doc, never, nullptr), 1);
+        ASSERT_EQ(build_reports(s.doc, never, nullptr), 1);
         const std::vector<int32_t> codes = build_host::codes;
         EXPECT_EQ(codes.front(), 100);
         EXPECT_EQ(codes.back(), 102);
@@ -268,7 +268,7 @@ TEST(SearchBuild, AHostFollowsAndStopsABuild)
         for (const auto& stop : stops)
         {
             SCOPED_TRACE(stop.call);
-            EXPECT_EQ(build_told(s.doc, stop.call, stop.word), 0);
+            EXPECT_EQ(build_reports(s.doc, stop.call, stop.word), 0);
             EXPECT_EQ(zr_last_error()->code, ZR_ERROR_STATE);
             EXPECT_FALSE(s.doc->state_flags & DOCUMENT_GRID_BUILT);
             EXPECT_EQ(std::count(build_host::codes.begin(), build_host::codes.end(), 102), 0);
@@ -279,7 +279,7 @@ TEST(SearchBuild, AHostFollowsAndStopsABuild)
         }
         s.doc->stop_render = s.doc->preprocess_stop = 1;
         s.doc->frustum_invalid = 0;
-        EXPECT_EQ(build_told(s.doc, never, nullptr), 1) << "words of an earlier job do not count";
+        EXPECT_EQ(build_reports(s.doc, never, nullptr), 1) << "words of an earlier job do not count";
         EXPECT_EQ(s.doc->frustum_invalid, 1) << "first hits by tiles are of the old structure";
     }
     platform::override_processor_count(0);

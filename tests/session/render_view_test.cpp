@@ -21,9 +21,9 @@ namespace
 document current;
 int32_t legend_flag;
 
-document* told; // what the host answers
+document* open_document; // what the host answers
 
-document* on_get_current_doc() { return told; }
+document* on_get_current_doc() { return open_document; }
 int32_t on_set_legend(render_view*, int32_t flag)
 {
     legend_flag = flag;
@@ -43,7 +43,7 @@ struct View : testing::Test
     View()
     {
         current = {};
-        told = &current;
+        open_document = &current;
         current.world_offset = { 10, 0, 0 };
         current.model_to_world = 2.0;
         current.bounds = { { 0, 0, 0 }, { 100, 10, 10 } };

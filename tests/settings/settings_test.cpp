@@ -255,7 +255,7 @@ TEST(SettingsFiles, AnExposureIsOneLineOfSixValues)
         { "whole", u"2\t0.5\t1\t9\t1\t0\n#END", 1, 2.0f, 0 },
         { "the last line counts", u"2\t0.5\t1\t9\t1\t0\n3\t0.5\t1\t9\t1\t1\n", 1, 3.0f, 1 },
         { "a value is missing", u"2\t0.5\t1\t9\t1\n#END", 0, 2.0f, 1 },
-        { "held to its range", u"99\t0.5\t1\t9\t1\t8\n", 1, 5.0f, 1 },
+        { "clamped to its range", u"99\t0.5\t1\t9\t1\t8\n", 1, 5.0f, 1 },
         { "film", u"2\t0.5\t1\t9\t1\t2\n", 1, 2.0f, TONE_FILM },
     };
     for (const auto& c : cases)

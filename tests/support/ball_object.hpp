@@ -1,6 +1,6 @@
 /// @file
 /// A kind of object that the library does not know: balls with a table of their own. They are hit twice, have
-/// neither area nor triangles, and tell what their bounds are in several ways, so that searches meet objects
+/// neither area nor triangles, and state what their bounds are in several ways, so that searches meet objects
 /// beside those of meshes.
 #pragma once
 
@@ -27,7 +27,7 @@ struct ball_object
     vector3 centre;
     double radius;
     material_entry* look;
-    bounding_box told; ///< what the kinds that tell odd bounds say
+    bounding_box stated; ///< what the kinds with odd bounds give
 };
 
 inline const ball_object& ball_of(const scene_object* o) { return *reinterpret_cast<const ball_object*>(o); }
@@ -62,7 +62,7 @@ inline bounding_box box_of(const ball_object& b)
     return { b.centre - reach, b.centre + reach };
 }
 
-/// A table whose bounds are told by `bounds`, which also decides about the cells of a grid; null: no bounds.
+/// A table whose bounds come from `bounds`, which also decides about the cells of a grid; null: no bounds.
 inline object_vft ball_table(void (*bounds)(const scene_object*, bounding_box*))
 {
     object_vft vft = {};
@@ -88,23 +88,23 @@ enum ball_kind
 {
     BALL_PLAIN,
     BALL_WITHOUT_BOUNDS,
-    BALL_TELLING, ///< its bounds are `told`
+    BALL_STATING, ///< its bounds are `stated`
     BALL_KINDS
 };
 
 inline const object_vft ball_tables[BALL_KINDS] = {
     ball_table([](const scene_object* o, bounding_box* out) { *out = box_of(ball_of(o)); }),
     ball_table(nullptr),
-    ball_table([](const scene_object* o, bounding_box* out) { *out = ball_of(o).told; }),
+    ball_table([](const scene_object* o, bounding_box* out) { *out = ball_of(o).stated; }),
 };
 
 /// The balls of one document; they must outlive it.
 struct balls
 {
     void add(document* d, ball_kind kind, const vector3& centre, double radius, material_entry* look,
-        const bounding_box& told = {})
+        const bounding_box& stated = {})
     {
-        all.push_back({ {}, centre, radius, look, told });
+        all.push_back({ {}, centre, radius, look, stated });
         ball_object& b = all.back();
         b.head.vft = &ball_tables[kind];
         b.head.next = d->scene_objects.first;

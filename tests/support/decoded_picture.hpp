@@ -41,7 +41,7 @@ inline bytes joined(bytes a, const bytes& b)
     return a;
 }
 
-/// Rows that tell their place: R is the column, G the row, B 200, A 100 + the column.
+/// Rows that name their place: R is the column, G the row, B 200, A 100 + the column.
 inline int32_t place_rows(bitmap_format* record, line_request* request)
 {
     uint8_t* out = request->buffer;

@@ -1,6 +1,6 @@
 /// @file
-/// A small room with a lamp or several, built through the public functions alone: what tests of the render
-/// job render. Its pictures take fractions of a second.
+/// A small room with a light source or several, built through the public functions alone: what tests of the
+/// render job render. Its pictures take fractions of a second.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -77,7 +77,7 @@ inline int32_t add_box(document* d, material_entry* look, const vector3& low, co
     return zr_create_mesh(d, &build);
 }
 
-inline light lamp_at(const vector3& position, float candela)
+inline light point_source_at(const vector3& position, float candela)
 {
     light l = {};
     l.type = LIGHT_SPHERICAL;
@@ -97,7 +97,7 @@ inline light lamp_at(const vector3& position, float candela)
     return l;
 }
 
-inline int32_t add_lamp(document* d, const light& from)
+inline int32_t add_light(document* d, const light& from)
 {
     return zr_insert_light_source_ex(&d->lights, zr_create_light(&from, d->sun_sky), d);
 }
@@ -133,7 +133,7 @@ inline void set_room_settings(document* d)
     d->environment.mode = d->reflected_environment.mode = ENVIRONMENT_FLAT;
 }
 
-/// A room of 4 x 4 x 3 metres with a block in it, one lamp, the grid built and the view set.
+/// A room of 4 x 4 x 3 metres with a block in it, one light source, the grid built and the view set.
 inline document* open_room(int32_t width, int32_t height)
 {
     document* d = zr_open_document();
@@ -142,7 +142,7 @@ inline document* open_room(int32_t width, int32_t height)
     EXPECT_EQ(add_box(d, add_look(d, u"block", { { 0.8f, 0.2f, 0.1f }, 0.3f, 0, 1, false, 7 }),
                   { -0.5, 0.2, 0.6 }, { 0.5, 1.2, 1.4 }),
         1);
-    EXPECT_EQ(add_lamp(d, lamp_at({ 0.6, -0.5, 2.5 }, 200)), 1);
+    EXPECT_EQ(add_light(d, point_source_at({ 0.6, -0.5, 2.5 }, 200)), 1);
     EXPECT_EQ(zr_build_voxel_grid(d), 1);
     EXPECT_EQ(set_room_view(d, width, height), 1);
     return d;

@@ -1,6 +1,6 @@
 /// @file
-/// Small scenes for tests of geometry and light: meshes by a few calls, lamps in candela, and single rays
-/// traced without a render job.
+/// Small scenes for tests of geometry and light: meshes by a few calls, light sources in candela, and single
+/// rays traced without a render job.
 #pragma once
 
 #include <algorithm>
@@ -183,8 +183,8 @@ struct scene
         return zr_create_mesh(doc, &build) == 1;
     }
 
-    /// A white lamp of `candela` in all directions.
-    static light lamp(const vector3& position, float candela)
+    /// A white point of `candela` in all directions.
+    static light point_source(const vector3& position, float candela)
     {
         light l = {};
         l.type = LIGHT_SPHERICAL;

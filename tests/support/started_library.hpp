@@ -37,7 +37,7 @@ struct started_library : testing::Environment
         ASSERT_EQ(zr_init_ex(texts.c_str(), nullptr, nullptr, module, texts.c_str(), texts.c_str(),
                       texts.c_str(), gl_version),
             1u);
-        told_at_start = the_host_record->messages[0];
+        text_at_start = the_host_record->messages[0];
     }
 
     void TearDown() override
@@ -47,7 +47,7 @@ struct started_library : testing::Environment
     }
 
     int32_t gl_version;
-    std::u16string told_at_start; ///< first status text; empty for none
+    std::u16string text_at_start; ///< first status text; empty for none
     temporary_folder folder;
     zr_handle module = nullptr;
 };
@@ -55,7 +55,7 @@ struct started_library : testing::Environment
 /// What the host heard of one test's jobs and builds, in order.
 inline std::vector<progress_call> heard;
 
-/// Called with each report, before the host answers; a test's way to act in the middle of a job.
+/// Called with each report, before the host answers; where a test acts in the middle of a job.
 inline void (*on_report)(const progress_call& call) = nullptr;
 
 /// A test with a host that answers as at first and records what it hears.

@@ -1,5 +1,5 @@
 /// @file
-/// The only way from the library to its host: one wrapper for each function of the host, with its guard.
+/// All calls from the library to its host: one wrapper for each function of the host, with its guard.
 /// A wrapper whose slot is empty, or whose guard is closed, gives the neutral answer given beside it.
 #pragma once
 

@@ -30,8 +30,8 @@ ZR_API uint32_t zr_init_ex(const char16_t* root_path, const char16_t* second_pat
 ZR_API uint32_t zr_init(
     const char16_t* root_path, const char16_t* second_path, const char16_t* help_path, zr_handle host_module);
 
-/** Ends the library: no job may run and no document be open. Returns 1, 0 from the second call on. There is
- *  no way back. */
+/** Ends the library: no job may run and no document be open. Returns 1, 0 from the second call on. The
+ *  library cannot be started again. */
 ZR_API int32_t zr_term(void);
 
 /** For a host that reaches the library through a second module: takes `host_progress` from `module` and has

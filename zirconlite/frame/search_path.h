@@ -104,7 +104,7 @@ ZR_API int32_t zr_install_new_host_findfile(host_findfile_function* function);
  *  the file itself comes before the folders below, depth first. Folder links that form a circle are followed
  *  once. Any thread.
  *
- *  @param list  searched after the host's own ways; may be NULL
+ *  @param list  searched after what the host finds itself; may be NULL
  *  @param name  file name, with or without a folder
  *  @param path  receives the full name; ZR_PATH_CAPACITY
  *  @return 1 found, 0 not found */

@@ -24,7 +24,7 @@ constexpr long decoder_memory = 1L << 30;
 constexpr JDIMENSION rows_at_once = 16;
 constexpr size_t output_block = 1 << 16;
 
-/// What libjpeg reports, and the way back when it gives up.
+/// What libjpeg reports, and where to return when it gives up.
 struct jpeg_failure
 {
     jpeg_error_mgr manager; // first: libjpeg knows the address of this member only

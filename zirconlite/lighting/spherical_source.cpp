@@ -12,8 +12,8 @@ namespace
 int32_t spherical_sample_count(const light* l, const vector3* point)
 {
     if (l->radius == 0.0) { return 1; }
-    const vector3 way = *point - l->position;
-    return 100.0 * l->radius > dot(way, way) ? 17 : 5;
+    const vector3 to_point = *point - l->position;
+    return 100.0 * l->radius > dot(to_point, to_point) ? 17 : 5;
 }
 
 int32_t spherical_sample(const light* l, const vector3* point, source_sample* samples, int32_t n)
@@ -37,8 +37,8 @@ int32_t spherical_sample(const light* l, const vector3* point, source_sample* sa
 
 void zr::sample_sphere(const light& l, const vector3& shading_point, source_sample& s)
 {
-    const vector3 way = l.position - shading_point;
-    const double d = length(way), sine_squared = d > 0.0 ? l.radius * l.radius / (d * d) : 1.0;
+    const vector3 to_light = l.position - shading_point;
+    const double d = length(to_light), sine_squared = d > 0.0 ? l.radius * l.radius / (d * d) : 1.0;
     if (sine_squared >= 1.0)
     {
         s.point = l.position;
@@ -51,7 +51,7 @@ void zr::sample_sphere(const light& l, const vector3& shading_point, source_samp
     const double cosine = 1.0 - rr * depth;
     // The sine is radius x spread, with the radius taken into x and y.
     const double spread = std::sqrt(depth * (1.0 + cosine));
-    const vector3 axis = way * (1.0 / d);
+    const vector3 axis = to_light * (1.0 / d);
     vector3 a, b;
     zr_make_axes(&axis, &a, &b, 1e-5);
     s.direction = axis * cosine + a * (x * spread) + b * (y * spread);

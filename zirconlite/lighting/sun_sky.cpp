@@ -41,7 +41,7 @@ double clamp_or(double value, double low, double high, double neutral)
 }
 
 /// The host's settings within their ranges.
-void hold_settings(sun_sky& s)
+void clamp_settings(sun_sky& s)
 {
     s.cloudiness = clamp_or(s.cloudiness, 0.0, 1.0, 0.0);
     s.sun_size = clamp_or(s.sun_size, 0.0, 2.0, 0.0);
@@ -174,7 +174,7 @@ int32_t zr_set_sun_and_sky(document* document)
     if (!document || !document->sun_sky) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
     sun_sky& s = *document->sun_sky;
     current_sun_sky = &s;
-    hold_settings(s);
+    clamp_settings(s);
     set_angles(s);
     zr_sun_angles_to_vector(s.azimuth, s.altitude, s.north, &s.sun_direction);
     set_twilight(-s.sun_direction.z);

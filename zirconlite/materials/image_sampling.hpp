@@ -17,7 +17,7 @@ struct mip_level
     double fraction;
 };
 
-/// Repeats per unit of length on the surface: `scale` holds those per unit of the coordinates.
+/// Repeats per unit of length on the surface; `scale` comes in per unit of the coordinates.
 void vertex_scale(const evaluation_points& points, double scale[2]);
 
 /// Texels under the ray's footprint, squared, along the axis with more of them.

@@ -18,7 +18,7 @@ constexpr double last_position = 99.99999;     // of the curve, in bins
 
 int dominant_channel(const float rgb[3]);
 void set_black(float rgb[3]) { rgb[0] = rgb[1] = rgb[2] = 0.0f; }
-void hold_to_range(float rgb[3]);
+void clamp_radiance(float rgb[3]);
 const histogram* curve_of(const render_view& view, int32_t method);
 void follow_method(const render_view& view, float background[3]);
 
@@ -51,7 +51,7 @@ int32_t get_tone_operator(
 
 int32_t tone(const render_view* view, double exponent, double scale, float rgb[3], int32_t plain)
 {
-    hold_to_range(rgb);
+    clamp_radiance(rgb);
     if (view->tone_method == TONE_FILM) { return zr::film_tone(*view, rgb, plain != 0); }
     const histogram* curve = curve_of(*view, view->tone_method);
     if (curve) { return histogram_tone(*curve, rgb, plain != 0); }
@@ -101,8 +101,8 @@ int32_t zr_get_rgb_from_pixel_components(
     if (view->tone_method == TONE_FILM)
     {
         for (int j = 0; j < 3; ++j) { rgb[j] = factor * components->surface[j]; }
-        hold_to_range(rgb);
-        hold_to_range(background);
+        clamp_radiance(rgb);
+        clamp_radiance(background);
         zr::film_tone_over(*view, background, rgb);
         return 1;
     }
@@ -129,7 +129,7 @@ int dominant_channel(const float rgb[3])
 }
 
 /// Radiance that a sample may bring: NaN and negative light count as none, infinity as the largest kept.
-void hold_to_range(float rgb[3])
+void clamp_radiance(float rgb[3])
 {
     for (int j = 0; j < 3; ++j) { rgb[j] = rgb[j] > 0.0f ? std::min(rgb[j], max_radiance) : 0.0f; }
 }
@@ -148,7 +148,7 @@ void follow_method(const render_view& view, float background[3])
 {
     const int32_t made_by = view.background_method - 1;
     if (made_by < 0 || made_by == view.tone_method) { return; }
-    hold_to_range(background);
+    clamp_radiance(background);
     const double exponent = view.background_exponent, scale = view.background_scale;
     const histogram* curve = curve_of(view, made_by);
     if (made_by == TONE_FILM) { zr::film_tone(view, background, true); }

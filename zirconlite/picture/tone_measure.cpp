@@ -25,7 +25,7 @@ struct luminance_sum
 luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width, int32_t height, bool clear);
 void store_white(const luminance_sum& sum, float white[3]);
 void set_neutral_tone(render_view& view);
-double held_brightness(const render_view& view)
+double clamped_brightness(const render_view& view)
 {
     return isnan(view.brightness) ? 0.0 : std::clamp(double(view.brightness), -5.0, 5.0);
 }
@@ -56,7 +56,7 @@ int32_t measure_image(
     store_white(sum, view->measured_white);
     const double log_average = sum.count > 0 ? sum.log_sum / sum.count : 0.0;
     view->measured_luminance = sum.count > 0 ? pow(10.0, log_average) : 0.0;
-    view->world_luminance = sum.count > 0 ? pow(10.0, log_average - held_brightness(*view)) : 0.0;
+    view->world_luminance = sum.count > 0 ? pow(10.0, log_average - clamped_brightness(*view)) : 0.0;
     // A picture without light still gets its curve: a background has to come through it.
     finish_histogram(view, sum.count > 0 ? view->measured_luminance : double(dark_sample));
     if (!has_histogram && view->tone_method == TONE_HISTOGRAM) { set_neutral_tone(*view); }
@@ -101,7 +101,7 @@ int32_t apply_exposure(document* document, render_view* view)
     if (!document || !view || !(document->render_state & RENDER_STATE_PREPROCESSED)) { return 0; }
     zr_modify_histogram(view);
     view->world_luminance = view->measured_luminance > 0.0
-                                ? pow(10.0, log10(view->measured_luminance) - held_brightness(*view))
+                                ? pow(10.0, log10(view->measured_luminance) - clamped_brightness(*view))
                                 : 0.0;
     return zr_set_raytrace_tone_operator(view);
 }

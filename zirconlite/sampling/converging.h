@@ -19,8 +19,7 @@ enum pixel_sampler
                               the fast one and in simple mode a job takes the strips */
 };
 
-/** Light that comes by way of other surfaces, with the converging sampler; the strips sampler has the
- * stand-in. */
+/** Indirect light, with the converging sampler; the strips sampler has the stand-in. */
 enum indirect_light
 {
     INDIRECT_AMBIENT = 0, /**< one even light stands in for it */
@@ -57,7 +56,7 @@ ZR_API int32_t zr_set_sampling_limits(document* document, const sampling_limits*
 ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* limits_out);
 /** @} */
 
-/** Chooses how light that comes by way of other surfaces is found, from the next job on: the kind; after how
+/** Chooses how indirect light is found, from the next job on: the kind; after how
  *  many diffuse surfaces a path ends, 1 to 64; and to how many times the log-average luminance of the picture
  *  one sample's share of that light is clamped, which takes single bright dots away and a little light with
  *  them, 0 for never, to 1e6. Returns 1; 0, with nothing changed and zr_last_error set, for an unknown kind

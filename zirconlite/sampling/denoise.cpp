@@ -13,7 +13,7 @@ namespace
 
 constexpr int32_t reach = 8, patch = 2, variance_reach = 3; // pixels to each side
 constexpr float strictness = 0.45f;                         // of differences, in standard deviations
-constexpr float min_difference = 0.004f; // of the light itself, which is never told from noise
+constexpr float min_difference = 0.004f; // of the light itself, which noise cannot be distinguished from
 constexpr float min_albedo = 0.04f;      // darker surfaces are filtered with their colour
 constexpr float albedo_difference = 0.1f, normal_difference = 0.25f;
 constexpr float support = 3.0f; // of the kernel, in its squared differences

@@ -23,7 +23,7 @@ struct light_bounds
     double power;      ///< luminance of the intensities, cd
 };
 
-/// Inner nodes have two children, which stand one behind the other; leaves have a source.
+/// Inner nodes have two children, stored one after the other; leaves have a source.
 struct light_node
 {
     light_bounds bounds;
@@ -153,7 +153,7 @@ double importance(const light_bounds& b, const vector3& point, const vector3& no
 {
     const vector3 to_center = b.center - point;
     const double squared = dot(to_center, to_center), radius_squared = b.radius * b.radius;
-    if (squared == 0.0 && radius_squared == 0.0) { return 0.0; } // a lamp gives nothing at distance 0
+    if (squared == 0.0 && radius_squared == 0.0) { return 0.0; } // a light source gives nothing at distance 0
     if (squared <= radius_squared) { return b.power / std::fmax(radius_squared, geometry_zero); }
     const vector3 direction = to_center * (1.0 / std::sqrt(squared));
     const double sine = std::sqrt(radius_squared / squared), far_cosine = std::sqrt(1.0 - sine * sine);

@@ -77,7 +77,7 @@ void take_results(light_path& p)
     }
 }
 
-/// What has come by way of other surfaces since `before` is clamped, and counts as the surface's own in the
+/// The indirect light that has come since `before` is clamped, and counts as the surface's own in the
 /// picture's source ratio.
 void count_indirect(light_path& p, const double before[3])
 {

@@ -39,7 +39,7 @@ unit_pair numbers(const lit_vertex& v, sample_pair pair)
 }
 
 /// Share of the light from a direction that the surface sends to the eye, times the cosine; per channel.
-/// Whether there is any; `back` tells the side.
+/// Whether there is any; `back` says on which side.
 bool scattering(
     const lit_vertex& v, const vector3& direction, bool shows_highlight, double share[3], bool& back)
 {
@@ -303,7 +303,7 @@ void add_sky(const lit_vertex& v)
     for (int i = 0; i < 3; ++i) { v.path.found.light_radiance[i] += v.path.found.radiance[i] - before[i]; }
 }
 
-/// The stand-in for light that comes by way of other surfaces.
+/// The stand-in for indirect light.
 void add_ambient(const lit_vertex& v)
 {
     for (int i = 0; i < 3; ++i)

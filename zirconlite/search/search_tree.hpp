@@ -58,7 +58,7 @@ struct object_run
 struct search_tree
 {
     uint32_t root;          ///< tree_reference; reference_none without objects
-    int32_t depth;          ///< nodes on the longest way down
+    int32_t depth;          ///< nodes on the longest path down
     tree_node* nodes;       ///< at cache lines inside `store`
     triangle_block* blocks; ///< at cache lines inside `store`
     object_run* runs;       ///< inside `store`

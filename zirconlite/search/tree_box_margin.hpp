@@ -26,7 +26,7 @@ struct fused_axis
 
 inline constexpr float fused_margin = 5e-7f;
 
-inline float held_to_float(double v)
+inline float clamp_to_float(double v)
 {
     return static_cast<float>(v < -double(FLT_MAX)  ? -double(FLT_MAX)
                               : v > double(FLT_MAX) ? double(FLT_MAX)
@@ -37,7 +37,7 @@ inline fused_axis make_fused_axis(double origin, double inverse)
 {
     const float i = static_cast<float>(inverse);
     const double offset = -origin * double(i), error = std::fabs(offset) * 1.2e-7 + FLT_MIN;
-    return { i, held_to_float(offset - error), held_to_float(offset + error), i < 0.0f };
+    return { i, clamp_to_float(offset - error), clamp_to_float(offset + error), i < 0.0f };
 }
 
 /// One axis of a ray: planes are met at (plane - origin) x inverse. Origins are moved and reciprocals scaled
@@ -62,7 +62,7 @@ inline box_axis make_box_axis(double origin, double inverse)
 inline float lower_t_min(double t_min)
 {
     const double lowered = t_min > 0.0 ? t_min * (1.0 - 1e-6) : t_min * (1.0 + 1e-6);
-    return held_to_float(lowered);
+    return clamp_to_float(lowered);
 }
 
 } // namespace zr

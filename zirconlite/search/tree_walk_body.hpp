@@ -13,7 +13,7 @@ struct waiting
     uint32_t reference;
 };
 
-/// Nodes on the way down are at most 24 uneven and 32 halving levels, each leaving seven children behind.
+/// Nodes on a path down are at most 24 uneven and 32 halving levels, each leaving seven children behind.
 constexpr int stack_room = 512;
 
 /// A distance as the f32 box test may take it: never too small.

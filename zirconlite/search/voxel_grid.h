@@ -38,7 +38,7 @@ ZR_API int32_t zr_free_voxel_grid(document* document);
 
 /** Sub-grids made by level, [10] the levels, [11] the bytes of cells and entries while the grid is built, 8
  * for each (at most 2^31 - 1); a finished grid holds half of that for its entries. Twelve zeros and 0 for a
- * null grid, else 1. Of a tree: [0] its nodes, [10] the nodes on the longest way down, [11] the bytes of
+ * null grid, else 1. Of a tree: [0] its nodes, [10] the nodes on the longest path down, [11] the bytes of
  * nodes and leaves. */
 ZR_API int32_t zr_voxel_grid_stats(const voxel_grid* grid, int32_t counts[12]);
 

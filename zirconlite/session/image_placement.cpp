@@ -10,7 +10,7 @@ namespace
 {
 
 int32_t truncated(double value);
-int32_t hold_axis(double* cop, int32_t visible, int32_t size, int32_t* scroll);
+int32_t clamp_axis(double* cop, int32_t visible, int32_t size, int32_t* scroll);
 void draw_row(image_placement* placement, int32_t first_column, int32_t end_column);
 
 } // namespace
@@ -28,8 +28,8 @@ int32_t image_pixel_to_display_pixel(const image_placement* placement, const dou
 
 int32_t zr_adjust_COP(image_placement* placement, const int32_t visible[2], int32_t scroll[2])
 {
-    const int32_t x = hold_axis(&placement->cop[0], visible[0], placement->picture_size[0], &scroll[0]);
-    const int32_t y = hold_axis(&placement->cop[1], visible[1], placement->picture_size[1], &scroll[1]);
+    const int32_t x = clamp_axis(&placement->cop[0], visible[0], placement->picture_size[0], &scroll[0]);
+    const int32_t y = clamp_axis(&placement->cop[1], visible[1], placement->picture_size[1], &scroll[1]);
     // Pictures count rows from below, scroll bars from above.
     if (y) { scroll[1] = 100 - scroll[1]; }
     return x | y << 1;
@@ -83,7 +83,7 @@ int32_t truncated(double value)
 }
 
 /// Keeps the window filled along one axis; 1 when it can scroll, with the bar's position from 0 to 100.
-int32_t hold_axis(double* cop, int32_t visible, int32_t size, int32_t* scroll)
+int32_t clamp_axis(double* cop, int32_t visible, int32_t size, int32_t* scroll)
 {
     *scroll = 50;
     if (visible >= size)

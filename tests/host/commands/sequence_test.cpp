@@ -176,7 +176,7 @@ TEST(Sequence, GoesOnWhereItWasKilled)
     broken.write("d-exposure.txt", "zirconlite exposure 1\n");
     std::filesystem::remove(broken.path / "d-0003.png");
     EXPECT_EQ(render(broken, arguments), int(host::exit_bad_scene))
-        << "a damaged exposure is told, not measured anew";
+        << "a damaged exposure is reported, not measured anew";
     arguments.insert(arguments.end(), { "--exposure", "running" });
     ASSERT_EQ(render(broken, arguments), 0);
     EXPECT_NE(broken.read("d-0003.png"), whole.read("d-0003.png")) << "with its own exposure";

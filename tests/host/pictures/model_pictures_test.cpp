@@ -96,8 +96,8 @@ TEST(ModelPictures, ShowWhereTheCoordinatesPutThem)
         const std::string seen = fields_seen(folder);
         if (c.seen) { EXPECT_EQ(seen, c.seen); }
         else { EXPECT_NE(seen, "rgrgbwbwrgrgbwbw"); }
-        const std::string told = folder.read("errors.txt");
-        if (c.note) { EXPECT_NE(told.find(c.note), std::string::npos) << told; }
-        else { EXPECT_EQ(told.find("picture"), std::string::npos) << told; }
+        const std::string errors = folder.read("errors.txt");
+        if (c.note) { EXPECT_NE(errors.find(c.note), std::string::npos) << errors; }
+        else { EXPECT_EQ(errors.find("picture"), std::string::npos) << errors; }
     }
 }
