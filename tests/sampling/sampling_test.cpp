@@ -102,12 +102,11 @@ TEST(PixelFilter, PlacesSamplesByTheWindow)
         sum += x;
         squares += x * x;
     }
-    // Second moment of a0 - a1 cos + a2 cos 2 - a3 cos 3 over a width of 3: 9 (1/12 - (a1 - a2/4 + a3/9) / (2
-    // pi^2 a0)).
-    const double variance =
-        9.0 * (1.0 / 12.0 - (0.48829 - 0.14128 / 4.0 + 0.01168 / 9.0) / (2.0 * M_PI * M_PI * 0.35875));
+    // Of a normal distribution of deviation s, cut off at r = k s: s^2 (1 - 2 k g(k) / (2 G(k) - 1)).
+    const double k = 0.75 / 0.42, density = std::exp(-0.5 * k * k) / std::sqrt(2.0 * M_PI);
+    const double variance = 0.42 * 0.42 * (1.0 - 2.0 * k * density / std::erf(k / std::sqrt(2.0)));
     EXPECT_NEAR(sum / count, 0.0, 1e-9);
-    EXPECT_NEAR(squares / count, variance, 1e-3);
+    EXPECT_NEAR(squares / count, variance, 1e-5);
     EXPECT_NEAR(filter_offset({ 0.5, 0.5 }).v, 0.0, 1e-9);
 }
 

@@ -12,13 +12,13 @@ namespace
 
 constexpr int32_t width = 24, height = 16;
 
-document* prepare(document* d)
+document* prepare(document* d, int32_t scale = 1)
 {
     d->render_flags = RENDER_SOFT_SHADOWS;
     zr_set_light_model(d, LIGHT_MODEL_EXACT);
     zr_set_pixel_sampler(d, SAMPLER_CONVERGING);
     EXPECT_EQ(zr_build_voxel_grid(d), 1);
-    EXPECT_EQ(set_room_view(d, width, height), 1);
+    EXPECT_EQ(set_room_view(d, scale * width, scale * height), 1);
     return d;
 }
 
@@ -99,9 +99,35 @@ TEST(Stopping, FavoursNeitherBrightNorDarkPictures)
         }
         EXPECT_NEAR(stopped / whole, 1.0, c.tolerance);
         EXPECT_GT(samples, 20.0) << "there is something to decide";
-        EXPECT_LT(samples, 224.0);
+        EXPECT_LT(samples, 240.0);
         zr_close_document(d);
     }
+}
+
+TEST(Stopping, UnderSharpLightEdgesAloneTakeSamples)
+{
+    document* d = open_empty_room();
+    material_entry* const grey = add_look(d, u"grey", {});
+    EXPECT_EQ(add_box(d, grey, { -2, -2, 0 }, { 2, 2, 3 }), 1);
+    EXPECT_EQ(add_box(d, grey, { -0.6, 0.4, 0 }, { 0.5, 1.2, 1.1 }), 1);
+    EXPECT_EQ(add_light(d, point_source_at({ 1.1, -0.9, 2.5 }, 200)), 1);
+    prepare(d, 4);
+    const double exact = render(d, { 0.01, 128, 128, 1, 0.0 }).light;
+    const std::vector<float> whole = test::light_of(d->views[1]);
+    const stopped_picture p = render(d, { 6.0, 1, 512, 0, 0.0 });
+    EXPECT_NEAR(p.light / exact, 1.0, 0.003);
+    const std::vector<float> light = test::light_of(d->views[1]);
+    const size_t pixels = light.size() / 3;
+    size_t few = 0, astray = 0;
+    for (size_t i = 0; i < pixels; ++i)
+    {
+        few += d->views[1].image->sums[i].count <= 4;
+        astray += std::fabs(std::sqrt(light[3 * i]) - std::sqrt(whole[3 * i])) > 0.08 * std::sqrt(exact);
+    }
+    EXPECT_GT(few, pixels * 3 / 5);
+    EXPECT_LE(astray, pixels / 1000) << "edges that were taken for even walls";
+    EXPECT_GT(p.samples, 2.0);
+    zr_close_document(d);
 }
 
 TEST(Stopping, LightSourcesAtOnePlaceShineLikeOneOfTheirSum)
@@ -116,7 +142,7 @@ TEST(Stopping, LightSourcesAtOnePlaceShineLikeOneOfTheirSum)
         {
             EXPECT_EQ(add_light(d, point_source_at(place, 100.0f * count / float(sources))), 1);
         }
-        const double light = render(prepare(d), { 2.0, 16, 32, 0, 0.0 }).light;
+        const double light = render(prepare(d), { 2.0, 32, 32, 0, 0.0 }).light;
         zr_close_document(d);
         return light;
     };

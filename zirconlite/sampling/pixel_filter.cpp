@@ -9,16 +9,14 @@ namespace
 {
 
 constexpr int steps = 1024;
-double places[steps + 1] = {}; ///< offset at which a share of the filter's weight lies to the left
+double places[steps + 1] = {};     ///< offset at which a share of the filter's weight lies to the left
+constexpr double deviation = 0.42; ///< of the Gaussian, pixels
 
 /// Weight of the window left of `t`, 0 to 1 over its width.
 double weight_below(double t)
 {
-    constexpr double a[4] = { 0.35875, 0.48829, 0.14128, 0.01168 };
-    const double turn = 2.0 * M_PI;
-    return t - a[1] / a[0] * std::sin(turn * t) / turn +
-           a[2] / a[0] * std::sin(2.0 * turn * t) / (2.0 * turn) -
-           a[3] / a[0] * std::sin(3.0 * turn * t) / (3.0 * turn);
+    const double end = std::erf(pixel_filter_radius / (deviation * M_SQRT2));
+    return 0.5 + 0.5 * std::erf((2.0 * t - 1.0) * pixel_filter_radius / (deviation * M_SQRT2)) / end;
 }
 
 double place_of(double share)

@@ -19,30 +19,8 @@
 #include "zirconlite/sampling/light_tree.hpp"
 #include "zirconlite/sampling/path.hpp"
 #include "zirconlite/sampling/pixel_filter.hpp"
+#include "zirconlite/sampling/stopping.hpp"
 #include "zirconlite/search/ray_search.hpp"
-
-namespace
-{
-
-constexpr int32_t block_side = 8;
-
-struct sampling_block
-{
-    int32_t count;        ///< samples of each pixel
-    int32_t is_done;      ///< takes no more samples
-    int32_t is_good;      ///< its error is small enough
-    float error;          ///< as shown, in steps of 255; below 0 while unknown
-    double hidden_chance; ///< sum over all samples, see path_light
-    double shadow_rays;
-};
-
-struct block_error
-{
-    double squares;
-    int32_t values;
-};
-
-} // namespace
 
 struct sampling_run
 {
@@ -55,7 +33,8 @@ struct sampling_run
     int32_t target;                                 ///< samples of a pixel after this round
     uint32_t next_block;                            ///< atomic
     double end_time;                                ///< of the clock, seconds; 0 none
-    zr::array<sampling_block> blocks;
+    zr::array<zr::sampling_block> blocks;
+    zr::shown_curve curve;
     zr::array<zr::pixel_guides> guides; ///< of every pixel of the picture; empty: the picture keeps its grain
     zr::denoiser denoiser;
     bool is_denoising; ///< the round at hand
@@ -68,7 +47,6 @@ namespace
 {
 
 constexpr int32_t first_target = 4;
-constexpr double steps_of_display = 255.0;
 constexpr float nothing_hit_depth = -1.0f;
 
 sampling_progress latest = {};
@@ -90,15 +68,15 @@ double seconds_now() { return static_cast<double>(platform::tick_ns()) * 1e-9; }
 
 bool is_out_of_time(const sampling_run& run) { return run.end_time > 0.0 && seconds_now() >= run.end_time; }
 
-/// 4, 8, 16, 24, 32, 48, 64, 96 ...: at most half more than before, and balanced points of the sequence.
-int32_t target_after(int32_t count, int32_t max_samples)
+/// Up to 16 twice as many, then 24, 32, 48, 64, 96 ...: balanced points of the sequence.
+int32_t target_after(int32_t count, const sampling_limits& limits)
 {
-    if (count == 0) { return std::min(first_target, max_samples); }
+    if (count == 0) { return std::min(first_target, limits.min_samples); }
     const bool is_power = (count & (count - 1)) == 0;
     const int64_t next = count < 16 ? int64_t(count) * 2
                          : is_power ? int64_t(count) * 3 / 2
                                     : int64_t(count) * 4 / 3;
-    return int32_t(std::min<int64_t>(next, max_samples));
+    return int32_t(std::min<int64_t>(next, limits.max_samples));
 }
 
 void add_sample(pixel_sums& sums, const path_light& light, bool is_even)
@@ -131,93 +109,25 @@ void add_guides(sampling_run& run, int32_t x, int32_t y, const path_light& light
 void sample_pixel(sampling_run& run, const ray& prototype, int32_t thread, int32_t x, int32_t y,
     sampling_block& block, pixel_sums& sums)
 {
-    for (int32_t n = block.count; n < run.target; ++n)
+    const uint64_t bit = uint64_t(1) << (y % block_side * block_side + x % block_side);
+    for (auto n = int32_t(sums.count); n < run.target; ++n)
     {
         const sample_point point = { x, y, uint32_t(n), run.limits.seed };
         const unit_pair offset = filter_offset(sample_numbers(point, pair_pixel));
         const double position[2] = { x + 0.5 + offset.u, y + 0.5 + offset.v };
         const path_light light = trace_path(run.doc, run.view, prototype, thread, point, position);
         if (prototype.counters) { ++prototype.counters->primary_rays; }
-        block.hidden_chance += light.hidden_chance;
-        block.shadow_rays += light.shadow_rays;
+        if (light.left_to_chance)
+        {
+            block.chancy |= bit;
+            block.hidden_chance += light.hidden_chance;
+            block.shadow_rays += light.shadow_rays;
+            ++block.chances;
+        }
+        ++block.samples;
         add_sample(sums, light, n % 2 == 0);
         add_guides(run, x, y, light);
     }
-}
-
-pixel_components mean_components(const pixel_sums& sums)
-{
-    pixel_components c = {};
-    const float scale = 1.0f / static_cast<float>(std::max<uint32_t>(sums.count, 1));
-    float largest = 0.0f;
-    for (int i = 0; i < 3; ++i)
-    {
-        c.surface[i] = sums.radiance[i] * scale;
-        c.background[i] = sums.background[i] * scale;
-        largest = std::fmax(largest, c.surface[i]);
-    }
-    c.source_ratio = largest > float(geometry_zero) ? std::fmin(sums.light * scale / largest, 1.0f) : 0.0f;
-    return c;
-}
-
-void mark_present(pixel_components& c)
-{
-    const auto any = [](const float v[3]) { return v[0] > 0.0f || v[1] > 0.0f || v[2] > 0.0f; };
-    c.present = (any(c.surface) ? uint32_t(PIXEL_HAS_SURFACE) : 0u) |
-                (any(c.background) ? uint32_t(PIXEL_HAS_BACKGROUND) : 0u);
-}
-
-/// What half of a pixel's samples would show; the background is taken from all.
-void shown_half(
-    const sampling_run& run, const float sum[3], double count, const pixel_components& mean, float rgb[3])
-{
-    pixel_components c = mean;
-    for (int i = 0; i < 3; ++i)
-    {
-        c.surface[i] = std::fmax(static_cast<float>(sum[i] / count) - mean.background[i], 0.0f);
-    }
-    mark_present(c);
-    zr_get_rgb_from_pixel_components(&run.view, &c, rgb);
-}
-
-/// What the mean of two halves errs by, of their difference: half of it, and less by the fourth root of 2,
-/// since the error of the sequence falls with the power -3/4 of its length.
-constexpr double error_of_difference = 0.5 * 0.8408964152537145;
-
-void add_pixel_error(const sampling_run& run, const pixel_sums& sums, block_error& error)
-{
-    const pixel_components mean = mean_components(sums);
-    const double evens = (sums.count + 1) / 2, odds = sums.count / 2;
-    float odd_sum[3], a[3], b[3];
-    for (int i = 0; i < 3; ++i) { odd_sum[i] = sums.radiance[i] + sums.background[i] - sums.half[i]; }
-    shown_half(run, sums.half, evens, mean, a);
-    shown_half(run, odd_sum, odds, mean, b);
-    for (int i = 0; i < 3; ++i)
-    {
-        const double difference = error_of_difference * (double(a[i]) - b[i]) * steps_of_display;
-        error.squares += difference * difference;
-        ++error.values;
-    }
-}
-
-/// What a light that no shadow ray has found yet could add to what is shown. By the rule of succession it has
-/// one chance in as many as there were rays.
-double unseen_light(
-    const sampling_run& run, const sampling_block& block, const float mean[3], int64_t samples)
-{
-    const double added = block.hidden_chance / double(samples) / (block.shadow_rays + 2.0);
-    pixel_components dark = {}, bright = {};
-    for (int i = 0; i < 3; ++i)
-    {
-        dark.surface[i] = mean[i];
-        bright.surface[i] = static_cast<float>(mean[i] + added);
-    }
-    mark_present(dark);
-    mark_present(bright);
-    float a[3], b[3];
-    zr_get_rgb_from_pixel_components(&run.view, &dark, a);
-    zr_get_rgb_from_pixel_components(&run.view, &bright, b);
-    return (b[1] - a[1]) * steps_of_display;
 }
 
 void store_pixel(sampling_run& run, int32_t x, int32_t y, const pixel_sums& sums)
@@ -265,52 +175,31 @@ bool lies_in(const pixel_rectangle& r, int32_t x, int32_t y)
     return x >= r.left && x < r.right && y >= r.bottom && y < r.top;
 }
 
-void decide(const sampling_run& run, sampling_block& block, const block_error& error, const double sum[3],
-    int32_t pixels)
-{
-    if (block.count >= 2 && error.values > 0)
-    {
-        const float mean[3] = { float(sum[0] / pixels), float(sum[1] / pixels), float(sum[2] / pixels) };
-        const double unseen = unseen_light(run, block, mean, int64_t(block.count) * pixels);
-        block.error = static_cast<float>(std::sqrt(error.squares / error.values + unseen * unseen));
-    }
-    block.is_good = block.error >= 0.0f && block.error <= run.limits.noise;
-    block.is_done =
-        (block.count >= run.limits.min_samples && block.is_good) || block.count >= run.limits.max_samples;
-}
-
 /// One block of the round. False when the job was stopped before its last pixel.
 bool sample_block(sampling_run& run, uint32_t index, const ray& prototype, int32_t thread)
 {
     sampling_block& block = run.blocks[index];
     const int32_t x0 = (run.first_column + int32_t(index % uint32_t(run.columns))) * block_side;
     const int32_t y0 = (run.first_row + int32_t(index / uint32_t(run.columns))) * block_side;
-    const int32_t x1 = std::min(x0 + block_side, run.image.width),
-                  y1 = std::min(y0 + block_side, run.image.height);
-    block_error error = {};
-    double sum[3] = {};
-    for (int32_t y = y0; y < y1; ++y)
+    const auto width = size_t(run.image.width);
+    const block_sums all = { run.image.sums + size_t(y0) * width + size_t(x0), width,
+        std::min(block_side, run.image.width - x0), std::min(block_side, run.image.height - y0) };
+    for (int32_t y = y0; y < y0 + all.rows; ++y)
     {
-        for (int32_t x = x0; x < x1; ++x)
+        for (int32_t x = x0; x < x0 + all.columns; ++x)
         {
+            if (!(block.open >> (block_side * (y - y0) + x - x0) & 1)) { continue; }
             if (is_stopped(run)) { return false; }
-            pixel_sums& sums = run.image.sums[size_t(y) * size_t(run.image.width) + size_t(x)];
+            pixel_sums& sums = run.image.sums[size_t(y) * width + size_t(x)];
             if (sums.count == 0 && lies_in(run.rectangle, x, y))
             {
                 store_middle_hit(run, prototype, thread, x, y);
             }
-            // A pixel whose block was left half done at a stop has its samples already.
-            if (int32_t(sums.count) < run.target) { sample_pixel(run, prototype, thread, x, y, block, sums); }
+            sample_pixel(run, prototype, thread, x, y, block, sums);
             store_pixel(run, x, y, sums);
-            if (run.target >= 2) { add_pixel_error(run, sums, error); }
-            for (int i = 0; i < 3; ++i)
-            {
-                sum[i] += (sums.radiance[i] + sums.background[i]) / double(sums.count);
-            }
         }
     }
-    block.count = run.target;
-    decide(run, block, error, sum, (x1 - x0) * (y1 - y0));
+    decide(run.curve, run.limits, all, block);
     return true;
 }
 
@@ -325,10 +214,20 @@ void mark_rows(const sampling_run& run)
 
 double needed_samples(const sampling_run& run, const sampling_block& b)
 {
-    if (b.is_done) { return b.count; }
-    if (b.error < 0.0f) { return std::max(b.count, run.limits.min_samples); }
+    const double taken = double(b.samples);
+    if (b.open == 0) { return taken; }
+    if (b.error < 0.0f) { return std::max(taken, double(run.limits.min_samples) * block_pixels); }
     const double ratio = b.error / run.limits.noise;
-    return std::clamp(b.count * ratio * ratio, double(b.count) + 1.0, double(run.limits.max_samples));
+    return std::clamp(taken * ratio * ratio, taken + 1.0,
+        std::max(taken + 1.0, double(run.limits.max_samples) * block_pixels));
+}
+
+/// Pixels of all blocks.
+int64_t covered_pixels(const sampling_run& run)
+{
+    const int64_t columns = run.columns * block_side, rows = run.rows * block_side;
+    return std::min<int64_t>(columns, run.image.width - run.first_column * block_side) *
+           std::min<int64_t>(rows, run.image.height - run.first_row * block_side);
 }
 
 bool make_sums(image_buffer& image)
@@ -385,8 +284,8 @@ sampling_run* begin_sampling(
     publish({});
     void* memory = zr_malloc(sizeof(sampling_run));
     if (!memory) { return nullptr; }
-    auto* run =
-        new (memory) sampling_run{ document, view, image, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {}, {}, {}, false };
+    auto* run = new (memory)
+        sampling_run{ document, view, image, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {}, {}, {}, {}, false };
     const double clamp = document.clamp_indirect * view.measured_luminance;
     job.max_indirect = clamp > 0.0 ? clamp : ZR_FAR;
     zr_get_sampling_limits(&document, &run->limits);
@@ -405,8 +304,9 @@ sampling_run* begin_sampling(
         return nullptr;
     }
     std::fill_n(run->guides.items, run->guides.count, pixel_guides{});
-    for (sampling_block& b : run->blocks) { b.error = -1.0f; }
+    for (sampling_block& b : run->blocks) { b.open = ~uint64_t(0), b.error = -1.0f; }
     if (run->limits.seconds > 0.0) { run->end_time = seconds_now() + run->limits.seconds; }
+    prepare_shown_curve(view, run->curve);
     prepare_pixel_filter();
     prepare_sequence(run->limits.seed);
     return run;
@@ -424,8 +324,8 @@ bool next_round(sampling_run& run)
 {
     run.next_block = 0;
     const bool any = !is_out_of_time(run) && std::any_of(run.blocks.begin(), run.blocks.end(),
-                                                 [](const sampling_block& b) { return !b.is_done; });
-    if (any) { run.target = target_after(run.target, run.limits.max_samples); }
+                                                 [](const sampling_block& b) { return b.open != 0; });
+    if (any) { run.target = target_after(run.target, run.limits); }
     return any;
 }
 
@@ -449,7 +349,7 @@ bool sample_blocks(sampling_run& run, const ray& prototype, int32_t thread)
         const uint32_t index = __atomic_fetch_add(&run.next_block, 1u, __ATOMIC_RELAXED);
         // The first round is always whole, so that every pixel has a value.
         if (index >= run.blocks.count || (run.target > first_target && is_out_of_time(run))) { return true; }
-        if (!run.blocks[index].is_done && !sample_block(run, index, prototype, thread)) { return false; }
+        if (run.blocks[index].open != 0 && !sample_block(run, index, prototype, thread)) { return false; }
     }
 }
 
@@ -460,16 +360,16 @@ double measure_round(sampling_run& run)
     double squares = 0.0, known = 0.0, taken = 0.0, needed = 0.0;
     for (const sampling_block& b : run.blocks)
     {
-        now.done_share += b.is_good;
-        taken += b.count;
+        now.done_share += __builtin_popcountll(b.good);
+        taken += double(b.samples);
         needed += needed_samples(run, b);
         if (b.error < 0.0f) { continue; }
         squares += double(b.error) * b.error;
         known += 1.0;
     }
-    const double blocks = double(std::max<size_t>(run.blocks.count, 1));
-    now.done_share /= blocks;
-    now.mean_samples = taken / blocks;
+    const double pixels = double(std::max<int64_t>(covered_pixels(run), 1));
+    now.done_share /= pixels;
+    now.mean_samples = taken / pixels;
     now.error = known > 0.0 ? std::sqrt(squares / known) : 0.0;
     now.work_share = needed > 0.0 ? taken / needed : 1.0;
     publish(now);

@@ -210,7 +210,7 @@ void add_resampled(const lit_vertex& v, const unit_pair& choice, const unit_pair
     {
         const double u = (choice.u + i) / count; // one in each part, so that candidates differ
         const light_pick pick = pick_placed_light(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, u);
-        v.path.found.left_to_chance |= pick.probability < 1.0;
+        v.path.found.left_to_chance |= pick.source && pick.probability < 1.0;
         if (!sample_luminaire(v, pick.source, at, samples[found])) { continue; }
         weights[found] = luminance(samples[found].given) / pick.probability;
         sum += weights[found++];
