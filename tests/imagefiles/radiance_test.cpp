@@ -1,5 +1,6 @@
 #include "tests/support/temporary_folder.hpp"
 #include "zirconlite/frame/error.h"
+#include "zirconlite/frame/memory.h"
 #include "zirconlite/imagefiles/radiance.hpp"
 #include "zirconlite/picture/image_buffer.h"
 
@@ -158,6 +159,16 @@ TEST(Radiance, WritesItsBytesExactly)
     std::string flat =
         head + "-Y 2 +X 7\n" + std::string{ char(128), char(64), 0, char(128) } + std::string(13 * 4, 0);
     EXPECT_EQ(written(*narrow), flat) << "7 pixels are flat";
+    // The second has sums of two samples, 1 and 0.5 on average; the third is packed as the first.
+    narrow->sums = static_cast<pixel_sums*>(zr_calloc(14, sizeof(pixel_sums)));
+    narrow->sums[8].radiance[0] = 1.5f;
+    narrow->sums[8].background[0] = 0.5f;
+    narrow->sums[8].radiance[1] = 1.0f;
+    narrow->sums[8].count = 2;
+    put(*narrow, 2, 1, 0.5f, 0.25f, 0);
+    flat.replace(
+        head.size() + 14, 8, std::string{ 127, 63, 0, char(129), char(128), char(64), 0, char(128) });
+    EXPECT_EQ(written(*narrow), flat);
 
     // 3 equal, 2 others, 200 equal, 3 equal: a literal of 5, two runs, a short run at the end.
     owned_buffer wide = new_picture(208, 1);

@@ -76,22 +76,24 @@ void pixels_of_row(const image_buffer& buffer, int32_t y, zr::array<uint8_t> pla
     for (int32_t x = 0; x < buffer.width; ++x)
     {
         float mean[3];
-        if (zr_image_buffer_mean(&buffer, x, y, mean))
+        pixel_components light;
+        const float* rgb = nullptr; // null: as the pixel before
+        if (buffer.sums && zr_image_buffer_mean(&buffer, x, y, mean))
         {
-            encode_color(mean, bytes);
-            for (int i = 0; i < 4; ++i) { planes[i][size_t(x)] = bytes[i]; }
-            continue;
+            rgb = mean;
+            last = nullptr;
         }
-        const uint8_t* pixel = zr_image_buffer_pixel_ex(&buffer, x, y, nullptr);
-        if (!last || memcmp(last, pixel, size_t(buffer.pixel_size)) != 0)
+        else
         {
-            pixel_components light;
-            zr_unpack_internal_pixel(&buffer, pixel, &light, 1);
-            float sum[3];
-            for (int i = 0; i < 3; ++i) { sum[i] = light.surface[i] + light.background[i]; }
-            encode_color(sum, bytes);
+            const uint8_t* pixel = zr_image_buffer_pixel_ex(&buffer, x, y, nullptr);
+            if (!last || memcmp(last, pixel, size_t(buffer.pixel_size)) != 0)
+            {
+                const uint32_t present = zr_unpack_internal_pixel(&buffer, pixel, &light, 1);
+                rgb = present & PIXEL_HAS_BACKGROUND ? light.background : light.surface;
+            }
             last = pixel;
         }
+        if (rgb) { encode_color(rgb, bytes); }
         for (int i = 0; i < 4; ++i) { planes[i][size_t(x)] = bytes[i]; }
     }
 }

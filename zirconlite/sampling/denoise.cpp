@@ -123,7 +123,7 @@ void fill_differences(band& b, int32_t dx, int32_t dy)
     }
     // Sums along the rows; always in the same order, so that a band does not show.
     const int32_t width = b.d.width;
-    const size_t rows = size_t(b.end - b.first + 2 * patch);
+    const size_t rows = size_t(b.end - b.first) + 2 * patch;
     for (array<float>& block : b.differences)
     {
         for (size_t r = 0; r < rows; ++r)
