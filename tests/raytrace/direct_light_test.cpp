@@ -185,7 +185,9 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
         double off_deg; ///< of the light source, from the mirrored ray
         uint32_t object_flags, light_flags;
         bool shows;
+        float grey = 1.0f;
     } const cases[] = {
+        { "on black, which would not be lit", 50.0f, 0.0, 0, 0, false, 0.0f },
         { "in the mirror direction", 50.0f, 0.0, 0, 0, true },
         { "beside it", 50.0f, 10.0, 0, 0, true },
         { "sharp", 300.0f, 3.0, 0, 0, true },
@@ -206,6 +208,7 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
                 {
                     m.diffuse_share = 0.6f;
                     m.highlight = c.exponent;
+                    std::fill_n(m.color, 3, c.grey);
                 });
             plate.quad({ -9, -9, 0 }, { 9, -9, 0 }, { 9, 9, 0 }, { -9, 9, 0 });
             ASSERT_TRUE(s.add(plate));
@@ -216,7 +219,7 @@ TEST(DirectLight, HighlightsArePowersOfTheCosineToTheMirrorDirection)
             s.add(l);
             ASSERT_TRUE(s.prepare());
             const double shine = c.shows ? 0.4 * std::pow(std::cos(c.off_deg * M_PI / 180), c.exponent) : 0.0;
-            const double wanted = 160.0 / 16.0 * (0.6 * std::sin(altitude) / M_PI + shine);
+            const double wanted = 160.0 / 16.0 * (0.6 * c.grey * std::sin(altitude) / M_PI + shine);
             EXPECT_NEAR(s.radiance({ 1, 0, 1 }, { -1, 0, -1 }), wanted, 1e-4 * wanted);
         }
     }
