@@ -57,9 +57,7 @@ void set_settings(const scene& s, document* d)
     zr_set_light_model(d, r.light_model);
     zr_set_pixel_sampler(d, r.sampler);
     zr_set_denoising(d, r.denoise);
-    // Single bright dots spoil a picture, but where light is measured they belong to it.
-    const bool is_measured = std::filesystem::path(s.output.file).extension() == ".hdr";
-    zr_set_indirect_light(d, r.indirect, r.bounce_limit, r.clamp_indirect.value_or(is_measured ? 0 : 8));
+    zr_set_indirect_light(d, r.indirect, r.bounce_limit, r.clamp_indirect.value_or(8));
     const sampling_limits limits = { r.noise, r.min_samples, r.max_samples, uint32_t(r.seed), r.seconds };
     if (!zr_set_sampling_limits(d, &limits))
     {

@@ -306,6 +306,8 @@ int render(const render_options& o)
     if (!o.sequence.date.empty()) { s.given_keys.insert("sun.date"); }
     if (!o.sequence.time.empty()) { s.given_keys.insert("sun.time"); }
     const output_files files = prepare_output(s, o.output);
+    // Single bright dots spoil a picture, but where light is measured they belong to it.
+    if (keeps_radiance(files.picture)) { s.render.clamp_indirect = s.render.clamp_indirect.value_or(0); }
 
     progress_line progress(redraws_lines(STDERR_FILENO));
     library_session library(progress);

@@ -72,6 +72,22 @@ protected:
 
 } // namespace
 
+TEST_F(CommandLine, ClampsBrightDotsExceptWhereLightIsMeasured)
+{
+    std::string scene = room_toml;
+    scene.replace(scene.find("[0, 0, 3]"), 9, "[0, 4.95, 1]"); // near the wall: a small bright spot
+    const auto with = [&](const std::string& keys)
+    {
+        folder.write(
+            "spot.toml", std::string(scene).replace(scene.find("threads"), 0, "max_samples = 16\n" + keys));
+        EXPECT_EQ(run({ "render", "spot.toml", "-o", "light.hdr" }), 0) << errors();
+        return folder.read("light.hdr");
+    };
+    const std::string measured = with("");
+    EXPECT_EQ(measured, with("clamp_indirect = 0\n"));
+    EXPECT_NE(measured, with("clamp_indirect = 8\n"));
+}
+
 TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
 {
     folder.write("key.toml", std::string(room_toml) + "lumen = 3\n");
