@@ -40,14 +40,17 @@ struct shadow_walk
 {
     static constexpr int room = 16;
 
+    // Panes stay unset: every shadow ray makes a walk, and few meet one.
+    shadow_walk(document& d, const light* l) : doc(d), source(l) {}
+
     document& doc;
     const light* source;
     pane panes[room];
-    int count;
-    bool overflow;
-    bool resumes; ///< panes up to `last` are done
+    int count = 0;
+    bool overflow = false;
+    bool resumes = false; ///< panes up to `last` are done
     pane last;
-    bool has_passed;
+    bool has_passed = false;
     pane passed; ///< the last one that was filtered
 };
 
@@ -213,7 +216,7 @@ bool filter_panes(shadow_walk& walk, ray& r)
 
 bool follow(document& document, const light* source, ray& r)
 {
-    shadow_walk walk = { document, source, {}, 0, false, false, {}, false, {} };
+    shadow_walk walk(document, source);
     for (;;)
     {
         walk.count = 0;

@@ -12,6 +12,7 @@
 #include "zirconlite/materials/surface.h"
 #include "zirconlite/picture/tone.h"
 #include "zirconlite/platform/clock.hpp"
+#include "zirconlite/platform/processor.hpp"
 #include "zirconlite/platform/threads.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/sampling/converging.h"
@@ -109,7 +110,7 @@ void add_guides(sampling_run& run, int32_t x, int32_t y, const path_light& light
 void sample_pixel(sampling_run& run, const ray& prototype, int32_t thread, int32_t x, int32_t y,
     sampling_block& block, pixel_sums& sums)
 {
-    const uint64_t bit = uint64_t(1) << (y % block_side * block_side + x % block_side);
+    const uint64_t bit = pixel_bit(x % block_side, y % block_side);
     for (auto n = int32_t(sums.count); n < run.target; ++n)
     {
         const sample_point point = { x, y, uint32_t(n), run.limits.seed };
@@ -175,6 +176,37 @@ bool lies_in(const pixel_rectangle& r, int32_t x, int32_t y)
     return x >= r.left && x < r.right && y >= r.bottom && y < r.top;
 }
 
+/// A pixel at a block's edge, and the way out.
+struct look
+{
+    int32_t x, y, out_x, out_y;
+};
+constexpr look looks[] = { { 0, 2, -1, 0 }, { 0, 5, -1, 0 }, { 7, 2, 1, 0 }, { 7, 5, 1, 0 }, { 2, 0, 0, -1 },
+    { 5, 0, 0, -1 }, { 2, 7, 0, 1 }, { 5, 7, 0, 1 } };
+
+/// Looks out of the block, at the outermost places of the windows of a few of its pixels: an edge along the
+/// block's side reaches into them by so little that their first samples would miss it.
+void look_out(sampling_run& run, const ray& prototype, int32_t thread, int32_t x0, int32_t y0,
+    const block_sums& all, sampling_block& block)
+{
+    constexpr double reach = 0.98 * pixel_filter_radius;
+    for (const look& l : looks)
+    {
+        if (l.x + std::abs(l.out_y) >= all.columns || l.y + std::abs(l.out_x) >= all.rows) { continue; }
+        if (block.chancy & pixel_bit(l.x, l.y)) { continue; }
+        const sample_point point = { x0 + l.x, y0 + l.y, 0, run.limits.seed };
+        const double position[2] = { point.x + 0.5 + reach * l.out_x, point.y + 0.5 + reach * l.out_y };
+        pixel_sums seen = {};
+        add_sample(seen, trace_path(run.doc, run.view, prototype, thread, point, position), true);
+        if (prototype.counters) { ++prototype.counters->primary_rays; }
+        if (!shows_edge(run.curve, run.limits, sums_at(all, l.x, l.y), seen)) { continue; }
+        for (int32_t step = -1; step <= 1; ++step)
+        {
+            block.edges |= pixel_bit(l.x + step * std::abs(l.out_y), l.y + step * std::abs(l.out_x));
+        }
+    }
+}
+
 /// One block of the round. False when the job was stopped before its last pixel.
 bool sample_block(sampling_run& run, uint32_t index, const ray& prototype, int32_t thread)
 {
@@ -182,13 +214,14 @@ bool sample_block(sampling_run& run, uint32_t index, const ray& prototype, int32
     const int32_t x0 = (run.first_column + int32_t(index % uint32_t(run.columns))) * block_side;
     const int32_t y0 = (run.first_row + int32_t(index / uint32_t(run.columns))) * block_side;
     const auto width = size_t(run.image.width);
+    const bool is_first = block.samples == 0;
     const block_sums all = { run.image.sums + size_t(y0) * width + size_t(x0), width,
         std::min(block_side, run.image.width - x0), std::min(block_side, run.image.height - y0) };
     for (int32_t y = y0; y < y0 + all.rows; ++y)
     {
         for (int32_t x = x0; x < x0 + all.columns; ++x)
         {
-            if (!(block.open >> (block_side * (y - y0) + x - x0) & 1)) { continue; }
+            if (!(block.open & pixel_bit(x - x0, y - y0))) { continue; }
             if (is_stopped(run)) { return false; }
             pixel_sums& sums = run.image.sums[size_t(y) * width + size_t(x)];
             if (sums.count == 0 && lies_in(run.rectangle, x, y))
@@ -198,6 +231,10 @@ bool sample_block(sampling_run& run, uint32_t index, const ray& prototype, int32
             sample_pixel(run, prototype, thread, x, y, block, sums);
             store_pixel(run, x, y, sums);
         }
+    }
+    if (is_first && run.limits.min_samples < edge_samples)
+    {
+        look_out(run, prototype, thread, x0, y0, all, block);
     }
     decide(run.curve, run.limits, all, block);
     return true;
@@ -233,8 +270,9 @@ int64_t covered_pixels(const sampling_run& run)
 bool make_sums(image_buffer& image)
 {
     zr_free(image.sums);
-    image.sums =
-        static_cast<pixel_sums*>(zr_calloc(size_t(image.width) * size_t(image.height), sizeof(pixel_sums)));
+    const size_t count = size_t(image.width) * size_t(image.height);
+    image.sums = static_cast<pixel_sums*>(zr_calloc(count, sizeof(pixel_sums)));
+    if (image.sums) { platform::prefer_large_pages(image.sums, count * sizeof(pixel_sums)); }
     return image.sums != nullptr;
 }
 

@@ -16,18 +16,17 @@ constexpr double unknown_error = 1e9;
 /// how much it errs, and more samples cost little; with more they cost more than they gain elsewhere.
 constexpr double sure_count = 16.0;
 
-/// What the pixels of a block hold, as light of surfaces.
+/// What the pixels of a block hold, as light of surfaces, and the least and most of each pixel and its
+/// neighbours in the block. What a block at the picture's rim lacks repeats the pixels beside it.
 struct block_light
 {
-    float rgb[block_pixels][3];
+    float value[3][block_pixels], low[3][block_pixels], high[3][block_pixels];
 };
 
-const pixel_sums& sums_at(const block_sums& sums, int32_t x, int32_t y)
+void take(const float channels[3][block_pixels], int32_t pixel, float rgb[3])
 {
-    return sums.first[size_t(y) * sums.row_stride + size_t(x)];
+    for (int i = 0; i < 3; ++i) { rgb[i] = channels[i][pixel]; }
 }
-
-uint64_t bit_of(int32_t x, int32_t y) { return uint64_t(1) << (block_side * y + x); }
 
 /// What the mean of two halves errs by, of their difference: half of it, and less by the fourth root of 2,
 /// since the error of the sequence falls with the power -3/4 of its length.
@@ -80,9 +79,10 @@ double squared_chance_error(
     {
         for (int32_t x = 0; x < sums.columns; ++x)
         {
-            if (!(block.chancy & bit_of(x, y))) { continue; }
-            const float* mean = light.rgb[block_side * y + x];
+            if (!(block.chancy & pixel_bit(x, y))) { continue; }
             if (sums_at(sums, x, y).count < 2) { return unknown_error; }
+            float mean[3];
+            take(light.value, block_side * y + x, mean);
             squares += squared_half_error(curve, sums_at(sums, x, y), mean);
             for (int i = 0; i < 3; ++i) { sum[i] += mean[i]; }
             ++count;
@@ -105,30 +105,14 @@ float error_between(float low, float high, float value, float count, float decay
 }
 
 /// What a pixel errs by where its neighbours in the block differ, squared.
-double squared_edge_error(
-    const shown_curve& curve, const block_sums& sums, const block_light& light, int32_t x, int32_t y)
+double squared_edge_error(const shown_curve& curve, const block_light& light, int32_t pixel, float count)
 {
-    const float* value = light.rgb[block_side * y + x];
-    float low[3], high[3];
-    std::copy_n(value, 3, low);
-    std::copy_n(value, 3, high);
-    for (int32_t v = std::max(y - 1, 0); v <= std::min(y + 1, sums.rows - 1); ++v)
-    {
-        for (int32_t u = std::max(x - 1, 0); u <= std::min(x + 1, sums.columns - 1); ++u)
-        {
-            for (int i = 0; i < 3; ++i)
-            {
-                low[i] = std::min(low[i], light.rgb[block_side * v + u][i]);
-                high[i] = std::max(high[i], light.rgb[block_side * v + u][i]);
-            }
-        }
-    }
-    const auto count = float(sums_at(sums, x, y).count);
     const float decay = 1.0f / (std::sqrt(count) * std::sqrt(std::sqrt(count)));
-    float more[3], less[3], largest = 0.0f;
+    float value[3], more[3], less[3], largest = 0.0f;
+    take(light.value, pixel, value);
     for (int i = 0; i < 3; ++i)
     {
-        const float error = error_between(low[i], high[i], value[i], count, decay);
+        const float error = error_between(light.low[i][pixel], light.high[i][pixel], value[i], count, decay);
         largest = std::max(largest, error);
         more[i] = value[i] + error;
         less[i] = std::max(value[i] - error, 0.0f);
@@ -143,30 +127,50 @@ double squared_edge_error(
 
 /// The error of a pixel that leaves nothing to chance, squared. One that took no samples shows what it showed
 /// before, but its neighbours may have changed.
-double squared_pixel_error(const shown_curve& curve, const block_sums& sums, const block_light& light,
-    int32_t x, int32_t y, bool is_sampled)
+double squared_pixel_error(const shown_curve& curve, const pixel_sums& sums, const block_light& light,
+    int32_t pixel, bool is_sampled)
 {
-    const double error = squared_edge_error(curve, sums, light, x, y);
-    const pixel_sums& s = sums_at(sums, x, y);
-    if (s.count < 2 || !is_sampled) { return error; }
-    return std::max(error, squared_half_error(curve, s, light.rgb[block_side * y + x]));
+    const double error = squared_edge_error(curve, light, pixel, float(sums.count));
+    if (sums.count < 2 || !is_sampled) { return error; }
+    float value[3];
+    take(light.value, pixel, value);
+    return std::max(error, squared_half_error(curve, sums, value));
 }
 
-/// Pixels at the edge of a block do not know what lies next to them on one side.
-bool is_on_rim(int32_t x, int32_t y)
+/// The least and most of each pixel and those beside it, `step` apart in each of 8 lines of 8.
+void spread(const float* low, const float* high, int32_t step, int32_t line, float* low_out, float* high_out)
 {
-    return x == 0 || y == 0 || x == block_side - 1 || y == block_side - 1;
+    for (int32_t i = 0; i < block_side; ++i)
+    {
+        const int32_t before = step * std::max(i - 1, 0), at = step * i,
+                      after = step * std::min(i + 1, block_side - 1);
+        for (int32_t k = 0; k < block_side * line; k += line)
+        {
+            low_out[at + k] = std::min({ low[before + k], low[at + k], low[after + k] });
+            high_out[at + k] = std::max({ high[before + k], high[at + k], high[after + k] });
+        }
+    }
 }
 
 block_light light_of_block(const shown_curve& curve, const block_sums& sums)
 {
     block_light light;
-    for (int32_t y = 0; y < sums.rows; ++y)
+    for (int32_t y = 0; y < block_side; ++y)
     {
-        for (int32_t x = 0; x < sums.columns; ++x)
+        for (int32_t x = 0; x < block_side; ++x)
         {
-            light_of(curve, mean_components(sums_at(sums, x, y)), light.rgb[block_side * y + x]);
+            const int32_t column = std::min(x, sums.columns - 1), row = std::min(y, sums.rows - 1);
+            float rgb[3];
+            if (x == column && y == row) { light_of(curve, mean_components(sums_at(sums, x, y)), rgb); }
+            else { take(light.value, block_side * row + column, rgb); }
+            for (int i = 0; i < 3; ++i) { light.value[i][block_side * y + x] = rgb[i]; }
         }
+    }
+    for (int i = 0; i < 3; ++i)
+    {
+        float low[block_pixels], high[block_pixels];
+        spread(light.value[i], light.value[i], block_side, 1, low, high);
+        spread(low, high, 1, block_side, light.low[i], light.high[i]);
     }
     return light;
 }
@@ -188,6 +192,19 @@ pixel_components mean_components(const pixel_sums& sums)
     return c;
 }
 
+bool shows_edge(
+    const shown_curve& curve, const sampling_limits& limits, const pixel_sums& pixel, const pixel_sums& seen)
+{
+    constexpr float share = 0.04f; // of the window, beyond the pixel
+    float light[3], other[3], a[3], b[3];
+    light_of(curve, mean_components(pixel), light);
+    light_of(curve, mean_components(seen), other);
+    for (int i = 0; i < 3; ++i) { other[i] = light[i] + share * (other[i] - light[i]); }
+    show(curve, light, a);
+    show(curve, other, b);
+    return mean_square(a, b) * sure_count > limits.noise * limits.noise;
+}
+
 void decide(
     const shown_curve& curve, const sampling_limits& limits, const block_sums& sums, sampling_block& block)
 {
@@ -201,13 +218,15 @@ void decide(
     {
         for (int32_t x = 0; x < sums.columns; ++x)
         {
-            const uint64_t bit = bit_of(x, y);
-            const auto count = int32_t(sums_at(sums, x, y).count);
+            const uint64_t bit = pixel_bit(x, y);
+            const pixel_sums& pixel = sums_at(sums, x, y);
+            const auto count = int32_t(pixel.count);
             const bool is_chancy = block.chancy & bit;
             const double error =
-                is_chancy ? by_chance : squared_pixel_error(curve, sums, light, x, y, sampled & bit);
+                is_chancy ? by_chance
+                          : squared_pixel_error(curve, pixel, light, block_side * y + x, sampled & bit);
             const int32_t enough =
-                !is_chancy && is_on_rim(x, y) ? std::max(limits.min_samples, 2) : limits.min_samples;
+                block.edges & bit ? std::max(limits.min_samples, edge_samples) : limits.min_samples;
             squares += error;
             const bool is_good = is_chancy ? error <= allowed : error * sure_count <= allowed * count;
             if (is_good) { block.good |= bit; }

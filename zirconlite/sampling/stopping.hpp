@@ -14,12 +14,18 @@ namespace zr
 
 inline constexpr int32_t block_side = 8, block_pixels = block_side * block_side;
 
-/// Bit `block_side` * row + column of a mask stands for a pixel.
+/// Samples that show how far an edge beside a block reaches into a pixel.
+inline constexpr int32_t edge_samples = 8;
+
+/// The bit of a pixel in masks.
+inline uint64_t pixel_bit(int32_t x, int32_t y) { return uint64_t(1) << (block_side * y + x); }
+
 struct sampling_block
 {
     uint64_t open;        ///< pixels that take more samples
     uint64_t good;        ///< pixels whose error is small enough
     uint64_t chancy;      ///< pixels of which a sample left light to chance
+    uint64_t edges;       ///< pixels beside an edge that no neighbour in the block has shown
     double hidden_chance; ///< sum over samples that left light to chance, see path_light
     double shadow_rays;   ///< theirs
     int64_t chances;      ///< how many they are
@@ -35,8 +41,17 @@ struct block_sums
     int32_t columns, rows;
 };
 
+inline const pixel_sums& sums_at(const block_sums& sums, int32_t x, int32_t y)
+{
+    return sums.first[size_t(y) * sums.row_stride + size_t(x)];
+}
+
 /// What a pixel shows: the mean of its samples.
 pixel_components mean_components(const pixel_sums& sums);
+
+/// Whether what one sample saw at the outermost place of a pixel's window says that the pixel may err.
+bool shows_edge(
+    const shown_curve& curve, const sampling_limits& limits, const pixel_sums& pixel, const pixel_sums& seen);
 
 /// Decides by the samples of the block alone. Each of its pixels has one at least.
 void decide(
