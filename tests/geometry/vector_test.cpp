@@ -117,6 +117,8 @@ TEST(Frame, IsOrthonormalAndTakesItsAxisToZ)
         zr_build_matrix_ex(&axis, &u, &origin, angle, &given);
         const vector3 p = random.unit();
         EXPECT_LT(max_difference(transform_point(given, p), transform_point(m, p)), 1e-12);
+        zr_build_rt_matrix(&axis, angle, &given);
+        EXPECT_LT(max_difference(transform_point(given, p - origin), transform_point(m, p)), 1e-12);
     }
     vector3 u, v;
     const vector3 up = { 0, 0, 1 };
@@ -199,16 +201,21 @@ TEST(Packing, KeepsItsLimits)
 
 TEST(PolygonArea, HasTheSignOfItsNormal)
 {
+    random_numbers random;
     for (int corners = 3; corners <= 9; ++corners)
     {
         std::vector<float> ring;
+        const vector3 n = random.unit();
+        vector3 u, v;
+        zr_make_axes(&n, &u, &v, 1e-5);
         for (int i = 0; i < corners; ++i)
         {
             const double a = 2.0 * M_PI * i / corners;
-            ring.insert(ring.end(), { float(7 + 2 * std::cos(a)), float(2 * std::sin(a)), 3.0f });
+            const vector3 p = vector3{ 7, 1, 3 } + u * (2 * std::cos(a)) + v * (2 * std::sin(a));
+            ring.insert(ring.end(), { float(p.x), float(p.y), float(p.z) });
         }
         const auto* vertices = reinterpret_cast<const float(*)[3]>(ring.data());
-        const float up[3] = { 0, 0, 1 }, down[3] = { 0, 0, -1 };
+        const float up[3] = { float(n.x), float(n.y), float(n.z) }, down[3] = { -up[0], -up[1], -up[2] };
         const double area = 2.0 * corners * std::sin(2.0 * M_PI / corners);
         EXPECT_NEAR(signed_polygon_area(vertices, corners, up), area, 1e-5);
         EXPECT_NEAR(signed_polygon_area(vertices, corners, down), -area, 1e-5);
