@@ -442,6 +442,10 @@ TEST_F(Library, SearchesGoFromTheSupportFolderToItsInside)
         std::replace(found.begin(), found.end(), u'\\', u'/');
         EXPECT_EQ(found, c.found);
     }
+    folder.write("s/x.mlib", "the first");
+    const zr_handle first = zr_matlib_open(u"x");
+    EXPECT_EQ(zr_file_get_size(first), 9u);
+    EXPECT_EQ(zr_libfile_close(first), 1);
     // What the host's own search answers: it ends the search, leaves out the folders, or is merged.
     static int32_t answer;
     zr_install_new_lib_search(
