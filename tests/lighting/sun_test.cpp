@@ -120,7 +120,9 @@ TEST_F(Sun, HasAnAngleEverywhere)
         EXPECT_EQ(sun_at(540, 171, 0, 95, 0).altitude_deg, sun_at(540, 171, 0, 90, 0).altitude_deg);
         const double nan = std::numeric_limits<double>::quiet_NaN();
         const angles none = sun_at(nan, -5, nan, nan, nan), last = sun_at(720, 1 << 30, 0, 0, 0);
-        EXPECT_TRUE(std::isfinite(none.azimuth_deg) && std::isfinite(none.altitude_deg));
+        const angles zero = sun_at(0, 0, 0, 0, 0);
+        EXPECT_EQ(none.azimuth_deg, zero.azimuth_deg);
+        EXPECT_EQ(none.altitude_deg, zero.altitude_deg);
         EXPECT_EQ(last.altitude_deg, sun_at(720, 365, 0, 0, 0).altitude_deg);
     }
     zr_set_sun_model(SUN_MODEL_TABLES, 2024);
@@ -225,8 +227,17 @@ TEST_F(Sun, FollowsTheClockAndItsDistance)
         s.doc->light_model = LIGHT_MODEL_FAST;
         zr_set_sun_and_sky(s.doc);
         EXPECT_NEAR(k.sun_strength, clear, 1e-9 * clear);
+        k.sun_intensity = 0.5f;
+        k.flags = SUN_RGB_COLORS;
+        k.direct_sun_rgb[1] = 0.25f;
+        zr_set_sun_and_sky(s.doc);
+        EXPECT_EQ(sun_light.plain_color[1], 0.25f);
+        EXPECT_EQ(sun_light.simple_color[1], 0.125f);
+        EXPECT_NEAR(sun_light.illuminance_color[1], 0.125 * clear, 1e-3 * clear);
     }
     EXPECT_EQ(lt_daylight_test(), 1);
+    const auto even = [](void*, double, double) { return 1.0; };
+    EXPECT_EQ(get_distribution_factor(0, even, nullptr) + get_distribution_factor(-3, even, nullptr), 0.0);
 }
 
 TEST_F(Sun, ItsSamplesFillTheDisc)

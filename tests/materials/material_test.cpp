@@ -85,6 +85,8 @@ TEST(Material, ACopySharesNothingWithItsSource)
         simple(leaf).bumps = b;
     }
     simple(leaf).images = zr_new_mat_image();
+    blended(top).children[1] = zr_build_fake_material();
+    blended(top).children[1]->parent = top;
     blended(top).params.mask = static_cast<mask_source*>(zr_calloc(1, sizeof(mask_source)));
     blended(top).params.mask->references = 1;
     // Whichever request fails, what was copied so far goes and the source stays whole.
@@ -123,9 +125,10 @@ TEST(MaterialList, FindsByNameAndLibrary)
 {
     static int loads;
     loads = 0;
-    zr::material_library_hook = [](const char16_t* library, const char16_t*, bool) -> material*
+    zr::material_library_hook = [](const char16_t* library, const char16_t*, bool uncached) -> material*
     {
         ++loads;
+        EXPECT_FALSE(uncached);
         return library[0] == u'w' ? new_simple_material() : nullptr;
     };
     document scene = {};

@@ -261,3 +261,34 @@ TEST(PixelSampler, TheDepthsOfCornersAreKeptWhereAHostAsksForThem)
     }
     zr_init_ray_z_buffer(0, nullptr, size);
 }
+
+TEST(PixelSampler, CellsHaveOffsetsThatNeighboursShareOnTheirEdge)
+{
+    picture p;
+    ASSERT_TRUE(p.prepare());
+    const struct
+    {
+        int32_t cell;
+        double position[2], stratum[2]; ///< columns from the left, rows from the top; odd pixels are mirrored
+    } cases[] = { { 12, { 2.5, 2.5 }, { 0, 0 } }, { 0, { 2.1, 2.9 }, { -0.4999, 0.4999 } },
+        { 4, { 2.9, 2.9 }, { 0.4999, 0.4999 } }, { 0, { 3.1, 2.9 }, { 0.4999, 0.4999 } },
+        { 4, { 2.9, 3.1 }, { 0.4999, -0.4999 } }, { 21, { 2.3, 2.1 }, { -0.25, -0.4999 } },
+        { 8, { 3.7, 3.7 }, { -0.25, -0.25 } }, { 17, { 1.5, 2.3 }, { 0, -0.25 } } };
+    for (const auto& c : cases)
+    {
+        ray r = {};
+        trace_primary(*p.doc, p.view, r, 0, c.position, c.cell, nullptr);
+        for (int i = 0; i < 2; ++i)
+        {
+            EXPECT_NEAR(r.stratum[i], c.stratum[i], 1e-12) << c.cell << " " << i;
+            EXPECT_NEAR(r.footprint[i], 0.2, 1e-12) << "a pixel is 1 m";
+        }
+        EXPECT_EQ(r.pixel_x, int32_t(c.position[0]));
+        EXPECT_EQ(r.pixel_y, int32_t(c.position[1]));
+        EXPECT_TRUE(r.flags & RAY_PREPROCESS) << "no background";
+        const double own[2] = { 0.125, 0.375 };
+        ASSERT_TRUE(aim_primary(*p.doc, p.view, r, 0, c.position, own));
+        EXPECT_EQ(r.stratum[0], 0.125);
+        EXPECT_EQ(r.stratum[1], 0.375);
+    }
+}

@@ -5,6 +5,7 @@
 //   hit_children    bit i of the result: child i's box is entered not beyond `limit`; near[i] is where
 //   hit_block       bit i: triangle i is hit within [t_min, t_high]; its distance and weights
 // Both tests are inlined into the walk, so it is compiled for the path as a whole.
+// NOLINTBEGIN(misc-definitions-in-headers)
 
 /// A part of the tree that is still to be visited.
 struct waiting
@@ -230,3 +231,4 @@ ZR_TARGET bool all_hits(
     }
     return false;
 }
+// NOLINTEND(misc-definitions-in-headers)
