@@ -5,6 +5,7 @@
 
 #include "tests/support/picture_light.hpp"
 #include "tests/support/room_scene.hpp"
+#include "tests/support/scene.hpp"
 #include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/sampling/converging.h"
 
@@ -18,6 +19,22 @@ struct extremes
 {
     double low, high;
 };
+
+extremes render_in_even_light(document* d)
+{
+    std::fill_n(d->environment.color0, 3, 1.0f);
+    zr_set_background_luminance(d, radiance);
+    zr_set_light_model(d, LIGHT_MODEL_EXACT);
+    zr_set_pixel_sampler(d, SAMPLER_CONVERGING);
+    const sampling_limits limits = { 1.0, 64, 64, 0, 0.0 };
+    EXPECT_EQ(zr_set_sampling_limits(d, &limits), 1);
+    EXPECT_EQ(zr_build_voxel_grid(d), 1);
+    EXPECT_EQ(set_room_view(d, 24, 24), 1);
+    render_job job = job_of(d);
+    render_to_end(job);
+    const std::vector<float> light = test::light_of(d->views[1]);
+    return { *std::min_element(light.begin(), light.end()), *std::max_element(light.begin(), light.end()) };
+}
 
 extremes render_body(const room_look& look, float exponent)
 {
@@ -34,19 +51,9 @@ extremes render_body(const room_look& look, float exponent)
         std::fill_n(m.own_highlight_color, 3, 1.0f);
     }
     EXPECT_EQ(add_box(d, entry, { -0.7, -0.5, 0.9 }, { 0.5, 0.6, 2.0 }), 1);
-    std::fill_n(d->environment.color0, 3, 1.0f);
-    zr_set_background_luminance(d, radiance);
-    zr_set_light_model(d, LIGHT_MODEL_EXACT);
-    zr_set_pixel_sampler(d, SAMPLER_CONVERGING);
-    const sampling_limits limits = { 1.0, 64, 64, 0, 0.0 };
-    EXPECT_EQ(zr_set_sampling_limits(d, &limits), 1);
-    EXPECT_EQ(zr_build_voxel_grid(d), 1);
-    EXPECT_EQ(set_room_view(d, 24, 24), 1);
-    render_job job = job_of(d);
-    render_to_end(job);
-    const std::vector<float> light = test::light_of(d->views[1]);
+    const extremes seen = render_in_even_light(d);
     zr_close_document(d);
-    return { *std::min_element(light.begin(), light.end()), *std::max_element(light.begin(), light.end()) };
+    return seen;
 }
 
 } // namespace
@@ -74,4 +81,27 @@ TEST(WhiteFurnace, BodiesReturnWhatTheyReceive)
         EXPECT_NEAR(seen.low, radiance, 0.02 * radiance);
         EXPECT_NEAR(seen.high, radiance, 0.02 * radiance);
     }
+}
+
+TEST(WhiteFurnace, SmoothMirrorsOfFewFacesSendNothingIntoThemselves)
+{
+    zr::fill_gamma_tables();
+    test::scene s;
+    set_room_settings(s.doc);
+    test::mesh ball;
+    ball.ball({ 0, 0, 1.5 }, 0.9, 4);
+    ball.smooth_cosine = s.doc->default_smooth_cosine = 0.3;
+    ball.look = s.look(
+        [](simple_material& m)
+        {
+            m.diffuse_share = 0.0f;
+            m.head.flags |= MATERIAL_OWN_HIGHLIGHT;
+            m.own_highlight = 2.0f;
+            m.own_strength = 0.1f;
+            std::fill_n(m.own_highlight_color, 3, 1.0f);
+        });
+    ASSERT_TRUE(s.add(ball));
+    const extremes seen = render_in_even_light(s.doc);
+    EXPECT_NEAR(seen.low, radiance, 0.02 * radiance);
+    EXPECT_NEAR(seen.high, radiance, 0.02 * radiance);
 }

@@ -6,6 +6,7 @@
 #include "tests/support/room_scene.hpp"
 #include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/sampling/converging.h"
+#include "zirconlite/sampling/stopping.hpp"
 
 namespace
 {
@@ -102,6 +103,45 @@ TEST(Stopping, FavoursNeitherBrightNorDarkPictures)
         EXPECT_LT(samples, 240.0);
         zr_close_document(d);
     }
+}
+
+TEST(Stopping, WaitsForLightThatNoShadowRayHasFoundYet)
+{
+    zr::fill_gamma_tables();
+    document* d = zr_open_document();
+    render_view& view = d->views[1];
+    view.tone_exponent = view.tone_scale = 1.0;
+    zr::shown_curve curve;
+    zr::prepare_shown_curve(view, curve);
+    const struct
+    {
+        const char* what;
+        uint32_t samples; ///< of each pixel, with a shadow ray each
+        double hidden;    ///< that a ray could have brought
+        bool goes_on;
+    } cases[] = { { "nothing is hidden", 16, 0.0, false },
+        { "a ray in a thousand would show", 16, 20.0, true },
+        { "so many rays would have met it", 320, 20.0, false } };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        pixel_sums pixels[zr::block_pixels] = {};
+        for (pixel_sums& p : pixels) // both halves alike
+        {
+            p.count = c.samples;
+            std::fill_n(p.radiance, 3, 0.2f * float(c.samples));
+            std::fill_n(p.half, 3, 0.1f * float(c.samples));
+        }
+        zr::sampling_block block = {};
+        block.open = block.chancy = ~uint64_t(0);
+        block.chances = int64_t(c.samples) * zr::block_pixels;
+        block.shadow_rays = double(block.chances);
+        block.hidden_chance = c.hidden * block.shadow_rays;
+        zr::decide(curve, { 2.0, 16, 1024, 0, 0.0 },
+            { pixels, zr::block_side, zr::block_side, zr::block_side }, block);
+        EXPECT_EQ(block.open, c.goes_on ? ~uint64_t(0) : 0);
+    }
+    zr_close_document(d);
 }
 
 TEST(Stopping, UnderSharpLightEdgesAloneTakeSamples)
