@@ -233,6 +233,11 @@ void check_render(const scene& s, const toml::table& root, const std::string& fi
         wrong("render", "refract_limit",
             fmt::format("reflect_limit and refract_limit together must stay below {}", RECURSION_LIMIT_SUM));
     }
+    if (root["render"]["min_samples"] && r.min_samples > r.max_samples)
+    {
+        wrong("render", "min_samples",
+            fmt::format("{} is above max_samples, {}", r.min_samples, r.max_samples));
+    }
     if (r.region)
     {
         const auto& g = *r.region;
