@@ -10,6 +10,7 @@
 #include "host/commands/render_output.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
+#include "host/pictures/picture_files.hpp"
 #include "host/stop_signals.hpp"
 #include "zirconlite/jobs/render_job.h"
 #include "zirconlite/picture/tone.h"
@@ -20,6 +21,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -307,7 +309,9 @@ int render(const render_options& o)
     if (!o.sequence.time.empty()) { s.given_keys.insert("sun.time"); }
     const output_files files = prepare_output(s, o.output);
     // Single bright dots spoil a picture, but where light is measured they belong to it.
-    if (keeps_radiance(files.picture)) { s.render.clamp_indirect = s.render.clamp_indirect.value_or(0); }
+    const bool is_measured = keeps_radiance(files.picture) ||
+                             std::any_of(files.variants.begin(), files.variants.end(), keeps_radiance);
+    if (is_measured && !s.render.clamp_indirect) { s.render.clamp_indirect = 0; }
 
     progress_line progress(redraws_lines(STDERR_FILENO));
     library_session library(progress);

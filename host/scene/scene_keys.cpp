@@ -8,7 +8,7 @@ namespace host
 const char* const projection_names[7] = { "parallel", "perspective", "two-point", "cylindrical", "spherical",
     "light-probe", nullptr };
 const char* const light_model_names[3] = { "fast", "exact", nullptr };
-const char* const indirect_names[] = { "ambient", "paths", nullptr };
+const char* const indirect_names[] = { "ambient", "paths", "cache", nullptr };
 const char* const sampler_names[] = { "strips", "converging", nullptr };
 const char* const search_names[3] = { "grid", "tree", nullptr };
 const char* const light_kind_names[5] = { "point", "spot", "distant", "window", nullptr };

@@ -64,7 +64,7 @@ struct bounced : test::scene
         doc->environment.angle2 = -1.5f;
         zr_set_background_luminance(doc, 50000.0);
     }
-    double mean(int32_t bounce_limit, int32_t samples, double clamp = 0.0)
+    double mean(int32_t bounce_limit, int32_t samples, double clamp = 0.0, int32_t bounces = INDIRECT_PATHS)
     {
         EXPECT_EQ(zr_build_voxel_grid(doc), 1);
         EXPECT_EQ(set_room_view(doc, 16, 16), 1);
@@ -77,7 +77,7 @@ struct bounced : test::scene
         EXPECT_EQ(zr_init_projection(&v), 1);
         const sampling_limits limits = { 0.1, samples, samples, 3, 0.0 };
         EXPECT_EQ(zr_set_sampling_limits(doc, &limits), 1);
-        const int32_t kind = bounce_limit > 0 ? INDIRECT_PATHS : INDIRECT_AMBIENT;
+        const int32_t kind = bounce_limit > 0 ? bounces : INDIRECT_AMBIENT;
         EXPECT_EQ(zr_set_indirect_light(doc, kind, std::max(bounce_limit, 1), clamp), 1);
         render_job job = job_of(doc);
         EXPECT_TRUE(render_to_end(job) & RENDER_STATE_FINISHED);
@@ -98,6 +98,10 @@ TEST(Bounces, BringTheLightOfGlowingWallsAsASeries)
         const double series = emitted * (1.0 - std::pow(albedo, limit + 1)) / (1.0 - albedo);
         EXPECT_NEAR(room.mean(limit, 64), series, 0.01 * series) << limit << " bounces";
     }
+    bounced kept;
+    kept.box(2.0, kept.grey(float(glow)));
+    const double series = glow * albedo / (1.0 - albedo);
+    EXPECT_NEAR(kept.mean(8, 64, 0.0, INDIRECT_CACHE), series, 0.01 * series) << "light of all bounces";
     bounced clamped;
     clamped.box(2.0, clamped.grey(float(glow)));
     EXPECT_LT(clamped.mean(32, 64, 0.01), 1.06 * glow * albedo) << "hardly more than what shines by itself";
@@ -162,6 +166,7 @@ TEST(Bounces, FindTheSkyOnceBothByRaysAndByPaths)
         bounced s;
         c.build(s);
         EXPECT_NEAR(s.mean(c.limit, 256), c.radiance, 0.01 * c.radiance);
+        EXPECT_NEAR(s.mean(c.limit, 256, 0.0, INDIRECT_CACHE), c.radiance, 0.01 * c.radiance) << "kept in cells";
     }
     // A cap of bright sky, for which half of the rays are importance sampled, over convex ground.
     double by_rays = 0.0;

@@ -18,6 +18,7 @@ typedef struct light light;
 typedef struct sun_sky sun_sky;
 typedef struct voxel_grid voxel_grid; /**< see search/voxel_grid.h */
 typedef struct material_entry material_entry;
+typedef struct light_cache light_cache;                   /**< see sampling/light_cache.hpp */
 typedef struct prepared_environment prepared_environment; /**< what a render derives from an `environment` */
 typedef struct render_worker render_worker;               /**< one worker of a render */
 typedef struct rpc_mesh rpc_mesh;                         /**< a mesh whose faces take pictures from a file */
@@ -250,6 +251,7 @@ typedef struct document
     int32_t indirect_light;           /**< an indirect_light; zr_set_indirect_light */
     int32_t bounce_limit;             /**< 8; diffuse bounces of a path */
     int32_t denoise;                  /**< 0; zr_set_denoising */
+    light_cache* light_cache;         /**< owned: what the last job with INDIRECT_CACHE kept; NULL none */
     double clamp_indirect;            /**< 0; of one sample, in log-average luminances; 0 never */
     prepared_environment* prepared_environments[2]; /**< owned: what renders work out from the two records */
     scene_object** object_table;                    /**< object by number; entry 0 is NULL */

@@ -24,6 +24,7 @@ job_state job = {
     .translucency_jitter_amplitude = {},
     .bitmap_jitter_amplitude = {},
     .bounce_limit = 0,
+    .caches_light = 0,
     .max_indirect = 0.0,
     .ambient_color = {},
     .simple_ambient_color = {},

@@ -68,6 +68,7 @@ struct job_state
     double translucency_jitter_amplitude[2];
     double bitmap_jitter_amplitude[2];
     int32_t bounce_limit;          ///< diffuse bounces of a path; 0: the ambient stand-in in place of them
+    int32_t caches_light;          ///< nonzero where paths read the document's light cache
     double max_indirect;           ///< luminance of indirect light in one sample; cd/m2
     float ambient_color[3];        ///< light of the ambient stand-in
     float simple_ambient_color[3]; ///< simple mode: `ambient_intensity` x `ambient_color`

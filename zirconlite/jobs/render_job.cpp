@@ -120,7 +120,8 @@ void copy_job_settings(const document& document)
 {
     job.converges = document.pixel_sampler == SAMPLER_CONVERGING && job.light_model == LIGHT_MODEL_EXACT &&
                     document.mode != MODE_SIMPLE;
-    const bool bounces = job.converges && document.indirect_light == INDIRECT_PATHS;
+    const bool bounces = job.converges && document.indirect_light != INDIRECT_AMBIENT;
+    job.caches_light = bounces && document.indirect_light == INDIRECT_CACHE;
     job.bounce_limit = bounces ? document.bounce_limit : 0;
     job.aa_threshold = std::sqrt(std::fmax(1.0 - document.aa_level, 0.0));
     for (int i = 0; i < 2; ++i)

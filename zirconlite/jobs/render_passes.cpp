@@ -9,6 +9,7 @@
 #include "zirconlite/picture/tone.h"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/sampling/converging.h"
+#include "zirconlite/sampling/cache_fill.hpp"
 #include "zirconlite/sampling/rounds.hpp"
 
 namespace zr
@@ -127,17 +128,49 @@ bool run_pass(job_run& run, const pass_shape& shape)
     return true;
 }
 
-/// Hands a round to all workers; each takes blocks until none is left.
-bool run_round(job_run& run, sampling_run& sampling)
+/// Hands a round of one of the two to all workers; each takes its parts until none is left.
+bool run_round(job_run& run, sampling_run* sampling, cache_filling* filling)
 {
     for (int32_t i = 0; i < run.doc.thread_count; ++i)
     {
         render_worker& w = run.doc.workers[i];
-        w.pass = converging_pass;
-        w.sampling = &sampling;
+        w.pass = sampling ? converging_pass : filling_pass;
+        w.sampling = sampling;
+        w.filling = filling;
         platform::signal_event(w.start_event);
     }
     return finish_round(run, run.doc.thread_count);
+}
+
+/// The host hears of each round, and may stop there.
+bool begin_converging_round(job_run& run, double fraction)
+{
+    show_percent(run.job.progress, fraction);
+    if (!report_render(run, render_strip_starts)) { return false; }
+    if (!stop_asked(run)) { return true; }
+    report_render(run, render_stopped);
+    return false;
+}
+
+/// Keeps light in the scene before the picture. False when the job ends as stopped.
+bool run_cache_rounds(job_run& run)
+{
+    if (!job.caches_light) { return true; }
+    cache_filling* filling = begin_cache_fill(run.doc, run.view);
+    const double fraction = fraction_at(run, final_pass, run.top);
+    bool goes_on = filling != nullptr;
+    while (goes_on && next_fill_round(*filling))
+    {
+        goes_on = begin_converging_round(run, fraction) && run_round(run, nullptr, filling);
+        if (goes_on && !keep_round(*filling))
+        {
+            report_render(run, render_stopped);
+            goes_on = false;
+        }
+    }
+    if (!filling) { report_render(run, render_stopped); }
+    end_cache_fill(filling);
+    return goes_on;
 }
 
 /// Rounds until every block is good enough. False when the job ends as stopped.
@@ -147,14 +180,7 @@ bool run_rounds(job_run& run, sampling_run& sampling)
     double fraction = coarse;
     while (next_round(sampling))
     {
-        show_percent(run.job.progress, fraction);
-        if (!report_render(run, render_strip_starts)) { return false; }
-        if (stop_asked(run))
-        {
-            report_render(run, render_stopped);
-            return false;
-        }
-        if (!run_round(run, sampling)) { return false; }
+        if (!begin_converging_round(run, fraction) || !run_round(run, &sampling, nullptr)) { return false; }
         fraction = coarse + (1.0 - coarse) * measure_round(sampling);
         display_raytrace_image(&run.view, 1);
     }
@@ -171,8 +197,8 @@ bool run_converging(job_run& run)
         report_render(run, render_stopped);
         return false;
     }
-    const bool done =
-        run_rounds(run, *sampling) && (!begin_denoising(*sampling) || run_round(run, *sampling));
+    const bool done = run_cache_rounds(run) && run_rounds(run, *sampling) &&
+                      (!begin_denoising(*sampling) || run_round(run, sampling, nullptr));
     end_sampling(sampling);
     if (done) { display_raytrace_image(&run.view, 0); }
     return done;

@@ -5,6 +5,7 @@
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
 #include "zirconlite/raytrace/shading.hpp"
+#include "zirconlite/sampling/cache_fill.hpp"
 #include "zirconlite/sampling/rounds.hpp"
 
 namespace zr
@@ -186,8 +187,10 @@ bool run_strip(render_worker& w)
     work.prototype.counters = &work.counters;
     reset_thread_lights(w.index);
     if (w.pass == final_pass) { clear_line_store(w.width, w.index); }
-    const bool is_round = w.pass == converging_pass;
-    const bool done = is_round ? sample_blocks(*w.sampling, work.prototype, w.index) : sample_strip(work);
+    const bool is_round = w.pass == converging_pass || w.pass == filling_pass;
+    const bool done = w.pass == filling_pass ? fill_cells(*w.filling, work.prototype, w.index)
+                      : is_round             ? sample_blocks(*w.sampling, work.prototype, w.index)
+                                             : sample_strip(work);
     if (done && !is_round) { mark_rows(w); }
     add_counters(work.counters, *w.counters);
     return done;

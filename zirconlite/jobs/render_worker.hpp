@@ -13,6 +13,7 @@ namespace zr
 inline constexpr int32_t preprocess_pass = -1;
 inline constexpr int32_t final_pass = 3;
 inline constexpr int32_t converging_pass = 4; ///< a round of the converging sampler
+inline constexpr int32_t filling_pass = 5;    ///< a round that fills the light cache
 
 } // namespace zr
 
@@ -30,8 +31,9 @@ struct render_worker
     double x_step, y_step;
     int32_t skip_x, skip_y; ///< pixels at multiples of both were done by the pass before; 0 skips nothing
     int32_t width, height;
-    int32_t pass;                  ///< -1, 1, 2, 3, or 4: a round of `sampling`
+    int32_t pass;                  ///< -1, 1, 2, 3, 4: a round of `sampling`, 5: of `filling`
     struct sampling_run* sampling; ///< NULL but in pass 4
+    struct cache_filling* filling; ///< NULL but in pass 5
     uint32_t strip_pixels;
     image_buffer* image;
     int32_t row_mark;       ///< its low byte becomes the rows' signature when the strip is done

@@ -23,7 +23,9 @@ enum pixel_sampler
 enum indirect_light
 {
     INDIRECT_AMBIENT = 0, /**< one even light stands in for it */
-    INDIRECT_PATHS = 1    /**< paths go on from diffuse surfaces; without bias but for `bounce_limit` */
+    INDIRECT_PATHS = 1,   /**< paths go on from diffuse surfaces; without bias but for `bounce_limit` */
+    INDIRECT_CACHE = 2    /**< paths end at their second diffuse surface, where a cache keeps the light of all
+                              bounces; the cache is filled before the picture */
 };
 
 /** When the converging sampler stops. */
@@ -62,6 +64,18 @@ ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* li
  *  them, 0 for never, to 1e6. Returns 1; 0, with nothing changed and zr_last_error set, for an unknown kind
  * or a number out of range. Host's thread. */
 ZR_API int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit, double clamp);
+
+/** @{ */
+/** The light that a document keeps for INDIRECT_CACHE. A job fills it for its view, and it stays until the next
+ *  one. zr_write_light_cache puts it in a file, beside the old one and in its place when it is whole.
+ *  zr_read_light_cache takes it from there: later jobs of any view read it and add nothing, until the scene
+ *  changes; a path that finds no light kept goes on. It refuses files of another scene, of another version and
+ *  damaged ones, with the document as it was. Return 1, or 0 with zr_last_error set. zr_free_light_cache
+ *  forgets it; NULL is fine. Host's thread, while no job runs, with the scene whole and its sun set. */
+ZR_API int32_t zr_read_light_cache(document* document, const char16_t* path);
+ZR_API int32_t zr_write_light_cache(const document* document, const char16_t* path);
+ZR_API void zr_free_light_cache(document* document);
+/** @} */
 
 /** Whether the converging sampler ends with a filter that takes the grain out of what is shown, from the next
  * job on; the sums, and .hdr pictures with them, keep it. 28 bytes a pixel more, and 80 while it filters.

@@ -45,6 +45,8 @@ struct diffuse_scatter
     sky_by_path sky;
 };
 
+struct fill_path;
+
 /// A path while it is followed.
 struct light_path
 {
@@ -57,7 +59,9 @@ struct light_path
                           ///< shapes are left out
     double alpha_share;   ///< what the eye sees of the background straight through
     int32_t bounces;      ///< off diffuse surfaces so far
+    double since_bounce;  ///< length since the last of them, model units
     diffuse_scatter last; ///< what its latest bounce says about sky that the path meets
+    fill_path* fill;      ///< of a path that fills the light cache; null for one of the picture
     path_light found;
 };
 
@@ -65,6 +69,13 @@ struct light_path
 /// pixels.
 path_light trace_path(document& document, render_view& view, const ray& prototype, int32_t thread,
     const sample_point& point, const double position[2]);
+
+/// A path before its first ray; aim_path gives it one, from a position in pixels, and is false where the
+/// lens lets none through. follow_path traces it to its end.
+light_path start_path(
+    document& document, render_view& view, const ray& prototype, const sample_point& point);
+bool aim_path(light_path& p, int32_t thread, const double position[2]);
+void follow_path(light_path& p);
 
 /// Share of sky light found by one of two strategies, by the densities of both: the power heuristic of Veach,
 /// "Robust Monte Carlo methods for light transport simulation" (1997), section 9.2.

@@ -15,6 +15,7 @@
 #include "zirconlite/picture/image_buffer.h"
 #include "zirconlite/picture/tone.h"
 #include "zirconlite/platform/threads.hpp"
+#include "zirconlite/sampling/converging.h"
 #include "zirconlite/search/voxel_grid.h"
 #include "zirconlite/session/render_view.hpp"
 
@@ -59,6 +60,7 @@ int32_t zr_close_document(document* document)
     if (document->sun_sky) { zr::end_sun_sky(*document); }
     zr_lights_free_ex(document->lights, 1);
     zr_free_voxel_grid(document);
+    zr_free_light_cache(document);
     zr_free(document->voxel_grid);
     free_list_record(&document->voxel_memory);
     zr_free_material_list(document);
@@ -82,6 +84,7 @@ int32_t zr_wipe_document(document* document)
     if (!settle_jobs(document)) { return 0; }
     // The acceleration structure holds numbers of objects that go: a render must build it anew.
     zr_free_voxel_grid(document);
+    zr_free_light_cache(document);
     document->state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
     document->frustum_invalid = 1;
     free_scene_memory(document);

@@ -1,0 +1,255 @@
+#include "zirconlite/sampling/cache_fill.hpp"
+
+#include <algorithm>
+
+#include "zirconlite/frame/status.hpp"
+#include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/platform/threads.hpp"
+#include "zirconlite/raytrace/pixel_sampler.hpp"
+#include "zirconlite/sampling/converging.h"
+
+namespace
+{
+
+constexpr int32_t paths_across = 128; // paths of a round along each edge of the view
+constexpr int32_t bundle_size = 256, bundle_count = paths_across * paths_across / bundle_size;
+constexpr size_t bundle_deposits = 2048;
+constexpr int32_t min_rounds = 16, max_rounds = 256; // as many as the picture has pixels for
+constexpr int32_t paths_per_pixel = 4;
+constexpr double settled_share = 0.9; // of the paths, that ends the rounds
+
+/// What a bundle of paths of a round has brought.
+struct bundle_yield
+{
+    uint32_t deposits;
+    uint32_t asked, settled; ///< paths that met a cell first, and those of them that needed no more
+};
+
+} // namespace
+
+struct cache_filling
+{
+    document& doc;
+    render_view& view;
+    light_cache& cache;
+    uint32_t seed;
+    int32_t round, rounds; ///< running, and at most
+    uint32_t next_bundle; ///< atomic
+    bool is_settled;
+    zr::array<zr::cache_deposit> deposits; ///< room of each bundle
+    bundle_yield yields[bundle_count];
+};
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr double white_bounce[2] = { 1.0, 0.0 };
+
+bool is_stopped(const cache_filling& f) { return platform::load_word(&f.doc.stop_render) == 1; }
+
+/// The light since the last vertex is that vertex's.
+void close_vertex(light_path& p)
+{
+    fill_path& f = *p.fill;
+    if (f.count == 0) { return; }
+    for (int i = 0; i < 3; ++i) { f.vertex[f.count - 1].light[i] = p.found.radiance[i]; }
+}
+
+/// From here on the path's light is counted as a white surface's.
+void open_vertex(light_path& p, const met_surface& at, const cache_reading& cell, double probability)
+{
+    close_vertex(p);
+    fill_vertex& v = p.fill->vertex[p.fill->count++];
+    v = { cell.key, cell.division, 0.0f, {}, {} };
+    for (int i = 0; i < 3; ++i)
+    {
+        v.carried[i] = p.r.weight[i] * at.lobe.diffuse * at.s.color[i] / probability;
+        p.r.weight[i] = 1.0;
+        p.found.radiance[i] = 0.0;
+    }
+    surface white = at.s;
+    std::fill_n(white.color, 3, 1.0f);
+    const specular_lobe lobe = { 0.0, {}, 1.0 };
+    add_vertex_light(p, white, lobe, nullptr, white_bounce);
+    go_bounced(p, white, lobe, white_bounce);
+}
+
+/// What each vertex's white surface sends on, the last first.
+uint32_t give_deposits(fill_path& f, cache_deposit* out)
+{
+    double behind[3] = {};
+    for (int n = f.count - 1; n >= 0; --n)
+    {
+        const fill_vertex& v = f.vertex[n];
+        cache_deposit& d = out[n];
+        d = { v.key, v.division, {}, v.nearness };
+        for (int i = 0; i < 3; ++i)
+        {
+            const double light = v.light[i] + behind[i];
+            d.light[i] = float(light);
+            behind[i] = light * v.carried[i];
+        }
+    }
+    return uint32_t(f.count);
+}
+
+void trace_fill_path(cache_filling& filling, const ray& prototype, int32_t thread, int32_t index, fill_path& f)
+{
+    const int32_t x = index % paths_across, y = index / paths_across;
+    const sample_point point = { x, y, uint32_t(filling.round), filling.seed };
+    const unit_pair at = sample_numbers(point, pair_pixel);
+    const double position[2] = { (x + at.u) / paths_across * filling.view.width,
+        (y + at.v) / paths_across * filling.view.height };
+    f.count = 0;
+    f.found_settled = false;
+    light_path p = start_path(filling.doc, filling.view, prototype, point);
+    p.fill = &f;
+    if (!aim_path(p, thread, position)) { return; }
+    follow_path(p);
+    close_vertex(p);
+}
+
+void fill_bundle(cache_filling& filling, const ray& prototype, int32_t thread, uint32_t bundle)
+{
+    bundle_yield& yield = filling.yields[bundle];
+    cache_deposit* const room = &filling.deposits[bundle * bundle_deposits];
+    yield = {};
+    fill_path f;
+    for (int32_t n = 0; n < bundle_size; ++n)
+    {
+        trace_fill_path(filling, prototype, thread, int32_t(bundle) * bundle_size + n, f);
+        yield.asked += f.count > 0 || f.found_settled;
+        yield.settled += f.found_settled;
+        // What does not fit is left out; the paths of all rounds are alike.
+        if (yield.deposits + uint32_t(f.count) > bundle_deposits) { continue; }
+        yield.deposits += give_deposits(f, room + yield.deposits);
+    }
+}
+
+int32_t rounds_for(const render_view& view)
+{
+    const double pixels = double(view.width) * view.height;
+    return int32_t(std::clamp(
+        pixels * paths_per_pixel / (paths_across * paths_across), double(min_rounds), double(max_rounds)));
+}
+
+/// The document's cache: what was read for this scene, else an empty one. False when memory fails.
+bool ready_cache(document& document, const render_view& view)
+{
+    const uint64_t scene = scene_fingerprint(document);
+    if (!document.light_cache) { document.light_cache = new_light_cache(); }
+    if (!document.light_cache) { return false; }
+    if (document.light_cache->is_kept && document.light_cache->scene == scene) { return true; }
+    start_light_cache(
+        *document.light_cache, view.position, length(document.bounds.max - document.bounds.min), scene);
+    return true;
+}
+
+} // namespace
+
+cache_filling* begin_cache_fill(document& document, render_view& view)
+{
+    void* memory = zr_malloc(sizeof(cache_filling));
+    if (!memory || !ready_cache(document, view))
+    {
+        report_failure(ZR_ERROR_MEMORY, "no memory to fill the light cache");
+        zr_free(memory);
+        return nullptr;
+    }
+    auto* f = new (memory) cache_filling{ document, view, *document.light_cache, document.sampling_seed, -1,
+        document.light_cache->is_kept ? 0 : rounds_for(view), 0, false, {}, {} };
+    if (!f->deposits.resize(size_t(bundle_count) * bundle_deposits))
+    {
+        report_failure(ZR_ERROR_MEMORY, "no memory to fill the light cache");
+        end_cache_fill(f);
+        return nullptr;
+    }
+    return f;
+}
+
+void end_cache_fill(cache_filling* filling)
+{
+    if (!filling) { return; }
+    filling->~cache_filling();
+    zr_free(filling);
+}
+
+bool next_fill_round(cache_filling& filling)
+{
+    filling.next_bundle = 0;
+    return !filling.is_settled && ++filling.round < filling.rounds;
+}
+
+bool fill_cells(cache_filling& filling, const ray& prototype, int32_t thread)
+{
+    for (;;)
+    {
+        const uint32_t bundle = __atomic_fetch_add(&filling.next_bundle, 1u, __ATOMIC_RELAXED);
+        if (bundle >= uint32_t(bundle_count)) { return true; }
+        if (is_stopped(filling)) { return false; }
+        fill_bundle(filling, prototype, thread, bundle);
+    }
+}
+
+bool keep_round(cache_filling& filling)
+{
+    uint32_t asked = 0, settled = 0;
+    for (size_t b = 0; b < size_t(bundle_count); ++b)
+    {
+        const bundle_yield& yield = filling.yields[b];
+        asked += yield.asked;
+        settled += yield.settled;
+        if (!add_deposits(filling.cache, &filling.deposits[b * bundle_deposits], yield.deposits))
+        {
+            report_failure(ZR_ERROR_MEMORY, "no memory for the cells of the light cache");
+            return false;
+        }
+    }
+    filling.is_settled = settled >= settled_share * asked;
+    return true;
+}
+
+void add_kept_light(light_path& p, const met_surface& at, const cache_cell& cell)
+{
+    double light[3];
+    light_of_cell(cell, light);
+    for (int i = 0; i < 3; ++i)
+    {
+        p.found.radiance[i] += p.r.weight[i] * at.lobe.diffuse * at.s.color[i] * light[i];
+    }
+}
+
+bool meet_fill_vertex(light_path& p, const met_surface& at, const outside_ways& ways)
+{
+    fill_path& f = *p.fill;
+    cache_reading cell;
+    if (!find_cell(*p.doc.light_cache, p.r.hit_point, p.r.shading_normal, cell)) { return false; }
+    const bool is_full = f.count >= 2 && is_readable(cell.cell);
+    const bool settled = is_settled(cell.cell);
+    if (f.count == 0) { f.found_settled = settled; }
+    double probability;
+    const bool reads = settled || is_full;
+    if (reads)
+    {
+        add_kept_light(p, at, *cell.cell);
+        outside_ways others = ways;
+        others.way[way_bounced] = {};
+        const int way = choose_way(p, others.way, 3, probability);
+        if (way >= 0) { take_way(p, at, others, way, probability, white_bounce); }
+        return way >= 0;
+    }
+    const int way = choose_way(p, ways.way, 3, probability);
+    if (way != way_bounced)
+    {
+        if (way >= 0) { take_way(p, at, ways, way, probability, white_bounce); }
+        return way >= 0;
+    }
+    if (f.count >= fill_path::max_vertices) { return false; }
+    open_vertex(p, at, cell, probability);
+    return true;
+}
+
+} // namespace zr

@@ -1,0 +1,226 @@
+#include "zirconlite/sampling/light_cache.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "zirconlite/geometry/vector.hpp"
+
+namespace zr
+{
+
+namespace
+{
+
+constexpr double size_by_distance = 0.035; ///< side of a cell over its distance from the eye, at least
+constexpr double size_by_extent = 1.0 / 32.0;
+constexpr double above_surface = 0.2; ///< of a cell's side
+constexpr int32_t max_division = 3;
+constexpr double near_cells = 0.7; ///< sides of a cell over the mean distance to other surfaces that divide it
+constexpr uint32_t settled_samples = 32, max_samples = 256;
+constexpr double settled_error = 0.1; ///< of a cell's mean, one standard deviation
+constexpr int facing_side = 3;        ///< parts along each edge of the cube of directions
+
+int32_t level_at(double size)
+{
+    int exponent;
+    std::frexp(size, &exponent);
+    return exponent;
+}
+
+/// Parts of the cube of directions: the axes lie in the middle of theirs.
+int16_t facing_of(const vector3& n)
+{
+    const double c[3] = { n.x, n.y, n.z };
+    int axis = std::fabs(c[1]) > std::fabs(c[0]) ? 1 : 0;
+    if (std::fabs(c[2]) > std::fabs(c[axis])) { axis = 2; }
+    const double along = std::fmax(std::fabs(c[axis]), 1e-9);
+    const auto part = [&](double v)
+    { return std::clamp(int((v / along * 0.5 + 0.5) * facing_side), 0, facing_side - 1); };
+    const int u = part(c[(axis + 1) % 3]), v = part(c[(axis + 2) % 3]);
+    return int16_t((2 * axis + (c[axis] < 0.0)) * facing_side * facing_side + u * facing_side + v);
+}
+
+/// False where the grid ends.
+bool set_place(const vector3& point, int32_t level, cell_key& key)
+{
+    constexpr double limit = 2147483000.0;
+    const double c[3] = { point.x, point.y, point.z };
+    for (int i = 0; i < 3; ++i)
+    {
+        const double cell = std::floor(std::ldexp(c[i], -level));
+        if (!(std::fabs(cell) < limit)) { return false; }
+        key.at[i] = int32_t(cell);
+    }
+    key.level = int16_t(level);
+    return true;
+}
+
+uint64_t mixed(uint64_t h)
+{
+    h ^= h >> 32;
+    h *= 0xd6e8feb86659fd93u;
+    h ^= h >> 32;
+    return h;
+}
+
+uint64_t hash_of(const cell_key& k)
+{
+    uint64_t h = uint64_t(uint32_t(k.at[0])) | uint64_t(uint32_t(k.at[1])) << 32;
+    h = mixed(h + 0x9e3779b97f4a7c15u);
+    h ^= uint64_t(uint32_t(k.at[2])) | uint64_t(uint16_t(k.level)) << 32 | uint64_t(uint16_t(k.facing)) << 48;
+    return mixed(h);
+}
+
+bool is_same(const cell_key& a, const cell_key& b)
+{
+    return a.at[0] == b.at[0] && a.at[1] == b.at[1] && a.at[2] == b.at[2] && a.level == b.level &&
+           a.facing == b.facing;
+}
+
+/// The slot of a key: its cell's, or the free one where it would be.
+size_t slot_of(const light_cache& cache, const cell_key& key)
+{
+    const size_t mask = cache.slots.count - 1;
+    size_t slot = hash_of(key) & mask;
+    while (cache.slots[slot] && !is_same(cache.cells[cache.slots[slot] - 1].key, key))
+    {
+        slot = (slot + 1) & mask;
+    }
+    return slot;
+}
+
+const cache_cell* cell_at(const light_cache& cache, const cell_key& key)
+{
+    if (cache.slots.count == 0) { return nullptr; }
+    const uint32_t place = cache.slots[slot_of(cache, key)];
+    return place ? &cache.cells[place - 1] : nullptr;
+}
+
+/// Room for twice the cells.
+bool widen(light_cache& cache)
+{
+    const size_t count = std::max<size_t>(cache.slots.count * 2, 1024);
+    array<uint32_t> slots;
+    if (!slots.resize(count) || !cache.cells.reserve(count / 2)) { return false; }
+    cache.slots = static_cast<array<uint32_t>&&>(slots);
+    for (size_t i = 0; i < cache.cells.count; ++i)
+    {
+        cache.slots[slot_of(cache, cache.cells[i].key)] = uint32_t(i + 1);
+    }
+    return true;
+}
+
+/// Null where there are too many; `failed` when memory fails.
+cache_cell* make_cell(light_cache& cache, const cell_key& key, int32_t division, bool& failed)
+{
+    if (cache.cells.count * 2 >= cache.slots.count && !widen(cache))
+    {
+        failed = true;
+        return nullptr;
+    }
+    uint32_t& place = cache.slots[slot_of(cache, key)];
+    if (!place)
+    {
+        if (cache.cells.count >= max_cache_cells) { return nullptr; }
+        cache_cell made = {};
+        made.key = key;
+        made.division = uint16_t(division);
+        cache.cells.push(made); // widen has made room
+        place = uint32_t(cache.cells.count);
+    }
+    return &cache.cells[place - 1];
+}
+
+void add_deposit(cache_cell& cell, const cache_deposit& d)
+{
+    const double y = luminance(d.light);
+    for (int i = 0; i < 3; ++i) { cell.sum[i] += d.light[i]; }
+    cell.squares += float(y * y);
+    cell.nearness += d.nearness;
+    ++cell.count;
+    cell.is_split = cell.division < max_division && cell.count >= readable_samples &&
+                    cell.nearness / float(cell.count) * std::ldexp(1.0, cell.key.level) > near_cells;
+}
+
+} // namespace
+
+light_cache* new_light_cache()
+{
+    void* memory = zr_malloc(sizeof(light_cache));
+    return memory ? new (memory) light_cache() : nullptr;
+}
+
+void free_light_cache(light_cache* cache)
+{
+    if (!cache) { return; }
+    cache->~light_cache();
+    zr_free(cache);
+}
+
+void start_light_cache(light_cache& cache, const vector3& eye, double extent, uint64_t scene)
+{
+    constexpr double smallest = 1e-7, default_extent = 1.0;
+    cache.eye = eye;
+    const double size = extent > 0.0 && std::isfinite(extent) ? extent : default_extent;
+    cache.min_level = level_at(size * smallest);
+    cache.max_level = level_at(size * size_by_extent);
+    cache.scene = scene;
+    cache.is_kept = false;
+    cache.cells.clear();
+    cache.slots.clear();
+}
+
+bool find_cell(const light_cache& cache, const vector3& point, const vector3& normal, cache_reading& out)
+{
+    const double wanted = length(point - cache.eye) * size_by_distance;
+    const int32_t level = std::clamp(level_at(wanted), cache.min_level, cache.max_level);
+    out.key.facing = facing_of(normal);
+    out.division = 0;
+    for (;;)
+    {
+        out.size = std::ldexp(1.0, level - out.division);
+        // A surface that lies between two layers of cells belongs to the one that it faces.
+        if (!set_place(point + (above_surface * out.size) * normal, level - out.division, out.key))
+        {
+            return false;
+        }
+        out.cell = cell_at(cache, out.key);
+        if (!out.cell || !out.cell->is_split || out.division >= max_division) { return true; }
+        ++out.division;
+    }
+}
+
+bool add_deposits(light_cache& cache, const cache_deposit* deposits, size_t count)
+{
+    bool failed = false;
+    for (size_t i = 0; i < count && !failed; ++i)
+    {
+        const float* light = deposits[i].light;
+        if (!std::isfinite(light[0] + light[1] + light[2])) { continue; }
+        cache_cell* cell = make_cell(cache, deposits[i].key, deposits[i].division, failed);
+        if (cell) { add_deposit(*cell, deposits[i]); }
+    }
+    return !failed;
+}
+
+bool put_back_cell(light_cache& cache, const cache_cell& cell)
+{
+    bool failed = false;
+    cache_cell* made = make_cell(cache, cell.key, cell.division, failed);
+    if (!made || made->count > 0) { return false; }
+    *made = cell;
+    return true;
+}
+
+bool is_settled(const cache_cell* c)
+{
+    if (!c || c->count < settled_samples) { return false; }
+    if (c->count >= max_samples) { return true; }
+    double light[3];
+    light_of_cell(*c, light);
+    const double mean = luminance(light), variance = c->squares / double(c->count) - mean * mean;
+    return variance <= c->count * (settled_error * mean) * (settled_error * mean);
+}
+
+} // namespace zr

@@ -1,0 +1,109 @@
+/// @file
+/// Light kept in the scene: what falls on diffuse surfaces, direct and by way of others, in the cells of a
+/// hash grid by place and direction of the normal. Paths of a picture end at their second diffuse surface and
+/// read it there. After Keller, Dahm and Binder, "Path space filtering" (2014), and Binder, Fricke and
+/// Keller, "Fast path space filtering by jittered spatial hashing" (2018).
+///
+/// Cells grow with the distance from the eye that the cache was made for, by powers of two, and are divided
+/// where other surfaces are near, so that light does not leak past an edge. The order of the deposits alone
+/// decides what a cache holds.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "zirconlite/frame/array.hpp"
+#include "zirconlite/types.h"
+
+namespace zr
+{
+
+/// A cell's place in the grid of its size, and the direction that its surfaces face.
+struct cell_key
+{
+    int32_t at[3];  ///< cells from the origin of model space
+    int16_t level;  ///< the side is 2^level model units
+    int16_t facing; ///< one of 54 parts of the directions
+};
+
+/// A cell. Its light is that which a white diffuse surface would send on: irradiance / pi, cd/m2.
+struct cache_cell
+{
+    cell_key key;
+    float sum[3];      ///< of the samples' light
+    float squares;     ///< of their luminances
+    float nearness;    ///< sum of the reciprocal distances to what the samples saw, 1 / model unit
+    uint32_t count;    ///< samples
+    uint16_t division; ///< how often the cells here have been halved
+    uint16_t is_split; ///< its halves have taken over
+};
+
+} // namespace zr
+
+/// The grid. Cells lie in the order in which they were first used.
+typedef struct document document;
+struct light_cache
+{
+    vector3 eye;         ///< cells grow from here
+    int32_t min_level, max_level;
+    uint64_t scene;      ///< fingerprint of the scene that the light belongs to
+    bool is_kept;        ///< read from a file: renders of the scene read it and add nothing
+    zr::array<zr::cache_cell> cells;
+    zr::array<uint32_t> slots; ///< place of a cell + 1 by hash; 0 free
+};
+
+namespace zr
+{
+
+/// One sample for a cell.
+struct cache_deposit
+{
+    cell_key key;
+    int32_t division;
+    float light[3];
+    float nearness;
+};
+
+/// What is known of the light at a point.
+struct cache_reading
+{
+    const cache_cell* cell; ///< null: none
+    cell_key key;           ///< where a sample of the point belongs
+    int32_t division;
+    double size; ///< of the cell, model units
+};
+
+inline constexpr uint32_t max_cache_cells = 1u << 20; ///< 56 bytes each
+inline constexpr uint32_t readable_samples = 16; ///< a cell with fewer is not read
+
+/// Null when memory fails. free_light_cache takes null.
+light_cache* new_light_cache();
+void free_light_cache(light_cache* cache);
+
+/// What tells scenes apart as far as their light goes: extents of objects, lights, sky and plain materials.
+uint64_t scene_fingerprint(const document& document);
+
+/// An empty grid round an eye, for a scene of an extent.
+void start_light_cache(light_cache& cache, const vector3& eye, double extent, uint64_t scene);
+
+/// The cell of a point on a surface that faces `normal` (unit). False far outside of the scene, where
+/// the grid ends. Reads only.
+bool find_cell(const light_cache& cache, const vector3& point, const vector3& normal, cache_reading& out);
+
+/// Adds samples in their order. Beyond `max_cache_cells` new places get no cell. False when memory fails.
+bool add_deposits(light_cache& cache, const cache_deposit* deposits, size_t count);
+
+/// Takes a cell that was kept in a file. False when memory fails, or the place is taken.
+bool put_back_cell(light_cache& cache, const cache_cell& cell);
+
+/// Whether a cell may be read, and whether its own error is small enough to take no more samples.
+inline bool is_readable(const cache_cell* c) { return c && c->count >= readable_samples; }
+bool is_settled(const cache_cell* c);
+
+/// Mean light of a cell with samples.
+inline void light_of_cell(const cache_cell& c, double light[3])
+{
+    for (int i = 0; i < 3; ++i) { light[i] = double(c.sum[i]) / c.count; }
+}
+
+} // namespace zr
