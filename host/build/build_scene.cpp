@@ -57,7 +57,7 @@ void set_settings(const scene& s, document* d)
     zr_set_light_model(d, r.light_model);
     zr_set_pixel_sampler(d, r.sampler);
     zr_set_denoising(d, r.denoise);
-    zr_set_indirect_light(d, r.indirect, r.bounce_limit, r.clamp_indirect.value_or(8));
+    zr_set_indirect_light(d, r.indirect, r.bounce_limit, r.clamp_indirect.value_or(100));
     const sampling_limits limits = { r.noise, r.min_samples, r.max_samples, uint32_t(r.seed), r.seconds };
     if (!zr_set_sampling_limits(d, &limits))
     {

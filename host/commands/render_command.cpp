@@ -12,6 +12,7 @@
 #include "host/library_session.hpp"
 #include "host/pictures/picture_files.hpp"
 #include "host/stop_signals.hpp"
+#include "host/text.hpp"
 #include "zirconlite/jobs/render_job.h"
 #include "zirconlite/picture/tone.h"
 #include "zirconlite/sampling/converging.h"
@@ -161,6 +162,38 @@ void note_what_does_not_count(const scene& s)
     }
 }
 
+/// Light kept in a file goes into the document. False where there is no such file yet.
+bool read_kept_light(const std::string& file, const scene& s, document* d)
+{
+    if (s.render.indirect != INDIRECT_CACHE || s.render.sampler != SAMPLER_CONVERGING)
+    {
+        throw failure(exit_usage,
+            "--light-cache: the light of a cache is wanted: --indirect cache and the converging sampler");
+    }
+    std::error_code error;
+    if (!std::filesystem::exists(file, error))
+    {
+        const std::filesystem::path folder = std::filesystem::absolute(file, error).parent_path();
+        if (std::filesystem::is_directory(folder, error)) { return false; }
+        throw failure(
+            exit_usage, fmt::format("--light-cache: {}: there is no folder {}", file, folder.string()));
+    }
+    if (!zr_read_light_cache(d, utf16_of(std::filesystem::path(file)).c_str()))
+    {
+        throw failure(exit_bad_scene, "the light cache cannot be used" + library_error());
+    }
+    return true;
+}
+
+void write_kept_light(const std::string& file, document* d)
+{
+    if (!zr_write_light_cache(d, utf16_of(std::filesystem::path(file)).c_str()))
+    {
+        throw failure(exit_render_failed, "the light cache cannot be kept" + library_error());
+    }
+    note(file + ": light of the scene");
+}
+
 /// The picture of a scene file that asks for no series.
 int render_picture(const scene& s, render_session& session)
 {
@@ -305,6 +338,10 @@ int render(const render_options& o)
     {
         throw failure(exit_usage, "a calibration has no series; see --help");
     }
+    if (is_series && !o.light_cache.empty())
+    {
+        throw failure(exit_usage, "--light-cache: the light of a series changes with the sun");
+    }
     if (!o.sequence.date.empty()) { s.given_keys.insert("sun.date"); }
     if (!o.sequence.time.empty()) { s.given_keys.insert("sun.time"); }
     const output_files files = prepare_output(s, o.output);
@@ -345,9 +382,12 @@ int render(const render_options& o)
     }
     end_if_stopped("the sorting of the scene");
 
+    const bool keeps_light = !o.light_cache.empty(),
+               has_light = keeps_light && read_kept_light(o.light_cache, s, d);
     render_session session{ d, files, progress };
     const int code = is_series ? render_series(s, session, moments, o.sequence.exposure == "locked")
                                : render_picture(s, session);
+    if (code == exit_done && keeps_light && !has_light) { write_kept_light(o.light_cache, d); }
     if (code == exit_done && !s.render.calibration)
     {
         std::fprintf(stderr, "done in %s\n", clock_text(seconds_since(start)).c_str());

@@ -209,6 +209,8 @@ void add_render_options(CLI::App& command, render_options& o)
     command.add_option("--sampler", o.sampler, "converging or strips");
     command.add_flag("--denoise", o.denoise, "Take the grain out of the picture; .hdr pictures keep it");
     command.add_option("--indirect", o.indirect, "ambient, paths or cache: indirect light");
+    command.add_option("--light-cache", o.light_cache,
+        "File of the light kept for --indirect cache: read where it exists, else written");
     command.add_option("--noise", o.noise, "Error that may be left in a pixel, in steps of 255");
     command
         .add_option("--limit", o.seconds, "Seconds that sampling may take; the picture has what they reached")

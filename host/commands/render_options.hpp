@@ -35,6 +35,7 @@ struct render_options
     std::optional<double> noise, seconds;
     std::string sampler;
     std::string indirect;
+    std::string light_cache; ///< file of the light kept; from the working folder
     bool denoise = false;
     std::optional<double> antialiasing;
     tone_options tone;

@@ -57,10 +57,10 @@ struct scene_render
     int sky_samples = 16;
     int sampler = 1; ///< a pixel_sampler; the fast light model has strips alone
     double noise = 2.0, seconds = 0;
-    int indirect = 1; ///< an indirect_light
+    int indirect = 2; ///< an indirect_light
     int bounce_limit = 8;
     bool denoise = false;
-    std::optional<double> clamp_indirect; ///< 8, and never where light is measured
+    std::optional<double> clamp_indirect; ///< 100, and never where light is measured
     int min_samples = 16, max_samples = 1024;
     int seed = 0;
     double gloss_jitter = 0.0625, translucency_jitter = 0.0625, pixel_jitter = 0.25;

@@ -70,15 +70,15 @@ const key_row<scene_render> render_rows[] = {
         "`converging` adds samples until the error is small, `strips` has a fixed pattern; the fast light "
         "model has strips alone, `converging`" },
     { "indirect", &scene_render::indirect, 0, 0, indirect_names, 0,
-        "indirect light, with the converging sampler: `paths` bounce, `ambient` is an even "
-        "light that stands in for them, `paths`" },
+        "indirect light, with the converging sampler: `cache` keeps it in the scene before the picture, "
+        "`paths` "
+        "follow each bounce, `ambient` is an even light that stands in for them, `cache`" },
     { "denoise", &scene_render::denoise, 0, 0, nullptr, 0,
         "take the grain out of the picture; .hdr pictures keep it, false" },
     { "bounce_limit", &scene_render::bounce_limit, 1, 64, nullptr, 0, "diffuse surfaces in a row, 8" },
     { "clamp_indirect", &scene_render::clamp_indirect, 0, 1e6, nullptr, 0,
-        "most indirect light of a sample, in mean luminances of the picture; 0 never; 8, "
-        "in .hdr "
-        "pictures 0" },
+        "most indirect light of a sample, in mean luminances of the picture; 0 never; "
+        "100, in .hdr pictures 0" },
     { "noise", &scene_render::noise, 0.01, 255, nullptr, 0,
         "error that may be left in a pixel as shown, in steps of 255, 2" },
     { "min_samples", &scene_render::min_samples, 1, 1048576, nullptr, 0,

@@ -166,7 +166,8 @@ TEST(Bounces, FindTheSkyOnceBothByRaysAndByPaths)
         bounced s;
         c.build(s);
         EXPECT_NEAR(s.mean(c.limit, 256), c.radiance, 0.01 * c.radiance);
-        EXPECT_NEAR(s.mean(c.limit, 256, 0.0, INDIRECT_CACHE), c.radiance, 0.01 * c.radiance) << "kept in cells";
+        EXPECT_NEAR(s.mean(c.limit, 256, 0.0, INDIRECT_CACHE), c.radiance, 0.01 * c.radiance)
+            << "kept in cells";
     }
     // A cap of bright sky, for which half of the rays are importance sampled, over convex ground.
     double by_rays = 0.0;

@@ -251,7 +251,7 @@ typedef struct document
     int32_t indirect_light;           /**< an indirect_light; zr_set_indirect_light */
     int32_t bounce_limit;             /**< 8; diffuse bounces of a path */
     int32_t denoise;                  /**< 0; zr_set_denoising */
-    light_cache* light_cache;         /**< owned: what the last job with INDIRECT_CACHE kept; NULL none */
+    struct light_cache* light_cache;  /**< owned: what the last job with INDIRECT_CACHE kept; NULL none */
     double clamp_indirect;            /**< 0; of one sample, in log-average luminances; 0 never */
     prepared_environment* prepared_environments[2]; /**< owned: what renders work out from the two records */
     scene_object** object_table;                    /**< object by number; entry 0 is NULL */

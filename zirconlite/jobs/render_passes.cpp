@@ -8,8 +8,8 @@
 #include "zirconlite/jobs/render_worker.hpp"
 #include "zirconlite/picture/tone.h"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
-#include "zirconlite/sampling/converging.h"
 #include "zirconlite/sampling/cache_fill.hpp"
+#include "zirconlite/sampling/converging.h"
 #include "zirconlite/sampling/rounds.hpp"
 
 namespace zr

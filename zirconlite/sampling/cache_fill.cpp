@@ -14,7 +14,7 @@ namespace
 constexpr int32_t paths_across = 128; // paths of a round along each edge of the view
 constexpr int32_t bundle_size = 256, bundle_count = paths_across * paths_across / bundle_size;
 constexpr size_t bundle_deposits = 2048;
-constexpr int32_t min_rounds = 16, max_rounds = 256; // as many as the picture has pixels for
+constexpr int32_t min_rounds = 4, max_rounds = 256; // as many as the picture has pixels for
 constexpr int32_t paths_per_pixel = 4;
 constexpr double settled_share = 0.9; // of the paths, that ends the rounds
 
@@ -34,7 +34,7 @@ struct cache_filling
     light_cache& cache;
     uint32_t seed;
     int32_t round, rounds; ///< running, and at most
-    uint32_t next_bundle; ///< atomic
+    uint32_t next_bundle;  ///< atomic
     bool is_settled;
     zr::array<zr::cache_deposit> deposits; ///< room of each bundle
     bundle_yield yields[bundle_count];
@@ -96,7 +96,8 @@ uint32_t give_deposits(fill_path& f, cache_deposit* out)
     return uint32_t(f.count);
 }
 
-void trace_fill_path(cache_filling& filling, const ray& prototype, int32_t thread, int32_t index, fill_path& f)
+void trace_fill_path(
+    cache_filling& filling, const ray& prototype, int32_t thread, int32_t index, fill_path& f)
 {
     const int32_t x = index % paths_across, y = index / paths_across;
     const sample_point point = { x, y, uint32_t(filling.round), filling.seed };

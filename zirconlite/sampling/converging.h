@@ -66,11 +66,11 @@ ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* li
 ZR_API int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit, double clamp);
 
 /** @{ */
-/** The light that a document keeps for INDIRECT_CACHE. A job fills it for its view, and it stays until the next
- *  one. zr_write_light_cache puts it in a file, beside the old one and in its place when it is whole.
+/** The light that a document keeps for INDIRECT_CACHE. A job fills it for its view, and it stays until the
+ * next one. zr_write_light_cache puts it in a file, beside the old one and in its place when it is whole.
  *  zr_read_light_cache takes it from there: later jobs of any view read it and add nothing, until the scene
- *  changes; a path that finds no light kept goes on. It refuses files of another scene, of another version and
- *  damaged ones, with the document as it was. Return 1, or 0 with zr_last_error set. zr_free_light_cache
+ *  changes; a path that finds no light kept goes on. It refuses files of another scene, of another version
+ * and damaged ones, with the document as it was. Return 1, or 0 with zr_last_error set. zr_free_light_cache
  *  forgets it; NULL is fine. Host's thread, while no job runs, with the scene whole and its sun set. */
 ZR_API int32_t zr_read_light_cache(document* document, const char16_t* path);
 ZR_API int32_t zr_write_light_cache(const document* document, const char16_t* path);

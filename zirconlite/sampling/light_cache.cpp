@@ -16,7 +16,8 @@ constexpr double size_by_distance = 0.035; ///< side of a cell over its distance
 constexpr double size_by_extent = 1.0 / 32.0;
 constexpr double above_surface = 0.2; ///< of a cell's side
 constexpr int32_t max_division = 3;
-constexpr double near_cells = 0.7; ///< sides of a cell over the mean distance to other surfaces that divide it
+constexpr double near_cells =
+    0.7; ///< sides of a cell over the mean distance to other surfaces that divide it
 constexpr uint32_t settled_samples = 32, max_samples = 256;
 constexpr double settled_error = 0.1; ///< of a cell's mean, one standard deviation
 constexpr int facing_side = 3;        ///< parts along each edge of the cube of directions

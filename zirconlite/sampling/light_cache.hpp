@@ -44,10 +44,10 @@ struct cache_cell
 typedef struct document document;
 struct light_cache
 {
-    vector3 eye;         ///< cells grow from here
+    vector3 eye; ///< cells grow from here
     int32_t min_level, max_level;
-    uint64_t scene;      ///< fingerprint of the scene that the light belongs to
-    bool is_kept;        ///< read from a file: renders of the scene read it and add nothing
+    uint64_t scene; ///< fingerprint of the scene that the light belongs to
+    bool is_kept;   ///< read from a file: renders of the scene read it and add nothing
     zr::array<zr::cache_cell> cells;
     zr::array<uint32_t> slots; ///< place of a cell + 1 by hash; 0 free
 };
@@ -74,7 +74,7 @@ struct cache_reading
 };
 
 inline constexpr uint32_t max_cache_cells = 1u << 20; ///< 56 bytes each
-inline constexpr uint32_t readable_samples = 16; ///< a cell with fewer is not read
+inline constexpr uint32_t readable_samples = 16;      ///< a cell with fewer is not read
 
 /// Null when memory fails. free_light_cache takes null.
 light_cache* new_light_cache();

@@ -51,7 +51,10 @@ void mix_lights(uint64_t& h, light* first)
         mix(h, l->type);
         mix(h, l->position);
         mix(h, l->normal);
-        for (const float strength : { l->lumens, l->candela, l->dimmer, l->color_temperature }) { mix(h, strength); }
+        for (const float strength : { l->lumens, l->candela, l->dimmer, l->color_temperature })
+        {
+            mix(h, strength);
+        }
     }
 }
 
@@ -131,11 +134,13 @@ bool read_head(byte_reader& from, light_cache& cache, uint32_t& cells, const doc
     if (cache.scene != scene_fingerprint(d))
     {
         return report_failure(ZR_ERROR_ARGUMENT,
-            "%s: a light cache of another scene, or of other light in it; delete it or name another file", name);
+            "%s: a light cache of another scene, or of other light in it; delete it or name another file",
+            name);
     }
     constexpr int32_t levels = 1000;
-    return (from.ok() && std::isfinite(cache.eye.x + cache.eye.y + cache.eye.z) && cache.min_level >= -levels &&
-               cache.min_level <= cache.max_level && cache.max_level <= levels) ||
+    return (from.ok() && std::isfinite(cache.eye.x + cache.eye.y + cache.eye.z) &&
+               cache.min_level >= -levels && cache.min_level <= cache.max_level &&
+               cache.max_level <= levels) ||
            report_failure(ZR_ERROR_FORMAT, "%s: the head of the light cache is damaged", name);
 }
 

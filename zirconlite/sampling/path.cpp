@@ -151,8 +151,7 @@ bool read_cache(light_path& p, const met_surface& at)
     zr_make_axes(&normal, &u, &v, 1e-4);
     const unit_pair jitter = numbers(p, pair_light_point);
     cache_reading beside;
-    const vector3 moved =
-        point + ((jitter.u - 0.5) * here.size) * u + ((jitter.v - 0.5) * here.size) * v;
+    const vector3 moved = point + ((jitter.u - 0.5) * here.size) * u + ((jitter.v - 0.5) * here.size) * v;
     if (find_cell(cache, moved, normal, beside) && is_readable(beside.cell)) { here = beside; }
     if (!is_readable(here.cell)) { return false; }
     add_kept_light(p, at, *here.cell);
@@ -259,8 +258,7 @@ double sky_ray_density(const sky_sample& from, double even_density)
     return sky_light_has_bright_spots() ? 0.5 * (even_density + from.density) : even_density;
 }
 
-light_path start_path(
-    document& document, render_view& view, const ray& prototype, const sample_point& point)
+light_path start_path(document& document, render_view& view, const ray& prototype, const sample_point& point)
 {
     return { document, view, point, prototype, 0, false, 1.0, 0, 0.0, {}, nullptr, {} };
 }
@@ -268,7 +266,7 @@ light_path start_path(
 bool aim_path(light_path& p, int32_t thread, const double position[2])
 {
     double stratum[2] = { 0.0, 0.0 };
-    if (p.doc.render_flags & RENDER_DEPTH_OF_FIELD) 
+    if (p.doc.render_flags & RENDER_DEPTH_OF_FIELD)
     {
         place_on_lens(p.point, stratum);
         p.found.left_to_chance = true;

@@ -72,8 +72,7 @@ path_light trace_path(document& document, render_view& view, const ray& prototyp
 
 /// A path before its first ray; aim_path gives it one, from a position in pixels, and is false where the
 /// lens lets none through. follow_path traces it to its end.
-light_path start_path(
-    document& document, render_view& view, const ray& prototype, const sample_point& point);
+light_path start_path(document& document, render_view& view, const ray& prototype, const sample_point& point);
 bool aim_path(light_path& p, int32_t thread, const double position[2]);
 void follow_path(light_path& p);
 

@@ -48,8 +48,7 @@ double entering_fresnel(const ray& r, const surface& s, double cosine);
 outside_ways ways_outside(const light_path& p, const met_surface& at);
 
 /// The chances that the path bounces from the front and from the back.
-void bounce_chances(
-    const light_path& p, const outside_ways& ways, const met_surface& at, double chance[2]);
+void bounce_chances(const light_path& p, const outside_ways& ways, const met_surface& at, double chance[2]);
 
 /// Chooses one of the ways on with a probability that follows their shares, or the end of the path: a faint
 /// way is taken seldom and counts more. Returns the way, or -1 for the end.
