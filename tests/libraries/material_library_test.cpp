@@ -276,7 +276,27 @@ TEST_F(MaterialLibrary, KeepsEveryFieldThroughPackingAndTranslating)
     EXPECT_EQ(zr_library_seek(folder.wide("m_translated.mlib").c_str(), u"G\\new"), 0u) << "made anew";
     zr_install_dialogs(nullptr);
     EXPECT_EQ(zr_pack_library(folder.wide("m_translated.mlib").c_str()), 1);
-    EXPECT_EQ(zr_pack_library(folder.wide("m.txt").c_str()) | zr_pack_library(nullptr), 0);
+    EXPECT_EQ(zr_pack_library(folder.wide("m.txt").c_str()) | zr_pack_library(nullptr) |
+                  zr_pack_library(folder.wide("none.mlib").c_str()),
+        0);
+    // A pattern's axis of zeros is up, others stay.
+    for (const vector3& axis : { vector3{ 0, 0, 0 }, vector3{ 1, 0, 0 }, vector3{ 0, 1, 0 } })
+    {
+        words library;
+        material* pattern = new_complex_material();
+        for (material*& child : complex(pattern).children) { child = new_simple_material(); }
+        zr_set_blend_kind(pattern, BLEND_KIND_BLEND);
+        complex(pattern).axis = axis;
+        library.add({ 0 });
+        material* read = library.read(zr_matfile_write_material(library.lib, pattern, 0, 0));
+        ASSERT_NE(read, nullptr);
+        const vector3 wanted = axis.x + axis.y == 0 ? vector3{ 0, 0, 1 } : axis;
+        EXPECT_EQ(complex(read).axis.x, wanted.x);
+        EXPECT_EQ(complex(read).axis.y, wanted.y);
+        EXPECT_EQ(complex(read).axis.z, wanted.z);
+        free_material(pattern);
+        free_material(read);
+    }
 }
 
 TEST(MaterialRecord, OlderOnesAreAsLongAsTheirFlagsNeed)
@@ -488,6 +508,8 @@ TEST_F(MaterialLibrary, AsksTheDialogWhereToConvertAndFindsAFileOfTheWorkingFold
     dialogs.context = &answer;
     dialogs.save_file = [](void* context, zr_handle, zr_save_dialog* dialog) -> int32_t
     {
+        EXPECT_EQ(std::u16string(dialog->path), u"zr2_oak");
+        EXPECT_EQ(std::u16string(dialog->default_extension), u"mlib");
         EXPECT_EQ(std::u16string(dialog->path), u"zr2_oak");
         dialog->path[static_cast<std::u16string*>(context)->copy(dialog->path, 255)] = 0;
         return 1;
