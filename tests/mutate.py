@@ -64,7 +64,9 @@ RULES = [
     ("clamp", r"\bf?min(?=\()|\bf?max(?=\()", swapped([("min", "max"), ("fmin", "fmax")])),
     ("circle", r"\bsin(?=\()|\bcos(?=\()", swapped([("sin", "cos")])),
     ("truth", r"\btrue\b|\bfalse\b", swapped([("true", "false")])),
-    ("constant", r"(?<![\w.\"'])\d+(?:\.\d+)?(?:e[-+]?\d+)?f?(?![\w.'])", constant),
+    # A loop over a fixed array leaves its last element out; one more would be no rule but an overrun.
+    ("bound", r"(?<= < )\d+(?=(?: && \w+)?; \+\+)", lambda m: str(int(m[0]) - 1)),
+    ("constant", r"(?<![\w.\"'])\d+(?:\.\d+)?(?:e[-+]?\d+)?f?(?![\w.']|(?: && \w+)?; \+\+)", constant),
 ]
 
 

@@ -224,7 +224,7 @@ TEST_F(MaterialLibrary, KeepsEveryFieldThroughPackingAndTranslating)
         const std::u16string key = std::u16string(u"F\\say \"") + char16_t(u'a' + i) + u"\"";
         ASSERT_NE(zr_matfile_add_record(file, key.c_str(), all[i]), 0u);
         translation += std::u16string(u"\"F\\say \"\"") + char16_t(u'a' + i) + u"\"\"\"\tG\\" +
-                       char16_t(u'a' + i) + u"\r\n";
+                       char16_t(u'a' + i) + u"\t\"F\\say \"\"a\"\"\"\tG\\fields too many\r\n";
     }
     ASSERT_EQ(zr_libfile_close(file), 1);
     translation += u"F\\missing\tG\\x\r\nalone\r\n";
