@@ -262,3 +262,37 @@ TEST(Output, FramesAreReadBackFromTheDisplay)
     EXPECT_EQ(zr_get_walkabout_frame(size, frame.data(), 10), 0) << "none was begun";
     EXPECT_EQ(zr_init_walkabout_frame(none), 0);
 }
+
+TEST(Output, ThePixelCacheKeepsTheLastFive)
+{
+    rendering r(4, 4);
+    pixel_cache* cache = zr_init_pixel_cache();
+    const auto shown = [&](uint8_t key, float radiance)
+    {
+        const uint8_t pixel[5] = { 0, 0, 0, 0, key };
+        pixel_components light = {};
+        light.present = PIXEL_HAS_SURFACE;
+        std::fill_n(light.surface, 3, radiance);
+        float rgb[3];
+        EXPECT_EQ(zr_get_pixel_rgb(&r.view, cache, pixel, &light, rgb), 1);
+        return rgb[1];
+    };
+    float first[8];
+    for (const uint8_t key : { 1, 2, 3, 4, 5 }) { first[key] = shown(key, 0.1f * key); }
+    EXPECT_GT(first[2], first[1]);
+    for (const uint8_t key : { 3, 1, 5, 2, 4 }) { EXPECT_EQ(shown(key, 0.0f), first[key]) << int(key); }
+    first[6] = shown(6, 0.6f); // in the place of the first
+    for (const uint8_t key : { 2, 3, 4, 5, 6 }) { EXPECT_EQ(shown(key, 0.0f), first[key]) << int(key); }
+    EXPECT_EQ(shown(1, 0.0f), 0.0f);
+    EXPECT_EQ(shown(2, 0.0f), 0.0f);
+    EXPECT_EQ(shown(6, 0.0f), first[6]);
+    EXPECT_EQ(zr_term_pixel_cache(cache), 1);
+    EXPECT_EQ(zr_term_pixel_cache(nullptr), 0);
+    int32_t values[3];
+    uint8_t bytes[3];
+    const uint8_t* pixel = zr_image_buffer_pixel(r.view.image, 1, 1);
+    EXPECT_EQ(zr_evaluate_rt_pixel_ex(&r.view, nullptr, pixel, values, 11), 1);
+    EXPECT_EQ(zr_evaluate_rt_pixel(&r.view, nullptr, pixel, bytes), 1);
+    EXPECT_NEAR(values[0] / 2047.0, bytes[0] / 255.0, 0.5 / 255);
+    EXPECT_NEAR(bytes[0], 136, 1); // a quarter to the power 1 / 2.2
+}
