@@ -384,6 +384,13 @@ TEST_F(Library, ValuesAreLittleEndianAndEndWithTheFile)
     zr::platform::set_heap_gate(nullptr);
     zr_libfile_cancel(file);
 
+    file = make(); // a payload over many blocks
+    std::vector<uint8_t> wide(200000), back(wide.size());
+    for (size_t i = 0; i < wide.size(); ++i) { wide[i] = uint8_t(i * 7 + i / 251); }
+    const uint32_t payload = zr_file_add_chunk(file, LIBRARY_CHUNK_PAYLOAD, wide.data(), 0, 200000);
+    EXPECT_EQ(zr_file_set_position(file, payload) & zr_file_read_bytes(file, back.data(), 200000), 1);
+    EXPECT_TRUE(back == wide);
+    zr_libfile_cancel(file);
     file = make();
     auto* lib = static_cast<zr::library_file*>(file);
     lib->size = zr::library_max_bytes - 3;

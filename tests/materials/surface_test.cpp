@@ -328,6 +328,9 @@ TEST(Noise, IsALatticeWithItsPeriodAndRange)
         double a[3], b[3], raw[3], sum[3];
         zr_noise(&p, a, 3);
         for (const double c : a) { EXPECT_LE(std::fabs(c), 0.5); }
+        double four[4] = { 9, 9, 9, 9 };
+        zr_noise(&p, four, n % 6 - 1);
+        for (int c = 0; c < 4; ++c) { EXPECT_EQ(four[c], c < std::min(n % 6 - 1, 3) ? a[c] : 9.0); }
         for (const vector3 period : { vector3{ 4096, 0, 0 }, vector3{ 0, -4096, 0 }, vector3{ 0, 0, 4096 } })
         {
             const vector3 moved = p + period;
