@@ -174,13 +174,13 @@ def terrace():
 
 
 # Colours are linear, as glTF has them; where there is a picture they multiply it.
-OAK = dict(color=(0.86, 0.84, 0.82), rough=0.42, picture="oak.png")
+OAK = dict(color=(0.76, 0.79, 0.83), rough=0.42, picture="oak.png")
 LINEN = dict(rough=1.0, picture="linen.png", relief="linen_normals.png", relief_scale=0.6)
 MATERIALS = {
     "wall": dict(color=(0.80, 0.79, 0.77), rough=1.0), "ceiling": dict(color=(0.83, 0.83, 0.82), rough=1.0),
     "paint": dict(color=(0.78, 0.775, 0.76), rough=0.4), "screed": dict(color=(0.2, 0.19, 0.18), rough=1.0),
-    "floor_a": dict(color=(0.80, 0.78, 0.76), rough=0.36, picture="oak.png"), "floor_b": dict(color=(0.72, 0.69, 0.66), rough=0.36, picture="oak.png"),
-    "floor_c": dict(color=(0.88, 0.87, 0.86), rough=0.36, picture="oak.png"), "floor_d": dict(color=(0.62, 0.58, 0.54), rough=0.36, picture="oak.png"),
+    "floor_a": dict(color=(0.72, 0.75, 0.78), rough=0.36, picture="oak.png"), "floor_b": dict(color=(0.65, 0.67, 0.69), rough=0.36, picture="oak.png"),
+    "floor_c": dict(color=(0.79, 0.83, 0.87), rough=0.36, picture="oak.png"), "floor_d": dict(color=(0.57, 0.58, 0.58), rough=0.36, picture="oak.png"),
     "oak": OAK, "oak_plain": dict(color=(0.40, 0.28, 0.17), rough=0.5),
     "walnut": dict(color=(0.36, 0.29, 0.26), rough=0.42, picture="oak.png"), "walnut_plain": dict(color=(0.13, 0.08, 0.05), rough=0.45),
     "stone": dict(color=(0.72, 0.72, 0.72), rough=0.8, picture="stone.png"),
@@ -267,7 +267,7 @@ def seats(room):
     room.put(furniture.sofa(), *SOFA)
     room.put(furniture.throw(), SOFA[0] + 1.065, SOFA[1] - 0.12, 0.0)
     room.put(furniture.armchair(), 2.75, 3.0, 0.0, 70)
-    room.put(furniture.pouf(), 6.02, 2.95, 0.0, 20)
+    room.put(furniture.pouf(), 5.72, 2.62, 0.0, 20)
     cushions = [room.mesh(pillow("pillow " + cloth, cloth, w, h, t, seed)) for cloth, w, h, t, seed in (
         ("petrol", 0.48, 0.48, 0.17, 1), ("ochre", 0.44, 0.44, 0.16, 2), ("cream", 0.5, 0.34, 0.15, 3), ("rust", 0.46, 0.46, 0.16, 4))]
     for kind, x, y, z, turn, tilt in ((0, -0.80, -0.02, 0.68, 14, -20), (2, -0.50, -0.13, 0.615, -6, -24), (1, 0.78, 0.0, 0.665, -12, -18),
@@ -359,7 +359,6 @@ def green(room):
     small = meshes(plants.leaf("small leaf", "ivy", 0.062, 0.045, 0.6, 0.2, 6))
     for x, y, z, seed in ((1.4, DEEP - 0.19, 2.24, 14), (2.22, DEEP - 0.2, 2.24, 15)):
         hanging = plants.pot("pot on the shelf", "white_clay" if seed == 14 else "clay", 0.085, 0.13)
-        room.nodes += plants.trailing(hanging, small, (x, y, z + 0.12), seed) if False else []
         nodes = plants.trailing(hanging, small, (0.0, 0.0, 0.12), seed)
         room.put(hanging, x, y, z)
         for n in nodes:

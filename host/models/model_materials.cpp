@@ -71,7 +71,8 @@ void set_metallic(const model_material& m, scene_material& out)
     out.mirror_unblurred = out.mirror * smooth * smooth;
     out.metal = metallic >= 0.5;
     const double alpha = std::max(roughness * roughness, 0.03);
-    out.highlight = std::clamp(2 / (alpha * alpha) - 2, 1.0, 2000.0);
+    // From an exponent of 1 down the surface would count as having none, and its mirror as polished.
+    out.highlight = std::clamp(2 / (alpha * alpha) - 2, 1.01, 2000.0);
     out.highlight_strength = out.mirror;
     if (out.metal) { out.highlight_color = out.color; }
 }

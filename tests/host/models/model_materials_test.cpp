@@ -50,7 +50,11 @@ TEST(ModelMaterials, FollowTheRules)
         const scene_material m = material_from_model(own);
         EXPECT_NEAR(m.mirror, c.mirror, 1e-6);
         // Where nothing blurs it by its highlight, a rough mirror counts as diffuse.
-        if (c.roughness == 1.0f) { EXPECT_NEAR(m.mirror_unblurred.value(), 0.0, 1e-6); }
+        if (c.roughness == 1.0f)
+        {
+            EXPECT_NEAR(m.mirror_unblurred.value(), 0.0, 1e-6);
+            EXPECT_GT(m.highlight.value(), 1.0) << "from 1 down it mirrors like polished";
+        }
         EXPECT_NEAR(m.transparency, c.transparency, 1e-6);
         for (const double channel : m.color.rgb) { EXPECT_TRUE(channel >= 0 && channel <= 1); }
     }
