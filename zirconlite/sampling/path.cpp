@@ -109,9 +109,10 @@ void pass_haze(light_path& p)
     for (double& w : p.r.weight) { w *= kept; }
 }
 
+/// What glows and casts no shadow is the shape of a luminaire as well: its light source stands within.
 bool shows_light_shape(const scene_object* object)
 {
-    return object->vft->get_flags(object) & OBJECT_LIGHT_SHAPE;
+    return object->vft->get_flags(object) & (OBJECT_LIGHT_SHAPE | OBJECT_NO_SHADOW);
 }
 
 void add_vertex_emission(light_path& p, const surface& s)

@@ -88,6 +88,26 @@ TEST_F(CommandLine, ClampsBrightDotsExceptWhereLightIsMeasured)
     EXPECT_NE(measured, with("clamp_indirect = 8\n"));
 }
 
+TEST_F(CommandLine, TheVisibleShapeOfALightDoesNotLightASecondTime)
+{
+    // A pane of 10,000 cd/m2 behind the eye would give many times the light of the source in front of it.
+    folder.write("shape.obj", "v -1 2 7\nv 1 2 7\nv 1 4 7\nv -1 4 7\nf 1 2 3 4\n");
+    const std::string tone = "[tone]\nev = 6\n";
+    const std::string shape = "[[model]]\nfile = \"shape.obj\"\nmaterial = \"lamp\"\ncasts_shadow = false\n"
+                              "[materials.lamp]\ncolor = \"#202020\"\nluminosity = 1000000\n";
+    std::string room = room_toml;
+    room.insert(room.find("threads"), "clamp_indirect = 0\n");
+    folder.write("bare.toml", room + tone);
+    folder.write("shaped.toml", room + tone + shape);
+    for (const std::string name : { "bare", "shaped" })
+    {
+        EXPECT_EQ(run({ "render", name + ".toml", "-o", name + ".png", "--max-samples", "64" }), 0)
+            << errors();
+    }
+    EXPECT_GT(facts("bare.png").mean, 20.0);
+    EXPECT_NEAR(facts("shaped.png").mean, facts("bare.png").mean, 2.0);
+}
+
 TEST_F(CommandLine, GivesACodeAndALineForEveryFailure)
 {
     folder.write("key.toml", std::string(room_toml) + "lumen = 3\n");
