@@ -190,6 +190,21 @@ TEST(Light, TheClassicSpotConversionStaysAsItWas)
     float exponent, cos_field;
     EXPECT_NEAR(spot_light_lm_per_cd(30 * degree, 45 * degree, &exponent, &cos_field), 0.87659, 1e-4);
     EXPECT_NEAR(exponent, 4.8188, 1e-4);
+    light of_unit = spot(1.0f, 30 * degree, 45 * degree);
+    const std::pair<std::pair<int32_t, int32_t>, double> units[] = {
+        { { DISTRIBUTION_SPOT, LIGHT_AREA }, 1 / 0.87659 },
+        { { DISTRIBUTION_DEFAULT, LIGHT_AREA }, 1 / M_PI },
+        { { DISTRIBUTION_ISOTROPIC, LIGHT_AREA }, 1 / (4 * M_PI) },
+        { { DISTRIBUTION_DIFFUSE, LIGHT_SPHERICAL }, 1 / (4 * M_PI) },
+    };
+    for (const auto& [kind, candela] : units)
+    {
+        of_unit.distribution = kind.first;
+        of_unit.type = kind.second;
+        double cd_per_lm;
+        EXPECT_EQ(zr_get_cd_per_lm(&of_unit, &cd_per_lm), 1);
+        EXPECT_NEAR(cd_per_lm, candela, 1e-4);
+    }
     EXPECT_NEAR(
         spot_light_lm_per_cd(30 * degree, 90 * degree, &exponent, &cos_field), 2 * M_PI / 5.81884, 1e-4);
     float narrow, narrowest;
