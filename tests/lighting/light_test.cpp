@@ -260,6 +260,10 @@ TEST(Light, GroupsShareTheirColourOut)
     const owned_light made(l);
     EXPECT_FLOAT_EQ(made->flux_color[1] / made->flux_color[0], 0.25f);
     EXPECT_FLOAT_EQ(made->simple_color[1], 0.125f);
+    made->color_temperature = 3000.0f;
+    EXPECT_EQ(zr_get_color_intensity(made.made), 1);
+    EXPECT_LT(made->plain_color[2], 0.9f * made->plain_color[0]);
+    EXPECT_FLOAT_EQ(made->intensity_color[2], made->plain_color[2] * made->candela);
     zr_light_free(inner);
     zr_light_free(outer);
 }
