@@ -23,9 +23,9 @@ public:
             mesh, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, 3 * sizeof(float), s.vertices.size()));
         for (const vector3& p : s.vertices)
         {
-            *v++ = static_cast<float>(p.x);
-            *v++ = static_cast<float>(p.y);
-            *v++ = static_cast<float>(p.z);
+            *v++ = float(p.x);
+            *v++ = float(p.y);
+            *v++ = float(p.z);
         }
         auto* i = static_cast<unsigned*>(rtcSetNewGeometryBuffer(
             mesh, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3, 3 * sizeof(unsigned), s.triangles()));
@@ -53,7 +53,7 @@ public:
     size_t trace_all(const std::vector<ray_start>& rays, bool shadows, int threads, bool exact) const
     {
         RTCScene scene = exact ? exact_ : native_;
-        std::vector<size_t> hits(static_cast<size_t>(threads));
+        std::vector<size_t> hits(size_t(threads));
         in_parallel(rays.size(), threads,
             [&](size_t first, size_t last, int t)
             {
@@ -74,7 +74,7 @@ public:
                         count += q.hit.geomID != RTC_INVALID_GEOMETRY_ID;
                     }
                 }
-                hits[static_cast<size_t>(t)] += count;
+                hits[size_t(t)] += count;
             });
         size_t sum = 0;
         for (const size_t h : hits) { sum += h; }
@@ -93,14 +93,14 @@ private:
     static RTCRayHit query(const ray_start& r)
     {
         RTCRayHit q = {};
-        q.ray.org_x = static_cast<float>(r.origin.x);
-        q.ray.org_y = static_cast<float>(r.origin.y);
-        q.ray.org_z = static_cast<float>(r.origin.z);
-        q.ray.dir_x = static_cast<float>(r.direction.x);
-        q.ray.dir_y = static_cast<float>(r.direction.y);
-        q.ray.dir_z = static_cast<float>(r.direction.z);
-        q.ray.tnear = static_cast<float>(r.t_min);
-        q.ray.tfar = static_cast<float>(r.t_max);
+        q.ray.org_x = float(r.origin.x);
+        q.ray.org_y = float(r.origin.y);
+        q.ray.org_z = float(r.origin.z);
+        q.ray.dir_x = float(r.direction.x);
+        q.ray.dir_y = float(r.direction.y);
+        q.ray.dir_z = float(r.direction.z);
+        q.ray.tnear = float(r.t_min);
+        q.ray.tfar = float(r.t_max);
         q.ray.mask = 0xffffffffu;
         q.hit.geomID = RTC_INVALID_GEOMETRY_ID;
         return q;
@@ -108,7 +108,7 @@ private:
 
     const vector3& corner(unsigned triangle, int c) const
     {
-        return scene_.vertices[static_cast<size_t>(scene_.indices[3 * size_t(triangle) + size_t(c)])];
+        return scene_.vertices[size_t(scene_.indices[3 * size_t(triangle) + size_t(c)])];
     }
 
     static void bounds(const RTCBoundsFunctionArguments* a)
@@ -117,12 +117,12 @@ private:
         bounding_box box = empty_box;
         for (int c = 0; c < 3; ++c) { grow(box, self.corner(a->primID, c)); }
         RTCBounds* b = a->bounds_o;
-        b->lower_x = std::nextafterf(static_cast<float>(box.min.x), -INFINITY);
-        b->lower_y = std::nextafterf(static_cast<float>(box.min.y), -INFINITY);
-        b->lower_z = std::nextafterf(static_cast<float>(box.min.z), -INFINITY);
-        b->upper_x = std::nextafterf(static_cast<float>(box.max.x), INFINITY);
-        b->upper_y = std::nextafterf(static_cast<float>(box.max.y), INFINITY);
-        b->upper_z = std::nextafterf(static_cast<float>(box.max.z), INFINITY);
+        b->lower_x = std::nextafterf(float(box.min.x), -INFINITY);
+        b->lower_y = std::nextafterf(float(box.min.y), -INFINITY);
+        b->lower_z = std::nextafterf(float(box.min.z), -INFINITY);
+        b->upper_x = std::nextafterf(float(box.max.x), INFINITY);
+        b->upper_y = std::nextafterf(float(box.max.y), INFINITY);
+        b->upper_z = std::nextafterf(float(box.max.z), INFINITY);
     }
 
     /// Moeller and Trumbore's test in f64; the distance, or a negative number.
@@ -151,7 +151,7 @@ private:
         auto* q = reinterpret_cast<RTCRayHit*>(a->rayhit);
         const double t = self.distance(q->ray, a->primID);
         if (!(t > q->ray.tnear && t < q->ray.tfar)) { return; }
-        q->ray.tfar = static_cast<float>(t);
+        q->ray.tfar = float(t);
         q->hit.geomID = a->geomID;
         q->hit.primID = a->primID;
     }

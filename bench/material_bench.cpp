@@ -32,7 +32,7 @@ void count_points(benchmark::State& state, int64_t per_round)
 void turbulence(benchmark::State& state)
 {
     const noise_table table;
-    const auto octaves = static_cast<int32_t>(state.range(0));
+    const auto octaves = int32_t(state.range(0));
     double sum = 0.0;
     for (auto _ : state)
     {

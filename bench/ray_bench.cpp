@@ -65,7 +65,7 @@ bool stop_at_any(void*, ray&) { return true; }
 /// Hits of the rays; what is added up cannot be optimised away.
 size_t trace_all(const document& d, const std::vector<ray_start>& rays, bool shadows, int threads)
 {
-    std::vector<size_t> hits(static_cast<size_t>(threads));
+    std::vector<size_t> hits(size_t(threads));
     in_parallel(rays.size(), threads,
         [&](size_t first, size_t last, int t)
         {
@@ -76,7 +76,7 @@ size_t trace_all(const document& d, const std::vector<ray_start>& rays, bool sha
                 start_ray(r, rays[i]);
                 count += shadows ? zr::visit_hits(d, r, stop_at_any, nullptr) : zr::locate_nearest_hit(d, r);
             }
-            hits[static_cast<size_t>(t)] += count;
+            hits[size_t(t)] += count;
         });
     size_t sum = 0;
     for (const size_t h : hits) { sum += h; }
@@ -93,13 +93,13 @@ void report(benchmark::State& state, const loaded_scene& s, size_t rays, size_t 
 
 void trace(benchmark::State& state, int32_t structure)
 {
-    loaded_scene& s = load(static_cast<int>(state.range(0)), structure);
+    loaded_scene& s = load(int(state.range(0)), structure);
     const auto kind = static_cast<ray_set>(state.range(1));
     const std::vector<ray_start> rays = make_rays(*s.doc, s.scene, kind, picture_side);
     size_t hits = 0;
     for (auto _ : state)
     {
-        hits = trace_all(*s.doc, rays, kind == shadow_rays, static_cast<int>(state.range(2)));
+        hits = trace_all(*s.doc, rays, kind == shadow_rays, int(state.range(2)));
         benchmark::DoNotOptimize(hits);
     }
     report(state, s, rays.size(), hits);
@@ -109,14 +109,14 @@ void trace(benchmark::State& state, int32_t structure)
 #ifdef ZIRCONLITE_HAS_EMBREE
 void trace_embree(benchmark::State& state)
 {
-    loaded_scene& s = load(static_cast<int>(state.range(0)), SEARCH_TREE);
+    loaded_scene& s = load(int(state.range(0)), SEARCH_TREE);
     const auto kind = static_cast<ray_set>(state.range(1));
     const bool exact = state.range(3) != 0;
     const std::vector<ray_start> rays = make_rays(*s.doc, s.scene, kind, picture_side);
     size_t hits = 0;
     for (auto _ : state)
     {
-        hits = s.embree->trace_all(rays, kind == shadow_rays, static_cast<int>(state.range(2)), exact);
+        hits = s.embree->trace_all(rays, kind == shadow_rays, int(state.range(2)), exact);
         benchmark::DoNotOptimize(hits);
     }
     report(state, s, rays.size(), hits);
@@ -146,7 +146,7 @@ void build(benchmark::State& state, int32_t structure)
 
 void every_scene_and_kind(benchmark::internal::Benchmark* b, bool embree)
 {
-    for (int scene = 0; scene < static_cast<int>(std::size(scene_makers)); ++scene)
+    for (int scene = 0; scene < int(std::size(scene_makers)); ++scene)
     {
         if (scene == 4) { continue; } // 7 million triangles: by --benchmark_filter=huge
         for (int kind = 0; kind < 4; ++kind)

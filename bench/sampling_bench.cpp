@@ -88,8 +88,8 @@ void sample_picture(benchmark::State& state)
 {
     const scene_maker& maker = scenes[state.range(0)];
     const triangle_scene s = maker.make();
-    document* d = open_picture(s, static_cast<int32_t>(state.range(2)));
-    zr::platform::override_processor_count(static_cast<int>(state.range(1)));
+    document* d = open_picture(s, int32_t(state.range(2)));
+    zr::platform::override_processor_count(int(state.range(1)));
     for (auto _ : state)
     {
         render_job job = {};
@@ -111,7 +111,7 @@ void sample_picture(benchmark::State& state)
 /// A picture of grain over two colours and two amounts of light, filtered by one thread.
 void denoise_picture(benchmark::State& state)
 {
-    const auto width = static_cast<int32_t>(state.range(0));
+    const auto width = int32_t(state.range(0));
     std::vector<pixel_sums> sums(size_t(width) * size_t(width));
     std::vector<zr::pixel_guides> guides(sums.size());
     uint32_t random = 1;

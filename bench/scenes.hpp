@@ -38,7 +38,7 @@ struct triangle_scene
 inline void add_quad(
     triangle_scene& s, const vector3& a, const vector3& b, const vector3& c, const vector3& d)
 {
-    const auto first = static_cast<int32_t>(s.vertices.size());
+    const auto first = int32_t(s.vertices.size());
     s.vertices.insert(s.vertices.end(), { a, b, c, d });
     s.indices.insert(s.indices.end(), { first, first + 1, first + 2, first, first + 2, first + 3 });
 }
@@ -46,8 +46,8 @@ inline void add_quad(
 /// A closed lumpy ball of about `count` triangles.
 inline void add_blob(triangle_scene& s, const vector3& centre, double radius, size_t count)
 {
-    const int rows = std::max(4, static_cast<int>(std::sqrt(count / 4.0))), columns = 2 * rows;
-    const auto base = static_cast<int32_t>(s.vertices.size());
+    const int rows = std::max(4, int(std::sqrt(count / 4.0))), columns = 2 * rows;
+    const auto base = int32_t(s.vertices.size());
     for (int r = 0; r <= rows; ++r)
     {
         for (int c = 0; c < columns; ++c)
@@ -176,8 +176,8 @@ inline document* open_scene(const triangle_scene& s, int32_t structure = SEARCH_
     document* d = zr_open_document();
     std::vector<mesh_polygon> polygons(s.triangles());
     for (size_t i = 0; i < polygons.size(); ++i) { polygons[i] = { 3, &s.indices[3 * i] }; }
-    const mesh_geometry geometry = { static_cast<int32_t>(s.vertices.size()), s.vertices.data(),
-        static_cast<int32_t>(polygons.size()), polygons.data(), { nullptr, nullptr } };
+    const mesh_geometry geometry = { int32_t(s.vertices.size()), s.vertices.data(), int32_t(polygons.size()),
+        polygons.data(), { nullptr, nullptr } };
     object_descriptor descriptor = {};
     descriptor.smooth_cosine = 0.5;
     mesh_build build;

@@ -42,7 +42,7 @@ struct ball_room : test::scene
         ball.smooth_cosine = 0.5;
         ball.ball({ 0, 0, 0 }, 2.0, 40);
         if (!add(room) || !add(ball)) { std::abort(); }
-        const int side = static_cast<int>(std::ceil(std::sqrt(lights)));
+        const int side = int(std::ceil(std::sqrt(lights)));
         for (int i = 0; i < lights; ++i)
         {
             const double across = 8.0 / side, along = 4.0 / side; // on the eye's side of the ball
@@ -92,7 +92,7 @@ void shade_ball(benchmark::State& state, const material_kind& kind, int lights, 
 void shade_material(benchmark::State& state)
 {
     const material_kind& kind = kinds[state.range(0)];
-    const auto model = static_cast<int32_t>(state.range(1));
+    const auto model = int32_t(state.range(1));
     shade_ball(state, kind, 1, model);
     state.SetLabel(std::string(kind.name) + (model == LIGHT_MODEL_EXACT ? ", exact" : ", fast"));
 }
@@ -100,8 +100,8 @@ BENCHMARK(shade_material)->ArgsProduct({ { 0, 1, 2, 3 }, { LIGHT_MODEL_FAST, LIG
 
 void shade_lights(benchmark::State& state)
 {
-    const auto model = static_cast<int32_t>(state.range(1));
-    shade_ball(state, kinds[0], static_cast<int>(state.range(0)), model);
+    const auto model = int32_t(state.range(1));
+    shade_ball(state, kinds[0], int(state.range(0)), model);
     state.SetLabel(model == LIGHT_MODEL_EXACT ? "exact" : "fast");
 }
 BENCHMARK(shade_lights)
@@ -113,7 +113,7 @@ void last_pass(benchmark::State& state)
 {
     constexpr int side = 64;
     ball_room s(kinds[1], 4, LIGHT_MODEL_EXACT);
-    s.doc->quality = static_cast<int32_t>(state.range(0));
+    s.doc->quality = int32_t(state.range(0));
     job.aa_threshold = 0.1;
     render_view& v = s.view;
     v.projection = PROJECTION_PERSPECTIVE;

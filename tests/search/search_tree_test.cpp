@@ -56,7 +56,7 @@ struct mixed_scene
         if (corners.empty()) { add_part(0); }
     }
 
-    int pick(int count) { return static_cast<int>(random() % static_cast<unsigned>(count)); }
+    int pick(int count) { return int(random() % static_cast<unsigned>(count)); }
     double number(double low, double high)
     {
         return std::uniform_real_distribution<double>(low, high)(random);
@@ -250,7 +250,7 @@ TEST(SearchTree, AllPathsThroughMixedScenesGiveTheSameHitsToTheLastBit)
                 if (n % 3) { continue; }
                 const visit_log log = visits(*m.s.doc, shots[n]);
                 wrong_visits += log.false_hits || log.nearest != visits_of_all(*m.s.doc, shots[n]);
-                seen += static_cast<int>(log.nearest.size());
+                seen += int(log.nearest.size());
             }
             EXPECT_EQ(wrong, 0) << path.name << ", scene " << seed;
             EXPECT_EQ(wrong_visits, 0) << path.name << ", scene " << seed;

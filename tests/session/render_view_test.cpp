@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <math.h>
+#include <cmath>
 
 #include <string>
 

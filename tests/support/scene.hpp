@@ -41,13 +41,13 @@ struct mesh
 
     void quad(const vector3& a, const vector3& b, const vector3& c, const vector3& d)
     {
-        const auto first = static_cast<int32_t>(vertices.size());
+        const auto first = int32_t(vertices.size());
         vertices.insert(vertices.end(), { a, b, c, d });
         polygons.push_back({ first, first + 1, first + 2, first + 3 });
     }
     void triangle(const vector3& a, const vector3& b, const vector3& c)
     {
-        const auto first = static_cast<int32_t>(vertices.size());
+        const auto first = int32_t(vertices.size());
         vertices.insert(vertices.end(), { a, b, c });
         polygons.push_back({ first, first + 1, first + 2 });
     }
@@ -62,7 +62,7 @@ struct mesh
     void ball(const vector3& centre, double radius, int rows)
     {
         using namespace zr;
-        const auto base = static_cast<int32_t>(vertices.size());
+        const auto base = int32_t(vertices.size());
         const int columns = 2 * rows;
         for (int r = 0; r <= rows; ++r)
         {
@@ -157,12 +157,9 @@ struct scene
     bool add(const mesh& m)
     {
         std::vector<mesh_polygon> polygons;
-        for (const polygon& p : m.polygons)
-        {
-            polygons.push_back({ static_cast<int32_t>(p.size()), p.data() });
-        }
-        mesh_geometry geometry = { static_cast<int32_t>(m.vertices.size()), m.vertices.data(),
-            static_cast<int32_t>(polygons.size()), polygons.data(), { nullptr, nullptr } };
+        for (const polygon& p : m.polygons) { polygons.push_back({ int32_t(p.size()), p.data() }); }
+        mesh_geometry geometry = { int32_t(m.vertices.size()), m.vertices.data(), int32_t(polygons.size()),
+            polygons.data(), { nullptr, nullptr } };
         for (int set = 0; set < 2; ++set)
         {
             if (!m.corner_uv[set].empty())

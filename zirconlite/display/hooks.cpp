@@ -15,21 +15,15 @@ display_functions installed = {};
 /// Two threads may come first at once: one lock stays, the other goes.
 platform::lock* made_once(platform::lock** place)
 {
-    platform::lock* present = __atomic_load_n(place, __ATOMIC_ACQUIRE);
+    platform::lock* present = platform::load_word(place);
     if (present) { return present; }
     platform::lock* made = platform::new_lock();
-    if (__atomic_compare_exchange_n(place, &present, made, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE))
-    {
-        return made;
-    }
+    if (platform::replace_word(place, present, made)) { return made; }
     platform::free_lock(made);
     return present;
 }
 
-template <class Function> Function entry(Function& place)
-{
-    return __atomic_load_n(&place, __ATOMIC_ACQUIRE);
-}
+template <class Function> Function entry(Function& place) { return platform::load_word(&place); }
 
 } // namespace
 
@@ -40,9 +34,9 @@ platform::lock* image_lock() { return made_once(&made_image_lock); }
 void set_display_functions(const display_functions* functions)
 {
     const display_functions next = functions ? *functions : display_functions{};
-    __atomic_store_n(&installed.show_image, next.show_image, __ATOMIC_RELEASE);
-    __atomic_store_n(&installed.send_message, next.send_message, __ATOMIC_RELEASE);
-    __atomic_store_n(&installed.change_document, next.change_document, __ATOMIC_RELEASE);
+    platform::store_word(&installed.show_image, next.show_image);
+    platform::store_word(&installed.send_message, next.send_message);
+    platform::store_word(&installed.change_document, next.change_document);
 }
 
 int32_t show_image_on_display(render_view* view, int32_t wait_flag)

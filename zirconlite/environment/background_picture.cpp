@@ -54,13 +54,12 @@ bool make_key(const environment& record, prepared_environment& made)
     if (!key) { return false; }
     const auto unit = [](float v) { return v > 0.0f ? std::min(v, 1.0f) : 0.0f; };
     key->kind = record.mask_type;
-    key->flags = static_cast<uint32_t>(record.mask_flags);
+    key->flags = uint32_t(record.mask_flags);
     for (int i = 0; i < 3; ++i) { key->color[i] = unit(record.mask_color[i]); }
     key->tolerance = unit(record.mask_range);
     key->feather = unit(record.mask_blur);
     zr_update_mat_key(key);
-    key->tolerance_byte =
-        static_cast<int32_t>(key->tolerance * 255.0 + 0.5); // rounded here, unlike a material's
+    key->tolerance_byte = int32_t(key->tolerance * 255.0 + 0.5); // rounded here, unlike a material's
     return true;
 }
 
@@ -189,7 +188,7 @@ double background_picture(const environment& record, const prepared_environment&
     zr_sample_mipmap(picture, uv, 0, 0.0, sample);
     const double coverage = (1.0 - key_value(*picture, *key, sample)) * record.image_opacity;
     if (!(coverage > 0.0)) { return 0.0; }
-    for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(std::pow(sample[i], gamma_of_pictures)); }
+    for (int i = 0; i < 3; ++i) { rgb[i] = float(std::pow(sample[i], gamma_of_pictures)); }
     return std::min(coverage, 1.0);
 }
 

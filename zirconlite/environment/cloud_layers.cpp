@@ -193,7 +193,7 @@ bool start_axis(const cloud_ray& r, double t, int axis, walk_axis& w)
     const double o = component(r.origin, axis), d = component(r.direction, axis);
     const double at = (o + t * d - e.cloud_box_min[axis]) * e.inverse_cell_size[axis];
     if (!(at > -1.0 && at < cloud_cells)) { return false; }
-    w.cell = static_cast<int32_t>(at);
+    w.cell = int32_t(at);
     w.sign = d < 0.0 ? -1 : 1;
     const double side = e.cloud_box_min[axis] + (w.cell + (w.sign > 0)) * e.cell_size[axis];
     w.next = (side - o) * component(r.inverse, axis);
@@ -288,7 +288,7 @@ double clouds(const document& document, const environment& record, const prepare
         ray.t_max, {}, 1.0 };
     if (record.cloud_flags & CLOUDS_CUMULUS) { cumulus(r); }
     if ((record.cloud_flags & CLOUDS_CIRRUS) && r.transmission != 0.0) { cirrus(r); }
-    for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(r.radiance[i]); }
+    for (int i = 0; i < 3; ++i) { rgb[i] = float(r.radiance[i]); }
     return 1.0 - r.transmission;
 }
 

@@ -51,7 +51,7 @@ drawn_cloud draw_cloud(const environment& e, const vector3& middle)
     return c;
 }
 
-float inverse_square(double r) { return static_cast<float>(1.0 / std::max(r * r, 1e-12)); }
+float inverse_square(double r) { return float(1.0 / std::max(r * r, 1e-12)); }
 
 cloud_ellipsoid ellipsoid_of(const drawn_cloud& c)
 {
@@ -59,8 +59,8 @@ cloud_ellipsoid ellipsoid_of(const drawn_cloud& c)
     e.inverse_rx2 = inverse_square(c.radius.x);
     e.inverse_ry2 = inverse_square(c.radius.y);
     e.inverse_rz2 = inverse_square(c.radius.z);
-    for (int i = 0; i < 3; ++i) { e.center[i] = static_cast<float>(component(c.center, i)); }
-    e.base = static_cast<float>(c.center.z - 0.2 * c.radius.z);
+    for (int i = 0; i < 3; ++i) { e.center[i] = float(component(c.center, i)); }
+    e.base = float(c.center.z - 0.2 * c.radius.z);
     return e;
 }
 
@@ -76,7 +76,7 @@ vector3 middle_of_clouds(const document& document)
 int32_t cell_index(const prepared_environment& e, double at, int axis)
 {
     const double f = (at - e.cloud_box_min[axis]) * e.inverse_cell_size[axis];
-    return static_cast<int32_t>(std::clamp(f, 0.0, cloud_cells - 1.0));
+    return int32_t(std::clamp(f, 0.0, cloud_cells - 1.0));
 }
 
 /// The columns that an ellipsoid reaches into.
@@ -218,7 +218,7 @@ void release_clouds(prepared_environment& made)
 bool clouds_prepare(const document& document, const environment& record, prepared_environment& made)
 {
     if (!clouds_are_active(document)) { return false; }
-    platform::srand15(static_cast<uint32_t>(record.cloud_seed));
+    platform::srand15(uint32_t(record.cloud_seed));
     const double angle = std::isfinite(record.cloud_rotation) ? double(record.cloud_rotation) : 0.0;
     const double c = std::cos(angle), s = std::sin(angle);
     made.cloud_matrix = { { { c, s, 0, 0 }, { -s, c, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };

@@ -47,10 +47,7 @@ constexpr gradient_stops clear_sky = { { 0.5, 0.25, 0.0 },
 
 void blend(const float a[3], const float b[3], double share_of_a, float out[3])
 {
-    for (int i = 0; i < 3; ++i)
-    {
-        out[i] = static_cast<float>(a[i] * share_of_a + b[i] * (1.0 - share_of_a));
-    }
+    for (int i = 0; i < 3; ++i) { out[i] = float(a[i] * share_of_a + b[i] * (1.0 - share_of_a)); }
 }
 
 void gradient(const double sines[3], const float colors[9], double z, float out[3])
@@ -89,7 +86,7 @@ bool sky_color(const document& document, double z, float rgb[3])
     const gradient_stops& stops = keeps_hue ? clear_sky : painted_skies[row].stops;
     gradient(stops.sines, stops.colors, z, rgb);
     const double daylight = sun ? twilight_sky : 1.0;
-    for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(rgb[i] * daylight); }
+    for (int i = 0; i < 3; ++i) { rgb[i] = float(rgb[i] * daylight); }
     return true;
 }
 
@@ -145,7 +142,7 @@ void add_clouds(const document& document, const environment& record, const ray& 
     // The color comes with its coverage in it. The fast model weighs it so once more, which gives clouds grey
     // rims.
     const double weight = is_exact() ? a : a * a;
-    for (int i = 0; i < 3; ++i) { c[i] = static_cast<float>(c[i] * (1.0 - a * a) + color[i] * weight); }
+    for (int i = 0; i < 3; ++i) { c[i] = float(c[i] * (1.0 - a * a) + color[i] * weight); }
 }
 
 double kept_under_hdr(const environment& record)
@@ -164,7 +161,7 @@ void add_hdr(const document& document, const environment& record, const ray& ray
     for (int i = 0; i < 3; ++i)
     {
         const double light = is_exact() ? h[i] : h[i] * ray.weight[i];
-        c[i] = static_cast<float>(c[i] * kept + light * (1.0 - kept));
+        c[i] = float(c[i] * kept + light * (1.0 - kept));
     }
 }
 
@@ -234,7 +231,7 @@ void add_radiance(ray& ray, const double light[3], double share)
 void add_background(ray& ray, float shown[3], double share)
 {
     inverse_tone(ray.view, ray.view->background_exponent, ray.view->background_scale, shown);
-    for (int i = 0; i < 3; ++i) { ray.background[i] = static_cast<float>(shown[i] * ray.weight[i] * share); }
+    for (int i = 0; i < 3; ++i) { ray.background[i] = float(shown[i] * ray.weight[i] * share); }
 }
 
 /// A picture that lies in the view stays as it is: it gives no light.
@@ -270,7 +267,7 @@ void show_colors(const document& document, const environment& record, ray& ray)
     }
     for (int i = 0; i < 3; ++i)
     {
-        ray.simple_color[i] += look_up(gamma.simple_float, static_cast<float>(c[i] * ray.weight[i]), 1.0f);
+        ray.simple_color[i] += look_up(gamma.simple_float, float(c[i] * ray.weight[i]), 1.0f);
     }
 }
 
@@ -395,7 +392,7 @@ void probe_background(document& document, ray& ray)
     if (!has_sun(document)) { return; }
     for (int i = 0; i < 3; ++i)
     {
-        ray.simple_color[i] += static_cast<float>(share * document.sun_sky->sky_strength * ray.weight[i]);
+        ray.simple_color[i] += float(share * document.sun_sky->sky_strength * ray.weight[i]);
     }
 }
 
@@ -410,7 +407,7 @@ double haze(document& document, ray& ray)
     {
         for (int i = 0; i < 3; ++i)
         {
-            ray.simple_color[i] = static_cast<float>(ray.simple_color[i] * k + f[i] * s * ray.weight[i]);
+            ray.simple_color[i] = float(ray.simple_color[i] * k + f[i] * s * ray.weight[i]);
         }
         return k;
     }
@@ -421,7 +418,7 @@ double haze(document& document, ray& ray)
     {
         if (has_radiance) { ray.radiance[i] *= k; }
         const double behind = has_background ? ray.background[i] * k : 0.0;
-        ray.background[i] = static_cast<float>(behind + f[i] * ray.weight[i] * s);
+        ray.background[i] = float(behind + f[i] * ray.weight[i] * s);
     }
     return k;
 }

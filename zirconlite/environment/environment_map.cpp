@@ -21,7 +21,7 @@ constexpr float rim_pixels = 1.5f;
 /// Position of a direction in the picture, pixels.
 void place_in_picture(const render_view& view, const vector3& d, float* x, float* y)
 {
-    const auto width = static_cast<float>(view.image->width), height = static_cast<float>(view.image->height);
+    const auto width = float(view.image->width), height = float(view.image->height);
     if (view.projection != PROJECTION_PROBE)
     {
         zr_equirectangular_vector_to_pixels(&d, width, height, x, y);
@@ -60,8 +60,8 @@ bool hdr_light(
     place_in_picture(*view, d, &at[0], &at[1]);
     if (!std::isfinite(at[0]) || !std::isfinite(at[1])) { return false; }
     // The seam and the zenith are at the far ends, one step behind the last pixel.
-    const int32_t x = std::clamp(static_cast<int32_t>(at[0]), 0, view->image->width - 1);
-    const int32_t y = std::clamp(static_cast<int32_t>(at[1]), 0, view->image->height - 1);
+    const int32_t x = std::clamp(int32_t(at[0]), 0, view->image->width - 1);
+    const int32_t y = std::clamp(int32_t(at[1]), 0, view->image->height - 1);
     const uint8_t* pixel = zr_image_buffer_pixel_ex(view->image, x, y, nullptr);
     if (!pixel) { return false; }
     pixel_components parts = {};
@@ -79,7 +79,7 @@ void hdr_display(const environment& record, float rgb[3])
 {
     const render_view& view = *record.hdr_view;
     tone(&view, view.tone_exponent, view.tone_scale, rgb, 0);
-    for (int i = 0; i < 3; ++i) { rgb[i] = static_cast<float>(std::pow(double(rgb[i]), display_gamma)); }
+    for (int i = 0; i < 3; ++i) { rgb[i] = float(std::pow(double(rgb[i]), display_gamma)); }
 }
 
 } // namespace zr

@@ -82,7 +82,7 @@ uint32_t zr_wait_for_state_variable(const uint32_t* variable)
 
 void zr_install_exception_handler(zr_exception_handler handler)
 {
-    __atomic_store_n(&stored_handler, handler, __ATOMIC_RELEASE);
+    zr::platform::store_word(&stored_handler, handler);
 }
 
 int32_t zr_set_light_model(document* document, int32_t model)
@@ -98,7 +98,7 @@ namespace zr
 
 void install_stored_exception_handler()
 {
-    const zr_exception_handler handler = __atomic_load_n(&stored_handler, __ATOMIC_ACQUIRE);
+    const zr_exception_handler handler = zr::platform::load_word(&stored_handler);
     if (handler) { platform::install_fatal_handler(handler); }
 }
 

@@ -48,7 +48,7 @@ thread_local bool inside_low_memory = false;
 
 template <class Function> Function* in_slot(slot s)
 {
-    return reinterpret_cast<Function*>(__atomic_load_n(&the_module.host[s], __ATOMIC_ACQUIRE));
+    return reinterpret_cast<Function*>(platform::load_word(&the_module.host[s]));
 }
 
 template <class Function> Function* enabled_in_slot(slot s)
@@ -64,12 +64,12 @@ bool stops_on_zero(int32_t code);
 void look_up_all(zr_handle module)
 {
     for (int s = 0; s < slot_count; ++s) { fill_slot(static_cast<slot>(s), module); }
-    __atomic_store_n(&the_module.color_material_table, nullptr, __ATOMIC_RELEASE);
+    platform::store_word(&the_module.color_material_table, nullptr);
 }
 
 void look_up_progress(zr_handle module) { fill_slot(slot_progress, module); }
 
-bool offers(slot s) { return __atomic_load_n(&the_module.host[s], __ATOMIC_ACQUIRE) != nullptr; }
+bool offers(slot s) { return platform::load_word(&the_module.host[s]) != nullptr; }
 
 bool offers_enabled(slot s)
 {
@@ -190,10 +190,10 @@ void ask_color_material_table()
 {
     auto* f = in_slot<host_get_color_material_table_function>(slot_get_color_material_table);
     if (!f || color_material_table()) { return; }
-    __atomic_store_n(&the_module.color_material_table, f(), __ATOMIC_RELEASE);
+    platform::store_word(&the_module.color_material_table, f());
 }
 
-void* color_material_table() { return __atomic_load_n(&the_module.color_material_table, __ATOMIC_ACQUIRE); }
+void* color_material_table() { return platform::load_word(&the_module.color_material_table); }
 
 bool progress(int32_t kind, document* doc, render_view* view, int32_t code, float fraction)
 {
@@ -243,7 +243,7 @@ namespace
 
 void fill_slot(slot s, zr_handle module)
 {
-    __atomic_store_n(&the_module.host[s], platform::find_in_module(module, names[s]), __ATOMIC_RELEASE);
+    platform::store_word(&the_module.host[s], platform::find_in_module(module, names[s]));
 }
 
 bool stops_on_zero(int32_t code)

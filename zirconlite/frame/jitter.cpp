@@ -23,7 +23,7 @@ uint32_t cell_of(double key)
 {
     const double scaled = key * 5.0;
     if (!(std::fabs(scaled) < 9e18)) { return 0; }
-    return static_cast<uint32_t>(static_cast<int64_t>(scaled));
+    return uint32_t(int64_t(scaled));
 }
 
 } // namespace
@@ -34,9 +34,9 @@ void fill_random_tables()
     platform::srand15(600);
     for (int i = 0; i < table_size; ++i)
     {
-        jitter_x[i] = static_cast<float>(platform::rand15() * unit_of_short - 0.5);
-        jitter_y[i] = static_cast<float>(platform::rand15() * unit_of_short - 0.5);
-        jitter_index[i] = static_cast<uint32_t>(platform::rand15()) & table_mask;
+        jitter_x[i] = float(platform::rand15() * unit_of_short - 0.5);
+        jitter_y[i] = float(platform::rand15() * unit_of_short - 0.5);
+        jitter_index[i] = uint32_t(platform::rand15()) & table_mask;
     }
     random_tables_ready = true;
 }

@@ -9,6 +9,7 @@
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/platform/heap.hpp"
 #include "zirconlite/platform/text.hpp"
+#include "zirconlite/platform/threads.hpp"
 
 namespace
 {
@@ -57,17 +58,16 @@ char16_t* zr_dupestring(const char16_t* text)
 
 int32_t zr_set_memory_threshold(double threshold)
 {
-    __atomic_store(&memory_threshold, &threshold, __ATOMIC_RELAXED);
+    zr::platform::store_word(&memory_threshold, threshold);
     return 1;
 }
 
 int32_t zr_get_memory_threshold(void)
 {
-    double threshold;
-    __atomic_load(&memory_threshold, &threshold, __ATOMIC_RELAXED);
+    const double threshold = zr::platform::load_word(&memory_threshold);
     // Written so that a NaN falls out as well.
     if (!(threshold > -2147483648.0 && threshold < 2147483648.0)) { return 0; }
-    return static_cast<int32_t>(threshold);
+    return int32_t(threshold);
 }
 
 void zr_init_memory_list(memory_list** list, size_t chunk_size)
@@ -165,8 +165,7 @@ namespace
 bool memory_low()
 {
     const zr::platform::memory_status s = zr::platform::read_memory_status();
-    double threshold;
-    __atomic_load(&memory_threshold, &threshold, __ATOMIC_RELAXED);
+    const double threshold = zr::platform::load_word(&memory_threshold);
     return s.total_bytes != 0 && double(s.available_bytes) / double(s.total_bytes) < threshold;
 }
 
@@ -195,10 +194,7 @@ template <class Request> void* ask_heap(size_t size, Request request)
     return nullptr;
 }
 
-size_t bytes_used(const memory_list* list)
-{
-    return static_cast<size_t>(list->next_free - list->last_chunk->block);
-}
+size_t bytes_used(const memory_list* list) { return size_t(list->next_free - list->last_chunk->block); }
 
 bool add_chunk(memory_list* list)
 {

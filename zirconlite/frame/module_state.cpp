@@ -31,7 +31,7 @@ int32_t zr_enable_hostfuncs(int32_t flag)
 
 int32_t zr_init_os(void)
 {
-    the_module.os_platform = static_cast<int32_t>(zr::platform::system_version_word() >> 30);
+    the_module.os_platform = int32_t(zr::platform::system_version_word() >> 30);
     return the_module.os_platform;
 }
 

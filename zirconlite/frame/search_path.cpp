@@ -129,7 +129,7 @@ int32_t zr_free_search_path(search_path* list)
 int32_t zr_get_output_path(char16_t* path, int32_t length)
 {
     const search_path* output = list_of(SEARCH_PATH_OUTPUT).list;
-    if (length > 0) { platform::copy_text(path, static_cast<size_t>(length), output ? output->path : u""); }
+    if (length > 0) { platform::copy_text(path, size_t(length), output ? output->path : u""); }
     return output != nullptr;
 }
 

@@ -59,7 +59,7 @@ string_table zr_create_string_table(const char16_t* path, int32_t count, int32_t
         zr::report(s);
         return nullptr;
     }
-    const size_t entries = static_cast<size_t>(count);
+    const size_t entries = size_t(count);
     auto* head = static_cast<table_head*>(zr_malloc(sizeof(table_head) + entries * sizeof(char16_t*)));
     auto* in = static_cast<line_reader*>(zr_malloc(sizeof(line_reader)));
     string_table table = nullptr;
@@ -114,7 +114,7 @@ string_table zr_reinit_string_tables(string_table table, const char16_t* path, i
 const char16_t* zr_get_message(string_table table, int32_t number)
 {
     if (!table) { table = zr::the_module.messages; }
-    if (!table || number < 0 || static_cast<size_t>(number) >= head_of(table)->count) { return default_text; }
+    if (!table || number < 0 || size_t(number) >= head_of(table)->count) { return default_text; }
     return table[number] ? table[number] : default_text;
 }
 
@@ -154,7 +154,7 @@ bool next_line(line_reader& in)
     bool any = false;
     while (in.end - in.at >= 2)
     {
-        const auto c = static_cast<char16_t>(in.at[0] | in.at[1] << 8);
+        const auto c = char16_t(in.at[0] | in.at[1] << 8);
         in.at += 2;
         any = true;
         if (c == u'\r')
@@ -247,12 +247,12 @@ bool number_of_key(const char16_t* text, int32_t* number)
     size_t n = 0;
     for (const char16_t* p = text + 2; *p && *p < 0x80 && n + 1 < sizeof(digits); ++p)
     {
-        digits[n++] = static_cast<char>(*p);
+        digits[n++] = char(*p);
     }
     digits[n] = 0;
     const double value = strtod(digits, nullptr);
     // Beyond every table, NaN included: such a key shows the default text.
-    *number = value > -2147483648.0 && value < 2147483648.0 ? static_cast<int32_t>(value) : -1;
+    *number = value > -2147483648.0 && value < 2147483648.0 ? int32_t(value) : -1;
     return true;
 }
 

@@ -67,7 +67,7 @@ int32_t zr_add_menu_item(zr_handle menu, int32_t id, uint32_t state, const char1
 
 const char16_t* zr_get_menu_item_text(zr_handle menu, int32_t position)
 {
-    return position < 0 ? nullptr : platform::menu_item_text(menu, static_cast<size_t>(position));
+    return position < 0 ? nullptr : platform::menu_item_text(menu, size_t(position));
 }
 
 int32_t zr_set_window_menu(zr_handle window, zr_handle menu) { return platform::set_menu(window, menu); }

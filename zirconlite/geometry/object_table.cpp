@@ -24,7 +24,7 @@ bool reserve_numbers(document* document, size_t count)
         void* table = zr_realloc(document->object_table, capacity * sizeof(scene_object*));
         if (!table) { return false; }
         document->object_table = static_cast<scene_object**>(table);
-        document->object_table_capacity = static_cast<uint32_t>(capacity);
+        document->object_table_capacity = uint32_t(capacity);
     }
     if (document->object_table_count == 0)
     {

@@ -242,14 +242,14 @@ int32_t zr_get_bounding_box_sides(const bounding_box* box, vector3 sides_out[6][
 int32_t zr_prim_float_to_uv(const float uv[2], packed_uv* packed_out)
 {
     const auto pack = [](float f)
-    { return f >= 0.0f && f <= 1.0f ? static_cast<uint16_t>(double(f) * 65534.0 + 1.0) : uint16_t(0); };
+    { return f >= 0.0f && f <= 1.0f ? uint16_t(double(f) * 65534.0 + 1.0) : uint16_t(0); };
     *packed_out = { pack(uv[0]), pack(uv[1]) };
     return 1;
 }
 
 int32_t zr_prim_uv_to_float(packed_uv packed, float uv_out[2])
 {
-    const auto unpack = [](uint16_t n) { return n ? static_cast<float>((n - 1) * 1.5259254738e-5) : -1.0f; };
+    const auto unpack = [](uint16_t n) { return n ? float((n - 1) * 1.5259254738e-5) : -1.0f; };
     uv_out[0] = unpack(packed.u);
     uv_out[1] = unpack(packed.v);
     return packed.u && packed.v;
@@ -285,7 +285,7 @@ packed_normal pack_normal(const vector3& n)
 {
     const auto field = [](double c)
     {
-        const uint32_t magnitude = static_cast<uint32_t>(std::fmin(std::fabs(c), 1.0) * 511.0);
+        const uint32_t magnitude = uint32_t(std::fmin(std::fabs(c), 1.0) * 511.0);
         return magnitude | (c < 0.0 ? 0x200u : 0u);
     };
     return field(n.x) << 20 | field(n.y) << 10 | field(n.z);

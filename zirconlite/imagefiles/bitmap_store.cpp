@@ -37,7 +37,7 @@ int32_t channels(zr::bitmap_pixels format)
 uint32_t bytes_with_levels(int64_t width, int64_t height, int64_t bytes_per_pixel)
 {
     const int64_t bytes = width * height * bytes_per_pixel;
-    const auto usual = static_cast<int64_t>(double(bytes) * 1.3334 + double(height) + double(width) + 1.5);
+    const auto usual = int64_t(double(bytes) * 1.3334 + double(height) + double(width) + 1.5);
     int64_t sum = bytes;
     for (int64_t side = width > height ? width : height; side > 1; side = (side + 1) / 2)
     {
@@ -45,7 +45,7 @@ uint32_t bytes_with_levels(int64_t width, int64_t height, int64_t bytes_per_pixe
         height = height > 1 ? height / 2 : 1;
         sum += width * height * bytes_per_pixel;
     }
-    return static_cast<uint32_t>(sum > usual ? sum : usual);
+    return uint32_t(sum > usual ? sum : usual);
 }
 
 bitmap* find(bitmap* head, const char16_t* name)
@@ -189,7 +189,7 @@ bitmap* zr_add_bitmap(
         zr::report_in_file(why, name, 0);
         return nullptr;
     }
-    memcpy(made->pixels, rows, static_cast<size_t>(made->byte_count));
+    memcpy(made->pixels, rows, size_t(made->byte_count));
     platform::copy_text(made->name, sizeof(made->name) / sizeof(made->name[0]), name);
     zr_build_mipmap(made);
     return list_once(store.shared, made);

@@ -16,7 +16,7 @@ int32_t half(int32_t side) { return side > 1 ? side / 2 : 1; }
 /// Levels down to one texel; each takes half of the longer side, rounded up.
 int32_t count_levels(int32_t width, int32_t height)
 {
-    const uint32_t longer = static_cast<uint32_t>(width > height ? width : height);
+    const uint32_t longer = uint32_t(width > height ? width : height);
     int32_t count = 1;
     while ((uint64_t(1) << (count - 1)) < longer) { ++count; }
     return count;
@@ -30,7 +30,7 @@ template <int channels> void halve_rows(const uint8_t* a, const uint8_t* b, int3
     {
         for (int c = 0; c < channels; ++c)
         {
-            out[c] = static_cast<uint8_t>((a[c] + a[c + channels] + b[c] + b[c + channels] + 2) >> 2);
+            out[c] = uint8_t((a[c] + a[c + channels] + b[c] + b[c + channels] + 2) >> 2);
         }
         a += 2 * channels;
         b += 2 * channels;
@@ -41,7 +41,7 @@ template <int channels> void halve_rows(const uint8_t* a, const uint8_t* b, int3
 /// The same for a source of one column, which counts twice.
 void halve_column(const uint8_t* a, const uint8_t* b, int32_t channels, uint8_t* out)
 {
-    for (int32_t c = 0; c < channels; ++c) { out[c] = static_cast<uint8_t>((2 * a[c] + 2 * b[c] + 2) >> 2); }
+    for (int32_t c = 0; c < channels; ++c) { out[c] = uint8_t((2 * a[c] + 2 * b[c] + 2) >> 2); }
 }
 
 void build_level(const uint8_t* source, int32_t width, int32_t height, int32_t channels, uint8_t* out)
@@ -63,7 +63,7 @@ int32_t texel(double coordinate, int32_t size)
 {
     const double at = coordinate * size;
     if (!(at >= 1.0)) { return 0; }
-    return at < size ? static_cast<int32_t>(at) : size - 1;
+    return at < size ? int32_t(at) : size - 1;
 }
 
 struct level_view

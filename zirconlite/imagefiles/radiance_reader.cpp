@@ -5,7 +5,7 @@
 /// Refused is a file whose text or resolution line is not whole. A scanline that ends early, or in which a
 /// run leaves the scanline, ends the picture; the pixels before it stay.
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 #include <stdlib.h>
 #include <string.h>
 
@@ -314,7 +314,7 @@ void store_scanline(
             memset(packed, 0, sizeof(packed));
             if (last.bytes[3] != 0)
             {
-                const double unit = ldexp(1.0, last.bytes[3] - 136);
+                const double unit = std::ldexp(1.0, last.bytes[3] - 136);
                 pixel_components light = {};
                 for (int c = 0; c < 3; ++c) { light.surface[c] = float((last.bytes[c] + 0.5) * unit); }
                 pack_pixel(&buffer, &light, packed);

@@ -1,7 +1,7 @@
 /// @file
 /// Writing of Radiance pictures: the top row first, each scanline in run lengths by planes.
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 #include <stdio.h>
 #include <string.h>
 
@@ -63,7 +63,7 @@ void encode_color(const float rgb[3], uint8_t bytes[4])
     memset(bytes, 0, 4);
     if (!(largest > darkest)) { return; }
     int exponent = 0;
-    const double scale = frexp(double(largest), &exponent) * 255.9999 / double(largest);
+    const double scale = std::frexp(double(largest), &exponent) * 255.9999 / double(largest);
     for (int i = 0; i < 3; ++i) { bytes[i] = uint8_t(double(rgb[i]) * scale); }
     bytes[3] = uint8_t(exponent + 128);
 }

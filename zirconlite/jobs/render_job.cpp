@@ -86,7 +86,7 @@ bool external_display = false;
 void set_quality_costs(job_run& run)
 {
     const int32_t q = run.doc.quality;
-    run.pass_cost = q >= 1 && q <= 5 ? static_cast<double>(1 << (q - 1)) : 2.0;
+    run.pass_cost = q >= 1 && q <= 5 ? double(1 << (q - 1)) : 2.0;
     run.pass_scale = 1.0;
     if (run.doc.render_flags & RENDER_FAST)
     {
@@ -110,10 +110,10 @@ void set_rectangle(const render_job& request, const render_view& view, int32_t r
     rectangle[3] = height;
     if (!(request.flags & JOB_REGION)) { return; }
     const double* f = request.region;
-    rectangle[0] = static_cast<int32_t>(width * f[0]) & ~15;
-    rectangle[1] = static_cast<int32_t>(height * f[1]) & ~15;
-    rectangle[2] = static_cast<int32_t>(width * f[2]) & ~3;
-    rectangle[3] = static_cast<int32_t>(height * f[3]) & ~3;
+    rectangle[0] = int32_t(width * f[0]) & ~15;
+    rectangle[1] = int32_t(height * f[1]) & ~15;
+    rectangle[2] = int32_t(width * f[2]) & ~3;
+    rectangle[3] = int32_t(height * f[3]) & ~3;
 }
 
 void copy_job_settings(const document& document)
@@ -148,10 +148,9 @@ void limit_to_region(job_run& run)
         for (int i = 0; i < 4; ++i) { run.doc.crop[i] = rectangle[i]; }
         state |= RENDER_STATE_CROPPED;
     }
-    __atomic_store_n(&run.doc.render_state, state, __ATOMIC_RELEASE);
+    platform::store_word(&run.doc.render_state, state);
     run.view.ray_counters = {};
-    run.view.ray_counters.pixels =
-        static_cast<uint32_t>(run.right - run.left) * static_cast<uint32_t>(run.bottom - run.top);
+    run.view.ray_counters.pixels = uint32_t(run.right - run.left) * uint32_t(run.bottom - run.top);
 }
 
 /// Everything between the start of the thread and the first ray. False when memory or threads fail.
@@ -186,7 +185,7 @@ void finish_job(job_run& run, bool done)
     const bool lowers_host = run.job.flags & JOB_HOST_FUNCTIONS;
     if (done)
     {
-        __atomic_fetch_or(&doc.render_state, RENDER_STATE_FINISHED, __ATOMIC_RELEASE);
+        platform::set_bits(&doc.render_state, RENDER_STATE_FINISHED);
         show_percent(run.job.progress, 1.0);
     }
     set_scan_marker(run.view, -1);
@@ -195,7 +194,7 @@ void finish_job(job_run& run, bool done)
     if (platform::load_word(&doc.stop_render) == 1) { say(message_stopped); }
     platform::store_word(&job.raytrace_active, 0);
     if (!done) { job.simple_colors = 0; }
-    __atomic_store_n(&doc.render_thread, nullptr, __ATOMIC_RELEASE);
+    platform::store_word(&doc.render_thread, nullptr);
     platform::store_word(&current.phase, phase_ending);
     if (posts) { platform::post_command(window, ZR_COMMAND_JOB_ENDED); }
     if (!done) { return; }
@@ -323,7 +322,7 @@ bool start_job(render_job& request)
         forget_job();
         return report_failure(ZR_ERROR_MEMORY, "render: no thread can be started");
     }
-    __atomic_store_n(&request.document->render_thread, current.thread, __ATOMIC_RELEASE);
+    platform::store_word(&request.document->render_thread, current.thread);
     platform::signal_event(current.may_run);
     return true;
 }

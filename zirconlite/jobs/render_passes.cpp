@@ -75,7 +75,7 @@ void hand_out(job_run& run, const pass_shape& shape, int32_t worker, double y0, 
     w.skip_x = w.skip_y = shape.pass == final_pass ? 0 : shape.skip;
     w.pass = shape.pass;
     w.row_mark = shape.pass;
-    w.strip_pixels = static_cast<uint32_t>((y1 - y0) * run.view.width);
+    w.strip_pixels = uint32_t((y1 - y0) * run.view.width);
     platform::signal_event(w.start_event);
 }
 
@@ -109,7 +109,7 @@ void show_round(job_run& run, const pass_shape& shape, double line)
 {
     if (shape.pass == preprocess_pass) { return; }
     const bool final_end = shape.pass == final_pass && line >= run.view.height;
-    if (shape.pass != 1 && !final_end) { set_scan_marker(run.view, static_cast<int32_t>(line)); }
+    if (shape.pass != 1 && !final_end) { set_scan_marker(run.view, int32_t(line)); }
     if (!final_end) { display_raytrace_image(&run.view, 1); }
 }
 
@@ -219,8 +219,7 @@ bool run_preprocess(job_run& run)
 
 bool report_render(job_run& run, render_code code)
 {
-    return host::progress(
-        render_kind, &run.doc, &run.view, code, static_cast<float>(run.job.progress.fraction));
+    return host::progress(render_kind, &run.doc, &run.view, code, float(run.job.progress.fraction));
 }
 
 void set_scan_marker(render_view& view, int32_t line)
@@ -233,14 +232,14 @@ void show_percent(progress_bar& bar, double fraction)
 {
     bar.fraction = fraction;
     char text[16];
-    snprintf(text, sizeof text, "%i%%", static_cast<int>(fraction * 100.0));
-    for (size_t i = 0; i < sizeof text; ++i) { bar.text[i] = static_cast<char16_t>(text[i]); }
+    snprintf(text, sizeof text, "%i%%", int(fraction * 100.0));
+    for (size_t i = 0; i < sizeof text; ++i) { bar.text[i] = char16_t(text[i]); }
 }
 
 bool run_passes(job_run& run)
 {
     if (!run_preprocess(run)) { return false; }
-    __atomic_fetch_or(&run.doc.render_state, RENDER_STATE_PREPROCESSED, __ATOMIC_RELEASE);
+    platform::set_bits(&run.doc.render_state, RENDER_STATE_PREPROCESSED);
     if (!report_render(run, render_preprocessed)) { return false; }
 
     run.doc.render_pass = 1;

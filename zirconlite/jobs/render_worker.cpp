@@ -27,12 +27,12 @@ struct strip_work
 
 bool stopped(const render_worker& w) { return platform::load_word(&w.document->stop_render) == 1; }
 
-float plane_depth(double hit_t) { return hit_t >= 1e11 ? nothing_hit_depth : static_cast<float>(hit_t); }
+float plane_depth(double hit_t) { return hit_t >= 1e11 ? nothing_hit_depth : float(hit_t); }
 
 uint8_t plane_alpha(float alpha)
 {
     const float clamped = alpha > 0.0f ? (alpha < 1.0f ? alpha : 1.0f) : 0.0f;
-    return static_cast<uint8_t>(clamped * 255.0f + 0.5f);
+    return uint8_t(clamped * 255.0f + 0.5f);
 }
 
 void store_pixel(const render_worker& w, int32_t x, int32_t y, const pixel_components& components,
@@ -51,7 +51,7 @@ pixel_components components_of(const ray& r)
     pixel_components c = {};
     for (int i = 0; i < 3; ++i)
     {
-        c.surface[i] = static_cast<float>(r.radiance[i]);
+        c.surface[i] = float(r.radiance[i]);
         c.background[i] = r.background[i];
         c.simple[i] = r.simple_color[i];
     }
@@ -63,7 +63,7 @@ pixel_components components_of(const ray& r)
 void sample_block(strip_work& work, double x, double y)
 {
     render_worker& w = work.w;
-    const auto px = static_cast<int32_t>(x), py = static_cast<int32_t>(y);
+    const auto px = int32_t(x), py = int32_t(y);
     if (w.skip_x && w.skip_y && px % w.skip_x == 0 && py % w.skip_y == 0) { return; }
     const bool probe = w.pass == preprocess_pass;
     double position[2] = { x, y };
@@ -115,7 +115,7 @@ bool find_earlier(const render_worker& w, int32_t x, int32_t y, earlier_sample& 
 void sample_whole_pixel(strip_work& work, double x, double y)
 {
     render_worker& w = work.w;
-    const auto px = static_cast<int32_t>(x), py = static_cast<int32_t>(y);
+    const auto px = int32_t(x), py = int32_t(y);
     earlier_sample earlier;
     pixel_request request = {};
     request.doc = w.document;
@@ -123,8 +123,8 @@ void sample_whole_pixel(strip_work& work, double x, double y)
     request.thread = w.index;
     request.position[0] = x;
     request.position[1] = y;
-    if (px == static_cast<int32_t>(w.x0)) { request.flags |= PIXEL_FIRST_OF_LINE; }
-    if (px + 1 >= static_cast<int32_t>(w.x1)) { request.flags |= PIXEL_LAST_OF_LINE; }
+    if (px == int32_t(w.x0)) { request.flags |= PIXEL_FIRST_OF_LINE; }
+    if (px + 1 >= int32_t(w.x1)) { request.flags |= PIXEL_LAST_OF_LINE; }
     request.earlier = find_earlier(w, px, py, earlier, request.flags) ? &earlier : nullptr;
     request.prototype = &work.prototype;
     request.position_low = w.position_low;
@@ -164,19 +164,18 @@ void mark_rows(const render_worker& w)
     // Strips of pixel centres end on a centre, which is the first of the next strip: its row is not ours.
     for (double y = w.y0; y < w.y1; y += 1.0)
     {
-        __atomic_store_n(zr_image_buffer_signature(w.image, static_cast<int32_t>(y)),
-            static_cast<uint8_t>(w.row_mark), __ATOMIC_RELEASE);
+        platform::store_word(zr_image_buffer_signature(w.image, int32_t(y)), uint8_t(w.row_mark));
     }
 }
 
 void add_counters(const ray_counters& from, ray_counters& to)
 {
-    __atomic_fetch_add(&to.primary_rays, from.primary_rays, __ATOMIC_RELAXED);
-    __atomic_fetch_add(&to.reflection_rays, from.reflection_rays, __ATOMIC_RELAXED);
-    __atomic_fetch_add(&to.transmission_rays, from.transmission_rays, __ATOMIC_RELAXED);
-    __atomic_fetch_add(&to.shaded_points, from.shaded_points, __ATOMIC_RELAXED);
-    __atomic_fetch_add(&to.light_rays, from.light_rays, __ATOMIC_RELAXED);
-    __atomic_fetch_add(&to.shadow_rays, from.shadow_rays, __ATOMIC_RELAXED);
+    platform::add_to_word(&to.primary_rays, from.primary_rays);
+    platform::add_to_word(&to.reflection_rays, from.reflection_rays);
+    platform::add_to_word(&to.transmission_rays, from.transmission_rays);
+    platform::add_to_word(&to.shaded_points, from.shaded_points);
+    platform::add_to_word(&to.light_rays, from.light_rays);
+    platform::add_to_word(&to.shadow_rays, from.shadow_rays);
 }
 
 bool run_strip(render_worker& w)

@@ -1,6 +1,6 @@
 /// @file
 /// From records to materials. Numbers that are not finite read as 0.
-#include <math.h>
+#include <cmath>
 #include <stdlib.h>
 
 #include <iterator>
@@ -46,7 +46,7 @@ bool is_zero(const double axis[3]);
 float finite(zr::byte_reader& in)
 {
     const float value = in.f32();
-    return isfinite(value) ? value : 0.0f;
+    return std::isfinite(value) ? value : 0.0f;
 }
 
 template <class T> void finite(zr::byte_reader& in, T (&out)[3])
@@ -68,7 +68,7 @@ namespace zr
 
 double guarded_reciprocal(double x)
 {
-    if (fabs(x) >= geometry_zero) { return 1.0 / x; }
+    if (std::fabs(x) >= geometry_zero) { return 1.0 / x; }
     return x >= 0.0 ? ZR_FAR : far_below; // NaN too
 }
 

@@ -1,8 +1,8 @@
 /// @file
 /// Materials from the records of an older program, whose shading had other terms.
 #include <algorithm>
+#include <cmath>
 #include <iterator>
-#include <math.h>
 
 #include "zirconlite/frame/dialogs.hpp"
 #include "zirconlite/frame/host_callbacks.hpp"
@@ -188,13 +188,13 @@ material* from_side(const older_side& side)
     const float strength = largest(side.specular_strength);
     for (int i = 0; i < 3 && mirror != 0.0f; ++i) { m.reflect_color[i] = side.specular[i] / mirror; }
     const double share =
-        std::min(1.0, strength * 0.2 + mirror) * sqrt(std::min(1.0, std::max(0.0, side.gloss * 0.02)));
-    m.diffuse_share = float(1.0 - pow(std::max(share, 0.0), std::max(double(m.opacity), 0.1)));
+        std::min(1.0, strength * 0.2 + mirror) * std::sqrt(std::min(1.0, std::max(0.0, side.gloss * 0.02)));
+    m.diffuse_share = float(1.0 - std::pow(std::max(share, 0.0), std::max(double(m.opacity), 0.1)));
 
     const float light = largest(side.luminous);
     if (light != 0.0f)
     {
-        m.luminosity = float(pow(std::max(light, 0.0f), 0.25) * 20000.0);
+        m.luminosity = float(std::pow(std::max(light, 0.0f), 0.25) * 20000.0);
         made->flags |= MATERIAL_STORES_LUMINOSITY;
     }
     for (int i = 0; i < 3; ++i)

@@ -3,7 +3,7 @@
 #include "zirconlite/lighting/daylight.hpp"
 
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/lighting/light_emission.hpp"
@@ -97,7 +97,7 @@ sampled_pane pane_for(const light& l, const vector3& point)
     const double behind = dot(w, l.normal), a = dot(w, l.axis_u), b = dot(w, l.axis_v);
     // The exact model takes the pane as it is.
     if (is_exact() || !(behind > 0.0 && behind < near_pane) ||
-        !(fabs(a) < l.length / 2.0 && fabs(b) < l.height / 2.0))
+        !(std::fabs(a) < l.length / 2.0 && std::fabs(b) < l.height / 2.0))
     {
         return pane;
     }
@@ -142,7 +142,10 @@ int32_t window_sample(const light* l, const vector3* point, source_sample* sampl
     return 1;
 }
 
-double sine_above_horizon(void*, double, double altitude) { return altitude > 0.0 ? sin(altitude) : 0.0; }
+double sine_above_horizon(void*, double, double altitude)
+{
+    return altitude > 0.0 ? std::sin(altitude) : 0.0;
+}
 double one(void*, double, double) { return 1.0; }
 
 } // namespace
@@ -167,7 +170,7 @@ int32_t lt_daylight_test(void)
 {
     const double off[] = { get_distribution_factor(sky_rows, sine_above_horizon, nullptr) / M_PI - 1.0,
         get_distribution_factor(sky_rows, one, nullptr) / (4.0 * M_PI) - 1.0 };
-    return fabs(off[0]) < 0.001 && fabs(off[1]) < 0.001;
+    return std::fabs(off[0]) < 0.001 && std::fabs(off[1]) < 0.001;
 }
 
 namespace zr

@@ -1,7 +1,7 @@
 /// @file
 /// Lumens, candela and watts of a light, whichever of them the user set, and the cone of a spot.
+#include <cmath>
 #include <iterator>
-#include <math.h>
 
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/light.h"
@@ -113,15 +113,15 @@ int32_t derive_spot(light& l, double (*lm_per_cd)(double, double, float*, float*
 double spot_integral(
     double beam_angle, double field_angle, double power_more, float* exponent_out, float* cos_field_out)
 {
-    const double beam = beam_angle >= min_beam ? fmin(beam_angle, zr::pi) : min_beam;
-    const double field = field_angle >= min_field ? fmin(field_angle, zr::pi) : min_field;
-    const double c = fmax(cos(beam), min_cosine);
-    *exponent_out = float(log_half / log(c));
+    const double beam = beam_angle >= min_beam ? std::fmin(beam_angle, zr::pi) : min_beam;
+    const double field = field_angle >= min_field ? std::fmin(field_angle, zr::pi) : min_field;
+    const double c = std::fmax(std::cos(beam), min_cosine);
+    *exponent_out = float(log_half / std::log(c));
     const double exponent = *exponent_out;
-    const double f = cos(field);
+    const double f = std::cos(field);
     *cos_field_out = float(f);
     if (f < min_cosine) { return zr::two_pi / (exponent + 1.0); }
-    return zr::two_pi * (1.0 - pow(f, exponent + power_more)) / (exponent + 1.0);
+    return zr::two_pi * (1.0 - std::pow(f, exponent + power_more)) / (exponent + 1.0);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 /// @file
 /// The colours of lights.
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/light.h"
@@ -42,7 +42,7 @@ int32_t zr_get_color_intensity(light* light)
 
 void CT_to_RGB(float temperature, float rgb_out[3])
 {
-    if (!(temperature > 0.0f) || !isfinite(temperature))
+    if (!(temperature > 0.0f) || !std::isfinite(temperature))
     {
         std::fill_n(rgb_out, 3, 1.0f);
         return;
@@ -55,7 +55,7 @@ void CT_to_RGB(float temperature, float rgb_out[3])
                    log_planck_denominator(temperature, wavelengths[i]);
     }
     const double largest = std::max({ ratio[0], ratio[1], ratio[2] });
-    for (int i = 0; i < 3; ++i) { rgb_out[i] = float(exp((ratio[i] - largest) * paleness)); }
+    for (int i = 0; i < 3; ++i) { rgb_out[i] = float(std::exp((ratio[i] - largest) * paleness)); }
 }
 
 int32_t zr_decompose_light_matrix(const light* light, vector3 axes[3], double* angle_out)
@@ -64,7 +64,7 @@ int32_t zr_decompose_light_matrix(const light* light, vector3 axes[3], double* a
     const bool along = light->flags & LIGHT_FRAME_ALONG_NORMAL;
     const vector3 n = along ? light->normal : -light->normal;
     zr_make_axes(&n, &axes[0], &axes[1], 0.01);
-    const double turn = atan2(dot(axes[1], light->axis_u), dot(axes[0], light->axis_u));
+    const double turn = std::atan2(dot(axes[1], light->axis_u), dot(axes[0], light->axis_u));
     *angle_out = along ? turn : -turn;
     axes[2] = light->normal;
     axes[1] = cross(axes[2], axes[0]);
@@ -92,7 +92,7 @@ double get_distribution_factor(
     for (int32_t row = 0; row < n; ++row)
     {
         const double altitude = step / 2 - zr::half_pi + row * step;
-        const double weight = sin(altitude + zr::half_pi) * cell;
+        const double weight = std::sin(altitude + zr::half_pi) * cell;
         for (int32_t column = 0; column < 2 * n; ++column)
         {
             double azimuth = step / 2 + column * step;
@@ -117,7 +117,7 @@ void own_color(const light& l, float rgb[3])
 double log_planck_denominator(double kelvin, double wavelength)
 {
     const double x = second_radiation_constant / (kelvin * wavelength);
-    return x > 50.0 ? x : log(expm1(x));
+    return x > 50.0 ? x : std::log(expm1(x));
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 #include "zirconlite/lighting/light_emission.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
-#include <math.h>
 
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
@@ -29,7 +29,7 @@ constexpr strength_row strengths[] = {
 
 template <class T> T clamp_or(T value, T low, T high, T neutral)
 {
-    return isfinite(value) ? std::clamp(value, low, high) : neutral;
+    return std::isfinite(value) ? std::clamp(value, low, high) : neutral;
 }
 
 void clamp_point(vector3& p)
@@ -86,8 +86,8 @@ void clamp_light_to_ranges(light& l)
     l.falloff = clamp_or(l.falloff, 0.0, 16.0, 2.0);
     l.shadow_strength = clamp_or(l.shadow_strength, 0.0, 1.0, 1.0);
     l.opacity = clamp_or(l.opacity, 0.0f, 0.999f, 0.0f);
-    l.azimuth = isfinite(l.azimuth) ? l.azimuth : 0.0;
-    l.altitude = isfinite(l.altitude) ? l.altitude : half_pi;
+    l.azimuth = std::isfinite(l.azimuth) ? l.azimuth : 0.0;
+    l.altitude = std::isfinite(l.altitude) ? l.altitude : half_pi;
     l.shadow_samples = std::clamp(l.shadow_samples, 1, max_shadow_samples);
     l.sample_jitter = clamp_or(l.sample_jitter, 0.0f, 1.0f, 0.0f);
     l.disc_size = clamp_or(l.disc_size, 0.0f, 2.0f, 0.0f);
@@ -118,8 +118,9 @@ float lumens_on(const bounding_box& box, const vector3& normal, double illuminan
 {
     const vector3 size = box.max - box.min;
     if (!is_finite(size) || size.x < 0.0 || size.y < 0.0 || size.z < 0.0) { return 0.0f; }
-    const double projected_area = fabs(normal.x) * size.y * size.z + fabs(normal.y) * size.z * size.x +
-                                  fabs(normal.z) * size.x * size.y;
+    const double projected_area = std::fabs(normal.x) * size.y * size.z +
+                                  std::fabs(normal.y) * size.z * size.x +
+                                  std::fabs(normal.z) * size.x * size.y;
     return float(std::min(illuminance * projected_area, max_power));
 }
 
@@ -127,7 +128,7 @@ double spot_factor(const light& l, const vector3& direction)
 {
     const double c = -dot(l.normal, direction);
     if (c < geometry_zero || c < l.cos_field) { return 0.0; }
-    return pow(c, double(l.spot_exponent));
+    return std::pow(c, double(l.spot_exponent));
 }
 
 void finish_sample(const light& l, const vector3& shading_point, source_sample& sample)

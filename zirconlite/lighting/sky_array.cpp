@@ -1,7 +1,7 @@
 /// @file
 /// The sky as many lights: a dome of distant ones, and patches for the shooting of light.
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
@@ -87,7 +87,7 @@ int32_t patch_sample(const light* l, const vector3*, source_sample* samples, int
 /// The zenith turned by `altitude` about y and then by `azimuth` about z.
 vector3 turned_zenith(double altitude, double azimuth)
 {
-    return rotated_about_z({ sin(altitude), 0.0, cos(altitude) }, azimuth);
+    return rotated_about_z({ std::sin(altitude), 0.0, std::cos(altitude) }, azimuth);
 }
 
 void fill_patch(light& l, double altitude, double azimuth, const sun_sky& s)

@@ -4,7 +4,7 @@
 /// earth follows his "Astronomical Formulae for Calculators" (1979), chapter 18.
 #include "zirconlite/lighting/sun_almanac.hpp"
 
-#include <math.h>
+#include <cmath>
 
 namespace zr
 {
@@ -17,8 +17,8 @@ constexpr double arcsecond = degree / 3600.0;
 constexpr double epoch_2000 = 2451545.0;
 constexpr double days_per_century = 36525.0;
 
-double sin_deg(double angle_deg) { return sin(fmod(angle_deg, 360.0) * degree); }
-double cos_deg(double angle_deg) { return cos(fmod(angle_deg, 360.0) * degree); }
+double sin_deg(double angle_deg) { return std::sin(std::fmod(angle_deg, 360.0) * degree); }
+double cos_deg(double angle_deg) { return std::cos(std::fmod(angle_deg, 360.0) * degree); }
 
 /// What the planets and the Moon add to the longitude in degrees; `t` in centuries since 1900.
 double perturbation_deg(double t)
@@ -55,8 +55,8 @@ double reduced(double angle) { return remainder(angle, 2.0 * M_PI); }
 
 double julian_day(int year, int day, double local_minutes, double time_zone_hours)
 {
-    const double y = year - 1.0, century = floor(y / 100.0);
-    const double last_of_december = floor(365.25 * y) - century + floor(century / 4.0) + 1721424.5;
+    const double y = year - 1.0, century = std::floor(y / 100.0);
+    const double last_of_december = std::floor(365.25 * y) - century + std::floor(century / 4.0) + 1721424.5;
     return last_of_december + day + 1.0 + (local_minutes - 60.0 * time_zone_hours) / 1440.0;
 }
 
@@ -75,21 +75,22 @@ sun_position almanac_sun(double universal, double longitude)
 
     const nutation n = nutation_at(t);
     const double aberration = -20.4898 * arcsecond / sun.distance;
-    const double apparent =
-        fmod(mean_longitude + centre + perturbation_deg(t + 1.0), 360.0) * degree + n.longitude + aberration;
+    const double apparent = std::fmod(mean_longitude + centre + perturbation_deg(t + 1.0), 360.0) * degree +
+                            n.longitude + aberration;
     const double obliquity = (23.4392911 - 0.0130042 * t) * degree + n.obliquity;
-    const double right_ascension = atan2(cos(obliquity) * sin(apparent), cos(apparent));
-    sun.declination = asin(sin(obliquity) * sin(apparent));
+    const double right_ascension = std::atan2(std::cos(obliquity) * std::sin(apparent), std::cos(apparent));
+    sun.declination = std::asin(std::sin(obliquity) * std::sin(apparent));
 
     const double days = universal - epoch_2000, u = days / days_per_century;
-    const double sidereal = 280.46061837 + fmod(360.98564736629 * days, 360.0) + 0.000387933 * u * u;
-    sun.hour_angle = reduced(sidereal * degree + n.longitude * cos(obliquity) + longitude - right_ascension);
+    const double sidereal = 280.46061837 + std::fmod(360.98564736629 * days, 360.0) + 0.000387933 * u * u;
+    sun.hour_angle =
+        reduced(sidereal * degree + n.longitude * std::cos(obliquity) + longitude - right_ascension);
     return sun;
 }
 
 double sun_parallax(const sun_position& sun, double altitude)
 {
-    return 8.794 * arcsecond / sun.distance * cos(altitude);
+    return 8.794 * arcsecond / sun.distance * std::cos(altitude);
 }
 
 } // namespace zr

@@ -1,7 +1,7 @@
 /// @file
 /// The position of the sun by place, day and time, and the direction of its light.
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
@@ -25,7 +25,7 @@ constexpr int first_year = 1583, last_year = 9999; // of the calendar that the a
 int32_t chosen_model = SUN_MODEL_TABLES;
 int32_t chosen_year = 2000;
 
-double finite_or_zero(double x) { return isfinite(x) ? x : 0.0; }
+double finite_or_zero(double x) { return std::isfinite(x) ? x : 0.0; }
 
 /// -720 to 720.
 double minutes_of_one_day(double minutes) { return remainder(minutes, 1440.0); }
@@ -33,12 +33,13 @@ double minutes_of_one_day(double minutes) { return remainder(minutes, 1440.0); }
 /// Azimuth from north, positive toward morning; 0 at the zenith, where every direction is as good.
 double azimuth_of(double hour_angle, double declination, double latitude, double altitude)
 {
-    const double across = cos(altitude);
-    if (fabs(across) < geometry_zero) { return 0.0; }
-    const double c =
-        (sin(declination) * cos(latitude) - cos(declination) * cos(hour_angle) * sin(latitude)) / across;
-    const double azimuth = acos(std::clamp(c, -1.0, 1.0));
-    const double turn = fmod(hour_angle, two_pi) + (fmod(hour_angle, two_pi) < 0.0 ? two_pi : 0.0);
+    const double across = std::cos(altitude);
+    if (std::fabs(across) < geometry_zero) { return 0.0; }
+    const double c = (std::sin(declination) * std::cos(latitude) -
+                         std::cos(declination) * std::cos(hour_angle) * std::sin(latitude)) /
+                     across;
+    const double azimuth = std::acos(std::clamp(c, -1.0, 1.0));
+    const double turn = std::fmod(hour_angle, two_pi) + (std::fmod(hour_angle, two_pi) < 0.0 ? two_pi : 0.0);
     return azimuth > 0.0 && turn <= pi ? -azimuth : azimuth;
 }
 
@@ -88,8 +89,10 @@ int32_t zr_solar_angles(double local_minutes, int32_t day, double time_zone_hour
         hour_angle = (solar_minutes - noon) * pi * half_turns_per_minute;
         declination = table_declination_deg(day + 1) * radians_per_degree;
     }
-    double altitude = asin(std::clamp(
-        sin(declination) * sin(latitude) + cos(declination) * cos(hour_angle) * cos(latitude), -1.0, 1.0));
+    double altitude =
+        std::asin(std::clamp(std::sin(declination) * std::sin(latitude) +
+                                 std::cos(declination) * std::cos(hour_angle) * std::cos(latitude),
+            -1.0, 1.0));
     *azimuth_out = azimuth_of(hour_angle, declination, latitude, altitude);
     if (chosen_model == SUN_MODEL_ALMANAC) { altitude -= sun_parallax(sun, altitude); }
     *altitude_out = altitude;
@@ -100,8 +103,8 @@ int32_t zr_solar_angles(double local_minutes, int32_t day, double time_zone_hour
 int32_t zr_sun_angles_to_vector(double azimuth, double altitude, double north, vector3* vector_out)
 {
     const double turned = azimuth + north;
-    const double z = -cos(half_pi - altitude);
-    const double r = sqrt(fmax(1.0 - z * z, 0.0));
-    *vector_out = { -sin(turned) * r, -cos(turned) * r, z };
+    const double z = -std::cos(half_pi - altitude);
+    const double r = std::sqrt(std::fmax(1.0 - z * z, 0.0));
+    *vector_out = { -std::sin(turned) * r, -std::cos(turned) * r, z };
     return 1;
 }

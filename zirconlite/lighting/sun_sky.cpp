@@ -3,7 +3,7 @@
 #include "zirconlite/lighting/sun_sky.h"
 
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/frame/status.hpp"
@@ -37,7 +37,7 @@ constexpr double weakest_sky = 0.3;
 
 double clamp_or(double value, double low, double high, double neutral)
 {
-    return isfinite(value) ? std::clamp(value, low, high) : neutral;
+    return std::isfinite(value) ? std::clamp(value, low, high) : neutral;
 }
 
 /// The host's settings within their ranges.
@@ -82,18 +82,19 @@ void set_twilight(double sine)
 double distance_factor(int32_t day)
 {
     const double g = 2.0 * M_PI * day / 365.0;
-    return 1.00011 + 0.034221 * cos(g) + 0.00128 * sin(g) + 0.000719 * cos(2.0 * g) + 0.000077 * sin(2.0 * g);
+    return 1.00011 + 0.034221 * std::cos(g) + 0.00128 * std::sin(g) + 0.000719 * std::cos(2.0 * g) +
+           0.000077 * std::sin(2.0 * g);
 }
 
 double sun_strength(const sun_sky& s, bool follows_distance)
 {
     if (s.altitude < lowest_sun || s.cloudiness > thickest_clouds) { return 0.0; }
     const double clear = 1.0 - s.cloudiness;
-    const double t = extinction / (clear * clear * sin(s.altitude));
+    const double t = extinction / (clear * clear * std::sin(s.altitude));
     if (t > 100.0) { return 0.0; }
     const double distance =
         follows_distance && !(s.flags & SUN_BY_ANGLES) ? distance_factor(s.day_of_year) : 1.0;
-    return outside_air * distance * exp(-t) * s.sun_intensity;
+    return outside_air * distance * std::exp(-t) * s.sun_intensity;
 }
 
 /// The sky's strength before the user's factor and the twilight; `is_dark` where it is at its floor.
@@ -105,7 +106,7 @@ double sky_base(const sun_sky& s, bool& is_dark)
     if (s.altitude >= 0.0)
     {
         const double a = clear ? 15500.0 + 59000.0 * c : 69000.0 - 48000.0 * c;
-        strength += a * pow(sin(s.altitude), clear ? c + 0.5 : 1.0);
+        strength += a * std::pow(std::sin(s.altitude), clear ? c + 0.5 : 1.0);
     }
     strength *= table_sky_factor(s.altitude, c);
     is_dark = strength < weakest_sky;

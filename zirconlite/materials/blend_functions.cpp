@@ -211,9 +211,9 @@ void prepare_tile(const complex_material* m, ray*, const vector3* point, child_c
     if (!(m->blend_flags & (BLEND_JITTER_COLOR | BLEND_JITTER_COORDINATES))) { return; }
     // Tiles are numbered as they lie, row shift included, so that each keeps one colour all over.
     const int32_t number[3] = {
-        static_cast<int32_t>(lattice_coordinate(
+        int32_t(lattice_coordinate(
             std::floor(point->x) + std::floor(fraction_of(point->x) + row_shift(*m, point->y)))),
-        static_cast<int32_t>(lattice_coordinate(point->y)), 0
+        int32_t(lattice_coordinate(point->y)), 0
     };
     double entry[3];
     zr_integer_noise(number, entry);

@@ -132,7 +132,7 @@ image_sample sample_at(
     static const linear_bytes linear;
     for (int c = 0; c < 3; ++c)
     {
-        s.rgb[c] = level.fraction == 0.0 ? linear.of[static_cast<int>(s.raw[c] * 255.0 + 0.5)]
+        s.rgb[c] = level.fraction == 0.0 ? linear.of[int(s.raw[c] * 255.0 + 0.5)]
                                          : std::pow(s.raw[c], display_gamma);
     }
     return s;
@@ -241,8 +241,7 @@ void apply_bump(
         return;
     }
     const bitmap& b = *image.bitmap;
-    const bump_place at = { static_cast<int32_t>((b.width - 1) * s.u),
-        static_cast<int32_t>((b.height - 1) * s.v),
+    const bump_place at = { int32_t((b.width - 1) * s.u), int32_t((b.height - 1) * s.v),
         image.flags & IMAGE_MIRROR_TILES ? bump_border::mirror : bump_border::wrap, s.flip_u, s.flip_v, u,
         v };
     image_bump(b, at, strength, normal);

@@ -41,8 +41,7 @@ double color_key(const mat_key& key, const double sample[4])
     int32_t sum = 0;
     for (int c = 0; c < 3; ++c)
     {
-        const int32_t difference =
-            std::abs(static_cast<int32_t>(sample[c] * 255.0 + 0.5) - key.color_bytes[c]);
+        const int32_t difference = std::abs(int32_t(sample[c] * 255.0 + 0.5) - key.color_bytes[c]);
         if (difference >= key.tolerance_byte) { return 0.0; }
         sum += difference;
     }

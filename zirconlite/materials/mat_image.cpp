@@ -2,7 +2,7 @@
 /// Making, copying and freeing the pictures of materials.
 #include "zirconlite/materials/mat_image.h"
 
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
@@ -18,11 +18,11 @@ constexpr double min_size = 1e-10, max_scale = 1e12;
 
 int32_t display_byte(float linear)
 {
-    const double clamped = linear > 0.0f ? fmin(linear, 1.0) : 0.0;
-    return static_cast<int32_t>(pow(clamped, 1.0 / 2.2) * 255.0 + 0.5);
+    const double clamped = linear > 0.0f ? std::fmin(linear, 1.0) : 0.0;
+    return int32_t(std::pow(clamped, 1.0 / 2.2) * 255.0 + 0.5);
 }
 
-double scale_of(double size) { return fabs(size) > min_size ? 1.0 / size : max_scale; }
+double scale_of(double size) { return std::fabs(size) > min_size ? 1.0 / size : max_scale; }
 
 bool is_of_user(const bitmap* b) { return b && (b->flags & BITMAP_OF_USER); }
 
@@ -121,8 +121,8 @@ mat_image* dupe_image_list(const mat_image* head)
 void zr_update_mat_key(mat_key* key)
 {
     for (int c = 0; c < 3; ++c) { key->color_bytes[c] = display_byte(key->color[c]); }
-    const double clamped = key->tolerance > 0.0f ? fmin(key->tolerance, 1.0) : 0.0;
-    key->tolerance_byte = static_cast<int32_t>(clamped * 255.0);
+    const double clamped = key->tolerance > 0.0f ? std::fmin(key->tolerance, 1.0) : 0.0;
+    key->tolerance_byte = int32_t(clamped * 255.0);
 }
 
 void zr_update_mat_image(mat_image* image)

@@ -3,7 +3,7 @@
 #include "zirconlite/materials/material.h"
 
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
@@ -122,7 +122,7 @@ material* zr_build_fake_material_ex(const float rgb[3])
     for (int i = 0; i < 3; ++i)
     {
         const float clamped = rgb[i] > 0.0f ? std::min(rgb[i], brightest_fake) : 0.0f;
-        m.color[i] = float(pow(double(clamped), display_gamma));
+        m.color[i] = float(std::pow(double(clamped), display_gamma));
         m.translucent_color[i] = m.transparent_color[i] = m.color[i];
     }
     return with_surface(made);
@@ -144,7 +144,10 @@ material* zr_build_matte_material(const float rgb[3])
 
 void zr_degamma_color(float rgb[3])
 {
-    for (int i = 0; i < 3; ++i) { rgb[i] = rgb[i] > 0.0f ? float(pow(double(rgb[i]), display_gamma)) : 0.0f; }
+    for (int i = 0; i < 3; ++i)
+    {
+        rgb[i] = rgb[i] > 0.0f ? float(std::pow(double(rgb[i]), display_gamma)) : 0.0f;
+    }
 }
 
 namespace zr

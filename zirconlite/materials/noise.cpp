@@ -16,10 +16,10 @@ uint32_t split(double c, double& fraction)
     if (std::fabs(c) < 9e15)
     {
         // One conversion serves both: whole numbers of this size are exact.
-        const int64_t toward_0 = static_cast<int64_t>(c);
-        const int64_t whole = toward_0 - (c < static_cast<double>(toward_0));
-        fraction = c - static_cast<double>(whole);
-        return static_cast<uint32_t>(whole);
+        const int64_t toward_0 = int64_t(c);
+        const int64_t whole = toward_0 - (c < double(toward_0));
+        fraction = c - double(whole);
+        return uint32_t(whole);
     }
     fraction = 0.0;
     return lattice_coordinate(c);
@@ -71,8 +71,7 @@ int32_t zr_noise(const vector3* point, double* out, int32_t components)
 int32_t zr_integer_noise(const int32_t cell[3], double out[3])
 {
     const float(*table)[3] = the_module.jitter_vectors;
-    const uint32_t entry = lattice_hash(
-        static_cast<uint32_t>(cell[0]), static_cast<uint32_t>(cell[1]), static_cast<uint32_t>(cell[2]));
+    const uint32_t entry = lattice_hash(uint32_t(cell[0]), uint32_t(cell[1]), uint32_t(cell[2]));
     for (int n = 0; n < 3; ++n) { out[n] = table ? table[entry][n] : 0.0; }
     return 1;
 }

@@ -13,10 +13,10 @@ inline uint32_t lattice_coordinate(double c)
 {
     if (std::fabs(c) < 9e18)
     {
-        const auto whole = static_cast<int64_t>(c);
-        return static_cast<uint32_t>(whole - (c < static_cast<double>(whole)));
+        const auto whole = int64_t(c);
+        return uint32_t(whole - (c < double(whole)));
     }
-    return std::isfinite(c) ? static_cast<uint32_t>(static_cast<int64_t>(std::fmod(c, 4294967296.0))) : 0;
+    return std::isfinite(c) ? uint32_t(int64_t(std::fmod(c, 4294967296.0))) : 0;
 }
 
 /// The part of `c` above the whole number below it, in 0 to 1; 0 for what is no finite number.

@@ -160,7 +160,7 @@ void evaluate_simple(const simple_material& m, const ray* r, vector3& normal, co
     if (m.images) { apply_images(m, r, normal, context, points, out); }
 }
 
-float mix(double w, float a, float b) { return static_cast<float>(w * a + (1.0 - w) * b); }
+float mix(double w, float a, float b) { return float(w * a + (1.0 - w) * b); }
 
 void mix(double w, const float a[3], const float b[3], float out[3])
 {

@@ -47,9 +47,8 @@ ZR_AVX2 inline lanes::lane_edges edges_of(const y_face* const f[4])
 {
     static_assert(offsetof(y_face, edge_b_second) == offsetof(y_face, edge_a_first) + 3 * sizeof(float));
     lanes::lane_edges e;
-    const __m128i axes =
-        _mm_set_epi32(static_cast<int>(f[3]->head.kind_word), static_cast<int>(f[2]->head.kind_word),
-            static_cast<int>(f[1]->head.kind_word), static_cast<int>(f[0]->head.kind_word));
+    const __m128i axes = _mm_set_epi32(int(f[3]->head.kind_word), int(f[2]->head.kind_word),
+        int(f[1]->head.kind_word), int(f[0]->head.kind_word));
     e.first_is_y = mask_of(_mm_cmpeq_epi32(_mm_srli_epi32(axes, 28), _mm_set1_epi32(1)));
     e.second_is_z = mask_of(
         _mm_cmpeq_epi32(_mm_and_si128(_mm_srli_epi32(axes, 24), _mm_set1_epi32(0xf)), _mm_set1_epi32(2)));

@@ -46,7 +46,7 @@ bool add_luminous_property(mesh_build& build, scene_object* head)
     const double radiance = luminous_radiance(d.brightness);
     for (int i = 0; i < 3; ++i)
     {
-        node->radiance[i] = static_cast<float>(d.luminous_color[i] * radiance);
+        node->radiance[i] = float(d.luminous_color[i] * radiance);
         node->color[i] = d.luminous_color[i] * d.brightness;
     }
     head->vft->add_property(head, node);

@@ -20,9 +20,9 @@ vector3 widened(const float v[3]) { return { v[0], v[1], v[2] }; }
 
 void store(float out[3], const vector3& v)
 {
-    out[0] = static_cast<float>(v.x);
-    out[1] = static_cast<float>(v.y);
-    out[2] = static_cast<float>(v.z);
+    out[0] = float(v.x);
+    out[1] = float(v.y);
+    out[2] = float(v.z);
 }
 
 /// Lets the entry's vertex take the face's normal. False when it lies too far from the mean so far.
@@ -112,15 +112,14 @@ void edge_function(const vector3& from, const vector3& to, const vector3& apex, 
         sign = -1.0;
     }
     else if (h > 0.0) { sign = -1.0; }
-    out[0] = static_cast<float>(sign * direction[0] / std::fabs(h));
-    out[1] = static_cast<float>(sign * direction[1] / std::fabs(h));
+    out[0] = float(sign * direction[0] / std::fabs(h));
+    out[1] = float(sign * direction[1] / std::fabs(h));
 }
 
 void finish_ray_test(y_face& face, const vector3 p[3])
 {
     face.head.kind_word = axes_word(face);
-    const int a = static_cast<int>(face.head.kind_word >> 28),
-              b = static_cast<int>(face.head.kind_word >> 24 & 0xf);
+    const int a = int(face.head.kind_word >> 28), b = int(face.head.kind_word >> 24 & 0xf);
     float edge[2];
     edge_function(p[0], p[1], p[2], a, b, edge);
     face.edge_a_first = edge[0];
@@ -128,7 +127,7 @@ void finish_ray_test(y_face& face, const vector3 p[3])
     edge_function(p[0], p[2], p[1], a, b, edge);
     face.edge_b_first = edge[0];
     face.edge_b_second = edge[1];
-    face.plane_d = static_cast<float>(-dot(widened(face.normal), p[0]));
+    face.plane_d = float(-dot(widened(face.normal), p[0]));
 }
 
 y_face* add_face(mesh_build& build, vertex_entry* table, const int32_t indices[3], const scene_object& head,
@@ -149,7 +148,7 @@ y_face* add_face(mesh_build& build, vertex_entry* table, const int32_t indices[3
     const vector3 n = cross(p[1] - p[0], p[2] - p[0]);
     const double doubled_area = length(n);
     store(face->normal, normalized(normalized(n)));
-    face->area = static_cast<float>(doubled_area * 0.5);
+    face->area = float(doubled_area * 0.5);
     if (build.total_area) { *build.total_area += doubled_area * 0.5; }
 
     for (int i = 0; i < 3; ++i)
@@ -186,7 +185,7 @@ vertex_entry* new_vertex_table(mesh_build& build)
 property_node* add_face_table(mesh_build& build, scene_object* head)
 {
     auto* node = static_cast<property_node*>(zr_new_initialized_object(build.objects, sizeof(property_node)));
-    const size_t bytes = sizeof(scene_object*) * static_cast<size_t>(build.face_count);
+    const size_t bytes = sizeof(scene_object*) * size_t(build.face_count);
     // A table larger than a chunk does not fit the arena.
     auto* faces = bytes <= build.objects->chunk_size
                       ? static_cast<scene_object**>(zr_new_initialized_object(build.objects, bytes))
@@ -271,7 +270,7 @@ bool add_polygons(mesh_work& work)
     for (int32_t i = 0; i < g.polygon_count; ++i)
     {
         if (!add_polygon(work, i, corners)) { return false; }
-        corners += static_cast<size_t>(g.polygons[i].vertex_count);
+        corners += size_t(g.polygons[i].vertex_count);
     }
     return true;
 }

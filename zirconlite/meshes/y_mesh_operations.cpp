@@ -45,8 +45,7 @@ int32_t intersect_many(
 void get_triangle(const scene_object* object, triangle_coefficients* out)
 {
     const y_face& face = *as_face(object);
-    const auto a = static_cast<int32_t>(object->kind_word >> 28),
-               b = static_cast<int32_t>(object->kind_word >> 24 & 0xf);
+    const auto a = int32_t(object->kind_word >> 28), b = int32_t(object->kind_word >> 24 & 0xf);
     const float *v1 = face.vertex[1]->position, *v2 = face.vertex[2]->position;
     *out = { { face.normal[0], face.normal[1], face.normal[2] }, face.plane_d,
         { face.edge_a_first, face.edge_a_second }, { face.edge_b_first, face.edge_b_second },
@@ -101,7 +100,7 @@ void visit_triangles(scene_object* object, void*, void*, triangle_callback callb
         visit.color[i] = neutral.color[i] * neutral.diffuse;
         visit.transparent_color[i] = neutral.transparent_color[i];
     }
-    visit.opacity = static_cast<float>(luminance(neutral.transparent_color) * neutral.transparent);
+    visit.opacity = float(luminance(neutral.transparent_color) * neutral.transparent);
     visit.extra = extra;
     callback(&visit, object);
 }
@@ -135,8 +134,8 @@ int32_t get_vertex_uv(const scene_object* object, int32_t set, const double weig
         sum[0] += weights[i] * uv[0];
         sum[1] += weights[i] * uv[1];
     }
-    uv_out[0] = static_cast<float>(sum[0]);
-    uv_out[1] = static_cast<float>(sum[1]);
+    uv_out[0] = float(sum[0]);
+    uv_out[1] = float(sum[1]);
     return 1;
 }
 

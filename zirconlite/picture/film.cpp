@@ -104,10 +104,7 @@ double paling(double value)
     return t * t * (3.0 - 2.0 * t);
 }
 
-float encode(double linear)
-{
-    return static_cast<float>(std::pow(std::clamp(linear, 0.0, 1.0), 1.0 / display_gamma));
-}
+float encode(double linear) { return float(std::pow(std::clamp(linear, 0.0, 1.0), 1.0 / display_gamma)); }
 
 /// The light of surfaces as shown, linear. False for black.
 bool develop(const render_view& view, const float light[3], double linear[3])
@@ -156,7 +153,7 @@ void inverse_film(const render_view& view, float rgb[3])
 {
     for (int j = 0; j < 3; ++j)
     {
-        rgb[j] = static_cast<float>(std::min(rgb[j] / plain_exposure(view), double(max_radiance)));
+        rgb[j] = float(std::min(rgb[j] / plain_exposure(view), double(max_radiance)));
     }
 }
 
@@ -174,7 +171,7 @@ int32_t zr_set_film_exposure(render_view* view, int32_t is_fixed, double ev)
 {
     if (!view || !(ev >= -32.0 && ev <= 32.0)) { return 0; }
     view->film_fixed = is_fixed != 0;
-    view->film_ev = static_cast<float>(ev);
+    view->film_ev = float(ev);
     return 1;
 }
 
@@ -188,7 +185,7 @@ int32_t zr_set_film_white(render_view* view, int32_t is_automatic, const float w
         for (int j = 0; j < 3; ++j)
         {
             if (!(white[j] > 0.0f) || !(y < 1e30)) { return 0; }
-            rgb[j] = static_cast<float>(white[j] / y);
+            rgb[j] = float(white[j] / y);
         }
     }
     view->film_automatic_white = is_automatic != 0;

@@ -36,7 +36,7 @@ template <class T> inline T look_up(const T (&table)[2048], float channel, T top
 {
     if (channel >= 1.0f) { return top; }
     if (!(channel > 0.0f)) { return table[0]; }
-    return table[static_cast<int>(channel * 2047.0f)];
+    return table[int(channel * 2047.0f)];
 }
 
 } // namespace zr

@@ -4,7 +4,7 @@
 /// Each bin is capped, so that a large even wall does not take the whole display range for itself: the idea
 /// of G. Ward, "A visibility matching tone reproduction operator for high dynamic range scenes" (1997).
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/memory.h"
@@ -69,7 +69,7 @@ int32_t histogram_add_sample(render_view* view, float value)
     histogram& h = *view->histogram;
     if (h.count >= h.capacity) { return 0; }
     const float clamped = value > 0.0f ? std::min(value, brightest_sample) : 0.0f;
-    const float log_value = clamped > darkest_sample ? float(log10(double(clamped))) : 0.0f;
+    const float log_value = clamped > darkest_sample ? float(std::log10(double(clamped))) : 0.0f;
     h.log_min = std::min(h.log_min, log_value);
     h.log_max = std::max(h.log_max, log_value);
     h.lum_min = std::min(h.lum_min, clamped);
@@ -86,7 +86,7 @@ int32_t finish_histogram(render_view* view, double luminance)
     view->measured_highlight = highlight(h);
     const double world = luminance > darkest_sample ? luminance : double(darkest_sample);
     h.world_lum = float(luminance);
-    h.log_world = float(log10(world));
+    h.log_world = float(std::log10(world));
     h.curve_exponent = 1.0f;
     h.curve_top = 1.0f;
     // Dim scenes stay dim.
@@ -114,15 +114,20 @@ int32_t zr_modify_histogram(render_view* view)
     histogram& h = *view->histogram;
     for (histogram_bin& bin : h.bins)
     {
-        bin.curve = bin.plain_curve = float(pow(double(bin.cumulative), double(h.curve_exponent)));
+        bin.curve = bin.plain_curve = float(std::pow(double(bin.cumulative), double(h.curve_exponent)));
     }
 
-    const double brightness = isnan(view->brightness) ? 0.0 : std::clamp(double(view->brightness), -5.0, 5.0);
-    const double contrast = isnan(view->contrast) ? 0.5 : std::clamp(double(view->contrast), 0.001, 0.999);
+    const double brightness =
+        std::isnan(view->brightness) ? 0.0 : std::clamp(double(view->brightness), -5.0, 5.0);
+    const double contrast =
+        std::isnan(view->contrast) ? 0.5 : std::clamp(double(view->contrast), 0.001, 0.999);
     if (brightness != 0.0 || contrast != 0.5)
     {
         const double k = brightness >= 0.0 ? std::max(1.0 - brightness / 2.0, 0.0) : 1.0 - brightness;
-        for (histogram_bin& bin : h.bins) { bin.curve = float(pow(zr_gain(bin.curve, 1.0 - contrast), k)); }
+        for (histogram_bin& bin : h.bins)
+        {
+            bin.curve = float(std::pow(zr_gain(bin.curve, 1.0 - contrast), k));
+        }
     }
 
     // Below a luminance of 10 the curve is scaled down in step with the log, to 0 at a luminance of 0.001.
@@ -155,7 +160,7 @@ float highlight(histogram& h)
 {
     const int32_t place = h.count - 1 - h.count / 4;
     std::nth_element(h.samples, h.samples + place, h.samples + h.count);
-    return float(pow(10.0, double(h.samples[place])));
+    return float(std::pow(10.0, double(h.samples[place])));
 }
 
 void place_edges(histogram& h)
@@ -182,7 +187,7 @@ void count_samples(histogram& h)
 
 void cap_bins(histogram& h)
 {
-    const int32_t ceiling = std::max(int32_t(floor(double(h.count) * h.bin_width) * 0.2), 2);
+    const int32_t ceiling = std::max(int32_t(std::floor(double(h.count) * h.bin_width) * 0.2), 2);
     for (histogram_bin& bin : h.bins)
     {
         const int32_t excess = int32_t(bin.bin_count) - ceiling;

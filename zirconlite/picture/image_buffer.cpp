@@ -5,6 +5,7 @@
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
+#include "zirconlite/platform/threads.hpp"
 
 namespace
 {
@@ -80,7 +81,7 @@ const uint8_t* zr_image_buffer_pixel_ex(
     if (!buffer || !buffer->pixels) { return nullptr; }
     if (x < 0 || y < 0 || x >= buffer->width || y >= buffer->height) { return nullptr; }
     // A worker stores the signature after the pixels it vouches for.
-    const uint8_t signature = __atomic_load_n(zr_image_buffer_signature(buffer, y), __ATOMIC_ACQUIRE);
+    const uint8_t signature = zr::platform::load_word(zr_image_buffer_signature(buffer, y));
     int32_t step_bits = 0;
     switch (signature)
     {
@@ -106,7 +107,7 @@ int32_t zr_image_buffer_mean(const image_buffer* buffer, int32_t x, int32_t y, f
     if (!buffer || !buffer->sums || x < 0 || y < 0 || x >= buffer->width || y >= buffer->height) { return 0; }
     const pixel_sums& sums = buffer->sums[size_t(y) * size_t(buffer->width) + size_t(x)];
     if (sums.count == 0) { return 0; }
-    const float scale = 1.0f / static_cast<float>(sums.count);
+    const float scale = 1.0f / float(sums.count);
     for (int i = 0; i < 3; ++i) { rgb_out[i] = (sums.radiance[i] + sums.background[i]) * scale; }
     return 1;
 }

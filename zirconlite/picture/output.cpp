@@ -10,6 +10,7 @@
 #include "zirconlite/frame/document_state.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/imagefiles/picture_writer.hpp"
+#include "zirconlite/platform/threads.hpp"
 
 namespace
 {
@@ -45,7 +46,7 @@ int32_t zr_write_raytrace_image(bitmap_format* record)
         record->height = uint32_t(std::max(scene->crop[3] - scene->crop[1], 0));
     }
     const int32_t written = record->write_image(record);
-    if (written) { __atomic_fetch_or(&scene->render_state, uint32_t(RENDER_STATE_SAVED), __ATOMIC_RELEASE); }
+    if (written) { zr::platform::set_bits(&scene->render_state, uint32_t(RENDER_STATE_SAVED)); }
     zr_term_pixel_cache(record->pixel_cache);
     record->pixel_cache = nullptr;
     return written;
@@ -61,8 +62,7 @@ int32_t read_rt_pixel(const render_view* view, const int32_t position[2], uint8_
     if (position[0] < 0) { return -1; }
     if (position[0] >= width) { return -2; }
 
-    const uint8_t signature =
-        __atomic_load_n(zr_image_buffer_signature(image, position[1]), __ATOMIC_ACQUIRE);
+    const uint8_t signature = zr::platform::load_word(zr_image_buffer_signature(image, position[1]));
     if (signature == ROW_EMPTY || signature == ROW_PREPROCESS)
     {
         memset(bytes, 0, want_alpha ? 4 : 3);

@@ -2,7 +2,7 @@
 /// The packed forms of one pixel: five bytes of radiance, or four of display values.
 #include <algorithm>
 #include <bit>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/picture/image_buffer.h"
@@ -148,7 +148,7 @@ constexpr int even_half = 8, dark_half = 12; // the steps that stand for one hal
 double fraction_of_step(uint8_t mantissa, int step)
 {
     if (mantissa != 0) { return step / 16.0; }
-    return step == dark_half ? 0.5 : pow(step / 16.0, zr::display_gamma);
+    return step == dark_half ? 0.5 : std::pow(step / 16.0, zr::display_gamma);
 }
 
 /// The two channels that are not the strongest, in order.
@@ -173,7 +173,7 @@ uint8_t background_fractions(const float rgb[3], const uint8_t* pixel)
     {
         const uint8_t mantissa = pixel[i + 1];
         const double fraction = clamped_channel(rgb[i]) / unit - mantissa;
-        const double position = mantissa != 0 ? fraction : pow(fraction, 1.0 / zr::display_gamma);
+        const double position = mantissa != 0 ? fraction : std::pow(fraction, 1.0 / zr::display_gamma);
         const int step = std::min(int(position * 16.0 + 0.5), 15);
         nibbles = nibbles << 4 | ((step - (mantissa != 0 ? even_half : dark_half)) & 15);
     }

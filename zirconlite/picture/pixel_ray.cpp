@@ -83,8 +83,8 @@ bool probe_ray(const render_view& view, const double p[2], ray& r)
 {
     r.origin = view.position;
     vector3 d;
-    if (!zr_hdri_pixels_to_vector(static_cast<float>(p[0]), static_cast<float>(view.width),
-            static_cast<float>(p[1]), static_cast<float>(view.height), &d, nullptr, nullptr))
+    if (!zr_hdri_pixels_to_vector(
+            float(p[0]), float(view.width), float(p[1]), float(view.height), &d, nullptr, nullptr))
     {
         return false;
     }
@@ -195,12 +195,12 @@ int32_t zr_hdri_pixels_to_vector(
     d = rotated(d, { 0, 1, 0 }, std::atan2(v, u));
     d.x = -d.x;
     *direction = d;
-    if (altitude) { *altitude = static_cast<float>(std::asin(std::fmin(std::fmax(d.z, -1.0), 1.0))); }
+    if (altitude) { *altitude = float(std::asin(std::fmin(std::fmax(d.z, -1.0), 1.0))); }
     if (azimuth)
     {
         double a = std::atan2(d.y, d.x) + half_pi;
         if (a > pi) { a -= two_pi; }
-        *azimuth = static_cast<float>(a);
+        *azimuth = float(a);
     }
     return 1;
 }
@@ -216,8 +216,8 @@ int32_t zr_hdri_vector_to_pixels(const vector3* direction, float width, float he
         return 1;
     }
     const double k = std::acos(std::fmin(std::fmax(d.y, -1.0), 1.0)) * inverse_pi / std::sqrt(s);
-    *x = static_cast<float>((k * d.x + 1.0) * 0.5 * width);
-    *y = static_cast<float>((k * d.z + 1.0) * 0.5 * height);
+    *x = float((k * d.x + 1.0) * 0.5 * width);
+    *y = float((k * d.z + 1.0) * 0.5 * height);
     return 1;
 }
 
@@ -229,7 +229,7 @@ int32_t zr_equirectangular_vector_to_pixels(
     double longitude = std::atan2(d.y, d.x) + half_pi;
     if (longitude < 0.0) { longitude += two_pi; }
     // Seen from inside, x grows to the right: from the south over west and north, in the middle, to the east.
-    *x = static_cast<float>((1.0 - longitude / two_pi) * width);
-    *y = static_cast<float>((latitude + half_pi) / pi * height);
+    *x = float((1.0 - longitude / two_pi) * width);
+    *y = float((latitude + half_pi) / pi * height);
     return 1;
 }

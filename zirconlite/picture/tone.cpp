@@ -3,7 +3,7 @@
 #include "zirconlite/picture/tone.h"
 
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/render_view.h"
 #include "zirconlite/picture/film.hpp"
@@ -38,13 +38,13 @@ int32_t get_tone_operator(
     double luminance, double* scale, double* exponent, double exponent_factor, double scale_factor)
 {
     *scale = *exponent = 1.0;
-    if (!(luminance > 0.0) || !isfinite(luminance)) { return 0; }
+    if (!(luminance > 0.0) || !std::isfinite(luminance)) { return 0; }
     constexpr double curve_share = 0.2801748290933543;
-    const double lg = log10(luminance);
+    const double lg = std::log10(luminance);
     *exponent = (0.4 * lg + 2.92) * curve_share * 0.85 * exponent_factor;
-    double m = pow(10.0, ((-0.4 * lg * lg - 2.584 * lg + 2.0208) + 2.2235) * curve_share);
+    double m = std::pow(10.0, ((-0.4 * lg * lg - 2.584 * lg + 2.0208) + 2.2235) * curve_share);
     m *= 0.011627906976744186 * 1.25;
-    if (lg < 1.0) { m *= pow(0.9, 1.0 - lg); }
+    if (lg < 1.0) { m *= std::pow(0.9, 1.0 - lg); }
     *scale = scale_factor * m;
     return 1;
 }
@@ -154,7 +154,7 @@ void follow_method(const render_view& view, float background[3])
     if (made_by == TONE_FILM) { zr::film_tone(view, background, true); }
     else if (curve) { histogram_tone(*curve, background, true); }
     else { power_tone(view, exponent, scale, background, true); }
-    for (int j = 0; j < 3; ++j) { background[j] = float(pow(double(background[j]), zr::display_gamma)); }
+    for (int j = 0; j < 3; ++j) { background[j] = float(std::pow(double(background[j]), zr::display_gamma)); }
     inverse_tone(&view, exponent, scale, background);
 }
 
@@ -167,18 +167,18 @@ int32_t power_tone(const render_view& view, double exponent, double scale, float
         set_black(rgb);
         return 0;
     }
-    const double power = pow(double(m), exponent) * scale;
+    const double power = std::pow(double(m), exponent) * scale;
     const double y = power < 1.0 ? power : 1.0;
     for (int j = 0; j < 3; ++j)
     {
         const double c = std::clamp(double(rgb[j]) / m * y, 0.0, 1.0);
-        rgb[j] = float(pow(c, zr::tone_gamma_exponent));
+        rgb[j] = float(std::pow(c, zr::tone_gamma_exponent));
     }
     if (plain) { return 1; }
     const float k = view.contrast + 0.1f;
     const double d = rgb[i];
-    if (k == 0.5f || !(d > 0.0) || !isfinite(k)) { return 1; }
-    const double steeper = pow(d, double(k) - 0.5 + 1.0);
+    if (k == 0.5f || !(d > 0.0) || !std::isfinite(k)) { return 1; }
+    const double steeper = std::pow(d, double(k) - 0.5 + 1.0);
     for (int j = 0; j < 3; ++j) { rgb[j] = float(rgb[j] / d * steeper); }
     return 1;
 }
@@ -187,7 +187,7 @@ int32_t power_tone(const render_view& view, double exponent, double scale, float
 void inverse_power_tone(double exponent, double scale, float rgb[3])
 {
     const float m = rgb[dominant_channel(rgb)];
-    const double radiance = pow(double(m) / scale, 1.0 / exponent);
+    const double radiance = std::pow(double(m) / scale, 1.0 / exponent);
     const double clamped = radiance < max_radiance ? radiance : double(max_radiance);
     for (int j = 0; j < 3; ++j) { rgb[j] = float(double(rgb[j]) / m * clamped); }
 }
@@ -201,7 +201,7 @@ int32_t histogram_tone(const histogram& curve, float rgb[3], bool plain)
         set_black(rgb);
         return 0;
     }
-    const float y = float(display_value(curve, log10(double(dominant)), plain));
+    const float y = float(display_value(curve, std::log10(double(dominant)), plain));
     float shown[3], encoded[3];
     for (int j = 0; j < 3; ++j)
     {
@@ -224,7 +224,7 @@ void inverse_histogram_tone(const histogram& curve, float rgb[3])
 {
     const int i = dominant_channel(rgb);
     float display[3];
-    for (int j = 0; j < 3; ++j) { display[j] = float(pow(double(rgb[j]), 1.0 / zr::display_gamma)); }
+    for (int j = 0; j < 3; ++j) { display[j] = float(std::pow(double(rgb[j]), 1.0 / zr::display_gamma)); }
     const float y = display[i];
     const float luminance = luminance_of(curve, y);
     const float encoded_y = encode_smoothly(y);
@@ -244,7 +244,7 @@ double display_value(const histogram& curve, double luminance, bool plain)
     const double position =
         std::clamp((luminance - curve.log_min) * curve.inverse_bin_width, 0.0, last_position);
     const int bin = int(position);
-    const double within = position - floor(position);
+    const double within = position - std::floor(position);
     const auto value_at = [&](int b) -> double
     {
         if (b >= HISTOGRAM_BINS) { return 1.0; }
@@ -265,7 +265,7 @@ float luminance_of(const histogram& curve, double value)
     const double high = bin + 1 < HISTOGRAM_BINS ? first[bin + 1].plain_curve : 1.0;
     const double within = high > low ? std::clamp((value - low) / (high - low), 0.0, 1.0) : 0.0;
     const double position = std::min(bin + within, last_position);
-    return float(pow(10.0, curve.log_min + position / curve.inverse_bin_width));
+    return float(std::pow(10.0, curve.log_min + position / curve.inverse_bin_width));
 }
 
 /// The display gamma of a channel from 0 to 1, by straight lines between the entries of its table.

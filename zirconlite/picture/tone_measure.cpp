@@ -1,7 +1,7 @@
 /// @file
 /// Measures a picture's log-average luminance and sets the tone values of its view from it.
 #include <algorithm>
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/status.hpp"
@@ -27,7 +27,7 @@ void store_white(const luminance_sum& sum, float white[3]);
 void set_neutral_tone(render_view& view);
 double clamped_brightness(const render_view& view)
 {
-    return isnan(view.brightness) ? 0.0 : std::clamp(double(view.brightness), -5.0, 5.0);
+    return std::isnan(view.brightness) ? 0.0 : std::clamp(double(view.brightness), -5.0, 5.0);
 }
 
 } // namespace
@@ -55,8 +55,8 @@ int32_t measure_image(
     const luminance_sum sum = sample_image(*view, *image, size[0], size[1], clear != 0);
     store_white(sum, view->measured_white);
     const double log_average = sum.count > 0 ? sum.log_sum / sum.count : 0.0;
-    view->measured_luminance = sum.count > 0 ? pow(10.0, log_average) : 0.0;
-    view->world_luminance = sum.count > 0 ? pow(10.0, log_average - clamped_brightness(*view)) : 0.0;
+    view->measured_luminance = sum.count > 0 ? std::pow(10.0, log_average) : 0.0;
+    view->world_luminance = sum.count > 0 ? std::pow(10.0, log_average - clamped_brightness(*view)) : 0.0;
     // A picture without light still gets its curve: a background has to come through it.
     finish_histogram(view, sum.count > 0 ? view->measured_luminance : double(dark_sample));
     if (!has_histogram && view->tone_method == TONE_HISTOGRAM) { set_neutral_tone(*view); }
@@ -100,9 +100,10 @@ int32_t apply_exposure(document* document, render_view* view)
 {
     if (!document || !view || !(document->render_state & RENDER_STATE_PREPROCESSED)) { return 0; }
     zr_modify_histogram(view);
-    view->world_luminance = view->measured_luminance > 0.0
-                                ? pow(10.0, log10(view->measured_luminance) - clamped_brightness(*view))
-                                : 0.0;
+    view->world_luminance =
+        view->measured_luminance > 0.0
+            ? std::pow(10.0, std::log10(view->measured_luminance) - clamped_brightness(*view))
+            : 0.0;
     return zr_set_raytrace_tone_operator(view);
 }
 
@@ -112,7 +113,7 @@ namespace
 void add_color(luminance_sum& sum, const float rgb[3])
 {
     if (!(rgb[0] > 0.0f && rgb[1] > 0.0f && rgb[2] > 0.0f)) { return; }
-    for (int i = 0; i < 3; ++i) { sum.channels[i] += log10(double(rgb[i])); }
+    for (int i = 0; i < 3; ++i) { sum.channels[i] += std::log10(double(rgb[i])); }
     ++sum.colored;
 }
 
@@ -121,7 +122,7 @@ void store_white(const luminance_sum& sum, float white[3])
     std::fill_n(white, 3, 0.0f);
     if (sum.colored == 0) { return; }
     double rgb[3];
-    for (int i = 0; i < 3; ++i) { rgb[i] = pow(10.0, sum.channels[i] / sum.colored); }
+    for (int i = 0; i < 3; ++i) { rgb[i] = std::pow(10.0, sum.channels[i] / sum.colored); }
     const double y = zr::luminance(rgb);
     for (int i = 0; i < 3 && y > 0.0; ++i) { white[i] = float(rgb[i] / y); }
 }
@@ -140,7 +141,7 @@ luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width
             const double l = zr::luminance(found.surface);
             if (l > 0.0)
             {
-                sum.log_sum += log10(l);
+                sum.log_sum += std::log10(l);
                 ++sum.count;
                 add_color(sum, found.surface);
                 histogram_add_sample(&view, *std::max_element(found.surface, found.surface + 3));

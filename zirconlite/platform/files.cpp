@@ -71,7 +71,7 @@ size_t read_file(file* f, void* bytes, size_t size)
         const ssize_t n = read(f->descriptor, static_cast<char*>(bytes) + done, size - done);
         if (n < 0 && errno == EINTR) { continue; }
         if (n <= 0) { break; }
-        done += static_cast<size_t>(n);
+        done += size_t(n);
     }
     return done;
 }
@@ -90,21 +90,21 @@ bool seek_file(file* f, uint64_t position)
 uint64_t file_position(file* f)
 {
     const off_t position = lseek(f->descriptor, 0, SEEK_CUR);
-    return position < 0 ? 0 : static_cast<uint64_t>(position);
+    return position < 0 ? 0 : uint64_t(position);
 }
 
 uint64_t file_size(file* f)
 {
     struct stat s;
-    return fstat(f->descriptor, &s) == 0 && s.st_size > 0 ? static_cast<uint64_t>(s.st_size) : 0;
+    return fstat(f->descriptor, &s) == 0 && s.st_size > 0 ? uint64_t(s.st_size) : 0;
 }
 
 bool file_identity(file* f, uint64_t identity[2])
 {
     struct stat s;
     if (fstat(f->descriptor, &s) != 0) { return false; }
-    identity[0] = static_cast<uint64_t>(s.st_dev);
-    identity[1] = static_cast<uint64_t>(s.st_ino);
+    identity[0] = uint64_t(s.st_dev);
+    identity[1] = uint64_t(s.st_ino);
     return true;
 }
 
@@ -335,7 +335,7 @@ bool write_all(int descriptor, const void* bytes, size_t size)
         if (n < 0 && errno == EINTR) { continue; }
         if (n <= 0) { return false; }
         at += n;
-        size -= static_cast<size_t>(n);
+        size -= size_t(n);
     }
     return true;
 }

@@ -40,7 +40,7 @@ find* find_first(const char16_t* pattern, find_entry* entry)
         if (*p == u'/' || *p == u'\\') { last_part = p + 1; }
     }
     char16_t folder_text[PATH_MAX];
-    const size_t folder_length = static_cast<size_t>(last_part - pattern);
+    const size_t folder_length = size_t(last_part - pattern);
     if (folder_length + 1 >= PATH_MAX) { return nullptr; }
     memcpy(folder_text, pattern, folder_length * sizeof(char16_t));
     folder_text[folder_length] = 0;
@@ -127,8 +127,8 @@ bool fill_entry(const char* path, const char* name, find_entry* entry)
     if (access(path, W_OK) != 0) { attributes |= attribute_read_only; }
     if (name[0] == '.') { attributes |= attribute_hidden; }
     entry->attributes = attributes ? attributes : uint32_t(attribute_normal);
-    entry->size = S_ISREG(s.st_mode) && s.st_size > 0 ? static_cast<uint64_t>(s.st_size) : 0;
-    entry->write_time = from_unix_time(s.st_mtim.tv_sec, static_cast<uint32_t>(s.st_mtim.tv_nsec));
+    entry->size = S_ISREG(s.st_mode) && s.st_size > 0 ? uint64_t(s.st_size) : 0;
+    entry->write_time = from_unix_time(s.st_mtim.tv_sec, uint32_t(s.st_mtim.tv_nsec));
     return true;
 }
 

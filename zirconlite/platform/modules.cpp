@@ -77,7 +77,7 @@ void* open_library(const char16_t* path)
     if (!given.valid) { return nullptr; }
     if (void* library = dlopen(given.bytes, RTLD_NOW | RTLD_LOCAL)) { return library; }
     const char* slash = strrchr(given.bytes, '/');
-    const int folder = slash ? static_cast<int>(slash - given.bytes + 1) : 0;
+    const int folder = slash ? int(slash - given.bytes + 1) : 0;
     const char* forms[] = { "%.*s%s.so", "%.*slib%s.so" };
     for (const char* form : forms)
     {

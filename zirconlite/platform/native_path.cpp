@@ -75,14 +75,14 @@ void correct_case(char* path)
         while (*end && *end != '/') { ++end; }
         const char separator = *end;
         *end = 0;
-        const size_t length = static_cast<size_t>(end - part);
+        const size_t length = size_t(end - part);
         bool found = exists(path);
         if (!found && length <= NAME_MAX)
         {
             char folder[PATH_MAX] = ".";
             if (part != path)
             {
-                memcpy(folder, path, static_cast<size_t>(part - path));
+                memcpy(folder, path, size_t(part - path));
                 folder[part - path] = 0;
             }
             found = correct_part(folder, part, length);

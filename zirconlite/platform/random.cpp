@@ -15,7 +15,7 @@ void srand15(uint32_t seed) { state = seed; }
 int rand15()
 {
     state = state * 214013u + 2531011u;
-    return static_cast<int>((state >> 16) & 0x7FFF);
+    return int((state >> 16) & 0x7FFF);
 }
 
 } // namespace zr::platform

@@ -217,7 +217,7 @@ char* find_value(const char* content, const char16_t* key, const char16_t* name)
         if (is_key_line(line, end)) { in_key = same_escaped(line + 1, size_t(end - line - 2), key); }
         const char* equals = end_of_name(line, end);
         if (!in_key || equals == end || !same_escaped(line, size_t(equals - line), name)) { continue; }
-        const size_t size = static_cast<size_t>(end - equals - 1);
+        const size_t size = size_t(end - equals - 1);
         auto* value = static_cast<char*>(malloc(size + 1));
         if (!value) { return nullptr; }
         memcpy(value, equals + 1, size);

@@ -75,10 +75,10 @@ bool to_utf16(const char* text, size_t bytes, char16_t* out, size_t capacity)
         }
         if (n == 2)
         {
-            out[used++] = static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
-            out[used++] = static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+            out[used++] = char16_t(0xD800 + ((c - 0x10000) >> 10));
+            out[used++] = char16_t(0xDC00 + ((c - 0x10000) & 0x3FF));
         }
-        else { out[used++] = static_cast<char16_t>(c); }
+        else { out[used++] = char16_t(c); }
     }
     out[used] = 0;
     return true;
@@ -120,8 +120,8 @@ bool same_text(const char16_t* a, const char16_t* b)
 
 char16_t fold_case(char16_t c)
 {
-    if (c < 0x80) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; }
-    if (c >= 0xC0 && c <= 0xDE) { return c == 0xD7 ? c : static_cast<char16_t>(c + 32); }
+    if (c < 0x80) { return c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c; }
+    if (c >= 0xC0 && c <= 0xDE) { return c == 0xD7 ? c : char16_t(c + 32); }
     if (c >= 0x100 && c <= 0x17F)
     {
         if (c == 0x130 || c == 0x131 || c == 0x138 || c == 0x149 || c == 0x17F) { return c; }
@@ -129,15 +129,15 @@ char16_t fold_case(char16_t c)
         // Pairs have the capital on even numbers, but on odd ones in these two stretches.
         const bool odd_capitals = (c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E);
         const bool capital = odd_capitals ? (c & 1) != 0 : (c & 1) == 0;
-        return capital ? static_cast<char16_t>(c + 1) : c;
+        return capital ? char16_t(c + 1) : c;
     }
     if (c == 0x386) { return 0x3AC; }
-    if (c >= 0x388 && c <= 0x38A) { return static_cast<char16_t>(c + 37); }
+    if (c >= 0x388 && c <= 0x38A) { return char16_t(c + 37); }
     if (c == 0x38C) { return 0x3CC; }
-    if (c == 0x38E || c == 0x38F) { return static_cast<char16_t>(c + 63); }
-    if (c >= 0x391 && c <= 0x3AB && c != 0x3A2) { return static_cast<char16_t>(c + 32); }
-    if (c >= 0x400 && c <= 0x40F) { return static_cast<char16_t>(c + 80); }
-    if (c >= 0x410 && c <= 0x42F) { return static_cast<char16_t>(c + 32); }
+    if (c == 0x38E || c == 0x38F) { return char16_t(c + 63); }
+    if (c >= 0x391 && c <= 0x3AB && c != 0x3A2) { return char16_t(c + 32); }
+    if (c >= 0x400 && c <= 0x40F) { return char16_t(c + 80); }
+    if (c >= 0x410 && c <= 0x42F) { return char16_t(c + 32); }
     return c;
 }
 
@@ -215,26 +215,26 @@ size_t put_utf8(uint32_t c, char* out)
 {
     if (c < 0x80)
     {
-        out[0] = static_cast<char>(c);
+        out[0] = char(c);
         return 1;
     }
     if (c < 0x800)
     {
-        out[0] = static_cast<char>(0xC0 | (c >> 6));
-        out[1] = static_cast<char>(0x80 | (c & 0x3F));
+        out[0] = char(0xC0 | (c >> 6));
+        out[1] = char(0x80 | (c & 0x3F));
         return 2;
     }
     if (c < 0x10000)
     {
-        out[0] = static_cast<char>(0xE0 | (c >> 12));
-        out[1] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out[2] = static_cast<char>(0x80 | (c & 0x3F));
+        out[0] = char(0xE0 | (c >> 12));
+        out[1] = char(0x80 | ((c >> 6) & 0x3F));
+        out[2] = char(0x80 | (c & 0x3F));
         return 3;
     }
-    out[0] = static_cast<char>(0xF0 | (c >> 18));
-    out[1] = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out[2] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out[3] = static_cast<char>(0x80 | (c & 0x3F));
+    out[0] = char(0xF0 | (c >> 18));
+    out[1] = char(0x80 | ((c >> 12) & 0x3F));
+    out[2] = char(0x80 | ((c >> 6) & 0x3F));
+    out[3] = char(0x80 | (c & 0x3F));
     return 4;
 }
 

@@ -57,7 +57,7 @@ zr_handle start_thread(thread_function function, void* argument, size_t stack_by
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     if (stack_bytes != 0)
     {
-        const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+        const size_t page = size_t(sysconf(_SC_PAGESIZE));
         size_t bytes = stack_bytes < size_t(PTHREAD_STACK_MIN) ? size_t(PTHREAD_STACK_MIN) : stack_bytes;
         bytes = (bytes + page - 1) / page * page;
         pthread_attr_setstacksize(&attributes, bytes);
@@ -113,7 +113,7 @@ void set_thread_priority(zr_handle handle, priority p)
     if (!t) { return; }
     constexpr int nice_increases[] = { 0, 5, 15 };
     pthread_mutex_lock(&t->mutex);
-    t->nice_increase = nice_increases[static_cast<int>(p)];
+    t->nice_increase = nice_increases[int(p)];
     if (t->kernel_id != 0 && !t->ended) { apply_priority(t); }
     pthread_mutex_unlock(&t->mutex);
 }
@@ -214,7 +214,7 @@ int processor_count()
     if (sched_getaffinity(0, sizeof(set), &set) == 0 && CPU_COUNT(&set) > 0) { return CPU_COUNT(&set); }
     // More processors than the fixed set holds, or a sandbox that hides the affinity.
     const long online = sysconf(_SC_NPROCESSORS_ONLN);
-    return online > 0 ? static_cast<int>(online) : 1;
+    return online > 0 ? int(online) : 1;
 }
 
 void override_processor_count(int count)

@@ -5,6 +5,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <type_traits>
 
 #include "zirconlite/types.h"
 
@@ -79,10 +80,33 @@ int processor_count();
 /// Makes processor_count() answer `count`; 0 asks the system again. For tests.
 void override_processor_count(int count);
 
-/// Words that one thread writes and another polls.
-inline int32_t load_word(const int32_t* word) { return __atomic_load_n(word, __ATOMIC_ACQUIRE); }
-inline void store_word(int32_t* word, int32_t value) { __atomic_store_n(word, value, __ATOMIC_RELEASE); }
-inline uint32_t load_word(const uint32_t* word) { return __atomic_load_n(word, __ATOMIC_ACQUIRE); }
-inline void store_word(uint32_t* word, uint32_t value) { __atomic_store_n(word, value, __ATOMIC_RELEASE); }
+/// @{
+/// Words that several threads read or write without a lock: what was written before a store is seen after the
+/// load that finds it.
+template <class T> T load_word(const T* word)
+{
+    T value;
+    __atomic_load(word, &value, __ATOMIC_ACQUIRE);
+    return value;
+}
+template <class T> void store_word(T* word, std::type_identity_t<T> value)
+{
+    __atomic_store(word, &value, __ATOMIC_RELEASE);
+}
+template <class T> void set_bits(T* word, std::type_identity_t<T> bits)
+{
+    __atomic_fetch_or(word, bits, __ATOMIC_RELEASE);
+}
+/// Stores `value` where the word is `expected`, which otherwise becomes what it is. Whether it was stored.
+template <class T> bool replace_word(T* word, T& expected, std::type_identity_t<T> value)
+{
+    return __atomic_compare_exchange(word, &expected, &value, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE);
+}
+/// Counts on; the value before. Orders nothing else.
+template <class T> T add_to_word(T* word, std::type_identity_t<T> n)
+{
+    return __atomic_fetch_add(word, n, __ATOMIC_RELAXED);
+}
+/// @}
 
 } // namespace zr::platform

@@ -132,7 +132,7 @@ bool next_command(zr_handle handle, int64_t milliseconds, uint32_t* command)
             }
         }
         // Another waiter may have taken what the signal announced: wait for the rest of the time only.
-        const int64_t passed = static_cast<int64_t>(tick_ms() - start);
+        const int64_t passed = int64_t(tick_ms() - start);
         if (milliseconds >= 0 && passed >= milliseconds) { return false; }
         wait_event(w->arrived, milliseconds < 0 ? -1 : milliseconds - passed);
     }

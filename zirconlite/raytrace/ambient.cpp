@@ -91,7 +91,7 @@ void desaturate(float c[3], double p)
         paled[i] = c[i] < geometry_zero ? 0.0 : std::pow(c[i] / largest, p) * largest;
     }
     const double scale = y / luminance(paled);
-    for (int i = 0; i < 3; ++i) { c[i] = static_cast<float>(paled[i] * scale); }
+    for (int i = 0; i < 3; ++i) { c[i] = float(paled[i] * scale); }
 }
 
 double sky_factor(const document& document)
@@ -119,7 +119,7 @@ void prepare_ambient(const document& document)
         const double e = document.scene_area > geometry_zero ? flux.c[i] / document.scene_area : 0.0;
         const double rho = reflectance.c[i];
         // The fast model adds the first light to the reflected one, the exact model has it from the lights.
-        job.ambient_color[i] = static_cast<float>(e / (1.0 - rho) * (exact ? rho : sky));
+        job.ambient_color[i] = float(e / (1.0 - rho) * (exact ? rho : sky));
     }
     if (!exact) { desaturate(job.ambient_color, fast_shortcuts.desaturation); }
 }

@@ -53,10 +53,7 @@ void add_highlight(
     const double m = std::fmin(dot(sample.direction, *p.mirror), 1.0);
     if (!(m > 0.0)) { return; }
     const double h = std::pow(m, double(p.s.highlight)) * p.s.highlight_strength * f;
-    for (int i = 0; i < 3; ++i)
-    {
-        potential[i] += static_cast<float>(p.s.highlight_color[i] * h * sample.color[i]);
-    }
+    for (int i = 0; i < 3; ++i) { potential[i] += float(p.s.highlight_color[i] * h * sample.color[i]); }
 }
 
 /// What one sample of a light gives where nothing blocks it. `towards` is the direction that the cosine is
@@ -74,7 +71,7 @@ void measure_sample(const lit_point& p, const light& source, const vector3& towa
         sample.flags |= SAMPLE_BACK_SIDE;
         w = p.s.translucent * f * -cosine * inverse_pi;
     }
-    for (int i = 0; i < 3; ++i) { potential[i] = static_cast<float>(w * sample.color[i] * p.s.color[i]); }
+    for (int i = 0; i < 3; ++i) { potential[i] = float(w * sample.color[i] * p.s.color[i]); }
     if (cosine > 0.0) { add_highlight(p, source, f, sample, potential); }
 }
 
@@ -90,7 +87,7 @@ void measure_light(const lit_point& p, const light& source, light_candidate& c)
     source.sample(&source, &p.r.hit_point, &c.sample, 1);
     measure_sample(
         p, source, source.falloff == 0.0 ? -source.normal : c.sample.direction, c.sample, c.potential);
-    c.luminance = static_cast<float>(luminance(c.potential));
+    c.luminance = float(luminance(c.potential));
 }
 
 /// Fills the thread's candidates with the lights that may count; their number.
@@ -188,7 +185,7 @@ bool cast_shadow_rays(const lit_point& p, light_candidate& c, float filter[3])
         all_blocked &= cast_shadow_ray(p.doc, *c.source, c.sample, c.cache, shadow);
         for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k]; }
     }
-    for (int k = 0; k < 3; ++k) { filter[k] = sum[k] / static_cast<float>(c.samples); }
+    for (int k = 0; k < 3; ++k) { filter[k] = sum[k] / float(c.samples); }
     return all_blocked;
 }
 
@@ -225,7 +222,7 @@ void add_lamp(const lit_point& p, const light& source, int32_t leaf, float out[3
         for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k] * potential[k]; }
     }
     if (all_blocked) { return; }
-    for (int k = 0; k < 3; ++k) { out[k] += sum[k] / static_cast<float>(count); }
+    for (int k = 0; k < 3; ++k) { out[k] += sum[k] / float(count); }
 }
 
 /// Which lights are sampled whole.
@@ -281,7 +278,7 @@ void test_light(const lit_point& p, light_candidate& c, tested_light& t, float o
     {
         if (!blocked) { given[i] = filter[i] * c.potential[i]; }
         out[i] += c.ambient_color[i] + given[i];
-        p.r.light_radiance[i] += static_cast<float>(c.ambient_color[i] * p.r.weight[i]);
+        p.r.light_radiance[i] += float(c.ambient_color[i] * p.r.weight[i]);
     }
     t.found += blocked ? luminance(c.ambient_color) : luminance(given);
 }
@@ -302,8 +299,8 @@ void test_lights(const lit_point& p, light_candidate* list, double threshold, fl
         const double share = t.state == testing::tail ? fast_shortcuts.tail_factor : 1.0;
         for (int i = 0; i < 3; ++i)
         {
-            out[i] += static_cast<float>(c->potential[i] * share) + c->ambient_color[i];
-            p.r.light_radiance[i] += static_cast<float>(c->ambient_color[i] * p.r.weight[i]);
+            out[i] += float(c->potential[i] * share) + c->ambient_color[i];
+            p.r.light_radiance[i] += float(c->ambient_color[i] * p.r.weight[i]);
         }
     }
 }
@@ -320,8 +317,8 @@ void add_ambient(const lit_point& p, float out[3])
     for (int i = 0; i < 3; ++i)
     {
         const double v = job.ambient_color[i] * share * k * p.s.color[i];
-        out[i] += static_cast<float>(v);
-        p.r.light_radiance[i] += static_cast<float>(v * p.r.weight[i]);
+        out[i] += float(v);
+        p.r.light_radiance[i] += float(v * p.r.weight[i]);
     }
 }
 
@@ -355,7 +352,7 @@ void add_lights_by_rays(const lit_point& p, bool over_solution, float out[3])
     if (!p.tables.candidates) { return; }
     if (p.r.counters)
     {
-        p.r.counters->light_rays += static_cast<uint32_t>(p.tables.leaf_count + daylight_takes_part(p.doc));
+        p.r.counters->light_rays += uint32_t(p.tables.leaf_count + daylight_takes_part(p.doc));
     }
     if (is_exact())
     {

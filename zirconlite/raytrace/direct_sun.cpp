@@ -46,7 +46,7 @@ void place_by_stratum(const ray& r, light_candidate& c, int32_t i)
 
 void add_potential(const surface& s, double w, const float color[3], light_candidate& c)
 {
-    for (int i = 0; i < 3; ++i) { c.potential[i] += static_cast<float>(color[i] * w * s.color[i]); }
+    for (int i = 0; i < 3; ++i) { c.potential[i] += float(color[i] * w * s.color[i]); }
 }
 
 double sun_exponent(double highlight)
@@ -64,8 +64,7 @@ void add_sun_highlight(const surface& s, const vector3* mirror, const sun_sky& s
     const double h = std::pow(m, sun_exponent(s.highlight)) * share * share * sky.sun_strength * 10.0;
     for (int i = 0; i < 3; ++i)
     {
-        c.potential[i] +=
-            static_cast<float>(sky.sun_color[i] * s.highlight_color[i] * h * s.highlight_strength);
+        c.potential[i] += float(sky.sun_color[i] * s.highlight_color[i] * h * s.highlight_strength);
     }
 }
 
@@ -93,10 +92,7 @@ void add_even_sky(
              (1.0 - std::fabs(r.shading_normal.z)) * d;
     }
     a *= document.sky_scale;
-    for (int i = 0; i < 3; ++i)
-    {
-        c.ambient_color[i] = static_cast<float>(sky.sky_color[i] * a * s.color[i]);
-    }
+    for (int i = 0; i < 3; ++i) { c.ambient_color[i] = float(sky.sky_color[i] * a * s.color[i]); }
 }
 
 } // namespace
@@ -142,8 +138,8 @@ void measure_sun(
         }
     }
     add_even_sky(document, s, r, sky, c);
-    c.luminance = static_cast<float>(luminance(c.potential));
-    c.ambient_luminance = static_cast<float>(luminance(c.ambient_color));
+    c.luminance = float(luminance(c.potential));
+    c.ambient_luminance = float(luminance(c.ambient_color));
 }
 
 } // namespace zr

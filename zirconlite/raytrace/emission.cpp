@@ -35,7 +35,7 @@ void store_shape_color(const light& source, property_node& node)
     const double base = simple ? 1.0 : spread > 0.0 ? source.lumens / spread : 0.0;
     const float* color = simple ? source.simple_color : source.intensity_color;
     const double factor = base * shape_factor(source, node);
-    for (int i = 0; i < 3; ++i) { node.color[i] = static_cast<float>(color[i] * factor); }
+    for (int i = 0; i < 3; ++i) { node.color[i] = float(color[i] * factor); }
 }
 
 void store_glow_color(const light& source, property_node& node)
@@ -47,7 +47,7 @@ void store_glow_color(const light& source, property_node& node)
     for (int i = 0; i < 3; ++i)
     {
         const float filter = node.kind == PROPERTY_GLOW_FILTERED ? node.filter[i] : 1.0f;
-        node.color[i] = static_cast<float>(color[i] * factor * filter);
+        node.color[i] = float(color[i] * factor * filter);
     }
 }
 
@@ -70,7 +70,7 @@ void emission(const scene_object* object, const surface& s, float out[3])
     if (s.luminosity == 0.0f) { return; }
     const double strength =
         job.simple_colors ? std::pow(std::fmax(s.luminosity * 5e-5, 0.0), 0.25) : s.luminosity;
-    for (int i = 0; i < 3; ++i) { out[i] += static_cast<float>(s.color[i] * strength); }
+    for (int i = 0; i < 3; ++i) { out[i] += float(s.color[i] * strength); }
 }
 
 } // namespace zr

@@ -48,7 +48,7 @@ double probe_luminance(const ray& r, float& largest)
     for (int i = 0; i < 3; ++i)
     {
         const double surface = r.radiance[i] > 0.0 ? r.radiance[i] : 0.0;
-        sum[i] = static_cast<float>(surface + (r.background[i] > 0.0f ? r.background[i] : 0.0f));
+        sum[i] = float(surface + (r.background[i] > 0.0f ? r.background[i] : 0.0f));
     }
     largest = std::fmax(sum[0], std::fmax(sum[1], sum[2]));
     return luminance(sum);

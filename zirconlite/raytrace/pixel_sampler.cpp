@@ -127,12 +127,12 @@ constexpr double soft_knee = 500.0;
 float soften(double c)
 {
     if (!(c > 0.0)) { return 0.0f; }
-    return static_cast<float>(c > soft_knee ? soft_knee + std::pow(c - soft_knee, 0.95) : c);
+    return float(c > soft_knee ? soft_knee + std::pow(c - soft_knee, 0.95) : c);
 }
 
 float unsoften(float c)
 {
-    return c > soft_knee ? static_cast<float>(soft_knee + std::pow(c - soft_knee, 1.052631578947)) : c;
+    return c > soft_knee ? float(soft_knee + std::pow(c - soft_knee, 1.052631578947)) : c;
 }
 
 sample_values values_of(const ray& r)
@@ -140,7 +140,7 @@ sample_values values_of(const ray& r)
     sample_values v;
     for (int i = 0; i < 3; ++i)
     {
-        v.radiance[i] = static_cast<float>(r.radiance[i]);
+        v.radiance[i] = float(r.radiance[i]);
         v.background[i] = r.background[i];
         v.simple_color[i] = r.simple_color[i];
         v.soft_radiance[i] = soften(r.radiance[i]);
@@ -156,7 +156,7 @@ sample_values values_of(const ray& r)
 sample_values mean(const sample_values* const v[], int count)
 {
     sample_values m = {};
-    const float share = 1.0f / static_cast<float>(count);
+    const float share = 1.0f / float(count);
     for (int k = 0; k < count; ++k)
     {
         for (int i = 0; i < 3; ++i)
@@ -187,10 +187,10 @@ void store_depth(const pixel_work& work, int32_t cell)
 {
     if (!z_buffer.depth) { return; }
     const bool right = cell == 4 || cell == 24, up = cell == 20 || cell == 24;
-    const int32_t x = static_cast<int32_t>(work.request.position[0]) + right;
-    const int32_t y = static_cast<int32_t>(work.request.position[1]) + up;
+    const int32_t x = int32_t(work.request.position[0]) + right;
+    const int32_t y = int32_t(work.request.position[1]) + up;
     if (x >= z_buffer.width || y >= z_buffer.height) { return; }
-    z_buffer.depth[size_t(y) * z_buffer.width + x] = static_cast<float>(work.r.hit_t);
+    z_buffer.depth[size_t(y) * z_buffer.width + x] = float(work.r.hit_t);
 }
 
 /// Shoots the ray of a cell; the cell holds its values afterwards.
@@ -238,7 +238,7 @@ void sample_centre(pixel_work& work, const node_shape& shape, aa_node& node)
         shoot(work, shape.centre_cell, shape.centre);
         if (shape.level == 0)
         {
-            work.store.centre_depth = static_cast<float>(work.r.hit_t);
+            work.store.centre_depth = float(work.r.hit_t);
             work.store.centre_id = work.r.material_id;
         }
     }
@@ -372,7 +372,7 @@ void prepare_grid(pixel_work& work)
     {
         if (first || cell % grid_side != 0) { work.store.grid[cell].object = empty_cell; }
     }
-    const size_t x = static_cast<size_t>(q.position[0]);
+    const size_t x = size_t(q.position[0]);
     for (int i = 0; i < grid_side; ++i) { work.store.grid[20 + i] = work.store.line_store[4 * x + i]; }
 }
 
@@ -405,7 +405,7 @@ void write_back(pixel_work& work)
     const pixel_request& q = work.request;
     sample_cell* grid = work.store.grid;
     const bool last = q.flags & PIXEL_LAST_OF_LINE;
-    const size_t x = static_cast<size_t>(q.position[0]);
+    const size_t x = size_t(q.position[0]);
     for (int i = 0; i < (last ? 5 : 4); ++i) { work.store.line_store[4 * x + i] = grid[i]; }
     if (last) { return; }
     for (int row = 0; row < 4; ++row) { grid[row * grid_side] = grid[row * grid_side + 4]; }

@@ -41,8 +41,8 @@ void start_primary(ray& r, int32_t thread, const double position[2], int32_t sam
     r.t_min = r.path_length = 0.0;
     r.pixel[0] = position[0];
     r.pixel[1] = position[1];
-    r.pixel_x = static_cast<int32_t>(position[0]);
-    r.pixel_y = static_cast<int32_t>(position[1]);
+    r.pixel_x = int32_t(position[0]);
+    r.pixel_y = int32_t(position[1]);
     r.sample_index = sample_index;
     set_stratum(r);
 }
@@ -101,7 +101,7 @@ float source_ratio_of(const ray& r)
     if (!(all > geometry_zero)) { return 0.0f; }
     const float straight =
         std::fmax(r.light_radiance[0], std::fmax(r.light_radiance[1], r.light_radiance[2]));
-    return static_cast<float>(straight / all);
+    return float(straight / all);
 }
 
 void jittered_position(const double position[2], const double low[2], const double high[2], double result[2])

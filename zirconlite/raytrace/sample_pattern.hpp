@@ -53,8 +53,8 @@ enum : uint32_t
 inline square_point pattern_start(const ray& r, uint32_t which)
 {
     using namespace pattern_detail;
-    const auto x = static_cast<uint32_t>(static_cast<int64_t>(std::floor(r.pixel[0])));
-    const auto y = static_cast<uint32_t>(static_cast<int64_t>(std::floor(r.pixel[1])));
+    const auto x = uint32_t(int64_t(std::floor(r.pixel[0])));
+    const auto y = uint32_t(int64_t(std::floor(r.pixel[1])));
     const uint32_t h = mixed(x + mixed(y + mixed(which)));
     const double turn =
         golden * (r.sample_index + samples_of_pixel * (r.reflect_depth + 3.0 * r.refract_depth));

@@ -20,7 +20,7 @@ void add_emission(const document& document, const surface& s, ray& r)
     for (int i = 0; i < 3; ++i)
     {
         const double seen = light[i] * r.weight[i];
-        if (document.mode == MODE_SIMPLE) { r.simple_color[i] += static_cast<float>(seen); }
+        if (document.mode == MODE_SIMPLE) { r.simple_color[i] += float(seen); }
         else { r.radiance[i] += seen; }
     }
 }
@@ -132,7 +132,7 @@ size_t shading_stack_bytes(int32_t reflect_limit, int32_t refract_limit)
 {
     // A level takes two rays, a surface and the frames of a material tree; sanitizers make frames larger.
     constexpr size_t base = 512 * 1024, per_level = 48 * 1024;
-    return base + per_level * static_cast<size_t>(reflect_limit + refract_limit + 2);
+    return base + per_level * size_t(reflect_limit + refract_limit + 2);
 }
 
 } // namespace zr

@@ -147,7 +147,7 @@ bool visit(void* context, ray& r)
 
 void block(const light* source, ray& r)
 {
-    const float left = static_cast<float>(std::fmax(1.0 - strength_of(source), 0.0));
+    const float left = float(std::fmax(1.0 - strength_of(source), 0.0));
     for (float& c : r.simple_color) { c *= left; }
 }
 
@@ -191,7 +191,7 @@ bool filter(const document& document, const light* source, ray& r)
             if (!thin) { f = std::sqrt(f); }
         }
         f += (1.0 - f) * (1.0 - strength);
-        r.simple_color[i] *= static_cast<float>(f);
+        r.simple_color[i] *= float(f);
     }
     return false;
 }

@@ -50,7 +50,7 @@ bool cast_stratified_rays(document& document, const surface& s, ray& r, lit_side
             cast_shadow_ray(document, side.source, side.sample, cache_entry(r.thread, side.leaf), shadow);
         for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k]; }
     }
-    for (int k = 0; k < 3; ++k) { filter[k] = static_cast<float>(sum[k] / count); }
+    for (int k = 0; k < 3; ++k) { filter[k] = float(sum[k] / count); }
     return all_blocked;
 }
 
@@ -87,7 +87,7 @@ void simple_light(
     for (int i = 0; i < 3; ++i)
     {
         const double v = s.color[i] * w * color[i] + s.highlight_color[i] * source.simple_color[i] * h;
-        r.simple_color[i] += static_cast<float>(filter[i] * v * r.weight[i]);
+        r.simple_color[i] += float(filter[i] * v * r.weight[i]);
     }
 }
 
@@ -111,7 +111,7 @@ void simple_shade(document& document, const surface& s, ray& r, const vector3* m
     for (int i = 0; i < 3; ++i)
     {
         const double ambient = s.diffuse * s.color[i] + s.translucent * s.translucent_color[i];
-        r.simple_color[i] += static_cast<float>(job.simple_ambient_color[i] * ambient * r.weight[i]);
+        r.simple_color[i] += float(job.simple_ambient_color[i] * ambient * r.weight[i]);
     }
 }
 

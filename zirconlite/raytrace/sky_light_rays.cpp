@@ -115,7 +115,7 @@ int32_t rays_for(const document& d, const ray& r, double share)
     const bool draft = d.render_pass == 1 || d.render_pass == 2;
     const int32_t wanted = draft ? std::max(job.sky_light_samples / draft_share, 1) : job.sky_light_samples;
     const double seen = std::max({ r.weight[0], r.weight[1], r.weight[2] }) * share;
-    const auto needed = static_cast<int32_t>(std::ceil(wanted * std::clamp(seen, 0.0, 1.0)));
+    const auto needed = int32_t(std::ceil(wanted * std::clamp(seen, 0.0, 1.0)));
     return std::min(std::max(needed, min_rays), wanted);
 }
 
@@ -139,12 +139,12 @@ void add_side(document& d, const surface& s, ray& r, bool back, double share, fl
     for (int c = 0; c < 3; ++c)
     {
         const double v = g.irradiance[c] * share * inverse_pi * s.color[c];
-        out[c] += static_cast<float>(v);
-        r.light_radiance[c] += static_cast<float>(v * r.weight[c]);
+        out[c] += float(v);
+        r.light_radiance[c] += float(v * r.weight[c]);
     }
     const double seen[3] = { s.color[0] * r.weight[0], s.color[1] * r.weight[1], s.color[2] * r.weight[2] };
     const double factor = share * inverse_pi * luminance(seen);
-    r.sky_variance += static_cast<float>(g.variance() * factor * factor);
+    r.sky_variance += float(g.variance() * factor * factor);
 }
 
 } // namespace

@@ -188,7 +188,7 @@ bool fill_cells(cache_filling& filling, const ray& prototype, int32_t thread)
 {
     for (;;)
     {
-        const uint32_t bundle = __atomic_fetch_add(&filling.next_bundle, 1u, __ATOMIC_RELAXED);
+        const uint32_t bundle = platform::add_to_word(&filling.next_bundle, 1u);
         if (bundle >= uint32_t(bundle_count)) { return true; }
         if (is_stopped(filling)) { return false; }
         fill_bundle(filling, prototype, thread, bundle);

@@ -244,8 +244,7 @@ void mark_rows(const sampling_run& run)
 {
     for (int32_t y = run.rectangle.bottom; y < run.rectangle.top; ++y)
     {
-        __atomic_store_n(
-            zr_image_buffer_signature(&run.image, y), static_cast<uint8_t>(ROW_COMPLETE), __ATOMIC_RELEASE);
+        platform::store_word(zr_image_buffer_signature(&run.image, y), static_cast<uint8_t>(ROW_COMPLETE));
     }
 }
 
@@ -298,7 +297,7 @@ bool denoise_bands(sampling_run& run)
     array<float> light;
     for (;;)
     {
-        const auto band = int64_t(__atomic_fetch_add(&run.next_block, 1u, __ATOMIC_RELAXED));
+        const auto band = int64_t(platform::add_to_word(&run.next_block, 1u));
         const int64_t first = band * denoise_rows;
         if (first >= run.denoiser.height) { return true; }
         if (is_stopped(run) || !denoise_band(run.denoiser, int32_t(first), light)) { return false; }
@@ -384,7 +383,7 @@ bool sample_blocks(sampling_run& run, const ray& prototype, int32_t thread)
     if (run.is_denoising) { return denoise_bands(run); }
     for (;;)
     {
-        const uint32_t index = __atomic_fetch_add(&run.next_block, 1u, __ATOMIC_RELAXED);
+        const uint32_t index = platform::add_to_word(&run.next_block, 1u);
         // The first round is always whole, so that every pixel has a value.
         if (index >= run.blocks.count || (run.target > first_target && is_out_of_time(run))) { return true; }
         if (run.blocks[index].open != 0 && !sample_block(run, index, prototype, thread)) { return false; }

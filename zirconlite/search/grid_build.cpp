@@ -161,7 +161,7 @@ float fraction_done(const document& document)
 {
     if (document.build_total <= 1) { return 0.0f; }
     const double f = double(document.build_count) / (document.build_total - 1);
-    return static_cast<float>(std::fmin(std::fmax(f, 0.0), 1.0));
+    return float(std::fmin(std::fmax(f, 0.0), 1.0));
 }
 
 bool report_advance(document& document)
@@ -170,9 +170,8 @@ bool report_advance(document& document)
     bar.fraction = fraction_done(document);
     char text[16];
     snprintf(text, sizeof text, "%.0f%%", bar.fraction * 100.0);
-    for (size_t i = 0; i < sizeof text; ++i) { bar.text[i] = static_cast<char16_t>(text[i]); }
-    return host::progress(
-        preprocess_kind, &document, nullptr, grid_advances, static_cast<float>(bar.fraction));
+    for (size_t i = 0; i < sizeof text; ++i) { bar.text[i] = char16_t(text[i]); }
+    return host::progress(preprocess_kind, &document, nullptr, grid_advances, float(bar.fraction));
 }
 
 /// False when the build was stopped or memory failed.
@@ -214,7 +213,7 @@ bool lay_out_objects(voxel_grid& grid)
         {
             grid.object_numbers.push(grid.entries[e].object);
         }
-        cell = { static_cast<uint32_t>(first), static_cast<int32_t>(grid.object_numbers.count - first) };
+        cell = { uint32_t(first), int32_t(grid.object_numbers.count - first) };
     }
     grid.entries.clear();
     grid.spare = 0;
@@ -242,7 +241,7 @@ bool start_list(document& document, const scene_object* list)
 bool tree_goes_on(void* context, double fraction)
 {
     document& d = *static_cast<document*>(context);
-    d.build_count = static_cast<int32_t>(fraction * d.build_total);
+    d.build_count = int32_t(fraction * d.build_total);
     return !stop_asked(d) && report_advance(d);
 }
 
@@ -261,7 +260,7 @@ bool build_search_tree(document& document, size_t count)
         build_tree(grid.tree, objects, platform::processor_count(), { tree_goes_on, &document });
     grid.out_of_memory = result == build_result::out_of_memory;
     grid.memory_bytes = tree_bytes(grid.tree);
-    grid.subgrid_count[0] = static_cast<int32_t>(grid.tree.node_count);
+    grid.subgrid_count[0] = int32_t(grid.tree.node_count);
     grid.level_count = grid.tree.depth;
     document.build_count = document.build_total;
     return result == build_result::done;
@@ -281,7 +280,7 @@ bool build(document& document)
         grid.out_of_memory = 1;
         return false;
     }
-    document.build_total = static_cast<int32_t>(count < INT32_MAX ? count : INT32_MAX);
+    document.build_total = int32_t(count < INT32_MAX ? count : INT32_MAX);
     if (!(grid.structure == SEARCH_TREE ? build_search_tree(document, count) : build_grid(document)))
     {
         return false;
@@ -349,7 +348,7 @@ int32_t zr_build_voxel_grid(document* document)
         report_failure(ZR_ERROR_STATE, "grid: no document, or another build runs");
         return 0;
     }
-    if (__atomic_load_n(&document->render_thread, __ATOMIC_ACQUIRE))
+    if (platform::load_word(&document->render_thread))
     {
         report_failure(ZR_ERROR_STATE, "grid: a render of the document runs");
         return 0;
@@ -393,7 +392,7 @@ int32_t zr_voxel_grid_stats(const voxel_grid* grid, int32_t counts[12])
     if (!grid) { return 0; }
     for (int i = 0; i < grid_levels; ++i) { counts[i] = grid->subgrid_count[i]; }
     counts[10] = grid->level_count;
-    counts[11] = grid->memory_bytes > INT32_MAX ? INT32_MAX : static_cast<int32_t>(grid->memory_bytes);
+    counts[11] = grid->memory_bytes > INT32_MAX ? INT32_MAX : int32_t(grid->memory_bytes);
     return 1;
 }
 

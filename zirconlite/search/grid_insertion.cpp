@@ -24,7 +24,7 @@ int32_t cell_index(double position, const voxel_level& level, int axis)
 {
     const double index = position * level.inv_cell_size[axis];
     if (!(index > 0.0)) { return 0; }
-    return index >= level.max_index[axis] ? level.max_index[axis] : static_cast<int32_t>(index);
+    return index >= level.max_index[axis] ? level.max_index[axis] : int32_t(index);
 }
 
 cell_range range_of(const voxel_node& node, const voxel_level& level, const bounding_box& box, double error)
@@ -75,7 +75,7 @@ uint32_t new_entry(voxel_grid& grid)
         grid.out_of_memory = 1;
         return 0;
     }
-    return static_cast<uint32_t>(grid.entries.count - 1);
+    return uint32_t(grid.entries.count - 1);
 }
 
 void push_entry(insertion& in, uint32_t cell)
@@ -95,14 +95,14 @@ void split(insertion& in, uint32_t cell, const bounding_box& box)
     voxel_grid& grid = in.grid;
     const int32_t level = grid.nodes[in.node].level + 1;
     const size_t cell_count = size_t(grid.levels[level].max_index[0] + 1) * grid.levels[level].stride[0];
-    const voxel_node node = { box, static_cast<uint32_t>(grid.cells.count), level, &grid };
+    const voxel_node node = { box, uint32_t(grid.cells.count), level, &grid };
     if (grid.cells.count + cell_count > UINT32_MAX || !grid.cells.resize(grid.cells.count + cell_count) ||
         !grid.nodes.push(node))
     {
         grid.out_of_memory = 1;
         return;
     }
-    const auto node_number = static_cast<uint32_t>(grid.nodes.count - 1);
+    const auto node_number = uint32_t(grid.nodes.count - 1);
     grid.memory_bytes += cell_count * sizeof(voxel_cell);
     ++grid.subgrid_count[level - 1];
 
@@ -223,8 +223,7 @@ void enter_range(insertion& in, const bounding_box& box, polygon_test* polygon)
 insertion begin_insertion(voxel_node* node, scene_object* object, const bounding_box& box)
 {
     voxel_grid& grid = *node->grid;
-    return { grid, static_cast<uint32_t>(node - grid.nodes.items), object,
-        is_small(box, grid.levels[node->level]) };
+    return { grid, uint32_t(node - grid.nodes.items), object, is_small(box, grid.levels[node->level]) };
 }
 
 } // namespace

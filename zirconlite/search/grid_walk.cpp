@@ -27,7 +27,7 @@ int32_t clamped_index(double position, const voxel_level& level, int axis)
 {
     const double index = position * level.inv_cell_size[axis];
     if (!(index > 0.0)) { return 0; }
-    return index >= level.max_index[axis] ? level.max_index[axis] : static_cast<int32_t>(index);
+    return index >= level.max_index[axis] ? level.max_index[axis] : int32_t(index);
 }
 
 /// Walks the cells of one node from distance `t` on. `test(cell, t_low, t_high)` is called for every cell
@@ -112,7 +112,7 @@ struct nearest_test
     bool cell(const walk_ray& w, const voxel_cell& here, double t_low, double t_high)
     {
         const uint32_t* numbers = &w.grid.object_numbers[here.head];
-        const auto count = static_cast<size_t>(here.count);
+        const auto count = size_t(here.count);
         const object_vft* first = w.objects[numbers[0]]->vft;
         if (first->intersect_many)
         {

@@ -28,14 +28,12 @@ inline constexpr float fused_margin = 5e-7f;
 
 inline float clamp_to_float(double v)
 {
-    return static_cast<float>(v < -double(FLT_MAX)  ? -double(FLT_MAX)
-                              : v > double(FLT_MAX) ? double(FLT_MAX)
-                                                    : v);
+    return float(v < -double(FLT_MAX) ? -double(FLT_MAX) : v > double(FLT_MAX) ? double(FLT_MAX) : v);
 }
 
 inline fused_axis make_fused_axis(double origin, double inverse)
 {
-    const float i = static_cast<float>(inverse);
+    const float i = float(inverse);
     const double offset = -origin * double(i), error = std::fabs(offset) * 1.2e-7 + FLT_MIN;
     return { i, clamp_to_float(offset - error), clamp_to_float(offset + error), i < 0.0f };
 }
@@ -50,10 +48,10 @@ struct box_axis
 
 inline box_axis make_box_axis(double origin, double inverse)
 {
-    const auto o = static_cast<float>(origin);
+    const auto o = float(origin);
     const float error = std::fabs(o) * 1.2e-7f + FLT_MIN; // two units in the last place
     const float below = o - error, above = o + error;
-    const auto i = static_cast<float>(inverse);
+    const auto i = float(inverse);
     const bool backward = i < 0.0f;
     return { backward ? below : above, backward ? above : below, i * (1.0f - slab_margin),
         i * (1.0f + slab_margin), backward };

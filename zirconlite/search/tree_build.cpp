@@ -28,7 +28,7 @@ float outward(double bound, float side)
     const double clamped = bound < -double(FLT_MAX)  ? -double(FLT_MAX)
                            : bound > double(FLT_MAX) ? double(FLT_MAX)
                                                      : bound;
-    const auto rounded = static_cast<float>(clamped);
+    const auto rounded = float(clamped);
     const float ulps = (rounded < 0.0f ? -rounded : rounded) * 1.2e-7f + FLT_MIN;
     const float moved = rounded + side * ulps;
     return moved < -FLT_MAX ? -FLT_MAX : moved > FLT_MAX ? FLT_MAX : moved;
@@ -96,7 +96,7 @@ uint32_t put_leaf(const builder& b, tree_part& part, const build_range& r)
         object_run run = {};
         for (size_t i = r.first; i < r.end; ++i) { run.numbers[i - r.first] = number_of(b.refs[i]); }
         part.failed |= !part.runs.push(run);
-        return reference_objects | static_cast<uint32_t>(part.runs.count - 1);
+        return reference_objects | uint32_t(part.runs.count - 1);
     }
     triangle_block block = {};
     for (size_t i = r.first; i < r.end; ++i)
@@ -107,10 +107,10 @@ uint32_t put_leaf(const builder& b, tree_part& part, const build_range& r)
     }
     for (size_t i = r.first; i < r.end; ++i)
     {
-        put_triangle(block, static_cast<int>(i - r.first), b.objects[number_of(b.refs[i])]);
+        put_triangle(block, int(i - r.first), b.objects[number_of(b.refs[i])]);
     }
     part.failed |= !part.blocks.push(block);
-    return reference_block | static_cast<uint32_t>(part.blocks.count - 1);
+    return reference_block | uint32_t(part.blocks.count - 1);
 }
 
 /// Cuts a range until it gives eight children, the largest first.
@@ -172,7 +172,7 @@ uint32_t build_subtree(const builder& b, tree_part& part, const build_range& r, 
         const uint32_t child = build_subtree(b, part, children[i], depth + 1);
         part.nodes[number].children[i] = child;
     }
-    return reference_node | static_cast<uint32_t>(number);
+    return reference_node | uint32_t(number);
 }
 
 /// The whole build: the upper nodes one by one, then the subtrees below them on all threads, then all put
@@ -229,12 +229,12 @@ build_result build_top(tree_work& w, const build_range& all)
         build_range children[tree_width];
         const int count = find_children(w.b, p.range, children);
         if (!w.top_nodes.push(make_node(children, count))) { return build_result::out_of_memory; }
-        const auto number = static_cast<uint32_t>(w.top_nodes.count - 1);
+        const auto number = uint32_t(w.top_nodes.count - 1);
         if (p.parent == no_parent) { w.tree.root = reference_node | number; }
         else { w.top_nodes[p.parent / tree_width].children[p.parent % tree_width] = reference_node | number; }
         for (int k = 0; k < count; ++k)
         {
-            if (!queue.push({ children[k], number * tree_width + static_cast<uint32_t>(k) }))
+            if (!queue.push({ children[k], number * tree_width + uint32_t(k) }))
             {
                 return build_result::out_of_memory;
             }
@@ -245,14 +245,14 @@ build_result build_top(tree_work& w, const build_range& all)
 
 bool build_next_part(tree_work& w)
 {
-    const size_t i = __atomic_fetch_add(&w.next_part, 1, __ATOMIC_RELAXED);
+    const size_t i = platform::add_to_word(&w.next_part, 1);
     if (i >= w.parts.count || platform::load_word(&w.stop)) { return false; }
     tree_part& part = *w.parts[i];
     // Leaves come out about four fifths full, nodes with some six children.
     part.failed |= !part.blocks.reserve(part.range.count() * 5 / 16 + 8) ||
                    !part.nodes.reserve(part.range.count() / 18 + 8);
     part.root = build_subtree(w.b, part, part.range, 0);
-    __atomic_fetch_add(&w.done_objects, part.range.count(), __ATOMIC_RELAXED);
+    platform::add_to_word(&w.done_objects, part.range.count());
     return true;
 }
 
@@ -271,7 +271,7 @@ build_result build_parts(tree_work& w, int threads)
     bool stopped = false;
     while (build_next_part(w))
     {
-        const double done = double(__atomic_load_n(&w.done_objects, __ATOMIC_RELAXED));
+        const double done = double(platform::load_word(&w.done_objects));
         if (w.monitor.goes_on(w.monitor.context, done / double(w.all_objects))) { continue; }
         stopped = true;
         platform::store_word(&w.stop, 1);
@@ -347,9 +347,9 @@ build_result join_parts(tree_work& w)
     for (size_t i = 0; i < w.parts.count; ++i)
     {
         tree_part& part = *w.parts[i];
-        const auto node0 = static_cast<uint32_t>(tree.node_count);
-        const auto block0 = static_cast<uint32_t>(tree.block_count);
-        const auto run0 = static_cast<uint32_t>(tree.run_count);
+        const auto node0 = uint32_t(tree.node_count);
+        const auto block0 = uint32_t(tree.block_count);
+        const auto run0 = uint32_t(tree.run_count);
         for (tree_node& node : part.nodes)
         {
             for (uint32_t& child : node.children) { child = moved(child, node0, block0, run0); }

@@ -84,7 +84,7 @@ ZR_INLINE void best_of_axis(const binning& b, int axis, int bins, float& best, i
     {
         grow(box, b.box[axis][i]);
         count += b.count[axis][i];
-        right_cost[i] = count ? half_area(box) * static_cast<float>(blocks_of(count)) : -1.0f;
+        right_cost[i] = count ? half_area(box) * float(blocks_of(count)) : -1.0f;
     }
     box = empty_box8;
     count = 0;
@@ -93,7 +93,7 @@ ZR_INLINE void best_of_axis(const binning& b, int axis, int bins, float& best, i
         grow(box, b.box[axis][i]);
         count += b.count[axis][i];
         if (!count || right_cost[i + 1] < 0.0f) { continue; }
-        const float cost = half_area(box) * static_cast<float>(blocks_of(count)) + right_cost[i + 1];
+        const float cost = half_area(box) * float(blocks_of(count)) + right_cost[i + 1];
         if (cost < best)
         {
             best = cost;
@@ -132,7 +132,7 @@ ZR_CLONES cut find_cut(const build_ref* refs, const build_range& r)
     for (int axis = 0; axis < 3; ++axis)
     {
         const float extent = high_of(m, axis) - low_of(m, axis);
-        const float scale = static_cast<float>(best.bins) * 0.9999f / extent;
+        const float scale = float(best.bins) * 0.9999f / extent;
         if (extent > 0.0f && std::isfinite(scale) && std::isfinite(extent)) { best.scale[axis] = scale; }
     }
     binning b;
@@ -211,7 +211,7 @@ void split_range(build_ref* refs, const build_range& r, build_range& left, build
     {
         // A leaf's worth of both kinds: triangles to one side.
         build_ref* end = std::stable_partition(refs + r.first, refs + r.end, is_triangle);
-        middle = static_cast<size_t>(end - refs);
+        middle = size_t(end - refs);
     }
     else if (const cut c = find_cut(refs, r); c.axis >= 0)
     {

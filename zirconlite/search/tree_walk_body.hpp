@@ -21,7 +21,7 @@ constexpr int stack_room = 512;
 ZR_TARGET inline float box_limit(double t)
 {
     constexpr double margin = 1.0 + 2e-6;
-    return t < 1e30 ? static_cast<float>(t * margin) : FLT_MAX;
+    return t < 1e30 ? float(t * margin) : FLT_MAX;
 }
 
 /// Starts to load a child that waits for its turn. What follows a run's number is loaded in vain, which

@@ -1,6 +1,6 @@
 /// @file
 /// The camera moves. Each changes the view under the display lock and brings the world points in step.
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/display/hooks.hpp"
 #include "zirconlite/frame/document.h"
@@ -90,7 +90,7 @@ int32_t zr_view_dolly(double amount, render_view* view)
         if (const document* current = document_of(*view))
         {
             const vector3 size = current->bounds.max - current->bounds.min;
-            largest = fmax(size.x, fmax(size.y, size.z));
+            largest = std::fmax(size.x, std::fmax(size.y, size.z));
         }
         if (length(way) < 0.01 * largest) { return 1; }
     }
@@ -114,7 +114,7 @@ move_scope::~move_scope()
 /// The unit vector along (x, y, 0), or `when_vertical` as it is.
 vector3 level(double x, double y, const vector3& when_vertical)
 {
-    if (fabs(x) < level_tolerance && fabs(y) < level_tolerance) { return when_vertical; }
+    if (std::fabs(x) < level_tolerance && std::fabs(y) < level_tolerance) { return when_vertical; }
     return normalized({ x, y, 0.0 });
 }
 

@@ -149,11 +149,11 @@ void set_defaults(document* document)
 bool settle_jobs(document* document)
 {
     if (!document) { return zr::report_failure(ZR_ERROR_ARGUMENT, "no document"); }
-    if (__atomic_load_n(&document->preprocess_thread, __ATOMIC_ACQUIRE))
+    if (zr::platform::load_word(&document->preprocess_thread))
     {
         return zr::report_failure(ZR_ERROR_STATE, "the document's acceleration structure is being built");
     }
-    if (__atomic_load_n(&document->solver_thread, __ATOMIC_ACQUIRE))
+    if (zr::platform::load_word(&document->solver_thread))
     {
         return zr::report_failure(ZR_ERROR_STATE, "the document's radiosity is being solved");
     }

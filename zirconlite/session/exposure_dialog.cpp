@@ -86,9 +86,9 @@ exposure asked_for(const zr_exposure_dialog& c, const exposure& present)
     e.flags &= ~uint32_t(EXPOSURE_LOCKED);
     const bool is_known = c.tone_method >= TONE_POWER && c.tone_method <= TONE_FILM;
     e.tone_method = is_known ? c.tone_method : TONE_HISTOGRAM;
-    e.brightness = static_cast<float>(in_range(c.brightness, -5.0, 5.0, present.brightness));
-    e.contrast = static_cast<float>(in_range(c.contrast, 0.001, 0.999, present.contrast));
-    e.source_gain = static_cast<float>(in_range(c.source_gain, 0.0, 4.0, present.source_gain));
+    e.brightness = float(in_range(c.brightness, -5.0, 5.0, present.brightness));
+    e.contrast = float(in_range(c.contrast, 0.001, 0.999, present.contrast));
+    e.source_gain = float(in_range(c.source_gain, 0.0, 4.0, present.source_gain));
     e.ambient_gain = in_range(c.ambient_gain, 0.0, 2.0, present.ambient_gain);
     return e;
 }
@@ -167,7 +167,7 @@ int32_t zr_adjust_exposure(
     {
         return report_failure(ZR_ERROR_ARGUMENT, "exposure: no document or view");
     }
-    if (__atomic_load_n(&document->render_thread, __ATOMIC_ACQUIRE))
+    if (platform::load_word(&document->render_thread))
     {
         return report_failure(ZR_ERROR_STATE, "exposure: a render of the document runs");
     }

@@ -1,6 +1,6 @@
 /// @file
 /// How a picture lies in a window, and the walk over the window's positions that draws it.
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/render_view.h"
@@ -79,7 +79,7 @@ namespace
 int32_t truncated(double value)
 {
     constexpr double limit = 1 << 30;
-    return value >= limit ? int32_t(limit) : value > -limit ? static_cast<int32_t>(value) : -int32_t(limit);
+    return value >= limit ? int32_t(limit) : value > -limit ? int32_t(value) : -int32_t(limit);
 }
 
 /// Keeps the window filled along one axis; 1 when it can scroll, with the bar's position from 0 to 100.
@@ -92,7 +92,7 @@ int32_t clamp_axis(double* cop, int32_t visible, int32_t size, int32_t* scroll)
         return 0;
     }
     const double half = visible * 0.5 / size;
-    *cop = fmin(fmax(*cop, half), 1.0 - half);
+    *cop = std::fmin(std::fmax(*cop, half), 1.0 - half);
     *scroll = truncated((*cop - half) / (1.0 - 2.0 * half) * 100.0 + 0.5);
     return 1;
 }

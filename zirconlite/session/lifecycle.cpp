@@ -155,7 +155,7 @@ bool fill_jitter_vectors()
     {
         for (float& component : the_module.jitter_vectors[i])
         {
-            component = static_cast<float>(platform::rand15() * to_unit - 0.5);
+            component = float(platform::rand15() * to_unit - 0.5);
         }
     }
     return true;

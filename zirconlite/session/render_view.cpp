@@ -2,7 +2,7 @@
 /// Start and end of views, and the making of a view for a new picture.
 #include "zirconlite/session/render_view.hpp"
 
-#include <math.h>
+#include <cmath>
 
 #include "zirconlite/display/hooks.hpp"
 #include "zirconlite/frame/host_callbacks.hpp"
@@ -88,9 +88,9 @@ int32_t zr_view_set_display_type(render_view* view, int32_t type)
     return 1;
 }
 
-double zr_FOVtoMM(double fov) { return half_film / tan(fov / 2.0); }
+double zr_FOVtoMM(double fov) { return half_film / std::tan(fov / 2.0); }
 
-double zr_MMtoFOV(double length) { return 2.0 * atan(half_film / length); }
+double zr_MMtoFOV(double length) { return 2.0 * std::atan(half_film / length); }
 
 double FOVtoMM(double fov) { return zr_FOVtoMM(fov); }
 
@@ -152,8 +152,8 @@ void fit_to_window(render_view* view, const int32_t* size)
     view->height = size[1];
     // Without a window nothing shows the picture, and nothing shrinks it.
     if (!has_window || size[0] < 1 || size[1] < 1) { return; }
-    const double kx = ceil(size[0] / (client[0] + 1.0));
-    const double ky = ceil(size[1] / (client[1] + 1.0));
+    const double kx = std::ceil(size[0] / (client[0] + 1.0));
+    const double ky = std::ceil(size[1] / (client[1] + 1.0));
     view->reduction = kx > ky ? kx : ky;
     view->zoom = 1.0 / view->reduction;
 }

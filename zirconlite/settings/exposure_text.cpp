@@ -19,10 +19,7 @@ struct exposure_line
     render_view& view;
 };
 
-float clamped(double value, double low, double high)
-{
-    return static_cast<float>(std::clamp(value, low, high));
-}
+float clamped(double value, double low, double high) { return float(std::clamp(value, low, high)); }
 
 using store_value = void (*)(const exposure_line& to, double value);
 constexpr store_value places[] = {
@@ -33,7 +30,7 @@ constexpr store_value places[] = {
     [](const exposure_line& to, double v) { to.view.source_gain = clamped(v, 0.0, 4.0); },
     [](const exposure_line& to, double v)
     {
-        if (v > -1.0 && v < int(TONE_FILM) + 1.0) { to.view.tone_method = static_cast<int32_t>(v); }
+        if (v > -1.0 && v < int(TONE_FILM) + 1.0) { to.view.tone_method = int32_t(v); }
     },
 };
 

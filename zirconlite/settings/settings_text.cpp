@@ -35,7 +35,7 @@ bool next_byte(unit_source& from, uint8_t& byte)
     if (from.stream)
     {
         const int c = fgetc(from.stream);
-        byte = static_cast<uint8_t>(c);
+        byte = uint8_t(c);
         return c != EOF;
     }
     if (!from.left) { return false; }
@@ -73,7 +73,7 @@ bool whole_number(double value, uint32_t& word)
 {
     const double whole = std::trunc(value);
     if (!(whole >= -2147483648.0 && whole <= 4294967295.0)) { return false; }
-    word = static_cast<uint32_t>(static_cast<int64_t>(whole));
+    word = uint32_t(int64_t(whole));
     return true;
 }
 
@@ -82,7 +82,7 @@ void store_number(settings_type type, double value, uint8_t* place)
     if (type == settings_type::real) { memcpy(place, &value, sizeof(value)); }
     if (type == settings_type::single && std::fabs(value) <= double(FLT_MAX))
     {
-        const auto f = static_cast<float>(value);
+        const auto f = float(value);
         memcpy(place, &f, sizeof(f));
     }
     uint32_t word;
@@ -111,9 +111,9 @@ bool read_text(const settings_field& f, const char16_t* at, bool is_cut, uint8_t
     value.text[token.length] = 0;
     if (f.type == settings_type::text)
     {
-        const auto capacity = static_cast<size_t>(f.count);
+        const auto capacity = size_t(f.count);
         if (platform::text_length(value.text) >= capacity) { return fail_text(f, capacity - 1); }
-        platform::copy_text(reinterpret_cast<char16_t*>(place), static_cast<size_t>(f.count), value.text);
+        platform::copy_text(reinterpret_cast<char16_t*>(place), size_t(f.count), value.text);
         return true;
     }
     char16_t* copy = zr_dupestring(value.text);
@@ -201,7 +201,7 @@ int32_t read_settings_head(unit_source& from)
     const char16_t* text = line.text[0] == 0xfeff ? line.text + 1 : line.text;
     for (size_t i = 0; i < std::size(heads); ++i)
     {
-        if (begins_with(text, heads[i].text, heads[i].compared)) { return static_cast<int32_t>(i) + 1; }
+        if (begins_with(text, heads[i].text, heads[i].compared)) { return int32_t(i) + 1; }
     }
     if (text[0] == 0xfffe)
     {
@@ -220,7 +220,7 @@ bool next_token(const char16_t*& at, settings_token& token)
     while (*at && is_separator(*at)) { ++at; }
     token.text = at;
     while (*at && !is_separator(*at)) { ++at; }
-    token.length = static_cast<size_t>(at - token.text);
+    token.length = size_t(at - token.text);
     return token.length != 0;
 }
 
@@ -230,7 +230,7 @@ bool number_of(const settings_token& token, double& value)
     size_t n = 0, start = 0;
     while (n < token.length && token.text[n] < 0x80)
     {
-        text[n] = static_cast<char>(token.text[n]);
+        text[n] = char(token.text[n]);
         ++n;
     }
     while (start < n && text[start] == ' ') { ++start; }
@@ -274,14 +274,14 @@ void settings_writer::add_number(double value)
     char text[400];
     const std::to_chars_result r =
         std::to_chars(text, text + sizeof(text), value, std::chars_format::fixed, 6);
-    for (const char* c = text; c < r.ptr; ++c) { add(static_cast<char16_t>(*c)); }
+    for (const char* c = text; c < r.ptr; ++c) { add(char16_t(*c)); }
 }
 
 void settings_writer::add_integer(int32_t value)
 {
     char text[16];
     const std::to_chars_result r = std::to_chars(text, text + sizeof(text), value);
-    for (const char* c = text; c < r.ptr; ++c) { add(static_cast<char16_t>(*c)); }
+    for (const char* c = text; c < r.ptr; ++c) { add(char16_t(*c)); }
 }
 
 bool write_fields(settings_writer& to, const settings_table& table)

@@ -3,8 +3,8 @@
 #include <string.h>
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
-#include <math.h>
 
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/status.hpp"
@@ -62,8 +62,8 @@ int32_t zr_get_sunsky_data(sun_sky_data* data_out, const sun_sky* sun_sky, const
     data_out->latitude = sun_sky->latitude * degree;
     data_out->longitude = sun_sky->longitude * degree;
     // Whole minutes pass through hours and back.
-    const double minutes = sun_sky->time_zone * 60.0 + copysign(1e-6, sun_sky->time_zone);
-    data_out->time_zone = fabs(minutes) < 1e6 ? int32_t(minutes) : 0;
+    const double minutes = sun_sky->time_zone * 60.0 + std::copysign(1e-6, sun_sky->time_zone);
+    data_out->time_zone = std::fabs(minutes) < 1e6 ? int32_t(minutes) : 0;
     data_out->direct_azimuth = sun_sky->direct_azimuth;
     data_out->direct_altitude = sun_sky->direct_altitude;
     return 1;
