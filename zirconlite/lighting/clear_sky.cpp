@@ -28,21 +28,55 @@ double daylight_x(double kelvin)
                             : 0.237040 + t * (0.24748 + t * (1.9018 - t * 2.0064));
 }
 
-/// Angle to the sun, radians.
-double sun_angle(const sun_sky& sky, const vector3& direction)
-{
-    return std::acos(std::clamp(-dot(sky.sun_direction, direction), -1.0, 1.0));
-}
-
 /// Luminance of a clear sky up to a factor: a gradation to the horizon and an indicatrix round the sun. The
 /// standard clear sky of CIE S 011 (ISO 15469:2004), type 12.
-double clear_shape(double z, double angle)
+double clear_shape(double z, double around_sun)
 {
-    constexpr double b = -0.32, c = 10.0, d = -3.0, e = 0.45;
-    const double gradation = 1.0 - std::exp(b / std::max(z, 0.01));
+    constexpr double b = -0.32;
+    return (1.0 - std::exp(b / std::max(z, 0.01))) * around_sun;
+}
+
+/// What the sky has around the sun: the indicatrix, and how far its colour is the aureole's.
+struct around_sun
+{
+    double shape, glow;
+};
+
+around_sun at_angle(double angle)
+{
+    constexpr double c = 10.0, d = -3.0, e = 0.45;
     const double cosine = std::cos(angle);
-    static const double square_on = std::exp(d * half_pi);
-    return gradation * (1.0 + c * (std::exp(d * angle) - square_on) + e * cosine * cosine);
+    return { 1.0 + c * (std::exp(d * angle) - std::exp(d * half_pi)) + e * cosine * cosine,
+        std::exp(-4.0 * angle) };
+}
+
+/// The same over the length of the difference of two directions, which is even in small angles.
+struct around_sun_table
+{
+    static constexpr int steps = 8192;
+
+    float shape[steps + 2], glow[steps + 2];
+
+    around_sun_table()
+    {
+        for (int i = 0; i <= steps + 1; ++i)
+        {
+            const around_sun here = at_angle(2.0 * std::asin(std::min(double(i) / steps, 1.0)));
+            shape[i] = float(here.shape);
+            glow[i] = float(here.glow);
+        }
+    }
+};
+
+around_sun look_up_around_sun(const sun_sky& sky, const vector3& direction)
+{
+    static const around_sun_table table;
+    const double away = 0.5 * (1.0 + dot(sky.sun_direction, direction)); // `sun_direction` is that of light
+    const double place = std::sqrt(std::clamp(away, 0.0, 1.0)) * around_sun_table::steps;
+    const int i = static_cast<int>(place);
+    const double share = place - i;
+    return { table.shape[i] + (table.shape[i + 1] - table.shape[i]) * share,
+        table.glow[i] + (table.glow[i + 1] - table.glow[i]) * share };
 }
 
 /// Horizontal irradiance of the sky function and of the clear shape, both up to the same factor.
@@ -58,7 +92,7 @@ void measure(const sun_sky& sky, double& function, double& shape)
             const double turn = pi * (column + 0.5) / n;
             const vector3 from = { r * std::cos(turn), r * std::sin(turn), z };
             function += sky_luminance(sky, from);
-            shape += clear_shape(z, sun_angle(sky, from));
+            shape += clear_shape(z, look_up_around_sun(sky, from).shape);
         }
     }
 }
@@ -105,9 +139,9 @@ void sky_radiance(const sun_sky& sky, const vector3& direction, double rgb[3])
     double y = sky_luminance(sky, direction) * sky.sky_strength, glow = 0.0;
     if (share > 0.0)
     {
-        const double angle = sun_angle(sky, direction);
-        y = y * (1.0 - share) + c.scale * clear_shape(z, angle) * share;
-        glow = share * std::exp(-4.0 * angle);
+        const around_sun around = look_up_around_sun(sky, direction);
+        y = y * (1.0 - share) + c.scale * clear_shape(z, around.shape) * share;
+        glow = share * around.glow;
     }
     const double s = height_share(z);
     for (int i = 0; i < 3; ++i)

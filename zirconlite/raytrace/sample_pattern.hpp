@@ -68,6 +68,34 @@ inline square_point pattern_point(const square_point& start, int32_t i, int32_t 
     return { fraction((i + start.u) / count), fraction(i * golden + start.v) };
 }
 
+/// Cosine and sine of an angle in quarter turns, of at most half of one, to thirteen digits.
+inline void quarter_circle(double quarters, double& cosine, double& sine)
+{
+    constexpr double of_sine[] = { 1.0 / 6227020800.0, -1.0 / 39916800.0, 1.0 / 362880.0, -1.0 / 5040.0,
+        1.0 / 120.0, -1.0 / 6.0, 1.0 };
+    constexpr double of_cosine[] = { -1.0 / 87178291200.0, 1.0 / 479001600.0, -1.0 / 3628800.0, 1.0 / 40320.0,
+        -1.0 / 720.0, 1.0 / 24.0, -0.5, 1.0 };
+    const double angle = 0.5 * M_PI * quarters, square = angle * angle;
+    sine = cosine = 0.0;
+    for (const double c : of_sine) { sine = sine * square + c; }
+    for (const double c : of_cosine) { cosine = cosine * square + c; }
+    sine *= angle;
+}
+
+/// Cosine and sine of a share of a whole turn, 0 to 1, to thirteen digits; many times faster than the C
+/// library.
+inline void turned(double share, double& cosine, double& sine)
+{
+    const int quarter = static_cast<int>(4.0 * share + 0.5);
+    double c, s;
+    quarter_circle(4.0 * share - quarter, c, s);
+    const bool swaps = quarter & 1;
+    cosine = swaps ? s : c;
+    sine = swaps ? c : s;
+    if (((quarter + 1) & 3) >= 2) { cosine = -cosine; }
+    if ((quarter & 3) >= 2) { sine = -sine; }
+}
+
 /// A point of the unit square as one of the disc within it, areas in proportion: Shirley and Chiu, "A low
 /// distortion map between disk and square" (1997).
 inline square_point square_to_disc(const square_point& p)

@@ -153,9 +153,11 @@ vector3 cosine_direction(const vector3& normal, const square_point& p)
 {
     vector3 across, along;
     zr_make_axes(&normal, &across, &along, 1e-6);
-    const double radius = std::sqrt(p.u), angle = 2.0 * M_PI * p.v;
-    return normal * std::sqrt(std::fmax(1.0 - p.u, 0.0)) + across * (radius * std::cos(angle)) +
-           along * (radius * std::sin(angle));
+    const double radius = std::sqrt(p.u);
+    double cosine, sine;
+    turned(p.v, cosine, sine);
+    return normal * std::sqrt(std::fmax(1.0 - p.u, 0.0)) + across * (radius * cosine) +
+           along * (radius * sine);
 }
 
 void meet_ground(document& document, ray& shadow, double radiance[3])

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "zirconlite/raytrace/sample_pattern.hpp"
+
 namespace zr
 {
 
@@ -56,13 +58,16 @@ vector3 sample_lobe(const vector3& axis, double exponent, const unit_pair& at)
     vector3 u, v;
     zr_make_axes(&axis, &u, &v, 1e-4);
     const double cosine = std::pow(1.0 - at.u, 1.0 / (exponent + 1.0));
-    const double sine = std::sqrt(std::fmax(1.0 - cosine * cosine, 0.0)), turn = 2.0 * M_PI * at.v;
-    return normalized(cosine * axis + (sine * std::cos(turn)) * u + (sine * std::sin(turn)) * v);
+    const double sine = std::sqrt(std::fmax(1.0 - cosine * cosine, 0.0));
+    double along, aside;
+    turned(at.v, along, aside);
+    return normalized(cosine * axis + (sine * along) * u + (sine * aside) * v);
 }
 
 double lobe_density(double cosine, double exponent)
 {
-    if (!(cosine > 0.0)) { return 0.0; }
+    constexpr double nothing = 40.0; // e^-40 of the lobe's height
+    if (!(cosine > 0.0) || exponent * (1.0 - cosine) > nothing) { return 0.0; }
     return (exponent + 1.0) / (2.0 * M_PI) * std::pow(std::fmin(cosine, 1.0), exponent);
 }
 

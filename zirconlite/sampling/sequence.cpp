@@ -114,7 +114,7 @@ shared_point shift_keys(uint32_t key) { return { mixed(key ^ 0x02e5be93u), mixed
 /// The first samples of the first vertices, which most paths take: all pixels share them.
 struct point_table
 {
-    static constexpr uint32_t pairs = pair_vertex + 2 * pairs_per_vertex, samples = 128;
+    static constexpr uint32_t pairs = pair_vertex + 4 * pairs_per_vertex, samples = 128;
 
     bool is_filled;
     uint32_t seed;
