@@ -93,9 +93,10 @@ TEST(Bounces, BringTheLightOfGlowingWallsAsASeries)
     {
         bounced room;
         room.box(2.0, room.grey(float(glow)));
-        // Each bounce adds a term; `color` tints what shines by itself, too.
+        // Each bounce adds a term, and the shadow ray at its end one more; `color` tints the glow itself,
+        // too.
         const double emitted = glow * albedo;
-        const double series = emitted * (1.0 - std::pow(albedo, limit + 1)) / (1.0 - albedo);
+        const double series = emitted * (1.0 - std::pow(albedo, limit + 2)) / (1.0 - albedo);
         EXPECT_NEAR(room.mean(limit, 64), series, 0.01 * series) << limit << " bounces";
     }
     bounced kept;
@@ -104,7 +105,78 @@ TEST(Bounces, BringTheLightOfGlowingWallsAsASeries)
     EXPECT_NEAR(kept.mean(8, 64, 0.0, INDIRECT_CACHE), series, 0.01 * series) << "light of all bounces";
     bounced clamped;
     clamped.box(2.0, clamped.grey(float(glow)));
-    EXPECT_LT(clamped.mean(32, 64, 0.01), 1.06 * glow * albedo) << "hardly more than what shines by itself";
+    EXPECT_LT(clamped.mean(32, 64, 0.01), 1.01 * glow * albedo * (1.0 + albedo))
+        << "the first reflection alone";
+}
+
+TEST(Bounces, BringLightOfPanelsAndMirrorsByTheirGeometry)
+{
+    // The ceiling's points see a square of 2 by 2, 4 below: the form factor of four quarters of it.
+    const double side = 0.25, diagonal = std::sqrt(1.0 + side * side);
+    const double factor = 4.0 / M_PI * side / diagonal * std::atan(side / diagonal);
+    for (const int kind : { INDIRECT_PATHS, INDIRECT_CACHE })
+    {
+        bounced panel;
+        panel.quad(0.3, 3.0, panel.grey());
+        panel.quad(1.0, -1.0, panel.grey(float(glow)));
+        const double radiance = albedo * factor * glow * albedo;
+        EXPECT_NEAR(panel.mean(4, 256, 0.0, kind), radiance, 0.01 * radiance) << kind;
+    }
+    // A mirror beside it shows the ceiling a second source, 5 to the side and 2 below.
+    const float share = 0.8f, candela = 1000.0f;
+    const double near = 2.0 / std::pow(5.0, 1.5), image = 2.0 / std::pow(29.0, 1.5);
+    bounced mirror;
+    mirror.quad(0.3, 3.0, mirror.grey());
+    test::mesh wall;
+    wall.look = mirror.look(
+        [&](simple_material& m)
+        {
+            std::fill_n(m.color, 3, 0.0f);
+            m.diffuse_share = 1.0f - share;
+            m.head.flags |= MATERIAL_SHARP_REFLECTION;
+            std::fill_n(m.reflect_color, 3, 1.0f);
+        });
+    wall.quad({ -2, -5, -5 }, { -2, 5, -5 }, { -2, 5, 5 }, { -2, -5, 5 });
+    ASSERT_TRUE(mirror.add(wall));
+    mirror.add(test::scene::point_source({ 1, 0, 1 }, candela));
+    const double radiance = albedo / M_PI * candela * (near + share * image);
+    EXPECT_NEAR(mirror.mean(1, 64), radiance, 0.01 * radiance);
+}
+
+TEST(Bounces, FindTheSkyThroughPanesAsWithoutThem)
+{
+    // A box with one open side, where a pane that takes nothing away is aimed at.
+    double without_pane = 0.0;
+    for (const bool has_pane : { false, true })
+    {
+        bounced room;
+        material_entry* const walls = room.grey();
+        test::mesh m;
+        m.look = walls;
+        m.quad({ -2, -2, 3 }, { 2, -2, 3 }, { 2, 2, 3 }, { -2, 2, 3 });
+        m.quad({ -2, -2, -1 }, { 2, -2, -1 }, { 2, 2, -1 }, { -2, 2, -1 });
+        m.quad({ -2, -2, -1 }, { -2, 2, -1 }, { -2, 2, 3 }, { -2, -2, 3 });
+        m.quad({ -2, 2, -1 }, { 2, 2, -1 }, { 2, 2, 3 }, { -2, 2, 3 });
+        m.quad({ -2, -2, -1 }, { 2, -2, -1 }, { 2, -2, 3 }, { -2, -2, 3 });
+        m.quad({ 2, -2, -1 }, { 2, 2, -1 }, { 2, 2, 1.5 }, { 2, -2, 1.5 });
+        ASSERT_TRUE(room.add(m));
+        test::mesh pane;
+        pane.look = room.look(
+            [](simple_material& p)
+            {
+                p.opacity = 0.0f;
+                p.ior = 1.0f;
+                std::fill_n(p.transparent_color, 3, 1.0f);
+            });
+        pane.flags = OBJECT_THIN;
+        pane.quad({ 2, -2, 1.5 }, { 2, 2, 1.5 }, { 2, 2, 3 }, { 2, -2, 3 });
+        if (has_pane) { ASSERT_TRUE(room.add(pane)); }
+        room.set_sky();
+        const double now = room.mean(4, 512);
+        if (!has_pane) { without_pane = now; }
+        EXPECT_GT(now, 10.0);
+        EXPECT_NEAR(now, without_pane, 0.01 * without_pane);
+    }
 }
 
 TEST(Bounces, FindTheSkyOnceBothByRaysAndByPaths)

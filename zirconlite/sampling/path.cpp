@@ -17,6 +17,7 @@
 #include "zirconlite/sampling/cache_fill.hpp"
 #include "zirconlite/sampling/lobe.hpp"
 #include "zirconlite/sampling/path_ways.hpp"
+#include "zirconlite/sampling/scene_survey.hpp"
 #include "zirconlite/search/ray_search.hpp"
 
 namespace zr
@@ -73,8 +74,9 @@ void end_in_sky(light_path& p)
     double weight = 1.0;
     if (p.last.sky == sky_by_path::weighed)
     {
-        weight = strategy_weight(
-            p.last.chance[p.last.side] * p.last.even_density, sky_ray_density(from, p.last.even_density));
+        const seen_openings seen = openings_from(p.last.point, p.last.normal);
+        weight = strategy_weight(p.last.chance[p.last.side] * p.last.even_density,
+            sky_ray_density(from, p.last.even_density, seen));
     }
     for (int i = 0; i < 3; ++i) { p.found.radiance[i] += from.radiance[i] * p.r.weight[i] * weight; }
     count_indirect(p, before);
@@ -115,12 +117,26 @@ bool shows_light_shape(const scene_object* object)
     return object->vft->get_flags(object) & (OBJECT_LIGHT_SHAPE | OBJECT_NO_SHADOW);
 }
 
+/// Share of the glow of the surface at the hit that the path counts: shadow rays aim at it, too.
+double glow_by_path(const light_path& p)
+{
+    if (p.bounces == 0 || p.last.sky == sky_by_path::whole) { return 1.0; }
+    const double even = glowing_density(*p.r.hit_object);
+    if (even == 0.0) { return 1.0; }
+    if (p.last.sky == sky_by_path::counted) { return 0.0; }
+    const double facing = std::fabs(dot(p.r.direction, p.r.geometric_normal));
+    if (!(facing > 1e-9)) { return 1.0; }
+    return strategy_weight(
+        p.last.chance[p.last.side] * p.last.even_density, even * p.since_bounce * p.since_bounce / facing);
+}
+
 void add_vertex_emission(light_path& p, const surface& s)
 {
     if ((p.skips_shapes || p.bounces > 0) && shows_light_shape(p.r.hit_object)) { return; }
     float light[3];
     emission(p.r.hit_object, s, light);
-    for (int i = 0; i < 3; ++i) { p.found.radiance[i] += light[i] * p.r.weight[i]; }
+    const double weight = luminance(light) > 0.0 ? glow_by_path(p) : 0.0;
+    for (int i = 0; i < 3; ++i) { p.found.radiance[i] += light[i] * weight * p.r.weight[i]; }
 }
 
 /// The length of the segment to the hit counts for cells of the light cache.
@@ -254,9 +270,10 @@ double strategy_weight(double density, double other)
     return a + b > 0.0 ? a / (a + b) : 1.0;
 }
 
-double sky_ray_density(const sky_sample& from, double even_density)
+double sky_ray_density(const sky_sample& from, double even_density, const seen_openings& seen)
 {
-    return sky_light_has_bright_spots() ? 0.5 * (even_density + from.density) : even_density;
+    const double at_large = sky_light_has_bright_spots() ? 0.5 * (even_density + from.density) : even_density;
+    return seen.sum > 0.0 ? 0.5 * (at_large + opening_density(seen, from.direction)) : at_large;
 }
 
 light_path start_path(document& document, render_view& view, const ray& prototype, const sample_point& point)

@@ -9,6 +9,7 @@
 #include "zirconlite/geometry/ray.h"
 #include "zirconlite/materials/surface.h"
 #include "zirconlite/sampling/lobe.hpp"
+#include "zirconlite/sampling/openings.hpp"
 #include "zirconlite/sampling/sequence.hpp"
 
 namespace zr
@@ -39,9 +40,10 @@ enum class sky_by_path
 /// How a path leaves a diffuse surface. Sky is found by shadow rays too, so what both find is weighed.
 struct diffuse_scatter
 {
-    double chance[2];    ///< that the path bounces from the front and from the back
-    int side;            ///< that it took: 0 front, 1 back
-    double even_density; ///< of the direction taken, under the cosine; 1/sr
+    double chance[2];      ///< that the path bounces from the front and from the back
+    int side;              ///< that it took: 0 front, 1 back
+    double even_density;   ///< of the direction taken, under the cosine; 1/sr
+    vector3 point, normal; ///< where it left, and the side
     sky_by_path sky;
 };
 
@@ -80,8 +82,9 @@ void follow_path(light_path& p);
 /// "Robust Monte Carlo methods for light transport simulation" (1997), section 9.2.
 double strategy_weight(double density, double other);
 
-/// Density of the direction of a shadow ray to the sky, with that of the cosine given; 1/sr.
-double sky_ray_density(const sky_sample& from, double even_density);
+/// Density of the direction of a shadow ray to the sky, with that of the cosine given, from where the
+/// openings are `seen`; 1/sr.
+double sky_ray_density(const sky_sample& from, double even_density, const seen_openings& seen);
 
 /// Adds the light that reaches the path's hit straight from luminaires, sun and sky, and the ambient
 /// stand-in where paths do not bounce. `mirror` is the axis of the lobe in which luminaires show, null for

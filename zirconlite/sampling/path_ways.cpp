@@ -190,7 +190,7 @@ void go_bounced(light_path& p, const surface& s, const specular_lobe& lobe, cons
     const double sent_back = side == 0 ? lobe.diffuse : s.translucent;
     const double share[3] = { sent_back * s.color[0], sent_back * s.color[1], sent_back * s.color[2] };
     p.last = { { chance[0], chance[1] }, side, std::fmax(dot(normal, direction), 0.0) * inverse_pi,
-        sky_by_path::weighed };
+        p.r.hit_point, normal, sky_by_path::weighed };
     ++p.bounces;
     p.since_bounce = 0.0;
     p.r.kind = RAY_REFLECTED;

@@ -20,6 +20,7 @@
 #include "zirconlite/sampling/light_tree.hpp"
 #include "zirconlite/sampling/path.hpp"
 #include "zirconlite/sampling/pixel_filter.hpp"
+#include "zirconlite/sampling/scene_survey.hpp"
 #include "zirconlite/sampling/stopping.hpp"
 #include "zirconlite/search/ray_search.hpp"
 
@@ -333,7 +334,7 @@ sampling_run* begin_sampling(
     const size_t blocks = size_t(std::max(run->columns, 0)) * size_t(std::max(run->rows, 0));
     const size_t guided = document.denoise ? size_t(image.width) * size_t(image.height) : 0;
     if (!make_sums(image) || !run->guides.resize(guided) || !run->blocks.resize(blocks) ||
-        !prepare_light_tree(document))
+        !prepare_light_tree(document) || !(job.bounce_limit == 0 || prepare_survey(document)))
     {
         end_sampling(run);
         report_failure(ZR_ERROR_MEMORY, "render: no memory for the samples of %d x %d pixels", image.width,
@@ -344,6 +345,7 @@ sampling_run* begin_sampling(
     for (sampling_block& b : run->blocks) { b.open = ~uint64_t(0), b.error = -1.0f; }
     if (run->limits.seconds > 0.0) { run->end_time = seconds_now() + run->limits.seconds; }
     prepare_shown_curve(view, run->curve);
+    prepare_openings(document);
     prepare_pixel_filter();
     prepare_sequence(run->limits.seed);
     return run;
@@ -355,6 +357,7 @@ void end_sampling(sampling_run* run)
     run->~sampling_run();
     zr_free(run);
     free_light_tree();
+    free_survey();
 }
 
 bool next_round(sampling_run& run)

@@ -28,7 +28,7 @@ enum sample_pair : uint32_t
     pair_sky,                        ///< direction of the sky ray
     pair_branch,                     ///< reflected, transmitted or ended; which side of a translucent surface
     pair_direction,                  ///< direction within the lobe
-    pair_texture,                    ///< shift of blurred pictures
+    pair_glow,                       ///< point on the surfaces that glow
     pairs_end
 };
 inline constexpr uint32_t pairs_per_vertex = pairs_end - pair_vertex;

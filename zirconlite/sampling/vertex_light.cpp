@@ -10,134 +10,18 @@
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/light_shape.hpp"
-#include "zirconlite/raytrace/shadow_rays.hpp"
 #include "zirconlite/raytrace/sky_light_rays.hpp"
 #include "zirconlite/sampling/light_tree.hpp"
+#include "zirconlite/sampling/lit_vertex.hpp"
 #include "zirconlite/sampling/lobe.hpp"
 #include "zirconlite/sampling/path.hpp"
+#include "zirconlite/sampling/scene_survey.hpp"
 
 namespace zr
 {
 
 namespace
 {
-
-/// The surface at a path's hit, as all of its sources see it.
-struct lit_vertex
-{
-    light_path& path;
-    const surface& s;
-    const specular_lobe& lobe;
-    const vector3* mirror; ///< null where luminaires do not show
-    const double* bounce;  ///< chances that the path bounces from the front and from the back
-    uint32_t object_flags;
-};
-
-unit_pair numbers(const lit_vertex& v, sample_pair pair)
-{
-    return vertex_numbers(v.path.point, v.path.vertex, pair);
-}
-
-/// Share of the light from a direction that the surface sends to the eye, times the cosine; per channel.
-/// Whether there is any; `back` says on which side.
-bool scattering(
-    const lit_vertex& v, const vector3& direction, bool shows_highlight, double share[3], bool& back)
-{
-    const ray& r = v.path.r;
-    const double cosine = dot(direction, r.shading_normal);
-    back = cosine <= 0.0;
-    const double spread = (back ? v.s.translucent * -cosine : v.lobe.diffuse * cosine) * inverse_pi;
-    double lobe = 0.0;
-    if (!back && v.mirror && shows_highlight && !(v.object_flags & OBJECT_NO_HIGHLIGHT))
-    {
-        // The part of the lobe that would go into the surface is folded back.
-        lobe = lobe_density(dot(direction, *v.mirror), v.lobe.exponent) +
-               lobe_density(dot(direction - 2.0 * cosine * r.shading_normal, *v.mirror), v.lobe.exponent);
-    }
-    for (int i = 0; i < 3; ++i) { share[i] = spread * v.s.color[i] + lobe * v.lobe.reflected[i]; }
-    return share[0] > 0.0 || share[1] > 0.0 || share[2] > 0.0;
-}
-
-/// The corners of the triangle at a hit.
-struct triangle_at_hit
-{
-    bool is_smooth;
-    vector3 position[3], normal[3];
-};
-
-void take_corners(const triangle_visit* visit, scene_object*)
-{
-    auto& corners = *static_cast<triangle_at_hit*>(visit->extra);
-    for (int i = 0; i < 3; ++i)
-    {
-        corners.position[i] = visit->position[i];
-        corners.normal[i] = visit->normal[i];
-    }
-    corners.is_smooth = visit->vertex_count == 3;
-}
-
-triangle_at_hit corners_of(const ray& r)
-{
-    triangle_at_hit corners = {};
-    const object_vft& vft = *r.hit_object->vft;
-    if (vft.complete_hit && vft.visit_triangles &&
-        dot(r.geometric_normal, r.interpolated_normal) < 1.0 - 1e-6)
-    {
-        vft.visit_triangles(r.hit_object, nullptr, nullptr, take_corners, &corners);
-    }
-    return corners;
-}
-
-/// Where shadow rays of a smoothly shaded triangle start: on the curved surface that its corner normals mean,
-/// so that the edge of a body's own shadow has no stairs. Hanika, "Hacking the shadow terminator" (Ray
-/// Tracing Gems II, 2021).
-vector3 smooth_origin(const ray& r, const triangle_at_hit& corners, bool back)
-{
-    const double weight[3] = { r.element_coords[2], r.element_coords[1], r.element_coords[0] };
-    vector3 origin = r.hit_point;
-    for (int i = 0; i < 3; ++i)
-    {
-        const bool faces_eye = dot(corners.normal[i], r.facing_normal) >= 0.0;
-        const vector3 normal = faces_eye != back ? corners.normal[i] : -corners.normal[i];
-        const double below = std::fmin(dot(r.hit_point - corners.position[i], normal), 0.0);
-        origin -= (weight[i] * below) * normal;
-    }
-    return origin;
-}
-
-ray shadow_ray(const lit_vertex& v, const vector3& direction, double distance, bool back)
-{
-    const document& d = v.path.doc;
-    ray shadow = make_shadow_ray(d, v.path.r, v.s, { 0.01, 0.003333, back });
-    const triangle_at_hit corners = corners_of(v.path.r);
-    if (corners.is_smooth) { shadow.origin = smooth_origin(v.path.r, corners, back); }
-    shadow.direction = direction;
-    shadow.inv_direction = ray_reciprocal(direction);
-    shadow.t_max = distance - 10.0 * d.epsilon;
-    return shadow;
-}
-
-/// Adds `light` (what arrives square to its direction, times the scattering) where nothing is in the way.
-void add_unblocked(const lit_vertex& v, const light* source, ray& shadow, const double light[3])
-{
-    path_light& found = v.path.found;
-    double seen[3];
-    for (int i = 0; i < 3; ++i) { seen[i] = light[i] * v.path.r.weight[i]; }
-    if (v.path.bounces == 0)
-    {
-        found.hidden_chance += luminance(seen);
-        ++found.shadow_rays;
-    }
-    if (shadow_test(v.path.doc, source, shadow)) { return; }
-    for (int i = 0; i < 3; ++i) { found.radiance[i] += seen[i] * shadow.simple_color[i]; }
-}
-
-double distance_factor(double distance, double falloff)
-{
-    if (falloff == 0.0) { return 1.0; }
-    const double d = falloff == 2.0 ? distance * distance : std::pow(distance, falloff);
-    return d > 0.0 ? 1.0 / d : 0.0;
-}
 
 /// What a luminaire would give where nothing is in the way.
 struct luminaire_sample
@@ -240,26 +124,16 @@ void add_luminaires(const lit_vertex& v)
 
 void add_sun(const lit_vertex& v)
 {
-    const document& d = v.path.doc;
-    if (!daylight_takes_part(d) || !(current_sun_sky->sun_strength > 0.0)) { return; }
-    const sun_sky& sky = *current_sun_sky;
-    source_sample sample = {};
-    sample.u = sample.v = 0.5;
-    if ((d.render_flags & RENDER_SOFT_SHADOWS) && sun_light.disc_size != 0.0f)
-    {
-        v.path.found.left_to_chance = true;
-        const unit_pair at = numbers(v, pair_sun);
-        const square_point on_disc = square_to_disc({ at.u, at.v });
-        sample.u = on_disc.u;
-        sample.v = on_disc.v;
-    }
-    sun_light.sample(&sun_light, &v.path.r.hit_point, &sample, 1);
+    sun_sample sun;
     double share[3];
     bool back;
-    if (!scattering(v, sample.direction, true, share, back)) { return; }
+    if (!sample_sun(v, v.path.r.hit_point, sun) || !scattering(v, sun.direction, true, share, back))
+    {
+        return;
+    }
     double light[3];
-    for (int i = 0; i < 3; ++i) { light[i] = sky.sun_color[i] * sky.sun_strength * share[i]; }
-    ray shadow = shadow_ray(v, sample.direction, ZR_FAR, back);
+    for (int i = 0; i < 3; ++i) { light[i] = sun.light[i] * share[i]; }
+    ray shadow = shadow_ray(v, sun.direction, ZR_FAR, back);
     shadow.shadow_light = &sun_light;
     add_unblocked(v, nullptr, shadow, light);
 }
@@ -270,15 +144,19 @@ void add_sky_side(const lit_vertex& v, bool back, double share)
     const vector3 normal = back ? -v.path.r.shading_normal : v.path.r.shading_normal;
     v.path.found.left_to_chance = true;
     unit_pair at = numbers(v, pair_sky);
+    const seen_openings seen = openings_from(v.path.r.hit_point, normal);
+    const bool aims = seen.sum > 0.0 && at.u < 0.5;
+    if (seen.sum > 0.0) { at.u = aims ? 2.0 * at.u : 2.0 * at.u - 1.0; }
     // Half of the pair chooses between the two ways to sample: each half is as even as the whole.
-    const bool has_spots = sky_light_has_bright_spots(), draws = has_spots && at.u < 0.5;
-    if (has_spots) { at.u = draws ? 2.0 * at.u : 2.0 * at.u - 1.0; }
-    const sky_sample from =
-        draws ? draw_sky_sample(at.u, at.v) : sky_light_from(cosine_direction(normal, { at.u, at.v }));
+    const bool has_spots = sky_light_has_bright_spots(), draws = !aims && has_spots && at.u < 0.5;
+    if (has_spots && !aims) { at.u = draws ? 2.0 * at.u : 2.0 * at.u - 1.0; }
+    const sky_sample from = aims    ? sky_light_from(aim_at_opening(seen, at.u, at.v))
+                            : draws ? draw_sky_sample(at.u, at.v)
+                                    : sky_light_from(cosine_direction(normal, { at.u, at.v }));
     const double cosine = dot(normal, from.direction);
     if (!(cosine > 0.0)) { return; }
     const double even = cosine * inverse_pi;
-    const double density = sky_ray_density(from, even);
+    const double density = sky_ray_density(from, even, seen);
     ray shadow = shadow_ray(v, from.direction, ZR_FAR, back);
     double radiance[3] = { from.radiance[0], from.radiance[1], from.radiance[2] };
     if (job.bounce_limit == 0) { meet_ground(v.path.doc, shadow, radiance); }
@@ -317,6 +195,34 @@ void add_ambient(const lit_vertex& v)
 
 } // namespace
 
+double distance_factor(double distance, double falloff)
+{
+    if (falloff == 0.0) { return 1.0; }
+    const double d = falloff == 2.0 ? distance * distance : std::pow(distance, falloff);
+    return d > 0.0 ? 1.0 / d : 0.0;
+}
+
+bool sample_sun(const lit_vertex& v, const vector3& point, sun_sample& out)
+{
+    const document& d = v.path.doc;
+    if (!daylight_takes_part(d) || !(current_sun_sky->sun_strength > 0.0)) { return false; }
+    const sun_sky& sky = *current_sun_sky;
+    source_sample sample = {};
+    sample.u = sample.v = 0.5;
+    if ((d.render_flags & RENDER_SOFT_SHADOWS) && sun_light.disc_size != 0.0f)
+    {
+        v.path.found.left_to_chance = true;
+        const unit_pair at = numbers(v, pair_sun);
+        const square_point on_disc = square_to_disc({ at.u, at.v });
+        sample.u = on_disc.u;
+        sample.v = on_disc.v;
+    }
+    sun_light.sample(&sun_light, &point, &sample, 1);
+    out.direction = sample.direction;
+    for (int i = 0; i < 3; ++i) { out.light[i] = sky.sun_color[i] * sky.sun_strength; }
+    return true;
+}
+
 void add_vertex_light(light_path& path, const surface& s, const specular_lobe& lobe, const vector3* mirror,
     const double bounce[2])
 {
@@ -328,6 +234,11 @@ void add_vertex_light(light_path& path, const surface& s, const specular_lobe& l
         add_luminaires(v);
         add_sun(v);
         add_sky(v);
+        if (job.bounce_limit > 0)
+        {
+            add_mirrored_light(v);
+            add_glow(v);
+        }
     }
     if (job.bounce_limit == 0) { add_ambient(v); }
 }
