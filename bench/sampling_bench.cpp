@@ -130,11 +130,7 @@ void denoise_picture(benchmark::State& state)
     }
     for (auto _ : state)
     {
-        zr::denoiser d = {};
-        if (!zr::prepare_denoiser(d, sums.data(), guides.data(), size_t(width), width, width))
-        {
-            std::abort();
-        }
+        const zr::denoiser d = { sums.data(), guides.data(), size_t(width), width, width };
         zr::array<float> band;
         float sum = 0.0f;
         for (int32_t first = 0; first < width; first += zr::denoise_rows)

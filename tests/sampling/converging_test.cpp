@@ -31,9 +31,11 @@ document* open_converging_room(const sampling_limits& limits)
     return d;
 }
 
-std::vector<float> render_means(const sampling_limits& limits, const double* region = nullptr)
+std::vector<float> render_means(
+    const sampling_limits& limits, const double* region = nullptr, bool denoises = false)
 {
     document* d = open_converging_room(limits);
+    zr_set_denoising(d, denoises);
     render_job job = job_of(d);
     if (region)
     {
@@ -41,6 +43,12 @@ std::vector<float> render_means(const sampling_limits& limits, const double* reg
         std::copy_n(region, 4, job.region);
     }
     EXPECT_TRUE(render_to_end(job) & RENDER_STATE_FINISHED);
+    if (denoises)
+    {
+        // What is shown has no sums of its own.
+        zr_free(d->views[1].image->sums);
+        d->views[1].image->sums = nullptr;
+    }
     const std::vector<float> means = light_of(d->views[1]);
     zr_close_document(d);
     return means;
@@ -71,18 +79,23 @@ TEST(Converging, ARegionEqualsTheCutOutOfTheWhole)
 {
     const sampling_limits limits = { 6.0, 4, 32, 0, 0.0 };
     const double region[4] = { 0.25, 0.35, 0.82, 0.8 }; // columns 16 to 52, rows 16 to 36
-    const std::vector<float> whole = render_means(limits), part = render_means(limits, region);
-    int compared = 0;
-    for (int y = 16; y < 36; ++y)
+    for (const bool denoises : { false, true })
     {
-        for (int x = 3 * 16; x < 3 * 52; ++x, ++compared)
+        const std::vector<float> whole = render_means(limits, nullptr, denoises),
+                                 part = render_means(limits, region, denoises);
+        int compared = 0;
+        for (int y = 16; y < 36; ++y)
         {
-            const size_t at = size_t(3 * y * width + x);
-            ASSERT_EQ(whole[at], part[at]) << "channel " << x << " of row " << y;
+            for (int x = 3 * 16; x < 3 * 52; ++x, ++compared)
+            {
+                const size_t at = size_t(3 * y * width + x);
+                ASSERT_EQ(whole[at], part[at])
+                    << "channel " << x << " of row " << y << (denoises ? ", filtered" : "");
+            }
         }
+        EXPECT_EQ(compared, 20 * 36 * 3);
+        EXPECT_EQ(part[0], 0.0f) << "outside the region nothing is shown";
     }
-    EXPECT_EQ(compared, 20 * 36 * 3);
-    EXPECT_EQ(part[0], 0.0f) << "outside the region nothing is sampled";
 }
 
 TEST(Converging, ErrsByWhatWasAskedAndNotToOneSide)

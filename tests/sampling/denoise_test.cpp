@@ -46,8 +46,7 @@ struct noisy_picture
     }
     std::vector<float> filtered() const
     {
-        zr::denoiser d = {};
-        EXPECT_TRUE(zr::prepare_denoiser(d, sums.data(), guides.data(), side, side, side));
+        const zr::denoiser d = { sums.data(), guides.data(), side, side, side };
         std::vector<float> all;
         for (int32_t first = 0; first < side; first += zr::denoise_rows)
         {

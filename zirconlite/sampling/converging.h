@@ -78,7 +78,7 @@ ZR_API void zr_free_light_cache(document* document);
 /** @} */
 
 /** Whether the converging sampler ends with a filter that takes the grain out of what is shown, from the next
- * job on; the sums, and .hdr pictures with them, keep it. 28 bytes a pixel more, and 80 while it filters.
+ * job on; the sums, and .hdr pictures with them, keep it. 24 bytes a pixel more.
  * Returns what was set before. Host's thread. */
 ZR_API int32_t zr_set_denoising(document* document, int32_t is_on);
 

@@ -18,6 +18,25 @@ constexpr float min_albedo = 0.04f;      // darker surfaces are filtered with th
 constexpr float albedo_difference = 0.1f, normal_difference = 0.25f;
 constexpr float support = 3.0f; // of the kernel, in its squared differences
 
+static_assert(reach + patch + variance_reach == denoise_margin);
+
+/// Light of one pixel in both halves of its samples, without the surface's colour.
+struct denoise_pixel
+{
+    float half[2][3];
+    float y[2];     ///< luminance of the halves
+    float variance; ///< of one half's luminance, smoothed over neighbours
+    float albedo[3], normal[3];
+};
+
+/// The rows that a band looks at.
+struct pixel_rows
+{
+    int32_t width, height; ///< of the picture
+    int32_t first, end;    ///< rows of it that `pixels` holds
+    array<denoise_pixel> pixels;
+};
+
 float square(float x) { return x * x; }
 
 void set_guides(denoise_pixel& p, const pixel_guides& g, float scale)
@@ -51,7 +70,7 @@ denoise_pixel pixel_of(const pixel_sums& s, const pixel_guides& g)
 }
 
 /// Half the squared difference of both halves, averaged over the neighbours.
-float variance_at(const denoiser& d, int32_t x, int32_t y)
+float variance_at(const pixel_rows& d, int32_t x, int32_t y)
 {
     float sum = 0.0f;
     int32_t count = 0;
@@ -59,12 +78,40 @@ float variance_at(const denoiser& d, int32_t x, int32_t y)
     {
         for (int32_t u = std::max(x - variance_reach, 0); u <= std::min(x + variance_reach, d.width - 1); ++u)
         {
-            const denoise_pixel& p = d.pixels[size_t(v) * size_t(d.width) + size_t(u)];
+            const denoise_pixel& p = d.pixels[size_t(v - d.first) * size_t(d.width) + size_t(u)];
             sum += 0.5f * square(p.y[0] - p.y[1]);
             ++count;
         }
     }
     return sum / float(count);
+}
+
+/// Fills `rows` for a band of the picture. False when memory fails.
+bool fill_rows(const denoiser& d, int32_t first, int32_t end, pixel_rows& rows)
+{
+    rows.width = d.width;
+    rows.height = d.height;
+    rows.first = std::max(first - denoise_margin, 0);
+    rows.end = std::min(end + denoise_margin, d.height);
+    const size_t width = size_t(d.width);
+    if (!rows.pixels.resize(size_t(rows.end - rows.first) * width)) { return false; }
+    for (int32_t y = rows.first; y < rows.end; ++y)
+    {
+        for (size_t x = 0; x < width; ++x)
+        {
+            const size_t from = size_t(y) * d.stride + x;
+            rows.pixels[size_t(y - rows.first) * width + x] = pixel_of(d.sums[from], d.guides[from]);
+        }
+    }
+    const int32_t inner = reach + patch;
+    for (int32_t y = std::max(first - inner, 0); y < std::min(end + inner, d.height); ++y)
+    {
+        for (int32_t x = 0; x < d.width; ++x)
+        {
+            rows.pixels[size_t(y - rows.first) * width + size_t(x)].variance = variance_at(rows, x, y);
+        }
+    }
+    return true;
 }
 
 /// Squared difference of two pixels in one half, in variances, less what noise alone makes of it.
@@ -98,15 +145,15 @@ float kernel(float x)
 /// The work of one band: rows `first` to `end`, and differences of the rows around them.
 struct band
 {
-    const denoiser& d;
+    const pixel_rows& d;
     int32_t first, end;
     array<float> differences[2]; ///< of each half at one offset; rows first - patch to end + patch
     array<float> sums;           ///< for each half: three channels and the weight
 };
 
-const denoise_pixel& at(const denoiser& d, int32_t x, int32_t y)
+const denoise_pixel& at(const pixel_rows& d, int32_t x, int32_t y)
 {
-    return d.pixels[size_t(std::clamp(y, 0, d.height - 1)) * size_t(d.width) +
+    return d.pixels[size_t(std::clamp(y, 0, d.height - 1) - d.first) * size_t(d.width) +
                     size_t(std::clamp(x, 0, d.width - 1))];
 }
 
@@ -173,33 +220,11 @@ void add_offset(band& b, int32_t dx, int32_t dy)
 
 } // namespace
 
-bool prepare_denoiser(denoiser& made, const pixel_sums* sums, const pixel_guides* guides, size_t stride,
-    int32_t width, int32_t height)
-{
-    made.width = width;
-    made.height = height;
-    if (!made.pixels.resize(size_t(width) * size_t(height))) { return false; }
-    for (int32_t y = 0; y < height; ++y)
-    {
-        for (int32_t x = 0; x < width; ++x)
-        {
-            const size_t from = size_t(y) * stride + size_t(x);
-            made.pixels[size_t(y) * size_t(width) + size_t(x)] = pixel_of(sums[from], guides[from]);
-        }
-    }
-    for (int32_t y = 0; y < height; ++y)
-    {
-        for (int32_t x = 0; x < width; ++x)
-        {
-            made.pixels[size_t(y) * size_t(width) + size_t(x)].variance = variance_at(made, x, y);
-        }
-    }
-    return true;
-}
-
 bool denoise_band(const denoiser& d, int32_t first, array<float>& out)
 {
-    band b = { d, first, std::min(first + denoise_rows, d.height), {}, {} };
+    pixel_rows around;
+    if (!fill_rows(d, first, std::min(first + denoise_rows, d.height), around)) { return false; }
+    band b = { around, first, std::min(first + denoise_rows, d.height), {}, {} };
     const size_t width = size_t(d.width), rows = size_t(b.end - b.first);
     if (!b.sums.resize(8 * rows * width) || !out.resize(3 * rows * width)) { return false; }
     for (array<float>& block : b.differences)
@@ -213,7 +238,7 @@ bool denoise_band(const denoiser& d, int32_t first, array<float>& out)
     }
     for (size_t n = 0; n < rows * width; ++n)
     {
-        const denoise_pixel& p = d.pixels[size_t(first) * width + n];
+        const denoise_pixel& p = around.pixels[size_t(first - around.first) * width + n];
         const float* sums = &b.sums[8 * n];
         for (int i = 0; i < 3; ++i)
         {

@@ -21,29 +21,20 @@ struct pixel_guides
     float normal[3];
 };
 
-/// Light of one pixel in both halves of its samples, without the surface's colour.
-struct denoise_pixel
-{
-    float half[2][3];
-    float y[2];     ///< luminance of the halves
-    float variance; ///< of one half's luminance, smoothed over neighbours
-    float albedo[3], normal[3];
-};
-
-/// The picture while it is filtered; rows and columns of the sampled rectangle.
+/// The picture while it is filtered: a rectangle of it.
 struct denoiser
 {
+    const pixel_sums* sums; ///< of its lower left pixel
+    const pixel_guides* guides;
+    size_t stride; ///< pixels from row to row
     int32_t width, height;
-    array<denoise_pixel> pixels;
 };
+
+/// Pixels to each side that count for one.
+inline constexpr int32_t denoise_margin = 13;
 
 /// Rows that one thread filters at a time.
 inline constexpr int32_t denoise_rows = 16;
-
-/// Fills `made` from sums and guides of a rectangle whose lower left pixel they begin at; `stride` pixels a
-/// row. False when memory fails. On one thread.
-bool prepare_denoiser(denoiser& made, const pixel_sums* sums, const pixel_guides* guides, size_t stride,
-    int32_t width, int32_t height);
 
 /// Filters the rows from `first` on, at most `denoise_rows`: three channels of surface light a pixel, cd/m2.
 /// Every row depends on `d` alone. False when memory fails. Any thread.

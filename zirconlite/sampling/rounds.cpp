@@ -29,7 +29,8 @@ struct sampling_run
     document& doc;
     render_view& view;
     image_buffer& image;
-    zr::pixel_rectangle rectangle;
+    zr::pixel_rectangle rectangle; ///< that is shown
+    zr::pixel_rectangle sampled;   ///< with what the filter of grain looks at beyond
     sampling_limits limits;
     int32_t first_column, first_row, columns, rows; ///< of blocks
     int32_t target;                                 ///< samples of a pixel after this round
@@ -294,7 +295,7 @@ void store_denoised(sampling_run& run, int32_t x, int32_t y, const float light[3
 /// Bands of rows until none is left. False when the job was stopped or memory failed.
 bool denoise_bands(sampling_run& run)
 {
-    const pixel_rectangle& r = run.rectangle;
+    const pixel_rectangle& r = run.sampled;
     array<float> light;
     for (;;)
     {
@@ -308,7 +309,8 @@ bool denoise_bands(sampling_run& run)
         {
             for (int32_t x = 0; x < run.denoiser.width; ++x, pixel += 3)
             {
-                store_denoised(run, r.left + x, r.bottom + y, pixel);
+                const bool is_shown = lies_in(run.rectangle, r.left + x, r.bottom + y);
+                if (is_shown) { store_denoised(run, r.left + x, r.bottom + y, pixel); }
             }
         }
     }
@@ -323,14 +325,20 @@ sampling_run* begin_sampling(
     void* memory = zr_malloc(sizeof(sampling_run));
     if (!memory) { return nullptr; }
     auto* run = new (memory)
-        sampling_run{ document, view, image, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {}, {}, {}, {}, false };
+        sampling_run{ document, view, image, r, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {}, {}, {}, {}, false };
     const double clamp = document.clamp_indirect * view.measured_luminance;
     job.max_indirect = clamp > 0.0 ? clamp : ZR_FAR;
     zr_get_sampling_limits(&document, &run->limits);
-    run->first_column = r.left / block_side;
-    run->first_row = r.bottom / block_side;
-    run->columns = (r.right + block_side - 1) / block_side - run->first_column;
-    run->rows = (r.top + block_side - 1) / block_side - run->first_row;
+    if (document.denoise && r.right > r.left && r.top > r.bottom)
+    {
+        run->sampled = { std::max(r.left - denoise_margin, 0), std::max(r.bottom - denoise_margin, 0),
+            std::min(r.right + denoise_margin, image.width), std::min(r.top + denoise_margin, image.height) };
+    }
+    const pixel_rectangle& sampled = run->sampled;
+    run->first_column = sampled.left / block_side;
+    run->first_row = sampled.bottom / block_side;
+    run->columns = (sampled.right + block_side - 1) / block_side - run->first_column;
+    run->rows = (sampled.top + block_side - 1) / block_side - run->first_row;
     const size_t blocks = size_t(std::max(run->columns, 0)) * size_t(std::max(run->rows, 0));
     const size_t guided = document.denoise ? size_t(image.width) * size_t(image.height) : 0;
     if (!make_sums(image) || !run->guides.resize(guided) || !run->blocks.resize(blocks) ||
@@ -371,14 +379,13 @@ bool next_round(sampling_run& run)
 
 bool begin_denoising(sampling_run& run)
 {
-    const pixel_rectangle& r = run.rectangle;
+    const pixel_rectangle& r = run.sampled;
     if (run.guides.count == 0 || r.right <= r.left || r.top <= r.bottom) { return false; }
     const size_t width = size_t(run.image.width), first = size_t(r.bottom) * width + size_t(r.left);
     run.next_block = 0;
-    run.is_denoising = prepare_denoiser(
-        run.denoiser, run.image.sums + first, &run.guides[first], width, r.right - r.left, r.top - r.bottom);
-    if (!run.is_denoising) { report_failure(ZR_ERROR_MEMORY, "no memory to denoise the picture"); }
-    return run.is_denoising;
+    run.denoiser = { run.image.sums + first, &run.guides[first], width, r.right - r.left, r.top - r.bottom };
+    run.is_denoising = true;
+    return true;
 }
 
 bool sample_blocks(sampling_run& run, const ray& prototype, int32_t thread)
