@@ -53,6 +53,11 @@ void store_glow_color(const light& source, property_node& node)
 
 } // namespace
 
+bool is_light_shape(const scene_object& object)
+{
+    return object.vft->get_flags(&object) & (OBJECT_LIGHT_SHAPE | OBJECT_NO_SHADOW);
+}
+
 void emission(const scene_object* object, const surface& s, float out[3])
 {
     for (int i = 0; i < 3; ++i) { out[i] = 0.0f; }

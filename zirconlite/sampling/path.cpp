@@ -111,12 +111,6 @@ void pass_haze(light_path& p)
     for (double& w : p.r.weight) { w *= kept; }
 }
 
-/// What glows and casts no shadow is the shape of a luminaire as well: its light source stands within.
-bool shows_light_shape(const scene_object* object)
-{
-    return object->vft->get_flags(object) & (OBJECT_LIGHT_SHAPE | OBJECT_NO_SHADOW);
-}
-
 /// Share of the glow of the surface at the hit that the path counts: shadow rays aim at it, too.
 double glow_by_path(const light_path& p)
 {
@@ -132,7 +126,7 @@ double glow_by_path(const light_path& p)
 
 void add_vertex_emission(light_path& p, const surface& s)
 {
-    if ((p.skips_shapes || p.bounces > 0) && shows_light_shape(p.r.hit_object)) { return; }
+    if ((p.skips_shapes || p.bounces > 0) && is_light_shape(*p.r.hit_object)) { return; }
     float light[3];
     emission(p.r.hit_object, s, light);
     const double weight = luminance(light) > 0.0 ? glow_by_path(p) : 0.0;

@@ -106,8 +106,7 @@ void survey_triangle(const triangle_visit* visit, scene_object*)
 
 double glow_of(const scene_object& object, const surface& neutral)
 {
-    const object_vft& vft = *object.vft;
-    if (vft.get_flags(&object) & OBJECT_LIGHT_SHAPE) { return 0.0; }
+    if (is_light_shape(object)) { return 0.0; }
     float light[3];
     emission(&object, neutral, light);
     const double y = luminance(light);
