@@ -8,8 +8,8 @@
 namespace zr
 {
 
-/// Whether an object that glows is the visible shape of a luminaire, whose light source lies within: marked as
-/// such, or without a shadow of its own.
+/// Whether an object that glows is the visible shape of a luminaire, whose light source lies within: marked
+/// as such, or without a shadow of its own.
 bool is_light_shape(const scene_object& object);
 
 /// Radiance that the object and its surface add (in simple mode: colour).
