@@ -13,6 +13,7 @@ class Patch:
     def __init__(self, corners, normal, reflectance):
         self.corners, self.normal, self.reflectance = corners, normal, reflectance
         self.middle = tuple(sum(c[k] for c in corners) / 4 for k in range(3))
+        self.area = math.dist(corners[0], corners[1]) * math.dist(corners[1], corners[2])
         self.first, self.leaving = 0.0, 0.0  # irradiance from outside the solution; exitance
 
 

@@ -157,7 +157,7 @@ def window_room(program, folder, indirect):
     reflectances = {"floor": 0.3, "ceiling": 0.8, "wall": 0.6}
     _, strength = sun_values(program, folder, 200, 40, 1)
     sky = sky_function(200, 40, 1)
-    cells = 3  # to a metre
+    cells = 4  # to a metre
 
     def from_window(point, normal):
         """Irradiance by the sky that is seen through the hole, by patches of it that are small beside their distance."""
@@ -194,6 +194,11 @@ def window_room(program, folder, indirect):
                 places = [tuple(a[c] + (b[c] - a[c]) * (u, v, w)[c] for c in range(3)) for u, v, w in
                     ((0.25, 0.25, 0.25), (0.25, 0.75, 0.75), (0.75, 0.25, 0.25), (0.75, 0.75, 0.75))]
                 p.first = sum(from_window(q, p.normal) for q in places) / 4
+        # Sums over patches stray near the window; all of the light that passes it has to arrive.
+        enters = strength * sky_lux(lambda d: sky(d) if d[2] > 0.0 else 0.0, (0.0, 1.0, 0.0)) * (x1 - x0) * (z1 - z0)
+        arrives = sum(p.first * p.area for p in patches)
+        for p in patches:
+            p.first *= enters / arrives
         radiosity.solve(patches)
         return patches
 
