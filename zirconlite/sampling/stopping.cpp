@@ -43,8 +43,9 @@ double mean_square(const float a[3], const float b[3])
 /// taken from all.
 double squared_half_error(const shown_curve& curve, const pixel_sums& sums, const float light[3])
 {
-    const float scale = 1.0f / float(sums.count), evens = 1.0f / float((sums.count + 1) / 2),
-                odds = 1.0f / float(sums.count / 2);
+    const uint32_t even_count = (sums.count + 1) / 2, odd_count = sums.count / 2;
+    const float scale = 1.0f / float(sums.count), evens = 1.0f / float(even_count),
+                odds = 1.0f / float(odd_count);
     float even[3], odd[3], a[3], b[3];
     for (int i = 0; i < 3; ++i)
     {
