@@ -232,7 +232,8 @@ def own_settings(name):
     """The converged picture, and those that are timed, by `noise`."""
     converged = {"exterior": 128, "room": 384, "courtyard": 256, "hall": 384, "few": 384}[name]
     low = 1 if name == "exterior" else 4  # sharp light leaves nothing to chance
-    return [("converged", (0.01, converged, converged, 7))] + [("noise %g" % n, (n, low, 4096, 0)) for n in (12, 6, 3, 2)]
+    noises = (14, 12, 10, 6) if name == "exterior" else (12, 6, 3, 2)
+    return [("converged", (0.01, converged, converged, 7))] + [("noise %g" % n, (n, low, 4096, 0)) for n in noises]
 
 
 def render_own(program, scene, folder, size, setting, output, threads=THREADS):

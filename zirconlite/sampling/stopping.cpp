@@ -176,6 +176,14 @@ block_light light_of_block(const shown_curve& curve, const block_sums& sums)
     return light;
 }
 
+/// Pixels of a mask and those beside them.
+uint64_t with_neighbors(uint64_t mask)
+{
+    constexpr uint64_t first_column = 0x0101010101010101, last_column = first_column << (block_side - 1);
+    const uint64_t rows = mask | (mask & ~last_column) << 1 | (mask & ~first_column) >> 1;
+    return rows | rows << block_side | rows >> block_side;
+}
+
 } // namespace
 
 pixel_components mean_components(const pixel_sums& sums)
@@ -212,7 +220,9 @@ void decide(
     const block_light light = light_of_block(curve, sums);
     const double by_chance = squared_chance_error(curve, sums, light, block);
     const double allowed = limits.noise * limits.noise;
-    const uint64_t sampled = block.open;
+    const uint64_t sampled = block.open, touched = with_neighbors(sampled) | block.chancy,
+                   were_good = block.good;
+    const double before = block.error > 0.0f ? double(block.error) * block.error : 0.0;
     double squares = 0.0;
     block.open = block.good = 0;
     for (int32_t y = 0; y < sums.rows; ++y)
@@ -220,6 +230,13 @@ void decide(
         for (int32_t x = 0; x < sums.columns; ++x)
         {
             const uint64_t bit = pixel_bit(x, y);
+            // A pixel of which nothing near has changed stays as it was.
+            if (!(touched & bit))
+            {
+                squares += before;
+                block.good |= were_good & bit;
+                continue;
+            }
             const pixel_sums& pixel = sums_at(sums, x, y);
             const auto count = int32_t(pixel.count);
             const bool is_chancy = block.chancy & bit;
