@@ -10,6 +10,7 @@ Wants Blender and ImageMagick.
 """
 
 import argparse
+import collections
 import json
 import math
 import os
@@ -31,26 +32,6 @@ def linear(color):
     if isinstance(color, str):
         color = [int(color[k : k + 2], 16) / 255 for k in (1, 3, 5)]
     return [c**GAMMA for c in color]
-
-
-def kelvin_color(kelvin):
-    """Colour of a black body beside that of 5000 K, of the same luminance; by Planck's law and the CIE's matching
-    functions as sums of lobes (Wyman and others 2013)."""
-    lobe = lambda x, middle, low, high: math.exp(-0.5 * ((x - middle) * (low if x < middle else high)) ** 2)
-
-    def rgb(temperature):
-        xyz = [0.0, 0.0, 0.0]
-        for nm in range(380, 781, 5):
-            power = nm**-5.0 / (math.exp(1.4388e7 / (nm * temperature)) - 1)
-            xyz[0] += power * (1.056 * lobe(nm, 599.8, 0.0264, 0.0323) + 0.362 * lobe(nm, 442.0, 0.0624, 0.0374) - 0.065 * lobe(nm, 501.1, 0.0490, 0.0382))
-            xyz[1] += power * (0.821 * lobe(nm, 568.8, 0.0213, 0.0247) + 0.286 * lobe(nm, 530.9, 0.0613, 0.0322))
-            xyz[2] += power * (1.217 * lobe(nm, 437.0, 0.0845, 0.0278) + 0.681 * lobe(nm, 459.0, 0.0385, 0.0725))
-        x, y, z = (c / xyz[1] for c in xyz)
-        return [max(c, 0.0) for c in (3.2406 * x - 1.5372 * y - 0.4986 * z, -0.9689 * x + 1.8758 * y + 0.0415 * z, 0.0557 * x - 0.2040 * y + 1.0570 * z)]
-
-    color = [a / b for a, b in zip(rgb(kelvin), rgb(5000))]
-    luminance = 0.2126 * color[0] + 0.7152 * color[1] + 0.0722 * color[2]
-    return [c / luminance for c in color]
 
 
 def run(arguments, folder=None):
@@ -78,7 +59,7 @@ def described(path, scene, program, folder, size):
     for m in scene["model"]:
         out["models"].append({"file": str((place / m["file"]).resolve()), "names": m.get("materials", {}), "all": m.get("material"),
             "smooth": m.get("smooth_angle_deg"), "shadow": m.get("casts_shadow", True), "up": m.get("up", "y")})
-    out["lights"] = [light(l) for l in scene.get("light", [])]
+    out["lights"] = [light(l, program, folder) for l in scene.get("light", [])]
     if sun:
         out["lights"] += sun_light(sun, program)
         out["sky"] = str(render_sky(scene, program, folder))
@@ -96,7 +77,7 @@ def material(m):
         "color": color, "clear_color": linear(m["transparent_color"]) if "transparent_color" in m else color,
         "mirror_color": color if m.get("metal") else linear(m.get("mirror_color", [1.0] * 3)), "diffuse": (1 - clear) * (1 - mirror),
         "mirror": (1 - clear) * mirror, "translucent": clear * spread, "clear": clear * (1 - spread), "ior": m.get("ior", 1.5),
-        "thin": m.get("thin", False), "glow": m.get("luminosity", 0.0), "exponent": 0 if m.get("glossy") is False else m.get("highlight", 0),
+        "thin": m.get("thin", False), "glow": m.get("luminosity", 0.0), "exponent": m.get("highlight", 0),
     }
 
 
@@ -105,8 +86,22 @@ def direction(azimuth, altitude):
     return [math.cos(h) * math.sin(a), math.cos(h) * math.cos(a), math.sin(h)]
 
 
-def light(l):
-    tint = [a * b for a, b in zip(kelvin_color(l["kelvin"]) if "kelvin" in l else [1.0] * 3, linear(l.get("filter", [1.0] * 3)))]
+def tint_of(l, program, folder):
+    """What a white floor gets of the light's channels: temperatures as this program has them."""
+    if "kelvin" not in l and "filter" not in l:
+        return [1.0] * 3
+    keys = "".join("%s = %s\n" % (k, json.dumps(l[k])) for k in ("kelvin", "filter") if k in l)
+    (folder / "floor.obj").write_text("v -5 -5 0\nv 5 -5 0\nv 5 5 0\nv -5 5 0\nf 1 2 3 4\n")
+    (folder / "tint.toml").write_text('[camera]\neye = [0, 0, 3]\ntarget = [0, 0, 0]\nup = [0, 1, 0]\n[render]\nsize = [16, 16]\nmax_samples = 16\n'
+        '[[model]]\nfile = "floor.obj"\nup = "z"\nmaterial = "white"\n[materials.white]\ncolor = "#ffffff"\n'
+        '[[light]]\nkind = "distant"\nazimuth_deg = 0\naltitude_deg = 90\nlux = 1000\n%s' % keys)
+    run([program, "render", "tint.toml", "-o", "tint.hdr"], folder)
+    row = radiance_file.read_planes(folder / "tint.hdr")[1][8]
+    return [(row[c][8] + 0.5) * radiance_file.SCALES[row[3][8]] * math.pi / 1000 for c in range(3)]
+
+
+def light(l, program, folder):
+    tint = tint_of(l, program, folder)
     out = {"kind": l["kind"], "color": tint, "radius": l.get("radius", 0.0), "position": l.get("position"), "target": l.get("target")}
     if l["kind"] == "distant":
         return {**out, "toward": direction(l["azimuth_deg"], l["altitude_deg"]), "strength": l["lux"], "disc": l.get("disc_deg", 0.0)}
@@ -254,6 +249,15 @@ if scene["sky"]:
     links.new(place.outputs["Generated"], turn.inputs["Vector"])
     links.new(turn.outputs["Vector"], picture.inputs["Vector"])
     links.new(picture.outputs["Color"], background.inputs["Color"])
+if scene["background"]:
+    # It is seen and gives no light.
+    seen, none, kind, mix = (nodes.new(n) for n in ("ShaderNodeBackground", "ShaderNodeBackground", "ShaderNodeLightPath", "ShaderNodeMixShader"))
+    seen.inputs["Color"].default_value, seen.inputs["Strength"].default_value = (*scene["background"], 1), 800.0
+    none.inputs["Strength"].default_value = 0.0
+    links.new(kind.outputs["Is Camera Ray"], mix.inputs[0])
+    links.new(none.outputs[0], mix.inputs[1])
+    links.new(seen.outputs[0], mix.inputs[2])
+    links.new(mix.outputs[0], nodes["World Output"].inputs["Surface"])
 eye, target = (mathutils.Vector(scene["camera"][k]) for k in ("eye", "target"))
 camera = bpy.data.cameras.new("c")
 camera.sensor_width, camera.lens, camera.clip_start, camera.clip_end = 36.0, scene["lens"], 0.01, 5000.0
@@ -290,7 +294,7 @@ print("TIMED", time.process_time() - cpu, flush=True)
 def render_own(program, scene, folder, options):
     """The picture without grain by the film curve at 5000 K, its light, and the processor time of the first."""
     text = re.sub(r"^(ev|white_kelvin|brightness|contrast|white_automatic) *=.*\n", "", scene.read_text(), flags=re.M)
-    plain = scene.with_name(".beside.toml")  # beside the models that it names
+    plain = scene.with_name(".beside-" + scene.name)  # where it finds the models that it names
     plain.write_text(text)
     try:
         arguments = [program, "render", plain, "--size", options.size, "--method", "film"]
@@ -305,11 +309,13 @@ def mean_shown(path):
     return float(run([shutil.which("convert"), path, "-colorspace", "gray", "-format", "%[fx:mean]", "info:"])[1])
 
 
-def mean_light(path):
-    rows = radiance_file.read_planes(path)[1]
-    total = sum(w * (planes[c][x] + 0.5) * radiance_file.SCALES[planes[3][x]] for planes in rows for c, w in enumerate((0.3, 0.6, 0.1))
-        for x in range(len(planes[3])))
-    return total / (len(rows) * len(rows[0][3]))
+def light_ratio(folder):
+    """Mean luminance of Cycles' picture over ours, without the pixels in which it has nothing but an even background."""
+    theirs, ours = ([pixel for planes in radiance_file.read_planes(folder / name)[1] for pixel in zip(*planes)] for name in ("cycles.hdr", "own.hdr"))
+    most, count = collections.Counter(theirs).most_common(1)[0]
+    counted = [k for k, pixel in enumerate(theirs) if pixel != most or count < len(theirs) / 50]
+    luminance = lambda pixel: sum(w * (pixel[c] + 0.5) for c, w in enumerate((0.3, 0.6, 0.1))) * radiance_file.SCALES[pixel[3]]
+    return sum(luminance(theirs[k]) for k in counted) / sum(luminance(ours[k]) for k in counted)
 
 
 def tone_like(program, folder):
@@ -325,7 +331,7 @@ def put_together(program, options, folder, theirs):
     ours = render_own(program, options.scene, folder, options)
     tone_like(program, folder)
     print("%s: this program %.1f s, Cycles %.1f s of processor time; light of Cycles' picture %.3f of ours" % (
-        options.scene.name, ours, theirs, mean_light(folder / "cycles.hdr") / mean_light(folder / "own.hdr")))
+        options.scene.name, ours, theirs, light_ratio(folder)))
     run([shutil.which("convert"), folder / "own.png", folder / "cycles.png", "+append", "-quality", "88", options.output])
 
 
