@@ -157,18 +157,13 @@ bool run_cache_rounds(job_run& run)
 {
     if (!job.caches_light) { return true; }
     cache_filling* filling = begin_cache_fill(run.doc, run.view);
-    const double fraction = fraction_at(run, final_pass, run.top);
-    bool goes_on = filling != nullptr;
+    bool goes_on = filling != nullptr, is_reported = false;
     while (goes_on && next_fill_round(*filling))
     {
-        goes_on = begin_converging_round(run, fraction) && run_round(run, nullptr, filling);
-        if (goes_on && !keep_round(*filling))
-        {
-            report_render(run, render_stopped);
-            goes_on = false;
-        }
+        is_reported = !run_round(run, nullptr, filling);
+        goes_on = !is_reported && keep_round(*filling);
     }
-    if (!filling) { report_render(run, render_stopped); }
+    if (!goes_on && !is_reported) { report_render(run, render_stopped); }
     end_cache_fill(filling);
     return goes_on;
 }
@@ -187,32 +182,58 @@ bool run_rounds(job_run& run, sampling_run& sampling)
     return true;
 }
 
-bool run_converging(job_run& run)
+bool run_converging(job_run& run, sampling_run& sampling)
 {
     run.doc.render_pass = converging_pass;
-    sampling_run* sampling =
-        begin_sampling(run.doc, run.view, *run.view.image, { run.left, run.top, run.right, run.bottom });
-    if (!sampling)
-    {
-        report_render(run, render_stopped);
-        return false;
-    }
-    const bool done = run_cache_rounds(run) && run_rounds(run, *sampling) &&
-                      (!begin_denoising(*sampling) || run_round(run, sampling, nullptr));
-    end_sampling(sampling);
+    begin_rounds(sampling);
+    const bool done =
+        run_rounds(run, sampling) && (!begin_denoising(sampling) || run_round(run, &sampling, nullptr));
     if (done) { display_raytrace_image(&run.view, 0); }
     return done;
 }
 
-/// The sparse pass from which the tone operator follows.
-bool run_preprocess(job_run& run)
+/// The sparse pass from which the tone operator follows; where light bounces, with that light.
+bool run_preprocess(job_run& run, sampling_run* sampling)
 {
+    if (sampling && !run_cache_rounds(run)) { return false; }
     if (raytrace_options.skip_preprocess) { return true; }
-    if (!run_pass(run, probe_shape)) { return false; }
+    const bool measured = sampling && begin_measuring(*sampling) ? run_round(run, sampling, nullptr)
+                                                                 : run_pass(run, probe_shape);
+    if (!measured) { return false; }
     measure_image(&run.doc, &run.view, run.view.image, run.view.width, run.view.height, 1);
     if (!raytrace_options.calibration_frame) { return true; }
     raytrace_options.calibration_frame = 0;
     return false;
+}
+
+/// From the measuring to the finished picture. `sampling` is null for the strips.
+bool run_all_passes(job_run& run, sampling_run* sampling)
+{
+    if (!run_preprocess(run, sampling)) { return false; }
+    platform::set_bits(&run.doc.render_state, RENDER_STATE_PREPROCESSED);
+    if (!report_render(run, render_preprocessed)) { return false; }
+
+    run.doc.render_pass = 1;
+    if (!run_pass(run, coarse_shape)) { return false; }
+    display_raytrace_image(&run.view, 0);
+    run.doc.render_pass = 2;
+    if (!run_pass(run, middle_shape)) { return false; }
+    set_scan_marker(run.view, -1);
+    display_raytrace_image(&run.view, 0);
+    if (run.doc.render_flags & RENDER_FAST) { return true; }
+    if (sampling) { return run_converging(run, *sampling); }
+
+    run.strip_height = run.strip_height / 2 > min_final_strip ? run.strip_height / 2 : min_final_strip;
+    if (!make_aa_stores(run.doc.thread_count, run.view.width))
+    {
+        report_render(run, render_stopped);
+        return false;
+    }
+    run.doc.render_pass = 3;
+    if (!run_pass(run, final_shape)) { return false; }
+    set_scan_marker(run.view, -1);
+    display_raytrace_image(&run.view, 0);
+    return true;
 }
 
 } // namespace
@@ -238,31 +259,17 @@ void show_percent(progress_bar& bar, double fraction)
 
 bool run_passes(job_run& run)
 {
-    if (!run_preprocess(run)) { return false; }
-    platform::set_bits(&run.doc.render_state, RENDER_STATE_PREPROCESSED);
-    if (!report_render(run, render_preprocessed)) { return false; }
-
-    run.doc.render_pass = 1;
-    if (!run_pass(run, coarse_shape)) { return false; }
-    display_raytrace_image(&run.view, 0);
-    run.doc.render_pass = 2;
-    if (!run_pass(run, middle_shape)) { return false; }
-    set_scan_marker(run.view, -1);
-    display_raytrace_image(&run.view, 0);
-    if (run.doc.render_flags & RENDER_FAST) { return true; }
-    if (job.converges) { return run_converging(run); }
-
-    run.strip_height = run.strip_height / 2 > min_final_strip ? run.strip_height / 2 : min_final_strip;
-    if (!make_aa_stores(run.doc.thread_count, run.view.width))
+    if (!job.converges || (run.doc.render_flags & RENDER_FAST)) { return run_all_passes(run, nullptr); }
+    sampling_run* sampling =
+        begin_sampling(run.doc, run.view, *run.view.image, { run.left, run.top, run.right, run.bottom });
+    if (!sampling)
     {
         report_render(run, render_stopped);
         return false;
     }
-    run.doc.render_pass = 3;
-    if (!run_pass(run, final_shape)) { return false; }
-    set_scan_marker(run.view, -1);
-    display_raytrace_image(&run.view, 0);
-    return true;
+    const bool done = run_all_passes(run, sampling);
+    end_sampling(sampling);
+    return done;
 }
 
 } // namespace zr

@@ -40,7 +40,7 @@ struct sampling_run
     zr::shown_curve curve;
     zr::array<zr::pixel_guides> guides; ///< of every pixel of the picture; empty: the picture keeps its grain
     zr::denoiser denoiser;
-    bool is_denoising; ///< the round at hand
+    bool is_denoising, is_measuring; ///< the round at hand
 };
 
 namespace zr
@@ -108,6 +108,14 @@ void add_guides(sampling_run& run, int32_t x, int32_t y, const path_light& light
     }
 }
 
+/// The sample's path, from its place under the pixel's filter.
+path_light path_at(const sampling_run& run, const ray& prototype, int32_t thread, const sample_point& point)
+{
+    const unit_pair offset = filter_offset(sample_numbers(point, pair_pixel));
+    const double position[2] = { point.x + 0.5 + offset.u, point.y + 0.5 + offset.v };
+    return trace_path(run.doc, run.view, prototype, thread, point, position);
+}
+
 /// A pixel's samples up to the round's target.
 void sample_pixel(sampling_run& run, const ray& prototype, int32_t thread, int32_t x, int32_t y,
     sampling_block& block, pixel_sums& sums)
@@ -116,9 +124,7 @@ void sample_pixel(sampling_run& run, const ray& prototype, int32_t thread, int32
     for (auto n = int32_t(sums.count); n < run.target; ++n)
     {
         const sample_point point = { x, y, uint32_t(n), run.limits.seed };
-        const unit_pair offset = filter_offset(sample_numbers(point, pair_pixel));
-        const double position[2] = { x + 0.5 + offset.u, y + 0.5 + offset.v };
-        const path_light light = trace_path(run.doc, run.view, prototype, thread, point, position);
+        const path_light light = path_at(run, prototype, thread, point);
         if (prototype.counters) { ++prototype.counters->primary_rays; }
         if (light.left_to_chance)
         {
@@ -277,6 +283,33 @@ bool make_sums(image_buffer& image)
     return image.sums != nullptr;
 }
 
+/// Light of single pixels, one in 16 by 16 of the whole picture, row by row of them. False when the job was
+/// stopped.
+bool probe_rows(sampling_run& run, const ray& prototype, int32_t thread)
+{
+    constexpr int32_t step = 16, samples = 8;
+    for (;;)
+    {
+        const int64_t y = int64_t(__atomic_fetch_add(&run.next_block, 1u, __ATOMIC_RELAXED)) * step;
+        if (y >= run.image.height) { return true; }
+        for (int32_t x = 0; x < run.image.width; x += step)
+        {
+            if (is_stopped(run)) { return false; }
+            pixel_sums sums = {};
+            for (int32_t n = 0; n < samples; ++n)
+            {
+                add_sample(sums,
+                    path_at(run, prototype, thread, { x, int32_t(y), uint32_t(n), run.limits.seed }),
+                    n % 2 == 0);
+            }
+            const pixel_components c = mean_components(sums);
+            pixel_pointers p = {};
+            image_buffer_pixel_pointers(&run.image, x, int32_t(y), &p);
+            pack_pixel(&run.image, &c, p.pixel);
+        }
+    }
+}
+
 /// The filtered light of a pixel takes the place of its mean; the sums stay as they are.
 void store_denoised(sampling_run& run, int32_t x, int32_t y, const float light[3])
 {
@@ -325,9 +358,8 @@ sampling_run* begin_sampling(
     void* memory = zr_malloc(sizeof(sampling_run));
     if (!memory) { return nullptr; }
     auto* run = new (memory)
-        sampling_run{ document, view, image, r, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {}, {}, {}, {}, false };
-    const double clamp = document.clamp_indirect * view.measured_luminance;
-    job.max_indirect = clamp > 0.0 ? clamp : ZR_FAR;
+        sampling_run{ document, view, image, r, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {}, {}, {}, {}, false, false };
+    job.max_indirect = ZR_FAR;
     zr_get_sampling_limits(&document, &run->limits);
     if (document.denoise && r.right > r.left && r.top > r.bottom)
     {
@@ -351,8 +383,6 @@ sampling_run* begin_sampling(
     }
     std::fill_n(run->guides.items, run->guides.count, pixel_guides{});
     for (sampling_block& b : run->blocks) { b.open = ~uint64_t(0), b.error = -1.0f; }
-    if (run->limits.seconds > 0.0) { run->end_time = seconds_now() + run->limits.seconds; }
-    prepare_shown_curve(view, run->curve);
     prepare_openings(document);
     prepare_pixel_filter();
     prepare_sequence(run->limits.seed);
@@ -366,6 +396,23 @@ void end_sampling(sampling_run* run)
     zr_free(run);
     free_light_tree();
     free_survey();
+}
+
+bool begin_measuring(sampling_run& run)
+{
+    const bool has_bounces = job.bounce_limit > 0;
+    run.is_measuring = has_bounces;
+    run.next_block = 0;
+    return has_bounces;
+}
+
+void begin_rounds(sampling_run& run)
+{
+    const double clamp = run.doc.clamp_indirect * run.view.measured_luminance;
+    job.max_indirect = clamp > 0.0 ? clamp : ZR_FAR;
+    run.is_measuring = false;
+    if (run.limits.seconds > 0.0) { run.end_time = seconds_now() + run.limits.seconds; }
+    prepare_shown_curve(run.view, run.curve);
 }
 
 bool next_round(sampling_run& run)
@@ -391,6 +438,7 @@ bool begin_denoising(sampling_run& run)
 bool sample_blocks(sampling_run& run, const ray& prototype, int32_t thread)
 {
     if (run.is_denoising) { return denoise_bands(run); }
+    if (run.is_measuring) { return probe_rows(run, prototype, thread); }
     for (;;)
     {
         const uint32_t index = platform::add_to_word(&run.next_block, 1u);

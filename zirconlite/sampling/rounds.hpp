@@ -28,6 +28,13 @@ sampling_run* begin_sampling(
     document& document, render_view& view, image_buffer& image, const pixel_rectangle& r);
 void end_sampling(sampling_run* run);
 
+/// Readies a round that finds the light of one pixel in 16 by 16 of the whole picture, for the tone operator;
+/// its threads call sample_blocks. False where light does not bounce: the probes of the strips will do.
+bool begin_measuring(sampling_run& run);
+
+/// The tone of the picture is set: the rounds may begin.
+void begin_rounds(sampling_run& run);
+
 /// Readies the next round. False when no block needs more samples.
 bool next_round(sampling_run& run);
 
