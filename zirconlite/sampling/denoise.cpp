@@ -18,14 +18,18 @@ constexpr float min_albedo = 0.04f;      // darker surfaces are filtered with th
 constexpr float albedo_difference = 0.1f, normal_difference = 0.25f;
 constexpr float support = 3.0f; // of the kernel, in its squared differences
 
-static_assert(reach + patch + variance_reach == denoise_margin);
+constexpr int32_t dot_reach = 2;
+constexpr float brightest_dot = 2.0f; // of the other half
+constexpr float usual_spread = 2.5f;  // of the neighbours, in standard deviations
+static_assert(reach + patch + variance_reach + dot_reach == denoise_margin);
 
 /// Light of one pixel in both halves of its samples, without the surface's colour.
 struct denoise_pixel
 {
     float half[2][3];
-    float y[2];     ///< luminance of the halves
-    float variance; ///< of one half's luminance, smoothed over neighbours
+    float sampled[2]; ///< luminance of the halves
+    float y[2];       ///< the same without single bright dots
+    float variance;   ///< of one half's luminance, smoothed over neighbours
     float albedo[3], normal[3];
 };
 
@@ -65,7 +69,7 @@ denoise_pixel pixel_of(const pixel_sums& s, const pixel_guides& g)
         p.half[0][i] = std::max(s.half[i] / counts[0] - background, 0.0f) / p.albedo[i];
         p.half[1][i] = std::max(odd / counts[1] - background, 0.0f) / p.albedo[i];
     }
-    for (int h = 0; h < 2; ++h) { p.y[h] = float(luminance(p.half[h])); }
+    for (int h = 0; h < 2; ++h) { p.sampled[h] = p.y[h] = float(luminance(p.half[h])); }
     return p;
 }
 
@@ -86,6 +90,36 @@ float variance_at(const pixel_rows& d, int32_t x, int32_t y)
     return sum / float(count);
 }
 
+/// One sample of a rare bright path outshines a pixel: what neither its neighbours nor its own other half
+/// have is taken down to about theirs.
+void tame_dots(const pixel_rows& d, int32_t x, int32_t y, denoise_pixel& p)
+{
+    float sum = 0.0f, squares = 0.0f;
+    int32_t count = 0;
+    for (int32_t v = std::max(y - dot_reach, 0); v <= std::min(y + dot_reach, d.height - 1); ++v)
+    {
+        for (int32_t u = std::max(x - dot_reach, 0); u <= std::min(x + dot_reach, d.width - 1); ++u)
+        {
+            if (u == x && v == y) { continue; }
+            for (const float q : d.pixels[size_t(v - d.first) * size_t(d.width) + size_t(u)].sampled)
+            {
+                sum += q;
+                squares += q * q;
+                ++count;
+            }
+        }
+    }
+    const float mean = count > 0 ? sum / float(count) : 0.0f;
+    const float spread = count > 0 ? std::sqrt(std::max(squares / float(count) - mean * mean, 0.0f)) : 0.0f;
+    for (int h = 0; h < 2; ++h)
+    {
+        const float most = std::max(brightest_dot * p.sampled[1 - h], mean + usual_spread * spread);
+        if (!(p.sampled[h] > most)) { continue; }
+        for (float& c : p.half[h]) { c *= most / p.sampled[h]; }
+        p.y[h] = most;
+    }
+}
+
 /// Fills `rows` for a band of the picture. False when memory fails.
 bool fill_rows(const denoiser& d, int32_t first, int32_t end, pixel_rows& rows)
 {
@@ -103,7 +137,14 @@ bool fill_rows(const denoiser& d, int32_t first, int32_t end, pixel_rows& rows)
             rows.pixels[size_t(y - rows.first) * width + x] = pixel_of(d.sums[from], d.guides[from]);
         }
     }
-    const int32_t inner = reach + patch;
+    const int32_t seen = reach + patch + variance_reach, inner = reach + patch;
+    for (int32_t y = std::max(first - seen, 0); y < std::min(end + seen, d.height); ++y)
+    {
+        for (int32_t x = 0; x < d.width; ++x)
+        {
+            tame_dots(rows, x, y, rows.pixels[size_t(y - rows.first) * width + size_t(x)]);
+        }
+    }
     for (int32_t y = std::max(first - inner, 0); y < std::min(end + inner, d.height); ++y)
     {
         for (int32_t x = 0; x < d.width; ++x)

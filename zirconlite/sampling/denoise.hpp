@@ -31,7 +31,7 @@ struct denoiser
 };
 
 /// Pixels to each side that count for one.
-inline constexpr int32_t denoise_margin = 13;
+inline constexpr int32_t denoise_margin = 15;
 
 /// Rows that one thread filters at a time.
 inline constexpr int32_t denoise_rows = 16;
