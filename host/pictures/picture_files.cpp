@@ -340,9 +340,9 @@ void write_text(const std::filesystem::path& file, const std::string& text)
     out.take_name();
 }
 
-void write_radiance(const std::filesystem::path& file, const image_buffer& light)
+void write_radiance(const std::filesystem::path& file, const image_buffer& light, const std::string& comment)
 {
-    if (!zr_write_radiance_file(target_of(file).c_str(), &light))
+    if (!zr_write_noted_radiance_file(target_of(file).c_str(), &light, comment.c_str()))
     {
         cannot_write(file, zr_last_error()->text);
     }

@@ -51,7 +51,8 @@ void write_picture(const std::filesystem::path& file, const picture& p);
 /// Writes a text the same way. Throws `failure` with the old file kept.
 void write_text(const std::filesystem::path& file, const std::string& text);
 
-/// Writes light as .hdr. Throws `failure` with the old file kept.
-void write_radiance(const std::filesystem::path& file, const image_buffer& light);
+/// Writes light as .hdr, with a comment in its head. Throws `failure` with the old file kept.
+void write_radiance(
+    const std::filesystem::path& file, const image_buffer& light, const std::string& comment = "");
 
 } // namespace host

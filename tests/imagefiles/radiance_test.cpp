@@ -182,3 +182,19 @@ TEST(Radiance, WritesItsBytesExactly)
             char(204), char(201), char(204), char(131), char(128) };
     EXPECT_EQ(written(*wide).substr(0, planes.size()), planes);
 }
+
+TEST(Radiance, KeepsACommentInItsHead)
+{
+    const temporary_folder folder;
+    const owned_buffer written = new_picture(3, 2), back = new_picture(1, 1);
+    put(*written, 1, 1, 200, 100, 50);
+    ASSERT_EQ(zr_write_noted_radiance_file(folder.wide("a.hdr").c_str(), written.get(), "one\ntwo"), 1);
+    std::ifstream file(folder.path / "a.hdr", std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(file)), {});
+    EXPECT_EQ(bytes.find("#?RADIANCE\n# one\n# two\nFORMAT=32-bit_rle_rgbe\n\n-Y 2 +X 3\n"), 0u);
+    ASSERT_EQ(zr_read_radiance_file(folder.wide("a.hdr").c_str(), back.get()), 1);
+    EXPECT_NEAR(red(*back, 1, 1), 200, 1);
+    const std::string endless(401, 'x');
+    EXPECT_EQ(zr_write_noted_radiance_file(folder.wide("a.hdr").c_str(), written.get(), endless.c_str()), 0);
+    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_LIMIT);
+}

@@ -18,6 +18,11 @@ typedef struct image_buffer image_buffer;
  *  @return 1; 0 on failure, reported by zr_last_error, with an old file at `path` kept */
 ZR_API int32_t zr_write_radiance_file(const char16_t* path, const image_buffer* buffer);
 
+/** The same with a comment in the head of the file: ASCII, lines of their own, at most 400 bytes; NULL none.
+ */
+ZR_API int32_t zr_write_noted_radiance_file(
+    const char16_t* path, const image_buffer* buffer, const char* comment);
+
 /** Replaces the picture in `buffer` by that of a file: size, PIXEL_RADIANCE, no planes, all light as that of
  *  surfaces. Blocks that `buffer` had are freed. Read are flat pixels and both forms of run lengths, in all
  *  eight orientations; EXPOSURE and COLORCORR lines change nothing.

@@ -21,10 +21,24 @@ void pixels_of_row(const image_buffer& buffer, int32_t y, zr::array<uint8_t> pla
 size_t encode_row(const zr::array<uint8_t> planes[4], uint8_t* out);
 size_t max_encoded_row(size_t pixels);
 
+/// Writes the head with each line of the comment behind a "#".
+void write_head(zr::picture_file& file, const image_buffer& buffer, const char* comment);
+
 } // namespace
 
 int32_t zr_write_radiance_file(const char16_t* path, const image_buffer* buffer)
 {
+    return zr_write_noted_radiance_file(path, buffer, nullptr);
+}
+
+int32_t zr_write_noted_radiance_file(const char16_t* path, const image_buffer* buffer, const char* comment)
+{
+    constexpr size_t max_comment = 400;
+    if (comment && strlen(comment) > max_comment)
+    {
+        zr::report_failure(ZR_ERROR_LIMIT, "a comment of more than %zu bytes", max_comment);
+        return 0;
+    }
     if (!path || !buffer || !buffer->pixels || buffer->pixel_format != PIXEL_RADIANCE)
     {
         zr::report_failure(ZR_ERROR_ARGUMENT, "there is no picture with radiance to write");
@@ -41,10 +55,7 @@ int32_t zr_write_radiance_file(const char16_t* path, const image_buffer* buffer)
     }
     zr::picture_file file = {};
     if (!zr::open_picture_file(file, path)) { return 0; }
-    char head[128];
-    const int length = snprintf(head, sizeof(head), "#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y %d +X %d\n",
-        buffer->height, buffer->width);
-    zr::write_bytes(file, head, size_t(length));
+    write_head(file, *buffer, comment);
     for (int32_t y = buffer->height - 1; y >= 0 && !file.failed; --y)
     {
         pixels_of_row(*buffer, y, planes);
@@ -55,6 +66,24 @@ int32_t zr_write_radiance_file(const char16_t* path, const image_buffer* buffer)
 
 namespace
 {
+
+void write_head(zr::picture_file& file, const image_buffer& buffer, const char* comment)
+{
+    const auto write = [&](const char* text, size_t length) { zr::write_bytes(file, text, length); };
+    write("#?RADIANCE\n", 11);
+    for (const char* line = comment; line && *line;)
+    {
+        const size_t length = strcspn(line, "\n");
+        write("# ", 2);
+        write(line, length);
+        write("\n", 1);
+        line += length + (line[length] == '\n');
+    }
+    char size[96];
+    const int length =
+        snprintf(size, sizeof(size), "FORMAT=32-bit_rle_rgbe\n\n-Y %d +X %d\n", buffer.height, buffer.width);
+    write(size, size_t(length));
+}
 
 /// A colour as three mantissas and the exponent of the largest.
 void encode_color(const float rgb[3], uint8_t bytes[4])
