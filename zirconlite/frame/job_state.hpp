@@ -52,6 +52,9 @@ struct preview_tone_state
 };
 extern preview_tone_state preview_tone;
 
+/// Diffuse bounces of a path at most.
+inline constexpr int32_t max_bounces = 64;
+
 /// Fixed at job start; workers only read it.
 struct job_state
 {

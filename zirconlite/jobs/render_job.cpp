@@ -122,7 +122,8 @@ void copy_job_settings(const document& document)
                     document.mode != MODE_SIMPLE;
     const bool bounces = job.converges && document.indirect_light != INDIRECT_AMBIENT;
     job.caches_light = bounces && document.indirect_light == INDIRECT_CACHE;
-    job.bounce_limit = bounces ? document.bounce_limit : 0;
+    // Paths that find no light kept go on; only chance ends them.
+    job.bounce_limit = job.caches_light ? max_bounces : bounces ? document.bounce_limit : 0;
     job.aa_threshold = std::sqrt(std::fmax(1.0 - document.aa_level, 0.0));
     for (int i = 0; i < 2; ++i)
     {

@@ -59,10 +59,10 @@ ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* li
 /** @} */
 
 /** Chooses how indirect light is found, from the next job on: the kind; after how
- *  many diffuse surfaces a path ends, 1 to 64; and to how many times the log-average luminance of the picture
- *  one sample's share of that light is clamped, which takes single bright dots away and a little light with
- *  them, 0 for never, to 1e6. Returns 1; 0, with nothing changed and zr_last_error set, for an unknown kind
- * or a number out of range. Host's thread. */
+ *  many diffuse surfaces a path ends, 1 to 64, which INDIRECT_CACHE does not look at; and to how many times
+ * the log-average luminance of the picture one sample's share of that light is clamped, which takes single
+ * bright dots away and a little light with them, 0 for never, to 1e6. Returns 1; 0, with nothing changed and
+ * zr_last_error set, for an unknown kind or a number out of range. Host's thread. */
 ZR_API int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit, double clamp);
 
 /** @{ */

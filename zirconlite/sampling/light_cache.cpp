@@ -18,7 +18,7 @@ constexpr double above_surface = 0.2; ///< of a cell's side
 constexpr int32_t max_division = 3;
 constexpr double near_cells =
     0.7; ///< sides of a cell over the mean distance to other surfaces that divide it
-constexpr uint32_t settled_samples = 32, max_samples = 256;
+constexpr uint32_t pilot_samples = 16, settled_samples = 32, max_samples = 256;
 constexpr double settled_error = 0.1; ///< of a cell's mean, one standard deviation
 constexpr int facing_side = 3;        ///< parts along each edge of the cube of directions
 
@@ -133,6 +133,22 @@ cache_cell* make_cell(light_cache& cache, const cell_key& key, int32_t division,
     return &cache.cells[place - 1];
 }
 
+/// Pilot samples are complete: what the cell needs, and whether others are so near that it is divided.
+void end_pilot(cache_cell& cell)
+{
+    double light[3];
+    light_of_cell(cell, light);
+    const double mean = luminance(light), variance = cell.squares / double(cell.count) - mean * mean;
+    const double wanted =
+        mean > 0.0 ? variance / ((settled_error * mean) * (settled_error * mean)) : max_samples;
+    cell.needed = uint32_t(std::clamp(wanted, double(settled_samples), double(max_samples)));
+    cell.is_split = cell.division < max_division &&
+                    cell.nearness / float(cell.count) * std::ldexp(1.0, cell.key.level) > near_cells;
+    std::fill_n(cell.sum, 3, 0.0f);
+    cell.squares = cell.nearness = 0.0f;
+    cell.count = 0;
+}
+
 void add_deposit(cache_cell& cell, const cache_deposit& d)
 {
     const double y = luminance(d.light);
@@ -140,8 +156,7 @@ void add_deposit(cache_cell& cell, const cache_deposit& d)
     cell.squares += float(y * y);
     cell.nearness += d.nearness;
     ++cell.count;
-    cell.is_split = cell.division < max_division && cell.count >= readable_samples &&
-                    cell.nearness / float(cell.count) * std::ldexp(1.0, cell.key.level) > near_cells;
+    if (cell.needed == 0 && cell.count == pilot_samples) { end_pilot(cell); }
 }
 
 } // namespace
@@ -209,19 +224,9 @@ bool put_back_cell(light_cache& cache, const cache_cell& cell)
 {
     bool failed = false;
     cache_cell* made = make_cell(cache, cell.key, cell.division, failed);
-    if (!made || made->count > 0) { return false; }
+    if (!made || made->count > 0 || made->needed > 0) { return false; }
     *made = cell;
     return true;
-}
-
-bool is_settled(const cache_cell* c)
-{
-    if (!c || c->count < settled_samples) { return false; }
-    if (c->count >= max_samples) { return true; }
-    double light[3];
-    light_of_cell(*c, light);
-    const double mean = luminance(light), variance = c->squares / double(c->count) - mean * mean;
-    return variance <= c->count * (settled_error * mean) * (settled_error * mean);
 }
 
 } // namespace zr

@@ -26,14 +26,17 @@ struct cell_key
     int16_t facing; ///< one of 54 parts of the directions
 };
 
-/// A cell. Its light is that which a white diffuse surface would send on: irradiance / pi, cd/m2.
+/// A cell. Its light is that which a white diffuse surface would send on: irradiance / pi, cd/m2. Pilot samples
+/// say how many more it needs, and are then forgotten: were they kept, cells that happen to be dark and even
+/// at first would stop early, and the light of all be too little.
 struct cache_cell
 {
     cell_key key;
     float sum[3];      ///< of the samples' light
-    float squares;     ///< of their luminances
+    float squares;     ///< of the pilot samples' luminances
     float nearness;    ///< sum of the reciprocal distances to what the samples saw, 1 / model unit
     uint32_t count;    ///< samples
+    uint32_t needed;   ///< samples that make its error small; 0 while the pilot samples are taken
     uint16_t division; ///< how often the cells here have been halved
     uint16_t is_split; ///< its halves have taken over
 };
@@ -73,7 +76,7 @@ struct cache_reading
     double size; ///< of the cell, model units
 };
 
-inline constexpr uint32_t max_cache_cells = 1u << 20; ///< 56 bytes each
+inline constexpr uint32_t max_cache_cells = 1u << 20; ///< 60 bytes each
 inline constexpr uint32_t readable_samples = 16;      ///< a cell with fewer is not read
 
 /// Null when memory fails. free_light_cache takes null.
@@ -97,8 +100,11 @@ bool add_deposits(light_cache& cache, const cache_deposit* deposits, size_t coun
 bool put_back_cell(light_cache& cache, const cache_cell& cell);
 
 /// Whether a cell may be read, and whether its own error is small enough to take no more samples.
-inline bool is_readable(const cache_cell* c) { return c && c->count >= readable_samples; }
-bool is_settled(const cache_cell* c);
+inline bool is_readable(const cache_cell* c)
+{
+    return c && c->needed > 0 && c->count >= readable_samples;
+}
+inline bool is_settled(const cache_cell* c) { return c && c->needed > 0 && c->count >= c->needed; }
 
 /// Mean light of a cell with samples.
 inline void light_of_cell(const cache_cell& c, double light[3])

@@ -1,4 +1,4 @@
-// The file of a light cache: a head of 56 bytes and 44 bytes a cell, little-endian.
+// The file of a light cache: a head of 56 bytes and 48 bytes a cell, little-endian.
 #include <stdlib.h>
 
 #include <cmath>
@@ -23,7 +23,7 @@ namespace
 {
 
 constexpr uint32_t file_mark = 0x434c525a, file_version = 1; // "ZRLC"
-constexpr size_t head_bytes = 56, cell_bytes = 44;
+constexpr size_t head_bytes = 56, cell_bytes = 48;
 constexpr uint64_t max_file_bytes = head_bytes + uint64_t(max_cache_cells) * cell_bytes;
 
 void mix(uint64_t& h, const void* bytes, size_t size)
@@ -88,7 +88,7 @@ uint8_t* put_cell(uint8_t* at, const cache_cell& c)
     for (const int32_t i : c.key.at) { at = put_u32(at, uint32_t(i)); }
     at = put_u16(put_u16(at, uint16_t(c.key.level)), uint16_t(c.key.facing));
     for (const float f : { c.sum[0], c.sum[1], c.sum[2], c.squares, c.nearness }) { at = put_f32(at, f); }
-    return put_u16(put_u16(put_u32(at, c.count), c.division), c.is_split);
+    return put_u16(put_u16(put_u32(put_u32(at, c.count), c.needed), c.division), c.is_split);
 }
 
 /// False where a number cannot be one of a cell.
@@ -104,9 +104,10 @@ bool get_cell(byte_reader& from, cache_cell& c)
         is_sound &= std::isfinite(*f) && *f >= 0.0f;
     }
     c.count = from.u32();
+    c.needed = from.u32();
     c.division = from.u16();
     c.is_split = from.u16();
-    return is_sound && c.count > 0 && c.is_split <= 1;
+    return is_sound && (c.count > 0 || c.needed > 0) && c.is_split <= 1;
 }
 
 /// A path for messages.

@@ -486,7 +486,6 @@ int32_t zr_set_pixel_sampler(document* document, int32_t sampler)
 
 int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit, double clamp)
 {
-    constexpr int32_t max_bounces = 64;
     constexpr double max_clamp = 1e6;
     if (!document) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
     if (kind < INDIRECT_AMBIENT || kind > INDIRECT_CACHE)
