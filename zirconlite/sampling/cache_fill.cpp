@@ -13,7 +13,7 @@ namespace
 
 constexpr int32_t paths_across = 128; // paths of a round along each edge of the view
 constexpr int32_t bundle_size = 256, bundle_count = paths_across * paths_across / bundle_size;
-constexpr size_t bundle_deposits = 4096;
+constexpr size_t bundle_deposits = size_t(bundle_size) * zr::fill_path::max_vertices;
 constexpr int32_t min_rounds = 4, max_rounds = 256; // as many as the picture has pixels for
 constexpr int32_t paths_per_pixel = 4;
 constexpr double settled_share = 0.9; // of the paths, that ends the rounds
@@ -121,9 +121,6 @@ void fill_bundle(cache_filling& filling, const ray& prototype, int32_t thread, u
     fill_path f;
     for (int32_t n = 0; n < bundle_size; ++n)
     {
-        // Where a longest path would not fit the rest is left out: whether one counts must not follow from
-        // its own length.
-        if (yield.deposits + fill_path::max_vertices > bundle_deposits) { break; }
         trace_fill_path(filling, prototype, thread, int32_t(bundle) * bundle_size + n, f);
         yield.asked += f.count > 0 || f.found_settled;
         yield.settled += f.found_settled;
@@ -249,7 +246,6 @@ bool meet_fill_vertex(light_path& p, const met_surface& at, const outside_ways& 
         if (way >= 0) { take_way(p, at, ways, way, probability, white_bounce); }
         return way >= 0;
     }
-    if (f.count >= fill_path::max_vertices) { return false; }
     open_vertex(p, at, cell, probability);
     return true;
 }

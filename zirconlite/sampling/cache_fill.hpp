@@ -27,7 +27,8 @@ struct fill_vertex
 /// A path that fills cells, behind the first diffuse surface that it meets.
 struct fill_path
 {
-    static constexpr int max_vertices = 32;
+    static constexpr int max_vertices =
+        8; ///< then the path goes on as one of a picture, for the last of them
     fill_vertex vertex[max_vertices];
     int count;
     bool found_settled; ///< its first cell takes no more samples

@@ -195,7 +195,7 @@ bool meet_outside(light_path& p, met_surface& at)
     const vector3* mirror = at.lobe.exponent > 0.0 ? &at.mirror : nullptr;
     const bool keeps = job.caches_light && p.bounces > 0 && is_kept(p, at);
     bool is_lit = !p.fill || p.bounces > 0;
-    if (p.fill && keeps)
+    if (p.fill && keeps && p.fill->count < fill_path::max_vertices)
     {
         add_vertex_emission(p, at.s);
         return meet_fill_vertex(p, at, ways);
