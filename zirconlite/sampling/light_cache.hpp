@@ -26,9 +26,9 @@ struct cell_key
     int16_t facing; ///< one of 54 parts of the directions
 };
 
-/// A cell. Its light is that which a white diffuse surface would send on: irradiance / pi, cd/m2. Pilot samples
-/// say how many more it needs, and are then forgotten: were they kept, cells that happen to be dark and even
-/// at first would stop early, and the light of all be too little.
+/// A cell. Its light is that which a white diffuse surface would send on: irradiance / pi, cd/m2. Pilot
+/// samples say how many more it needs, and are then forgotten: were they kept, cells that happen to be dark
+/// and even at first would stop early, and the light of all be too little.
 struct cache_cell
 {
     cell_key key;
@@ -100,10 +100,7 @@ bool add_deposits(light_cache& cache, const cache_deposit* deposits, size_t coun
 bool put_back_cell(light_cache& cache, const cache_cell& cell);
 
 /// Whether a cell may be read, and whether its own error is small enough to take no more samples.
-inline bool is_readable(const cache_cell* c)
-{
-    return c && c->needed > 0 && c->count >= readable_samples;
-}
+inline bool is_readable(const cache_cell* c) { return c && c->needed > 0 && c->count >= readable_samples; }
 inline bool is_settled(const cache_cell* c) { return c && c->needed > 0 && c->count >= c->needed; }
 
 /// Mean light of a cell with samples.
