@@ -7,12 +7,13 @@
 #include <stddef.h>
 
 #include "zirconlite/frame/document.h"
+#include "zirconlite/sampling/scene_survey.hpp"
 #include "zirconlite/types.h"
 
 namespace zr
 {
 
-inline constexpr size_t max_openings = 16;
+inline constexpr size_t max_openings = max_panels;
 
 /// The openings as a point of a room sees them.
 struct seen_openings

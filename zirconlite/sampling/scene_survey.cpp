@@ -16,7 +16,6 @@ namespace zr
 namespace
 {
 
-constexpr size_t max_panels = 16;
 constexpr double min_panel_share = 0.01; ///< of the largest one's mirrored or clear area
 constexpr double min_mirrored = 0.02, min_clear = 0.5;
 constexpr double glass_mirrored = 0.08; ///< by a pane, square to it

@@ -33,12 +33,15 @@ struct glowing_point
 bool prepare_survey(const document& document);
 void free_survey();
 
-/// Panels whose mirror images of luminaires count, the largest first; at most 16.
+/// Panels of one kind at most.
+inline constexpr size_t max_panels = 16;
+
+/// Panels whose mirror images of luminaires count, the largest first.
 const flat_panel* mirror_panels(size_t& count);
 /// The mirror panel of an object, or -1.
 int32_t mirror_panel_of(const scene_object& object);
 
-/// Clear panels through which the sky is sampled; at most 16.
+/// Clear panels through which the sky is sampled.
 const flat_panel* opening_panels(size_t& count);
 
 bool surfaces_glow();

@@ -110,7 +110,15 @@ void add_by_mirror(const lit_vertex& v, const mirrored_source& from)
     }
 }
 
-void add_mirrored_luminaire(const lit_vertex& v, const flat_panel& panel, int32_t index)
+/// How much a panel may matter at a point: its apparent size, by what it mirrors.
+double apparent_mirror(const flat_panel& panel, const vector3& point)
+{
+    const vector3 to = panel.middle - point;
+    const double reach = dot(to, to) + panel.area;
+    return panel.mirrored * panel.area * std::fabs(dot(panel.normal, to)) / (reach * std::sqrt(reach));
+}
+
+void add_mirrored_luminaire(const lit_vertex& v, const flat_panel& panel, int32_t index, double chance)
 {
     const ray& r = v.path.r;
     const vector3 point = mirrored_point(panel, r.hit_point);
@@ -130,17 +138,18 @@ void add_mirrored_luminaire(const lit_vertex& v, const flat_panel& panel, int32_
     mirrored_source from = { panel, index, pick.source, {}, sample.distance, {} };
     const bool is_parallel = pick.source->falloff == 0.0 && pick.source->disc_size == 0.0f;
     from.direction = mirrored_direction(panel, is_parallel ? -pick.source->normal : sample.direction);
-    const double factor = distance_factor(sample.distance, pick.source->falloff) / pick.probability;
+    const double factor =
+        distance_factor(sample.distance, pick.source->falloff) / (pick.probability * chance);
     for (int i = 0; i < 3; ++i) { from.arrives[i] = sample.color[i] * factor; }
     add_by_mirror(v, from);
 }
 
-void add_mirrored_sun(const lit_vertex& v, const flat_panel& panel, int32_t index)
+void add_mirrored_sun(const lit_vertex& v, const flat_panel& panel, int32_t index, double chance)
 {
     sun_sample sun;
     if (!sample_sun(v, mirrored_point(panel, v.path.r.hit_point), sun)) { return; }
     mirrored_source from = { panel, index, nullptr, mirrored_direction(panel, sun.direction), ZR_FAR, {} };
-    for (int i = 0; i < 3; ++i) { from.arrives[i] = sun.light[i]; }
+    for (int i = 0; i < 3; ++i) { from.arrives[i] = sun.light[i] / chance; }
     add_by_mirror(v, from);
 }
 
@@ -150,12 +159,18 @@ void add_mirrored_light(const lit_vertex& v)
 {
     size_t count;
     const flat_panel* panels = mirror_panels(count);
-    for (size_t i = 0; i < count; ++i)
-    {
-        if (v.path.r.hit_object && mirror_panel_of(*v.path.r.hit_object) == int32_t(i)) { continue; }
-        add_mirrored_luminaire(v, panels[i], int32_t(i));
-        add_mirrored_sun(v, panels[i], int32_t(i));
-    }
+    if (count == 0) { return; }
+    double weights[max_panels], sum = 0.0;
+    for (size_t i = 0; i < count; ++i) { sum += weights[i] = apparent_mirror(panels[i], v.path.r.hit_point); }
+    if (!(sum > 0.0)) { return; }
+    double left = numbers(v, pair_light_choice).v * sum;
+    size_t taken = 0;
+    while (taken + 1 < count && left >= weights[taken]) { left -= weights[taken++]; }
+    const double chance = weights[taken] / sum;
+    if (!(chance > 0.0) || mirror_panel_of(*v.path.r.hit_object) == int32_t(taken)) { return; }
+    v.path.found.left_to_chance |= chance < 1.0;
+    add_mirrored_luminaire(v, panels[taken], int32_t(taken), chance);
+    add_mirrored_sun(v, panels[taken], int32_t(taken), chance);
 }
 
 void add_glow(const lit_vertex& v)
