@@ -4,6 +4,8 @@
 
 #include "host/failure.hpp"
 #include "host/scene/scene_keys.hpp"
+#include "zirconlite/frame/document.h"
+#include "zirconlite/sampling/converging.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -104,7 +106,14 @@ void apply_region(const std::string& text, scene& s)
 
 void apply_preview(scene& s)
 {
-    s.render.fast = true;
+    // Few samples without grain where light bounces, else the coarse passes alone.
+    constexpr int preview_samples = 8;
+    const bool converges =
+        s.render.sampler == SAMPLER_CONVERGING && s.render.light_model == LIGHT_MODEL_EXACT;
+    s.render.fast = !converges;
+    s.render.denoise |= converges;
+    s.render.max_samples = std::min(s.render.max_samples, preview_samples);
+    s.render.min_samples = std::min(s.render.min_samples, s.render.max_samples);
     for (int& side : s.render.size) { side = std::max(side / preview_reduction, 1); }
     if (!s.render.region) { return; }
     auto& r = *s.render.region;
