@@ -65,7 +65,7 @@ bool stop_at_any(void*, ray&) { return true; }
 /// Hits of the rays; what is added up cannot be optimised away.
 size_t trace_all(const document& d, const std::vector<ray_start>& rays, bool shadows, int threads)
 {
-    std::vector<size_t> hits(size_t(threads));
+    std::vector<size_t> hits(static_cast<size_t>(threads));
     in_parallel(rays.size(), threads,
         [&](size_t first, size_t last, int t)
         {

@@ -453,7 +453,7 @@ def table_of_examples(program, folder, scenes):
         pictures = []
         for sampler, limits in (("strips", ["--quality", "5"]), ("converging", ["--noise", "0.01", "--max-samples", "128"])):
             out = folder / (sampler + ".hdr")
-            arguments = ["render", str(scene.resolve()), "-o", str(out), "--size", "160x100", "--sampler", sampler, *limits]
+            arguments = ["render", str(scene.resolve()), "-o", str(out), "--size", "160x100", "--sampler", sampler, "--indirect", "ambient", *limits]
             run_program(program, folder, arguments)
             pictures.append(read_hdr(out)[0])
         ratio = lambda first, last: mean_of(pictures[1][first:last]) / mean_of(pictures[0][first:last]) - 1.0

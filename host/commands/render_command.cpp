@@ -142,25 +142,15 @@ bool render_view_once(const scene& s, render_session& session)
     return ended;
 }
 
-std::string how_light_was_found(const scene& s)
-{
-    static const char* const kinds[] = { "even ambient light", "paths", "light cache" };
-    if (s.render.indirect == INDIRECT_AMBIENT) { return kinds[0]; }
-    const double clamp = s.render.clamp_indirect.value_or(100);
-    const std::string how =
-        clamp > 0 ? fmt::format(", clamped at {:g} means", clamp) : std::string(", not clamped");
-    return kinds[s.render.indirect] + how + (s.render.denoise ? ", denoised" : "");
-}
-
-void note_samples(const scene& s)
+void note_samples(const scene& s, const document& d)
 {
     sampling_progress reached;
     zr_get_sampling_progress(&reached);
     if (s.render.sampler != SAMPLER_CONVERGING || reached.mean_samples == 0) { return; }
     note(fmt::format(
-        "{:.1f} samples a pixel, error {:.2f} of 255 on average, {:.1f} % of the pixels below {:g}; {}",
+        "{:.1f} samples a pixel, error {:.2f} of 255 on average, {:.1f} % of the pixels below {:g}; {}{}",
         reached.mean_samples, reached.error, 100 * reached.done_share, s.render.noise,
-        how_light_was_found(s)));
+        how_indirect_light_was_found(d), d.denoise ? ", denoised" : ""));
 }
 
 void note_what_does_not_count(const scene& s)
@@ -223,7 +213,7 @@ int render_picture(const scene& s, render_session& session)
         throw failure(exit_render_failed, "the render ended early" + library_error());
     }
     write_output(s, d, session.files);
-    note_samples(s);
+    note_samples(s, *d);
     if (!stop_signal()) { return exit_done; }
     std::fprintf(stderr, "zirconlite: stopped; the picture holds what was reached\n");
     return stopped_exit_code();

@@ -65,20 +65,6 @@ void copy_sums(const render_view& v, const window& w, int row, image_buffer& lig
     }
 }
 
-/// How the light of a document's picture was found, for the head of its file.
-std::string light_comment(const document& d)
-{
-    const bool converges = d.pixel_sampler == SAMPLER_CONVERGING && d.light_model == LIGHT_MODEL_EXACT;
-    if (!converges) { return "indirect light: the even stand-in of the strips sampler"; }
-    static const char* const kinds[] = { "an even stand-in", "paths, without bias but for bounce_limit",
-        "a cache of light" };
-    const std::string kind = kinds[std::clamp<int>(d.indirect_light, 0, 2)];
-    const std::string clamp = d.clamp_indirect > 0
-                                  ? fmt::format("clamped to {:g} mean luminances", d.clamp_indirect)
-                                  : std::string("not clamped");
-    return fmt::format("indirect light: {}; {}\ndenoise: off in this file", kind, clamp);
-}
-
 /// The light in the window, a picture of its own.
 void write_light(const render_view& v, const window& w, const std::filesystem::path& file)
 {
@@ -102,7 +88,8 @@ void write_light(const render_view& v, const window& w, const std::filesystem::p
             if (from) { std::copy_n(from, light->pixel_size, zr_image_buffer_pixel(light.get(), x, y)); }
         }
     }
-    write_radiance(file, *light, v.document ? light_comment(*v.document) : "");
+    write_radiance(
+        file, *light, v.document ? "indirect light: " + how_indirect_light_was_found(*v.document) : "");
     say_written(file, fmt::format("{}x{}, light", w.width, w.height));
 }
 
@@ -269,6 +256,15 @@ void write_variant(
 }
 
 } // namespace
+
+std::string how_indirect_light_was_found(const document& d)
+{
+    const bool converges = d.pixel_sampler == SAMPLER_CONVERGING && d.light_model == LIGHT_MODEL_EXACT;
+    if (!converges || d.indirect_light == INDIRECT_AMBIENT) { return "even ambient light"; }
+    const char* kind = d.indirect_light == INDIRECT_CACHE ? "light cache" : "paths";
+    if (d.clamp_indirect == 0) { return fmt::format("{}, not clamped", kind); }
+    return fmt::format("{}, clamped at {:g} mean luminances", kind, d.clamp_indirect);
+}
 
 output_files prepare_output(const scene& s, const std::string& option)
 {

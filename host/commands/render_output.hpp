@@ -17,6 +17,9 @@ struct output_files
     int width, height;
 };
 
+/// What found the indirect light of a document's pictures, and the clamp; for people.
+std::string how_indirect_light_was_found(const document& d);
+
 /// Names the files; `option` is the command line's picture. Throws `failure` when one cannot be written.
 output_files prepare_output(const scene& s, const std::string& option);
 

@@ -226,25 +226,22 @@ bool meet_fill_vertex(light_path& p, const met_surface& at, const outside_ways& 
     fill_path& f = *p.fill;
     cache_reading cell;
     if (!find_cell(*p.doc.light_cache, p.r.hit_point, p.r.shading_normal, cell)) { return false; }
-    const bool is_full = f.count >= 2 && is_readable(cell.cell);
     const bool settled = is_settled(cell.cell);
     if (f.count == 0) { f.found_settled = settled; }
-    double probability;
-    const bool reads = settled || is_full;
-    if (reads)
+    if (settled || (f.count >= 2 && is_readable(cell.cell)))
     {
         add_kept_light(p, at, *cell.cell);
         outside_ways others = ways;
         others.way[way_bounced] = {};
-        const int way = choose_way(p, others.way, 3, probability);
-        if (way >= 0) { take_way(p, at, others, way, probability, white_bounce); }
-        return way >= 0;
+        return leave_outside(p, at, others, white_bounce);
     }
+    double probability;
     const int way = choose_way(p, ways.way, 3, probability);
+    if (way < 0) { return false; }
     if (way != way_bounced)
     {
-        if (way >= 0) { take_way(p, at, ways, way, probability, white_bounce); }
-        return way >= 0;
+        take_way(p, at, ways, way, probability, white_bounce);
+        return true;
     }
     open_vertex(p, at, cell, probability);
     return true;

@@ -34,7 +34,7 @@ struct denoiser
 inline constexpr int32_t denoise_margin = 15;
 
 /// Rows that one thread filters at a time.
-inline constexpr int32_t denoise_rows = 16;
+inline constexpr int32_t denoise_rows = 32;
 
 /// Filters the rows from `first` on, at most `denoise_rows`: three channels of surface light a pixel, cd/m2.
 /// Every row depends on `d` alone. False when memory fails. Any thread.

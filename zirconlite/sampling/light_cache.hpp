@@ -76,7 +76,7 @@ struct cache_reading
     double size; ///< of the cell, model units
 };
 
-inline constexpr uint32_t max_cache_cells = 1u << 20; ///< 60 bytes each
+inline constexpr uint32_t max_cache_cells = 1u << 20; ///< 48 bytes each, and 8 to 16 of slots
 inline constexpr uint32_t readable_samples = 16;      ///< a cell with fewer is not read
 
 /// Null when memory fails. free_light_cache takes null.

@@ -32,17 +32,20 @@ bool scattering(
 /// A shadow ray from the surface that ends short of `distance`.
 ray shadow_ray(const lit_vertex& v, const vector3& direction, double distance, bool back);
 
-/// What is left of a source's intensity at a distance.
-double distance_factor(double distance, double falloff);
-
-/// A direction to the sun, with its light square to it.
-struct sun_sample
+/// Light on its way to a point: its direction, unit, and what arrives square to it where nothing is in the
+/// way.
+struct arriving_light
 {
     vector3 direction;
+    double distance;
     double light[3];
 };
-/// As seen from `point`. False without a sun.
-bool sample_sun(const lit_vertex& v, const vector3& point, sun_sample& out);
+
+/// One point of a luminaire, or of the sun's disc, as `point` sees it; the vertex itself, or its mirror
+/// image. False where it gives nothing.
+bool sample_source(
+    const lit_vertex& v, const light& source, const vector3& point, const unit_pair& at, arriving_light& out);
+bool sample_sun(const lit_vertex& v, const vector3& point, arriving_light& out);
 
 /// Counts light that a shadow ray is about to look for.
 void count_shadow_ray(const lit_vertex& v, const double seen[3]);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "zirconlite/environment/ground.hpp"
 #include "zirconlite/geometry/ray.h"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/sampling/scene_survey.hpp"
@@ -71,9 +70,12 @@ void prepare_openings(document& document)
 
 seen_openings openings_from(const vector3& point, const vector3& normal)
 {
-    seen_openings seen = { point, {}, 0.0 };
+    seen_openings seen;
+    seen.point = point;
+    seen.sum = 0.0;
     for (size_t i = 0; i < openings.count; ++i)
     {
+        seen.weight[i] = 0.0;
         const flat_panel& p = openings.items[i].panel;
         const vector3 to = p.middle - point;
         const double height = -dot(openings.items[i].indoors, to), d2 = dot(to, to);

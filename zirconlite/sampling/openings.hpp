@@ -19,7 +19,7 @@ inline constexpr size_t max_openings = max_panels;
 struct seen_openings
 {
     vector3 point;
-    double weight[max_openings]; ///< apparent sizes
+    double weight[max_openings]; ///< apparent sizes, of those that there are
     double sum;                  ///< of them; 0: the point aims at none
 };
 

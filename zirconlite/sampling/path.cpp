@@ -183,6 +183,13 @@ void keep_guides(light_path& p, const surface& s, const specular_lobe& lobe)
     }
 }
 
+/// Whether luminaires show in the lobe of a surface.
+bool has_lobe(const specular_lobe& lobe)
+{
+    return lobe.exponent > 0.0 &&
+           (lobe.reflected[0] > 0.0 || lobe.reflected[1] > 0.0 || lobe.reflected[2] > 0.0);
+}
+
 /// The light of a surface seen from outside, and the way on. False at the path's end.
 bool meet_outside(light_path& p, met_surface& at)
 {
@@ -192,7 +199,7 @@ bool meet_outside(light_path& p, met_surface& at)
     double bounce[2];
     bounce_chances(p, ways, at, bounce);
     const double before[3] = { p.found.radiance[0], p.found.radiance[1], p.found.radiance[2] };
-    const vector3* mirror = at.lobe.exponent > 0.0 ? &at.mirror : nullptr;
+    const vector3* mirror = has_lobe(at.lobe) ? &at.mirror : nullptr;
     const bool keeps = job.caches_light && p.bounces > 0 && is_kept(p, at);
     bool is_lit = !p.fill || p.bounces > 0;
     if (p.fill && keeps && p.fill->count < fill_path::max_vertices)
@@ -210,10 +217,7 @@ bool meet_outside(light_path& p, met_surface& at)
     if (is_lit) { add_vertex_light(p, at.s, at.lobe, mirror, bounce); }
     add_vertex_emission(p, at.s);
     count_indirect(p, before);
-    double probability;
-    const int way = choose_way(p, ways.way, 3, probability);
-    if (way >= 0) { take_way(p, at, ways, way, probability, bounce); }
-    return way >= 0;
+    return leave_outside(p, at, ways, bounce);
 }
 
 bool meet_inside(light_path& p, const met_surface& at)

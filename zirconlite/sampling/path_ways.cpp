@@ -179,6 +179,14 @@ void take_way(light_path& p, const met_surface& at, const outside_ways& ways, in
     }
 }
 
+bool leave_outside(light_path& p, const met_surface& at, const outside_ways& ways, const double bounce[2])
+{
+    double probability;
+    const int way = choose_way(p, ways.way, 3, probability);
+    if (way >= 0) { take_way(p, at, ways, way, probability, bounce); }
+    return way >= 0;
+}
+
 void go_bounced(light_path& p, const surface& s, const specular_lobe& lobe, const double chance[2])
 {
     p.found.left_to_chance = true;

@@ -58,6 +58,9 @@ int choose_way(light_path& p, const branch* ways, int count, double& probability
 void take_way(light_path& p, const met_surface& at, const outside_ways& ways, int way, double probability,
     const double bounce[2]);
 
+/// choose_way and take_way. False at the end of the path.
+bool leave_outside(light_path& p, const met_surface& at, const outside_ways& ways, const double bounce[2]);
+
 /// The path goes on from a diffuse surface, on one of its sides by their chances.
 void go_bounced(light_path& p, const surface& s, const specular_lobe& lobe, const double chance[2]);
 

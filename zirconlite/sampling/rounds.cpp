@@ -290,7 +290,7 @@ bool probe_rows(sampling_run& run, const ray& prototype, int32_t thread)
     constexpr int32_t step = 16, samples = 8;
     for (;;)
     {
-        const int64_t y = int64_t(__atomic_fetch_add(&run.next_block, 1u, __ATOMIC_RELAXED)) * step;
+        const int64_t y = int64_t(platform::add_to_word(&run.next_block, 1u)) * step;
         if (y >= run.image.height) { return true; }
         for (int32_t x = 0; x < run.image.width; x += step)
         {

@@ -8,7 +8,6 @@
 #include "zirconlite/raytrace/direct_light.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/emission.hpp"
-#include "zirconlite/raytrace/light_shape.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
 #include "zirconlite/sampling/light_tree.hpp"
 #include "zirconlite/sampling/lit_vertex.hpp"
@@ -23,22 +22,16 @@ namespace zr
 namespace
 {
 
-/// Light on its way to a vertex by one reflection: from the vertex it comes from the image of its source.
-struct mirrored_source
+/// Whether light from all around counts; that in a lobe is found by paths.
+bool scatters(const lit_vertex& v) { return v.lobe.diffuse > 0.0 || v.s.translucent > 0.0f; }
+
+/// A panel that may throw light to the vertex.
+struct mirror_choice
 {
     const flat_panel& panel;
     int32_t index;
-    const light* source; ///< null for the sun
-    vector3 direction;   ///< from the vertex to the image
-    double distance;
-    double arrives[3]; ///< without a loss
+    double chance; ///< of having been chosen
 };
-
-bool is_lit_by(const lit_vertex& v, const light* source)
-{
-    return !(v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT)) ||
-           !is_unlit_by(v.path.r.hit_object, source);
-}
 
 /// The mirror itself, where the ray meets the panel at `distance`. False where something else is there.
 bool find_mirror(
@@ -56,10 +49,10 @@ bool find_mirror(
 }
 
 /// What a polished flat surface throws back; false where bumps bend it or it blurs.
-bool mirrored_share(const ray& at, const flat_panel& panel, surface& s, double share[3])
+bool mirrored_share(ray& at, const flat_panel& panel, surface& s, double share[3])
 {
     constexpr double flat = 1.0 - 1e-5;
-    at.hit_object->vft->get_surface(at.hit_object, const_cast<ray*>(&at), &s);
+    at.hit_object->vft->get_surface(at.hit_object, &at, &s);
     const double cosine = std::fabs(dot(at.direction, at.shading_normal));
     const double fresnel = s.transparent * entering_fresnel(at, s, cosine);
     const specular_lobe lobe = lobe_of(s, fresnel);
@@ -72,38 +65,43 @@ bool mirrored_share(const ray& at, const flat_panel& panel, surface& s, double s
     return true;
 }
 
-void add_by_mirror(const lit_vertex& v, const mirrored_source& from)
+/// Adds light by one reflection. `image` is the light as the vertex's mirror image receives it; `source` null
+/// for the sun.
+void add_by_mirror(
+    const lit_vertex& v, const mirror_choice& mirror, const light* source, const arriving_light& image)
 {
     const document& d = v.path.doc;
     const double margin = 20.0 * d.epsilon;
-    double share[3], mirrored[3];
+    const vector3 direction = mirrored_direction(mirror.panel, image.direction);
+    double share[3], mirrored[3], t;
     bool back;
-    if (!scattering(v, from.direction, false, share, back)) { return; }
-    ray first = shadow_ray(v, from.direction, from.distance, back);
-    double t;
-    if (!meets_panel(from.panel, first.origin, first.direction, t) || t >= from.distance || t < 3.0 * margin)
+    if (!scattering(v, direction, false, share, back)) { return; }
+    ray first = shadow_ray(v, direction, image.distance, back);
+    if (!meets_panel(mirror.panel, first.origin, direction, t) || t >= image.distance || t < 3.0 * margin)
     {
         return;
     }
     first.t_max = t - 2.0 * margin;
-    first.shadow_light = from.source ? from.source : &sun_light;
-    double seen[3];
-    for (int i = 0; i < 3; ++i) { seen[i] = from.arrives[i] * share[i] * v.path.r.weight[i]; }
+    first.shadow_light = source ? source : &sun_light;
     ray at;
     surface s;
-    if (!find_mirror(v, first, t, margin, from.index, at) || !mirrored_share(at, from.panel, s, mirrored))
+    if (!find_mirror(v, first, t, margin, mirror.index, at) || !mirrored_share(at, mirror.panel, s, mirrored))
     {
         return;
     }
-    for (int i = 0; i < 3; ++i) { seen[i] *= mirrored[i]; }
+    double seen[3];
+    for (int i = 0; i < 3; ++i)
+    {
+        seen[i] = image.light[i] / mirror.chance * share[i] * v.path.r.weight[i] * mirrored[i];
+    }
     count_shadow_ray(v, seen);
-    if (shadow_test(v.path.doc, from.source, first)) { return; }
+    if (shadow_test(v.path.doc, source, first)) { return; }
     ray second = make_shadow_ray(d, at, s, { 0.01, 0.003333, false });
-    second.direction = mirrored_direction(from.panel, from.direction);
-    second.inv_direction = ray_reciprocal(second.direction);
-    second.t_max = from.distance < ZR_FAR ? from.distance - t - 10.0 * d.epsilon : from.distance;
+    second.direction = image.direction;
+    second.inv_direction = ray_reciprocal(image.direction);
+    second.t_max = image.distance < ZR_FAR ? image.distance - t - 10.0 * d.epsilon : image.distance;
     second.shadow_light = first.shadow_light;
-    if (shadow_test(v.path.doc, from.source, second)) { return; }
+    if (shadow_test(v.path.doc, source, second)) { return; }
     for (int i = 0; i < 3; ++i)
     {
         v.path.found.radiance[i] += seen[i] * first.simple_color[i] * second.simple_color[i];
@@ -118,39 +116,18 @@ double apparent_mirror(const flat_panel& panel, const vector3& point)
     return panel.mirrored * panel.area * std::fabs(dot(panel.normal, to)) / (reach * std::sqrt(reach));
 }
 
-void add_mirrored_luminaire(const lit_vertex& v, const flat_panel& panel, int32_t index, double chance)
+void add_mirrored_luminaire(const lit_vertex& v, const mirror_choice& mirror, const vector3& point, double u)
 {
-    const ray& r = v.path.r;
-    const vector3 point = mirrored_point(panel, r.hit_point);
-    const unit_pair choice = numbers(v, pair_light_choice), at = numbers(v, pair_light_point);
-    const light_pick pick =
-        pick_light(point, mirrored_direction(panel, r.shading_normal), v.s.translucent > 0.0f, choice.u);
-    if (!pick.source || !is_lit_by(v, pick.source)) { return; }
-    v.path.found.left_to_chance |= pick.probability < 1.0;
-    source_sample sample = {};
-    if ((v.path.doc.render_flags & RENDER_SOFT_SHADOWS) && has_extent(*pick.source))
+    const vector3 normal = mirrored_direction(mirror.panel, v.path.r.shading_normal);
+    const light_pick pick = pick_light(point, normal, v.s.translucent > 0.0f, u);
+    arriving_light image;
+    if (!pick.source || !sample_source(v, *pick.source, point, numbers(v, pair_light_point), image))
     {
-        v.path.found.left_to_chance = true;
-        sample_shape(*pick.source, point, { at.u, at.v }, sample);
+        return;
     }
-    else { sample_middle(*pick.source, point, sample); }
-    if (sample.flags & SAMPLE_SKIPPED) { return; }
-    mirrored_source from = { panel, index, pick.source, {}, sample.distance, {} };
-    const bool is_parallel = pick.source->falloff == 0.0 && pick.source->disc_size == 0.0f;
-    from.direction = mirrored_direction(panel, is_parallel ? -pick.source->normal : sample.direction);
-    const double factor =
-        distance_factor(sample.distance, pick.source->falloff) / (pick.probability * chance);
-    for (int i = 0; i < 3; ++i) { from.arrives[i] = sample.color[i] * factor; }
-    add_by_mirror(v, from);
-}
-
-void add_mirrored_sun(const lit_vertex& v, const flat_panel& panel, int32_t index, double chance)
-{
-    sun_sample sun;
-    if (!sample_sun(v, mirrored_point(panel, v.path.r.hit_point), sun)) { return; }
-    mirrored_source from = { panel, index, nullptr, mirrored_direction(panel, sun.direction), ZR_FAR, {} };
-    for (int i = 0; i < 3; ++i) { from.arrives[i] = sun.light[i] / chance; }
-    add_by_mirror(v, from);
+    v.path.found.left_to_chance |= pick.probability < 1.0;
+    for (double& c : image.light) { c /= pick.probability; }
+    add_by_mirror(v, mirror, pick.source, image);
 }
 
 } // namespace
@@ -159,30 +136,34 @@ void add_mirrored_light(const lit_vertex& v)
 {
     size_t count;
     const flat_panel* panels = mirror_panels(count);
-    if (count == 0) { return; }
+    if (count == 0 || !scatters(v)) { return; }
+    const vector3& hit = v.path.r.hit_point;
     double weights[max_panels], sum = 0.0;
-    for (size_t i = 0; i < count; ++i) { sum += weights[i] = apparent_mirror(panels[i], v.path.r.hit_point); }
+    for (size_t i = 0; i < count; ++i) { sum += weights[i] = apparent_mirror(panels[i], hit); }
     if (!(sum > 0.0)) { return; }
-    double left = numbers(v, pair_light_choice).v * sum;
+    const unit_pair choice = numbers(v, pair_light_choice);
+    double left = choice.v * sum;
     size_t taken = 0;
     while (taken + 1 < count && left >= weights[taken]) { left -= weights[taken++]; }
-    const double chance = weights[taken] / sum;
-    if (!(chance > 0.0) || mirror_panel_of(*v.path.r.hit_object) == int32_t(taken)) { return; }
-    v.path.found.left_to_chance |= chance < 1.0;
-    add_mirrored_luminaire(v, panels[taken], int32_t(taken), chance);
-    add_mirrored_sun(v, panels[taken], int32_t(taken), chance);
+    const mirror_choice mirror = { panels[taken], int32_t(taken), weights[taken] / sum };
+    if (!(mirror.chance > 0.0) || mirror_panel_of(*v.path.r.hit_object) == mirror.index) { return; }
+    v.path.found.left_to_chance |= mirror.chance < 1.0;
+    const vector3 point = mirrored_point(mirror.panel, hit);
+    add_mirrored_luminaire(v, mirror, point, choice.u);
+    arriving_light sun;
+    if (sample_sun(v, point, sun)) { add_by_mirror(v, mirror, nullptr, sun); }
 }
 
 void add_glow(const lit_vertex& v)
 {
-    if (!surfaces_glow() || (v.lobe.diffuse <= 0.0 && v.s.translucent <= 0.0f)) { return; }
+    if (!surfaces_glow() || !scatters(v)) { return; }
     v.path.found.left_to_chance = true;
     const ray& r = v.path.r;
     const unit_pair at = numbers(v, pair_glow);
     const glowing_point to = pick_glowing_point(at.u, at.v);
     const vector3 way = to.point - r.hit_point;
     const double distance = length(way);
-    if (to.object == r.hit_object || !(distance > 20.0 * v.path.doc.epsilon)) { return; }
+    if (!(distance > 20.0 * v.path.doc.epsilon)) { return; }
     const vector3 direction = way * (1.0 / distance);
     const lit_vertex diffuse = { v.path, v.s, v.lobe, nullptr, v.bounce, v.object_flags };
     double share[3];

@@ -23,12 +23,19 @@ namespace zr
 namespace
 {
 
+/// What is left of a source's intensity at a distance.
+double distance_factor(double distance, double falloff)
+{
+    if (falloff == 0.0) { return 1.0; }
+    const double d = falloff == 2.0 ? distance * distance : std::pow(distance, falloff);
+    return d > 0.0 ? 1.0 / d : 0.0;
+}
+
 /// What a luminaire would give where nothing is in the way.
 struct luminaire_sample
 {
     const light* source;
-    vector3 direction;
-    double distance;
+    arriving_light from;
     bool back;
     double given[3];
 };
@@ -36,47 +43,30 @@ struct luminaire_sample
 /// False where it gives nothing.
 bool sample_luminaire(const lit_vertex& v, const light* source, const unit_pair& at, luminaire_sample& out)
 {
-    const ray& r = v.path.r;
-    if (!source) { return false; }
-    if ((v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT)) && is_unlit_by(r.hit_object, source))
-    {
-        return false;
-    }
-    source_sample sample = {};
-    if ((v.path.doc.render_flags & RENDER_SOFT_SHADOWS) && has_extent(*source))
-    {
-        v.path.found.left_to_chance = true;
-        sample_shape(*source, r.hit_point, { at.u, at.v }, sample);
-    }
-    else { sample_middle(*source, r.hit_point, sample); }
-    if (sample.flags & SAMPLE_SKIPPED) { return false; }
-
     out.source = source;
-    out.distance = sample.distance;
-    out.direction = source->falloff == 0.0 && source->disc_size == 0.0f ? -source->normal : sample.direction;
     double share[3];
-    if (!scattering(v, out.direction, !(source->flags & LIGHT_NO_HIGHLIGHT), share, out.back))
+    if (!source || !sample_source(v, *source, v.path.r.hit_point, at, out.from) ||
+        !scattering(v, out.from.direction, !(source->flags & LIGHT_NO_HIGHLIGHT), share, out.back))
     {
         return false;
     }
-    const double factor = distance_factor(sample.distance, source->falloff);
-    for (int i = 0; i < 3; ++i) { out.given[i] = sample.color[i] * factor * share[i]; }
+    for (int i = 0; i < 3; ++i) { out.given[i] = out.from.light[i] * share[i]; }
     return out.given[0] > 0.0 || out.given[1] > 0.0 || out.given[2] > 0.0;
 }
 
-void add_luminaire(const lit_vertex& v, const luminaire_sample& from, double scale)
+void add_luminaire(const lit_vertex& v, const luminaire_sample& sample, double scale)
 {
-    ray shadow = shadow_ray(v, from.direction, from.distance, from.back);
-    shadow.shadow_light = from.source;
-    const double light[3] = { from.given[0] * scale, from.given[1] * scale, from.given[2] * scale };
-    add_unblocked(v, from.source, shadow, light);
+    ray shadow = shadow_ray(v, sample.from.direction, sample.from.distance, sample.back);
+    shadow.shadow_light = sample.source;
+    const double light[3] = { sample.given[0] * scale, sample.given[1] * scale, sample.given[2] * scale };
+    add_unblocked(v, sample.source, shadow, light);
 }
 
 void add_pick(const lit_vertex& v, const light_pick& pick, const unit_pair& at)
 {
     v.path.found.left_to_chance |= pick.probability < 1.0;
-    luminaire_sample from;
-    if (sample_luminaire(v, pick.source, at, from)) { add_luminaire(v, from, 1.0 / pick.probability); }
+    luminaire_sample sample;
+    if (sample_luminaire(v, pick.source, at, sample)) { add_luminaire(v, sample, 1.0 / pick.probability); }
 }
 
 /// One of a few candidates of the tree, by what each would give: only its shadow remains to chance. Resampled
@@ -124,7 +114,7 @@ void add_luminaires(const lit_vertex& v)
 
 void add_sun(const lit_vertex& v)
 {
-    sun_sample sun;
+    arriving_light sun;
     double share[3];
     bool back;
     if (!sample_sun(v, v.path.r.hit_point, sun) || !scattering(v, sun.direction, true, share, back))
@@ -195,14 +185,30 @@ void add_ambient(const lit_vertex& v)
 
 } // namespace
 
-double distance_factor(double distance, double falloff)
+bool sample_source(
+    const lit_vertex& v, const light& source, const vector3& point, const unit_pair& at, arriving_light& out)
 {
-    if (falloff == 0.0) { return 1.0; }
-    const double d = falloff == 2.0 ? distance * distance : std::pow(distance, falloff);
-    return d > 0.0 ? 1.0 / d : 0.0;
+    const ray& r = v.path.r;
+    if ((v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT)) && is_unlit_by(r.hit_object, &source))
+    {
+        return false;
+    }
+    source_sample sample = {};
+    if ((v.path.doc.render_flags & RENDER_SOFT_SHADOWS) && has_extent(source))
+    {
+        v.path.found.left_to_chance = true;
+        sample_shape(source, point, { at.u, at.v }, sample);
+    }
+    else { sample_middle(source, point, sample); }
+    if (sample.flags & SAMPLE_SKIPPED) { return false; }
+    out.distance = sample.distance;
+    out.direction = source.falloff == 0.0 && source.disc_size == 0.0f ? -source.normal : sample.direction;
+    const double factor = distance_factor(sample.distance, source.falloff);
+    for (int i = 0; i < 3; ++i) { out.light[i] = sample.color[i] * factor; }
+    return true;
 }
 
-bool sample_sun(const lit_vertex& v, const vector3& point, sun_sample& out)
+bool sample_sun(const lit_vertex& v, const vector3& point, arriving_light& out)
 {
     const document& d = v.path.doc;
     if (!daylight_takes_part(d) || !(current_sun_sky->sun_strength > 0.0)) { return false; }
@@ -219,6 +225,7 @@ bool sample_sun(const lit_vertex& v, const vector3& point, sun_sample& out)
     }
     sun_light.sample(&sun_light, &point, &sample, 1);
     out.direction = sample.direction;
+    out.distance = ZR_FAR;
     for (int i = 0; i < 3; ++i) { out.light[i] = sky.sun_color[i] * sky.sun_strength; }
     return true;
 }
