@@ -8,8 +8,8 @@ is_installed()
     dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed
 }
 
-# What the checks beyond the tests need: fuzz targets, formatting, the reference.
-check_packages="clang clang-format-14 doxygen libclang-rt-dev"
+# What the checks beyond the tests need: fuzz targets, formatting, the reference, the benchmarks.
+check_packages="clang clang-format-14 doxygen libbenchmark-dev libclang-rt-dev"
 
 # Installs those of its arguments that are missing.
 install_packages()
