@@ -27,6 +27,7 @@
 #include "zirconlite/libraries/material_library.h"
 #include "zirconlite/lighting/daylight.h"
 #include "zirconlite/lighting/goniometry.h"
+#include "zirconlite/lighting/ies_file.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/sun_sky.h"
 #include "zirconlite/materials/blend.h"

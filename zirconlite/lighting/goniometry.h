@@ -16,12 +16,22 @@ typedef struct goniometry
     float peak_candela;                       /**< the largest value of the file, with its multipliers */
     float lm_per_cd;                          /**< integral of `rows` over the sphere; at least 1e-12 */
     int32_t vertical_count, horizontal_count; /**< sizes of the two tables of angles */
-    int32_t symmetry;                         /**< how an azimuth is folded into the table; 0 none */
+    int32_t symmetry;                         /**< a goniometry_symmetry */
     float* vertical_angles;                   /**< `vertical_count`, radians, rising */
     float* horizontal_angles;                 /**< `horizontal_count`, radians, rising */
     float** rows;     /**< one of `vertical_count` values for each horizontal angle; the peak is 1 */
     int32_t* sharers; /**< records that share the tables, this one included; NULL: this one alone */
 } goniometry;
+
+/** Values of `goniometry.symmetry`: how an azimuth is folded into the table. */
+enum goniometry_symmetry
+{
+    GONIOMETRY_FULL = 0,     /**< not folded; the table runs from 0 to 2 pi */
+    GONIOMETRY_AXIAL = 1,    /**< one row for all azimuths */
+    GONIOMETRY_QUADRANT = 2, /**< rows from 0 to pi / 2, mirrored in both planes */
+    GONIOMETRY_HALF = 3,     /**< rows from 0 to pi, mirrored in the plane of 0 and pi */
+    GONIOMETRY_SIDE = 4      /**< rows from pi / 2 to 3 pi / 2, mirrored in the plane of these two */
+};
 
 /** A zeroed record; NULL when memory fails. The caller frees it with zr_free_goniometry. */
 ZR_API goniometry* zr_new_goniometry(void);
@@ -32,6 +42,16 @@ ZR_API goniometry* zr_share_goniometry(goniometry* goniometry);
 /** Frees the record, and its tables where no other record shares them; NULL is fine. Tables, rows and the
  * array of rows each come from zr_malloc. */
 ZR_API void zr_free_goniometry(goniometry* goniometry);
+
+/** Intensity in one direction as a share of the peak, 0 to 1; linear between the angles of the table, 0 at
+ * and beyond the first and the last vertical angle. Azimuths turn counter-clockwise seen from above for a
+ * table whose axis points down.
+ *
+ *  @param goniometry its angles rise and its counts are those of its tables; NULL gives 0
+ *  @param azimuth    radians, -2 pi to 2 pi; others give 0
+ *  @param polar      radians from the axis
+ *  Any thread. */
+ZR_API double zr_goniometry_value(const goniometry* goniometry, double azimuth, double polar);
 
 ZR_EXTERN_C_END
 
