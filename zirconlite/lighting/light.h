@@ -36,7 +36,8 @@ enum light_distribution
     DISTRIBUTION_SPOT = 2,
     DISTRIBUTION_GONIOMETRIC = 4,
     DISTRIBUTION_ISOTROPIC = 5,
-    DISTRIBUTION_DIFFUSE = 6 /**< brightness converted as diffuse; only a LIGHT_AREA emits so */
+    DISTRIBUTION_DIFFUSE = 6 /**< brightness converted as diffuse; a LIGHT_AREA emits so, in the exact light
+                                  model a LIGHT_DISK and a LIGHT_CYLINDRICAL too */
 };
 
 /** Values of `light.brightness_unit`: which of the three strengths the user set. */
@@ -159,16 +160,16 @@ struct light
 
 /** A new light: a copy of `template_light` with no `next` and `first_child`, and with a `goniometry` of its
  * own that shares the tables, prepared by its type and distribution. Every field that the host fills is
- * clamped to its range, NaN to a neutral value. The shapes of LIGHT_AREA, LIGHT_CYLINDRICAL and LIGHT_DISK
- * cannot be made yet: a point stands in for them, which zr_last_error and host_status_message report. A
- * window takes its light from `sun_sky`, which outlives it; without one a LIGHT_DAYLIGHT is made as a sphere.
- * A LIGHT_GROUP has `lumens` in `candela` and `intensity_color`.
- *  The caller owns it until it is inserted, and frees it with zr_light_free. NULL when memory fails. */
+ * clamped to its range, NaN to a neutral value. A window takes its light from `sun_sky`, which outlives it;
+ * without one a LIGHT_DAYLIGHT is made as a sphere. A LIGHT_GROUP has `lumens` in `candela` and
+ * `intensity_color`. The caller owns it until it is inserted, and frees it with zr_light_free. NULL when
+ * memory fails. */
 ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sun_sky);
 
 /** Inserts `light` in the list at `head`, which is sorted by power with the strongest first; equal ones keep
- *  the order of insertion. A LIGHT_PARALLEL is brought up to date from its `world_bounds` first. The list
- *  owns the light. Returns 1. */
+ *  the order of insertion. A light below a group, and all lights below a group that is inserted, take its
+ * colour. A LIGHT_PARALLEL is brought up to date from its `world_bounds` first. The list owns the light.
+ * Returns 1. */
 ZR_API int32_t zr_insert_light_source(light** head, light* light, void* reserved);
 /** The same with the document's bounds copied into the light; raises `light_count` when `head` is the
  *  document's list, by the lights and groups below a group, else by 1. -1 for a window light while
@@ -226,6 +227,13 @@ ZR_API double get_distribution_factor(
 /** @{ */
 /** Prepare a light of one shape: operations, strength, colours. */
 ZR_API void lt_spherical_create(light* light);
+/** A rectangle or parallelogram of three corners in `vertices`; with fewer than three in `vertex_count` about
+ *  `position`, `length` along `axis_u` by `height` along `axis_v`. `normal` becomes square to it, on the side
+ * that it pointed to. */
+ZR_API void lt_area_create(light* light);
+/** A tube of `length` and `radius` along `axis_u` with its middle at `position`; with `radius` 0 a line. */
+ZR_API void lt_cylindrical_create(light* light);
+ZR_API void lt_disk_create(light* light);
 ZR_API void lt_parallel_create(light* light);
 /** @} */
 

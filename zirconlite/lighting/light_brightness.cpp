@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "zirconlite/geometry/vector.hpp"
-#include "zirconlite/lighting/light.h"
+#include "zirconlite/lighting/light_emission.hpp"
 #include "zirconlite/lighting/light_model.hpp"
 
 namespace
@@ -73,7 +73,27 @@ double zr_spot_light_lm_per_cd_exact(
 namespace zr
 {
 
-void derive_spot_exactly(light& l) { derive_spot(l, zr_spot_light_lm_per_cd_exact); }
+void derive_brightness_exactly(light& l)
+{
+    switch (law_of(l, true))
+    {
+    case emission_law::spot:
+        derive_spot(l, zr_spot_light_lm_per_cd_exact);
+        return;
+    case emission_law::cosine:
+        derive(l, diffuse);
+        return;
+    case emission_law::sine:
+        derive(l, { 1.0 / (M_PI * M_PI), M_PI * M_PI });
+        return;
+    case emission_law::table:
+        zr_get_goniometric_brightness(&l);
+        return;
+    case emission_law::even:
+        derive(l, isotropic);
+        return;
+    }
+}
 
 } // namespace zr
 

@@ -6,6 +6,7 @@
 
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/light_model.hpp"
 
 namespace
 {
@@ -93,8 +94,25 @@ void clamp_light_to_ranges(light& l)
     l.disc_size = clamp_or(l.disc_size, 0.0f, 2.0f, 0.0f);
 }
 
+void square_axes(light& l)
+{
+    const vector3 u = l.axis_u - dot(l.axis_u, l.normal) * l.normal;
+    if (length(u) < 1e-6 * length(l.axis_u)) { zr_make_axes(&l.normal, &l.axis_u, &l.axis_v, 0.01); }
+    else
+    {
+        const vector3 v = cross(l.normal, u);
+        l.axis_u = normalized(u);
+        l.axis_v = normalized(dot(v, l.axis_v) < 0.0 ? -v : v);
+    }
+}
+
 void derive_brightness(light& l)
 {
+    if (l.type == LIGHT_AREA && l.distribution == DISTRIBUTION_DEFAULT)
+    {
+        zr_get_diffuse_brightness(&l);
+        return;
+    }
     for (const strength_row& row : strengths)
     {
         if (row.distribution == l.distribution)
@@ -131,6 +149,40 @@ double spot_factor(const light& l, const vector3& direction)
     return std::pow(c, double(l.spot_exponent));
 }
 
+emission_law law_of(const light& l, bool exact)
+{
+    if (l.distribution == DISTRIBUTION_SPOT) { return emission_law::spot; }
+    if (l.type == LIGHT_AREA)
+    {
+        return l.distribution == DISTRIBUTION_ISOTROPIC ? emission_law::even : emission_law::cosine;
+    }
+    if (exact && l.type == LIGHT_DISK && l.distribution != DISTRIBUTION_ISOTROPIC)
+    {
+        return emission_law::cosine;
+    }
+    const bool is_tube = l.type == LIGHT_CYLINDRICAL && l.length > 0.0;
+    return exact && is_tube && l.distribution == DISTRIBUTION_DIFFUSE ? emission_law::sine
+                                                                      : emission_law::even;
+}
+
+double emission_factor(const light& l, const vector3& direction)
+{
+    switch (law_of(l, is_exact()))
+    {
+    case emission_law::cosine:
+        return std::fmax(-dot(l.normal, direction), 0.0);
+    case emission_law::sine:
+    {
+        const double along = dot(l.axis_u, direction);
+        return std::sqrt(std::fmax(1.0 - along * along, 0.0));
+    }
+    case emission_law::spot:
+        return spot_factor(l, direction);
+    default:
+        return 1.0;
+    }
+}
+
 void finish_sample(const light& l, const vector3& shading_point, source_sample& sample)
 {
     sample.direction = sample.point - shading_point;
@@ -141,9 +193,26 @@ void finish_sample(const light& l, const vector3& shading_point, source_sample& 
 
 void color_sample(const light& l, source_sample& sample)
 {
+    color_sample(l, emission_factor(l, sample.direction), sample);
+}
+
+void color_sample(const light& l, double factor, source_sample& sample)
+{
     const float* base = job.simple_colors ? l.simple_color : l.intensity_color;
-    const double factor = l.distribution == DISTRIBUTION_SPOT ? spot_factor(l, sample.direction) : 1.0;
     for (int i = 0; i < 3; ++i) { sample.color[i] = base[i] * factor; }
+}
+
+void color_flat_sample(const light& l, const vector3& shading_point, const vector3& plane_normal, double area,
+    double density, bool is_mixed, source_sample& s)
+{
+    s.direction = s.point - shading_point;
+    s.distance = length(s.direction);
+    s.direction = normalized(s.direction);
+    const double squared = s.distance * s.distance;
+    const double seen = area * std::fabs(dot(plane_normal, s.direction)); // over d^2 the solid angle
+    const double chosen = is_mixed ? 0.5 * (seen * density + squared) : seen * density;
+    const double factor = chosen > 0.0 ? emission_factor(l, s.direction) / chosen : 0.0;
+    color_sample(l, factor * (l.falloff == 2.0 ? squared : std::pow(s.distance, l.falloff)), s);
 }
 
 } // namespace zr

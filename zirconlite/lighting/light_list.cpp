@@ -1,7 +1,6 @@
 /// @file
 /// The tree of a document's lights: making, insertion by power, the walk, freeing.
 #include "zirconlite/frame/document.h"
-#include "zirconlite/frame/host_callbacks.hpp"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
@@ -9,7 +8,6 @@
 #include "zirconlite/lighting/goniometry.h"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/light_emission.hpp"
-#include "zirconlite/platform/text.hpp"
 
 namespace
 {
@@ -19,18 +17,17 @@ struct creator_row
 {
     int32_t type;
     void (*create)(light* l);
-    const char16_t* stands_in; ///< what is reported where the shape itself cannot be made yet; null: it can
 };
 constexpr creator_row creators[] = {
-    { LIGHT_SPHERICAL, lt_spherical_create, nullptr },
-    { LIGHT_PARALLEL, lt_parallel_create, nullptr },
-    { LIGHT_AREA, lt_spherical_create, u"A rectangular light is rendered as a point" },
-    { LIGHT_CYLINDRICAL, lt_spherical_create, u"A linear light is rendered as a point" },
-    { LIGHT_DISK, lt_spherical_create, u"A disk light is rendered as a point" },
+    { LIGHT_SPHERICAL, lt_spherical_create },
+    { LIGHT_AREA, lt_area_create },
+    { LIGHT_CYLINDRICAL, lt_cylindrical_create },
+    { LIGHT_PARALLEL, lt_parallel_create },
+    { LIGHT_DISK, lt_disk_create },
 };
 
-void report_stand_in(const char16_t* what);
 void create_group(light& group);
+void share_group_colors(light& l);
 void update_parallel(light& l);
 double power(const light& l);
 int32_t count_nodes(const light& node);
@@ -71,7 +68,6 @@ light* zr_create_light(const light* template_light, struct sun_sky* sun_sky)
     for (const creator_row& row : creators)
     {
         if (row.type != made->type) { continue; }
-        if (row.stands_in) { report_stand_in(row.stands_in); }
         row.create(made);
         return made;
     }
@@ -81,6 +77,7 @@ light* zr_create_light(const light* template_light, struct sun_sky* sun_sky)
 
 int32_t zr_insert_light_source(light** head, light* light, void*)
 {
+    share_group_colors(*light);
     if (light->type == LIGHT_PARALLEL) { update_parallel(*light); }
     const double key = power(*light);
     struct light** place = head;
@@ -174,14 +171,6 @@ light* next_leaf(light* node)
 namespace
 {
 
-/// The light is made all the same, so a host that asks for no status hears of it by a message.
-void report_stand_in(const char16_t* what)
-{
-    const zr::platform::utf8_text text(what);
-    zr::report_failure(ZR_ERROR_ARGUMENT, "light: %s", text.bytes ? text.bytes : "");
-    zr::host::status_message(what);
-}
-
 /// A luminaire shares its colour out to its lights and emits nothing.
 void create_group(light& group)
 {
@@ -190,6 +179,19 @@ void create_group(light& group)
     for (float& c : group.intensity_color) { c = group.lumens; }
     group.sample_count = nullptr;
     group.sample = nullptr;
+}
+
+/// The colours of a light with a group above it, and of all below a group, which may have been linked since
+/// they were made.
+void share_group_colors(light& l)
+{
+    for (light* child = is_group(l) ? l.first_child : nullptr; child; child = child->next)
+    {
+        child->parent = &l;
+        share_group_colors(*child);
+        if (child->type == LIGHT_PARALLEL) { update_parallel(*child); }
+    }
+    if (!is_group(l) && l.parent && l.type != LIGHT_DAYLIGHT) { zr_get_color_intensity(&l); }
 }
 
 /// A distant light has as much power as falls on the scene.

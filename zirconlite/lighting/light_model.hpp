@@ -17,7 +17,8 @@ inline bool is_exact() { return job.light_model == LIGHT_MODEL_EXACT; }
 /// job starts, before its workers.
 void prepare_lights_for_model(document* scene, int light_model);
 
-/// zr_get_spot_brightness by the integral of the spot's own distribution.
-void derive_spot_exactly(light& l);
+/// Derives the strengths of a source so that the lumens that were set are those that it sends: by the
+/// integral of its own distribution.
+void derive_brightness_exactly(light& l);
 
 } // namespace zr

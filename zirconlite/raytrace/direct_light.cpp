@@ -75,18 +75,34 @@ void measure_sample(const lit_point& p, const light& source, const vector3& towa
     if (cosine > 0.0) { add_highlight(p, source, f, sample, potential); }
 }
 
+/// Fast model: where on the source a sample of the stratum lies, moved by `offset`. What leaves the source on
+/// one side comes back on the other, so that no rim is sampled more than the rest.
+void place_sample(const lit_point& p, const light& source, const double offset[2], source_sample& sample)
+{
+    const double u = p.r.stratum[0] + 0.5 + offset[0], v = p.r.stratum[1] + 0.5 + offset[1];
+    const square_point place = place_in_shape(source, { u - std::floor(u), v - std::floor(v) });
+    sample.u = place.u;
+    sample.v = place.v;
+}
+
+/// Fast model: takes the sample that has been placed, and what it could give.
+void measure_place(const lit_point& p, const light& source, source_sample& sample, float potential[3])
+{
+    source.sample(&source, &p.r.hit_point, &sample, 1);
+    measure_sample(p, source, source.falloff == 0.0 ? -source.normal : sample.direction, sample, potential);
+}
+
 /// Fast model: samples one light once and works out what it could give.
 void measure_light(const lit_point& p, const light& source, light_candidate& c)
 {
     c.source = &source;
-    c.sample.u = p.soft ? clamp_to_unit(p.r.stratum[0] + 0.5) : 0.5;
-    c.sample.v = p.soft ? clamp_to_unit(p.r.stratum[1] + 0.5) : 0.5;
+    const double nowhere[2] = { 0.0, 0.0 };
+    if (p.soft) { place_sample(p, source, nowhere, c.sample); }
+    else { c.sample.u = c.sample.v = 0.5; }
     c.samples = p.soft && source.shadow_samples > 1 ? source.shadow_samples : 1;
     c.ambient_luminance = 0.0f;
     for (float& a : c.ambient_color) { a = 0.0f; }
-    source.sample(&source, &p.r.hit_point, &c.sample, 1);
-    measure_sample(
-        p, source, source.falloff == 0.0 ? -source.normal : c.sample.direction, c.sample, c.potential);
+    measure_place(p, source, c.sample, c.potential);
     c.luminance = float(luminance(c.potential));
 }
 
@@ -151,7 +167,7 @@ light_candidate* sorted_list(light_candidate* records, int32_t count)
 }
 
 /// Moves the sample of shadow ray `i` of a light; the first keeps the one it was measured with.
-void resample(const lit_point& p, light_candidate& c, int32_t i)
+void resample(const lit_point& p, light_candidate& c, int32_t i, float potential[3])
 {
     if (c.source == &sun_light)
     {
@@ -162,9 +178,8 @@ void resample(const lit_point& p, light_candidate& c, int32_t i)
     const double amplitude[2] = { c.source->sample_jitter, c.source->sample_jitter };
     double j[2];
     table_jitter(key, amplitude, j);
-    c.sample.u = clamp_to_unit(p.r.stratum[0] + 0.5 + j[0]);
-    c.sample.v = clamp_to_unit(p.r.stratum[1] + 0.5 + j[1]);
-    c.source->sample(c.source, &p.r.hit_point, &c.sample, 1);
+    place_sample(p, *c.source, j, c.sample);
+    measure_place(p, *c.source, c.sample, potential);
 }
 
 ray shadow_ray_of(const lit_point& p, const source_sample& sample)
@@ -172,20 +187,20 @@ ray shadow_ray_of(const lit_point& p, const source_sample& sample)
     return make_shadow_ray(p.doc, p.r, p.s, { 0.01, 0.003333, (sample.flags & SAMPLE_BACK_SIDE) != 0 });
 }
 
-/// Casts the shadow rays of one light. Whether all were blocked; `filter` is their mean.
-bool cast_shadow_rays(const lit_point& p, light_candidate& c, float filter[3])
+/// Casts the shadow rays of one light, each with what its own sample gives. Whether all were blocked; `given`
+/// is the mean of what was not.
+bool cast_shadow_rays(const lit_point& p, light_candidate& c, float given[3])
 {
-    const ray start = shadow_ray_of(p, c.sample);
     bool all_blocked = true;
-    float sum[3] = { 0, 0, 0 };
+    float sum[3] = { 0, 0, 0 }, potential[3] = { c.potential[0], c.potential[1], c.potential[2] };
     for (int32_t i = 0; i < c.samples; ++i)
     {
-        if (i > 0) { resample(p, c, i); }
-        ray shadow = start;
+        if (i > 0) { resample(p, c, i, potential); }
+        ray shadow = shadow_ray_of(p, c.sample);
         all_blocked &= cast_shadow_ray(p.doc, *c.source, c.sample, c.cache, shadow);
-        for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k]; }
+        for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k] * potential[k]; }
     }
-    for (int k = 0; k < 3; ++k) { filter[k] = sum[k] / float(c.samples); }
+    for (int k = 0; k < 3; ++k) { given[k] = all_blocked ? 0.0f : sum[k] / float(c.samples); }
     return all_blocked;
 }
 
@@ -195,9 +210,9 @@ void add_sun(const lit_point& p, float out[3])
     light_candidate c;
     measure_sun(p.doc, p.s, p.r, p.object_flags & OBJECT_NO_HIGHLIGHT ? nullptr : p.mirror, c);
     c.cache = cache_entry(p.r.thread, p.tables.leaf_count);
-    float filter[3];
-    if (!(c.luminance > 0.0f) || cast_shadow_rays(p, c, filter)) { return; }
-    for (int k = 0; k < 3; ++k) { out[k] += filter[k] * c.potential[k]; }
+    float given[3];
+    if (!(c.luminance > 0.0f) || cast_shadow_rays(p, c, given)) { return; }
+    for (int k = 0; k < 3; ++k) { out[k] += given[k]; }
 }
 
 /// Exact model: the light of a whole source, each of its samples with its own brightness and shadow.
@@ -271,12 +286,10 @@ void update_state(const light_candidate& c, tested_light& t)
 void test_light(const lit_point& p, light_candidate& c, tested_light& t, float out[3])
 {
     t.remaining -= c.luminance;
-    float filter[3];
-    const bool blocked = cast_shadow_rays(p, c, filter);
-    float given[3] = { 0, 0, 0 };
+    float given[3];
+    const bool blocked = cast_shadow_rays(p, c, given);
     for (int i = 0; i < 3; ++i)
     {
-        if (!blocked) { given[i] = filter[i] * c.potential[i]; }
         out[i] += c.ambient_color[i] + given[i];
         p.r.light_radiance[i] += float(c.ambient_color[i] * p.r.weight[i]);
     }

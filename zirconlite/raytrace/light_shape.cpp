@@ -14,15 +14,40 @@ bool is_round(const light& source)
     return source.type != LIGHT_AREA && source.type != LIGHT_DAYLIGHT && source.type != LIGHT_CYLINDRICAL;
 }
 
+/// How points of a light's shape are taken, by its type; those that are not listed are spheres.
+struct shape_row
+{
+    int32_t type;
+    void (*sample)(const light& l, const vector3& shading_point, source_sample& sample);
+};
+
+/// By the light's own operation.
+void sample_by_operation(const light& l, const vector3& shading_point, source_sample& sample)
+{
+    l.sample(&l, &shading_point, &sample, 1);
+}
+
+/// Its lux are those of a plane square to it: directions off the axis stand for less of the disc.
+void sample_distant(const light& l, const vector3& shading_point, source_sample& sample)
+{
+    sample_by_operation(l, shading_point, sample);
+    const double towards_axis = -dot(sample.direction, l.normal);
+    for (double& c : sample.color) { c = towards_axis > 0.0 ? c / towards_axis : 0.0; }
+}
+
+constexpr shape_row shapes[] = {
+    { LIGHT_AREA, sample_rectangle },
+    { LIGHT_CYLINDRICAL, sample_tube },
+    { LIGHT_DISK, sample_disk },
+    { LIGHT_DAYLIGHT, sample_by_operation },
+    { LIGHT_PARALLEL, sample_distant },
+};
+
 bool is_point(const light& source)
 {
     if (source.type == LIGHT_PARALLEL) { return source.disc_size == 0.0f; }
+    if (source.type == LIGHT_CYLINDRICAL) { return source.length == 0.0; }
     return is_round(source) && source.radius == 0.0;
-}
-
-bool is_sphere(const light& source)
-{
-    return is_round(source) && source.type != LIGHT_PARALLEL && source.type != LIGHT_DISK;
 }
 
 } // namespace
@@ -40,6 +65,11 @@ void sample_middle(const light& source, const vector3& shading_point, source_sam
     source.sample(&source, &shading_point, &sample, 1);
 }
 
+square_point place_in_shape(const light& source, const square_point& place)
+{
+    return is_round(source) ? square_to_disc(place) : place;
+}
+
 void sample_shape(
     const light& source, const vector3& shading_point, const square_point& place, source_sample& sample)
 {
@@ -48,15 +78,16 @@ void sample_shape(
         sample_middle(source, shading_point, sample);
         return;
     }
-    const square_point p = is_round(source) ? square_to_disc(place) : place;
+    const square_point p = place_in_shape(source, place);
     sample.u = p.u;
     sample.v = p.v;
-    if (is_sphere(source)) { sample_sphere(source, shading_point, sample); }
-    else { source.sample(&source, &shading_point, &sample, 1); }
-    if (source.type != LIGHT_PARALLEL) { return; }
-    // Its lux are those of a plane square to it: directions off the axis stand for less of the disc.
-    const double towards_axis = -dot(sample.direction, source.normal);
-    for (double& c : sample.color) { c = towards_axis > 0.0 ? c / towards_axis : 0.0; }
+    for (const shape_row& row : shapes)
+    {
+        if (row.type != source.type) { continue; }
+        row.sample(source, shading_point, sample);
+        return;
+    }
+    sample_sphere(source, shading_point, sample);
 }
 
 } // namespace zr

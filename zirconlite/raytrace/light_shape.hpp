@@ -14,6 +14,10 @@ bool has_extent(const light& source);
 /// Samples that the shape of a light is worth: its `shadow_samples`, 1 where it is a point.
 int32_t shape_samples(const light& source);
 
+/// A place on the unit square as one for the light's own operation: round shapes take those of the disc
+/// within it.
+square_point place_in_shape(const light& source, const square_point& place);
+
 /// Fills `sample` with the point of the shape that belongs to `place` on the unit square. Over evenly spread
 /// places the mean of `color` x cosine / `distance` ^ `falloff` is the illuminance of the whole shape. Any
 /// thread.
