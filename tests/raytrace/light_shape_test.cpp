@@ -8,6 +8,7 @@
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/goniometry.hpp"
 #include "zirconlite/lighting/light.h"
 #include "zirconlite/lighting/light_model.hpp"
 #include "zirconlite/raytrace/light_shape.hpp"
@@ -77,6 +78,23 @@ struct prepared_light
     light* made;
 };
 
+/// A table that is bright to the side of azimuth 0, and a little above the horizontal: intensity
+/// (1 + cos azimuth) / 2 at 16 azimuths, by three heights.
+goniometry* lopsided_table()
+{
+    goniometry* g = zr_new_goniometry();
+    make_goniometry_tables(*g, 4, 17);
+    const float angles[] = { 0, 0.8f, 1.9f, 2.5f }, values[] = { 0.2f, 1, 0.5f, 0 };
+    for (int i = 0; i < 17; ++i)
+    {
+        g->horizontal_angles[i] = float(i * M_PI / 8);
+        for (int j = 0; j < 4; ++j) { g->rows[i][j] = values[j] * float(0.5 + 0.5 * std::cos(i * M_PI / 8)); }
+    }
+    std::copy_n(angles, 4, g->vertical_angles);
+    g->lm_per_cd = float(goniometry_integral(*g));
+    return g;
+}
+
 /// Lux square to z below `l`, from a plane `h` below the source and `aside` along x.
 double lux_below(const light& l, double h, double aside, int count)
 {
@@ -118,7 +136,7 @@ TEST(LightShape, SendsTheLumensThatWereSet)
         { "tube", LIGHT_CYLINDRICAL }, { "disk", LIGHT_DISK } };
     const std::pair<const char*, int32_t> laws[] = { { "default", DISTRIBUTION_DEFAULT },
         { "spot", DISTRIBUTION_SPOT }, { "even", DISTRIBUTION_ISOTROPIC },
-        { "diffuse", DISTRIBUTION_DIFFUSE }, { "a table that is missing", DISTRIBUTION_GONIOMETRIC } };
+        { "diffuse", DISTRIBUTION_DIFFUSE }, { "a table, or none", DISTRIBUTION_GONIOMETRIC } };
     for (const auto& [shape, type] : shapes)
     {
         for (const auto& [law, distribution] : laws)
@@ -128,7 +146,10 @@ TEST(LightShape, SendsTheLumensThatWereSet)
                 SCOPED_TRACE(testing::Message() << shape << ", " << law << ", radius " << radius);
                 light l = source_of(type, distribution, 0.5);
                 l.radius = type == LIGHT_CYLINDRICAL ? 0.2 * radius : radius;
+                l.goniometry =
+                    distribution == DISTRIBUTION_GONIOMETRIC && radius > 0 ? lopsided_table() : nullptr;
                 const prepared_light made(l);
+                zr_free_goniometry(l.goniometry);
                 EXPECT_EQ(made.made->lumens, 1000.0f);
                 // Through a sphere close round the source.
                 constexpr int points = 8000;
@@ -360,4 +381,20 @@ TEST(LightShape, RectanglesWithoutCornersLieAboutTheirPosition)
     const prepared_light skewed(l);
     const vector3 far = { 5, 6, 107 };
     EXPECT_NEAR(skewed.lux(far, { 0, 0, -1 }, 256), 1000 / M_PI / 1e4, 1e-4);
+}
+
+TEST(LightShape, TablesGiveTheirPeakWhereTheyHaveIt)
+{
+    light l = source_of(LIGHT_SPHERICAL, DISTRIBUTION_GONIOMETRIC, 0.0);
+    l.goniometry = lopsided_table();
+    for (const int32_t model : { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT })
+    {
+        const prepared_light made(l, model);
+        EXPECT_NEAR(made.made->candela, 1000 / l.goniometry->lm_per_cd, 1e-3 * made.made->candela);
+        const vector3 bright = { std::sin(0.8), 0, -std::cos(0.8) },
+                      dark = { -std::sin(0.8), 0, -std::cos(0.8) };
+        EXPECT_NEAR(made.lux(bright, -bright, 1), made.made->candela, 1e-4 * made.made->candela);
+        EXPECT_NEAR(made.lux(dark, -dark, 1), 0.0, 1e-3);
+    }
+    zr_free_goniometry(l.goniometry);
 }

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/goniometry.h"
 #include "zirconlite/lighting/light_emission.hpp"
 #include "zirconlite/lighting/light_model.hpp"
 
@@ -22,6 +23,7 @@ constexpr emission_factor isotropic = { 0.07957747154822216, 12.566370614 };
 constexpr emission_factor diffuse = { 0.31830988619288864, 3.1415926535 };
 constexpr double short_isotropic = 0.07957747154595, short_diffuse = 0.318309886184;
 
+constexpr double min_lm_per_cd = 1e-12; // of a photometric table
 constexpr double min_beam = 0.034906585;
 constexpr double min_field = 0.0087266;
 constexpr double min_cosine = 1e-5;
@@ -53,6 +55,10 @@ int32_t zr_get_cd_per_lm(const light* light, double* result)
     if (light->distribution == DISTRIBUTION_SPOT)
     {
         *result = 1.0 / spot_light_lm_per_cd(light->beam_angle, light->field_angle, &unused[0], &unused[1]);
+    }
+    else if (light->distribution == DISTRIBUTION_GONIOMETRIC && zr::has_table(*light))
+    {
+        *result = 1.0 / std::fmax(light->goniometry->lm_per_cd, min_lm_per_cd);
     }
     else if (light->distribution == DISTRIBUTION_ISOTROPIC) { *result = short_isotropic; }
     else { *result = light->type == LIGHT_AREA ? short_diffuse : short_isotropic; }

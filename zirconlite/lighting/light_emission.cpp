@@ -6,6 +6,7 @@
 
 #include "zirconlite/frame/job_state.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/goniometry.hpp"
 #include "zirconlite/lighting/light_model.hpp"
 
 namespace
@@ -149,9 +150,17 @@ double spot_factor(const light& l, const vector3& direction)
     return std::pow(c, double(l.spot_exponent));
 }
 
+bool has_table(const light& l)
+{
+    const goniometry* g = l.goniometry;
+    return g && g->rows && g->vertical_angles && g->horizontal_angles && g->vertical_count > 0 &&
+           g->horizontal_count > 0;
+}
+
 emission_law law_of(const light& l, bool exact)
 {
     if (l.distribution == DISTRIBUTION_SPOT) { return emission_law::spot; }
+    if (l.distribution == DISTRIBUTION_GONIOMETRIC && has_table(l)) { return emission_law::table; }
     if (l.type == LIGHT_AREA)
     {
         return l.distribution == DISTRIBUTION_ISOTROPIC ? emission_law::even : emission_law::cosine;
@@ -178,9 +187,12 @@ double emission_factor(const light& l, const vector3& direction)
     }
     case emission_law::spot:
         return spot_factor(l, direction);
-    default:
-        return 1.0;
+    case emission_law::table:
+        return goniometric_factor(l, direction);
+    case emission_law::even:
+        break;
     }
+    return 1.0;
 }
 
 void finish_sample(const light& l, const vector3& shading_point, source_sample& sample)

@@ -29,6 +29,9 @@ enum class emission_law
     table ///< a goniometry
 };
 
+/// Whether a light has a photometric table to look up.
+bool has_table(const light& l);
+
 /// The law of a light's type and distribution. The exact model takes disks by the cosine and diffuse tubes by
 /// the sine, which the fast one takes as even.
 emission_law law_of(const light& l, bool exact);
