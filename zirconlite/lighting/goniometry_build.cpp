@@ -7,7 +7,7 @@
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
 #include "zirconlite/lighting/goniometry.hpp"
-#include "zirconlite/lighting/ies_file.h"
+#include "zirconlite/lighting/ies_file.hpp"
 
 using namespace zr;
 
@@ -20,9 +20,7 @@ constexpr double min_integral = 1e-12;
 /// Steps of the table that types A and B are resampled to, degrees.
 constexpr double finest_step = 0.5, coarsest_step = 2.5;
 
-int32_t symmetry_of(const ies_file& file);
-bool copy_type_c(const ies_file& file, goniometry& g);
-bool resample_to_type_c(const ies_file& file, goniometry& g);
+bool copy_table(const ies_file& file, goniometry& g);
 double candela_towards(const ies_file& file, double azimuth, double polar);
 double step_of(const float* angles, int32_t count);
 
@@ -35,8 +33,10 @@ int32_t zr_fill_goniometry(const ies_file* file, goniometry* goniometry)
         return report_failure(ZR_ERROR_ARGUMENT, "no photometric file, or no goniometry");
     }
     struct goniometry made = {};
-    const bool is_made =
-        file->photometric_type == IES_TYPE_C ? copy_type_c(*file, made) : resample_to_type_c(*file, made);
+    ies_file turned = {};
+    const bool is_c = file->photometric_type == IES_TYPE_C;
+    const bool is_made = (is_c || turn_into_type_c(*file, turned)) && copy_table(is_c ? *file : turned, made);
+    free_ies_content(turned);
     if (!is_made) { return report_failure(ZR_ERROR_MEMORY, "no memory for a photometric table"); }
 
     float peak = 0.0f;
@@ -57,19 +57,55 @@ int32_t zr_fill_goniometry(const ies_file* file, goniometry* goniometry)
     return 1;
 }
 
-namespace
+namespace zr
 {
 
 int32_t symmetry_of(const ies_file& file)
 {
-    const float first = file.horizontal_angles[0], last = file.horizontal_angles[file.horizontal_count - 1];
-    if (file.photometric_type != IES_TYPE_C) { return first >= 0.0f ? GONIOMETRY_HALF : GONIOMETRY_FULL; }
     if (file.horizontal_count == 1) { return GONIOMETRY_AXIAL; }
+    const float first = file.horizontal_angles[0], last = file.horizontal_angles[file.horizontal_count - 1];
     if (first == 90.0f && last == 270.0f) { return GONIOMETRY_SIDE; }
     return last == 90.0f ? GONIOMETRY_QUADRANT : last == 180.0f ? GONIOMETRY_HALF : GONIOMETRY_FULL;
 }
 
-bool copy_type_c(const ies_file& file, goniometry& g)
+/// The poles of types A and B lie elsewhere, so the cells of their tables do not fit those of type C. The
+/// finest of their steps is kept within bounds, which keeps tables small.
+bool turn_into_type_c(const ies_file& file, ies_file& turned)
+{
+    const double step = std::clamp(std::fmin(step_of(file.vertical_angles, file.vertical_count),
+                                       step_of(file.horizontal_angles, file.horizontal_count)),
+        finest_step, coarsest_step);
+    const double turn = file.horizontal_angles[0] >= 0.0f ? 180.0 : 360.0;
+    const int32_t rows = int32_t(std::ceil(turn / step - 1e-6)),
+                  columns = int32_t(std::ceil(180.0 / step - 1e-6));
+    turned.photometric_type = IES_TYPE_C;
+    turned.horizontal_count = rows + 1;
+    turned.vertical_count = columns + 1;
+    const size_t row_size = size_t(columns) + 1, row_count = size_t(rows) + 1;
+    turned.vertical_angles = static_cast<float*>(zr_calloc(row_size, sizeof(float)));
+    turned.horizontal_angles = static_cast<float*>(zr_calloc(row_count, sizeof(float)));
+    turned.candela = static_cast<float*>(zr_calloc(row_count * row_size, sizeof(float)));
+    if (!turned.vertical_angles || !turned.horizontal_angles || !turned.candela) { return false; }
+    for (int32_t j = 0; j <= columns; ++j) { turned.vertical_angles[j] = float(180.0 * j / columns); }
+    for (int32_t i = 0; i <= rows; ++i)
+    {
+        turned.horizontal_angles[i] = float(turn * i / rows);
+        float* row = turned.candela + size_t(i) * row_size;
+        for (int32_t j = 0; j <= columns; ++j)
+        {
+            row[j] = float(candela_towards(
+                file, turn * i / rows * radians_per_degree, 180.0 * j / columns * radians_per_degree));
+        }
+    }
+    return true;
+}
+
+} // namespace zr
+
+namespace
+{
+
+bool copy_table(const ies_file& file, goniometry& g)
 {
     if (!make_goniometry_tables(g, file.vertical_count, file.horizontal_count)) { return false; }
     g.symmetry = symmetry_of(file);
@@ -82,35 +118,6 @@ bool copy_type_c(const ies_file& file, goniometry& g)
         g.horizontal_angles[i] = float(file.horizontal_angles[i] * radians_per_degree);
         const float* row = file.candela + size_t(i) * size_t(g.vertical_count);
         std::copy(row, row + g.vertical_count, g.rows[i]);
-    }
-    return true;
-}
-
-/// The poles of types A and B lie elsewhere, so the cells of their tables do not fit those of type C. The
-/// finest of their steps is kept within bounds, which keeps tables small.
-bool resample_to_type_c(const ies_file& file, goniometry& g)
-{
-    const int32_t symmetry = symmetry_of(file);
-    const double step = std::clamp(std::fmin(step_of(file.vertical_angles, file.vertical_count),
-                                       step_of(file.horizontal_angles, file.horizontal_count)),
-        finest_step, coarsest_step);
-    const double turn = symmetry == GONIOMETRY_HALF ? 180.0 : 360.0;
-    const int32_t rows = int32_t(std::ceil(turn / step - 1e-6)),
-                  columns = int32_t(std::ceil(180.0 / step - 1e-6));
-    if (!make_goniometry_tables(g, columns + 1, rows + 1)) { return false; }
-    g.symmetry = symmetry;
-    for (int32_t j = 0; j <= columns; ++j)
-    {
-        g.vertical_angles[j] = float(180.0 * j / columns * radians_per_degree);
-    }
-    for (int32_t i = 0; i <= rows; ++i)
-    {
-        const double azimuth = turn * i / rows * radians_per_degree;
-        g.horizontal_angles[i] = float(azimuth);
-        for (int32_t j = 0; j <= columns; ++j)
-        {
-            g.rows[i][j] = float(candela_towards(file, azimuth, 180.0 * j / columns * radians_per_degree));
-        }
     }
     return true;
 }

@@ -53,6 +53,7 @@ float* read_angles(text_scanner& in, int32_t count, const char* what, double fro
 void read_candela(text_scanner& in, ies_file& file);
 float* read_floats(text_scanner& in, int32_t count, const char* what);
 bool is_text(std::string_view line, std::string_view wanted);
+bool has_tilt_line(std::string_view text);
 
 status out_of_memory() { return fail(ZR_ERROR_MEMORY, "no memory for a photometric file"); }
 
@@ -114,7 +115,8 @@ status parse_photometric(const uint8_t* bytes, size_t size, const char16_t* path
     array<char> decoded;
     if (!decode_text(bytes, size, decoded)) { return out_of_memory(); }
     const std::string_view text(decoded.items, decoded.count);
-    return parse_lm63(text, path, file);
+    return is_named_ldt(path) && !has_tilt_line(text) ? parse_eulumdat(text, file)
+                                                      : parse_lm63(text, path, file);
 }
 
 status parse_lm63(std::string_view text, const char16_t* path, ies_file& file)
@@ -135,6 +137,8 @@ status parse_lm63(std::string_view text, const char16_t* path, ies_file& file)
     file.opening = opening_of(file);
     return in.why;
 }
+
+bool is_named_ldt(const char16_t* path) { return path && platform::matches_wildcards(path, u"*.ldt"); }
 
 void free_ies_content(ies_file& file)
 {
@@ -467,6 +471,16 @@ float* read_floats(text_scanner& in, int32_t count, const char* what)
 bool is_text(std::string_view line, std::string_view wanted)
 {
     return line.size() == wanted.size() && begins_with(line, wanted);
+}
+
+bool has_tilt_line(std::string_view text)
+{
+    text_scanner in(text);
+    for (std::string_view line; in.next_line(line);)
+    {
+        if (begins_with(trimmed(line), "TILT=")) { return true; }
+    }
+    return false;
 }
 
 } // namespace

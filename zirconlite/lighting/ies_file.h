@@ -1,5 +1,5 @@
 /** @file
- *  Photometric files of the kind LM-63 (.ies), of 1986 to 2019. They hold what a luminaire sends into
+ *  Photometric files: LM-63 (.ies) of 1986 to 2019 and EULUMDAT (.ldt). They hold what a luminaire sends into
  *  each direction, as a laboratory measured it, with the lamps and the size of the opening. */
 #ifndef ZIRCONLITE_LIGHTING_IES_FILE_H
 #define ZIRCONLITE_LIGHTING_IES_FILE_H
@@ -17,7 +17,8 @@ enum ies_format
     IES_LM63_1991 = 1, /**< IESNA91 */
     IES_LM63_1995 = 2, /**< IESNA:LM-63-1995 */
     IES_LM63_2002 = 3, /**< IESNA:LM-63-2002 */
-    IES_LM63_2019 = 4  /**< IES:LM-63-2019 */
+    IES_LM63_2019 = 4, /**< IES:LM-63-2019 */
+    IES_EULUMDAT = 5
 };
 
 /** Values of `ies_file.photometric_type`: the sphere on which the angles lie. */
@@ -55,10 +56,10 @@ typedef struct luminous_opening
  *  characters. Owned by the caller, who frees it with zr_free_ies_file. */
 typedef struct ies_file
 {
-    int32_t format;            /**< an ies_format */
-    int32_t label_count;       /**< lines of `labels` */
-    char** labels;             /**< the lines above TILT=, such as "[LUMCAT] A-12" */
-    char* tilt_name;           /**< NONE, INCLUDE or the name of a file */
+    int32_t format;      /**< an ies_format */
+    int32_t label_count; /**< lines of `labels` */
+    char** labels;   /**< the lines above TILT=, such as "[LUMCAT] A-12"; for EULUMDAT made of its fields */
+    char* tilt_name; /**< NONE, INCLUDE or the name of a file */
     int32_t lamp_to_luminaire; /**< 1 to 3: base up or down, or how it turns; 0 without tilt data */
     int32_t tilt_count;        /**< of the two tables of tilt, which are kept and not applied */
     float* tilt_angles;        /**< degrees, rising */
@@ -101,6 +102,13 @@ ZR_API int32_t zr_read_ies_file(const char16_t* path, goniometry* goniometry);
 
 /** The same from a file that was opened. 0 only when memory fails. */
 ZR_API int32_t zr_fill_goniometry(const ies_file* file, goniometry* goniometry);
+
+/** Writes the file anew: EULUMDAT where the name ends in .ldt, else LM-63 with the heading of 2002. What was
+ * read comes back the same but for what a format has no place for; types A and B are turned into C for
+ * EULUMDAT, whose direct ratios are written as 0. An existing file is replaced when all is written.
+ *
+ *  @return 1; 0 on any failure, with the reason in zr_last_error. On the host's thread. */
+ZR_API int32_t zr_write_ies_file(const char16_t* path, const ies_file* file);
 
 ZR_EXTERN_C_END
 

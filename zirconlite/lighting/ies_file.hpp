@@ -18,11 +18,17 @@ inline constexpr int32_t label_limit = 10000;
 /// `path`; with null there is none. After a failure `file` holds what was read, for free_ies_content.
 status parse_lm63(std::string_view text, const char16_t* path, ies_file& file);
 
+/// The same for the text of a EULUMDAT file.
+status parse_eulumdat(std::string_view text, ies_file& file);
+
 /// zr_open_ies_file with the failure as its result; `made` is null then.
 status read_photometric_file(const char16_t* path, ies_file*& made);
 
 /// The readers' choice by name and content. `path` as in parse_lm63.
 status parse_photometric(const uint8_t* bytes, size_t size, const char16_t* path, ies_file& file);
+
+/// Whether a name says EULUMDAT.
+bool is_named_ldt(const char16_t* path);
 
 /// Frees all that the record points to.
 void free_ies_content(ies_file& file);
@@ -32,6 +38,13 @@ bool add_label(ies_file& file, std::string_view text);
 
 /// A copy in the library's heap, with an end mark; null when memory fails.
 char* copy_of(std::string_view text);
+
+/// The goniometry_symmetry of a table of type C, by its horizontal angles.
+int32_t symmetry_of(const ies_file& file);
+
+/// The table of a file of type A or B as one of type C, with nothing else of it. False when memory fails;
+/// either way free_ies_content frees `turned`, which was zeroed.
+bool turn_into_type_c(const ies_file& file, ies_file& turned);
 
 /// What the three sizes of an LM-63 file mean.
 luminous_opening opening_of(const ies_file& file);

@@ -28,8 +28,6 @@ bool is_blank(char c) { return c == ' ' || c == '\t'; }
 bool is_line_end(char c) { return c == '\r' || c == '\n'; }
 bool separates(char c) { return is_blank(c) || c == ','; }
 
-int shown(std::string_view token);
-
 } // namespace
 
 namespace zr
@@ -95,6 +93,14 @@ bool parse_number(std::string_view token, double& value, char decimal)
     return error == std::errc() && stop == copy_end && std::isfinite(value);
 }
 
+int shown_length(std::string_view token)
+{
+    if (token.size() <= shown_token) { return int(token.size()); }
+    size_t length = shown_token;
+    while (length > 0 && (uint8_t(token[length]) & 0xC0) == 0x80) { --length; }
+    return int(length);
+}
+
 bool text_scanner::next_line(std::string_view& text)
 {
     if (at == end) { return false; }
@@ -139,8 +145,8 @@ double text_scanner::number(const char* what)
     }
     if (!parse_number(token, value))
     {
-        fail(zr::fail(
-            ZR_ERROR_FORMAT, "\"%.*s\" is no number; %s was expected", shown(token), token.data(), what));
+        fail(zr::fail(ZR_ERROR_FORMAT, "\"%.*s\" is no number; %s was expected", shown_length(token),
+            token.data(), what));
         return 0.0;
     }
     if (std::fabs(value) > FLT_MAX)
@@ -235,15 +241,6 @@ void decode_utf16(const uint8_t* bytes, size_t size, bool is_big, text_sink& out
         else if (is_half) { c = '?'; }
         out.character(c);
     }
-}
-
-/// Bytes of a token for a message, cut at a whole character.
-int shown(std::string_view token)
-{
-    if (token.size() <= shown_token) { return int(token.size()); }
-    size_t length = shown_token;
-    while (length > 0 && (uint8_t(token[length]) & 0xC0) == 0x80) { --length; }
-    return int(length);
 }
 
 } // namespace

@@ -25,6 +25,9 @@ bool begins_with(std::string_view text, std::string_view head);
 /// the decimal mark.
 bool parse_number(std::string_view token, double& value, char decimal = '.');
 
+/// Bytes of a token that a message shows, cut at a whole character.
+int shown_length(std::string_view token);
+
 /// Goes through a text by lines and by numbers. The first failure is kept, and what is read behind it is 0.
 struct text_scanner
 {
