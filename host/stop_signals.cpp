@@ -22,24 +22,8 @@ static_assert(std::atomic<int>::is_always_lock_free && std::atomic<int64_t>::is_
 // Programs that end others send to the process and to its group, so one wish can arrive twice.
 constexpr int64_t same_wish_ms = 300;
 
-int64_t now_ms()
-{
-    timespec t{};
-    clock_gettime(CLOCK_MONOTONIC, &t);
-    return int64_t(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
-}
-
-void on_signal(int number)
-{
-    int none = 0;
-    if (first_signal.compare_exchange_strong(none, number))
-    {
-        first_time_ms = now_ms();
-        return;
-    }
-    const int64_t first = first_time_ms;
-    if (first != 0 && now_ms() - first > same_wish_ms) { _exit(128 + number); }
-}
+void on_signal(int number);
+int64_t now_ms();
 
 } // namespace
 
@@ -90,5 +74,29 @@ void end_if_stopped(const char* during)
         throw failure(stopped_exit_code(), fmt::format("stopped during {}; nothing saved", during));
     }
 }
+
+namespace
+{
+
+void on_signal(int number)
+{
+    int none = 0;
+    if (first_signal.compare_exchange_strong(none, number))
+    {
+        first_time_ms = now_ms();
+        return;
+    }
+    const int64_t first = first_time_ms;
+    if (first != 0 && now_ms() - first > same_wish_ms) { _exit(128 + number); }
+}
+
+int64_t now_ms()
+{
+    timespec t{};
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return int64_t(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
+}
+
+} // namespace
 
 } // namespace host

@@ -11,45 +11,8 @@ namespace
 
 constexpr uint32_t no_character = 0xFFFFFFFF;
 
-/// The character at `at`, which moves past it; `no_character`, with `at` in place, where the bytes are not
-/// UTF-8.
-uint32_t next_character(std::string_view bytes, size_t& at)
-{
-    const auto byte = [&](size_t i) { return uint8_t(bytes[i]); };
-    const uint8_t first = byte(at);
-    if (first < 0x80) { return ++at, first; }
-    const int following = first >= 0xF0 && first < 0xF5   ? 3
-                          : first >= 0xE0 && first < 0xF0 ? 2
-                          : first >= 0xC2 && first < 0xE0 ? 1
-                                                          : 0;
-    if (following == 0 || bytes.size() - at <= size_t(following)) { return no_character; }
-    uint32_t character = first & (0x3Fu >> following);
-    for (int i = 1; i <= following; ++i)
-    {
-        if ((byte(at + size_t(i)) & 0xC0) != 0x80) { return no_character; }
-        character = character << 6 | (byte(at + size_t(i)) & 0x3Fu);
-    }
-    constexpr uint32_t lowest[] = { 0, 0x80, 0x800, 0x10000 };
-    const bool is_surrogate = character >= 0xD800 && character < 0xE000;
-    if (character < lowest[following] || character > 0x10FFFF || is_surrogate) { return no_character; }
-    at += size_t(following) + 1;
-    return character;
-}
-
-void append_utf8(std::string& out, uint32_t c)
-{
-    if (c < 0x80) { out += char(c); }
-    else if (c < 0x800) { out += { char(0xC0 | c >> 6), char(0x80 | (c & 0x3F)) }; }
-    else if (c < 0x10000)
-    {
-        out += { char(0xE0 | c >> 12), char(0x80 | (c >> 6 & 0x3F)), char(0x80 | (c & 0x3F)) };
-    }
-    else
-    {
-        out += { char(0xF0 | c >> 18), char(0x80 | (c >> 12 & 0x3F)), char(0x80 | (c >> 6 & 0x3F)),
-            char(0x80 | (c & 0x3F)) };
-    }
-}
+uint32_t next_character(std::string_view bytes, size_t& at);
+void append_utf8(std::string& out, uint32_t c);
 
 } // namespace
 
@@ -136,5 +99,50 @@ std::u16string lower_case(std::u16string text)
     }
     return text;
 }
+
+namespace
+{
+
+/// The character at `at`, which moves past it; `no_character`, with `at` in place, where the bytes are not
+/// UTF-8.
+uint32_t next_character(std::string_view bytes, size_t& at)
+{
+    const auto byte = [&](size_t i) { return uint8_t(bytes[i]); };
+    const uint8_t first = byte(at);
+    if (first < 0x80) { return ++at, first; }
+    const int following = first >= 0xF0 && first < 0xF5   ? 3
+                          : first >= 0xE0 && first < 0xF0 ? 2
+                          : first >= 0xC2 && first < 0xE0 ? 1
+                                                          : 0;
+    if (following == 0 || bytes.size() - at <= size_t(following)) { return no_character; }
+    uint32_t character = first & (0x3Fu >> following);
+    for (int i = 1; i <= following; ++i)
+    {
+        if ((byte(at + size_t(i)) & 0xC0) != 0x80) { return no_character; }
+        character = character << 6 | (byte(at + size_t(i)) & 0x3Fu);
+    }
+    constexpr uint32_t lowest[] = { 0, 0x80, 0x800, 0x10000 };
+    const bool is_surrogate = character >= 0xD800 && character < 0xE000;
+    if (character < lowest[following] || character > 0x10FFFF || is_surrogate) { return no_character; }
+    at += size_t(following) + 1;
+    return character;
+}
+
+void append_utf8(std::string& out, uint32_t c)
+{
+    if (c < 0x80) { out += char(c); }
+    else if (c < 0x800) { out += { char(0xC0 | c >> 6), char(0x80 | (c & 0x3F)) }; }
+    else if (c < 0x10000)
+    {
+        out += { char(0xE0 | c >> 12), char(0x80 | (c >> 6 & 0x3F)), char(0x80 | (c & 0x3F)) };
+    }
+    else
+    {
+        out += { char(0xF0 | c >> 18), char(0x80 | (c >> 12 & 0x3F)), char(0x80 | (c >> 6 & 0x3F)),
+            char(0x80 | (c & 0x3F)) };
+    }
+}
+
+} // namespace
 
 } // namespace host

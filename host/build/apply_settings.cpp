@@ -22,22 +22,65 @@ namespace host
 namespace
 {
 
-/// "2026-06-21" of a day from 0; the last day of a leap year is that of the nearest one.
-std::string date_of(int day)
+void take_sun(scene& s, document* d);
+void take_place(scene& s, const sun_sky_data& from);
+void take_choices(scene& s, const sun_sky_data& from);
+color3 display_color(const float (&linear)[3]);
+std::string date_of(int day);
+void take_picture(const std::filesystem::path& file, document* d, std::vector<std::string>& notes);
+void take_exposure(scene& s, const render_view& from);
+
+} // namespace
+
+void apply_settings_files(scene& s, document* d, std::vector<std::string>& notes)
 {
-    constexpr int months[] = { 31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31 };
-    if (day >= 365) { return "2028-12-31"; }
-    int month = 0;
-    day = std::max(day, 0);
-    while (day >= months[month]) { day -= months[month++]; }
-    return fmt::format("2026-{:02}-{:02}", month + 1, day + 1);
+    set_environment_defaults(d);
+    for (const std::string& name : s.settings)
+    {
+        const std::filesystem::path file = beside_scene(s, name);
+        render_view& view = d->views[0];
+        set_exposure(view, s.tone);
+        switch (read_settings(file, d, view))
+        {
+        case SETTINGS_SUN_SKY:
+            take_sun(s, d);
+            break;
+        case SETTINGS_ENVIRONMENT:
+            take_picture(file, d, notes);
+            break;
+        default:
+            take_exposure(s, view);
+            break;
+        }
+    }
+    if (s.sun.is_on && !s.sun.azimuth_deg && !s.sun.latitude && s.sun.place.empty())
+    {
+        throw failure(exit_bad_scene,
+            s.file.string() + ": [sun] needs a place, and none of the settings files is one of sun and sky");
+    }
 }
 
-color3 display_color(const float (&linear)[3])
+namespace
 {
-    color3 c;
-    for (size_t i = 0; i < 3; ++i) { c.rgb[i] = std::pow(double(linear[i]), 1 / 2.2); }
-    return c;
+
+void take_sun(scene& s, document* d)
+{
+    sun_sky_data from;
+    zr_get_sunsky_data(&from, d->sun_sky, d);
+    scene_sun& to = s.sun;
+    take_place(s, from);
+    take_choices(s, from);
+    if (!s.given("sun", "date")) { to.date = date_of(from.day_of_year); }
+    if (!s.given("sun", "time"))
+    {
+        const int minutes = std::clamp(from.local_minutes, 0, 1439);
+        to.time = fmt::format("{:02}:{:02}", minutes / 60, minutes % 60);
+    }
+    if (!s.given("sun", "daylight_saving")) { to.daylight_saving = from.daylight_saving != 0; }
+    if (!s.given("sun", "north_deg")) { to.north_deg = from.north * degrees; }
+    if (!s.given("sun", "cloudiness")) { to.cloudiness = from.cloudiness; }
+    if (!s.given("sun", "sun_intensity")) { to.sun_intensity = from.sun_intensity; }
+    if (!s.given("sun", "sky_intensity")) { to.sky_intensity = from.sky_intensity; }
 }
 
 void take_place(scene& s, const sun_sky_data& from)
@@ -77,32 +120,22 @@ void take_choices(scene& s, const sun_sky_data& from)
     }
 }
 
-void take_sun(scene& s, document* d)
+color3 display_color(const float (&linear)[3])
 {
-    sun_sky_data from;
-    zr_get_sunsky_data(&from, d->sun_sky, d);
-    scene_sun& to = s.sun;
-    take_place(s, from);
-    take_choices(s, from);
-    if (!s.given("sun", "date")) { to.date = date_of(from.day_of_year); }
-    if (!s.given("sun", "time"))
-    {
-        const int minutes = std::clamp(from.local_minutes, 0, 1439);
-        to.time = fmt::format("{:02}:{:02}", minutes / 60, minutes % 60);
-    }
-    if (!s.given("sun", "daylight_saving")) { to.daylight_saving = from.daylight_saving != 0; }
-    if (!s.given("sun", "north_deg")) { to.north_deg = from.north * degrees; }
-    if (!s.given("sun", "cloudiness")) { to.cloudiness = from.cloudiness; }
-    if (!s.given("sun", "sun_intensity")) { to.sun_intensity = from.sun_intensity; }
-    if (!s.given("sun", "sky_intensity")) { to.sky_intensity = from.sky_intensity; }
+    color3 c;
+    for (size_t i = 0; i < 3; ++i) { c.rgb[i] = std::pow(double(linear[i]), 1 / 2.2); }
+    return c;
 }
 
-void take_exposure(scene& s, const render_view& from)
+/// "2026-06-21" of a day from 0; the last day of a leap year is that of the nearest one.
+std::string date_of(int day)
 {
-    if (!s.given("tone", "method")) { s.tone.method = from.tone_method; }
-    if (!s.given("tone", "brightness")) { s.tone.brightness = from.brightness; }
-    if (!s.given("tone", "contrast")) { s.tone.contrast = from.contrast; }
-    if (!s.given("tone", "source_gain")) { s.tone.source_gain = from.source_gain; }
+    constexpr int months[] = { 31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31 };
+    if (day >= 365) { return "2028-12-31"; }
+    int month = 0;
+    day = std::max(day, 0);
+    while (day >= months[month]) { day -= months[month++]; }
+    return fmt::format("2026-{:02}-{:02}", month + 1, day + 1);
 }
 
 /// A picture beside the file goes before one of that name in the library's folders.
@@ -124,34 +157,14 @@ void take_picture(const std::filesystem::path& file, document* d, std::vector<st
     }
 }
 
-} // namespace
-
-void apply_settings_files(scene& s, document* d, std::vector<std::string>& notes)
+void take_exposure(scene& s, const render_view& from)
 {
-    set_environment_defaults(d);
-    for (const std::string& name : s.settings)
-    {
-        const std::filesystem::path file = beside_scene(s, name);
-        render_view& view = d->views[0];
-        set_exposure(view, s.tone);
-        switch (read_settings(file, d, view))
-        {
-        case SETTINGS_SUN_SKY:
-            take_sun(s, d);
-            break;
-        case SETTINGS_ENVIRONMENT:
-            take_picture(file, d, notes);
-            break;
-        default:
-            take_exposure(s, view);
-            break;
-        }
-    }
-    if (s.sun.is_on && !s.sun.azimuth_deg && !s.sun.latitude && s.sun.place.empty())
-    {
-        throw failure(exit_bad_scene,
-            s.file.string() + ": [sun] needs a place, and none of the settings files is one of sun and sky");
-    }
+    if (!s.given("tone", "method")) { s.tone.method = from.tone_method; }
+    if (!s.given("tone", "brightness")) { s.tone.brightness = from.brightness; }
+    if (!s.given("tone", "contrast")) { s.tone.contrast = from.contrast; }
+    if (!s.given("tone", "source_gain")) { s.tone.source_gain = from.source_gain; }
 }
+
+} // namespace
 
 } // namespace host

@@ -17,67 +17,14 @@ namespace host
 namespace
 {
 
-vector3 point(const vec3& v) { return { v[0], v[1], v[2] }; }
-vector3 minus(const vector3& a, const vector3& b) { return { a.x - b.x, a.y - b.y, a.z - b.z }; }
-vector3 times(const vector3& a, double f) { return { a.x * f, a.y * f, a.z * f }; }
-vector3 plus(const vector3& a, const vector3& b) { return { a.x + b.x, a.y + b.y, a.z + b.z }; }
-
-void set_place(const scene_sun& s, sun_sky& k)
-{
-    const city* c = s.place.empty() ? nullptr : find_city(s.place);
-    k.latitude = s.latitude ? *s.latitude : c ? c->latitude : 0;
-    k.longitude = s.longitude ? *s.longitude : c ? c->longitude : 0;
-    const bool is_citys = c && !s.latitude;
-    k.time_zone = s.zone_hours ? *s.zone_hours
-                  : is_citys   ? c->zone_minutes / 60.0
-                               : std::round(k.longitude / 15);
-    const std::u16string name = utf16_of(s.place);
-    std::fill(std::begin(k.place), std::end(k.place), u'\0');
-    std::copy_n(name.begin(), std::min(name.size(), std::size(k.place) - 1), k.place);
-}
-
-void set_colors(const scene_sun& s, sun_sky& k)
-{
-    const std::pair<const std::optional<double>&, float&> kelvins[] = { { s.sun_kelvin, k.sun_ct0 },
-        { s.sunset_kelvin, k.sun_ct1 }, { s.sky_kelvin, k.sky_ct0 }, { s.sunset_sky_kelvin, k.sky_ct1 },
-        { s.overcast_kelvin, k.cloudy_ct } };
-    for (const auto& [given, field] : kelvins)
-    {
-        if (given) { field = float(*given); }
-    }
-    if (!s.sun_color || !s.sky_color) { return; }
-    k.flags |= SUN_RGB_COLORS;
-    set_color(k.direct_sun_rgb, *s.sun_color);
-    set_color(k.direct_sky_rgb, *s.sky_color);
-}
-
-/// Normal of the polygon with a length of twice its area.
-vector3 twice_area(const std::vector<vec3>& corners)
-{
-    vector3 sum{};
-    for (size_t i = 1; i + 1 < corners.size(); ++i)
-    {
-        sum = plus(sum, cross(minus(point(corners[i]), point(corners[0])),
-                            minus(point(corners[i + 1]), point(corners[0]))));
-    }
-    return sum;
-}
-
-/// The corners of a rectangle about `position`, counter-clockwise from the side that the normal points to.
-std::vector<vec3> rectangle(const scene_light& from)
-{
-    const vector3 n = times(point(*from.normal), 1 / length(point(*from.normal)));
-    vector3 u, v;
-    zr_make_axes(&n, &u, &v, 1e-5);
-    std::vector<vec3> corners;
-    for (const auto& [along, up] : { std::pair{ -1, -1 }, { 1, -1 }, { 1, 1 }, { -1, 1 } })
-    {
-        const vector3 c = plus(
-            point(from.position), plus(times(u, along * from.size[0] / 2), times(v, up * from.size[1] / 2)));
-        corners.push_back({ c.x, c.y, c.z });
-    }
-    return corners;
-}
+void set_place(const scene_sun& s, sun_sky& k);
+void set_colors(const scene_sun& s, sun_sky& k);
+std::vector<vec3> rectangle(const scene_light& from);
+vector3 times(const vector3& a, double f);
+vector3 twice_area(const std::vector<vec3>& corners);
+vector3 plus(const vector3& a, const vector3& b);
+vector3 point(const vec3& v);
+vector3 minus(const vector3& a, const vector3& b);
 
 } // namespace
 
@@ -162,5 +109,75 @@ std::string check_window(const scene_light& l)
     }
     return "";
 }
+
+namespace
+{
+
+void set_place(const scene_sun& s, sun_sky& k)
+{
+    const city* c = s.place.empty() ? nullptr : find_city(s.place);
+    k.latitude = s.latitude ? *s.latitude : c ? c->latitude : 0;
+    k.longitude = s.longitude ? *s.longitude : c ? c->longitude : 0;
+    const bool is_citys = c && !s.latitude;
+    k.time_zone = s.zone_hours ? *s.zone_hours
+                  : is_citys   ? c->zone_minutes / 60.0
+                               : std::round(k.longitude / 15);
+    const std::u16string name = utf16_of(s.place);
+    std::fill(std::begin(k.place), std::end(k.place), u'\0');
+    std::copy_n(name.begin(), std::min(name.size(), std::size(k.place) - 1), k.place);
+}
+
+void set_colors(const scene_sun& s, sun_sky& k)
+{
+    const std::pair<const std::optional<double>&, float&> kelvins[] = { { s.sun_kelvin, k.sun_ct0 },
+        { s.sunset_kelvin, k.sun_ct1 }, { s.sky_kelvin, k.sky_ct0 }, { s.sunset_sky_kelvin, k.sky_ct1 },
+        { s.overcast_kelvin, k.cloudy_ct } };
+    for (const auto& [given, field] : kelvins)
+    {
+        if (given) { field = float(*given); }
+    }
+    if (!s.sun_color || !s.sky_color) { return; }
+    k.flags |= SUN_RGB_COLORS;
+    set_color(k.direct_sun_rgb, *s.sun_color);
+    set_color(k.direct_sky_rgb, *s.sky_color);
+}
+
+/// The corners of a rectangle about `position`, counter-clockwise from the side that the normal points to.
+std::vector<vec3> rectangle(const scene_light& from)
+{
+    const vector3 n = times(point(*from.normal), 1 / length(point(*from.normal)));
+    vector3 u, v;
+    zr_make_axes(&n, &u, &v, 1e-5);
+    std::vector<vec3> corners;
+    for (const auto& [along, up] : { std::pair{ -1, -1 }, { 1, -1 }, { 1, 1 }, { -1, 1 } })
+    {
+        const vector3 c = plus(
+            point(from.position), plus(times(u, along * from.size[0] / 2), times(v, up * from.size[1] / 2)));
+        corners.push_back({ c.x, c.y, c.z });
+    }
+    return corners;
+}
+
+vector3 times(const vector3& a, double f) { return { a.x * f, a.y * f, a.z * f }; }
+
+/// Normal of the polygon with a length of twice its area.
+vector3 twice_area(const std::vector<vec3>& corners)
+{
+    vector3 sum{};
+    for (size_t i = 1; i + 1 < corners.size(); ++i)
+    {
+        sum = plus(sum, cross(minus(point(corners[i]), point(corners[0])),
+                            minus(point(corners[i + 1]), point(corners[0]))));
+    }
+    return sum;
+}
+
+vector3 plus(const vector3& a, const vector3& b) { return { a.x + b.x, a.y + b.y, a.z + b.z }; }
+
+vector3 point(const vec3& v) { return { v[0], v[1], v[2] }; }
+
+vector3 minus(const vector3& a, const vector3& b) { return { a.x - b.x, a.y - b.y, a.z - b.z }; }
+
+} // namespace
 
 } // namespace host

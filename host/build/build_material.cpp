@@ -33,16 +33,98 @@ struct material_deleter
 };
 using owned_material = std::unique_ptr<material, material_deleter>;
 
-vector3 as_vector(const vec3& v) { return { v[0], v[1], v[2] }; }
+owned_material build_from_library(const scene& s, const scene_material& m, std::vector<std::string>& notes);
+void load_missing_pictures(material& m, std::vector<std::string>& notes);
+owned_material build_simple(const scene& s, const scene_material& m, std::vector<std::string>& notes);
+void set_simple(simple_material& out, const scene_material& m, bool blurs);
+bool blurs_mirrors(const scene_render& r);
+void add_bump(material* made, const scene_bump& b);
+mat_image** add_image(mat_image** end, const scene& s, const scene_image& i, std::vector<std::string>& notes);
+uint32_t image_flags(const scene_image& i);
+void set_key(mat_key& key, const scene_image& i);
+owned_material build_pattern(const scene& s, const scene_material& m, std::vector<std::string>& notes);
+void set_pattern(complex_material& out, const scene_material& m);
+vector3 as_vector(const vec3& v);
+double repeats(double size);
+mask_source* load_mask(const scene& s, const scene_material& m, std::vector<std::string>& notes);
+[[noreturn]] void out_of_memory();
+void set_path(char16_t (&out)[512], const std::filesystem::path& file);
+void check_pattern_depth(const scene& s, const scene_material& m, const material* made);
+int pattern_depth(const material* m);
 
-double repeats(double size) { return std::abs(size) < 1e-9 ? 1e9 : 1 / size; }
+} // namespace
 
-[[noreturn]] void out_of_memory() { throw failure(exit_render_failed, "out of memory for materials"); }
-
-/// Whether mirrors blur by the exponent of their highlight, which then comes from the same light.
-bool blurs_mirrors(const scene_render& r)
+void set_color(float (&out)[3], const color3& c)
 {
-    return r.sampler == SAMPLER_CONVERGING && r.light_model == LIGHT_MODEL_EXACT;
+    for (int i = 0; i < 3; ++i) { out[i] = float(linear_value(c.rgb[i])); }
+}
+
+material* build_material(const scene& s, const scene_material& m, std::vector<std::string>& notes)
+{
+    owned_material made = !m.library.empty()          ? build_from_library(s, m, notes)
+                          : m.kind == material_simple ? build_simple(s, m, notes)
+                                                      : build_pattern(s, m, notes);
+    made->id = uint16_t(m.id);
+    return made.release();
+}
+
+namespace
+{
+
+owned_material build_from_library(const scene& s, const scene_material& m, std::vector<std::string>& notes)
+{
+    const size_t split = m.library.find("\\\\");
+    const std::string library = m.library.substr(0, split), key = m.library.substr(split + 2);
+    const std::filesystem::path file = find_library(s, library + ".mlib");
+    const zr_status before = *zr_last_error();
+    owned_material made(zr_load_from_library(utf16_of(key).c_str(), utf16_of(file).c_str()));
+    if (!made)
+    {
+        throw failure(exit_bad_scene, fmt::format("{}:{}: library {} has no material \"{}\"{}",
+                                          s.file.string(), m.line, file.string(), key, library_error()));
+    }
+    const zr_status& after = *zr_last_error();
+    const bool has_damage = after.code == ZR_ERROR_READ || after.code == ZR_ERROR_FORMAT;
+    if (has_damage && std::memcmp(&before, &after, sizeof after) != 0)
+    {
+        notes.push_back(fmt::format("{}: {}", after.file, after.text));
+    }
+    load_missing_pictures(*made, notes);
+    check_pattern_depth(s, m, made.get());
+    return made;
+}
+
+/// Loads what the library's own formats do not cover, and notes what is missing.
+void load_missing_pictures(material& m, std::vector<std::string>& notes)
+{
+    const auto load = [&](bitmap*& picture, const char16_t* path)
+    {
+        if (!picture && path[0]) { picture = load_picture(utf8_of(path), notes); }
+    };
+    if (m.flags & MATERIAL_COMPLEX)
+    {
+        auto& pattern = reinterpret_cast<complex_material&>(m);
+        if (pattern.params.mask) { load(pattern.params.mask->bitmap, pattern.params.mask->path); }
+        for (material* child : pattern.children)
+        {
+            if (child) { load_missing_pictures(*child, notes); }
+        }
+        return;
+    }
+    auto& simple = reinterpret_cast<simple_material&>(m);
+    for (mat_image* image = simple.images; image; image = image->next) { load(image->bitmap, image->path); }
+}
+
+owned_material build_simple(const scene& s, const scene_material& m, std::vector<std::string>& notes)
+{
+    owned_material made(new_simple_material());
+    if (!made) { out_of_memory(); }
+    simple_material& out = *reinterpret_cast<simple_material*>(made.get());
+    set_simple(out, m, blurs_mirrors(s.render));
+    for (const scene_bump& b : m.bumps) { add_bump(made.get(), b); }
+    mat_image** end = &out.images;
+    for (const scene_image& i : m.images) { end = add_image(end, s, i, notes); }
+    return made;
 }
 
 void set_simple(simple_material& out, const scene_material& m, bool blurs)
@@ -74,6 +156,12 @@ void set_simple(simple_material& out, const scene_material& m, bool blurs)
     }
 }
 
+/// Whether mirrors blur by the exponent of their highlight, which then comes from the same light.
+bool blurs_mirrors(const scene_render& r)
+{
+    return r.sampler == SAMPLER_CONVERGING && r.light_model == LIGHT_MODEL_EXACT;
+}
+
 void add_bump(material* made, const scene_bump& b)
 {
     const vector3 axis = unit(as_vector(b.axis));
@@ -83,40 +171,6 @@ void add_bump(material* made, const scene_bump& b)
     {
         out_of_memory();
     }
-}
-
-/// Flags in the order of the scene's switches.
-uint32_t image_flags(const scene_image& i)
-{
-    static constexpr uint32_t blur[] = { 0, IMAGE_BLUR_LITTLE, IMAGE_BLUR_MORE, IMAGE_BLUR_MOST };
-    return (i.on_color ? uint32_t(IMAGE_ON_COLOR) : 0u) | (i.on_mirror ? uint32_t(IMAGE_ON_REFLECT) : 0u) |
-           (i.on_transparent ? uint32_t(IMAGE_ON_TRANSPARENT) : 0u) |
-           (i.on_shine ? uint32_t(IMAGE_ON_SHININESS) : 0u) |
-           (i.on_clear ? uint32_t(IMAGE_ON_CLEARNESS) : 0u) |
-           (i.mirror_tiles ? uint32_t(IMAGE_MIRROR_TILES) : 0u) | blur[i.blur];
-}
-
-void set_key(mat_key& key, const scene_image& i)
-{
-    static constexpr int32_t kinds[] = { KEY_NONE, KEY_COLOR, KEY_ALPHA };
-    key.kind = kinds[i.key];
-    key.flags = (i.invert ? uint32_t(KEY_INVERT) : 0u) | (i.cut_out ? uint32_t(KEY_CUTS_OUT) : 0u);
-    set_color(key.color, i.key_color);
-    key.tolerance = float(i.tolerance);
-    key.feather = float(i.feather);
-    zr_update_mat_key(&key);
-}
-
-void set_path(char16_t (&out)[512], const std::filesystem::path& file)
-{
-    const std::u16string path = utf16_of(file);
-    if (path.size() >= 512)
-    {
-        throw failure(
-            exit_bad_scene, fmt::format("{}: the path is longer than 511 characters", file.string()));
-    }
-    path.copy(out, path.size());
-    out[path.size()] = 0;
 }
 
 /// The image behind `*end`, the end of the material's list.
@@ -142,15 +196,43 @@ mat_image** add_image(mat_image** end, const scene& s, const scene_image& i, std
     return &made->next;
 }
 
-owned_material build_simple(const scene& s, const scene_material& m, std::vector<std::string>& notes)
+/// Flags in the order of the scene's switches.
+uint32_t image_flags(const scene_image& i)
 {
-    owned_material made(new_simple_material());
+    static constexpr uint32_t blur[] = { 0, IMAGE_BLUR_LITTLE, IMAGE_BLUR_MORE, IMAGE_BLUR_MOST };
+    return (i.on_color ? uint32_t(IMAGE_ON_COLOR) : 0u) | (i.on_mirror ? uint32_t(IMAGE_ON_REFLECT) : 0u) |
+           (i.on_transparent ? uint32_t(IMAGE_ON_TRANSPARENT) : 0u) |
+           (i.on_shine ? uint32_t(IMAGE_ON_SHININESS) : 0u) |
+           (i.on_clear ? uint32_t(IMAGE_ON_CLEARNESS) : 0u) |
+           (i.mirror_tiles ? uint32_t(IMAGE_MIRROR_TILES) : 0u) | blur[i.blur];
+}
+
+void set_key(mat_key& key, const scene_image& i)
+{
+    static constexpr int32_t kinds[] = { KEY_NONE, KEY_COLOR, KEY_ALPHA };
+    key.kind = kinds[i.key];
+    key.flags = (i.invert ? uint32_t(KEY_INVERT) : 0u) | (i.cut_out ? uint32_t(KEY_CUTS_OUT) : 0u);
+    set_color(key.color, i.key_color);
+    key.tolerance = float(i.tolerance);
+    key.feather = float(i.feather);
+    zr_update_mat_key(&key);
+}
+
+owned_material build_pattern(const scene& s, const scene_material& m, std::vector<std::string>& notes)
+{
+    owned_material made(new_complex_material());
     if (!made) { out_of_memory(); }
-    simple_material& out = *reinterpret_cast<simple_material*>(made.get());
-    set_simple(out, m, blurs_mirrors(s.render));
-    for (const scene_bump& b : m.bumps) { add_bump(made.get(), b); }
-    mat_image** end = &out.images;
-    for (const scene_image& i : m.images) { end = add_image(end, s, i, notes); }
+    complex_material& out = *reinterpret_cast<complex_material*>(made.get());
+    zr_set_blend_kind(made.get(), m.kind - 1); // the scene's names have the order of the library's codes
+    set_pattern(out, m);
+    if (m.kind == material_mask) { out.params.mask = load_mask(s, m, notes); }
+    const std::string* names[] = { &m.first, &m.second };
+    for (int i = 0; i < 2; ++i)
+    {
+        out.children[i] = build_material(s, s.materials.at(*names[i]), notes);
+        out.children[i]->parent = made.get();
+    }
+    check_pattern_depth(s, m, made.get());
     return made;
 }
 
@@ -183,6 +265,10 @@ void set_pattern(complex_material& out, const scene_material& m)
     }
 }
 
+vector3 as_vector(const vec3& v) { return { v[0], v[1], v[2] }; }
+
+double repeats(double size) { return std::abs(size) < 1e-9 ? 1e9 : 1 / size; }
+
 mask_source* load_mask(const scene& s, const scene_material& m, std::vector<std::string>& notes)
 {
     auto* made = static_cast<mask_source*>(zr_calloc(1, sizeof(mask_source)));
@@ -194,12 +280,18 @@ mask_source* load_mask(const scene& s, const scene_material& m, std::vector<std:
     return made;
 }
 
-/// How deep patterns lie in each other.
-int pattern_depth(const material* m)
+[[noreturn]] void out_of_memory() { throw failure(exit_render_failed, "out of memory for materials"); }
+
+void set_path(char16_t (&out)[512], const std::filesystem::path& file)
 {
-    if (!m || !(m->flags & MATERIAL_COMPLEX)) { return 0; }
-    const auto& pattern = *reinterpret_cast<const complex_material*>(m);
-    return 1 + std::max(pattern_depth(pattern.children[0]), pattern_depth(pattern.children[1]));
+    const std::u16string path = utf16_of(file);
+    if (path.size() >= 512)
+    {
+        throw failure(
+            exit_bad_scene, fmt::format("{}: the path is longer than 511 characters", file.string()));
+    }
+    path.copy(out, path.size());
+    out[path.size()] = 0;
 }
 
 /// A library's material counts with the patterns around it; deeper ones would render as nothing.
@@ -211,82 +303,14 @@ void check_pattern_depth(const scene& s, const scene_material& m, const material
                             s.file.string(), m.line, scene_material_depth - 1));
 }
 
-owned_material build_pattern(const scene& s, const scene_material& m, std::vector<std::string>& notes)
+/// How deep patterns lie in each other.
+int pattern_depth(const material* m)
 {
-    owned_material made(new_complex_material());
-    if (!made) { out_of_memory(); }
-    complex_material& out = *reinterpret_cast<complex_material*>(made.get());
-    zr_set_blend_kind(made.get(), m.kind - 1); // the scene's names have the order of the library's codes
-    set_pattern(out, m);
-    if (m.kind == material_mask) { out.params.mask = load_mask(s, m, notes); }
-    const std::string* names[] = { &m.first, &m.second };
-    for (int i = 0; i < 2; ++i)
-    {
-        out.children[i] = build_material(s, s.materials.at(*names[i]), notes);
-        out.children[i]->parent = made.get();
-    }
-    check_pattern_depth(s, m, made.get());
-    return made;
-}
-
-/// Loads what the library's own formats do not cover, and notes what is missing.
-void load_missing_pictures(material& m, std::vector<std::string>& notes)
-{
-    const auto load = [&](bitmap*& picture, const char16_t* path)
-    {
-        if (!picture && path[0]) { picture = load_picture(utf8_of(path), notes); }
-    };
-    if (m.flags & MATERIAL_COMPLEX)
-    {
-        auto& pattern = reinterpret_cast<complex_material&>(m);
-        if (pattern.params.mask) { load(pattern.params.mask->bitmap, pattern.params.mask->path); }
-        for (material* child : pattern.children)
-        {
-            if (child) { load_missing_pictures(*child, notes); }
-        }
-        return;
-    }
-    auto& simple = reinterpret_cast<simple_material&>(m);
-    for (mat_image* image = simple.images; image; image = image->next) { load(image->bitmap, image->path); }
-}
-
-owned_material build_from_library(const scene& s, const scene_material& m, std::vector<std::string>& notes)
-{
-    const size_t split = m.library.find("\\\\");
-    const std::string library = m.library.substr(0, split), key = m.library.substr(split + 2);
-    const std::filesystem::path file = find_library(s, library + ".mlib");
-    const zr_status before = *zr_last_error();
-    owned_material made(zr_load_from_library(utf16_of(key).c_str(), utf16_of(file).c_str()));
-    if (!made)
-    {
-        throw failure(exit_bad_scene, fmt::format("{}:{}: library {} has no material \"{}\"{}",
-                                          s.file.string(), m.line, file.string(), key, library_error()));
-    }
-    const zr_status& after = *zr_last_error();
-    const bool has_damage = after.code == ZR_ERROR_READ || after.code == ZR_ERROR_FORMAT;
-    if (has_damage && std::memcmp(&before, &after, sizeof after) != 0)
-    {
-        notes.push_back(fmt::format("{}: {}", after.file, after.text));
-    }
-    load_missing_pictures(*made, notes);
-    check_pattern_depth(s, m, made.get());
-    return made;
+    if (!m || !(m->flags & MATERIAL_COMPLEX)) { return 0; }
+    const auto& pattern = *reinterpret_cast<const complex_material*>(m);
+    return 1 + std::max(pattern_depth(pattern.children[0]), pattern_depth(pattern.children[1]));
 }
 
 } // namespace
-
-void set_color(float (&out)[3], const color3& c)
-{
-    for (int i = 0; i < 3; ++i) { out[i] = float(linear_value(c.rgb[i])); }
-}
-
-material* build_material(const scene& s, const scene_material& m, std::vector<std::string>& notes)
-{
-    owned_material made = !m.library.empty()          ? build_from_library(s, m, notes)
-                          : m.kind == material_simple ? build_simple(s, m, notes)
-                                                      : build_pattern(s, m, notes);
-    made->id = uint16_t(m.id);
-    return made.release();
-}
 
 } // namespace host

@@ -24,34 +24,16 @@ struct side_row
 constexpr side_row sides[] = { { 145, 22 }, { 180, 0 }, { 0, 0 }, { 270, 0 }, { 90, 0 }, { 180, 90 } };
 static_assert(std::size(sides) == std::size(view_names) - 1);
 
-double dot(const vec3& a, const vec3& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
-
-vec3 along(const vec3& from, const vec3& direction, double distance)
-{
-    return { from[0] + distance * direction[0], from[1] + distance * direction[1],
-        from[2] + distance * direction[2] };
-}
-
 /// The camera's axes for a side: to the right, up and back in the picture.
 struct axes
 {
     vec3 right, up, back;
 };
 
-axes axes_of(const side_row& side)
-{
-    const double a = side.azimuth_deg * radians, h = side.altitude_deg * radians;
-    return { { -std::cos(a), std::sin(a), 0 },
-        { -std::sin(a) * std::sin(h), -std::cos(a) * std::sin(h), std::cos(h) },
-        { std::sin(a) * std::cos(h), std::cos(a) * std::cos(h), std::sin(h) } };
-}
-
-/// Tangent of half the horizontal angle of view.
-double half_width(const scene_camera& c)
-{
-    if (c.fov_deg) { return std::tan(*c.fov_deg / 2 * radians); }
-    return film_mm / 2 / c.lens_mm.value_or(28);
-}
+double dot(const vec3& a, const vec3& b);
+vec3 along(const vec3& from, const vec3& direction, double distance);
+axes axes_of(const side_row& side);
+double half_width(const scene_camera& c);
 
 } // namespace
 
@@ -93,5 +75,33 @@ void fit_camera(scene_camera& c, const bounding_box& bounds, double aspect)
     if (!c.parallel_width) { c.parallel_width = width; }
     if (c.view == view_top) { c.up = { 0, 1, 0 }; }
 }
+
+namespace
+{
+
+double dot(const vec3& a, const vec3& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+
+vec3 along(const vec3& from, const vec3& direction, double distance)
+{
+    return { from[0] + distance * direction[0], from[1] + distance * direction[1],
+        from[2] + distance * direction[2] };
+}
+
+axes axes_of(const side_row& side)
+{
+    const double a = side.azimuth_deg * radians, h = side.altitude_deg * radians;
+    return { { -std::cos(a), std::sin(a), 0 },
+        { -std::sin(a) * std::sin(h), -std::cos(a) * std::sin(h), std::cos(h) },
+        { std::sin(a) * std::cos(h), std::cos(a) * std::cos(h), std::sin(h) } };
+}
+
+/// Tangent of half the horizontal angle of view.
+double half_width(const scene_camera& c)
+{
+    if (c.fov_deg) { return std::tan(*c.fov_deg / 2 * radians); }
+    return film_mm / 2 / c.lens_mm.value_or(28);
+}
+
+} // namespace
 
 } // namespace host

@@ -23,31 +23,8 @@ struct file_closer
 };
 using owned_file = std::unique_ptr<std::FILE, file_closer>;
 
-bool read_body(int kind, std::FILE* stream, document* d, render_view& view)
-{
-    switch (kind)
-    {
-    case SETTINGS_SUN_SKY:
-        return read_sunsky_config_info(stream, d);
-    case SETTINGS_ENVIRONMENT:
-        return zr_read_environment_config_info(stream, d);
-    default:
-        return read_exposure_config_info(stream, d, &view);
-    }
-}
-
-bool write_all(int kind, std::FILE* stream, document* d, render_view& view)
-{
-    switch (kind)
-    {
-    case SETTINGS_SUN_SKY:
-        return save_sunsky_config_info(stream, d);
-    case SETTINGS_ENVIRONMENT:
-        return save_environment_config_info(stream, d);
-    default:
-        return save_exposure_config_info(stream, d, &view);
-    }
-}
+bool read_body(int kind, std::FILE* stream, document* d, render_view& view);
+bool write_all(int kind, std::FILE* stream, document* d, render_view& view);
 
 } // namespace
 
@@ -94,5 +71,36 @@ int settings_kind_of(const std::filesystem::path& file)
            : e == ".ex" ? SETTINGS_EXPOSURE
                         : 0;
 }
+
+namespace
+{
+
+bool read_body(int kind, std::FILE* stream, document* d, render_view& view)
+{
+    switch (kind)
+    {
+    case SETTINGS_SUN_SKY:
+        return read_sunsky_config_info(stream, d);
+    case SETTINGS_ENVIRONMENT:
+        return zr_read_environment_config_info(stream, d);
+    default:
+        return read_exposure_config_info(stream, d, &view);
+    }
+}
+
+bool write_all(int kind, std::FILE* stream, document* d, render_view& view)
+{
+    switch (kind)
+    {
+    case SETTINGS_SUN_SKY:
+        return save_sunsky_config_info(stream, d);
+    case SETTINGS_ENVIRONMENT:
+        return save_environment_config_info(stream, d);
+    default:
+        return save_exposure_config_info(stream, d, &view);
+    }
+}
+
+} // namespace
 
 } // namespace host

@@ -35,31 +35,51 @@ struct convert_options
     tone_options tone;
 };
 
-/// Colours of a row; grey becomes three equal channels.
-void color_row(const picture8& p, int row, uint8_t* out)
+int convert(const convert_options& o);
+void write_as_light(const picture8& p, const convert_options& o);
+void write_display_values(const picture8& p, const convert_options& o);
+void color_row(const picture8& p, int row, uint8_t* out);
+
+} // namespace
+
+std::function<int()> setup_convert(CLI::App& command)
 {
-    const uint8_t* in = &p.rows[size_t(p.height - 1 - unsigned(row)) * p.width * p.channels];
-    if (p.channels != 1)
-    {
-        std::copy_n(in, size_t(p.width) * p.channels, out);
-        return;
-    }
-    for (size_t x = 0; x < p.width; ++x, out += 3) { out[0] = out[1] = out[2] = in[x]; }
+    auto o = std::make_shared<convert_options>();
+    command.add_option("IN", o->in, "The picture: PNG, BMP, TARGA, TIFF, JPEG, Radiance or OpenEXR")
+        ->required();
+    command.add_option("OUT", o->out, "The file to write: .png, .bmp, .tga, .tif, .jpg or .hdr")->required();
+    command.add_option("--quality", o->quality, "Of a JPEG, 0 to 100")
+        ->check(CLI::Range(0, 100))
+        ->capture_default_str();
+    add_tone_options(command, o->tone);
+    return [o] { return convert(*o); };
 }
 
-void write_display_values(const picture8& p, const convert_options& o)
+namespace
 {
-    const pixel_layout layout = p.channels == 4 ? pixel_layout::rgba8 : pixel_layout::rgb8;
-    picture out{ int(p.width), int(p.height), layout, {}, o.quality };
-    out.read_row = [&](int row, uint8_t* to) { color_row(p, row, to); };
-    if (p.channels == 1 && takes_grey(o.out))
+
+int convert(const convert_options& o)
+{
+    const bool to_light = keeps_radiance(o.out);
+    if (holds_light(o.in))
     {
-        out.layout = pixel_layout::grey8;
-        out.read_row = [&](int row, uint8_t* to)
-        { std::copy_n(&p.rows[size_t(p.height - 1 - unsigned(row)) * p.width], p.width, to); };
+        scene_tone tone;
+        apply_tone_options(o.tone, tone);
+        if (to_light) { copy_radiance(o.in, o.out); }
+        else { write_toned(o.in, tone, o.out); }
+        return exit_done;
     }
-    check_picture_file(o.out, out);
-    write_picture(o.out, out);
+    picture8 p;
+    std::string why;
+    if (!read_picture_file(o.in, p, why))
+    {
+        const bool is_missing = !std::filesystem::exists(o.in);
+        throw failure(is_missing ? exit_missing_file : exit_bad_scene, o.in + ": " + why);
+    }
+    if (!why.empty()) { std::fprintf(stderr, "zirconlite: %s: %s\n", o.in.c_str(), why.c_str()); }
+    if (to_light) { write_as_light(p, o); }
+    else { write_display_values(p, o); }
+    return exit_done;
 }
 
 void write_as_light(const picture8& p, const convert_options& o)
@@ -87,43 +107,33 @@ void write_as_light(const picture8& p, const convert_options& o)
     write_radiance(o.out, *light);
 }
 
-int convert(const convert_options& o)
+void write_display_values(const picture8& p, const convert_options& o)
 {
-    const bool to_light = keeps_radiance(o.out);
-    if (holds_light(o.in))
+    const pixel_layout layout = p.channels == 4 ? pixel_layout::rgba8 : pixel_layout::rgb8;
+    picture out{ int(p.width), int(p.height), layout, {}, o.quality };
+    out.read_row = [&](int row, uint8_t* to) { color_row(p, row, to); };
+    if (p.channels == 1 && takes_grey(o.out))
     {
-        scene_tone tone;
-        apply_tone_options(o.tone, tone);
-        if (to_light) { copy_radiance(o.in, o.out); }
-        else { write_toned(o.in, tone, o.out); }
-        return exit_done;
+        out.layout = pixel_layout::grey8;
+        out.read_row = [&](int row, uint8_t* to)
+        { std::copy_n(&p.rows[size_t(p.height - 1 - unsigned(row)) * p.width], p.width, to); };
     }
-    picture8 p;
-    std::string why;
-    if (!read_picture_file(o.in, p, why))
+    check_picture_file(o.out, out);
+    write_picture(o.out, out);
+}
+
+/// Colours of a row; grey becomes three equal channels.
+void color_row(const picture8& p, int row, uint8_t* out)
+{
+    const uint8_t* in = &p.rows[size_t(p.height - 1 - unsigned(row)) * p.width * p.channels];
+    if (p.channels != 1)
     {
-        const bool is_missing = !std::filesystem::exists(o.in);
-        throw failure(is_missing ? exit_missing_file : exit_bad_scene, o.in + ": " + why);
+        std::copy_n(in, size_t(p.width) * p.channels, out);
+        return;
     }
-    if (!why.empty()) { std::fprintf(stderr, "zirconlite: %s: %s\n", o.in.c_str(), why.c_str()); }
-    if (to_light) { write_as_light(p, o); }
-    else { write_display_values(p, o); }
-    return exit_done;
+    for (size_t x = 0; x < p.width; ++x, out += 3) { out[0] = out[1] = out[2] = in[x]; }
 }
 
 } // namespace
-
-std::function<int()> setup_convert(CLI::App& command)
-{
-    auto o = std::make_shared<convert_options>();
-    command.add_option("IN", o->in, "The picture: PNG, BMP, TARGA, TIFF, JPEG, Radiance or OpenEXR")
-        ->required();
-    command.add_option("OUT", o->out, "The file to write: .png, .bmp, .tga, .tif, .jpg or .hdr")->required();
-    command.add_option("--quality", o->quality, "Of a JPEG, 0 to 100")
-        ->check(CLI::Range(0, 100))
-        ->capture_default_str();
-    add_tone_options(command, o->tone);
-    return [o] { return convert(*o); };
-}
 
 } // namespace host

@@ -41,93 +41,50 @@ struct mesh_totals
     size_t meshes = 0, closed = 0, triangles = 0, vertices = 0;
 };
 
-mesh_totals totals_of(const model& m)
+int info(const info_options& o);
+json describe(const std::filesystem::path& file, const model& m);
+mesh_totals totals_of(const model& m);
+std::array<std::array<double, 3>, 2> bounds_of(const model& m);
+json material_json(const model& m, uint32_t index);
+std::string hex_color(const color3& c);
+json picture_json(const std::filesystem::path& file, const model& m, const std::string& name);
+std::string text_of(const json& d);
+std::string picture_name(const json& name);
+std::string value_text(const json& v);
+
+} // namespace
+
+std::function<int()> setup_info(CLI::App& command)
 {
-    mesh_totals t;
-    for (const model_mesh& mesh : m.meshes)
-    {
-        ++t.meshes;
-        t.closed += mesh.is_closed;
-        t.vertices += mesh.positions.size() / 3;
-        for (const uint32_t count : mesh.corner_count) { t.triangles += count - 2; }
-    }
-    return t;
+    auto options = std::make_shared<info_options>();
+    command.add_option("MODEL", options->file, "The model file")->required();
+    command.add_option(
+        "--unit", options->unit, "m, cm, mm, km, in, ft, yd or metres per unit, in place of the file's");
+    command.add_option("--up", options->up, "x, y or z, in place of the file's")
+        ->check(CLI::IsMember({ "x", "y", "z" }));
+    command.add_flag("--json", options->as_json, "Print JSON");
+    return [options] { return info(*options); };
 }
 
-/// Least and greatest x, y and z.
-std::array<std::array<double, 3>, 2> bounds_of(const model& m)
+namespace
 {
-    constexpr double far = std::numeric_limits<double>::max();
-    std::array<std::array<double, 3>, 2> box{ { { far, far, far }, { -far, -far, -far } } };
-    for (const model_mesh& mesh : m.meshes)
-    {
-        for (size_t i = 0; i < mesh.positions.size(); ++i)
-        {
-            box[0][i % 3] = std::min(box[0][i % 3], double(mesh.positions[i]));
-            box[1][i % 3] = std::max(box[1][i % 3], double(mesh.positions[i]));
-        }
-    }
-    return box;
-}
 
-std::string hex_color(const color3& c)
+int info(const info_options& o)
 {
-    const auto byte = [&](size_t i) { return int(std::clamp(c.rgb[i], 0.0, 1.0) * 255 + 0.5); };
-    return fmt::format("#{:02x}{:02x}{:02x}", byte(0), byte(1), byte(2));
-}
-
-/// The scene material that a model's becomes, without what is at rest.
-json material_json(const model& m, uint32_t index)
-{
-    const model_material& own = m.materials[index];
-    const scene_material s = material_from_model(own);
-    json out;
-    out["name"] = own.name;
-    out["color"] = hex_color(s.color);
-    const auto put = [&](const char* key, double value)
+    import_request request;
+    request.file = o.file;
+    request.metres_per_unit = o.unit.empty() ? 0 : metres_per_unit(o.unit).value_or(0);
+    if (!o.unit.empty() && request.metres_per_unit == 0)
     {
-        if (value > 0) { out[key] = std::round(value * 1e4) / 1e4; }
-    };
-    put("mirror", s.mirror);
-    put("transparency", s.transparency);
-    if (s.transparency > 0) { put("ior", s.ior); }
-    if (s.transparent_color) { out["transparent_color"] = hex_color(*s.transparent_color); }
-    if (s.metal) { out["metal"] = true; }
-    if (s.highlight) { put("highlight", *s.highlight); }
-    put("luminosity", s.luminosity);
-    for (int role = 0; role < texture_roles; ++role)
-    {
-        const std::string& file = own.textures[size_t(role)].file;
-        if (!file.empty()) { out["pictures"][role_names[role]] = file; }
+        throw failure(exit_usage,
+            fmt::format("--unit: \"{}\" is not m, cm, mm, km, in, ft, yd or metres per unit", o.unit));
     }
-    return out;
-}
-
-/// What becomes of one picture that the model names.
-json picture_json(const std::filesystem::path& file, const model& m, const std::string& name)
-{
-    json out;
-    out["name"] = name;
-    picture8 p;
-    std::string why;
-    bool is_read = false;
-    if (name[0] == '*')
-    {
-        const size_t index = size_t(std::atoi(name.c_str() + 1));
-        is_read = index < m.pictures.size() && read_picture_bytes(m.pictures[index], p, why);
-    }
-    else
-    {
-        const std::filesystem::path found = find_model_picture(file, name);
-        if (!found.empty()) { out["file"] = utf8_of_bytes(found.string()); }
-        is_read = !found.empty() && read_picture_file(found.string(), p, why);
-        if (found.empty()) { why = "not there, nor a file of its name beside the model or in textures/"; }
-    }
-    out["read"] = is_read;
-    if (is_read) { out["size"] = { p.width, p.height }; }
-    if (is_read) { out["channels"] = p.channels; }
-    if (!why.empty()) { out["note"] = why; }
-    return out;
+    request.up = o.up.empty() ? 0 : o.up[0];
+    progress_line progress(false);
+    const library_session library(progress);
+    const json d = describe(request.file, import_model(request));
+    std::printf("%s\n", (o.as_json ? d.dump(2) : text_of(d)).c_str());
+    return exit_done;
 }
 
 json describe(const std::filesystem::path& file, const model& m)
@@ -168,13 +125,93 @@ json describe(const std::filesystem::path& file, const model& m)
     return out;
 }
 
-std::string value_text(const json& v) { return v.is_string() ? v.get<std::string>() : v.dump(); }
-
-/// A picture's name for people; those that a model holds, or that its vertex colours became, have none.
-std::string picture_name(const json& name)
+mesh_totals totals_of(const model& m)
 {
-    const std::string text = value_text(name);
-    return text[0] == '*' ? fmt::format("no. {} in the model", text.substr(1)) : text;
+    mesh_totals t;
+    for (const model_mesh& mesh : m.meshes)
+    {
+        ++t.meshes;
+        t.closed += mesh.is_closed;
+        t.vertices += mesh.positions.size() / 3;
+        for (const uint32_t count : mesh.corner_count) { t.triangles += count - 2; }
+    }
+    return t;
+}
+
+/// Least and greatest x, y and z.
+std::array<std::array<double, 3>, 2> bounds_of(const model& m)
+{
+    constexpr double far = std::numeric_limits<double>::max();
+    std::array<std::array<double, 3>, 2> box{ { { far, far, far }, { -far, -far, -far } } };
+    for (const model_mesh& mesh : m.meshes)
+    {
+        for (size_t i = 0; i < mesh.positions.size(); ++i)
+        {
+            box[0][i % 3] = std::min(box[0][i % 3], double(mesh.positions[i]));
+            box[1][i % 3] = std::max(box[1][i % 3], double(mesh.positions[i]));
+        }
+    }
+    return box;
+}
+
+/// The scene material that a model's becomes, without what is at rest.
+json material_json(const model& m, uint32_t index)
+{
+    const model_material& own = m.materials[index];
+    const scene_material s = material_from_model(own);
+    json out;
+    out["name"] = own.name;
+    out["color"] = hex_color(s.color);
+    const auto put = [&](const char* key, double value)
+    {
+        if (value > 0) { out[key] = std::round(value * 1e4) / 1e4; }
+    };
+    put("mirror", s.mirror);
+    put("transparency", s.transparency);
+    if (s.transparency > 0) { put("ior", s.ior); }
+    if (s.transparent_color) { out["transparent_color"] = hex_color(*s.transparent_color); }
+    if (s.metal) { out["metal"] = true; }
+    if (s.highlight) { put("highlight", *s.highlight); }
+    put("luminosity", s.luminosity);
+    for (int role = 0; role < texture_roles; ++role)
+    {
+        const std::string& file = own.textures[size_t(role)].file;
+        if (!file.empty()) { out["pictures"][role_names[role]] = file; }
+    }
+    return out;
+}
+
+std::string hex_color(const color3& c)
+{
+    const auto byte = [&](size_t i) { return int(std::clamp(c.rgb[i], 0.0, 1.0) * 255 + 0.5); };
+    return fmt::format("#{:02x}{:02x}{:02x}", byte(0), byte(1), byte(2));
+}
+
+/// What becomes of one picture that the model names.
+json picture_json(const std::filesystem::path& file, const model& m, const std::string& name)
+{
+    json out;
+    out["name"] = name;
+    picture8 p;
+    std::string why;
+    bool is_read = false;
+    if (name[0] == '*')
+    {
+        const size_t index = size_t(std::atoi(name.c_str() + 1));
+        is_read = index < m.pictures.size() && read_picture_bytes(m.pictures[index], p, why);
+    }
+    else
+    {
+        const std::filesystem::path found = find_model_picture(file, name);
+        if (!found.empty()) { out["file"] = utf8_of_bytes(found.string()); }
+        is_read = !found.empty() && read_picture_file(found.string(), p, why);
+        if (found.empty()) { why = "not there, nor a file of its name beside the model or in textures/"; }
+    }
+    out["read"] = is_read;
+    if (is_read) { out["size"] = { p.width, p.height }; }
+    if (is_read) { out["channels"] = p.channels; }
+    if (!why.empty()) { out["note"] = why; }
+    return out;
 }
 
 /// The same for people.
@@ -222,36 +259,15 @@ std::string text_of(const json& d)
     return out;
 }
 
-int info(const info_options& o)
+/// A picture's name for people; those that a model holds, or that its vertex colours became, have none.
+std::string picture_name(const json& name)
 {
-    import_request request;
-    request.file = o.file;
-    request.metres_per_unit = o.unit.empty() ? 0 : metres_per_unit(o.unit).value_or(0);
-    if (!o.unit.empty() && request.metres_per_unit == 0)
-    {
-        throw failure(exit_usage,
-            fmt::format("--unit: \"{}\" is not m, cm, mm, km, in, ft, yd or metres per unit", o.unit));
-    }
-    request.up = o.up.empty() ? 0 : o.up[0];
-    progress_line progress(false);
-    const library_session library(progress);
-    const json d = describe(request.file, import_model(request));
-    std::printf("%s\n", (o.as_json ? d.dump(2) : text_of(d)).c_str());
-    return exit_done;
+    const std::string text = value_text(name);
+    return text[0] == '*' ? fmt::format("no. {} in the model", text.substr(1)) : text;
 }
+
+std::string value_text(const json& v) { return v.is_string() ? v.get<std::string>() : v.dump(); }
 
 } // namespace
-
-std::function<int()> setup_info(CLI::App& command)
-{
-    auto options = std::make_shared<info_options>();
-    command.add_option("MODEL", options->file, "The model file")->required();
-    command.add_option(
-        "--unit", options->unit, "m, cm, mm, km, in, ft, yd or metres per unit, in place of the file's");
-    command.add_option("--up", options->up, "x, y or z, in place of the file's")
-        ->check(CLI::IsMember({ "x", "y", "z" }));
-    command.add_flag("--json", options->as_json, "Print JSON");
-    return [options] { return info(*options); };
-}
 
 } // namespace host

@@ -21,105 +21,17 @@ namespace
 constexpr size_t max_frames = 9999;
 constexpr int minutes_of_day = 24 * 60;
 
-[[noreturn]] void wrong_usage(const std::string& text) { throw failure(exit_usage, text + "; see --help"); }
-
 /// FROM..TO/STEP, or FROM alone.
 struct range
 {
     std::string from, to, step;
 };
 
-range split(const std::string& text)
-{
-    const size_t dots = text.find(".."), slash = text.find('/');
-    if (dots == std::string::npos) { return { text, "", "" }; }
-    if (slash == std::string::npos || slash < dots)
-    {
-        return { text.substr(0, dots), text.substr(dots + 2), "" };
-    }
-    return { text.substr(0, dots), text.substr(dots + 2, slash - dots - 2), text.substr(slash + 1) };
-}
-
 struct step_unit
 {
     char letter;
     int steps;
 };
-
-/// "15m" by the units of a range; 0 when it is nothing like that.
-int read_step(const std::string& text, std::initializer_list<step_unit> units)
-{
-    if (text.size() < 2 || text.size() > 6) { return 0; }
-    int number = 0;
-    for (size_t i = 0; i + 1 < text.size(); ++i)
-    {
-        if (text[i] < '0' || text[i] > '9') { return 0; }
-        number = 10 * number + (text[i] - '0');
-    }
-    for (const step_unit& u : units)
-    {
-        if (u.letter == text.back()) { return number * u.steps; }
-    }
-    return 0;
-}
-
-int number_of_day(const std::string& date)
-{
-    const calendar_day day = read_date(date).value();
-    return int(std::chrono::sys_days(std::chrono::year(day.year) / 1 / 1).time_since_epoch().count()) +
-           day.day_of_year;
-}
-
-std::string day_text(int number)
-{
-    const std::chrono::year_month_day d{ std::chrono::sys_days(std::chrono::days(number)) };
-    return fmt::format("{:04}-{:02}-{:02}", int(d.year()), unsigned(d.month()), unsigned(d.day()));
-}
-
-std::vector<frame_moment> days_of(const range& r, const std::string& given, const std::string& time)
-{
-    const int step = read_step(r.step, { { 'd', 1 }, { 'w', 7 } });
-    if (!read_date(r.from) || !read_date(r.to) || step < 1)
-    {
-        wrong_usage(fmt::format("--date: \"{}\" is not like 2026-06-21 or 2026-01-01..2026-12-31/7d", given));
-    }
-    std::vector<frame_moment> frames;
-    const int last = number_of_day(r.to);
-    for (int day = number_of_day(r.from); day <= last && frames.size() <= max_frames; day += step)
-    {
-        frames.push_back({ day_text(day), time });
-    }
-    return frames;
-}
-
-/// A range that ends before it begins goes on past midnight.
-std::vector<frame_moment> times_of(const range& r, const std::string& given, const std::string& date)
-{
-    const auto from = read_time(r.from), to = read_time(r.to);
-    const int step = read_step(r.step, { { 'm', 1 }, { 'h', 60 } });
-    if (!from || !to || step < 1)
-    {
-        wrong_usage(fmt::format("--time: \"{}\" is not like 14:30 or 06:00..20:00/15m", given));
-    }
-    std::vector<frame_moment> frames;
-    const int first_day = number_of_day(date), last = *to < *from ? *to + minutes_of_day : *to;
-    for (int t = *from; t <= last; t += step)
-    {
-        const int minute = t % minutes_of_day;
-        frames.push_back({ day_text(first_day + t / minutes_of_day),
-            fmt::format("{:02}:{:02}", minute / 60, minute % 60) });
-    }
-    return frames;
-}
-
-std::filesystem::path numbered(const std::filesystem::path& file, size_t number)
-{
-    if (file.empty()) { return file; }
-    std::filesystem::path name = file.stem();
-    name += fmt::format("-{:04}", number);
-    name += file.extension();
-    return file.parent_path() / name;
-}
 
 /// One number of the exposure: in the text by its name, in the view by its place.
 struct exposure_row
@@ -186,32 +98,15 @@ struct text_reader
     }
 };
 
-void read_histogram(render_view& view, double count, text_reader& text)
-{
-    const int32_t smallest[2] = { 1, 1 };
-    if (make_histogram(&view, smallest) != 1)
-    {
-        throw failure(exit_render_failed, "no memory for an exposure");
-    }
-    histogram& h = *view.histogram;
-    h.count = int32_t(count);
-    for (float histogram::*field : histogram_fields) { h.*field = float(text.number()); }
-    h.curve_top = 1;
-    for (histogram_bin& bin : h.bins)
-    {
-        text.word("bin");
-        bin.edge = float(text.number());
-        bin.cumulative = float(text.number());
-    }
-    // The curve is looked up by the bins: they must be as wide as they say and rise.
-    text.is_right = text.is_right && h.bin_width > 0 && h.inverse_bin_width > 0;
-    for (int i = 1; i < HISTOGRAM_BINS; ++i)
-    {
-        text.is_right = text.is_right && h.bins[i].edge > h.bins[i - 1].edge &&
-                        h.bins[i].cumulative >= h.bins[i - 1].cumulative && h.bins[i].cumulative <= 1;
-    }
-    zr_modify_histogram(&view);
-}
+std::vector<frame_moment> days_of(const range& r, const std::string& given, const std::string& time);
+std::vector<frame_moment> times_of(const range& r, const std::string& given, const std::string& date);
+int read_step(const std::string& text, std::initializer_list<step_unit> units);
+[[noreturn]] void wrong_usage(const std::string& text);
+int number_of_day(const std::string& date);
+std::string day_text(int number);
+range split(const std::string& text);
+std::filesystem::path numbered(const std::filesystem::path& file, size_t number);
+void read_histogram(render_view& view, double count, text_reader& text);
 
 } // namespace
 
@@ -407,5 +302,125 @@ void unlock_exposure(render_view& view)
     view.histogram = nullptr;
     view.tone_exponent = view.tone_scale = view.background_exponent = view.background_scale = 1;
 }
+
+namespace
+{
+
+std::vector<frame_moment> days_of(const range& r, const std::string& given, const std::string& time)
+{
+    const int step = read_step(r.step, { { 'd', 1 }, { 'w', 7 } });
+    if (!read_date(r.from) || !read_date(r.to) || step < 1)
+    {
+        wrong_usage(fmt::format("--date: \"{}\" is not like 2026-06-21 or 2026-01-01..2026-12-31/7d", given));
+    }
+    std::vector<frame_moment> frames;
+    const int last = number_of_day(r.to);
+    for (int day = number_of_day(r.from); day <= last && frames.size() <= max_frames; day += step)
+    {
+        frames.push_back({ day_text(day), time });
+    }
+    return frames;
+}
+
+/// A range that ends before it begins goes on past midnight.
+std::vector<frame_moment> times_of(const range& r, const std::string& given, const std::string& date)
+{
+    const auto from = read_time(r.from), to = read_time(r.to);
+    const int step = read_step(r.step, { { 'm', 1 }, { 'h', 60 } });
+    if (!from || !to || step < 1)
+    {
+        wrong_usage(fmt::format("--time: \"{}\" is not like 14:30 or 06:00..20:00/15m", given));
+    }
+    std::vector<frame_moment> frames;
+    const int first_day = number_of_day(date), last = *to < *from ? *to + minutes_of_day : *to;
+    for (int t = *from; t <= last; t += step)
+    {
+        const int minute = t % minutes_of_day;
+        frames.push_back({ day_text(first_day + t / minutes_of_day),
+            fmt::format("{:02}:{:02}", minute / 60, minute % 60) });
+    }
+    return frames;
+}
+
+/// "15m" by the units of a range; 0 when it is nothing like that.
+int read_step(const std::string& text, std::initializer_list<step_unit> units)
+{
+    if (text.size() < 2 || text.size() > 6) { return 0; }
+    int number = 0;
+    for (size_t i = 0; i + 1 < text.size(); ++i)
+    {
+        if (text[i] < '0' || text[i] > '9') { return 0; }
+        number = 10 * number + (text[i] - '0');
+    }
+    for (const step_unit& u : units)
+    {
+        if (u.letter == text.back()) { return number * u.steps; }
+    }
+    return 0;
+}
+
+[[noreturn]] void wrong_usage(const std::string& text) { throw failure(exit_usage, text + "; see --help"); }
+
+int number_of_day(const std::string& date)
+{
+    const calendar_day day = read_date(date).value();
+    return int(std::chrono::sys_days(std::chrono::year(day.year) / 1 / 1).time_since_epoch().count()) +
+           day.day_of_year;
+}
+
+std::string day_text(int number)
+{
+    const std::chrono::year_month_day d{ std::chrono::sys_days(std::chrono::days(number)) };
+    return fmt::format("{:04}-{:02}-{:02}", int(d.year()), unsigned(d.month()), unsigned(d.day()));
+}
+
+range split(const std::string& text)
+{
+    const size_t dots = text.find(".."), slash = text.find('/');
+    if (dots == std::string::npos) { return { text, "", "" }; }
+    if (slash == std::string::npos || slash < dots)
+    {
+        return { text.substr(0, dots), text.substr(dots + 2), "" };
+    }
+    return { text.substr(0, dots), text.substr(dots + 2, slash - dots - 2), text.substr(slash + 1) };
+}
+
+std::filesystem::path numbered(const std::filesystem::path& file, size_t number)
+{
+    if (file.empty()) { return file; }
+    std::filesystem::path name = file.stem();
+    name += fmt::format("-{:04}", number);
+    name += file.extension();
+    return file.parent_path() / name;
+}
+
+void read_histogram(render_view& view, double count, text_reader& text)
+{
+    const int32_t smallest[2] = { 1, 1 };
+    if (make_histogram(&view, smallest) != 1)
+    {
+        throw failure(exit_render_failed, "no memory for an exposure");
+    }
+    histogram& h = *view.histogram;
+    h.count = int32_t(count);
+    for (float histogram::*field : histogram_fields) { h.*field = float(text.number()); }
+    h.curve_top = 1;
+    for (histogram_bin& bin : h.bins)
+    {
+        text.word("bin");
+        bin.edge = float(text.number());
+        bin.cumulative = float(text.number());
+    }
+    // The curve is looked up by the bins: they must be as wide as they say and rise.
+    text.is_right = text.is_right && h.bin_width > 0 && h.inverse_bin_width > 0;
+    for (int i = 1; i < HISTOGRAM_BINS; ++i)
+    {
+        text.is_right = text.is_right && h.bins[i].edge > h.bins[i - 1].edge &&
+                        h.bins[i].cumulative >= h.bins[i - 1].cumulative && h.bins[i].cumulative <= 1;
+    }
+    zr_modify_histogram(&view);
+}
+
+} // namespace
 
 } // namespace host

@@ -24,14 +24,7 @@ namespace host
 namespace
 {
 
-/// The light of a file, with a line on standard error for what a damaged one lacks.
-light_picture read_or_warn(const std::filesystem::path& file)
-{
-    std::string warning;
-    light_picture light = read_light(file, warning);
-    if (!warning.empty()) { std::fprintf(stderr, "zirconlite: %s: %s\n", file.c_str(), warning.c_str()); }
-    return light;
-}
+light_picture read_or_warn(const std::filesystem::path& file);
 
 } // namespace
 
@@ -82,5 +75,19 @@ std::function<int()> setup_tone(CLI::App& command)
         return int(exit_done);
     };
 }
+
+namespace
+{
+
+/// The light of a file, with a line on standard error for what a damaged one lacks.
+light_picture read_or_warn(const std::filesystem::path& file)
+{
+    std::string warning;
+    light_picture light = read_light(file, warning);
+    if (!warning.empty()) { std::fprintf(stderr, "zirconlite: %s: %s\n", file.c_str(), warning.c_str()); }
+    return light;
+}
+
+} // namespace
 
 } // namespace host

@@ -13,39 +13,9 @@ namespace
 
 using point2 = std::array<double, 2>;
 
-/// Twice the area of a triangle; positive when it runs to the left.
-double turn(const point2& a, const point2& b, const point2& c)
-{
-    return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
-}
-
-/// The polygon in two dimensions, running to the left. False for one without area.
-bool flatten(const std::vector<std::array<double, 3>>& corners, std::vector<point2>& out)
-{
-    std::array<double, 3> normal{};
-    const auto& o = corners[0];
-    for (size_t k = 0; k < corners.size(); ++k)
-    {
-        const auto &a = corners[k], &b = corners[(k + 1) % corners.size()];
-        for (size_t i = 0; i < 3; ++i)
-        {
-            const size_t u = (i + 1) % 3, v = (i + 2) % 3;
-            normal[i] += (a[u] - o[u]) * (b[v] - o[v]) - (a[v] - o[v]) * (b[u] - o[u]);
-        }
-    }
-    size_t drop = 0;
-    for (size_t i = 1; i < 3; ++i) { drop = std::abs(normal[i]) > std::abs(normal[drop]) ? i : drop; }
-    if (!(std::abs(normal[drop]) > 0)) { return false; }
-    size_t u = (drop + 1) % 3, v = (drop + 2) % 3;
-    if (normal[drop] < 0) { std::swap(u, v); }
-    for (const auto& c : corners) { out.push_back({ c[u] - o[u], c[v] - o[v] }); }
-    return true;
-}
-
-bool is_inside(const point2& p, const point2& a, const point2& b, const point2& c)
-{
-    return turn(a, b, p) >= 0 && turn(b, c, p) >= 0 && turn(c, a, p) >= 0;
-}
+bool flatten(const std::vector<std::array<double, 3>>& corners, std::vector<point2>& out);
+bool is_inside(const point2& p, const point2& a, const point2& b, const point2& c);
+double turn(const point2& a, const point2& b, const point2& c);
 
 } // namespace
 
@@ -103,5 +73,44 @@ bool cut_concave(const std::vector<std::array<double, 3>>& corners, std::vector<
     triangles.insert(triangles.end(), { previous[at], at, next[at] });
     return true;
 }
+
+namespace
+{
+
+/// The polygon in two dimensions, running to the left. False for one without area.
+bool flatten(const std::vector<std::array<double, 3>>& corners, std::vector<point2>& out)
+{
+    std::array<double, 3> normal{};
+    const auto& o = corners[0];
+    for (size_t k = 0; k < corners.size(); ++k)
+    {
+        const auto &a = corners[k], &b = corners[(k + 1) % corners.size()];
+        for (size_t i = 0; i < 3; ++i)
+        {
+            const size_t u = (i + 1) % 3, v = (i + 2) % 3;
+            normal[i] += (a[u] - o[u]) * (b[v] - o[v]) - (a[v] - o[v]) * (b[u] - o[u]);
+        }
+    }
+    size_t drop = 0;
+    for (size_t i = 1; i < 3; ++i) { drop = std::abs(normal[i]) > std::abs(normal[drop]) ? i : drop; }
+    if (!(std::abs(normal[drop]) > 0)) { return false; }
+    size_t u = (drop + 1) % 3, v = (drop + 2) % 3;
+    if (normal[drop] < 0) { std::swap(u, v); }
+    for (const auto& c : corners) { out.push_back({ c[u] - o[u], c[v] - o[v] }); }
+    return true;
+}
+
+bool is_inside(const point2& p, const point2& a, const point2& b, const point2& c)
+{
+    return turn(a, b, p) >= 0 && turn(b, c, p) >= 0 && turn(c, a, p) >= 0;
+}
+
+/// Twice the area of a triangle; positive when it runs to the left.
+double turn(const point2& a, const point2& b, const point2& c)
+{
+    return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
+}
+
+} // namespace
 
 } // namespace host

@@ -44,25 +44,50 @@ struct gltf_file
     std::map<int64_t, std::string> embedded{};  ///< buffers given as text, decoded
 };
 
-uint32_t u32_at(const std::string& bytes, size_t at)
+struct triangle_counts
 {
-    uint32_t v = 0;
-    for (size_t i = 4; i-- > 0;) { v = v << 8 | uint8_t(bytes[at + i]); }
-    return v;
+    uint64_t all = 0, broken = 0;
+};
+
+gltf_file open_gltf(const std::filesystem::path& path);
+uint32_t u32_at(const std::string& bytes, size_t at);
+void check_required(const gltf_file& f, gltf_findings& found);
+template <size_t N> bool begins_with_one(const std::string& name, const char* const (&beginnings)[N]);
+void check_primitive(gltf_file& f, const std::string& mesh, const json& primitive, gltf_findings& found);
+triangle_counts count_triangles(gltf_file& f, const json& primitive);
+std::optional<std::vector<uint32_t>> read_indices(gltf_file& f, const json& accessor);
+int64_t integer(const json& object, const char* key, int64_t otherwise);
+std::optional<std::string> buffer_bytes(gltf_file& f, int64_t index, uint64_t start, uint64_t size);
+std::string text(const json& object, const char* key);
+const json& element(const json& list, int64_t index);
+const json& member(const json& object, const char* key);
+const json& none();
+std::optional<std::string> read_bytes(const std::filesystem::path& file, uint64_t start, uint64_t size);
+std::string from_base64(std::string_view coded);
+
+} // namespace
+
+gltf_findings check_gltf(const std::filesystem::path& file)
+{
+    gltf_findings found;
+    gltf_file f = open_gltf(file);
+    check_required(f, found);
+    int64_t index = 0;
+    for (const json& mesh : member(f.root, "meshes"))
+    {
+        std::string name = text(mesh, "name");
+        if (name.empty()) { name = std::to_string(index); }
+        ++index;
+        for (const json& primitive : member(mesh, "primitives"))
+        {
+            if (found.fault.empty()) { check_primitive(f, name, primitive, found); }
+        }
+    }
+    return found;
 }
 
-/// Bytes of a file; nothing when it does not have them all.
-std::optional<std::string> read_bytes(const std::filesystem::path& file, uint64_t start, uint64_t size)
+namespace
 {
-    std::error_code error;
-    const uint64_t total = std::filesystem::file_size(file, error);
-    if (error || start > total || size > total - start) { return {}; }
-    std::ifstream in(file, std::ios::binary);
-    std::string bytes(size, '\0');
-    in.seekg(std::streamoff(start));
-    if (size && !in.read(bytes.data(), std::streamsize(size))) { return {}; }
-    return bytes;
-}
 
 gltf_file open_gltf(const std::filesystem::path& path)
 {
@@ -86,81 +111,60 @@ gltf_file open_gltf(const std::filesystem::path& path)
     return f;
 }
 
-const json& none()
+uint32_t u32_at(const std::string& bytes, size_t at)
 {
-    static const json nothing;
-    return nothing;
+    uint32_t v = 0;
+    for (size_t i = 4; i-- > 0;) { v = v << 8 | uint8_t(bytes[at + i]); }
+    return v;
 }
 
-const json& member(const json& object, const char* key)
+/// The extensions that the file says it cannot do without and that are not read.
+void check_required(const gltf_file& f, gltf_findings& found)
 {
-    if (!object.is_object()) { return none(); }
-    const auto found = object.find(key);
-    return found == object.end() ? none() : *found;
-}
-
-const json& element(const json& list, int64_t index)
-{
-    return list.is_array() && index >= 0 && size_t(index) < list.size() ? list[size_t(index)] : none();
-}
-
-int64_t integer(const json& object, const char* key, int64_t otherwise)
-{
-    const json& v = member(object, key);
-    return v.is_number_integer() ? v.get<int64_t>() : otherwise;
-}
-
-std::string text(const json& object, const char* key)
-{
-    const json& v = member(object, key);
-    return v.is_string() ? v.get<std::string>() : "";
-}
-
-/// The bytes of base64 text, up to the first character that is none of it.
-std::string from_base64(std::string_view coded)
-{
-    std::string out;
-    uint32_t bits = 0;
-    int count = 0;
-    for (const char c : coded)
+    for (const json& name : member(f.root, "extensionsRequired"))
     {
-        const int value = c >= 'A' && c <= 'Z'   ? c - 'A'
-                          : c >= 'a' && c <= 'z' ? c - 'a' + 26
-                          : c >= '0' && c <= '9' ? c - '0' + 52
-                          : c == '+'             ? 62
-                          : c == '/'             ? 63
-                                                 : -1;
-        if (value < 0) { break; }
-        bits = bits << 6 | uint32_t(value);
-        count += 6;
-        if (count >= 8)
-        {
-            count -= 8;
-            out += char(bits >> count & 0xFF);
-        }
+        if (!name.is_string() || begins_with_one(name.get<std::string>(), read_extensions)) { continue; }
+        const std::string line = fmt::format("needs {}, which is not read", name.get<std::string>());
+        if (!begins_with_one(name.get<std::string>(), shape_extensions)) { found.notes.push_back(line); }
+        else if (found.fault.empty()) { found.fault = line; }
     }
-    return out;
 }
 
-std::optional<std::string> buffer_bytes(gltf_file& f, int64_t index, uint64_t start, uint64_t size)
+template <size_t N> bool begins_with_one(const std::string& name, const char* const (&beginnings)[N])
 {
-    const std::string uri = text(element(member(f.root, "buffers"), index), "uri");
-    if (uri.empty())
+    return std::any_of(std::begin(beginnings), std::end(beginnings),
+        [&](const char* beginning) { return name.starts_with(beginning); });
+}
+
+void check_primitive(gltf_file& f, const std::string& mesh, const json& primitive, gltf_findings& found)
+{
+    const triangle_counts n = count_triangles(f, primitive);
+    if (n.broken == 0) { return; }
+    found.fault =
+        fmt::format("mesh \"{}\": {} of its {} triangles have an index out of range", mesh, n.broken, n.all);
+}
+
+/// Triangles of a primitive, and those of them with an index that no vertex has.
+triangle_counts count_triangles(gltf_file& f, const json& primitive)
+{
+    const json& accessors = member(f.root, "accessors");
+    const json& points = element(accessors, integer(member(primitive, "attributes"), "POSITION", -1));
+    const int64_t vertices = integer(points, "count", -1);
+    const int64_t mode = integer(primitive, "mode", mode_triangles);
+    const bool has_triangles = mode == mode_triangles || mode == mode_strip || mode == mode_fan;
+    if (vertices < 0 || !has_triangles) { return {}; }
+    const auto indices = read_indices(f, element(accessors, integer(primitive, "indices", -1)));
+    if (!indices) { return {}; }
+    triangle_counts n;
+    const size_t step = mode == mode_triangles ? 3 : 1;
+    for (size_t i = 0; i + 2 < indices->size(); i += step)
     {
-        if (index != 0 || start > f.binary_size || size > f.binary_size - start) { return {}; }
-        return read_bytes(f.path, f.binary_start + start, size);
+        const size_t first = mode == mode_fan ? 0 : i;
+        ++n.all;
+        n.broken += int64_t((*indices)[first]) >= vertices || int64_t((*indices)[i + 1]) >= vertices ||
+                    int64_t((*indices)[i + 2]) >= vertices;
     }
-    if (!uri.starts_with("data:"))
-    {
-        return read_bytes(f.path.parent_path() / percent_decoded(uri), start, size);
-    }
-    std::string& whole = f.embedded[index];
-    if (whole.empty())
-    {
-        whole = from_base64(std::string_view(uri).substr(std::min(uri.find(',') + 1, uri.size())));
-    }
-    if (start > whole.size() || size > whole.size() - start) { return {}; }
-    return whole.substr(start, size);
+    return n;
 }
 
 /// The indices that an accessor of plain integers names; nothing for every other kind.
@@ -189,79 +193,96 @@ std::optional<std::vector<uint32_t>> read_indices(gltf_file& f, const json& acce
     return out;
 }
 
-struct triangle_counts
+int64_t integer(const json& object, const char* key, int64_t otherwise)
 {
-    uint64_t all = 0, broken = 0;
-};
+    const json& v = member(object, key);
+    return v.is_number_integer() ? v.get<int64_t>() : otherwise;
+}
 
-/// Triangles of a primitive, and those of them with an index that no vertex has.
-triangle_counts count_triangles(gltf_file& f, const json& primitive)
+std::optional<std::string> buffer_bytes(gltf_file& f, int64_t index, uint64_t start, uint64_t size)
 {
-    const json& accessors = member(f.root, "accessors");
-    const json& points = element(accessors, integer(member(primitive, "attributes"), "POSITION", -1));
-    const int64_t vertices = integer(points, "count", -1);
-    const int64_t mode = integer(primitive, "mode", mode_triangles);
-    const bool has_triangles = mode == mode_triangles || mode == mode_strip || mode == mode_fan;
-    if (vertices < 0 || !has_triangles) { return {}; }
-    const auto indices = read_indices(f, element(accessors, integer(primitive, "indices", -1)));
-    if (!indices) { return {}; }
-    triangle_counts n;
-    const size_t step = mode == mode_triangles ? 3 : 1;
-    for (size_t i = 0; i + 2 < indices->size(); i += step)
+    const std::string uri = text(element(member(f.root, "buffers"), index), "uri");
+    if (uri.empty())
     {
-        const size_t first = mode == mode_fan ? 0 : i;
-        ++n.all;
-        n.broken += int64_t((*indices)[first]) >= vertices || int64_t((*indices)[i + 1]) >= vertices ||
-                    int64_t((*indices)[i + 2]) >= vertices;
+        if (index != 0 || start > f.binary_size || size > f.binary_size - start) { return {}; }
+        return read_bytes(f.path, f.binary_start + start, size);
     }
-    return n;
-}
-
-template <size_t N> bool begins_with_one(const std::string& name, const char* const (&beginnings)[N])
-{
-    return std::any_of(std::begin(beginnings), std::end(beginnings),
-        [&](const char* beginning) { return name.starts_with(beginning); });
-}
-
-/// The extensions that the file says it cannot do without and that are not read.
-void check_required(const gltf_file& f, gltf_findings& found)
-{
-    for (const json& name : member(f.root, "extensionsRequired"))
+    if (!uri.starts_with("data:"))
     {
-        if (!name.is_string() || begins_with_one(name.get<std::string>(), read_extensions)) { continue; }
-        const std::string line = fmt::format("needs {}, which is not read", name.get<std::string>());
-        if (!begins_with_one(name.get<std::string>(), shape_extensions)) { found.notes.push_back(line); }
-        else if (found.fault.empty()) { found.fault = line; }
+        return read_bytes(f.path.parent_path() / percent_decoded(uri), start, size);
     }
+    std::string& whole = f.embedded[index];
+    if (whole.empty())
+    {
+        whole = from_base64(std::string_view(uri).substr(std::min(uri.find(',') + 1, uri.size())));
+    }
+    if (start > whole.size() || size > whole.size() - start) { return {}; }
+    return whole.substr(start, size);
 }
 
-void check_primitive(gltf_file& f, const std::string& mesh, const json& primitive, gltf_findings& found)
+std::string text(const json& object, const char* key)
 {
-    const triangle_counts n = count_triangles(f, primitive);
-    if (n.broken == 0) { return; }
-    found.fault =
-        fmt::format("mesh \"{}\": {} of its {} triangles have an index out of range", mesh, n.broken, n.all);
+    const json& v = member(object, key);
+    return v.is_string() ? v.get<std::string>() : "";
+}
+
+const json& element(const json& list, int64_t index)
+{
+    return list.is_array() && index >= 0 && size_t(index) < list.size() ? list[size_t(index)] : none();
+}
+
+const json& member(const json& object, const char* key)
+{
+    if (!object.is_object()) { return none(); }
+    const auto found = object.find(key);
+    return found == object.end() ? none() : *found;
+}
+
+const json& none()
+{
+    static const json nothing;
+    return nothing;
+}
+
+/// Bytes of a file; nothing when it does not have them all.
+std::optional<std::string> read_bytes(const std::filesystem::path& file, uint64_t start, uint64_t size)
+{
+    std::error_code error;
+    const uint64_t total = std::filesystem::file_size(file, error);
+    if (error || start > total || size > total - start) { return {}; }
+    std::ifstream in(file, std::ios::binary);
+    std::string bytes(size, '\0');
+    in.seekg(std::streamoff(start));
+    if (size && !in.read(bytes.data(), std::streamsize(size))) { return {}; }
+    return bytes;
+}
+
+/// The bytes of base64 text, up to the first character that is none of it.
+std::string from_base64(std::string_view coded)
+{
+    std::string out;
+    uint32_t bits = 0;
+    int count = 0;
+    for (const char c : coded)
+    {
+        const int value = c >= 'A' && c <= 'Z'   ? c - 'A'
+                          : c >= 'a' && c <= 'z' ? c - 'a' + 26
+                          : c >= '0' && c <= '9' ? c - '0' + 52
+                          : c == '+'             ? 62
+                          : c == '/'             ? 63
+                                                 : -1;
+        if (value < 0) { break; }
+        bits = bits << 6 | uint32_t(value);
+        count += 6;
+        if (count >= 8)
+        {
+            count -= 8;
+            out += char(bits >> count & 0xFF);
+        }
+    }
+    return out;
 }
 
 } // namespace
-
-gltf_findings check_gltf(const std::filesystem::path& file)
-{
-    gltf_findings found;
-    gltf_file f = open_gltf(file);
-    check_required(f, found);
-    int64_t index = 0;
-    for (const json& mesh : member(f.root, "meshes"))
-    {
-        std::string name = text(mesh, "name");
-        if (name.empty()) { name = std::to_string(index); }
-        ++index;
-        for (const json& primitive : member(mesh, "primitives"))
-        {
-            if (found.fault.empty()) { check_primitive(f, name, primitive, found); }
-        }
-    }
-    return found;
-}
 
 } // namespace host

@@ -20,26 +20,44 @@ constexpr double highlight_of_specular = 0.5; // Phong's specular is picked by e
 constexpr double dark_tint = 0.02;
 constexpr int first_mirror_illumination = 3; // OBJ: models 3 to 9 trace rays
 
-double clamp01(double v) { return std::clamp(v, 0.0, 1.0); }
+double sound_ior(const model_material& m);
+void set_transparency(const model_material& m, scene_material& out);
+void set_metallic(const model_material& m, scene_material& out);
+double normal_reflectance(double ior);
+void set_phong(const model_material& m, scene_material& out);
+void set_emission(const model_material& m, scene_material& out);
+double largest(const std::array<float, 3>& c);
+color3 display_color(const std::array<float, 3>& c, bool is_linear);
+double clamp01(double v);
 
-double largest(const std::array<float, 3>& c) { return std::max({ c[0], c[1], c[2] }); }
+} // namespace
 
-/// A colour of the file as a display value; amounts above 1 become 1.
-color3 display_color(const std::array<float, 3>& c, bool is_linear)
+double display_value(double linear) { return std::pow(std::max(linear, 0.0), 1 / 2.2); }
+
+double linear_value(double display) { return std::pow(std::max(display, 0.0), 2.2); }
+
+scene_material material_from_model(const model_material& m)
 {
-    color3 out;
-    for (int i = 0; i < 3; ++i) { out.rgb[i] = is_linear ? display_value(clamp01(c[i])) : clamp01(c[i]); }
+    scene_material out;
+    const bool is_metallic_rough = m.metallic.has_value() || m.roughness.has_value();
+    if (is_metallic_rough && m.base_color) { out.color = display_color(*m.base_color, m.linear_colors); }
+    else if (m.diffuse) { out.color = display_color(*m.diffuse, m.linear_colors); }
+    out.ior = sound_ior(m);
+    set_transparency(m, out);
+    if (is_metallic_rough) { set_metallic(m, out); }
+    else { set_phong(m, out); }
+    set_emission(m, out);
     return out;
 }
+
+namespace
+{
 
 double sound_ior(const model_material& m)
 {
     const double ior = m.ior.value_or(0);
     return ior > 1.001 && ior <= 4 ? ior : default_ior;
 }
-
-/// Reflectance of a surface seen straight on.
-double normal_reflectance(double ior) { return std::pow((ior - 1) / (ior + 1), 2); }
 
 /// Opacity and its opposites, glass among them.
 void set_transparency(const model_material& m, scene_material& out)
@@ -77,6 +95,9 @@ void set_metallic(const model_material& m, scene_material& out)
     if (out.metal) { out.highlight_color = out.color; }
 }
 
+/// Reflectance of a surface seen straight on.
+double normal_reflectance(double ior) { return std::pow((ior - 1) / (ior + 1), 2); }
+
 /// Specular colour, shininess and the mirrors of OBJ's illumination models.
 void set_phong(const model_material& m, scene_material& out)
 {
@@ -113,24 +134,18 @@ void set_emission(const model_material& m, scene_material& out)
     out.luminosity = std::min(glow_luminance * amount, 1e6);
 }
 
-} // namespace
+double largest(const std::array<float, 3>& c) { return std::max({ c[0], c[1], c[2] }); }
 
-double display_value(double linear) { return std::pow(std::max(linear, 0.0), 1 / 2.2); }
-
-double linear_value(double display) { return std::pow(std::max(display, 0.0), 2.2); }
-
-scene_material material_from_model(const model_material& m)
+/// A colour of the file as a display value; amounts above 1 become 1.
+color3 display_color(const std::array<float, 3>& c, bool is_linear)
 {
-    scene_material out;
-    const bool is_metallic_rough = m.metallic.has_value() || m.roughness.has_value();
-    if (is_metallic_rough && m.base_color) { out.color = display_color(*m.base_color, m.linear_colors); }
-    else if (m.diffuse) { out.color = display_color(*m.diffuse, m.linear_colors); }
-    out.ior = sound_ior(m);
-    set_transparency(m, out);
-    if (is_metallic_rough) { set_metallic(m, out); }
-    else { set_phong(m, out); }
-    set_emission(m, out);
+    color3 out;
+    for (int i = 0; i < 3; ++i) { out.rgb[i] = is_linear ? display_value(clamp01(c[i])) : clamp01(c[i]); }
     return out;
 }
+
+double clamp01(double v) { return std::clamp(v, 0.0, 1.0); }
+
+} // namespace
 
 } // namespace host

@@ -29,134 +29,14 @@ constexpr uint32_t illumination_bit = 1u << 16, linear_bit = 1u << 17, blended_b
                    cutoff_bit = 1u << 19;
 constexpr uint32_t picture_limit = 1u << 16;
 
-void write_texture(byte_writer& out, const model_texture& t)
-{
-    out.text(t.file);
-    if (t.file.empty()) { return; }
-    out.u32(t.uv_set);
-    for (const float v : { t.scale[0], t.scale[1], t.offset[0], t.offset[1], t.strength }) { out.f32(v); }
-    out.u32(t.mirror);
-}
-
-/// A placement that is not a number reads as the plain one.
-void read_texture(byte_reader& in, model_texture& t)
-{
-    t.file = in.text(text_limit);
-    if (t.file.empty()) { return; }
-    t.uv_set = in.u32() & 1;
-    for (float* v : { &t.scale[0], &t.scale[1], &t.offset[0], &t.offset[1], &t.strength })
-    {
-        const float given = in.f32();
-        if (std::isfinite(given)) { *v = given; }
-    }
-    t.mirror = in.u32() != 0;
-}
-
-void write_material(byte_writer& out, const model_material& m)
-{
-    out.text(m.name);
-    uint32_t present = 0, bit = 1;
-    for (const auto field : color_fields) { present |= (m.*field) ? bit : 0, bit <<= 1; }
-    for (const auto field : number_fields) { present |= (m.*field) ? bit : 0, bit <<= 1; }
-    present |= m.illumination ? illumination_bit : 0;
-    present |= (m.linear_colors ? linear_bit : 0) | (m.blended ? blended_bit : 0) |
-               (m.alpha_cutoff ? cutoff_bit : 0);
-    out.u32(present);
-    for (const auto field : color_fields)
-    {
-        if (m.*field)
-        {
-            for (const float channel : *(m.*field)) { out.f32(channel); }
-        }
-    }
-    for (const auto field : number_fields)
-    {
-        if (m.*field) { out.f32(*(m.*field)); }
-    }
-    if (m.illumination) { out.u32(uint32_t(*m.illumination)); }
-    if (m.alpha_cutoff) { out.f32(*m.alpha_cutoff); }
-    for (const model_texture& t : m.textures) { write_texture(out, t); }
-}
-
-/// A property that is not a number reads as absent: the rest of the material stays useful.
-void read_material(byte_reader& in, model_material& m)
-{
-    m.name = in.text(text_limit);
-    const uint32_t present = in.u32();
-    uint32_t bit = 1;
-    for (const auto field : color_fields)
-    {
-        if (present & bit)
-        {
-            const std::array<float, 3> c{ in.f32(), in.f32(), in.f32() };
-            if (std::isfinite(c[0]) && std::isfinite(c[1]) && std::isfinite(c[2])) { m.*field = c; }
-        }
-        bit <<= 1;
-    }
-    for (const auto field : number_fields)
-    {
-        if (present & bit)
-        {
-            const float v = in.f32();
-            if (std::isfinite(v)) { m.*field = v; }
-        }
-        bit <<= 1;
-    }
-    if (present & illumination_bit) { m.illumination = int32_t(in.u32()); }
-    m.linear_colors = present & linear_bit;
-    m.blended = present & blended_bit;
-    if (present & cutoff_bit)
-    {
-        const float cutoff = in.f32();
-        m.alpha_cutoff = std::isfinite(cutoff) ? cutoff : 0.5f;
-    }
-    for (model_texture& t : m.textures) { read_texture(in, t); }
-}
-
-template <class T, class Write> void write_array(byte_writer& out, const std::vector<T>& values, Write write)
-{
-    out.u32(uint32_t(values.size()));
-    for (const T v : values) { write(v); }
-}
-
-void write_mesh(byte_writer& out, const model_mesh& m)
-{
-    const auto as_f32 = [&](float v) { out.f32(v); };
-    const auto as_u32 = [&](uint32_t v) { out.u32(v); };
-    out.text(m.name);
-    out.u32(m.material);
-    out.u32(m.is_closed);
-    out.f64(m.smooth_cosine);
-    write_array(out, m.positions, as_f32);
-    write_array(out, m.corner_count, as_u32);
-    write_array(out, m.corners, as_u32);
-    write_array(out, m.uv[0], as_f32);
-    write_array(out, m.uv[1], as_f32);
-}
-
-template <class T, class Read> void read_array(byte_reader& in, std::vector<T>& values, Read read)
-{
-    const uint32_t count = in.u32();
-    if (!in.has(uint64_t(count) * sizeof(T))) { return; }
-    values.resize(count);
-    for (T& v : values) { v = read(); }
-}
-
-void read_mesh(byte_reader& in, model_mesh& m)
-{
-    const auto as_f32 = [&] { return in.f32(); };
-    const auto as_u32 = [&] { return in.u32(); };
-    m.name = in.text(text_limit);
-    m.material = in.u32();
-    m.is_closed = in.u32() != 0;
-    m.smooth_cosine = in.f64();
-    read_array(in, m.positions, as_f32);
-    if (m.positions.size() % 3) { in.ok = false; }
-    read_array(in, m.corner_count, as_u32);
-    read_array(in, m.corners, as_u32);
-    read_array(in, m.uv[0], as_f32);
-    read_array(in, m.uv[1], as_f32);
-}
+void write_material(byte_writer& out, const model_material& m);
+void write_texture(byte_writer& out, const model_texture& t);
+void write_mesh(byte_writer& out, const model_mesh& m);
+template <class T, class Write> void write_array(byte_writer& out, const std::vector<T>& values, Write write);
+void read_material(byte_reader& in, model_material& m);
+void read_texture(byte_reader& in, model_texture& t);
+void read_mesh(byte_reader& in, model_mesh& m);
+template <class T, class Read> void read_array(byte_reader& in, std::vector<T>& values, Read read);
 
 } // namespace
 
@@ -299,5 +179,139 @@ bool read_answer(byte_reader& in, import_result& result, model& m, std::string& 
     }
     return in.ok && in.u32() == magic && in.ok;
 }
+
+namespace
+{
+
+void write_material(byte_writer& out, const model_material& m)
+{
+    out.text(m.name);
+    uint32_t present = 0, bit = 1;
+    for (const auto field : color_fields) { present |= (m.*field) ? bit : 0, bit <<= 1; }
+    for (const auto field : number_fields) { present |= (m.*field) ? bit : 0, bit <<= 1; }
+    present |= m.illumination ? illumination_bit : 0;
+    present |= (m.linear_colors ? linear_bit : 0) | (m.blended ? blended_bit : 0) |
+               (m.alpha_cutoff ? cutoff_bit : 0);
+    out.u32(present);
+    for (const auto field : color_fields)
+    {
+        if (m.*field)
+        {
+            for (const float channel : *(m.*field)) { out.f32(channel); }
+        }
+    }
+    for (const auto field : number_fields)
+    {
+        if (m.*field) { out.f32(*(m.*field)); }
+    }
+    if (m.illumination) { out.u32(uint32_t(*m.illumination)); }
+    if (m.alpha_cutoff) { out.f32(*m.alpha_cutoff); }
+    for (const model_texture& t : m.textures) { write_texture(out, t); }
+}
+
+void write_texture(byte_writer& out, const model_texture& t)
+{
+    out.text(t.file);
+    if (t.file.empty()) { return; }
+    out.u32(t.uv_set);
+    for (const float v : { t.scale[0], t.scale[1], t.offset[0], t.offset[1], t.strength }) { out.f32(v); }
+    out.u32(t.mirror);
+}
+
+void write_mesh(byte_writer& out, const model_mesh& m)
+{
+    const auto as_f32 = [&](float v) { out.f32(v); };
+    const auto as_u32 = [&](uint32_t v) { out.u32(v); };
+    out.text(m.name);
+    out.u32(m.material);
+    out.u32(m.is_closed);
+    out.f64(m.smooth_cosine);
+    write_array(out, m.positions, as_f32);
+    write_array(out, m.corner_count, as_u32);
+    write_array(out, m.corners, as_u32);
+    write_array(out, m.uv[0], as_f32);
+    write_array(out, m.uv[1], as_f32);
+}
+
+template <class T, class Write> void write_array(byte_writer& out, const std::vector<T>& values, Write write)
+{
+    out.u32(uint32_t(values.size()));
+    for (const T v : values) { write(v); }
+}
+
+/// A property that is not a number reads as absent: the rest of the material stays useful.
+void read_material(byte_reader& in, model_material& m)
+{
+    m.name = in.text(text_limit);
+    const uint32_t present = in.u32();
+    uint32_t bit = 1;
+    for (const auto field : color_fields)
+    {
+        if (present & bit)
+        {
+            const std::array<float, 3> c{ in.f32(), in.f32(), in.f32() };
+            if (std::isfinite(c[0]) && std::isfinite(c[1]) && std::isfinite(c[2])) { m.*field = c; }
+        }
+        bit <<= 1;
+    }
+    for (const auto field : number_fields)
+    {
+        if (present & bit)
+        {
+            const float v = in.f32();
+            if (std::isfinite(v)) { m.*field = v; }
+        }
+        bit <<= 1;
+    }
+    if (present & illumination_bit) { m.illumination = int32_t(in.u32()); }
+    m.linear_colors = present & linear_bit;
+    m.blended = present & blended_bit;
+    if (present & cutoff_bit)
+    {
+        const float cutoff = in.f32();
+        m.alpha_cutoff = std::isfinite(cutoff) ? cutoff : 0.5f;
+    }
+    for (model_texture& t : m.textures) { read_texture(in, t); }
+}
+
+/// A placement that is not a number reads as the plain one.
+void read_texture(byte_reader& in, model_texture& t)
+{
+    t.file = in.text(text_limit);
+    if (t.file.empty()) { return; }
+    t.uv_set = in.u32() & 1;
+    for (float* v : { &t.scale[0], &t.scale[1], &t.offset[0], &t.offset[1], &t.strength })
+    {
+        const float given = in.f32();
+        if (std::isfinite(given)) { *v = given; }
+    }
+    t.mirror = in.u32() != 0;
+}
+
+void read_mesh(byte_reader& in, model_mesh& m)
+{
+    const auto as_f32 = [&] { return in.f32(); };
+    const auto as_u32 = [&] { return in.u32(); };
+    m.name = in.text(text_limit);
+    m.material = in.u32();
+    m.is_closed = in.u32() != 0;
+    m.smooth_cosine = in.f64();
+    read_array(in, m.positions, as_f32);
+    if (m.positions.size() % 3) { in.ok = false; }
+    read_array(in, m.corner_count, as_u32);
+    read_array(in, m.corners, as_u32);
+    read_array(in, m.uv[0], as_f32);
+    read_array(in, m.uv[1], as_f32);
+}
+
+template <class T, class Read> void read_array(byte_reader& in, std::vector<T>& values, Read read)
+{
+    const uint32_t count = in.u32();
+    if (!in.has(uint64_t(count) * sizeof(T))) { return; }
+    values.resize(count);
+    for (T& v : values) { v = read(); }
+}
+
+} // namespace
 
 } // namespace host

@@ -11,21 +11,7 @@ namespace host
 namespace
 {
 
-/// Exact at quarter turns, so that walls stay square to the axes.
-void sine_cosine_deg(double degrees, double& s, double& c)
-{
-    const double quarter = std::remainder(degrees, 360) / 90;
-    if (quarter == std::round(quarter))
-    {
-        const int q = (int(quarter) + 4) % 4;
-        s = q == 1 ? 1 : q == 3 ? -1 : 0;
-        c = q == 0 ? 1 : q == 2 ? -1 : 0;
-        return;
-    }
-    const double angle_rad = degrees * pi / 180;
-    s = std::sin(angle_rad);
-    c = std::cos(angle_rad);
-}
+void sine_cosine_deg(double degrees, double& s, double& c);
 
 } // namespace
 
@@ -60,5 +46,26 @@ vector3 apply(const transform& t, double x, double y, double z)
     const auto row = [&](int i) { return t.m[i][0] * x + t.m[i][1] * y + t.m[i][2] * z + t.m[i][3]; };
     return { row(0), row(1), row(2) };
 }
+
+namespace
+{
+
+/// Exact at quarter turns, so that walls stay square to the axes.
+void sine_cosine_deg(double degrees, double& s, double& c)
+{
+    const double quarter = std::remainder(degrees, 360) / 90;
+    if (quarter == std::round(quarter))
+    {
+        const int q = (int(quarter) + 4) % 4;
+        s = q == 1 ? 1 : q == 3 ? -1 : 0;
+        c = q == 0 ? 1 : q == 2 ? -1 : 0;
+        return;
+    }
+    const double angle_rad = degrees * pi / 180;
+    s = std::sin(angle_rad);
+    c = std::cos(angle_rad);
+}
+
+} // namespace
 
 } // namespace host

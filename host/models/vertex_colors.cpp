@@ -40,52 +40,65 @@ struct field_picture
     }
 };
 
-/// Every second bit of a number, from `from` on.
-uint32_t every_second_bit(uint64_t n, int from)
-{
-    uint32_t out = 0;
-    for (int i = 0; i < 16; ++i) { out |= uint32_t(n >> (2 * i + from) & 1) << i; }
-    return out;
-}
-
 /// Where the corners of a face lie in its field.
 constexpr float corner_places[4][2] = { { 0, 0 }, { 1, 0 }, { 1, 1 }, { 0, 1 } };
 constexpr float triangle_places[3][2] = { { 0, 0 }, { 1, 0 }, { 0, 1 } };
 
-/// One channel at a place in the field. Beyond a triangle's long side its plane goes on.
-float channel_at(const uint8_t* colors, uint32_t corners, size_t channel, float s, float t)
+bool has_pictures(const model_material& m);
+void cut_large_polygons(model_mesh& m);
+model_material colored(const model_material& m, size_t picture);
+void place_mesh(model_mesh& m, field_picture& p, uint64_t& face);
+void add_face(field_picture& p, uint64_t number, const uint8_t* colors, uint32_t corners, float* uv);
+uint32_t every_second_bit(uint64_t n, int from);
+float channel_at(const uint8_t* colors, uint32_t corners, size_t channel, float s, float t);
+
+} // namespace
+
+void bake_vertex_colors(model& m)
 {
-    const auto corner = [&](size_t k) { return float(colors[3 * k + channel]); };
-    const float first = corner(0) + s * (corner(1) - corner(0));
-    if (corners == 3) { return first + t * (corner(2) - corner(0)); }
-    return first + t * (corner(3) + s * (corner(2) - corner(3)) - first);
+    uint64_t faces = 0;
+    for (model_mesh& mesh : m.meshes)
+    {
+        if (mesh.colors.empty()) { continue; }
+        if (!has_pictures(m.materials.at(mesh.material)))
+        {
+            cut_large_polygons(mesh);
+            faces += mesh.corner_count.size();
+            continue;
+        }
+        m.notes.push_back(
+            fmt::format("mesh \"{}\": its vertex colours are left out beside its pictures", mesh.name));
+        mesh.colors = {};
+    }
+    if (faces > face_limit)
+    {
+        m.notes.push_back("its vertex colours are left out: it has more than 16 million faces");
+    }
+    if (faces == 0 || faces > face_limit) { return; }
+    field_picture p(faces);
+    std::map<uint32_t, uint32_t> copies;
+    uint64_t face = 0;
+    for (model_mesh& mesh : m.meshes)
+    {
+        if (mesh.colors.empty()) { continue; }
+        const auto [copy, is_new] = copies.emplace(mesh.material, uint32_t(m.materials.size()));
+        if (is_new)
+        {
+            m.materials.push_back(colored(model_material(m.materials[mesh.material]), m.pictures.size()));
+        }
+        mesh.material = copy->second;
+        place_mesh(mesh, p, face);
+    }
+    m.pictures.push_back(std::move(p.bytes));
 }
 
-/// Puts the colours of a face with 3 or 4 corners into its field, and gives the corners their coordinates.
-void add_face(field_picture& p, uint64_t number, const uint8_t* colors, uint32_t corners, float* uv)
+namespace
 {
-    const uint32_t left = p.field * every_second_bit(number, 0),
-                   bottom = p.field * every_second_bit(number, 1);
-    const auto& places = corners == 4 ? corner_places : triangle_places;
-    for (uint32_t k = 0; k < corners; ++k)
-    {
-        const auto coordinate = [&](uint32_t start, float place)
-        { return (float(start) + inset + place * (float(p.field) - 2 * inset)) / float(p.side); };
-        uv[2 * k] = coordinate(left, places[k][0]);
-        uv[2 * k + 1] = coordinate(bottom, places[k][1]);
-    }
-    for (uint32_t y = 0; y < p.field; ++y)
-    {
-        uint8_t* texel = &p.bytes[targa_header + (size_t(bottom + y) * p.side + left) * 3];
-        for (uint32_t x = 0; x < p.field; ++x, texel += 3)
-        {
-            const float s = (float(x) + 0.5f) / float(p.field), t = (float(y) + 0.5f) / float(p.field);
-            for (size_t c = 0; c < 3; ++c)
-            {
-                texel[2 - c] = uint8_t(std::clamp(channel_at(colors, corners, c, s, t), 0.0f, 255.0f) + 0.5f);
-            }
-        }
-    }
+
+bool has_pictures(const model_material& m)
+{
+    return std::any_of(
+        m.textures.begin(), m.textures.end(), [](const model_texture& t) { return !t.file.empty(); });
 }
 
 /// Cuts polygons of more than four corners into the triangles of a fan; polygons are convex here.
@@ -127,6 +140,16 @@ void cut_large_polygons(model_mesh& m)
     m = std::move(out);
 }
 
+/// The material with the picture on it. glTF multiplies vertex colours; elsewhere they are the colour.
+model_material colored(const model_material& m, size_t picture)
+{
+    model_material out = m;
+    out.textures[texture_color].file = fmt::format("*{}", picture);
+    out.textures[texture_color].uv_set = 1;
+    if (!m.linear_colors) { out.diffuse = out.base_color = std::array<float, 3>{ 1, 1, 1 }; }
+    return out;
+}
+
 void place_mesh(model_mesh& m, field_picture& p, uint64_t& face)
 {
     m.uv[1].resize(2 * m.corners.size()); // the first set stays for materials of the scene
@@ -139,60 +162,50 @@ void place_mesh(model_mesh& m, field_picture& p, uint64_t& face)
     m.colors = {};
 }
 
-bool has_pictures(const model_material& m)
+/// Puts the colours of a face with 3 or 4 corners into its field, and gives the corners their coordinates.
+void add_face(field_picture& p, uint64_t number, const uint8_t* colors, uint32_t corners, float* uv)
 {
-    return std::any_of(
-        m.textures.begin(), m.textures.end(), [](const model_texture& t) { return !t.file.empty(); });
+    const uint32_t left = p.field * every_second_bit(number, 0),
+                   bottom = p.field * every_second_bit(number, 1);
+    const auto& places = corners == 4 ? corner_places : triangle_places;
+    for (uint32_t k = 0; k < corners; ++k)
+    {
+        const auto coordinate = [&](uint32_t start, float place)
+        { return (float(start) + inset + place * (float(p.field) - 2 * inset)) / float(p.side); };
+        uv[2 * k] = coordinate(left, places[k][0]);
+        uv[2 * k + 1] = coordinate(bottom, places[k][1]);
+    }
+    for (uint32_t y = 0; y < p.field; ++y)
+    {
+        uint8_t* texel = &p.bytes[targa_header + (size_t(bottom + y) * p.side + left) * 3];
+        for (uint32_t x = 0; x < p.field; ++x, texel += 3)
+        {
+            const float s = (float(x) + 0.5f) / float(p.field), t = (float(y) + 0.5f) / float(p.field);
+            for (size_t c = 0; c < 3; ++c)
+            {
+                texel[2 - c] = uint8_t(std::clamp(channel_at(colors, corners, c, s, t), 0.0f, 255.0f) + 0.5f);
+            }
+        }
+    }
 }
 
-/// The material with the picture on it. glTF multiplies vertex colours; elsewhere they are the colour.
-model_material colored(const model_material& m, size_t picture)
+/// Every second bit of a number, from `from` on.
+uint32_t every_second_bit(uint64_t n, int from)
 {
-    model_material out = m;
-    out.textures[texture_color].file = fmt::format("*{}", picture);
-    out.textures[texture_color].uv_set = 1;
-    if (!m.linear_colors) { out.diffuse = out.base_color = std::array<float, 3>{ 1, 1, 1 }; }
+    uint32_t out = 0;
+    for (int i = 0; i < 16; ++i) { out |= uint32_t(n >> (2 * i + from) & 1) << i; }
     return out;
 }
 
-} // namespace
-
-void bake_vertex_colors(model& m)
+/// One channel at a place in the field. Beyond a triangle's long side its plane goes on.
+float channel_at(const uint8_t* colors, uint32_t corners, size_t channel, float s, float t)
 {
-    uint64_t faces = 0;
-    for (model_mesh& mesh : m.meshes)
-    {
-        if (mesh.colors.empty()) { continue; }
-        if (!has_pictures(m.materials.at(mesh.material)))
-        {
-            cut_large_polygons(mesh);
-            faces += mesh.corner_count.size();
-            continue;
-        }
-        m.notes.push_back(
-            fmt::format("mesh \"{}\": its vertex colours are left out beside its pictures", mesh.name));
-        mesh.colors = {};
-    }
-    if (faces > face_limit)
-    {
-        m.notes.push_back("its vertex colours are left out: it has more than 16 million faces");
-    }
-    if (faces == 0 || faces > face_limit) { return; }
-    field_picture p(faces);
-    std::map<uint32_t, uint32_t> copies;
-    uint64_t face = 0;
-    for (model_mesh& mesh : m.meshes)
-    {
-        if (mesh.colors.empty()) { continue; }
-        const auto [copy, is_new] = copies.emplace(mesh.material, uint32_t(m.materials.size()));
-        if (is_new)
-        {
-            m.materials.push_back(colored(model_material(m.materials[mesh.material]), m.pictures.size()));
-        }
-        mesh.material = copy->second;
-        place_mesh(mesh, p, face);
-    }
-    m.pictures.push_back(std::move(p.bytes));
+    const auto corner = [&](size_t k) { return float(colors[3 * k + channel]); };
+    const float first = corner(0) + s * (corner(1) - corner(0));
+    if (corners == 3) { return first + t * (corner(2) - corner(0)); }
+    return first + t * (corner(3) + s * (corner(2) - corner(3)) - first);
 }
+
+} // namespace
 
 } // namespace host

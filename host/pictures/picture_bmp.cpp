@@ -31,6 +31,48 @@ struct bmp_header
     std::array<uint32_t, 4> masks{}; ///< red, green, blue, alpha
 };
 
+using palette = std::array<std::array<uint8_t, 3>, 256>;
+
+/// Writes indices as colours; what lies outside is dropped.
+struct index_writer
+{
+    picture8& p;
+    const palette& colors;
+    bool is_top_down;
+    uint64_t x = 0, y = 0;
+
+    void put(uint32_t index)
+    {
+        if (x >= p.width || y >= p.height) { return; }
+        const uint64_t row = is_top_down ? p.height - 1 - y : y;
+        std::copy_n(colors[index & 0xFF].begin(), 3, &p.rows[(size_t(row) * p.width + size_t(x++)) * 3]);
+    }
+};
+
+bool read_header(std::span<const uint8_t> bytes, bmp_header& h);
+bool read_runs(std::span<const uint8_t> bytes, const bmp_header& h, picture8& out, std::string& why);
+palette read_palette(std::span<const uint8_t> bytes, const bmp_header& h);
+bool decode_runs(picture_bytes in, uint32_t bits, index_writer& out);
+bool read_masked(std::span<const uint8_t> bytes, const bmp_header& h, picture8& out, std::string& why);
+uint8_t channel_of(uint32_t pixel, uint32_t mask);
+
+} // namespace
+
+bool read_other_bmp(std::span<const uint8_t> bytes, picture8& out, std::string& why)
+{
+    bmp_header h;
+    if (!read_header(bytes, h)) { return false; }
+    const bool is_runs =
+        (h.compression == bmp_runs_8 && h.bits == 8) || (h.compression == bmp_runs_4 && h.bits == 4);
+    const bool is_masked = (h.compression == bmp_masks || h.compression == bmp_masks_alpha) &&
+                           (h.bits == 16 || h.bits == 32) && (h.masks[0] | h.masks[1] | h.masks[2]);
+    if (is_runs) { return read_runs(bytes, h, out, why); }
+    return is_masked && read_masked(bytes, h, out, why);
+}
+
+namespace
+{
+
 bool read_header(std::span<const uint8_t> bytes, bmp_header& h)
 {
     picture_bytes in{ bytes };
@@ -55,7 +97,17 @@ bool read_header(std::span<const uint8_t> bytes, bmp_header& h)
     return in.ok && h.width > 0 && h.height > 0;
 }
 
-using palette = std::array<std::array<uint8_t, 3>, 256>;
+bool read_runs(std::span<const uint8_t> bytes, const bmp_header& h, picture8& out, std::string& why)
+{
+    if (!make_picture(out, uint64_t(h.width), uint64_t(h.height), 3, bytes.size(), why)) { return false; }
+    const palette colors = read_palette(bytes, h);
+    for (size_t i = 0; i < out.rows.size(); i += 3) { std::copy_n(colors[0].begin(), 3, &out.rows[i]); }
+    picture_bytes in{ bytes };
+    in.skip(h.pixels_at);
+    index_writer writer{ out, colors, h.is_top_down };
+    if (!decode_runs(in, h.bits, writer)) { why = cut_picture("BMP", writer.y, out.height); }
+    return true;
+}
 
 palette read_palette(std::span<const uint8_t> bytes, const bmp_header& h)
 {
@@ -70,22 +122,6 @@ palette read_palette(std::span<const uint8_t> bytes, const bmp_header& h)
     }
     return out;
 }
-
-/// Writes indices as colours; what lies outside is dropped.
-struct index_writer
-{
-    picture8& p;
-    const palette& colors;
-    bool is_top_down;
-    uint64_t x = 0, y = 0;
-
-    void put(uint32_t index)
-    {
-        if (x >= p.width || y >= p.height) { return; }
-        const uint64_t row = is_top_down ? p.height - 1 - y : y;
-        std::copy_n(colors[index & 0xFF].begin(), 3, &p.rows[(size_t(row) * p.width + size_t(x++)) * 3]);
-    }
-};
 
 /// Runs of 8 or 4 bits: a count and its colours; a count of 0 ends a row or the picture, jumps, or begins
 /// plain ones.
@@ -131,27 +167,6 @@ bool decode_runs(picture_bytes in, uint32_t bits, index_writer& out)
     return true;
 }
 
-bool read_runs(std::span<const uint8_t> bytes, const bmp_header& h, picture8& out, std::string& why)
-{
-    if (!make_picture(out, uint64_t(h.width), uint64_t(h.height), 3, bytes.size(), why)) { return false; }
-    const palette colors = read_palette(bytes, h);
-    for (size_t i = 0; i < out.rows.size(); i += 3) { std::copy_n(colors[0].begin(), 3, &out.rows[i]); }
-    picture_bytes in{ bytes };
-    in.skip(h.pixels_at);
-    index_writer writer{ out, colors, h.is_top_down };
-    if (!decode_runs(in, h.bits, writer)) { why = cut_picture("BMP", writer.y, out.height); }
-    return true;
-}
-
-/// One channel of a pixel as 8 bits.
-uint8_t channel_of(uint32_t pixel, uint32_t mask)
-{
-    if (mask == 0) { return 0; }
-    const int shift = std::countr_zero(mask);
-    const uint64_t largest = mask >> shift;
-    return uint8_t(((pixel & mask) >> shift) * 255ull / largest);
-}
-
 bool read_masked(std::span<const uint8_t> bytes, const bmp_header& h, picture8& out, std::string& why)
 {
     const uint32_t channels = h.masks[3] ? 4 : 3, pixel_bytes = h.bits / 8;
@@ -184,18 +199,15 @@ bool read_masked(std::span<const uint8_t> bytes, const bmp_header& h, picture8& 
     return true;
 }
 
-} // namespace
-
-bool read_other_bmp(std::span<const uint8_t> bytes, picture8& out, std::string& why)
+/// One channel of a pixel as 8 bits.
+uint8_t channel_of(uint32_t pixel, uint32_t mask)
 {
-    bmp_header h;
-    if (!read_header(bytes, h)) { return false; }
-    const bool is_runs =
-        (h.compression == bmp_runs_8 && h.bits == 8) || (h.compression == bmp_runs_4 && h.bits == 4);
-    const bool is_masked = (h.compression == bmp_masks || h.compression == bmp_masks_alpha) &&
-                           (h.bits == 16 || h.bits == 32) && (h.masks[0] | h.masks[1] | h.masks[2]);
-    if (is_runs) { return read_runs(bytes, h, out, why); }
-    return is_masked && read_masked(bytes, h, out, why);
+    if (mask == 0) { return 0; }
+    const int shift = std::countr_zero(mask);
+    const uint64_t largest = mask >> shift;
+    return uint8_t(((pixel & mask) >> shift) * 255ull / largest);
 }
+
+} // namespace
 
 } // namespace host

@@ -28,51 +28,9 @@ namespace host
 namespace
 {
 
-[[noreturn]] void cannot_write(const std::filesystem::path& file, const std::string& why)
-{
-    throw failure(exit_render_failed, fmt::format("{}: cannot be written: {}", file.string(), why));
-}
-
-size_t bytes_per_pixel(pixel_layout layout)
-{
-    switch (layout)
-    {
-    case pixel_layout::rgb8:
-        return 3;
-    case pixel_layout::rgba8:
-    case pixel_layout::radiance:
-        return 4;
-    case pixel_layout::grey16:
-        return 2;
-    default:
-        return 1;
-    }
-}
-
-std::string part_prefix(const std::filesystem::path& target)
-{
-    return fmt::format(".{}.", target.filename().string());
-}
-
-/// Takes away what writers of the target that were killed have left.
-void remove_leftovers(const std::filesystem::path& target)
-{
-    const std::string prefix = part_prefix(target);
-    const std::filesystem::path folder = target.parent_path();
-    std::error_code error;
-    for (std::filesystem::directory_iterator i(folder.empty() ? "." : folder, error), end; !error && i != end;
-         i.increment(error))
-    {
-        const std::string name = i->path().filename().string();
-        if (!name.starts_with(prefix) || !name.ends_with(".part")) { continue; }
-        char* after = nullptr;
-        const long id = std::strtol(name.c_str() + prefix.size(), &after, 10);
-        if (id > 0 && *after == '-' && kill(pid_t(id), 0) != 0 && errno == ESRCH)
-        {
-            unlink(i->path().c_str());
-        }
-    }
-}
+void remove_leftovers(const std::filesystem::path& target);
+std::string part_prefix(const std::filesystem::path& target);
+[[noreturn]] void cannot_write(const std::filesystem::path& file, const std::string& why);
 
 /// A file beside the target that goes away unless it takes the target's name.
 struct temporary_file
@@ -136,112 +94,17 @@ struct png_failure
     jmp_buf back;
 };
 
-void on_png_error(png_structp png, png_const_charp text)
-{
-    auto* f = static_cast<png_failure*>(png_get_error_ptr(png));
-    // A failed write reaches libpng as "Write Error"; the system knows more.
-    std::snprintf(f->text, sizeof f->text, "%s", errno ? strerror(errno) : text);
-    longjmp(f->back, 1);
-}
-
-void on_png_warning(png_structp, png_const_charp) {}
-
-/// Everything that a jump out of libpng could skip lives outside of this function.
-bool encode_png(FILE* stream, const picture& p, png_structp png, png_infop info, png_failure& f,
-    std::vector<uint8_t>& row)
-{
-    if (setjmp(f.back)) { return false; }
-    const bool has_alpha = p.layout == pixel_layout::rgba8;
-    const bool is_color = has_alpha || p.layout == pixel_layout::rgb8;
-    const int color_type = has_alpha  ? PNG_COLOR_TYPE_RGB_ALPHA
-                           : is_color ? PNG_COLOR_TYPE_RGB
-                                      : PNG_COLOR_TYPE_GRAY;
-    png_set_user_limits(png, 1 << 17, 1 << 17);
-    png_init_io(png, stream);
-    // A stopped render must be on the disk within two seconds; higher levels gain few bytes.
-    png_set_compression_level(png, 4);
-    png_set_IHDR(png, info, png_uint_32(p.width), png_uint_32(p.height),
-        p.layout == pixel_layout::grey16 ? 16 : 8, color_type, PNG_INTERLACE_NONE,
-        PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    if (is_color) { png_set_gAMA(png, info, 1 / 2.2); }
-    png_write_info(png, info);
-    for (int y = 0; y < p.height; ++y)
-    {
-        p.read_row(y, row.data());
-        errno = 0;
-        png_write_row(png, row.data());
-    }
-    png_write_end(png, info);
-    return true;
-}
-
-void write_png(const std::filesystem::path& file, const picture& p)
-{
-    temporary_file out(file);
-    std::vector<uint8_t> row(size_t(p.width) * bytes_per_pixel(p.layout));
-    png_failure f;
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &f, on_png_error, on_png_warning);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    errno = 0;
-    const bool done = info && encode_png(out.stream, p, png, info, f, row);
-    png_destroy_write_struct(&png, &info);
-    if (!done) { cannot_write(file, f.text); }
-    out.take_name();
-}
-
-/// The library's writers ask for rows from below, with or without alpha.
-int32_t library_row(bitmap_format* record, line_request* request)
-{
-    const picture& p = *static_cast<const picture*>(record->image);
-    p.read_row(p.height - 1 - int(request->row), request->buffer);
-    return 1;
-}
-
-/// The same out of a picture with alpha for a format that has none.
-int32_t library_row_without_alpha(bitmap_format* record, line_request* request)
-{
-    const picture& p = *static_cast<const picture*>(record->image);
-    std::vector<uint8_t> row(4 * size_t(p.width));
-    p.read_row(p.height - 1 - int(request->row), row.data());
-    for (size_t x = 0; x < size_t(p.width); ++x) { std::copy_n(&row[4 * x], 3, request->buffer + 3 * x); }
-    return 1;
-}
-
-/// Where the library should write: a link keeps pointing where it did.
-std::u16string target_of(const std::filesystem::path& file)
-{
-    std::error_code error;
-    const std::filesystem::path target = std::filesystem::weakly_canonical(file, error);
-    return utf16_of(error ? file : target);
-}
-
-template <uint32_t format, bool has_alpha>
-void write_by_library(const std::filesystem::path& file, const picture& p)
-{
-    bitmap_format record{};
-    zr_init_bitmap_format(format, &record);
-    const std::u16string path = target_of(file);
-    if (path.size() >= std::size(record.path))
-    {
-        cannot_write(file, "the path of such a picture has at most 255 characters");
-    }
-    std::copy(path.begin(), path.end(), record.path);
-    record.width = uint32_t(p.width);
-    record.height = uint32_t(p.height);
-    record.compression = uint32_t(100 - p.jpeg_quality);
-    record.alpha_mode = p.layout == pixel_layout::rgba8 && has_alpha ? LINE_RGBA : LINE_RGB;
-    record.image = const_cast<picture*>(&p);
-    record.line_source =
-        p.layout == pixel_layout::rgba8 && !has_alpha ? library_row_without_alpha : library_row;
-    if (!record.write_image(&record)) { cannot_write(file, zr_last_error()->text); }
-}
-
 struct format_row
 {
     const char* extension;
     void (*write)(const std::filesystem::path&, const picture&); ///< null: write_radiance writes it
     bool has_grey;
 };
+
+void write_png(const std::filesystem::path& file, const picture& p);
+template <uint32_t format, bool has_alpha>
+void write_by_library(const std::filesystem::path& file, const picture& p);
+
 constexpr format_row formats[] = {
     { ".png", write_png, true },
     { ".bmp", write_by_library<BITMAP_BMP, false>, false },
@@ -253,37 +116,17 @@ constexpr format_row formats[] = {
     { ".hdr", nullptr, false },
 };
 
-bool can_hold(const format_row& f, pixel_layout layout)
-{
-    if (layout == pixel_layout::radiance) { return !f.write; }
-    return f.write && (f.has_grey || layout == pixel_layout::rgb8 || layout == pixel_layout::rgba8);
-}
-
-const format_row* format_named(const std::filesystem::path& file)
-{
-    std::string extension = file.extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-        [](unsigned char c) { return char(tolower(c)); });
-    for (const format_row& f : formats)
-    {
-        if (extension == f.extension) { return &f; }
-    }
-    return nullptr;
-}
-
-const format_row& format_of(const std::filesystem::path& file, pixel_layout layout)
-{
-    const format_row* named = format_named(file);
-    if (named && can_hold(*named, layout)) { return *named; }
-    // Where light is wanted any picture will do; its layout then follows the name.
-    const bool any = layout == pixel_layout::rgb8 || layout == pixel_layout::radiance;
-    std::string names;
-    for (const format_row& f : formats)
-    {
-        if (any || can_hold(f, layout)) { names += std::string(names.empty() ? "" : ", ") + f.extension; }
-    }
-    cannot_write(file, (any ? "the name must end in one of " : "the name must end in ") + names);
-}
+const format_row& format_of(const std::filesystem::path& file, pixel_layout layout);
+const format_row* format_named(const std::filesystem::path& file);
+bool can_hold(const format_row& f, pixel_layout layout);
+size_t bytes_per_pixel(pixel_layout layout);
+void on_png_error(png_structp png, png_const_charp text);
+void on_png_warning(png_structp, png_const_charp);
+bool encode_png(FILE* stream, const picture& p, png_structp png, png_infop info, png_failure& f,
+    std::vector<uint8_t>& row);
+int32_t library_row_without_alpha(bitmap_format* record, line_request* request);
+int32_t library_row(bitmap_format* record, line_request* request);
+std::u16string target_of(const std::filesystem::path& file);
 
 } // namespace
 
@@ -347,5 +190,188 @@ void write_radiance(const std::filesystem::path& file, const image_buffer& light
         cannot_write(file, zr_last_error()->text);
     }
 }
+
+namespace
+{
+
+const format_row& format_of(const std::filesystem::path& file, pixel_layout layout)
+{
+    const format_row* named = format_named(file);
+    if (named && can_hold(*named, layout)) { return *named; }
+    // Where light is wanted any picture will do; its layout then follows the name.
+    const bool any = layout == pixel_layout::rgb8 || layout == pixel_layout::radiance;
+    std::string names;
+    for (const format_row& f : formats)
+    {
+        if (any || can_hold(f, layout)) { names += std::string(names.empty() ? "" : ", ") + f.extension; }
+    }
+    cannot_write(file, (any ? "the name must end in one of " : "the name must end in ") + names);
+}
+
+const format_row* format_named(const std::filesystem::path& file)
+{
+    std::string extension = file.extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+        [](unsigned char c) { return char(tolower(c)); });
+    for (const format_row& f : formats)
+    {
+        if (extension == f.extension) { return &f; }
+    }
+    return nullptr;
+}
+
+bool can_hold(const format_row& f, pixel_layout layout)
+{
+    if (layout == pixel_layout::radiance) { return !f.write; }
+    return f.write && (f.has_grey || layout == pixel_layout::rgb8 || layout == pixel_layout::rgba8);
+}
+
+/// Takes away what writers of the target that were killed have left.
+void remove_leftovers(const std::filesystem::path& target)
+{
+    const std::string prefix = part_prefix(target);
+    const std::filesystem::path folder = target.parent_path();
+    std::error_code error;
+    for (std::filesystem::directory_iterator i(folder.empty() ? "." : folder, error), end; !error && i != end;
+         i.increment(error))
+    {
+        const std::string name = i->path().filename().string();
+        if (!name.starts_with(prefix) || !name.ends_with(".part")) { continue; }
+        char* after = nullptr;
+        const long id = std::strtol(name.c_str() + prefix.size(), &after, 10);
+        if (id > 0 && *after == '-' && kill(pid_t(id), 0) != 0 && errno == ESRCH)
+        {
+            unlink(i->path().c_str());
+        }
+    }
+}
+
+void write_png(const std::filesystem::path& file, const picture& p)
+{
+    temporary_file out(file);
+    std::vector<uint8_t> row(size_t(p.width) * bytes_per_pixel(p.layout));
+    png_failure f;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &f, on_png_error, on_png_warning);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    errno = 0;
+    const bool done = info && encode_png(out.stream, p, png, info, f, row);
+    png_destroy_write_struct(&png, &info);
+    if (!done) { cannot_write(file, f.text); }
+    out.take_name();
+}
+
+size_t bytes_per_pixel(pixel_layout layout)
+{
+    switch (layout)
+    {
+    case pixel_layout::rgb8:
+        return 3;
+    case pixel_layout::rgba8:
+    case pixel_layout::radiance:
+        return 4;
+    case pixel_layout::grey16:
+        return 2;
+    default:
+        return 1;
+    }
+}
+
+void on_png_error(png_structp png, png_const_charp text)
+{
+    auto* f = static_cast<png_failure*>(png_get_error_ptr(png));
+    // A failed write reaches libpng as "Write Error"; the system knows more.
+    std::snprintf(f->text, sizeof f->text, "%s", errno ? strerror(errno) : text);
+    longjmp(f->back, 1);
+}
+
+void on_png_warning(png_structp, png_const_charp) {}
+
+/// Everything that a jump out of libpng could skip lives outside of this function.
+bool encode_png(FILE* stream, const picture& p, png_structp png, png_infop info, png_failure& f,
+    std::vector<uint8_t>& row)
+{
+    if (setjmp(f.back)) { return false; }
+    const bool has_alpha = p.layout == pixel_layout::rgba8;
+    const bool is_color = has_alpha || p.layout == pixel_layout::rgb8;
+    const int color_type = has_alpha  ? PNG_COLOR_TYPE_RGB_ALPHA
+                           : is_color ? PNG_COLOR_TYPE_RGB
+                                      : PNG_COLOR_TYPE_GRAY;
+    png_set_user_limits(png, 1 << 17, 1 << 17);
+    png_init_io(png, stream);
+    // A stopped render must be on the disk within two seconds; higher levels gain few bytes.
+    png_set_compression_level(png, 4);
+    png_set_IHDR(png, info, png_uint_32(p.width), png_uint_32(p.height),
+        p.layout == pixel_layout::grey16 ? 16 : 8, color_type, PNG_INTERLACE_NONE,
+        PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (is_color) { png_set_gAMA(png, info, 1 / 2.2); }
+    png_write_info(png, info);
+    for (int y = 0; y < p.height; ++y)
+    {
+        p.read_row(y, row.data());
+        errno = 0;
+        png_write_row(png, row.data());
+    }
+    png_write_end(png, info);
+    return true;
+}
+
+template <uint32_t format, bool has_alpha>
+void write_by_library(const std::filesystem::path& file, const picture& p)
+{
+    bitmap_format record{};
+    zr_init_bitmap_format(format, &record);
+    const std::u16string path = target_of(file);
+    if (path.size() >= std::size(record.path))
+    {
+        cannot_write(file, "the path of such a picture has at most 255 characters");
+    }
+    std::copy(path.begin(), path.end(), record.path);
+    record.width = uint32_t(p.width);
+    record.height = uint32_t(p.height);
+    record.compression = uint32_t(100 - p.jpeg_quality);
+    record.alpha_mode = p.layout == pixel_layout::rgba8 && has_alpha ? LINE_RGBA : LINE_RGB;
+    record.image = const_cast<picture*>(&p);
+    record.line_source =
+        p.layout == pixel_layout::rgba8 && !has_alpha ? library_row_without_alpha : library_row;
+    if (!record.write_image(&record)) { cannot_write(file, zr_last_error()->text); }
+}
+
+/// The same out of a picture with alpha for a format that has none.
+int32_t library_row_without_alpha(bitmap_format* record, line_request* request)
+{
+    const picture& p = *static_cast<const picture*>(record->image);
+    std::vector<uint8_t> row(4 * size_t(p.width));
+    p.read_row(p.height - 1 - int(request->row), row.data());
+    for (size_t x = 0; x < size_t(p.width); ++x) { std::copy_n(&row[4 * x], 3, request->buffer + 3 * x); }
+    return 1;
+}
+
+/// The library's writers ask for rows from below, with or without alpha.
+int32_t library_row(bitmap_format* record, line_request* request)
+{
+    const picture& p = *static_cast<const picture*>(record->image);
+    p.read_row(p.height - 1 - int(request->row), request->buffer);
+    return 1;
+}
+
+std::string part_prefix(const std::filesystem::path& target)
+{
+    return fmt::format(".{}.", target.filename().string());
+}
+
+/// Where the library should write: a link keeps pointing where it did.
+std::u16string target_of(const std::filesystem::path& file)
+{
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::weakly_canonical(file, error);
+    return utf16_of(error ? file : target);
+}
+
+[[noreturn]] void cannot_write(const std::filesystem::path& file, const std::string& why)
+{
+    throw failure(exit_render_failed, fmt::format("{}: cannot be written: {}", file.string(), why));
+}
+
+} // namespace
 
 } // namespace host

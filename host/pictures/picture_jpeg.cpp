@@ -26,6 +26,33 @@ struct jpeg_reading
     jmp_buf back;
 };
 
+void on_error(j_common_ptr decoder);
+void on_message(j_common_ptr);
+bool decode(jpeg_reading& r, std::span<const uint8_t> bytes, picture8& out, std::string& why);
+void to_rgb(const uint8_t* inks, uint32_t width, bool is_inverted, uint8_t* out);
+
+} // namespace
+
+bool read_cmyk_jpeg(std::span<const uint8_t> bytes, picture8& out, std::string& why)
+{
+    jpeg_reading r{};
+    r.decoder.err = jpeg_std_error(&r.errors);
+    r.errors.error_exit = on_error;
+    r.errors.output_message = on_message;
+    r.decoder.client_data = &r;
+    const bool done = decode(r, bytes, out, why);
+    if (done && (r.text[0] || r.errors.num_warnings > 0))
+    {
+        why = "the JPEG file is damaged, what is missing is grey or black";
+    }
+    if (!done && why.empty()) { why = r.text; }
+    jpeg_destroy_decompress(&r.decoder);
+    return done;
+}
+
+namespace
+{
+
 void on_error(j_common_ptr decoder)
 {
     auto* r = static_cast<jpeg_reading*>(decoder->client_data);
@@ -34,16 +61,6 @@ void on_error(j_common_ptr decoder)
 }
 
 void on_message(j_common_ptr) {}
-
-/// Inks as light: what each lets through, times what black does.
-void to_rgb(const uint8_t* inks, uint32_t width, bool is_inverted, uint8_t* out)
-{
-    for (uint32_t x = 0; x < width; ++x, inks += 4, out += 3)
-    {
-        const auto light = [&](int i) { return uint32_t(is_inverted ? inks[i] : 255 - inks[i]); };
-        for (int c = 0; c < 3; ++c) { out[c] = uint8_t((light(c) * light(3) + 127) / 255); }
-    }
-}
 
 /// Between setjmp and the last call of libjpeg no object with a destructor is made here.
 bool decode(jpeg_reading& r, std::span<const uint8_t> bytes, picture8& out, std::string& why)
@@ -71,23 +88,16 @@ bool decode(jpeg_reading& r, std::span<const uint8_t> bytes, picture8& out, std:
     return true;
 }
 
-} // namespace
-
-bool read_cmyk_jpeg(std::span<const uint8_t> bytes, picture8& out, std::string& why)
+/// Inks as light: what each lets through, times what black does.
+void to_rgb(const uint8_t* inks, uint32_t width, bool is_inverted, uint8_t* out)
 {
-    jpeg_reading r{};
-    r.decoder.err = jpeg_std_error(&r.errors);
-    r.errors.error_exit = on_error;
-    r.errors.output_message = on_message;
-    r.decoder.client_data = &r;
-    const bool done = decode(r, bytes, out, why);
-    if (done && (r.text[0] || r.errors.num_warnings > 0))
+    for (uint32_t x = 0; x < width; ++x, inks += 4, out += 3)
     {
-        why = "the JPEG file is damaged, what is missing is grey or black";
+        const auto light = [&](int i) { return uint32_t(is_inverted ? inks[i] : 255 - inks[i]); };
+        for (int c = 0; c < 3; ++c) { out[c] = uint8_t((light(c) * light(3) + 127) / 255); }
     }
-    if (!done && why.empty()) { why = r.text; }
-    jpeg_destroy_decompress(&r.decoder);
-    return done;
 }
+
+} // namespace
 
 } // namespace host

@@ -42,91 +42,6 @@ struct png_reading
     jmp_buf back;
 };
 
-void on_error(png_structp png, png_const_charp text)
-{
-    auto* r = static_cast<png_reading*>(png_get_error_ptr(png));
-    std::snprintf(r->error, sizeof r->error, "%s", text);
-    longjmp(r->back, 1);
-}
-
-void on_warning(png_structp, png_const_charp) {}
-
-void on_read(png_structp png, png_bytep out, size_t count)
-{
-    auto* r = static_cast<png_reading*>(png_get_io_ptr(png));
-    if (count > r->left.size()) { png_error(png, "the file ends early"); }
-    std::memcpy(out, r->left.data(), count);
-    r->left = r->left.subspan(count);
-}
-
-/// Brings every kind of PNG to 8 bits of grey, R G B or R G B A.
-void set_conversions(png_structp png, png_infop info)
-{
-    const int color = png_get_color_type(png, info);
-    const bool has_key = png_get_valid(png, info, PNG_INFO_tRNS) != 0;
-    png_set_expand(png);
-    png_set_scale_16(png);
-    // There is no grey with alpha outside.
-    if (color == PNG_COLOR_TYPE_GRAY_ALPHA || (color == PNG_COLOR_TYPE_GRAY && has_key))
-    {
-        png_set_gray_to_rgb(png);
-    }
-    png_set_interlace_handling(png);
-    png_read_update_info(png, info);
-}
-
-/// Allocates the picture; false with a reason.
-bool make_rows(png_reading& r, png_uint_32 width, png_uint_32 height, int channels, uint64_t file_bytes)
-{
-    std::string why;
-    if (!make_picture(*r.out, width, height, uint32_t(channels), file_bytes, why))
-    {
-        std::snprintf(r.error, sizeof r.error, "%s", why.c_str());
-        return false;
-    }
-    r.row_starts.resize(height);
-    const size_t row_bytes = size_t(width) * unsigned(channels);
-    for (png_uint_32 y = 0; y < height; ++y)
-    {
-        r.row_starts[y] = r.out->rows.data() + (height - 1 - y) * row_bytes;
-    }
-    return true;
-}
-
-/// Between setjmp and the last call of libpng no object with a destructor is made here.
-bool decode(png_structp png, png_infop info, png_reading& r, uint64_t file_bytes)
-{
-    if (setjmp(r.back)) { return r.has_rows; }
-    png_set_read_fn(png, &r, on_read);
-    png_set_user_limits(png, max_side, max_side);
-    png_set_chunk_malloc_max(png, max_chunk_bytes);
-    png_read_info(png, info);
-    set_conversions(png, info);
-    if (!make_rows(r, png_get_image_width(png, info), png_get_image_height(png, info),
-            png_get_channels(png, info), file_bytes))
-    {
-        return false;
-    }
-    r.has_rows = true;
-    png_read_image(png, r.row_starts.data());
-    return true;
-}
-
-bool read_png(std::span<const uint8_t> bytes, picture8& out, std::string& why)
-{
-    png_reading r{};
-    r.left = bytes;
-    r.out = &out;
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &r, on_error, on_warning);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    const bool done = info && decode(png, info, r, bytes.size());
-    png_destroy_read_struct(&png, &info, nullptr);
-    if (!done) { out = {}; }
-    why = done && r.error[0] ? fmt::format("the PNG file is damaged, what is missing is black: {}", r.error)
-                             : std::string(r.error);
-    return done;
-}
-
 /// How the files begin that have a reader for other forms. TARGA has no mark.
 struct other_format
 {
@@ -161,48 +76,16 @@ constexpr unread_kind unread_kinds[] = {
     { 0, "\x76\x2F\x31\x01"sv, "an OpenEXR picture stores radiance: use it as an environment map" },
 };
 
-bool has_mark(std::span<const uint8_t> bytes, size_t at, std::string_view mark)
-{
-    return bytes.size() >= at + mark.size() && std::memcmp(bytes.data() + at, mark.data(), mark.size()) == 0;
-}
-
-bool looks_like_targa(std::span<const uint8_t> bytes)
-{
-    if (bytes.size() < 18 || bytes[1] > 1) { return false; }
-    const int kind = bytes[2] & ~8, bits = bytes[16];
-    return kind >= 1 && kind <= 3 && (bits == 8 || bits == 15 || bits == 16 || bits == 24 || bits == 32);
-}
-
-/// A file that the library refuses for the reason in `why`.
-bool read_other_form(std::span<const uint8_t> bytes, picture8& out, std::string& why)
-{
-    std::string reason;
-    picture_reader read = read_other_targa;
-    bool is_known = looks_like_targa(bytes);
-    for (const other_format& f : other_formats)
-    {
-        if (!has_mark(bytes, 0, f.mark)) { continue; }
-        read = f.read;
-        is_known = true;
-    }
-    if (is_known && read(bytes, out, reason))
-    {
-        why = reason;
-        return true;
-    }
-    out = {};
-    if (!reason.empty()) { why = reason; }
-    if (!is_known) { why = "it is no picture of a kind that is read: PNG, JPEG, TIFF, BMP or TARGA"; }
-    for (const unread_kind& kind : unread_kinds)
-    {
-        if (has_mark(bytes, kind.at, kind.mark)) { why = kind.what; }
-    }
-    if (is_radiance({ reinterpret_cast<const char*>(bytes.data()), bytes.size() }))
-    {
-        why = "a Radiance picture stores radiance: use it as an environment map";
-    }
-    return false;
-}
+bool read_png(std::span<const uint8_t> bytes, picture8& out, std::string& why);
+void on_error(png_structp png, png_const_charp text);
+void on_warning(png_structp, png_const_charp);
+bool decode(png_structp png, png_infop info, png_reading& r, uint64_t file_bytes);
+void on_read(png_structp png, png_bytep out, size_t count);
+void set_conversions(png_structp png, png_infop info);
+bool make_rows(png_reading& r, png_uint_32 width, png_uint_32 height, int channels, uint64_t file_bytes);
+bool read_other_form(std::span<const uint8_t> bytes, picture8& out, std::string& why);
+bool looks_like_targa(std::span<const uint8_t> bytes);
+bool has_mark(std::span<const uint8_t> bytes, size_t at, std::string_view mark);
 
 } // namespace
 
@@ -275,5 +158,138 @@ bool read_picture_bytes(std::span<const uint8_t> bytes, picture8& out, std::stri
     zr_free_bitmap(decoded);
     return true;
 }
+
+namespace
+{
+
+bool read_png(std::span<const uint8_t> bytes, picture8& out, std::string& why)
+{
+    png_reading r{};
+    r.left = bytes;
+    r.out = &out;
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &r, on_error, on_warning);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    const bool done = info && decode(png, info, r, bytes.size());
+    png_destroy_read_struct(&png, &info, nullptr);
+    if (!done) { out = {}; }
+    why = done && r.error[0] ? fmt::format("the PNG file is damaged, what is missing is black: {}", r.error)
+                             : std::string(r.error);
+    return done;
+}
+
+void on_error(png_structp png, png_const_charp text)
+{
+    auto* r = static_cast<png_reading*>(png_get_error_ptr(png));
+    std::snprintf(r->error, sizeof r->error, "%s", text);
+    longjmp(r->back, 1);
+}
+
+void on_warning(png_structp, png_const_charp) {}
+
+/// Between setjmp and the last call of libpng no object with a destructor is made here.
+bool decode(png_structp png, png_infop info, png_reading& r, uint64_t file_bytes)
+{
+    if (setjmp(r.back)) { return r.has_rows; }
+    png_set_read_fn(png, &r, on_read);
+    png_set_user_limits(png, max_side, max_side);
+    png_set_chunk_malloc_max(png, max_chunk_bytes);
+    png_read_info(png, info);
+    set_conversions(png, info);
+    if (!make_rows(r, png_get_image_width(png, info), png_get_image_height(png, info),
+            png_get_channels(png, info), file_bytes))
+    {
+        return false;
+    }
+    r.has_rows = true;
+    png_read_image(png, r.row_starts.data());
+    return true;
+}
+
+void on_read(png_structp png, png_bytep out, size_t count)
+{
+    auto* r = static_cast<png_reading*>(png_get_io_ptr(png));
+    if (count > r->left.size()) { png_error(png, "the file ends early"); }
+    std::memcpy(out, r->left.data(), count);
+    r->left = r->left.subspan(count);
+}
+
+/// Brings every kind of PNG to 8 bits of grey, R G B or R G B A.
+void set_conversions(png_structp png, png_infop info)
+{
+    const int color = png_get_color_type(png, info);
+    const bool has_key = png_get_valid(png, info, PNG_INFO_tRNS) != 0;
+    png_set_expand(png);
+    png_set_scale_16(png);
+    // There is no grey with alpha outside.
+    if (color == PNG_COLOR_TYPE_GRAY_ALPHA || (color == PNG_COLOR_TYPE_GRAY && has_key))
+    {
+        png_set_gray_to_rgb(png);
+    }
+    png_set_interlace_handling(png);
+    png_read_update_info(png, info);
+}
+
+/// Allocates the picture; false with a reason.
+bool make_rows(png_reading& r, png_uint_32 width, png_uint_32 height, int channels, uint64_t file_bytes)
+{
+    std::string why;
+    if (!make_picture(*r.out, width, height, uint32_t(channels), file_bytes, why))
+    {
+        std::snprintf(r.error, sizeof r.error, "%s", why.c_str());
+        return false;
+    }
+    r.row_starts.resize(height);
+    const size_t row_bytes = size_t(width) * unsigned(channels);
+    for (png_uint_32 y = 0; y < height; ++y)
+    {
+        r.row_starts[y] = r.out->rows.data() + (height - 1 - y) * row_bytes;
+    }
+    return true;
+}
+
+/// A file that the library refuses for the reason in `why`.
+bool read_other_form(std::span<const uint8_t> bytes, picture8& out, std::string& why)
+{
+    std::string reason;
+    picture_reader read = read_other_targa;
+    bool is_known = looks_like_targa(bytes);
+    for (const other_format& f : other_formats)
+    {
+        if (!has_mark(bytes, 0, f.mark)) { continue; }
+        read = f.read;
+        is_known = true;
+    }
+    if (is_known && read(bytes, out, reason))
+    {
+        why = reason;
+        return true;
+    }
+    out = {};
+    if (!reason.empty()) { why = reason; }
+    if (!is_known) { why = "it is no picture of a kind that is read: PNG, JPEG, TIFF, BMP or TARGA"; }
+    for (const unread_kind& kind : unread_kinds)
+    {
+        if (has_mark(bytes, kind.at, kind.mark)) { why = kind.what; }
+    }
+    if (is_radiance({ reinterpret_cast<const char*>(bytes.data()), bytes.size() }))
+    {
+        why = "a Radiance picture stores radiance: use it as an environment map";
+    }
+    return false;
+}
+
+bool looks_like_targa(std::span<const uint8_t> bytes)
+{
+    if (bytes.size() < 18 || bytes[1] > 1) { return false; }
+    const int kind = bytes[2] & ~8, bits = bytes[16];
+    return kind >= 1 && kind <= 3 && (bits == 8 || bits == 15 || bits == 16 || bits == 24 || bits == 32);
+}
+
+bool has_mark(std::span<const uint8_t> bytes, size_t at, std::string_view mark)
+{
+    return bytes.size() >= at + mark.size() && std::memcmp(bytes.data() + at, mark.data(), mark.size()) == 0;
+}
+
+} // namespace
 
 } // namespace host

@@ -21,37 +21,7 @@ struct targa_header
     uint32_t id_length, has_map, kind, map_first, map_count, map_bits, width, height, bits, descriptor;
 };
 
-targa_header read_header(picture_bytes& in)
-{
-    targa_header h{};
-    h.id_length = in.u(1);
-    h.has_map = in.u(1);
-    h.kind = in.u(1);
-    h.map_first = in.u(2);
-    h.map_count = in.u(2);
-    h.map_bits = in.u(1);
-    in.skip(4);
-    h.width = in.u(2);
-    h.height = in.u(2);
-    h.bits = in.u(1);
-    h.descriptor = in.u(1);
-    return h;
-}
-
 using texel = std::array<uint8_t, 4>;
-
-texel read_map_entry(picture_bytes& in, uint32_t bits)
-{
-    if (bits == 15 || bits == 16)
-    {
-        const uint32_t v = in.u(2);
-        const auto five = [v](int shift) { return uint8_t((v >> shift & 31) * 255 / 31); };
-        return { five(10), five(5), five(0), 255 };
-    }
-    const uint32_t bgra = in.u(int(bits / 8));
-    return { uint8_t(bgra >> 16), uint8_t(bgra >> 8), uint8_t(bgra),
-        bits == 32 ? uint8_t(bgra >> 24) : uint8_t(255) };
-}
 
 /// The pixels of a file one by one, out of runs where it has them.
 struct targa_pixels
@@ -77,27 +47,50 @@ struct targa_pixels
     }
 };
 
-/// Fills the rows from the corner where the file begins; false where the file ends first.
+targa_header read_header(picture_bytes& in);
+bool read_mapped(picture_bytes in, const targa_header& h, uint64_t size, picture8& out, std::string& why);
+texel read_map_entry(picture_bytes& in, uint32_t bits);
+bool read_deep_grey(picture_bytes in, const targa_header& h, uint64_t size, picture8& out, std::string& why);
 template <class Write>
-bool fill(picture8& out, const targa_header& h, targa_pixels& pixels, Write write, std::string& why)
+bool fill(picture8& out, const targa_header& h, targa_pixels& pixels, Write write, std::string& why);
+
+} // namespace
+
+bool read_other_targa(std::span<const uint8_t> bytes, picture8& out, std::string& why)
 {
-    const bool from_top = h.descriptor & 0x20, from_right = h.descriptor & 0x10;
-    for (uint32_t y = 0; y < out.height; ++y)
+    picture_bytes in{ bytes };
+    const targa_header h = read_header(in);
+    const uint32_t kind = h.kind & ~uint32_t(targa_runs);
+    const bool map_fits = h.map_bits == 15 || h.map_bits == 16 || h.map_bits == 24 || h.map_bits == 32;
+    if (!in.ok || h.width == 0 || h.height == 0 || h.has_map > 1) { return false; }
+    in.skip(h.id_length);
+    if (kind == targa_mapped && h.has_map && map_fits && (h.bits == 8 || h.bits == 16))
     {
-        const uint32_t row = from_top ? out.height - 1 - y : y;
-        for (uint32_t x = 0; x < out.width; ++x)
-        {
-            const uint32_t value = pixels.next();
-            if (!pixels.in.ok)
-            {
-                why = cut_picture("TARGA", y, out.height);
-                return false;
-            }
-            const uint32_t column = from_right ? out.width - 1 - x : x;
-            write(value, &out.rows[(size_t(row) * out.width + column) * out.channels]);
-        }
+        return read_mapped(in, h, bytes.size(), out, why);
     }
-    return true;
+    if (kind != targa_grey || h.bits != 16) { return false; }
+    if (h.has_map) { in.skip(uint64_t(h.map_count) * ((h.map_bits + 7) / 8)); }
+    return read_deep_grey(in, h, bytes.size(), out, why);
+}
+
+namespace
+{
+
+targa_header read_header(picture_bytes& in)
+{
+    targa_header h{};
+    h.id_length = in.u(1);
+    h.has_map = in.u(1);
+    h.kind = in.u(1);
+    h.map_first = in.u(2);
+    h.map_count = in.u(2);
+    h.map_bits = in.u(1);
+    in.skip(4);
+    h.width = in.u(2);
+    h.height = in.u(2);
+    h.bits = in.u(1);
+    h.descriptor = in.u(1);
+    return h;
 }
 
 bool read_mapped(picture_bytes in, const targa_header& h, uint64_t size, picture8& out, std::string& why)
@@ -117,6 +110,19 @@ bool read_mapped(picture_bytes in, const targa_header& h, uint64_t size, picture
         why);
     heal_alpha(out);
     return true;
+}
+
+texel read_map_entry(picture_bytes& in, uint32_t bits)
+{
+    if (bits == 15 || bits == 16)
+    {
+        const uint32_t v = in.u(2);
+        const auto five = [v](int shift) { return uint8_t((v >> shift & 31) * 255 / 31); };
+        return { five(10), five(5), five(0), 255 };
+    }
+    const uint32_t bgra = in.u(int(bits / 8));
+    return { uint8_t(bgra >> 16), uint8_t(bgra >> 8), uint8_t(bgra),
+        bits == 32 ? uint8_t(bgra >> 24) : uint8_t(255) };
 }
 
 /// Grey of 16 bits: with 8 bits of alpha in the descriptor grey and alpha, else one deep value.
@@ -142,23 +148,29 @@ bool read_deep_grey(picture_bytes in, const targa_header& h, uint64_t size, pict
     return true;
 }
 
-} // namespace
-
-bool read_other_targa(std::span<const uint8_t> bytes, picture8& out, std::string& why)
+/// Fills the rows from the corner where the file begins; false where the file ends first.
+template <class Write>
+bool fill(picture8& out, const targa_header& h, targa_pixels& pixels, Write write, std::string& why)
 {
-    picture_bytes in{ bytes };
-    const targa_header h = read_header(in);
-    const uint32_t kind = h.kind & ~uint32_t(targa_runs);
-    const bool map_fits = h.map_bits == 15 || h.map_bits == 16 || h.map_bits == 24 || h.map_bits == 32;
-    if (!in.ok || h.width == 0 || h.height == 0 || h.has_map > 1) { return false; }
-    in.skip(h.id_length);
-    if (kind == targa_mapped && h.has_map && map_fits && (h.bits == 8 || h.bits == 16))
+    const bool from_top = h.descriptor & 0x20, from_right = h.descriptor & 0x10;
+    for (uint32_t y = 0; y < out.height; ++y)
     {
-        return read_mapped(in, h, bytes.size(), out, why);
+        const uint32_t row = from_top ? out.height - 1 - y : y;
+        for (uint32_t x = 0; x < out.width; ++x)
+        {
+            const uint32_t value = pixels.next();
+            if (!pixels.in.ok)
+            {
+                why = cut_picture("TARGA", y, out.height);
+                return false;
+            }
+            const uint32_t column = from_right ? out.width - 1 - x : x;
+            write(value, &out.rows[(size_t(row) * out.width + column) * out.channels]);
+        }
     }
-    if (kind != targa_grey || h.bits != 16) { return false; }
-    if (h.has_map) { in.skip(uint64_t(h.map_count) * ((h.map_bits + 7) / 8)); }
-    return read_deep_grey(in, h, bytes.size(), out, why);
+    return true;
 }
+
+} // namespace
 
 } // namespace host

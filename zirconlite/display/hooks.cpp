@@ -12,18 +12,8 @@ platform::lock* made_display_lock = nullptr;
 platform::lock* made_image_lock = nullptr;
 display_functions installed = {};
 
-/// Two threads may come first at once: one lock stays, the other goes.
-platform::lock* made_once(platform::lock** place)
-{
-    platform::lock* present = platform::load_word(place);
-    if (present) { return present; }
-    platform::lock* made = platform::new_lock();
-    if (platform::replace_word(place, present, made)) { return made; }
-    platform::free_lock(made);
-    return present;
-}
-
-template <class Function> Function entry(Function& place) { return platform::load_word(&place); }
+platform::lock* made_once(platform::lock** place);
+template <class Function> Function entry(Function& place);
 
 } // namespace
 
@@ -56,5 +46,23 @@ int32_t change_display_document(document* document)
     const auto change = entry(installed.change_document);
     return change ? change(document) : 0;
 }
+
+namespace
+{
+
+/// Two threads may come first at once: one lock stays, the other goes.
+platform::lock* made_once(platform::lock** place)
+{
+    platform::lock* present = platform::load_word(place);
+    if (present) { return present; }
+    platform::lock* made = platform::new_lock();
+    if (platform::replace_word(place, present, made)) { return made; }
+    platform::free_lock(made);
+    return present;
+}
+
+template <class Function> Function entry(Function& place) { return platform::load_word(&place); }
+
+} // namespace
 
 } // namespace zr

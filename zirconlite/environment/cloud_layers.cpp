@@ -37,7 +37,120 @@ struct cloud_hit
     const cloud_ellipsoid* ellipsoid;
 };
 
-vector3 center_of(const cloud_ellipsoid& e) { return { e.center[0], e.center[1], e.center[2] }; }
+/// One axis of the walk through the columns.
+struct walk_axis
+{
+    int32_t cell;
+    int32_t sign; ///< 1, or -1
+    double next;  ///< t at which the ray leaves the cell
+    double step;
+};
+
+void cumulus(cloud_ray& r);
+bool start_axis(const cloud_ray& r, double t, int axis, walk_axis& w);
+bool cumulus_cell(cloud_ray& r, const cloud_cell_node* list, double t0, double t1);
+bool near_root(const cloud_ellipsoid& e, const cloud_ray& r, double t0, double t1, double& t);
+void shade_hit(cloud_ray& r, const cloud_hit& hit);
+vector3 center_of(const cloud_ellipsoid& e);
+double thickness_at(const cloud_ellipsoid& e, double z);
+vector3 turned_back(const prepared_environment& e, const vector3& v);
+double opacity_of(double smooth, const vector3& at);
+void cumulus_color(const cloud_ray& r, const vector3& n, double color[3]);
+vector3 bent(const vector3& n, const vector3& at);
+void cirrus(cloud_ray& r);
+double cirrus_pattern(const cloud_ray& r);
+double folded(double v);
+void add_layer(cloud_ray& r, const double color[3], const float tint[3], double a);
+
+} // namespace
+
+double clouds(const document& document, const environment& record, const prepared_environment& made,
+    const ray& ray, float rgb[3])
+{
+    if (!clouds_are_active(document)) { return 0.0; }
+    const vector3 shift = { made.cloud_world_offset[0], made.cloud_world_offset[1],
+        made.cloud_world_offset[2] };
+    const bool has_sun = document.sun_sky && (document.sun_sky_flags & SUN_SKY_SUN_MASK);
+    const vector3 direction = transform_vector(made.cloud_matrix, ray.direction);
+    cloud_ray r = { record, made, has_sun ? document.sun_sky : nullptr,
+        transform_vector(made.cloud_matrix, ray.origin - shift), direction, ray_reciprocal(direction),
+        { direction.x * direction.x, direction.y * direction.y, direction.z * direction.z }, ray.t_min,
+        ray.t_max, {}, 1.0 };
+    if (record.cloud_flags & CLOUDS_CUMULUS) { cumulus(r); }
+    if ((record.cloud_flags & CLOUDS_CIRRUS) && r.transmission != 0.0) { cirrus(r); }
+    for (int i = 0; i < 3; ++i) { rgb[i] = float(r.radiance[i]); }
+    return 1.0 - r.transmission;
+}
+
+namespace
+{
+
+void cumulus(cloud_ray& r)
+{
+    const prepared_environment& e = r.made;
+    if (!e.ellipsoids) { return; }
+    double t = (e.cloud_box_min[2] - r.origin.z) * r.inverse.z;
+    // No ellipsoid reaches above the box; the margin keeps roots that rounding lifts over its top.
+    const double top = r.direction.z > 0.0 ? (e.cloud_box_max[2] + 1.0 - r.origin.z) * r.inverse.z : ZR_FAR;
+    walk_axis axes[2];
+    for (int i = 0; i < 2; ++i)
+    {
+        if (!start_axis(r, t, i, axes[i])) { return; }
+    }
+    while (t <= top)
+    {
+        walk_axis& w = axes[axes[0].next < axes[1].next ? 0 : 1];
+        const cloud_cell_node* list = e.cells[axes[0].cell * cloud_cells + axes[1].cell];
+        if (list && w.next >= r.t_min && cumulus_cell(r, list, t, w.next) && r.transmission == 0.0)
+        {
+            return;
+        }
+        w.cell += w.sign;
+        if (w.cell < 0 || w.cell >= cloud_cells) { return; }
+        t = w.next;
+        w.next += w.step;
+    }
+}
+
+/// False where the walk starts outside.
+bool start_axis(const cloud_ray& r, double t, int axis, walk_axis& w)
+{
+    const prepared_environment& e = r.made;
+    const double o = component(r.origin, axis), d = component(r.direction, axis);
+    const double at = (o + t * d - e.cloud_box_min[axis]) * e.inverse_cell_size[axis];
+    if (!(at > -1.0 && at < cloud_cells)) { return false; }
+    w.cell = int32_t(at);
+    w.sign = d < 0.0 ? -1 : 1;
+    const double side = e.cloud_box_min[axis] + (w.cell + (w.sign > 0)) * e.cell_size[axis];
+    w.next = (side - o) * component(r.inverse, axis);
+    w.step = std::fabs(e.cell_size[axis] * component(r.inverse, axis));
+    return true;
+}
+
+/// Whether the column had any hits between t0 and t1.
+bool cumulus_cell(cloud_ray& r, const cloud_cell_node* list, double t0, double t1)
+{
+    cloud_hit hits[hits_kept];
+    int n = 0;
+    for (const cloud_cell_node* node = list; node && n < hits_kept; node = node->next)
+    {
+        if (near_root(*node->ellipsoid, r, t0, t1, hits[n].t)) { hits[n++].ellipsoid = node->ellipsoid; }
+    }
+    const bool any = n > 0;
+    // Most columns are opaque after a few: the nearest is looked for each time instead of sorting all.
+    for (; n > 0 && r.transmission != 0.0; --n)
+    {
+        int nearest = 0;
+        for (int i = 1; i < n; ++i)
+        {
+            if (hits[i].t < hits[nearest].t) { nearest = i; }
+        }
+        const cloud_hit hit = hits[nearest];
+        std::copy(hits + nearest + 1, hits + n, hits + nearest); // keeps the order of those at one distance
+        shade_hit(r, hit);
+    }
+    return any;
+}
 
 /// The near root of the ray with an ellipsoid; false when it lies outside [t0, t1] and the ray's own limits.
 bool near_root(const cloud_ellipsoid& e, const cloud_ray& r, double t0, double t1, double& t)
@@ -62,6 +175,25 @@ bool near_root(const cloud_ellipsoid& e, const cloud_ray& r, double t0, double t
     return t >= t0 && t <= t1 && t <= r.t_max && t >= r.t_min;
 }
 
+void shade_hit(cloud_ray& r, const cloud_hit& hit)
+{
+    const cloud_ellipsoid& e = *hit.ellipsoid;
+    const vector3 p = r.origin + hit.t * r.direction - center_of(e);
+    const double thickness = thickness_at(e, p.z);
+    if (thickness == 0.0) { return; }
+    const vector3 normal =
+        turned_back(r.made, normalized({ e.inverse_rx2 * p.x, e.inverse_ry2 * p.y, e.inverse_rz2 * p.z }));
+    const double facing = dot(normal, turned_back(r.made, r.direction));
+    const vector3 at = noise_scale * p;
+    const double a = opacity_of(facing * facing * thickness, at);
+    if (a == 0.0) { return; }
+    double color[3];
+    cumulus_color(r, bent(normal, at), color);
+    add_layer(r, color, r.record.cu_color, a);
+}
+
+vector3 center_of(const cloud_ellipsoid& e) { return { e.center[0], e.center[1], e.center[2] }; }
+
 /// How thick the cloud is at a point relative to its centre: thin at the flat underside.
 double thickness_at(const cloud_ellipsoid& e, double z)
 {
@@ -70,6 +202,14 @@ double thickness_at(const cloud_ellipsoid& e, double z)
     if (s < -0.2) { s = std::pow(-s, 0.2); }
     else if (s < 0.0) { s = std::pow(-s, 0.33); }
     return 1.0 - s;
+}
+
+/// The turn back out of the clouds' frame.
+vector3 turned_back(const prepared_environment& e, const vector3& v)
+{
+    const auto& m = e.cloud_matrix.m;
+    return { m[0][0] * v.x + m[1][0] * v.y + m[2][0] * v.z, m[0][1] * v.x + m[1][1] * v.y + m[2][1] * v.z,
+        m[0][2] * v.x + m[1][2] * v.y + m[2][2] * v.z };
 }
 
 /// The opacity of a density of `smooth` and half the turbulence of 5 octaves at a point: thin edges vanish,
@@ -99,23 +239,6 @@ double opacity_of(double smooth, const vector3& at)
     return s * s * s;
 }
 
-/// The turn back out of the clouds' frame.
-vector3 turned_back(const prepared_environment& e, const vector3& v)
-{
-    const auto& m = e.cloud_matrix.m;
-    return { m[0][0] * v.x + m[1][0] * v.y + m[2][0] * v.z, m[0][1] * v.x + m[1][1] * v.y + m[2][1] * v.z,
-        m[0][2] * v.x + m[1][2] * v.y + m[2][2] * v.z };
-}
-
-/// The normal, roughened half way.
-vector3 bent(const vector3& n, const vector3& at)
-{
-    double g[3];
-    turb3(&at, g, 4);
-    const vector3 rough = normalized(vector3{ 0.75 * g[0], 0.75 * g[1], 0.75 * g[2] } + n);
-    return normalized(0.5 * n + 0.5 * rough);
-}
-
 void cumulus_color(const cloud_ray& r, const vector3& n, double color[3])
 {
     constexpr vector3 without_sun = { 0.37139, -0.74278, -0.55709 };
@@ -129,123 +252,13 @@ void cumulus_color(const cloud_ray& r, const vector3& n, double color[3])
     for (int i = 0; i < 3; ++i) { color[i] = r.sun ? l * r.sun->sun_color[i] : l; }
 }
 
-void add_layer(cloud_ray& r, const double color[3], const float tint[3], double a)
+/// The normal, roughened half way.
+vector3 bent(const vector3& n, const vector3& at)
 {
-    for (int i = 0; i < 3; ++i) { r.radiance[i] += color[i] * a * r.transmission * tint[i]; }
-    r.transmission *= 1.0 - a;
-}
-
-void shade_hit(cloud_ray& r, const cloud_hit& hit)
-{
-    const cloud_ellipsoid& e = *hit.ellipsoid;
-    const vector3 p = r.origin + hit.t * r.direction - center_of(e);
-    const double thickness = thickness_at(e, p.z);
-    if (thickness == 0.0) { return; }
-    const vector3 normal =
-        turned_back(r.made, normalized({ e.inverse_rx2 * p.x, e.inverse_ry2 * p.y, e.inverse_rz2 * p.z }));
-    const double facing = dot(normal, turned_back(r.made, r.direction));
-    const vector3 at = noise_scale * p;
-    const double a = opacity_of(facing * facing * thickness, at);
-    if (a == 0.0) { return; }
-    double color[3];
-    cumulus_color(r, bent(normal, at), color);
-    add_layer(r, color, r.record.cu_color, a);
-}
-
-/// Whether the column had any hits between t0 and t1.
-bool cumulus_cell(cloud_ray& r, const cloud_cell_node* list, double t0, double t1)
-{
-    cloud_hit hits[hits_kept];
-    int n = 0;
-    for (const cloud_cell_node* node = list; node && n < hits_kept; node = node->next)
-    {
-        if (near_root(*node->ellipsoid, r, t0, t1, hits[n].t)) { hits[n++].ellipsoid = node->ellipsoid; }
-    }
-    const bool any = n > 0;
-    // Most columns are opaque after a few: the nearest is looked for each time instead of sorting all.
-    for (; n > 0 && r.transmission != 0.0; --n)
-    {
-        int nearest = 0;
-        for (int i = 1; i < n; ++i)
-        {
-            if (hits[i].t < hits[nearest].t) { nearest = i; }
-        }
-        const cloud_hit hit = hits[nearest];
-        std::copy(hits + nearest + 1, hits + n, hits + nearest); // keeps the order of those at one distance
-        shade_hit(r, hit);
-    }
-    return any;
-}
-
-/// One axis of the walk through the columns.
-struct walk_axis
-{
-    int32_t cell;
-    int32_t sign; ///< 1, or -1
-    double next;  ///< t at which the ray leaves the cell
-    double step;
-};
-
-/// False where the walk starts outside.
-bool start_axis(const cloud_ray& r, double t, int axis, walk_axis& w)
-{
-    const prepared_environment& e = r.made;
-    const double o = component(r.origin, axis), d = component(r.direction, axis);
-    const double at = (o + t * d - e.cloud_box_min[axis]) * e.inverse_cell_size[axis];
-    if (!(at > -1.0 && at < cloud_cells)) { return false; }
-    w.cell = int32_t(at);
-    w.sign = d < 0.0 ? -1 : 1;
-    const double side = e.cloud_box_min[axis] + (w.cell + (w.sign > 0)) * e.cell_size[axis];
-    w.next = (side - o) * component(r.inverse, axis);
-    w.step = std::fabs(e.cell_size[axis] * component(r.inverse, axis));
-    return true;
-}
-
-void cumulus(cloud_ray& r)
-{
-    const prepared_environment& e = r.made;
-    if (!e.ellipsoids) { return; }
-    double t = (e.cloud_box_min[2] - r.origin.z) * r.inverse.z;
-    // No ellipsoid reaches above the box; the margin keeps roots that rounding lifts over its top.
-    const double top = r.direction.z > 0.0 ? (e.cloud_box_max[2] + 1.0 - r.origin.z) * r.inverse.z : ZR_FAR;
-    walk_axis axes[2];
-    for (int i = 0; i < 2; ++i)
-    {
-        if (!start_axis(r, t, i, axes[i])) { return; }
-    }
-    while (t <= top)
-    {
-        walk_axis& w = axes[axes[0].next < axes[1].next ? 0 : 1];
-        const cloud_cell_node* list = e.cells[axes[0].cell * cloud_cells + axes[1].cell];
-        if (list && w.next >= r.t_min && cumulus_cell(r, list, t, w.next) && r.transmission == 0.0)
-        {
-            return;
-        }
-        w.cell += w.sign;
-        if (w.cell < 0 || w.cell >= cloud_cells) { return; }
-        t = w.next;
-        w.next += w.step;
-    }
-}
-
-/// The part of a number behind the point, folded to a ramp up and down.
-double folded(double v)
-{
-    const double f = v - std::floor(v);
-    return f >= 0.5 ? 2.0 * (1.0 - f) : 2.0 * f;
-}
-
-/// The pattern of the layer at a height of 5000 where the ray meets it.
-double cirrus_pattern(const cloud_ray& r)
-{
-    constexpr double height = 5000.0;
-    const environment& e = r.record;
-    const vector3 p = r.origin + height * r.inverse.z * r.direction;
-    const vector3 q = { 0.0002 * p.x / e.ci_scale[0], 0.0002 * p.y / e.ci_scale[1], 0.001 * p.z };
-    if (!is_finite(q)) { return 0.0; }
     double g[3];
-    turb3(&q, g, 4);
-    return std::pow((folded(std::fabs(g[0])) + folded(g[1])) * 0.5, 1.0 - e.ci_density);
+    turb3(&at, g, 4);
+    const vector3 rough = normalized(vector3{ 0.75 * g[0], 0.75 * g[1], 0.75 * g[2] } + n);
+    return normalized(0.5 * n + 0.5 * rough);
 }
 
 void cirrus(cloud_ray& r)
@@ -272,24 +285,32 @@ void cirrus(cloud_ray& r)
     add_layer(r, color, e.ci_color, std::min(a, 1.0));
 }
 
-} // namespace
-
-double clouds(const document& document, const environment& record, const prepared_environment& made,
-    const ray& ray, float rgb[3])
+/// The pattern of the layer at a height of 5000 where the ray meets it.
+double cirrus_pattern(const cloud_ray& r)
 {
-    if (!clouds_are_active(document)) { return 0.0; }
-    const vector3 shift = { made.cloud_world_offset[0], made.cloud_world_offset[1],
-        made.cloud_world_offset[2] };
-    const bool has_sun = document.sun_sky && (document.sun_sky_flags & SUN_SKY_SUN_MASK);
-    const vector3 direction = transform_vector(made.cloud_matrix, ray.direction);
-    cloud_ray r = { record, made, has_sun ? document.sun_sky : nullptr,
-        transform_vector(made.cloud_matrix, ray.origin - shift), direction, ray_reciprocal(direction),
-        { direction.x * direction.x, direction.y * direction.y, direction.z * direction.z }, ray.t_min,
-        ray.t_max, {}, 1.0 };
-    if (record.cloud_flags & CLOUDS_CUMULUS) { cumulus(r); }
-    if ((record.cloud_flags & CLOUDS_CIRRUS) && r.transmission != 0.0) { cirrus(r); }
-    for (int i = 0; i < 3; ++i) { rgb[i] = float(r.radiance[i]); }
-    return 1.0 - r.transmission;
+    constexpr double height = 5000.0;
+    const environment& e = r.record;
+    const vector3 p = r.origin + height * r.inverse.z * r.direction;
+    const vector3 q = { 0.0002 * p.x / e.ci_scale[0], 0.0002 * p.y / e.ci_scale[1], 0.001 * p.z };
+    if (!is_finite(q)) { return 0.0; }
+    double g[3];
+    turb3(&q, g, 4);
+    return std::pow((folded(std::fabs(g[0])) + folded(g[1])) * 0.5, 1.0 - e.ci_density);
 }
+
+/// The part of a number behind the point, folded to a ramp up and down.
+double folded(double v)
+{
+    const double f = v - std::floor(v);
+    return f >= 0.5 ? 2.0 * (1.0 - f) : 2.0 * f;
+}
+
+void add_layer(cloud_ray& r, const double color[3], const float tint[3], double a)
+{
+    for (int i = 0; i < 3; ++i) { r.radiance[i] += color[i] * a * r.transmission * tint[i]; }
+    r.transmission *= 1.0 - a;
+}
+
+} // namespace
 
 } // namespace zr

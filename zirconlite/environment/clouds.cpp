@@ -23,19 +23,110 @@ constexpr float min_scale = 0.001f, max_scale = 1e5f;
 constexpr double lowest_rz = 0.8; // of the height: clouds reach far down, so that their undersides are flat
 constexpr double box_margin = 1.001;
 
-/// x +- w, uniform.
-double spread(double x, double w)
-{
-    constexpr double to_unit = 3.051850947599719e-5; // 1 / 32767
-    const double q = platform::rand15() * to_unit;
-    return x + (2.0 * q - 1.0) * w;
-}
-
 /// A cloud as it is drawn.
 struct drawn_cloud
 {
     vector3 center, radius;
 };
+
+/// The columns that an ellipsoid reaches into.
+struct cell_range
+{
+    int32_t low[2], high[2];
+    size_t count() const { return size_t(high[0] - low[0] + 1) * size_t(high[1] - low[1] + 1); }
+};
+
+void build_cumulus(const document& document, const environment& e, prepared_environment& made);
+bool scales_are_usable(const environment& e);
+vector3 middle_of_clouds(const document& document);
+drawn_cloud draw_cloud(const environment& e, const vector3& middle);
+double spread(double x, double w);
+void set_box(prepared_environment& e, const drawn_cloud* drawn, int32_t n);
+bool build_lists(prepared_environment& e, const drawn_cloud* drawn, int32_t n);
+int32_t count_entries(
+    const prepared_environment& e, const drawn_cloud* drawn, int32_t n, uint32_t* in_cell, size_t* all);
+cloud_ellipsoid ellipsoid_of(const drawn_cloud& c);
+float inverse_square(double r);
+cell_range cells_of(const prepared_environment& e, const drawn_cloud& c);
+int32_t cell_index(const prepared_environment& e, double at, int axis);
+
+} // namespace
+
+bool clouds_are_active(const document& document)
+{
+    const uint32_t flags = document.environment_flags;
+    return (flags & (ENVIRONMENT_CLOUDS | ENVIRONMENT_REFLECTED_CLOUDS)) != 0 &&
+           ((document.sun_sky_flags & SUN_SKY_SUN_MASK) != 0 || (flags & ENVIRONMENT_CLOUDS_ALWAYS) != 0);
+}
+
+void release_clouds(prepared_environment& made)
+{
+    zr_free(made.ellipsoids);
+    made.ellipsoids = nullptr;
+    std::fill_n(made.cells, cloud_cells * cloud_cells, nullptr);
+}
+
+bool clouds_prepare(const document& document, const environment& record, prepared_environment& made)
+{
+    if (!clouds_are_active(document)) { return false; }
+    platform::srand15(uint32_t(record.cloud_seed));
+    const double angle = std::isfinite(record.cloud_rotation) ? double(record.cloud_rotation) : 0.0;
+    const double c = std::cos(angle), s = std::sin(angle);
+    made.cloud_matrix = { { { c, s, 0, 0 }, { -s, c, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
+    release_clouds(made);
+    for (int i = 0; i < 3; ++i)
+    {
+        made.cloud_world_offset[i] = record.cloud_offset[i] * box_half;
+        made.cloud_box_min[i] = ZR_FAR;
+        made.cloud_box_max[i] = far_below;
+    }
+    if (!(record.cloud_flags & CLOUDS_CUMULUS)) { return true; }
+    build_cumulus(document, record, made);
+    if (!made.ellipsoids) { return true; }
+    for (int i = 0; i < 3; ++i)
+    {
+        made.cloud_world_offset[i] = record.cloud_offset[i] * (made.cloud_box_max[i] - made.cloud_box_min[i]);
+    }
+    return true;
+}
+
+namespace
+{
+
+void build_cumulus(const document& document, const environment& e, prepared_environment& made)
+{
+    const int32_t n = std::min(e.cu_number, cloud_limit);
+    if (!scales_are_usable(e) || n < 1) { return; }
+    auto* drawn = static_cast<drawn_cloud*>(zr_malloc(size_t(n) * sizeof(drawn_cloud)));
+    if (!drawn)
+    {
+        report_failure(ZR_ERROR_MEMORY, "no memory for %d clouds", n);
+        return;
+    }
+    const vector3 middle = middle_of_clouds(document);
+    for (int32_t i = 0; i < n; ++i) { drawn[i] = draw_cloud(e, middle); }
+    set_box(made, drawn, n);
+    build_lists(made, drawn, n);
+    zr_free(drawn);
+}
+
+bool scales_are_usable(const environment& e)
+{
+    for (const float s : e.cu_scale)
+    {
+        if (!(s >= min_scale && s <= max_scale)) { return false; }
+    }
+    return std::isfinite(e.cu_scale_v);
+}
+
+vector3 middle_of_clouds(const document& document)
+{
+    const bounding_box& b = document.bounds;
+    if (b.max.z == far_below) { return { 0, 0, cloud_height }; }
+    const vector3 m = { 0.5 * (b.min.x + b.max.x), 0.5 * (b.min.y + b.max.y),
+        std::min(cloud_height, b.max.z + cloud_height) };
+    return is_finite(m) ? m : vector3{ 0, 0, cloud_height };
+}
 
 drawn_cloud draw_cloud(const environment& e, const vector3& middle)
 {
@@ -51,50 +142,12 @@ drawn_cloud draw_cloud(const environment& e, const vector3& middle)
     return c;
 }
 
-float inverse_square(double r) { return float(1.0 / std::max(r * r, 1e-12)); }
-
-cloud_ellipsoid ellipsoid_of(const drawn_cloud& c)
+/// x +- w, uniform.
+double spread(double x, double w)
 {
-    cloud_ellipsoid e = {};
-    e.inverse_rx2 = inverse_square(c.radius.x);
-    e.inverse_ry2 = inverse_square(c.radius.y);
-    e.inverse_rz2 = inverse_square(c.radius.z);
-    for (int i = 0; i < 3; ++i) { e.center[i] = float(component(c.center, i)); }
-    e.base = float(c.center.z - 0.2 * c.radius.z);
-    return e;
-}
-
-vector3 middle_of_clouds(const document& document)
-{
-    const bounding_box& b = document.bounds;
-    if (b.max.z == far_below) { return { 0, 0, cloud_height }; }
-    const vector3 m = { 0.5 * (b.min.x + b.max.x), 0.5 * (b.min.y + b.max.y),
-        std::min(cloud_height, b.max.z + cloud_height) };
-    return is_finite(m) ? m : vector3{ 0, 0, cloud_height };
-}
-
-int32_t cell_index(const prepared_environment& e, double at, int axis)
-{
-    const double f = (at - e.cloud_box_min[axis]) * e.inverse_cell_size[axis];
-    return int32_t(std::clamp(f, 0.0, cloud_cells - 1.0));
-}
-
-/// The columns that an ellipsoid reaches into.
-struct cell_range
-{
-    int32_t low[2], high[2];
-    size_t count() const { return size_t(high[0] - low[0] + 1) * size_t(high[1] - low[1] + 1); }
-};
-
-cell_range cells_of(const prepared_environment& e, const drawn_cloud& c)
-{
-    cell_range r;
-    for (int i = 0; i < 2; ++i)
-    {
-        r.low[i] = cell_index(e, component(c.center, i) - component(c.radius, i), i);
-        r.high[i] = cell_index(e, component(c.center, i) + component(c.radius, i), i);
-    }
-    return r;
+    constexpr double to_unit = 3.051850947599719e-5; // 1 / 32767
+    const double q = platform::rand15() * to_unit;
+    return x + (2.0 * q - 1.0) * w;
 }
 
 void set_box(prepared_environment& e, const drawn_cloud* drawn, int32_t n)
@@ -113,24 +166,6 @@ void set_box(prepared_environment& e, const drawn_cloud* drawn, int32_t n)
         e.cell_size[i] = extent * box_margin / (i < 2 ? cloud_cells : 1);
         e.inverse_cell_size[i] = ray_reciprocal(e.cell_size[i]);
     }
-}
-
-/// How many of the clouds find room in the lists, and the length of each cell's list.
-int32_t count_entries(
-    const prepared_environment& e, const drawn_cloud* drawn, int32_t n, uint32_t* in_cell, size_t* all)
-{
-    *all = 0;
-    for (int32_t i = 0; i < n; ++i)
-    {
-        const cell_range r = cells_of(e, drawn[i]);
-        if (*all + r.count() > cloud_entry_limit) { return i; }
-        *all += r.count();
-        for (int32_t x = r.low[0]; x <= r.high[0]; ++x)
-        {
-            for (int32_t y = r.low[1]; y <= r.high[1]; ++y) { ++in_cell[x * cloud_cells + y]; }
-        }
-    }
-    return n;
 }
 
 /// Ellipsoids and entries lie in one block, each cell's entries in a row: a walk reads them as an array.
@@ -173,70 +208,54 @@ bool build_lists(prepared_environment& e, const drawn_cloud* drawn, int32_t n)
     return true;
 }
 
-bool scales_are_usable(const environment& e)
+/// How many of the clouds find room in the lists, and the length of each cell's list.
+int32_t count_entries(
+    const prepared_environment& e, const drawn_cloud* drawn, int32_t n, uint32_t* in_cell, size_t* all)
 {
-    for (const float s : e.cu_scale)
+    *all = 0;
+    for (int32_t i = 0; i < n; ++i)
     {
-        if (!(s >= min_scale && s <= max_scale)) { return false; }
+        const cell_range r = cells_of(e, drawn[i]);
+        if (*all + r.count() > cloud_entry_limit) { return i; }
+        *all += r.count();
+        for (int32_t x = r.low[0]; x <= r.high[0]; ++x)
+        {
+            for (int32_t y = r.low[1]; y <= r.high[1]; ++y) { ++in_cell[x * cloud_cells + y]; }
+        }
     }
-    return std::isfinite(e.cu_scale_v);
+    return n;
 }
 
-void build_cumulus(const document& document, const environment& e, prepared_environment& made)
+cloud_ellipsoid ellipsoid_of(const drawn_cloud& c)
 {
-    const int32_t n = std::min(e.cu_number, cloud_limit);
-    if (!scales_are_usable(e) || n < 1) { return; }
-    auto* drawn = static_cast<drawn_cloud*>(zr_malloc(size_t(n) * sizeof(drawn_cloud)));
-    if (!drawn)
+    cloud_ellipsoid e = {};
+    e.inverse_rx2 = inverse_square(c.radius.x);
+    e.inverse_ry2 = inverse_square(c.radius.y);
+    e.inverse_rz2 = inverse_square(c.radius.z);
+    for (int i = 0; i < 3; ++i) { e.center[i] = float(component(c.center, i)); }
+    e.base = float(c.center.z - 0.2 * c.radius.z);
+    return e;
+}
+
+float inverse_square(double r) { return float(1.0 / std::max(r * r, 1e-12)); }
+
+cell_range cells_of(const prepared_environment& e, const drawn_cloud& c)
+{
+    cell_range r;
+    for (int i = 0; i < 2; ++i)
     {
-        report_failure(ZR_ERROR_MEMORY, "no memory for %d clouds", n);
-        return;
+        r.low[i] = cell_index(e, component(c.center, i) - component(c.radius, i), i);
+        r.high[i] = cell_index(e, component(c.center, i) + component(c.radius, i), i);
     }
-    const vector3 middle = middle_of_clouds(document);
-    for (int32_t i = 0; i < n; ++i) { drawn[i] = draw_cloud(e, middle); }
-    set_box(made, drawn, n);
-    build_lists(made, drawn, n);
-    zr_free(drawn);
+    return r;
+}
+
+int32_t cell_index(const prepared_environment& e, double at, int axis)
+{
+    const double f = (at - e.cloud_box_min[axis]) * e.inverse_cell_size[axis];
+    return int32_t(std::clamp(f, 0.0, cloud_cells - 1.0));
 }
 
 } // namespace
-
-bool clouds_are_active(const document& document)
-{
-    const uint32_t flags = document.environment_flags;
-    return (flags & (ENVIRONMENT_CLOUDS | ENVIRONMENT_REFLECTED_CLOUDS)) != 0 &&
-           ((document.sun_sky_flags & SUN_SKY_SUN_MASK) != 0 || (flags & ENVIRONMENT_CLOUDS_ALWAYS) != 0);
-}
-
-void release_clouds(prepared_environment& made)
-{
-    zr_free(made.ellipsoids);
-    made.ellipsoids = nullptr;
-    std::fill_n(made.cells, cloud_cells * cloud_cells, nullptr);
-}
-
-bool clouds_prepare(const document& document, const environment& record, prepared_environment& made)
-{
-    if (!clouds_are_active(document)) { return false; }
-    platform::srand15(uint32_t(record.cloud_seed));
-    const double angle = std::isfinite(record.cloud_rotation) ? double(record.cloud_rotation) : 0.0;
-    const double c = std::cos(angle), s = std::sin(angle);
-    made.cloud_matrix = { { { c, s, 0, 0 }, { -s, c, 0, 0 }, { 0, 0, 1, 0 }, { 0, 0, 0, 1 } } };
-    release_clouds(made);
-    for (int i = 0; i < 3; ++i)
-    {
-        made.cloud_world_offset[i] = record.cloud_offset[i] * box_half;
-        made.cloud_box_min[i] = ZR_FAR;
-        made.cloud_box_max[i] = far_below;
-    }
-    if (!(record.cloud_flags & CLOUDS_CUMULUS)) { return true; }
-    build_cumulus(document, record, made);
-    if (!made.ellipsoids) { return true; }
-    for (int i = 0; i < 3; ++i)
-    {
-        made.cloud_world_offset[i] = record.cloud_offset[i] * (made.cloud_box_max[i] - made.cloud_box_min[i]);
-    }
-    return true;
-}
 
 } // namespace zr

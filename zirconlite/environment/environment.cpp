@@ -45,263 +45,38 @@ constexpr int cloudiest_sky = 2;
 constexpr gradient_stops clear_sky = { { 0.5, 0.25, 0.0 },
     { 0.02f, 0.53f, 0.999f, 0.23f, 0.72f, 0.999f, 0.44f, 0.82f, 0.999f } };
 
-void blend(const float a[3], const float b[3], double share_of_a, float out[3])
-{
-    for (int i = 0; i < 3; ++i) { out[i] = float(a[i] * share_of_a + b[i] * (1.0 - share_of_a)); }
-}
-
-void gradient(const double sines[3], const float colors[9], double z, float out[3])
-{
-    if (z > sines[0]) { std::copy_n(colors, 3, out); }
-    else if (z < sines[2]) { std::copy_n(colors + 6, 3, out); }
-    else if (z >= sines[1])
-    {
-        const double span = sines[0] - sines[1];
-        blend(colors, colors + 3, span > 0.0 ? (z - sines[1]) / span : 1.0, out);
-    }
-    else
-    {
-        const double span = sines[1] - sines[2];
-        blend(colors + 3, colors + 6, span > 0.0 ? (z - sines[2]) / span : 1.0, out);
-    }
-}
-
-bool has_sun(const document& document)
-{
-    return document.sun_sky && (document.sun_sky_flags & SUN_SKY_SUN_MASK);
-}
-
-/// False, with black, where there is no sky.
-bool sky_color(const document& document, double z, float rgb[3])
-{
-    const bool sun = has_sun(document);
-    std::fill_n(rgb, 3, 0.0f);
-    if (!sun && !(document.environment_flags & ENVIRONMENT_SKY_WITHOUT_SUN)) { return false; }
-    int row = 0;
-    while (sun && row < cloudiest_sky && document.sun_sky->cloudiness > painted_skies[row].cloudiest)
-    {
-        ++row;
-    }
-    const bool keeps_hue = row == 0 && is_exact();
-    const gradient_stops& stops = keeps_hue ? clear_sky : painted_skies[row].stops;
-    gradient(stops.sines, stops.colors, z, rgb);
-    const double daylight = sun ? twilight_sky : 1.0;
-    for (int i = 0; i < 3; ++i) { rgb[i] = float(rgb[i] * daylight); }
-    return true;
-}
-
-bool shows_sky(const environment& record)
-{
-    return record.mode != ENVIRONMENT_FLAT && record.mode != ENVIRONMENT_GRADIENT_2 &&
-           record.mode != ENVIRONMENT_GRADIENT_3;
-}
-
-/// The linear colour that `record` shows in a direction, before clouds and pictures.
-bool background_color(
-    const document& document, const environment& record, const vector3& direction, float rgb[3])
-{
-    switch (record.mode)
-    {
-    case ENVIRONMENT_FLAT:
-        std::copy_n(record.color0, 3, rgb);
-        return true;
-    case ENVIRONMENT_GRADIENT_2:
-    case ENVIRONMENT_GRADIENT_3:
-    {
-        const prepared_environment& made = prepared_of(document, record);
-        gradient(made.gradient_sines, made.gradient_colors, direction.z, rgb);
-        return true;
-    }
-    default:
-        return sky_color(document, direction.z, rgb);
-    }
-}
-
 /// What a record shows, by the flags of its document.
 struct shown_parts
 {
     bool picture, clouds, hdr;
 };
 
-shown_parts parts_of(const document& document, const environment& record)
-{
-    const uint32_t f = document.environment_flags;
-    if (&record == &document.reflected_environment)
-    {
-        return { (f & ENVIRONMENT_REFLECTED_PICTURE) != 0, (f & ENVIRONMENT_REFLECTED_CLOUDS) != 0,
-            (f & ENVIRONMENT_REFLECTED_HDR) != 0 };
-    }
-    return { (f & ENVIRONMENT_PICTURE) != 0, (f & ENVIRONMENT_CLOUDS) != 0, (f & ENVIRONMENT_HDR) != 0 };
-}
-
-void add_clouds(const document& document, const environment& record, const ray& ray, float c[3])
-{
-    float color[3];
-    const double a = clouds(document, record, prepared_of(document, record), ray, color);
-    if (!(a > 0.0)) { return; }
-    // The color comes with its coverage in it. The fast model weighs it so once more, which gives clouds grey
-    // rims.
-    const double weight = is_exact() ? a : a * a;
-    for (int i = 0; i < 3; ++i) { c[i] = float(c[i] * (1.0 - a * a) + color[i] * weight); }
-}
-
-double kept_under_hdr(const environment& record)
-{
-    return record.hdr_opacity > 0.0f ? std::min(double(record.hdr_opacity), 1.0) : 0.0;
-}
-
-/// In the fast model the picture's light takes the ray's weight here and, with the rest, once more: it is
-/// darker in mirrors than in the open. The exact model weighs it once.
-void add_hdr(const document& document, const environment& record, const ray& ray, float c[3])
-{
-    float h[3];
-    if (!hdr_light(record, prepared_of(document, record), ray.direction, h)) { return; }
-    hdr_display(record, h);
-    const double kept = kept_under_hdr(record);
-    for (int i = 0; i < 3; ++i)
-    {
-        const double light = is_exact() ? h[i] : h[i] * ray.weight[i];
-        c[i] = float(c[i] * kept + light * (1.0 - kept));
-    }
-}
-
-/// The color of all that a record shows to a ray.
-void environment_of_ray(const document& document, const environment& record, const ray& ray, float c[3])
-{
-    const shown_parts shown = parts_of(document, record);
-    background_color(document, record, ray.direction, c);
-    if (shown.clouds) { add_clouds(document, record, ray, c); }
-    if (shown.hdr) { add_hdr(document, record, ray, c); }
-    if (!shown.picture) { return; }
-    float p[3];
-    const double m = background_picture(record, prepared_of(document, record), ray.direction, &ray, p);
-    if (m > 0.0) { blend(p, c, m, c); }
-}
-
-/// Radiance of a white cloud: sunlight and sky light, sent back from all sides.
-double cloud_luminance(const document& document, double white)
-{
-    constexpr double albedo = 0.8;
-    if (!has_sun(document)) { return white; }
-    const sun_sky& sky = *document.sun_sky;
-    return albedo * (sky.sun_strength / M_PI + sky.sky_strength);
-}
-
-void blend_radiance(double a[3], const float b[3], double share_of_b, double scale)
-{
-    for (int i = 0; i < 3; ++i)
-    {
-        // Also takes what is not a number for black.
-        const double light = b[i] > 0.0f ? std::min(b[i] * scale, max_environment_radiance) : 0.0;
-        a[i] = a[i] * (1.0 - share_of_b) + light * share_of_b;
-    }
-}
-
-bool sky_of_sun(const document& document, const environment& record)
-{
-    return shows_sky(record) && has_sun(document);
-}
-
-/// The light of what a record shows before its clouds and pictures.
 void base_radiance(const document& document, const environment& record, const vector3& direction,
-    double white, double rgb[3])
-{
-    std::fill_n(rgb, 3, 0.0);
-    float c[3];
-    if (sky_of_sun(document, record)) { sky_radiance(*document.sun_sky, direction, rgb); }
-    else if (background_color(document, record, direction, c)) { blend_radiance(rgb, c, 1.0, white); }
-}
-
-/// Whether what a ray sees of a record is the light that it gives. Else it shows the colours that were
-/// picked.
-bool shows_radiance(const document& document, const environment& record)
-{
-    if (!is_exact() || document.mode == MODE_SIMPLE) { return false; }
-    return sky_of_sun(document, record) || environment_white(document) > 0.0 ||
-           (parts_of(document, record).hdr && !parts_of(document, record).picture);
-}
-
-/// Adds light to what a ray brings back; -1 in the first channel says that there is none yet.
-void add_radiance(ray& ray, const double light[3], double share)
-{
-    if (ray.radiance[0] < 0.0) { std::fill_n(ray.radiance, 3, 0.0); }
-    for (int i = 0; i < 3; ++i) { ray.radiance[i] += light[i] * ray.weight[i] * share; }
-}
-
-void add_background(ray& ray, float shown[3], double share)
-{
-    inverse_tone(ray.view, ray.view->background_exponent, ray.view->background_scale, shown);
-    for (int i = 0; i < 3; ++i) { ray.background[i] = float(shown[i] * ray.weight[i] * share); }
-}
-
-/// A picture that lies in the view stays as it is: it gives no light.
-void show_radiance(const document& document, const environment& record, ray& ray)
-{
-    double light[3];
-    environment_radiance(document, record, ray.direction, &ray, light);
-    float p[3];
-    const bool in_view = parts_of(document, record).picture && record.image_projection == 0;
-    const double m =
-        in_view ? background_picture(record, prepared_of(document, record), ray.direction, &ray, p) : 0.0;
-    add_radiance(ray, light, 1.0 - m);
-    if (m > 0.0) { add_background(ray, p, m); }
-}
-
-/// The record that a ray sees; null where mirrors show none.
-const environment* seen_record(const document& document, const ray& ray)
-{
-    const bool reflected = ray.kind == RAY_REFLECTED;
-    if (reflected && (document.environment_flags & ENVIRONMENT_REFLECT_NOTHING)) { return nullptr; }
-    const bool own = reflected && (document.environment_flags & ENVIRONMENT_REFLECTED_OWN);
-    return own ? &document.reflected_environment : &document.environment;
-}
-
-void show_colors(const document& document, const environment& record, ray& ray)
-{
-    float c[3];
-    environment_of_ray(document, record, ray, c);
-    if (document.mode != MODE_SIMPLE)
-    {
-        add_background(ray, c, 1.0);
-        return;
-    }
-    for (int i = 0; i < 3; ++i)
-    {
-        ray.simple_color[i] += look_up(gamma.simple_float, float(c[i] * ray.weight[i]), 1.0f);
-    }
-}
-
-void prepare_gradient(const environment& record, prepared_environment& made)
-{
-    const double altitudes[3] = { record.angle0, record.angle1, record.angle2 };
-    for (int i = 0; i < 3; ++i) { made.gradient_sines[i] = std::sin(altitudes[i]); }
-    if (record.mode != ENVIRONMENT_GRADIENT_2 && record.mode != ENVIRONMENT_GRADIENT_3) { return; }
-    for (int i = 0; i < 3; ++i)
-    {
-        made.gradient_colors[i] = record.color0[i];
-        made.gradient_colors[3 + i] = record.mode == ENVIRONMENT_GRADIENT_3
-                                          ? record.color2[i]
-                                          : 0.5f * (record.color0[i] + record.color1[i]);
-        made.gradient_colors[6 + i] = record.color1[i];
-    }
-}
-
-void haze_color(const document& document, float f[3])
-{
-    constexpr int32_t dark = 1, own = 2;
-    for (int i = 0; i < 3; ++i)
-    {
-        f[i] = document.fog_type == dark ? 0.2f : document.fog_type == own ? document.fog_color[i] : 0.7f;
-    }
-}
-
-/// The share of haze at the ray's distance.
-double haze_share(const document& document, const ray& ray)
-{
-    const double full = document.fog_distance * document.world_to_model;
-    if (!(full > 0.0) || !(document.fog_strength > 0.0f)) { return 0.0; }
-    return std::clamp(ray.hit_t / full, 0.0, 1.0) * std::min(double(document.fog_strength), 1.0);
-}
+    double white, double rgb[3]);
+double cloud_luminance(const document& document, double white);
+void blend_radiance(double a[3], const float b[3], double share_of_b, double scale);
+void prepare_gradient(const environment& record, prepared_environment& made);
+void show_radiance(const document& document, const environment& record, ray& ray);
+void show_colors(const document& document, const environment& record, ray& ray);
+void environment_of_ray(const document& document, const environment& record, const ray& ray, float c[3]);
+bool background_color(
+    const document& document, const environment& record, const vector3& direction, float rgb[3]);
+bool sky_color(const document& document, double z, float rgb[3]);
+void gradient(const double sines[3], const float colors[9], double z, float out[3]);
+void add_clouds(const document& document, const environment& record, const ray& ray, float c[3]);
+void add_hdr(const document& document, const environment& record, const ray& ray, float c[3]);
+double kept_under_hdr(const environment& record);
+void blend(const float a[3], const float b[3], double share_of_a, float out[3]);
+void add_background(ray& ray, float shown[3], double share);
+const environment* seen_record(const document& document, const ray& ray);
+bool shows_radiance(const document& document, const environment& record);
+bool sky_of_sun(const document& document, const environment& record);
+bool shows_sky(const environment& record);
+shown_parts parts_of(const document& document, const environment& record);
+void add_radiance(ray& ray, const double light[3], double share);
+bool has_sun(const document& document);
+double haze_share(const document& document, const ray& ray);
+void haze_color(const document& document, float f[3]);
 
 } // namespace
 
@@ -422,5 +197,262 @@ double haze(document& document, ray& ray)
     }
     return k;
 }
+
+namespace
+{
+
+/// The light of what a record shows before its clouds and pictures.
+void base_radiance(const document& document, const environment& record, const vector3& direction,
+    double white, double rgb[3])
+{
+    std::fill_n(rgb, 3, 0.0);
+    float c[3];
+    if (sky_of_sun(document, record)) { sky_radiance(*document.sun_sky, direction, rgb); }
+    else if (background_color(document, record, direction, c)) { blend_radiance(rgb, c, 1.0, white); }
+}
+
+/// Radiance of a white cloud: sunlight and sky light, sent back from all sides.
+double cloud_luminance(const document& document, double white)
+{
+    constexpr double albedo = 0.8;
+    if (!has_sun(document)) { return white; }
+    const sun_sky& sky = *document.sun_sky;
+    return albedo * (sky.sun_strength / M_PI + sky.sky_strength);
+}
+
+void blend_radiance(double a[3], const float b[3], double share_of_b, double scale)
+{
+    for (int i = 0; i < 3; ++i)
+    {
+        // Also takes what is not a number for black.
+        const double light = b[i] > 0.0f ? std::min(b[i] * scale, max_environment_radiance) : 0.0;
+        a[i] = a[i] * (1.0 - share_of_b) + light * share_of_b;
+    }
+}
+
+void prepare_gradient(const environment& record, prepared_environment& made)
+{
+    const double altitudes[3] = { record.angle0, record.angle1, record.angle2 };
+    for (int i = 0; i < 3; ++i) { made.gradient_sines[i] = std::sin(altitudes[i]); }
+    if (record.mode != ENVIRONMENT_GRADIENT_2 && record.mode != ENVIRONMENT_GRADIENT_3) { return; }
+    for (int i = 0; i < 3; ++i)
+    {
+        made.gradient_colors[i] = record.color0[i];
+        made.gradient_colors[3 + i] = record.mode == ENVIRONMENT_GRADIENT_3
+                                          ? record.color2[i]
+                                          : 0.5f * (record.color0[i] + record.color1[i]);
+        made.gradient_colors[6 + i] = record.color1[i];
+    }
+}
+
+/// A picture that lies in the view stays as it is: it gives no light.
+void show_radiance(const document& document, const environment& record, ray& ray)
+{
+    double light[3];
+    environment_radiance(document, record, ray.direction, &ray, light);
+    float p[3];
+    const bool in_view = parts_of(document, record).picture && record.image_projection == 0;
+    const double m =
+        in_view ? background_picture(record, prepared_of(document, record), ray.direction, &ray, p) : 0.0;
+    add_radiance(ray, light, 1.0 - m);
+    if (m > 0.0) { add_background(ray, p, m); }
+}
+
+void show_colors(const document& document, const environment& record, ray& ray)
+{
+    float c[3];
+    environment_of_ray(document, record, ray, c);
+    if (document.mode != MODE_SIMPLE)
+    {
+        add_background(ray, c, 1.0);
+        return;
+    }
+    for (int i = 0; i < 3; ++i)
+    {
+        ray.simple_color[i] += look_up(gamma.simple_float, float(c[i] * ray.weight[i]), 1.0f);
+    }
+}
+
+/// The color of all that a record shows to a ray.
+void environment_of_ray(const document& document, const environment& record, const ray& ray, float c[3])
+{
+    const shown_parts shown = parts_of(document, record);
+    background_color(document, record, ray.direction, c);
+    if (shown.clouds) { add_clouds(document, record, ray, c); }
+    if (shown.hdr) { add_hdr(document, record, ray, c); }
+    if (!shown.picture) { return; }
+    float p[3];
+    const double m = background_picture(record, prepared_of(document, record), ray.direction, &ray, p);
+    if (m > 0.0) { blend(p, c, m, c); }
+}
+
+/// The linear colour that `record` shows in a direction, before clouds and pictures.
+bool background_color(
+    const document& document, const environment& record, const vector3& direction, float rgb[3])
+{
+    switch (record.mode)
+    {
+    case ENVIRONMENT_FLAT:
+        std::copy_n(record.color0, 3, rgb);
+        return true;
+    case ENVIRONMENT_GRADIENT_2:
+    case ENVIRONMENT_GRADIENT_3:
+    {
+        const prepared_environment& made = prepared_of(document, record);
+        gradient(made.gradient_sines, made.gradient_colors, direction.z, rgb);
+        return true;
+    }
+    default:
+        return sky_color(document, direction.z, rgb);
+    }
+}
+
+/// False, with black, where there is no sky.
+bool sky_color(const document& document, double z, float rgb[3])
+{
+    const bool sun = has_sun(document);
+    std::fill_n(rgb, 3, 0.0f);
+    if (!sun && !(document.environment_flags & ENVIRONMENT_SKY_WITHOUT_SUN)) { return false; }
+    int row = 0;
+    while (sun && row < cloudiest_sky && document.sun_sky->cloudiness > painted_skies[row].cloudiest)
+    {
+        ++row;
+    }
+    const bool keeps_hue = row == 0 && is_exact();
+    const gradient_stops& stops = keeps_hue ? clear_sky : painted_skies[row].stops;
+    gradient(stops.sines, stops.colors, z, rgb);
+    const double daylight = sun ? twilight_sky : 1.0;
+    for (int i = 0; i < 3; ++i) { rgb[i] = float(rgb[i] * daylight); }
+    return true;
+}
+
+void gradient(const double sines[3], const float colors[9], double z, float out[3])
+{
+    if (z > sines[0]) { std::copy_n(colors, 3, out); }
+    else if (z < sines[2]) { std::copy_n(colors + 6, 3, out); }
+    else if (z >= sines[1])
+    {
+        const double span = sines[0] - sines[1];
+        blend(colors, colors + 3, span > 0.0 ? (z - sines[1]) / span : 1.0, out);
+    }
+    else
+    {
+        const double span = sines[1] - sines[2];
+        blend(colors + 3, colors + 6, span > 0.0 ? (z - sines[2]) / span : 1.0, out);
+    }
+}
+
+void add_clouds(const document& document, const environment& record, const ray& ray, float c[3])
+{
+    float color[3];
+    const double a = clouds(document, record, prepared_of(document, record), ray, color);
+    if (!(a > 0.0)) { return; }
+    // The color comes with its coverage in it. The fast model weighs it so once more, which gives clouds grey
+    // rims.
+    const double weight = is_exact() ? a : a * a;
+    for (int i = 0; i < 3; ++i) { c[i] = float(c[i] * (1.0 - a * a) + color[i] * weight); }
+}
+
+/// In the fast model the picture's light takes the ray's weight here and, with the rest, once more: it is
+/// darker in mirrors than in the open. The exact model weighs it once.
+void add_hdr(const document& document, const environment& record, const ray& ray, float c[3])
+{
+    float h[3];
+    if (!hdr_light(record, prepared_of(document, record), ray.direction, h)) { return; }
+    hdr_display(record, h);
+    const double kept = kept_under_hdr(record);
+    for (int i = 0; i < 3; ++i)
+    {
+        const double light = is_exact() ? h[i] : h[i] * ray.weight[i];
+        c[i] = float(c[i] * kept + light * (1.0 - kept));
+    }
+}
+
+double kept_under_hdr(const environment& record)
+{
+    return record.hdr_opacity > 0.0f ? std::min(double(record.hdr_opacity), 1.0) : 0.0;
+}
+
+void blend(const float a[3], const float b[3], double share_of_a, float out[3])
+{
+    for (int i = 0; i < 3; ++i) { out[i] = float(a[i] * share_of_a + b[i] * (1.0 - share_of_a)); }
+}
+
+void add_background(ray& ray, float shown[3], double share)
+{
+    inverse_tone(ray.view, ray.view->background_exponent, ray.view->background_scale, shown);
+    for (int i = 0; i < 3; ++i) { ray.background[i] = float(shown[i] * ray.weight[i] * share); }
+}
+
+/// The record that a ray sees; null where mirrors show none.
+const environment* seen_record(const document& document, const ray& ray)
+{
+    const bool reflected = ray.kind == RAY_REFLECTED;
+    if (reflected && (document.environment_flags & ENVIRONMENT_REFLECT_NOTHING)) { return nullptr; }
+    const bool own = reflected && (document.environment_flags & ENVIRONMENT_REFLECTED_OWN);
+    return own ? &document.reflected_environment : &document.environment;
+}
+
+/// Whether what a ray sees of a record is the light that it gives. Else it shows the colours that were
+/// picked.
+bool shows_radiance(const document& document, const environment& record)
+{
+    if (!is_exact() || document.mode == MODE_SIMPLE) { return false; }
+    return sky_of_sun(document, record) || environment_white(document) > 0.0 ||
+           (parts_of(document, record).hdr && !parts_of(document, record).picture);
+}
+
+bool sky_of_sun(const document& document, const environment& record)
+{
+    return shows_sky(record) && has_sun(document);
+}
+
+bool shows_sky(const environment& record)
+{
+    return record.mode != ENVIRONMENT_FLAT && record.mode != ENVIRONMENT_GRADIENT_2 &&
+           record.mode != ENVIRONMENT_GRADIENT_3;
+}
+
+shown_parts parts_of(const document& document, const environment& record)
+{
+    const uint32_t f = document.environment_flags;
+    if (&record == &document.reflected_environment)
+    {
+        return { (f & ENVIRONMENT_REFLECTED_PICTURE) != 0, (f & ENVIRONMENT_REFLECTED_CLOUDS) != 0,
+            (f & ENVIRONMENT_REFLECTED_HDR) != 0 };
+    }
+    return { (f & ENVIRONMENT_PICTURE) != 0, (f & ENVIRONMENT_CLOUDS) != 0, (f & ENVIRONMENT_HDR) != 0 };
+}
+
+/// Adds light to what a ray brings back; -1 in the first channel says that there is none yet.
+void add_radiance(ray& ray, const double light[3], double share)
+{
+    if (ray.radiance[0] < 0.0) { std::fill_n(ray.radiance, 3, 0.0); }
+    for (int i = 0; i < 3; ++i) { ray.radiance[i] += light[i] * ray.weight[i] * share; }
+}
+
+bool has_sun(const document& document)
+{
+    return document.sun_sky && (document.sun_sky_flags & SUN_SKY_SUN_MASK);
+}
+
+/// The share of haze at the ray's distance.
+double haze_share(const document& document, const ray& ray)
+{
+    const double full = document.fog_distance * document.world_to_model;
+    if (!(full > 0.0) || !(document.fog_strength > 0.0f)) { return 0.0; }
+    return std::clamp(ray.hit_t / full, 0.0, 1.0) * std::min(double(document.fog_strength), 1.0);
+}
+
+void haze_color(const document& document, float f[3])
+{
+    constexpr int32_t dark = 1, own = 2;
+    for (int i = 0; i < 3; ++i)
+    {
+        f[i] = document.fog_type == dark ? 0.2f : document.fog_type == own ? document.fog_color[i] : 0.7f;
+    }
+}
+
+} // namespace
 
 } // namespace zr

@@ -18,28 +18,7 @@ namespace
 
 constexpr float rim_pixels = 1.5f;
 
-/// Position of a direction in the picture, pixels.
-void place_in_picture(const render_view& view, const vector3& d, float* x, float* y)
-{
-    const auto width = float(view.image->width), height = float(view.image->height);
-    if (view.projection != PROJECTION_PROBE)
-    {
-        zr_equirectangular_vector_to_pixels(&d, width, height, x, y);
-        return;
-    }
-    zr_hdri_vector_to_pixels(&d, width, height, x, y);
-    if (d.x * d.x + d.z * d.z < geometry_zero) // straight ahead, or straight behind: any point of the rim
-    {
-        *x = d.y > 0.0 ? 0.5f * width : width;
-        *y = 0.5f * height;
-    }
-    // A rendered probe has no light in the pixels that its circle cuts.
-    const float from_middle = std::hypot(*x / width - 0.5f, *y / height - 0.5f);
-    const float whole = 0.5f - rim_pixels / std::min(width, height);
-    if (!(from_middle > whole) || !(whole > 0.0f)) { return; }
-    *x = (0.5f + (*x / width - 0.5f) * (whole / from_middle)) * width;
-    *y = (0.5f + (*y / height - 0.5f) * (whole / from_middle)) * height;
-}
+void place_in_picture(const render_view& view, const vector3& d, float* x, float* y);
 
 } // namespace
 
@@ -81,5 +60,33 @@ void hdr_display(const environment& record, float rgb[3])
     tone(&view, view.tone_exponent, view.tone_scale, rgb, 0);
     for (int i = 0; i < 3; ++i) { rgb[i] = float(std::pow(double(rgb[i]), display_gamma)); }
 }
+
+namespace
+{
+
+/// Position of a direction in the picture, pixels.
+void place_in_picture(const render_view& view, const vector3& d, float* x, float* y)
+{
+    const auto width = float(view.image->width), height = float(view.image->height);
+    if (view.projection != PROJECTION_PROBE)
+    {
+        zr_equirectangular_vector_to_pixels(&d, width, height, x, y);
+        return;
+    }
+    zr_hdri_vector_to_pixels(&d, width, height, x, y);
+    if (d.x * d.x + d.z * d.z < geometry_zero) // straight ahead, or straight behind: any point of the rim
+    {
+        *x = d.y > 0.0 ? 0.5f * width : width;
+        *y = 0.5f * height;
+    }
+    // A rendered probe has no light in the pixels that its circle cuts.
+    const float from_middle = std::hypot(*x / width - 0.5f, *y / height - 0.5f);
+    const float whole = 0.5f - rim_pixels / std::min(width, height);
+    if (!(from_middle > whole) || !(whole > 0.0f)) { return; }
+    *x = (0.5f + (*x / width - 0.5f) * (whole / from_middle)) * width;
+    *y = (0.5f + (*y / height - 0.5f) * (whole / from_middle)) * height;
+}
+
+} // namespace
 
 } // namespace zr

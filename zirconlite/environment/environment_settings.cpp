@@ -16,6 +16,95 @@ namespace
 environment_settings working = {};
 environment_picture_settings working_picture = {};
 
+bool fill_working(const document& document, const environment& record);
+bool has_document(const document* document);
+bool store_all(
+    const environment_settings& general, const environment_picture_settings& picture, document& document);
+bool replace_text(char16_t*& owned, const char16_t* text);
+template <class To, class From> void copy_haze_and_ground(To& to, const From& from);
+void store_record(
+    const environment_settings& general, const environment_picture_settings& picture, environment& record);
+template <class To, class From> void copy_record_fields(To& to, const From& from);
+template <class To, class From> void copy_picture_fields(To& to, const From& from);
+
+} // namespace
+
+int32_t get_environment_info(const document* document)
+{
+    return has_document(document) && fill_working(*document, document->environment);
+}
+
+int32_t get_reflected_environment_info(const document* document)
+{
+    return has_document(document) && fill_working(*document, document->reflected_environment);
+}
+
+int32_t store_environment_info(document* document)
+{
+    return has_document(document) && store_all(working, working_picture, *document);
+}
+
+int32_t store_reflected_environment_info(document* document)
+{
+    if (!has_document(document)) { return 0; }
+    document->environment_flags = working.environment_flags;
+    store_record(working, working_picture, document->reflected_environment);
+    return 1;
+}
+
+environment_settings* get_global_env_ptrs(environment_picture_settings** picture_out)
+{
+    if (picture_out) { *picture_out = &working_picture; }
+    return &working;
+}
+
+int32_t zr_store_environment_info(
+    const environment_settings* general, const environment_picture_settings* picture, document* document)
+{
+    if (!general || !picture) { return report_failure(ZR_ERROR_ARGUMENT, "no settings"); }
+    return has_document(document) && store_all(*general, *picture, *document);
+}
+
+namespace
+{
+
+bool fill_working(const document& document, const environment& record)
+{
+    if (!replace_text(working.ground_material_name, document.ground_material_name) ||
+        !replace_text(working.ground_material_library, document.ground_material_library))
+    {
+        return false;
+    }
+    working.environment_flags = document.environment_flags;
+    copy_haze_and_ground(working, document);
+    copy_record_fields(working, record);
+    copy_picture_fields(working_picture, record);
+    working_picture.image_fit = (record.image_flags & BACKGROUND_FIT) != 0;
+    working_picture.image_tile_mode = !(record.image_flags & BACKGROUND_TILE)  ? TILE_MODE_NONE
+                                      : record.image_flags & BACKGROUND_MIRROR ? TILE_MODE_MIRRORED
+                                                                               : TILE_MODE_TILED;
+    return true;
+}
+
+bool has_document(const document* document)
+{
+    return document || report_failure(ZR_ERROR_ARGUMENT, "no document");
+}
+
+bool store_all(
+    const environment_settings& general, const environment_picture_settings& picture, document& document)
+{
+    if (!replace_text(document.ground_material_name, general.ground_material_name) ||
+        !replace_text(document.ground_material_library, general.ground_material_library))
+    {
+        return false;
+    }
+    document.environment_flags = general.environment_flags;
+    copy_haze_and_ground(document, general);
+    store_record(general, picture, document.environment);
+    return true;
+}
+
 /// Replaces an owned text by a copy of another; false, with the old one kept, when memory fails.
 bool replace_text(char16_t*& owned, const char16_t* text)
 {
@@ -24,6 +113,26 @@ bool replace_text(char16_t*& owned, const char16_t* text)
     zr_free(owned);
     owned = copy;
     return true;
+}
+
+template <class To, class From> void copy_haze_and_ground(To& to, const From& from)
+{
+    to.fog_type = from.fog_type;
+    std::copy_n(from.fog_color, 3, to.fog_color);
+    to.fog_distance = from.fog_distance;
+    to.fog_strength = from.fog_strength;
+    to.ground_height = from.ground_height;
+}
+
+void store_record(
+    const environment_settings& general, const environment_picture_settings& picture, environment& record)
+{
+    copy_record_fields(record, general);
+    copy_picture_fields(record, picture);
+    record.image_flags &= ~uint32_t(BACKGROUND_FIT | BACKGROUND_TILE | BACKGROUND_MIRROR);
+    if (picture.image_fit) { record.image_flags |= BACKGROUND_FIT; }
+    if (picture.image_tile_mode != TILE_MODE_NONE) { record.image_flags |= BACKGROUND_TILE; }
+    if (picture.image_tile_mode == TILE_MODE_MIRRORED) { record.image_flags |= BACKGROUND_MIRROR; }
 }
 
 /// The fields that both blocks share with the record, in `from` and `to`.
@@ -70,97 +179,4 @@ template <class To, class From> void copy_picture_fields(To& to, const From& fro
     to.mask_blur = from.mask_blur;
 }
 
-template <class To, class From> void copy_haze_and_ground(To& to, const From& from)
-{
-    to.fog_type = from.fog_type;
-    std::copy_n(from.fog_color, 3, to.fog_color);
-    to.fog_distance = from.fog_distance;
-    to.fog_strength = from.fog_strength;
-    to.ground_height = from.ground_height;
-}
-
-bool fill_working(const document& document, const environment& record)
-{
-    if (!replace_text(working.ground_material_name, document.ground_material_name) ||
-        !replace_text(working.ground_material_library, document.ground_material_library))
-    {
-        return false;
-    }
-    working.environment_flags = document.environment_flags;
-    copy_haze_and_ground(working, document);
-    copy_record_fields(working, record);
-    copy_picture_fields(working_picture, record);
-    working_picture.image_fit = (record.image_flags & BACKGROUND_FIT) != 0;
-    working_picture.image_tile_mode = !(record.image_flags & BACKGROUND_TILE)  ? TILE_MODE_NONE
-                                      : record.image_flags & BACKGROUND_MIRROR ? TILE_MODE_MIRRORED
-                                                                               : TILE_MODE_TILED;
-    return true;
-}
-
-void store_record(
-    const environment_settings& general, const environment_picture_settings& picture, environment& record)
-{
-    copy_record_fields(record, general);
-    copy_picture_fields(record, picture);
-    record.image_flags &= ~uint32_t(BACKGROUND_FIT | BACKGROUND_TILE | BACKGROUND_MIRROR);
-    if (picture.image_fit) { record.image_flags |= BACKGROUND_FIT; }
-    if (picture.image_tile_mode != TILE_MODE_NONE) { record.image_flags |= BACKGROUND_TILE; }
-    if (picture.image_tile_mode == TILE_MODE_MIRRORED) { record.image_flags |= BACKGROUND_MIRROR; }
-}
-
-bool store_all(
-    const environment_settings& general, const environment_picture_settings& picture, document& document)
-{
-    if (!replace_text(document.ground_material_name, general.ground_material_name) ||
-        !replace_text(document.ground_material_library, general.ground_material_library))
-    {
-        return false;
-    }
-    document.environment_flags = general.environment_flags;
-    copy_haze_and_ground(document, general);
-    store_record(general, picture, document.environment);
-    return true;
-}
-
-bool has_document(const document* document)
-{
-    return document || report_failure(ZR_ERROR_ARGUMENT, "no document");
-}
-
 } // namespace
-
-int32_t get_environment_info(const document* document)
-{
-    return has_document(document) && fill_working(*document, document->environment);
-}
-
-int32_t get_reflected_environment_info(const document* document)
-{
-    return has_document(document) && fill_working(*document, document->reflected_environment);
-}
-
-int32_t store_environment_info(document* document)
-{
-    return has_document(document) && store_all(working, working_picture, *document);
-}
-
-int32_t store_reflected_environment_info(document* document)
-{
-    if (!has_document(document)) { return 0; }
-    document->environment_flags = working.environment_flags;
-    store_record(working, working_picture, document->reflected_environment);
-    return 1;
-}
-
-environment_settings* get_global_env_ptrs(environment_picture_settings** picture_out)
-{
-    if (picture_out) { *picture_out = &working_picture; }
-    return &working;
-}
-
-int32_t zr_store_environment_info(
-    const environment_settings* general, const environment_picture_settings* picture, document* document)
-{
-    if (!general || !picture) { return report_failure(ZR_ERROR_ARGUMENT, "no settings"); }
-    return has_document(document) && store_all(*general, *picture, *document);
-}

@@ -25,30 +25,10 @@ struct ground_object
     double ground_z; ///< model units
 };
 
-ground_object& ground_of(scene_object* o) { return *reinterpret_cast<ground_object*>(o); }
-const ground_object& ground_of(const scene_object* o) { return *reinterpret_cast<const ground_object*>(o); }
-
-bool hit_plane(const ground_object& g, ray& r, double low, double high)
-{
-    if (!(std::fabs(r.direction.z) >= geometry_zero)) { return false; }
-    const double t = (g.ground_z - r.origin.z) * r.inv_direction.z;
-    if (!(t >= low && t >= r.t_min && t <= high && t <= r.t_max && t <= r.hit_t)) { return false; }
-    r.hit_t = t;
-    r.hit_point = r.origin + t * r.direction;
-    r.geometric_normal = r.interpolated_normal = { 0, 0, 1 };
-    r.hit_element = 0;
-    std::fill_n(r.element_coords, 3, 1.0); // within, on no edge
-    return true;
-}
-
-int32_t intersect(ray* r, scene_object* o, double low, double high)
-{
-    if (!hit_plane(ground_of(o), *r, low, high)) { return 0; }
-    r->hit_object = o;
-    return 1;
-}
-
-material* get_material(const scene_object* o) { return entry_material(ground_of(o).material_entry); }
+material* get_material(const scene_object* o);
+int32_t intersect(ray* r, scene_object* o, double low, double high);
+ground_object& ground_of(scene_object* o);
+const ground_object& ground_of(const scene_object* o);
 
 const object_vft operations = {
     .type_id = OBJECT_GROUND,
@@ -90,33 +70,10 @@ const object_vft operations = {
 ground_object ground = { { nullptr, &operations, 0, 0 }, 0, nullptr, 0.0 };
 material_entry own_entry = {}; ///< of a material that is the ground's alone
 
-bool is_given(const char16_t* text) { return text && text[0]; }
-
-material_entry* find_material(const document& document, const char16_t* name)
-{
-    for (material_entry* e = document.materials; e; e = e->next)
-    {
-        if (!e->library[0] && platform::same_text(e->name, name)) { return e; }
-    }
-    return nullptr;
-}
-
-/// The entry with the ground's material.
-material_entry* load_material(const document& document)
-{
-    end_ground();
-    const char16_t* name = document.ground_material_name;
-    if (is_given(name) && is_given(document.ground_material_library))
-    {
-        own_entry.material = zr_load_material_from_library(name, document.ground_material_library);
-    }
-    else if (is_given(name))
-    {
-        if (material_entry* of_document = find_material(document, name)) { return of_document; }
-    }
-    if (!own_entry.material) { own_entry.material = zr_build_fake_material(); }
-    return &own_entry;
-}
+material_entry* load_material(const document& document);
+bool is_given(const char16_t* text);
+material_entry* find_material(const document& document, const char16_t* name);
+bool hit_plane(const ground_object& g, ray& r, double low, double high);
 
 } // namespace
 
@@ -145,5 +102,64 @@ bool ground_test(const document& document, ray& ray)
     ray.hit_ground = 1;
     return true;
 }
+
+namespace
+{
+
+/// The entry with the ground's material.
+material_entry* load_material(const document& document)
+{
+    end_ground();
+    const char16_t* name = document.ground_material_name;
+    if (is_given(name) && is_given(document.ground_material_library))
+    {
+        own_entry.material = zr_load_material_from_library(name, document.ground_material_library);
+    }
+    else if (is_given(name))
+    {
+        if (material_entry* of_document = find_material(document, name)) { return of_document; }
+    }
+    if (!own_entry.material) { own_entry.material = zr_build_fake_material(); }
+    return &own_entry;
+}
+
+bool is_given(const char16_t* text) { return text && text[0]; }
+
+material_entry* find_material(const document& document, const char16_t* name)
+{
+    for (material_entry* e = document.materials; e; e = e->next)
+    {
+        if (!e->library[0] && platform::same_text(e->name, name)) { return e; }
+    }
+    return nullptr;
+}
+
+material* get_material(const scene_object* o) { return entry_material(ground_of(o).material_entry); }
+
+int32_t intersect(ray* r, scene_object* o, double low, double high)
+{
+    if (!hit_plane(ground_of(o), *r, low, high)) { return 0; }
+    r->hit_object = o;
+    return 1;
+}
+
+bool hit_plane(const ground_object& g, ray& r, double low, double high)
+{
+    if (!(std::fabs(r.direction.z) >= geometry_zero)) { return false; }
+    const double t = (g.ground_z - r.origin.z) * r.inv_direction.z;
+    if (!(t >= low && t >= r.t_min && t <= high && t <= r.t_max && t <= r.hit_t)) { return false; }
+    r.hit_t = t;
+    r.hit_point = r.origin + t * r.direction;
+    r.geometric_normal = r.interpolated_normal = { 0, 0, 1 };
+    r.hit_element = 0;
+    std::fill_n(r.element_coords, 3, 1.0); // within, on no edge
+    return true;
+}
+
+ground_object& ground_of(scene_object* o) { return *reinterpret_cast<ground_object*>(o); }
+
+const ground_object& ground_of(const scene_object* o) { return *reinterpret_cast<const ground_object*>(o); }
+
+} // namespace
 
 } // namespace zr

@@ -46,158 +46,19 @@ struct environment_light
 };
 environment_light around = {};
 
-double altitude_sine(int rows, double row) { return std::sin(M_PI * (row / rows - 0.5)); }
-
-vector3 direction_at(double z, double turn)
-{
-    const double angle = 2.0 * M_PI * turn, r = std::sqrt(std::fmax(1.0 - z * z, 0.0));
-    return { r * std::cos(angle), r * std::sin(angle), z };
-}
-
-size_t cell_of(const vector3& d)
-{
-    const double altitude = std::asin(std::clamp(d.z, -1.0, 1.0)) / M_PI + 0.5;
-    double turn = std::atan2(d.y, d.x) / (2.0 * M_PI);
-    if (turn < 0.0) { turn += 1.0; }
-    const int row = std::min(int(altitude * around.rows), around.rows - 1);
-    const int column = std::min(int(turn * around.columns), around.columns - 1);
-    return size_t(row) * size_t(around.columns) + size_t(column);
-}
-
-/// Mean radiance of a cell, by `points` x `points` directions of equal solid angle.
-void average_cell(const document& d, int row, int column, int points, float mean[3])
-{
-    double sum[3] = {};
-    const double low = altitude_sine(around.rows, row), high = altitude_sine(around.rows, row + 1);
-    for (int i = 0; i < points; ++i)
-    {
-        const double z = low + (high - low) * (i + 0.5) / points;
-        for (int k = 0; k < points; ++k)
-        {
-            double rgb[3];
-            environment_radiance(d, d.environment,
-                direction_at(z, (column + (k + 0.5) / points) / around.columns), nullptr, rgb);
-            for (int c = 0; c < 3; ++c) { sum[c] += rgb[c]; }
-        }
-    }
-    for (int c = 0; c < 3; ++c) { mean[c] = float(sum[c] / (points * points)); }
-}
-
-/// Makes ends of running sums 0 to 1; where there is nothing, even steps.
-void make_shares(double* ends, int count)
-{
-    const double total = ends[count - 1];
-    for (int i = 0; i < count; ++i) { ends[i] = total > 0.0 ? ends[i] / total : (i + 1.0) / count; }
-    ends[count - 1] = 1.0;
-}
-
-void make_distribution()
-{
-    double brightest = 0.0;
-    for (int row = 0; row < around.rows; ++row)
-    {
-        const double band =
-            2.0 * M_PI * (altitude_sine(around.rows, row + 1) - altitude_sine(around.rows, row));
-        double* ends = &around.column_end[size_t(row) * size_t(around.columns)];
-        const float* cell = &around.radiance[3 * size_t(row) * size_t(around.columns)];
-        double sum = 0.0;
-        for (int column = 0; column < around.columns; ++column, cell += 3)
-        {
-            const double y = luminance(cell);
-            brightest = std::fmax(brightest, y);
-            ends[column] = sum += y * band / around.columns;
-        }
-        around.row_end[size_t(row)] = around.flux += sum;
-        make_shares(ends, around.columns);
-    }
-    make_shares(around.row_end.items, around.rows);
-    around.has_bright_spots = brightest * 4.0 * M_PI > bright_contrast * around.flux;
-}
-
-bool has_hdr(const document& d) { return (d.environment_flags & ENVIRONMENT_HDR) && d.environment.hdr_view; }
-
-/// A picture that lies in the view has no direction to shine from.
-bool has_picture_around(const document& d)
-{
-    return (d.environment_flags & ENVIRONMENT_PICTURE) && prepared_of(d, d.environment).image_bitmap &&
-           d.environment.image_projection != 0;
-}
-
-bool make_table(const document& d)
-{
-    const bool has_picture = has_hdr(d) || has_picture_around(d);
-    around.rows = has_hdr(d) ? fine_rows : coarse_rows;
-    around.columns = 2 * around.rows;
-    const size_t cells = size_t(around.rows) * size_t(around.columns);
-    if (!around.radiance.resize(3 * cells) || !around.column_end.resize(cells) ||
-        !around.row_end.resize(size_t(around.rows)))
-    {
-        free_sky_light();
-        return report_failure(ZR_ERROR_MEMORY, "no memory for the light of the environment");
-    }
-    const int points = has_picture ? max_points : 2;
-    for (int row = 0; row < around.rows; ++row)
-    {
-        for (int column = 0; column < around.columns; ++column)
-        {
-            const size_t cell = size_t(row) * size_t(around.columns) + size_t(column);
-            average_cell(d, row, column, points, &around.radiance[3 * cell]);
-        }
-    }
-    make_distribution();
-    if (around.flux > 0.0) { around.kind = source::table; }
-    return true;
-}
-
-/// Irradiance of level ground under the upper half, by cells of a table.
-void measure_level_ground()
-{
-    const int rows = around.kind == source::table ? around.rows : coarse_rows, columns = 2 * rows;
-    for (int row = rows / 2; row < rows; ++row)
-    {
-        const double low = altitude_sine(rows, row), high = altitude_sine(rows, row + 1);
-        const double weight = M_PI * (high * high - low * low) / columns;
-        for (int column = 0; column < columns; ++column)
-        {
-            const vector3 middle = direction_at(altitude_sine(rows, row + 0.5), (column + 0.5) / columns);
-            const sky_sample s = sky_light_from(middle);
-            for (int c = 0; c < 3; ++c) { around.level_lux[c] += weight * s.radiance[c]; }
-        }
-    }
-}
-
-/// Index of the first end that lies above `x`; `x` becomes the place within that step, 0 to 1.
-int find_step(const double* ends, int count, double& x)
-{
-    const int i = std::min(int(std::upper_bound(ends, ends + count, x) - ends), count - 1);
-    const double from = i ? ends[i - 1] : 0.0, width = ends[i] - from;
-    x = width > 0.0 ? std::clamp((x - from) / width, 0.0, 1.0) : 0.5;
-    return i;
-}
-
-void fill_from_cell(size_t cell, sky_sample& s)
-{
-    const float* rgb = &around.radiance[3 * cell];
-    for (int c = 0; c < 3; ++c) { s.radiance[c] = rgb[c]; }
-    s.density = around.has_bright_spots ? luminance(rgb) / around.flux : 0.0;
-}
-
-/// Decides what shines. False when memory fails.
-bool choose_source(const document& document)
-{
-    if (document.light_model != LIGHT_MODEL_EXACT || document.sky_light_samples <= 0) { return true; }
-    const uint32_t mode = document.sun_sky_flags;
-    const bool has_sun = (mode & SUN_SKY_SUN_MASK) && document.sun_sky;
-    if (has_sun && (mode & SUN_SKY_INDIRECT) && !(mode & SUN_SKY_DIRECT_SKY)) { return true; }
-    if (has_sun && document.environment.mode == ENVIRONMENT_SKY && !has_hdr(document) &&
-        !has_picture_around(document))
-    {
-        around.sky = document.sun_sky;
-        if (around.sky->sky_strength > 0.0) { around.kind = source::formula; }
-        return true;
-    }
-    return (environment_white(document) <= 0.0 && !has_hdr(document)) || make_table(document);
-}
+bool choose_source(const document& document);
+bool make_table(const document& d);
+bool has_hdr(const document& d);
+bool has_picture_around(const document& d);
+void average_cell(const document& d, int row, int column, int points, float mean[3]);
+void make_distribution();
+void make_shares(double* ends, int count);
+void measure_level_ground();
+size_t cell_of(const vector3& d);
+int find_step(const double* ends, int count, double& x);
+double altitude_sine(int rows, double row);
+vector3 direction_at(double z, double turn);
+void fill_from_cell(size_t cell, sky_sample& s);
 
 } // namespace
 
@@ -268,3 +129,166 @@ double zr_set_background_luminance(document* document, double luminance)
     }
     return former;
 }
+
+namespace zr
+{
+
+namespace
+{
+
+/// Decides what shines. False when memory fails.
+bool choose_source(const document& document)
+{
+    if (document.light_model != LIGHT_MODEL_EXACT || document.sky_light_samples <= 0) { return true; }
+    const uint32_t mode = document.sun_sky_flags;
+    const bool has_sun = (mode & SUN_SKY_SUN_MASK) && document.sun_sky;
+    if (has_sun && (mode & SUN_SKY_INDIRECT) && !(mode & SUN_SKY_DIRECT_SKY)) { return true; }
+    if (has_sun && document.environment.mode == ENVIRONMENT_SKY && !has_hdr(document) &&
+        !has_picture_around(document))
+    {
+        around.sky = document.sun_sky;
+        if (around.sky->sky_strength > 0.0) { around.kind = source::formula; }
+        return true;
+    }
+    return (environment_white(document) <= 0.0 && !has_hdr(document)) || make_table(document);
+}
+
+bool make_table(const document& d)
+{
+    const bool has_picture = has_hdr(d) || has_picture_around(d);
+    around.rows = has_hdr(d) ? fine_rows : coarse_rows;
+    around.columns = 2 * around.rows;
+    const size_t cells = size_t(around.rows) * size_t(around.columns);
+    if (!around.radiance.resize(3 * cells) || !around.column_end.resize(cells) ||
+        !around.row_end.resize(size_t(around.rows)))
+    {
+        free_sky_light();
+        return report_failure(ZR_ERROR_MEMORY, "no memory for the light of the environment");
+    }
+    const int points = has_picture ? max_points : 2;
+    for (int row = 0; row < around.rows; ++row)
+    {
+        for (int column = 0; column < around.columns; ++column)
+        {
+            const size_t cell = size_t(row) * size_t(around.columns) + size_t(column);
+            average_cell(d, row, column, points, &around.radiance[3 * cell]);
+        }
+    }
+    make_distribution();
+    if (around.flux > 0.0) { around.kind = source::table; }
+    return true;
+}
+
+bool has_hdr(const document& d) { return (d.environment_flags & ENVIRONMENT_HDR) && d.environment.hdr_view; }
+
+/// A picture that lies in the view has no direction to shine from.
+bool has_picture_around(const document& d)
+{
+    return (d.environment_flags & ENVIRONMENT_PICTURE) && prepared_of(d, d.environment).image_bitmap &&
+           d.environment.image_projection != 0;
+}
+
+/// Mean radiance of a cell, by `points` x `points` directions of equal solid angle.
+void average_cell(const document& d, int row, int column, int points, float mean[3])
+{
+    double sum[3] = {};
+    const double low = altitude_sine(around.rows, row), high = altitude_sine(around.rows, row + 1);
+    for (int i = 0; i < points; ++i)
+    {
+        const double z = low + (high - low) * (i + 0.5) / points;
+        for (int k = 0; k < points; ++k)
+        {
+            double rgb[3];
+            environment_radiance(d, d.environment,
+                direction_at(z, (column + (k + 0.5) / points) / around.columns), nullptr, rgb);
+            for (int c = 0; c < 3; ++c) { sum[c] += rgb[c]; }
+        }
+    }
+    for (int c = 0; c < 3; ++c) { mean[c] = float(sum[c] / (points * points)); }
+}
+
+void make_distribution()
+{
+    double brightest = 0.0;
+    for (int row = 0; row < around.rows; ++row)
+    {
+        const double band =
+            2.0 * M_PI * (altitude_sine(around.rows, row + 1) - altitude_sine(around.rows, row));
+        double* ends = &around.column_end[size_t(row) * size_t(around.columns)];
+        const float* cell = &around.radiance[3 * size_t(row) * size_t(around.columns)];
+        double sum = 0.0;
+        for (int column = 0; column < around.columns; ++column, cell += 3)
+        {
+            const double y = luminance(cell);
+            brightest = std::fmax(brightest, y);
+            ends[column] = sum += y * band / around.columns;
+        }
+        around.row_end[size_t(row)] = around.flux += sum;
+        make_shares(ends, around.columns);
+    }
+    make_shares(around.row_end.items, around.rows);
+    around.has_bright_spots = brightest * 4.0 * M_PI > bright_contrast * around.flux;
+}
+
+/// Makes ends of running sums 0 to 1; where there is nothing, even steps.
+void make_shares(double* ends, int count)
+{
+    const double total = ends[count - 1];
+    for (int i = 0; i < count; ++i) { ends[i] = total > 0.0 ? ends[i] / total : (i + 1.0) / count; }
+    ends[count - 1] = 1.0;
+}
+
+/// Irradiance of level ground under the upper half, by cells of a table.
+void measure_level_ground()
+{
+    const int rows = around.kind == source::table ? around.rows : coarse_rows, columns = 2 * rows;
+    for (int row = rows / 2; row < rows; ++row)
+    {
+        const double low = altitude_sine(rows, row), high = altitude_sine(rows, row + 1);
+        const double weight = M_PI * (high * high - low * low) / columns;
+        for (int column = 0; column < columns; ++column)
+        {
+            const vector3 middle = direction_at(altitude_sine(rows, row + 0.5), (column + 0.5) / columns);
+            const sky_sample s = sky_light_from(middle);
+            for (int c = 0; c < 3; ++c) { around.level_lux[c] += weight * s.radiance[c]; }
+        }
+    }
+}
+
+size_t cell_of(const vector3& d)
+{
+    const double altitude = std::asin(std::clamp(d.z, -1.0, 1.0)) / M_PI + 0.5;
+    double turn = std::atan2(d.y, d.x) / (2.0 * M_PI);
+    if (turn < 0.0) { turn += 1.0; }
+    const int row = std::min(int(altitude * around.rows), around.rows - 1);
+    const int column = std::min(int(turn * around.columns), around.columns - 1);
+    return size_t(row) * size_t(around.columns) + size_t(column);
+}
+
+/// Index of the first end that lies above `x`; `x` becomes the place within that step, 0 to 1.
+int find_step(const double* ends, int count, double& x)
+{
+    const int i = std::min(int(std::upper_bound(ends, ends + count, x) - ends), count - 1);
+    const double from = i ? ends[i - 1] : 0.0, width = ends[i] - from;
+    x = width > 0.0 ? std::clamp((x - from) / width, 0.0, 1.0) : 0.5;
+    return i;
+}
+
+double altitude_sine(int rows, double row) { return std::sin(M_PI * (row / rows - 0.5)); }
+
+vector3 direction_at(double z, double turn)
+{
+    const double angle = 2.0 * M_PI * turn, r = std::sqrt(std::fmax(1.0 - z * z, 0.0));
+    return { r * std::cos(angle), r * std::sin(angle), z };
+}
+
+void fill_from_cell(size_t cell, sky_sample& s)
+{
+    const float* rgb = &around.radiance[3 * cell];
+    for (int c = 0; c < 3; ++c) { s.radiance[c] = rgb[c]; }
+    s.density = around.has_bright_spots ? luminance(rgb) / around.flux : 0.0;
+}
+
+} // namespace
+
+} // namespace zr

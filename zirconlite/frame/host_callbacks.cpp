@@ -46,18 +46,10 @@ static_assert(sizeof(names) / sizeof(names[0]) == slot_count);
 /// A host that makes room may itself allocate; asking it again from there would never end.
 thread_local bool inside_low_memory = false;
 
-template <class Function> Function* in_slot(slot s)
-{
-    return reinterpret_cast<Function*>(platform::load_word(&the_module.host[s]));
-}
-
-template <class Function> Function* enabled_in_slot(slot s)
-{
-    return offers_enabled(s) ? in_slot<Function>(s) : nullptr;
-}
-
 void fill_slot(slot s, zr_handle module);
 bool stops_on_zero(int32_t code);
+template <class Function> Function* enabled_in_slot(slot s);
+template <class Function> Function* in_slot(slot s);
 
 } // namespace
 
@@ -251,6 +243,16 @@ bool stops_on_zero(int32_t code)
     return code == PROGRESS_GRID_STARTS || code == PROGRESS_GRID_ADVANCES ||
            code == PROGRESS_FRUSTUM_STARTS || code == PROGRESS_FRUSTUM_ADVANCES || code == PROGRESS_STRIP ||
            code == PROGRESS_PASS_1_DONE;
+}
+
+template <class Function> Function* enabled_in_slot(slot s)
+{
+    return offers_enabled(s) ? in_slot<Function>(s) : nullptr;
+}
+
+template <class Function> Function* in_slot(slot s)
+{
+    return reinterpret_cast<Function*>(platform::load_word(&the_module.host[s]));
 }
 
 } // namespace

@@ -18,13 +18,7 @@ float jitter_x[table_size], jitter_y[table_size];
 uint32_t jitter_index[table_size];
 bool random_tables_ready = false;
 
-/// trunc(key x 5) as 32 bits in two's complement; keys beyond their range wrap.
-uint32_t cell_of(double key)
-{
-    const double scaled = key * 5.0;
-    if (!(std::fabs(scaled) < 9e18)) { return 0; }
-    return uint32_t(int64_t(scaled));
-}
+uint32_t cell_of(double key);
 
 } // namespace
 
@@ -47,5 +41,18 @@ void table_jitter(const double key[2], const double amplitude[2], double result[
     result[0] = jitter_x[(jitter_index[a & table_mask] + 4 * b + a) & table_mask] * amplitude[0];
     result[1] = jitter_y[(jitter_index[b & table_mask] + 4 * a + b) & table_mask] * amplitude[1];
 }
+
+namespace
+{
+
+/// trunc(key x 5) as 32 bits in two's complement; keys beyond their range wrap.
+uint32_t cell_of(double key)
+{
+    const double scaled = key * 5.0;
+    if (!(std::fabs(scaled) < 9e18)) { return 0; }
+    return uint32_t(int64_t(scaled));
+}
+
+} // namespace
 
 } // namespace zr

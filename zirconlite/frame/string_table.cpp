@@ -35,11 +35,11 @@ struct line_reader
     char16_t line[ZR_MESSAGE_CAPACITY];
 };
 
-table_head* head_of(string_table table) { return reinterpret_cast<table_head*>(table) - 1; }
 bool next_line(line_reader& in);
 bool read_font_line(const char16_t* line, bool* done);
 bool read_entry(string_table table, int32_t count, const char16_t* line);
 bool number_of_key(const char16_t* text, int32_t* number);
+table_head* head_of(string_table table);
 
 } // namespace
 
@@ -255,5 +255,7 @@ bool number_of_key(const char16_t* text, int32_t* number)
     *number = value > -2147483648.0 && value < 2147483648.0 ? int32_t(value) : -1;
     return true;
 }
+
+table_head* head_of(string_table table) { return reinterpret_cast<table_head*>(table) - 1; }
 
 } // namespace

@@ -11,6 +11,8 @@
 namespace
 {
 
+template <zr::picture_decoder decode> bitmap* read_image(bitmap_format* record);
+
 struct format_row
 {
     uint32_t format_id;
@@ -20,11 +22,6 @@ struct format_row
     int32_t (*write_image)(bitmap_format*);
     bitmap* (*read_image)(bitmap_format*);
 };
-
-template <zr::picture_decoder decode> bitmap* read_image(bitmap_format* record)
-{
-    return zr::read_picture(*record, decode);
-}
 
 // In the order of enumeration; the first is what an unknown name gets.
 constexpr format_row formats[] = {
@@ -119,6 +116,11 @@ const format_row* row_of_extension(char16_t* extension)
         if (*a == *b) { return &row; }
     }
     return nullptr;
+}
+
+template <zr::picture_decoder decode> bitmap* read_image(bitmap_format* record)
+{
+    return zr::read_picture(*record, decode);
 }
 
 } // namespace

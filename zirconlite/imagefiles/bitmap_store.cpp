@@ -27,121 +27,17 @@ struct
     bool uses_temporary, replaces, not_cached;
 } store = {};
 
-int32_t channels(zr::bitmap_pixels format)
-{
-    return format == zr::bitmap_rgba ? 4 : format == zr::bitmap_grey ? 1 : 3;
-}
-
-/// Bytes of a bitmap with all its levels. The share of a third for the levels, with a row and a column for
-/// rounding, is too little for pictures of one column or row.
-uint32_t bytes_with_levels(int64_t width, int64_t height, int64_t bytes_per_pixel)
-{
-    const int64_t bytes = width * height * bytes_per_pixel;
-    const auto usual = int64_t(double(bytes) * 1.3334 + double(height) + double(width) + 1.5);
-    int64_t sum = bytes;
-    for (int64_t side = width > height ? width : height; side > 1; side = (side + 1) / 2)
-    {
-        width = width > 1 ? width / 2 : 1;
-        height = height > 1 ? height / 2 : 1;
-        sum += width * height * bytes_per_pixel;
-    }
-    return uint32_t(sum > usual ? sum : usual);
-}
-
-bitmap* find(bitmap* head, const char16_t* name)
-{
-    while (head && !platform::same_text(head->name, name)) { head = head->next; }
-    return head;
-}
-
-platform::lock* list_lock()
-{
-    static platform::lock* const lock = platform::new_lock();
-    return lock;
-}
-
-bitmap* find_in(bitmap* const& head, const char16_t* name)
-{
-    const platform::lock_scope held(list_lock());
-    return find(head, name);
-}
-
-void push(bitmap*& head, bitmap* b)
-{
-    b->flags |= BITMAP_LISTED;
-    b->next = head;
-    head = b;
-}
-
-/// Puts a bitmap in a list, and gives it; where another thread was faster, gives its one and frees this.
-bitmap* list_once(bitmap*& head, bitmap* b)
-{
-    const platform::lock_scope held(list_lock());
-    if (bitmap* present = find(head, b->name))
-    {
-        zr_free_bitmap(b);
-        return present;
-    }
-    push(head, b);
-    return b;
-}
-
-bool refuse_path(const char16_t* path, size_t room)
-{
-    zr::report_in_file(zr::fail(ZR_ERROR_LIMIT, "the path is longer than %zu characters", room - 1), path, 0);
-    return false;
-}
-
-/// Sets the record up by the extension of its path, and gives the path the extension of that format. False
-/// for a path without a file name, and for one that gets too long.
-bool choose_format(bitmap_format& record)
-{
-    const size_t length = platform::text_length(record.path);
-    size_t name = length, dot = length;
-    while (name > 0 && record.path[name - 1] != u'/' && record.path[name - 1] != u'\\') { --name; }
-    for (size_t i = name; i < length; ++i)
-    {
-        if (record.path[i] == u'.') { dot = i; }
-    }
-    if (dot == name) { return false; }
-    char16_t extension[16];
-    if (!platform::copy_text(extension, 16, dot < length ? record.path + dot + 1 : u"")) { extension[0] = 0; }
-    zr_get_bitmap_format_by_ext(extension, &record);
-    record.path[dot] = 0;
-    const size_t room = sizeof(record.path) / sizeof(record.path[0]);
-    return (platform::append_text(record.path, room, u".") &&
-               platform::append_text(record.path, room, record.extension)) ||
-           refuse_path(record.path, room);
-}
-
-/// Replaces the record's path by the full one of the file. False when there is none.
-bool find_file(bitmap_format& record)
-{
-    char16_t found[ZR_PATH_CAPACITY];
-    if (!zr_findfile(nullptr, record.path, found)) { return false; }
-    const size_t room = sizeof(record.path) / sizeof(record.path[0]);
-    return platform::copy_text(record.path, room, found) || refuse_path(found, room);
-}
-
-/// Puts a bitmap just read in the temporary list, or its picture into the record that is there.
-bitmap* keep_temporary(bitmap* read)
-{
-    const platform::lock_scope held(list_lock());
-    bitmap* older = store.replaces ? find(store.temporary, read->name) : nullptr;
-    if (!older)
-    {
-        push(store.temporary, read);
-        ++store.temporary_count;
-        return read;
-    }
-    zr_free(older->pixels);
-    bitmap* next = older->next;
-    *older = *read;
-    older->next = next;
-    older->flags |= BITMAP_LISTED;
-    zr_free(read); // the shell: `older` has its pixels
-    return older;
-}
+bool choose_format(bitmap_format& record);
+bool find_file(bitmap_format& record);
+bitmap* keep_temporary(bitmap* read);
+bool refuse_path(const char16_t* path, size_t room);
+bitmap* list_once(bitmap*& head, bitmap* b);
+void push(bitmap*& head, bitmap* b);
+bitmap* find_in(bitmap* const& head, const char16_t* name);
+bitmap* find(bitmap* head, const char16_t* name);
+platform::lock* list_lock();
+int32_t channels(zr::bitmap_pixels format);
+uint32_t bytes_with_levels(int64_t width, int64_t height, int64_t bytes_per_pixel);
 
 } // namespace
 
@@ -338,3 +234,124 @@ void report_in_file(status s, const char16_t* path, uint64_t byte)
 }
 
 } // namespace zr
+
+namespace
+{
+
+/// Sets the record up by the extension of its path, and gives the path the extension of that format. False
+/// for a path without a file name, and for one that gets too long.
+bool choose_format(bitmap_format& record)
+{
+    const size_t length = platform::text_length(record.path);
+    size_t name = length, dot = length;
+    while (name > 0 && record.path[name - 1] != u'/' && record.path[name - 1] != u'\\') { --name; }
+    for (size_t i = name; i < length; ++i)
+    {
+        if (record.path[i] == u'.') { dot = i; }
+    }
+    if (dot == name) { return false; }
+    char16_t extension[16];
+    if (!platform::copy_text(extension, 16, dot < length ? record.path + dot + 1 : u"")) { extension[0] = 0; }
+    zr_get_bitmap_format_by_ext(extension, &record);
+    record.path[dot] = 0;
+    const size_t room = sizeof(record.path) / sizeof(record.path[0]);
+    return (platform::append_text(record.path, room, u".") &&
+               platform::append_text(record.path, room, record.extension)) ||
+           refuse_path(record.path, room);
+}
+
+/// Replaces the record's path by the full one of the file. False when there is none.
+bool find_file(bitmap_format& record)
+{
+    char16_t found[ZR_PATH_CAPACITY];
+    if (!zr_findfile(nullptr, record.path, found)) { return false; }
+    const size_t room = sizeof(record.path) / sizeof(record.path[0]);
+    return platform::copy_text(record.path, room, found) || refuse_path(found, room);
+}
+
+/// Puts a bitmap just read in the temporary list, or its picture into the record that is there.
+bitmap* keep_temporary(bitmap* read)
+{
+    const platform::lock_scope held(list_lock());
+    bitmap* older = store.replaces ? find(store.temporary, read->name) : nullptr;
+    if (!older)
+    {
+        push(store.temporary, read);
+        ++store.temporary_count;
+        return read;
+    }
+    zr_free(older->pixels);
+    bitmap* next = older->next;
+    *older = *read;
+    older->next = next;
+    older->flags |= BITMAP_LISTED;
+    zr_free(read); // the shell: `older` has its pixels
+    return older;
+}
+
+bool refuse_path(const char16_t* path, size_t room)
+{
+    zr::report_in_file(zr::fail(ZR_ERROR_LIMIT, "the path is longer than %zu characters", room - 1), path, 0);
+    return false;
+}
+
+/// Puts a bitmap in a list, and gives it; where another thread was faster, gives its one and frees this.
+bitmap* list_once(bitmap*& head, bitmap* b)
+{
+    const platform::lock_scope held(list_lock());
+    if (bitmap* present = find(head, b->name))
+    {
+        zr_free_bitmap(b);
+        return present;
+    }
+    push(head, b);
+    return b;
+}
+
+void push(bitmap*& head, bitmap* b)
+{
+    b->flags |= BITMAP_LISTED;
+    b->next = head;
+    head = b;
+}
+
+bitmap* find_in(bitmap* const& head, const char16_t* name)
+{
+    const platform::lock_scope held(list_lock());
+    return find(head, name);
+}
+
+bitmap* find(bitmap* head, const char16_t* name)
+{
+    while (head && !platform::same_text(head->name, name)) { head = head->next; }
+    return head;
+}
+
+platform::lock* list_lock()
+{
+    static platform::lock* const lock = platform::new_lock();
+    return lock;
+}
+
+int32_t channels(zr::bitmap_pixels format)
+{
+    return format == zr::bitmap_rgba ? 4 : format == zr::bitmap_grey ? 1 : 3;
+}
+
+/// Bytes of a bitmap with all its levels. The share of a third for the levels, with a row and a column for
+/// rounding, is too little for pictures of one column or row.
+uint32_t bytes_with_levels(int64_t width, int64_t height, int64_t bytes_per_pixel)
+{
+    const int64_t bytes = width * height * bytes_per_pixel;
+    const auto usual = int64_t(double(bytes) * 1.3334 + double(height) + double(width) + 1.5);
+    int64_t sum = bytes;
+    for (int64_t side = width > height ? width : height; side > 1; side = (side + 1) / 2)
+    {
+        width = width > 1 ? width / 2 : 1;
+        height = height > 1 ? height / 2 : 1;
+        sum += width * height * bytes_per_pixel;
+    }
+    return uint32_t(sum > usual ? sum : usual);
+}
+
+} // namespace

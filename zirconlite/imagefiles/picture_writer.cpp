@@ -12,39 +12,9 @@ namespace
 
 constexpr size_t block_bytes = 1 << 16;
 
-zr::status write_failure()
-{
-    return zr::fail(ZR_ERROR_WRITE, "the file cannot be written; the disk may be full");
-}
-
-bool write_pending(zr::picture_file& file)
-{
-    const zr::array<uint8_t>& pending = file.pending;
-    if (!zr::platform::write_replacement(file.replacement, pending.items, pending.count))
-    {
-        return zr::stop_picture(file, write_failure());
-    }
-    file.pending.count = 0;
-    return true;
-}
-
-const char* reason(zr::platform::file_error why)
-{
-    using zr::platform::file_error;
-    switch (why)
-    {
-    case file_error::not_found:
-        return "its folder does not exist";
-    case file_error::in_use:
-        return "another program has it open";
-    case file_error::denied:
-        return "writing there is not allowed";
-    case file_error::not_a_file:
-        return "the name is that of a folder or a device";
-    default:
-        return "the file cannot be opened";
-    }
-}
+const char* reason(zr::platform::file_error why);
+bool write_pending(zr::picture_file& file);
+zr::status write_failure();
 
 } // namespace
 
@@ -143,3 +113,42 @@ void show_rows_written(bitmap_format& record, uint32_t rows_written)
 }
 
 } // namespace zr
+
+namespace
+{
+
+const char* reason(zr::platform::file_error why)
+{
+    using zr::platform::file_error;
+    switch (why)
+    {
+    case file_error::not_found:
+        return "its folder does not exist";
+    case file_error::in_use:
+        return "another program has it open";
+    case file_error::denied:
+        return "writing there is not allowed";
+    case file_error::not_a_file:
+        return "the name is that of a folder or a device";
+    default:
+        return "the file cannot be opened";
+    }
+}
+
+bool write_pending(zr::picture_file& file)
+{
+    const zr::array<uint8_t>& pending = file.pending;
+    if (!zr::platform::write_replacement(file.replacement, pending.items, pending.count))
+    {
+        return zr::stop_picture(file, write_failure());
+    }
+    file.pending.count = 0;
+    return true;
+}
+
+zr::status write_failure()
+{
+    return zr::fail(ZR_ERROR_WRITE, "the file cannot be written; the disk may be full");
+}
+
+} // namespace

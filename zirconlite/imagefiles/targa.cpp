@@ -32,10 +32,7 @@ constexpr uint8_t alpha_bits = 0x0F, right_to_left = 0x10, top_row_first = 0x20;
 
 using pixel_reader = void (*)(const uint8_t* in, size_t count, uint8_t* out);
 
-void read_grey(const uint8_t* in, size_t count, uint8_t* out) { memcpy(out, in, count); }
 void read_16(const uint8_t* in, size_t count, uint8_t* out);
-void read_24(const uint8_t* in, size_t count, uint8_t* out) { zr::swap_red_blue(in, count, 3, out); }
-void read_32(const uint8_t* in, size_t count, uint8_t* out) { zr::swap_red_blue(in, count, 4, out); }
 
 struct form_row
 {
@@ -45,6 +42,10 @@ struct form_row
     zr::bitmap_pixels format;
     pixel_reader read;
 };
+
+void read_24(const uint8_t* in, size_t count, uint8_t* out);
+void read_32(const uint8_t* in, size_t count, uint8_t* out);
+void read_grey(const uint8_t* in, size_t count, uint8_t* out);
 
 constexpr form_row forms[] = {
     { 2, 16, false, zr::bitmap_rgb, read_16 },
@@ -245,5 +246,11 @@ void reverse_row(uint8_t* row, size_t width, size_t pixel_bytes)
         std::swap_ranges(row + left * pixel_bytes, row + (left + 1) * pixel_bytes, row + right * pixel_bytes);
     }
 }
+
+void read_24(const uint8_t* in, size_t count, uint8_t* out) { zr::swap_red_blue(in, count, 3, out); }
+
+void read_32(const uint8_t* in, size_t count, uint8_t* out) { zr::swap_red_blue(in, count, 4, out); }
+
+void read_grey(const uint8_t* in, size_t count, uint8_t* out) { memcpy(out, in, count); }
 
 } // namespace

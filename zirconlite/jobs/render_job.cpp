@@ -64,295 +64,27 @@ struct running_job
 };
 running_job current = {};
 
-void forget_job()
-{
-    platform::free_event(current.may_run);
-    current.thread = nullptr;
-    current.doc = nullptr;
-    current.may_run = nullptr;
-    platform::store_word(&current.phase, phase_idle);
-}
-
-platform::lock* job_lock()
-{
-    static platform::lock* const lock = platform::new_lock();
-    return lock;
-}
-
-void say(message m) { host::status_message(zr_get_message(nullptr, m)); }
-
 bool external_display = false;
 
-void set_quality_costs(job_run& run)
-{
-    const int32_t q = run.doc.quality;
-    run.pass_cost = q >= 1 && q <= 5 ? double(1 << (q - 1)) : 2.0;
-    run.pass_scale = 1.0;
-    if (run.doc.render_flags & RENDER_FAST)
-    {
-        run.pass_cost = 1.0;
-        run.pass_scale = 4.0;
-    }
-}
-
-int32_t wanted_threads()
-{
-    const int processors = platform::processor_count();
-    return processors < raytrace_options.max_raytrace_threads ? processors
-                                                              : raytrace_options.max_raytrace_threads;
-}
-
-void set_rectangle(const render_job& request, const render_view& view, int32_t rectangle[4])
-{
-    const int32_t width = view.width, height = view.height;
-    rectangle[0] = rectangle[1] = 0;
-    rectangle[2] = width;
-    rectangle[3] = height;
-    if (!(request.flags & JOB_REGION)) { return; }
-    const double* f = request.region;
-    rectangle[0] = int32_t(width * f[0]) & ~15;
-    rectangle[1] = int32_t(height * f[1]) & ~15;
-    rectangle[2] = int32_t(width * f[2]) & ~3;
-    rectangle[3] = int32_t(height * f[3]) & ~3;
-}
-
-void copy_job_settings(const document& document)
-{
-    job.converges = document.pixel_sampler == SAMPLER_CONVERGING && job.light_model == LIGHT_MODEL_EXACT &&
-                    document.mode != MODE_SIMPLE;
-    const bool bounces = job.converges && document.indirect_light != INDIRECT_AMBIENT;
-    job.caches_light = bounces && document.indirect_light == INDIRECT_CACHE;
-    // Paths that find no light kept go on; only chance ends them.
-    job.bounce_limit = job.caches_light ? max_bounces : bounces ? document.bounce_limit : 0;
-    job.aa_threshold = std::sqrt(std::fmax(1.0 - document.aa_level, 0.0));
-    for (int i = 0; i < 2; ++i)
-    {
-        job.pixel_jitter_amplitude[i] = document.pixel_jitter;
-        job.gloss_jitter_amplitude[i] = document.gloss_jitter;
-        job.translucency_jitter_amplitude[i] = document.translucency_jitter;
-        job.bitmap_jitter_amplitude[i] = 0.1;
-    }
-}
-
-void limit_to_region(job_run& run)
-{
-    int32_t rectangle[4];
-    set_rectangle(run.job, run.view, rectangle);
-    run.left = rectangle[0];
-    run.top = rectangle[1];
-    run.right = rectangle[2];
-    run.bottom = rectangle[3];
-    uint32_t state = run.doc.render_state & ~uint32_t(RENDER_STATE_PREPROCESSED | RENDER_STATE_FINISHED |
-                                                      RENDER_STATE_SAVED | RENDER_STATE_CROPPED);
-    if (run.job.flags & JOB_REGION)
-    {
-        for (int i = 0; i < 4; ++i) { run.doc.crop[i] = rectangle[i]; }
-        state |= RENDER_STATE_CROPPED;
-    }
-    platform::store_word(&run.doc.render_state, state);
-    run.view.ray_counters = {};
-    run.view.ray_counters.pixels = uint32_t(run.right - run.left) * uint32_t(run.bottom - run.top);
-}
-
-/// Everything between the start of the thread and the first ray. False when memory or threads fail.
-bool prepare_job(job_run& run)
-{
-    document& doc = run.doc;
-    job.simple_colors = doc.mode == MODE_SIMPLE;
-    set_scan_marker(run.view, -1);
-    platform::srand15(600);
-    set_quality_costs(run);
-    doc.render_pass = 0;
-    show_percent(run.job.progress, 0.0);
-    limit_to_region(run);
-    say(message_started);
-    const int32_t threads = wanted_threads();
-    run.strip_height = 64 / threads > 32 ? 64 / threads : 32;
-    if (!prepare_thread_lights(doc, threads)) { return false; }
-    fill_random_tables();
-    zr_set_source_initial_luminance(doc.scene_objects.first);
-    copy_job_settings(doc);
-    platform::store_word(&job.raytrace_active, 1);
-    return make_workers(doc, run.view, threads) > 0;
-}
-
-/// Reports the end: from here on the host may take the document back, and waits for the thread when it does.
-void finish_job(job_run& run, bool done)
-{
-    document& doc = run.doc;
-    const zr_handle window = doc.notify_window;
-    const bool stop_word = platform::load_word(&doc.stop_render) != 0;
-    const bool posts = !the_module.no_gl_driver && !stop_word;
-    const bool lowers_host = run.job.flags & JOB_HOST_FUNCTIONS;
-    if (done)
-    {
-        platform::set_bits(&doc.render_state, RENDER_STATE_FINISHED);
-        show_percent(run.job.progress, 1.0);
-    }
-    set_scan_marker(run.view, -1);
-    end_workers(doc);
-    if (!done && lowers_host) { zr_enable_hostfuncs(0); }
-    if (platform::load_word(&doc.stop_render) == 1) { say(message_stopped); }
-    platform::store_word(&job.raytrace_active, 0);
-    if (!done) { job.simple_colors = 0; }
-    platform::store_word(&doc.render_thread, nullptr);
-    platform::store_word(&current.phase, phase_ending);
-    if (posts) { platform::post_command(window, ZR_COMMAND_JOB_ENDED); }
-    if (!done) { return; }
-    // The host may have given up its job record in the answer to the command.
-    host::progress(PROGRESS_RAYTRACE, &doc, &run.view, PROGRESS_RENDERED, 1.0f);
-    if (lowers_host) { zr_enable_hostfuncs(0); }
-    say(message_finished);
-}
-
-void job_thread(void* argument)
-{
-    render_job& request = *static_cast<render_job*>(argument);
-    platform::wait_event(current.may_run, -1);
-    install_stored_exception_handler();
-    job_run run = { request, *request.document, *request.view, 0, 0, 0, 0, 0, 0, 0 };
-    const bool prepared = prepare_job(run);
-    if (the_module.toolkit_in_acad) { request.flags |= JOB_HOST_FUNCTIONS; }
-    if (request.flags & JOB_HOST_FUNCTIONS) { zr_enable_hostfuncs(1); }
-    if (!prepared) { report_render(run, render_stopped); }
-    finish_job(run, prepared && run_passes(run));
-}
-
-bool check_settings(const render_job& request)
-{
-    const document& d = *request.document;
-    const render_view& v = *request.view;
-    const auto refuse = [](const char* what)
-    { return report_failure(ZR_ERROR_ARGUMENT, "render: %s", what); };
-    if (d.reflect_limit < 0 || d.refract_limit < 0 || d.reflect_limit >= RECURSION_LIMIT_SUM ||
-        d.refract_limit >= RECURSION_LIMIT_SUM || d.reflect_limit + d.refract_limit >= RECURSION_LIMIT_SUM)
-    {
-        return report_failure(ZR_ERROR_ARGUMENT,
-            "render: reflect_limit %d and refract_limit %d; each must be 0 or above and their sum below %d",
-            d.reflect_limit, d.refract_limit, RECURSION_LIMIT_SUM);
-    }
-    if (request.flags & JOB_PREVIEW) { return refuse("a preview needs a display, and none is started"); }
-    if (v.width < 1 || v.height < 1) { return refuse("the picture has no pixels"); }
-    if (!(v.pixel_width > 0.0) || !(v.pixel_height > 0.0) || !std::isfinite(v.pixel_width) ||
-        !std::isfinite(v.pixel_height))
-    {
-        return refuse("the view is not projected; call zr_init_projection first");
-    }
-    if (!(d.aa_level >= 0.0 && d.aa_level <= 1.0)) { return refuse("aa_level must be 0 to 1"); }
-    if (!std::isfinite(d.pixel_jitter) || !std::isfinite(d.gloss_jitter) ||
-        !std::isfinite(d.translucency_jitter))
-    {
-        return refuse("pixel_jitter, gloss_jitter and translucency_jitter must be finite");
-    }
-    if (d.gloss_samples > max_spread_rays || d.translucency_samples > max_spread_rays)
-    {
-        return refuse("gloss_samples and translucency_samples must be at most 1024");
-    }
-    if ((d.render_flags & RENDER_DEPTH_OF_FIELD) && !(d.lens_f_stop > 0.0 && d.focus_distance > 0.0))
-    {
-        return refuse("depth of field needs lens_f_stop and focus_distance above 0");
-    }
-    if (!(request.flags & JOB_REGION)) { return true; }
-    const double* f = request.region;
-    const bool inside =
-        f[0] >= 0.0 && f[0] <= f[2] && f[2] <= 1.0 && f[1] >= 0.0 && f[1] <= f[3] && f[3] <= 1.0;
-    if (!inside) { return refuse("the region must lie in 0 to 1, left to right and top to bottom"); }
-    int32_t rectangle[4];
-    set_rectangle(request, v, rectangle);
-    return (rectangle[0] < rectangle[2] && rectangle[1] < rectangle[3]) || refuse("the region has no pixels");
-}
-
-void update_objects_for_view(document& document, render_view& view)
-{
-    for (scene_object* list : { document.radiosity_objects.first, document.scene_objects.first })
-    {
-        for (scene_object* object = list; object; object = object->next)
-        {
-            if (object->vft && object->vft->update_for_view) { object->vft->update_for_view(object, &view); }
-        }
-    }
-}
-
-bool is_current_job_of(const document* document)
-{
-    const platform::lock_scope held(job_lock());
-    return current.thread && current.doc == document;
-}
-
-/// Joins the thread of an ended job. False when `milliseconds` passed first, and on that thread itself.
-bool join_job(int64_t milliseconds)
-{
-    zr_handle thread;
-    {
-        const platform::lock_scope held(job_lock());
-        if (!current.thread) { return true; }
-        if (platform::is_current_thread(current.thread))
-        {
-            return report_failure(ZR_ERROR_STATE, "render: the job's own thread cannot wait for its end");
-        }
-        thread = platform::share_thread(current.thread);
-    }
-    const bool ended = platform::wait_for_thread(thread, milliseconds);
-    const platform::lock_scope held(job_lock());
-    // Another waiter may have taken this job away meanwhile, and the next one may be here.
-    const bool still_current = current.thread == thread;
-    platform::close_thread(thread);
-    if (!ended || !still_current) { return ended; }
-    platform::close_thread(current.thread);
-    forget_job();
-    return true;
-}
-
-/// Waits for a job in its last steps; one that still renders is refused.
-bool settle_any()
-{
-    const int32_t now = platform::load_word(&current.phase);
-    if (now == phase_running) { return report_failure(ZR_ERROR_STATE, "render: a job is running"); }
-    return now == phase_idle || join_job(-1);
-}
-
-bool start_job(render_job& request)
-{
-    const platform::lock_scope held(job_lock());
-    current.may_run = platform::new_event();
-    current.doc = request.document;
-    platform::store_word(&current.phase, phase_running);
-    current.thread = current.may_run ? platform::start_thread(job_thread, &request, 0) : nullptr;
-    if (!current.thread)
-    {
-        forget_job();
-        return report_failure(ZR_ERROR_MEMORY, "render: no thread can be started");
-    }
-    platform::store_word(&request.document->render_thread, current.thread);
-    platform::signal_event(current.may_run);
-    return true;
-}
-
-/// False when memory fails.
-bool prepare_environment_map(document& document, render_view& view)
-{
-    host::ask_color_material_table(); // workers do not ask
-    view.background_method = view.tone_method + 1;
-    prepare_sun(document); // the sky round the scene follows from it
-    if (!environment_prepare(document, document.environment, view) ||
-        !environment_prepare(document, document.reflected_environment, view))
-    {
-        return false;
-    }
-    ground_prepare(document);
-    return true;
-}
-
-/// False when memory fails.
-bool prepare_light(document& document)
-{
-    job.light_model = document.light_model;
-    job.sky_light_samples = document.sky_light_samples;
-    job.background_luminance = document.background_luminance;
-    prepare_lights_for_model(&document, document.light_model);
-    prepare_ambient(document);
-    return prepare_sky_light(document);
-}
+bool settle_any();
+bool check_settings(const render_job& request);
+bool prepare_environment_map(document& document, render_view& view);
+void update_objects_for_view(document& document, render_view& view);
+bool prepare_light(document& document);
+bool start_job(render_job& request);
+void job_thread(void* argument);
+bool prepare_job(job_run& run);
+void set_quality_costs(job_run& run);
+void limit_to_region(job_run& run);
+void set_rectangle(const render_job& request, const render_view& view, int32_t rectangle[4]);
+int32_t wanted_threads();
+void copy_job_settings(const document& document);
+void finish_job(job_run& run, bool done);
+void say(message m);
+bool is_current_job_of(const document* document);
+bool join_job(int64_t milliseconds);
+platform::lock* job_lock();
+void forget_job();
 
 } // namespace
 
@@ -455,3 +187,301 @@ void zr_get_ambient_color(float rgb_out[3])
 {
     for (int i = 0; i < 3; ++i) { rgb_out[i] = job.ambient_color[i]; }
 }
+
+namespace zr
+{
+
+namespace
+{
+
+/// Waits for a job in its last steps; one that still renders is refused.
+bool settle_any()
+{
+    const int32_t now = platform::load_word(&current.phase);
+    if (now == phase_running) { return report_failure(ZR_ERROR_STATE, "render: a job is running"); }
+    return now == phase_idle || join_job(-1);
+}
+
+bool check_settings(const render_job& request)
+{
+    const document& d = *request.document;
+    const render_view& v = *request.view;
+    const auto refuse = [](const char* what)
+    { return report_failure(ZR_ERROR_ARGUMENT, "render: %s", what); };
+    if (d.reflect_limit < 0 || d.refract_limit < 0 || d.reflect_limit >= RECURSION_LIMIT_SUM ||
+        d.refract_limit >= RECURSION_LIMIT_SUM || d.reflect_limit + d.refract_limit >= RECURSION_LIMIT_SUM)
+    {
+        return report_failure(ZR_ERROR_ARGUMENT,
+            "render: reflect_limit %d and refract_limit %d; each must be 0 or above and their sum below %d",
+            d.reflect_limit, d.refract_limit, RECURSION_LIMIT_SUM);
+    }
+    if (request.flags & JOB_PREVIEW) { return refuse("a preview needs a display, and none is started"); }
+    if (v.width < 1 || v.height < 1) { return refuse("the picture has no pixels"); }
+    if (!(v.pixel_width > 0.0) || !(v.pixel_height > 0.0) || !std::isfinite(v.pixel_width) ||
+        !std::isfinite(v.pixel_height))
+    {
+        return refuse("the view is not projected; call zr_init_projection first");
+    }
+    if (!(d.aa_level >= 0.0 && d.aa_level <= 1.0)) { return refuse("aa_level must be 0 to 1"); }
+    if (!std::isfinite(d.pixel_jitter) || !std::isfinite(d.gloss_jitter) ||
+        !std::isfinite(d.translucency_jitter))
+    {
+        return refuse("pixel_jitter, gloss_jitter and translucency_jitter must be finite");
+    }
+    if (d.gloss_samples > max_spread_rays || d.translucency_samples > max_spread_rays)
+    {
+        return refuse("gloss_samples and translucency_samples must be at most 1024");
+    }
+    if ((d.render_flags & RENDER_DEPTH_OF_FIELD) && !(d.lens_f_stop > 0.0 && d.focus_distance > 0.0))
+    {
+        return refuse("depth of field needs lens_f_stop and focus_distance above 0");
+    }
+    if (!(request.flags & JOB_REGION)) { return true; }
+    const double* f = request.region;
+    const bool inside =
+        f[0] >= 0.0 && f[0] <= f[2] && f[2] <= 1.0 && f[1] >= 0.0 && f[1] <= f[3] && f[3] <= 1.0;
+    if (!inside) { return refuse("the region must lie in 0 to 1, left to right and top to bottom"); }
+    int32_t rectangle[4];
+    set_rectangle(request, v, rectangle);
+    return (rectangle[0] < rectangle[2] && rectangle[1] < rectangle[3]) || refuse("the region has no pixels");
+}
+
+/// False when memory fails.
+bool prepare_environment_map(document& document, render_view& view)
+{
+    host::ask_color_material_table(); // workers do not ask
+    view.background_method = view.tone_method + 1;
+    prepare_sun(document); // the sky round the scene follows from it
+    if (!environment_prepare(document, document.environment, view) ||
+        !environment_prepare(document, document.reflected_environment, view))
+    {
+        return false;
+    }
+    ground_prepare(document);
+    return true;
+}
+
+void update_objects_for_view(document& document, render_view& view)
+{
+    for (scene_object* list : { document.radiosity_objects.first, document.scene_objects.first })
+    {
+        for (scene_object* object = list; object; object = object->next)
+        {
+            if (object->vft && object->vft->update_for_view) { object->vft->update_for_view(object, &view); }
+        }
+    }
+}
+
+/// False when memory fails.
+bool prepare_light(document& document)
+{
+    job.light_model = document.light_model;
+    job.sky_light_samples = document.sky_light_samples;
+    job.background_luminance = document.background_luminance;
+    prepare_lights_for_model(&document, document.light_model);
+    prepare_ambient(document);
+    return prepare_sky_light(document);
+}
+
+bool start_job(render_job& request)
+{
+    const platform::lock_scope held(job_lock());
+    current.may_run = platform::new_event();
+    current.doc = request.document;
+    platform::store_word(&current.phase, phase_running);
+    current.thread = current.may_run ? platform::start_thread(job_thread, &request, 0) : nullptr;
+    if (!current.thread)
+    {
+        forget_job();
+        return report_failure(ZR_ERROR_MEMORY, "render: no thread can be started");
+    }
+    platform::store_word(&request.document->render_thread, current.thread);
+    platform::signal_event(current.may_run);
+    return true;
+}
+
+void job_thread(void* argument)
+{
+    render_job& request = *static_cast<render_job*>(argument);
+    platform::wait_event(current.may_run, -1);
+    install_stored_exception_handler();
+    job_run run = { request, *request.document, *request.view, 0, 0, 0, 0, 0, 0, 0 };
+    const bool prepared = prepare_job(run);
+    if (the_module.toolkit_in_acad) { request.flags |= JOB_HOST_FUNCTIONS; }
+    if (request.flags & JOB_HOST_FUNCTIONS) { zr_enable_hostfuncs(1); }
+    if (!prepared) { report_render(run, render_stopped); }
+    finish_job(run, prepared && run_passes(run));
+}
+
+/// Everything between the start of the thread and the first ray. False when memory or threads fail.
+bool prepare_job(job_run& run)
+{
+    document& doc = run.doc;
+    job.simple_colors = doc.mode == MODE_SIMPLE;
+    set_scan_marker(run.view, -1);
+    platform::srand15(600);
+    set_quality_costs(run);
+    doc.render_pass = 0;
+    show_percent(run.job.progress, 0.0);
+    limit_to_region(run);
+    say(message_started);
+    const int32_t threads = wanted_threads();
+    run.strip_height = 64 / threads > 32 ? 64 / threads : 32;
+    if (!prepare_thread_lights(doc, threads)) { return false; }
+    fill_random_tables();
+    zr_set_source_initial_luminance(doc.scene_objects.first);
+    copy_job_settings(doc);
+    platform::store_word(&job.raytrace_active, 1);
+    return make_workers(doc, run.view, threads) > 0;
+}
+
+void set_quality_costs(job_run& run)
+{
+    const int32_t q = run.doc.quality;
+    run.pass_cost = q >= 1 && q <= 5 ? double(1 << (q - 1)) : 2.0;
+    run.pass_scale = 1.0;
+    if (run.doc.render_flags & RENDER_FAST)
+    {
+        run.pass_cost = 1.0;
+        run.pass_scale = 4.0;
+    }
+}
+
+void limit_to_region(job_run& run)
+{
+    int32_t rectangle[4];
+    set_rectangle(run.job, run.view, rectangle);
+    run.left = rectangle[0];
+    run.top = rectangle[1];
+    run.right = rectangle[2];
+    run.bottom = rectangle[3];
+    uint32_t state = run.doc.render_state & ~uint32_t(RENDER_STATE_PREPROCESSED | RENDER_STATE_FINISHED |
+                                                      RENDER_STATE_SAVED | RENDER_STATE_CROPPED);
+    if (run.job.flags & JOB_REGION)
+    {
+        for (int i = 0; i < 4; ++i) { run.doc.crop[i] = rectangle[i]; }
+        state |= RENDER_STATE_CROPPED;
+    }
+    platform::store_word(&run.doc.render_state, state);
+    run.view.ray_counters = {};
+    run.view.ray_counters.pixels = uint32_t(run.right - run.left) * uint32_t(run.bottom - run.top);
+}
+
+void set_rectangle(const render_job& request, const render_view& view, int32_t rectangle[4])
+{
+    const int32_t width = view.width, height = view.height;
+    rectangle[0] = rectangle[1] = 0;
+    rectangle[2] = width;
+    rectangle[3] = height;
+    if (!(request.flags & JOB_REGION)) { return; }
+    const double* f = request.region;
+    rectangle[0] = int32_t(width * f[0]) & ~15;
+    rectangle[1] = int32_t(height * f[1]) & ~15;
+    rectangle[2] = int32_t(width * f[2]) & ~3;
+    rectangle[3] = int32_t(height * f[3]) & ~3;
+}
+
+int32_t wanted_threads()
+{
+    const int processors = platform::processor_count();
+    return processors < raytrace_options.max_raytrace_threads ? processors
+                                                              : raytrace_options.max_raytrace_threads;
+}
+
+void copy_job_settings(const document& document)
+{
+    job.converges = document.pixel_sampler == SAMPLER_CONVERGING && job.light_model == LIGHT_MODEL_EXACT &&
+                    document.mode != MODE_SIMPLE;
+    const bool bounces = job.converges && document.indirect_light != INDIRECT_AMBIENT;
+    job.caches_light = bounces && document.indirect_light == INDIRECT_CACHE;
+    // Paths that find no light kept go on; only chance ends them.
+    job.bounce_limit = job.caches_light ? max_bounces : bounces ? document.bounce_limit : 0;
+    job.aa_threshold = std::sqrt(std::fmax(1.0 - document.aa_level, 0.0));
+    for (int i = 0; i < 2; ++i)
+    {
+        job.pixel_jitter_amplitude[i] = document.pixel_jitter;
+        job.gloss_jitter_amplitude[i] = document.gloss_jitter;
+        job.translucency_jitter_amplitude[i] = document.translucency_jitter;
+        job.bitmap_jitter_amplitude[i] = 0.1;
+    }
+}
+
+/// Reports the end: from here on the host may take the document back, and waits for the thread when it does.
+void finish_job(job_run& run, bool done)
+{
+    document& doc = run.doc;
+    const zr_handle window = doc.notify_window;
+    const bool stop_word = platform::load_word(&doc.stop_render) != 0;
+    const bool posts = !the_module.no_gl_driver && !stop_word;
+    const bool lowers_host = run.job.flags & JOB_HOST_FUNCTIONS;
+    if (done)
+    {
+        platform::set_bits(&doc.render_state, RENDER_STATE_FINISHED);
+        show_percent(run.job.progress, 1.0);
+    }
+    set_scan_marker(run.view, -1);
+    end_workers(doc);
+    if (!done && lowers_host) { zr_enable_hostfuncs(0); }
+    if (platform::load_word(&doc.stop_render) == 1) { say(message_stopped); }
+    platform::store_word(&job.raytrace_active, 0);
+    if (!done) { job.simple_colors = 0; }
+    platform::store_word(&doc.render_thread, nullptr);
+    platform::store_word(&current.phase, phase_ending);
+    if (posts) { platform::post_command(window, ZR_COMMAND_JOB_ENDED); }
+    if (!done) { return; }
+    // The host may have given up its job record in the answer to the command.
+    host::progress(PROGRESS_RAYTRACE, &doc, &run.view, PROGRESS_RENDERED, 1.0f);
+    if (lowers_host) { zr_enable_hostfuncs(0); }
+    say(message_finished);
+}
+
+void say(message m) { host::status_message(zr_get_message(nullptr, m)); }
+
+bool is_current_job_of(const document* document)
+{
+    const platform::lock_scope held(job_lock());
+    return current.thread && current.doc == document;
+}
+
+/// Joins the thread of an ended job. False when `milliseconds` passed first, and on that thread itself.
+bool join_job(int64_t milliseconds)
+{
+    zr_handle thread;
+    {
+        const platform::lock_scope held(job_lock());
+        if (!current.thread) { return true; }
+        if (platform::is_current_thread(current.thread))
+        {
+            return report_failure(ZR_ERROR_STATE, "render: the job's own thread cannot wait for its end");
+        }
+        thread = platform::share_thread(current.thread);
+    }
+    const bool ended = platform::wait_for_thread(thread, milliseconds);
+    const platform::lock_scope held(job_lock());
+    // Another waiter may have taken this job away meanwhile, and the next one may be here.
+    const bool still_current = current.thread == thread;
+    platform::close_thread(thread);
+    if (!ended || !still_current) { return ended; }
+    platform::close_thread(current.thread);
+    forget_job();
+    return true;
+}
+
+platform::lock* job_lock()
+{
+    static platform::lock* const lock = platform::new_lock();
+    return lock;
+}
+
+void forget_job()
+{
+    platform::free_event(current.may_run);
+    current.thread = nullptr;
+    current.doc = nullptr;
+    current.may_run = nullptr;
+    platform::store_word(&current.phase, phase_idle);
+}
+
+} // namespace
+
+} // namespace zr

@@ -9,37 +9,8 @@ namespace platform = zr::platform;
 namespace
 {
 
-/// Keeps the first library of the search.
-int32_t take_path(const char16_t* directory, const zr_find_data* found, void* path)
-{
-    auto* out = static_cast<char16_t*>(path);
-    if (platform::copy_text(out, ZR_PATH_CAPACITY, directory) &&
-        platform::append_text(out, ZR_PATH_CAPACITY, found->name))
-    {
-        return -1;
-    }
-    out[0] = 0;
-    return 0;
-}
-
-bool find_library(const zr::library_kind& kind, const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY])
-{
-    const bool is_file_name = platform::compare_no_case(zr::extension_of(name), kind.extension) == 0;
-    const char16_t* extension = is_file_name ? u"" : kind.extension;
-    for (const char16_t* c = name; *c; ++c)
-    {
-        if (*c != u'/' && *c != u'\\') { continue; }
-        platform::find_entry entry;
-        return platform::copy_text(path, ZR_PATH_CAPACITY, name) &&
-               platform::append_text(path, ZR_PATH_CAPACITY, extension) &&
-               platform::read_attributes(path, &entry);
-    }
-    path[0] = 0;
-    zr_libfile_search_ex(name, extension, take_path, path, 1);
-    if (path[0] != 0 || !is_file_name) { return path[0] != 0; }
-    platform::find_entry entry; // a file of the working folder
-    return platform::copy_text(path, ZR_PATH_CAPACITY, name) && platform::read_attributes(path, &entry);
-}
+bool find_library(const zr::library_kind& kind, const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY]);
+int32_t take_path(const char16_t* directory, const zr_find_data* found, void* path);
 
 } // namespace
 
@@ -70,3 +41,40 @@ zr_handle open_named_library(const library_kind& kind, const char16_t* name, uin
 }
 
 } // namespace zr
+
+namespace
+{
+
+bool find_library(const zr::library_kind& kind, const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY])
+{
+    const bool is_file_name = platform::compare_no_case(zr::extension_of(name), kind.extension) == 0;
+    const char16_t* extension = is_file_name ? u"" : kind.extension;
+    for (const char16_t* c = name; *c; ++c)
+    {
+        if (*c != u'/' && *c != u'\\') { continue; }
+        platform::find_entry entry;
+        return platform::copy_text(path, ZR_PATH_CAPACITY, name) &&
+               platform::append_text(path, ZR_PATH_CAPACITY, extension) &&
+               platform::read_attributes(path, &entry);
+    }
+    path[0] = 0;
+    zr_libfile_search_ex(name, extension, take_path, path, 1);
+    if (path[0] != 0 || !is_file_name) { return path[0] != 0; }
+    platform::find_entry entry; // a file of the working folder
+    return platform::copy_text(path, ZR_PATH_CAPACITY, name) && platform::read_attributes(path, &entry);
+}
+
+/// Keeps the first library of the search.
+int32_t take_path(const char16_t* directory, const zr_find_data* found, void* path)
+{
+    auto* out = static_cast<char16_t*>(path);
+    if (platform::copy_text(out, ZR_PATH_CAPACITY, directory) &&
+        platform::append_text(out, ZR_PATH_CAPACITY, found->name))
+    {
+        return -1;
+    }
+    out[0] = 0;
+    return 0;
+}
+
+} // namespace

@@ -16,10 +16,10 @@ constexpr const char16_t* library_extension = u".mlib";
 constexpr uint32_t payload_place = 12;
 constexpr uint32_t id_from_end = 4;
 
-const zr::library_kind& materials() { return *zr::library_kind_of(library_extension); }
 int32_t write_payload(zr_handle file, uint32_t node, void* material);
 void* read_payload(zr_handle file, uint32_t payload);
 void* read_payload_to_copy(zr_handle file, uint32_t payload);
+const zr::library_kind& materials();
 
 } // namespace
 
@@ -132,5 +132,7 @@ void* read_payload_to_copy(zr_handle file, uint32_t payload)
 {
     return zr::read_material_record(*zr::library_of(file), payload, zr::record_pictures::skip);
 }
+
+const zr::library_kind& materials() { return *zr::library_kind_of(library_extension); }
 
 } // namespace

@@ -42,24 +42,9 @@ bitmap* read_picture(record_reading& r, char16_t (&path)[512]);
 bool read_path(record_reading& r, uint32_t at, char16_t (&path)[512]);
 bool take_part(record_reading& r, uint32_t at);
 bool is_zero(const double axis[3]);
-
-float finite(zr::byte_reader& in)
-{
-    const float value = in.f32();
-    return std::isfinite(value) ? value : 0.0f;
-}
-
-template <class T> void finite(zr::byte_reader& in, T (&out)[3])
-{
-    for (T& value : out) { value = finite(in); }
-}
-
-void finite(zr::byte_reader& in, vector3& out)
-{
-    out.x = finite(in);
-    out.y = finite(in);
-    out.z = finite(in);
-}
+float finite(zr::byte_reader& in);
+template <class T> void finite(zr::byte_reader& in, T (&out)[3]);
+void finite(zr::byte_reader& in, vector3& out);
 
 } // namespace
 
@@ -313,5 +298,23 @@ bool take_part(record_reading& r, uint32_t at)
 }
 
 bool is_zero(const double axis[3]) { return axis[0] == 0.0 && axis[1] == 0.0 && axis[2] == 0.0; }
+
+float finite(zr::byte_reader& in)
+{
+    const float value = in.f32();
+    return std::isfinite(value) ? value : 0.0f;
+}
+
+template <class T> void finite(zr::byte_reader& in, T (&out)[3])
+{
+    for (T& value : out) { value = finite(in); }
+}
+
+void finite(zr::byte_reader& in, vector3& out)
+{
+    out.x = finite(in);
+    out.y = finite(in);
+    out.z = finite(in);
+}
 
 } // namespace

@@ -25,17 +25,8 @@ bool write_bumps(zr::library_file& lib, const bump* first, uint32_t* head, int& 
 bool write_images(zr::library_file& lib, const mat_image* first, uint32_t* head, int& parts_left);
 bool take_part(zr::library_file& lib, int& parts_left);
 uint32_t append_empty(zr::library_file& lib, uint32_t size);
-
-uint8_t* put_3(uint8_t* at, const vector3& v)
-{
-    return zr::put_f32(zr::put_f32(zr::put_f32(at, float(v.x)), float(v.y)), float(v.z));
-}
-
-template <class T> uint8_t* put_3(uint8_t* at, const T (&v)[3])
-{
-    for (const T value : v) { at = zr::put_f32(at, float(value)); }
-    return at;
-}
+uint8_t* put_3(uint8_t* at, const vector3& v);
+template <class T> uint8_t* put_3(uint8_t* at, const T (&v)[3]);
 
 } // namespace
 
@@ -190,6 +181,17 @@ uint32_t append_empty(zr::library_file& lib, uint32_t size)
 {
     const uint8_t zeros[zr::image_record_bytes] = {};
     return zr::append(lib, zeros, size);
+}
+
+uint8_t* put_3(uint8_t* at, const vector3& v)
+{
+    return zr::put_f32(zr::put_f32(zr::put_f32(at, float(v.x)), float(v.y)), float(v.z));
+}
+
+template <class T> uint8_t* put_3(uint8_t* at, const T (&v)[3])
+{
+    for (const T value : v) { at = zr::put_f32(at, float(value)); }
+    return at;
 }
 
 } // namespace

@@ -35,51 +35,9 @@ material* from_side(const older_side& side);
 bool add_image(const older_side& side, double& transparency, simple_material& m);
 void set_key(const older_side& side, mat_key& key);
 bool add_bumps(const older_side& side, simple_material& m);
-
-/// The library `name` among the program's own.
-bool path_of_new(const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY])
-{
-    const char16_t* folder = zr::the_module.support_path ? zr::the_module.support_path : u"";
-    path[0] = 0;
-    return (platform::append_text(path, ZR_PATH_CAPACITY, folder) &&
-               platform::append_text(path, ZR_PATH_CAPACITY, name) &&
-               platform::append_text(path, ZR_PATH_CAPACITY, library_extension)) ||
-           zr::report_failure(ZR_ERROR_LIMIT, "the path of the new library is too long");
-}
-
-/// Hosts without a callback are asked by the dialog for files. `name` is the one to start with, and becomes
-/// that of the file chosen.
-bool ask_for_new(zr_handle window, char16_t (&name)[ZR_PATH_CAPACITY], char16_t (&path)[ZR_PATH_CAPACITY])
-{
-    static constexpr const char16_t* filter_names[] = { u"Library File" };
-    static constexpr const char16_t* filter_patterns[] = { u"*.mlib" };
-    zr_save_dialog dialog = {};
-    dialog.title = u"New Library";
-    dialog.folder = zr::the_module.support_path ? zr::the_module.support_path : u"";
-    dialog.filter_count = 1;
-    dialog.filter_names = filter_names;
-    dialog.filter_patterns = filter_patterns;
-    dialog.default_extension = library_extension + 1;
-    dialog.filter = 1;
-    if (!platform::copy_text(dialog.path, std::size(dialog.path), name) || !zr::ask_for_file(window, &dialog))
-    {
-        return false;
-    }
-    dialog.path[std::size(dialog.path) - 1] = 0;
-    const char16_t *file = dialog.path, *extension = zr::extension_of(dialog.path);
-    for (const char16_t* c = dialog.path; *c; ++c)
-    {
-        if (*c == u'/' || *c == u'\\') { file = c + 1; }
-    }
-    const bool has_extension = platform::compare_no_case(extension, library_extension) == 0;
-    platform::copy_text(name, name_capacity, file);
-    if (has_extension) { name[extension - file] = 0; }
-    path[0] = 0;
-    return name[0] && platform::append_text(path, ZR_PATH_CAPACITY, dialog.path) &&
-           (has_extension || platform::append_text(path, ZR_PATH_CAPACITY, library_extension));
-}
-
-float largest(const float (&color)[3]) { return std::max({ color[0], color[1], color[2] }); }
+bool path_of_new(const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY]);
+bool ask_for_new(zr_handle window, char16_t (&name)[ZR_PATH_CAPACITY], char16_t (&path)[ZR_PATH_CAPACITY]);
+float largest(const float (&color)[3]);
 
 } // namespace
 
@@ -279,5 +237,50 @@ bool add_bumps(const older_side& side, simple_material& m)
     const double scale[3] = { rough, rough, rough };
     return zr_add_bump(&m.head, 1, up, origin, 0.0, scale, side.rubble_bump) != 0;
 }
+
+/// The library `name` among the program's own.
+bool path_of_new(const char16_t* name, char16_t (&path)[ZR_PATH_CAPACITY])
+{
+    const char16_t* folder = zr::the_module.support_path ? zr::the_module.support_path : u"";
+    path[0] = 0;
+    return (platform::append_text(path, ZR_PATH_CAPACITY, folder) &&
+               platform::append_text(path, ZR_PATH_CAPACITY, name) &&
+               platform::append_text(path, ZR_PATH_CAPACITY, library_extension)) ||
+           zr::report_failure(ZR_ERROR_LIMIT, "the path of the new library is too long");
+}
+
+/// Hosts without a callback are asked by the dialog for files. `name` is the one to start with, and becomes
+/// that of the file chosen.
+bool ask_for_new(zr_handle window, char16_t (&name)[ZR_PATH_CAPACITY], char16_t (&path)[ZR_PATH_CAPACITY])
+{
+    static constexpr const char16_t* filter_names[] = { u"Library File" };
+    static constexpr const char16_t* filter_patterns[] = { u"*.mlib" };
+    zr_save_dialog dialog = {};
+    dialog.title = u"New Library";
+    dialog.folder = zr::the_module.support_path ? zr::the_module.support_path : u"";
+    dialog.filter_count = 1;
+    dialog.filter_names = filter_names;
+    dialog.filter_patterns = filter_patterns;
+    dialog.default_extension = library_extension + 1;
+    dialog.filter = 1;
+    if (!platform::copy_text(dialog.path, std::size(dialog.path), name) || !zr::ask_for_file(window, &dialog))
+    {
+        return false;
+    }
+    dialog.path[std::size(dialog.path) - 1] = 0;
+    const char16_t *file = dialog.path, *extension = zr::extension_of(dialog.path);
+    for (const char16_t* c = dialog.path; *c; ++c)
+    {
+        if (*c == u'/' || *c == u'\\') { file = c + 1; }
+    }
+    const bool has_extension = platform::compare_no_case(extension, library_extension) == 0;
+    platform::copy_text(name, name_capacity, file);
+    if (has_extension) { name[extension - file] = 0; }
+    path[0] = 0;
+    return name[0] && platform::append_text(path, ZR_PATH_CAPACITY, dialog.path) &&
+           (has_extension || platform::append_text(path, ZR_PATH_CAPACITY, library_extension));
+}
+
+float largest(const float (&color)[3]) { return std::max({ color[0], color[1], color[2] }); }
 
 } // namespace

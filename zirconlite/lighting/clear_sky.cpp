@@ -20,35 +20,13 @@ constexpr double zenith_share = 0.5, horizon_share = 1.1;
 constexpr double horizon_fade = 0.05; // height below the horizon where the ground's share of the law begins
 constexpr int quadrature_rows = 48;
 
-/// Chromaticity x of daylight.
-double daylight_x(double kelvin)
-{
-    const double t = 1000.0 / kelvin;
-    return kelvin <= 7000.0 ? 0.244063 + t * (0.09911 + t * (2.9678 - t * 4.6070))
-                            : 0.237040 + t * (0.24748 + t * (1.9018 - t * 2.0064));
-}
-
-/// Luminance of a clear sky up to a factor: a gradation to the horizon and an indicatrix round the sun. The
-/// standard clear sky of CIE S 011 (ISO 15469:2004), type 12.
-double clear_shape(double z, double around_sun)
-{
-    constexpr double b = -0.32;
-    return (1.0 - std::exp(b / std::max(z, 0.01))) * around_sun;
-}
-
 /// What the sky has around the sun: the indicatrix, and how far its colour is the aureole's.
 struct around_sun
 {
     double shape, glow;
 };
 
-around_sun at_angle(double angle)
-{
-    constexpr double c = 10.0, d = -3.0, e = 0.45;
-    const double cosine = std::cos(angle);
-    return { 1.0 + c * (std::exp(d * angle) - std::exp(d * half_pi)) + e * cosine * cosine,
-        std::exp(-4.0 * angle) };
-}
+around_sun at_angle(double angle);
 
 /// The same over the length of the difference of two directions, which is even in small angles.
 struct around_sun_table
@@ -68,41 +46,11 @@ struct around_sun_table
     }
 };
 
-around_sun look_up_around_sun(const sun_sky& sky, const vector3& direction)
-{
-    static const around_sun_table table;
-    const double away = 0.5 * (1.0 + dot(sky.sun_direction, direction)); // `sun_direction` is that of light
-    const double place = std::sqrt(std::clamp(away, 0.0, 1.0)) * around_sun_table::steps;
-    const int i = static_cast<int>(place);
-    const double share = place - i;
-    return { table.shape[i] + (table.shape[i + 1] - table.shape[i]) * share,
-        table.glow[i] + (table.glow[i + 1] - table.glow[i]) * share };
-}
-
-/// Horizontal irradiance of the sky function and of the clear shape, both up to the same factor.
-void measure(const sun_sky& sky, double& function, double& shape)
-{
-    constexpr int n = quadrature_rows;
-    function = shape = 0.0;
-    for (int row = 0; row < n; ++row)
-    {
-        const double z = std::sqrt((row + 0.5) / n), r = std::sqrt(1.0 - z * z);
-        for (int column = 0; column < 2 * n; ++column)
-        {
-            const double turn = pi * (column + 0.5) / n;
-            const vector3 from = { r * std::cos(turn), r * std::sin(turn), z };
-            function += sky_luminance(sky, from);
-            shape += clear_shape(z, look_up_around_sun(sky, from).shape);
-        }
-    }
-}
-
-/// How far a direction is from the horizon's colour to the zenith's: most of the way at 30 degrees.
-double height_share(double z)
-{
-    const double below = 1.0 - std::clamp(z, 0.0, 1.0);
-    return 1.0 - below * below * below;
-}
+double daylight_x(double kelvin);
+void measure(const sun_sky& sky, double& function, double& shape);
+around_sun look_up_around_sun(const sun_sky& sky, const vector3& direction);
+double clear_shape(double z, double around_sun);
+double height_share(double z);
 
 } // namespace
 
@@ -150,5 +98,70 @@ void sky_radiance(const sun_sky& sky, const vector3& direction, double rgb[3])
         rgb[i] = y * (away + (c.aureole[i] - away) * glow);
     }
 }
+
+namespace
+{
+
+/// Chromaticity x of daylight.
+double daylight_x(double kelvin)
+{
+    const double t = 1000.0 / kelvin;
+    return kelvin <= 7000.0 ? 0.244063 + t * (0.09911 + t * (2.9678 - t * 4.6070))
+                            : 0.237040 + t * (0.24748 + t * (1.9018 - t * 2.0064));
+}
+
+/// Horizontal irradiance of the sky function and of the clear shape, both up to the same factor.
+void measure(const sun_sky& sky, double& function, double& shape)
+{
+    constexpr int n = quadrature_rows;
+    function = shape = 0.0;
+    for (int row = 0; row < n; ++row)
+    {
+        const double z = std::sqrt((row + 0.5) / n), r = std::sqrt(1.0 - z * z);
+        for (int column = 0; column < 2 * n; ++column)
+        {
+            const double turn = pi * (column + 0.5) / n;
+            const vector3 from = { r * std::cos(turn), r * std::sin(turn), z };
+            function += sky_luminance(sky, from);
+            shape += clear_shape(z, look_up_around_sun(sky, from).shape);
+        }
+    }
+}
+
+around_sun look_up_around_sun(const sun_sky& sky, const vector3& direction)
+{
+    static const around_sun_table table;
+    const double away = 0.5 * (1.0 + dot(sky.sun_direction, direction)); // `sun_direction` is that of light
+    const double place = std::sqrt(std::clamp(away, 0.0, 1.0)) * around_sun_table::steps;
+    const int i = static_cast<int>(place);
+    const double share = place - i;
+    return { table.shape[i] + (table.shape[i + 1] - table.shape[i]) * share,
+        table.glow[i] + (table.glow[i + 1] - table.glow[i]) * share };
+}
+
+around_sun at_angle(double angle)
+{
+    constexpr double c = 10.0, d = -3.0, e = 0.45;
+    const double cosine = std::cos(angle);
+    return { 1.0 + c * (std::exp(d * angle) - std::exp(d * half_pi)) + e * cosine * cosine,
+        std::exp(-4.0 * angle) };
+}
+
+/// Luminance of a clear sky up to a factor: a gradation to the horizon and an indicatrix round the sun. The
+/// standard clear sky of CIE S 011 (ISO 15469:2004), type 12.
+double clear_shape(double z, double around_sun)
+{
+    constexpr double b = -0.32;
+    return (1.0 - std::exp(b / std::max(z, 0.01))) * around_sun;
+}
+
+/// How far a direction is from the horizon's colour to the zenith's: most of the way at 30 degrees.
+double height_share(double z)
+{
+    const double below = 1.0 - std::clamp(z, 0.0, 1.0);
+    return 1.0 - below * below * below;
+}
+
+} // namespace
 
 } // namespace zr

@@ -5,11 +5,7 @@
 namespace
 {
 
-bool has_own_strength(const light& l)
-{
-    return l.type != LIGHT_PARALLEL && l.type != LIGHT_DAYLIGHT && l.type != LIGHT_SKY_PATCH &&
-           l.type != LIGHT_SKY && l.type != LIGHT_RADIOSITY_SKY;
-}
+bool has_own_strength(const light& l);
 
 } // namespace
 
@@ -28,3 +24,14 @@ void prepare_lights_for_model(document* scene, int light_model)
 }
 
 } // namespace zr
+
+namespace
+{
+
+bool has_own_strength(const light& l)
+{
+    return l.type != LIGHT_PARALLEL && l.type != LIGHT_DAYLIGHT && l.type != LIGHT_SKY_PATCH &&
+           l.type != LIGHT_SKY && l.type != LIGHT_RADIOSITY_SKY;
+}
+
+} // namespace

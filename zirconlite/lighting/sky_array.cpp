@@ -26,86 +26,14 @@ struct light_batch
     int32_t count = 0;
 };
 
-light* add(light_batch& batch)
-{
-    auto* made = static_cast<light*>(zr_calloc(1, sizeof(light)));
-    if (!made) { return nullptr; }
-    made->next = batch.first;
-    batch.first = made;
-    ++batch.count;
-    return made;
-}
-
-int32_t give_up(light_batch& batch)
-{
-    zr_lights_free_ex(batch.first, 0);
-    return report_failure(ZR_ERROR_MEMORY, "no memory for the lights of the sky");
-}
-
-void push(light_batch& batch, light** head)
-{
-    light* last = batch.first;
-    while (last->next) { last = last->next; }
-    last->next = *head;
-    *head = batch.first;
-}
-
-void fill_distant(light& l, const document& scene, double azimuth, double altitude, double share)
-{
-    l.type = LIGHT_PARALLEL;
-    l.distribution = DISTRIBUTION_DEFAULT;
-    lt_parallel_create(&l);
-    l.shadow_samples = 1;
-    l.shadow_strength = 0.0;
-    l.simple_brightness = 1.0f;
-    l.azimuth = azimuth;
-    l.altitude = altitude;
-    zr_sun_angles_to_vector(azimuth, altitude, 0.0, &l.normal);
-    zr_make_axes(&l.normal, &l.axis_u, &l.axis_v, 0.0001);
-    const double e = sky_luminance(*scene.sun_sky, -l.normal) * share;
-    std::fill_n(l.illuminance_color, 3, float(e));
-    l.world_bounds = scene.bounds;
-    l.lumens = lumens_on(l.world_bounds, l.normal, e);
-}
-
-int32_t patch_sample_count(const light*, const vector3*) { return 5; }
-
-int32_t patch_sample(const light* l, const vector3*, source_sample* samples, int32_t n)
-{
-    for (int32_t i = 0; i < n; ++i)
-    {
-        source_sample& s = samples[i];
-        s.direction = l->patch_directions[i % 5];
-        s.distance = ZR_FAR;
-        double sky = dot(l->normal, s.direction) > 0.0 ? 0.0 : 0.3333333;
-        if (sky > 0.0 && s.direction.z > 0.0) { sky = (2.0 * s.direction.z + 1.0) / 3.0; }
-        std::fill_n(s.color, 3, sky * l->lumens / (patch_columns * patch_rows));
-    }
-    return 1;
-}
-
-/// The zenith turned by `altitude` about y and then by `azimuth` about z.
-vector3 turned_zenith(double altitude, double azimuth)
-{
-    return rotated_about_z({ std::sin(altitude), 0.0, std::cos(altitude) }, azimuth);
-}
-
-void fill_patch(light& l, double altitude, double azimuth, const sun_sky& s)
-{
-    l.type = LIGHT_SKY_PATCH;
-    l.sample_count = patch_sample_count;
-    l.sample = patch_sample;
-    l.lumens = float(s.sky_strength);
-    std::fill_n(l.flux_color, 3, l.lumens);
-    l.patch_directions[0] = turned_zenith(altitude, azimuth);
-    for (int i = 0; i < 4; ++i)
-    {
-        const double up = i & 1 ? patch_half_size : -patch_half_size;
-        const double along = i & 2 ? patch_half_size : -patch_half_size;
-        l.patch_directions[i + 1] = turned_zenith(altitude + up, azimuth + along);
-    }
-    l.normal = -l.patch_directions[0];
-}
+void fill_distant(light& l, const document& scene, double azimuth, double altitude, double share);
+light* add(light_batch& batch);
+int32_t give_up(light_batch& batch);
+void fill_patch(light& l, double altitude, double azimuth, const sun_sky& s);
+int32_t patch_sample_count(const light*, const vector3*);
+int32_t patch_sample(const light* l, const vector3*, source_sample* samples, int32_t n);
+vector3 turned_zenith(double altitude, double azimuth);
+void push(light_batch& batch, light** head);
 
 } // namespace
 
@@ -149,3 +77,89 @@ int32_t lt_sky_create(light** head, const sun_sky* sun_sky)
     push(batch, head);
     return batch.count;
 }
+
+namespace
+{
+
+void fill_distant(light& l, const document& scene, double azimuth, double altitude, double share)
+{
+    l.type = LIGHT_PARALLEL;
+    l.distribution = DISTRIBUTION_DEFAULT;
+    lt_parallel_create(&l);
+    l.shadow_samples = 1;
+    l.shadow_strength = 0.0;
+    l.simple_brightness = 1.0f;
+    l.azimuth = azimuth;
+    l.altitude = altitude;
+    zr_sun_angles_to_vector(azimuth, altitude, 0.0, &l.normal);
+    zr_make_axes(&l.normal, &l.axis_u, &l.axis_v, 0.0001);
+    const double e = sky_luminance(*scene.sun_sky, -l.normal) * share;
+    std::fill_n(l.illuminance_color, 3, float(e));
+    l.world_bounds = scene.bounds;
+    l.lumens = lumens_on(l.world_bounds, l.normal, e);
+}
+
+light* add(light_batch& batch)
+{
+    auto* made = static_cast<light*>(zr_calloc(1, sizeof(light)));
+    if (!made) { return nullptr; }
+    made->next = batch.first;
+    batch.first = made;
+    ++batch.count;
+    return made;
+}
+
+int32_t give_up(light_batch& batch)
+{
+    zr_lights_free_ex(batch.first, 0);
+    return report_failure(ZR_ERROR_MEMORY, "no memory for the lights of the sky");
+}
+
+void fill_patch(light& l, double altitude, double azimuth, const sun_sky& s)
+{
+    l.type = LIGHT_SKY_PATCH;
+    l.sample_count = patch_sample_count;
+    l.sample = patch_sample;
+    l.lumens = float(s.sky_strength);
+    std::fill_n(l.flux_color, 3, l.lumens);
+    l.patch_directions[0] = turned_zenith(altitude, azimuth);
+    for (int i = 0; i < 4; ++i)
+    {
+        const double up = i & 1 ? patch_half_size : -patch_half_size;
+        const double along = i & 2 ? patch_half_size : -patch_half_size;
+        l.patch_directions[i + 1] = turned_zenith(altitude + up, azimuth + along);
+    }
+    l.normal = -l.patch_directions[0];
+}
+
+int32_t patch_sample_count(const light*, const vector3*) { return 5; }
+
+int32_t patch_sample(const light* l, const vector3*, source_sample* samples, int32_t n)
+{
+    for (int32_t i = 0; i < n; ++i)
+    {
+        source_sample& s = samples[i];
+        s.direction = l->patch_directions[i % 5];
+        s.distance = ZR_FAR;
+        double sky = dot(l->normal, s.direction) > 0.0 ? 0.0 : 0.3333333;
+        if (sky > 0.0 && s.direction.z > 0.0) { sky = (2.0 * s.direction.z + 1.0) / 3.0; }
+        std::fill_n(s.color, 3, sky * l->lumens / (patch_columns * patch_rows));
+    }
+    return 1;
+}
+
+/// The zenith turned by `altitude` about y and then by `azimuth` about z.
+vector3 turned_zenith(double altitude, double azimuth)
+{
+    return rotated_about_z({ std::sin(altitude), 0.0, std::cos(altitude) }, azimuth);
+}
+
+void push(light_batch& batch, light** head)
+{
+    light* last = batch.first;
+    while (last->next) { last = last->next; }
+    last->next = *head;
+    *head = batch.first;
+}
+
+} // namespace

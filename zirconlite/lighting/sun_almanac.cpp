@@ -17,39 +17,17 @@ constexpr double arcsecond = degree / 3600.0;
 constexpr double epoch_2000 = 2451545.0;
 constexpr double days_per_century = 36525.0;
 
-double sin_deg(double angle_deg) { return std::sin(std::fmod(angle_deg, 360.0) * degree); }
-double cos_deg(double angle_deg) { return std::cos(std::fmod(angle_deg, 360.0) * degree); }
-
-/// What the planets and the Moon add to the longitude in degrees; `t` in centuries since 1900.
-double perturbation_deg(double t)
-{
-    return 0.00134 * cos_deg(153.23 + 22518.7541 * t) + 0.00154 * cos_deg(216.57 + 45037.5082 * t) +
-           0.00200 * cos_deg(312.69 + 32964.3577 * t) +
-           0.00179 * sin_deg(350.74 + 445267.1142 * t - 0.00144 * t * t) +
-           0.00178 * sin_deg(231.19 + 20.20 * t);
-}
-
 struct nutation
 {
     double longitude, obliquity; ///< radians
 };
 
-nutation nutation_at(double t)
-{
-    const double node = 125.04452 - 1934.136261 * t, sun = 2.0 * (280.4665 + 36000.7698 * t),
-                 moon = 2.0 * (218.3165 + 481267.8813 * t);
-    return { arcsecond * (-17.20 * sin_deg(node) - 1.32 * sin_deg(sun) - 0.23 * sin_deg(moon) +
-                             0.21 * sin_deg(2.0 * node)),
-        arcsecond * (9.20 * cos_deg(node) + 0.57 * cos_deg(sun) + 0.10 * cos_deg(moon) -
-                        0.09 * cos_deg(2.0 * node)) };
-}
-
-/// Dynamical less universal time in days. Within 6 seconds from 1950 to 2050, in which the sun moves a
-/// quarter of an arc second.
-double delta_t(double universal) { return (64.0 + 0.6 * (universal - epoch_2000) / 365.25) / 86400.0; }
-
-/// -pi to pi.
-double reduced(double angle) { return remainder(angle, 2.0 * M_PI); }
+double delta_t(double universal);
+nutation nutation_at(double t);
+double perturbation_deg(double t);
+double cos_deg(double angle_deg);
+double sin_deg(double angle_deg);
+double reduced(double angle);
 
 } // namespace
 
@@ -92,5 +70,40 @@ double sun_parallax(const sun_position& sun, double altitude)
 {
     return 8.794 * arcsecond / sun.distance * std::cos(altitude);
 }
+
+namespace
+{
+
+/// Dynamical less universal time in days. Within 6 seconds from 1950 to 2050, in which the sun moves a
+/// quarter of an arc second.
+double delta_t(double universal) { return (64.0 + 0.6 * (universal - epoch_2000) / 365.25) / 86400.0; }
+
+nutation nutation_at(double t)
+{
+    const double node = 125.04452 - 1934.136261 * t, sun = 2.0 * (280.4665 + 36000.7698 * t),
+                 moon = 2.0 * (218.3165 + 481267.8813 * t);
+    return { arcsecond * (-17.20 * sin_deg(node) - 1.32 * sin_deg(sun) - 0.23 * sin_deg(moon) +
+                             0.21 * sin_deg(2.0 * node)),
+        arcsecond * (9.20 * cos_deg(node) + 0.57 * cos_deg(sun) + 0.10 * cos_deg(moon) -
+                        0.09 * cos_deg(2.0 * node)) };
+}
+
+/// What the planets and the Moon add to the longitude in degrees; `t` in centuries since 1900.
+double perturbation_deg(double t)
+{
+    return 0.00134 * cos_deg(153.23 + 22518.7541 * t) + 0.00154 * cos_deg(216.57 + 45037.5082 * t) +
+           0.00200 * cos_deg(312.69 + 32964.3577 * t) +
+           0.00179 * sin_deg(350.74 + 445267.1142 * t - 0.00144 * t * t) +
+           0.00178 * sin_deg(231.19 + 20.20 * t);
+}
+
+double cos_deg(double angle_deg) { return std::cos(std::fmod(angle_deg, 360.0) * degree); }
+
+double sin_deg(double angle_deg) { return std::sin(std::fmod(angle_deg, 360.0) * degree); }
+
+/// -pi to pi.
+double reduced(double angle) { return remainder(angle, 2.0 * M_PI); }
+
+} // namespace
 
 } // namespace zr

@@ -25,23 +25,9 @@ constexpr int first_year = 1583, last_year = 9999; // of the calendar that the a
 int32_t chosen_model = SUN_MODEL_TABLES;
 int32_t chosen_year = 2000;
 
-double finite_or_zero(double x) { return std::isfinite(x) ? x : 0.0; }
-
-/// -720 to 720.
-double minutes_of_one_day(double minutes) { return remainder(minutes, 1440.0); }
-
-/// Azimuth from north, positive toward morning; 0 at the zenith, where every direction is as good.
-double azimuth_of(double hour_angle, double declination, double latitude, double altitude)
-{
-    const double across = std::cos(altitude);
-    if (std::fabs(across) < geometry_zero) { return 0.0; }
-    const double c = (std::sin(declination) * std::cos(latitude) -
-                         std::cos(declination) * std::cos(hour_angle) * std::sin(latitude)) /
-                     across;
-    const double azimuth = std::acos(std::clamp(c, -1.0, 1.0));
-    const double turn = std::fmod(hour_angle, two_pi) + (std::fmod(hour_angle, two_pi) < 0.0 ? two_pi : 0.0);
-    return azimuth > 0.0 && turn <= pi ? -azimuth : azimuth;
-}
+double finite_or_zero(double x);
+double minutes_of_one_day(double minutes);
+double azimuth_of(double hour_angle, double declination, double latitude, double altitude);
 
 } // namespace
 
@@ -108,3 +94,26 @@ int32_t zr_sun_angles_to_vector(double azimuth, double altitude, double north, v
     *vector_out = { -std::sin(turned) * r, -std::cos(turned) * r, z };
     return 1;
 }
+
+namespace
+{
+
+double finite_or_zero(double x) { return std::isfinite(x) ? x : 0.0; }
+
+/// -720 to 720.
+double minutes_of_one_day(double minutes) { return remainder(minutes, 1440.0); }
+
+/// Azimuth from north, positive toward morning; 0 at the zenith, where every direction is as good.
+double azimuth_of(double hour_angle, double declination, double latitude, double altitude)
+{
+    const double across = std::cos(altitude);
+    if (std::fabs(across) < geometry_zero) { return 0.0; }
+    const double c = (std::sin(declination) * std::cos(latitude) -
+                         std::cos(declination) * std::cos(hour_angle) * std::sin(latitude)) /
+                     across;
+    const double azimuth = std::acos(std::clamp(c, -1.0, 1.0));
+    const double turn = std::fmod(hour_angle, two_pi) + (std::fmod(hour_angle, two_pi) < 0.0 ? two_pi : 0.0);
+    return azimuth > 0.0 && turn <= pi ? -azimuth : azimuth;
+}
+
+} // namespace

@@ -35,10 +35,67 @@ constexpr double extinction = 0.21;             // of clear air straight up
 constexpr double outside_air = 128000.0;        // lux
 constexpr double weakest_sky = 0.3;
 
-double clamp_or(double value, double low, double high, double neutral)
+void clamp_settings(sun_sky& s);
+void set_angles(sun_sky& s);
+double clamp_or(double value, double low, double high, double neutral);
+void set_twilight(double sine);
+double sun_strength(const sun_sky& s, bool follows_distance);
+double distance_factor(int32_t day);
+double sky_base(const sun_sky& s, bool& is_dark);
+vector3 sky_axis(const sun_sky& s);
+void set_colors(sun_sky& s, bool is_dark);
+void set_sun_light(const sun_sky& s);
+
+} // namespace
+
+int32_t zr_set_sun_and_sky(document* document)
 {
-    return std::isfinite(value) ? std::clamp(value, low, high) : neutral;
+    if (!document || !document->sun_sky) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
+    sun_sky& s = *document->sun_sky;
+    current_sun_sky = &s;
+    clamp_settings(s);
+    set_angles(s);
+    zr_sun_angles_to_vector(s.azimuth, s.altitude, s.north, &s.sun_direction);
+    set_twilight(-s.sun_direction.z);
+    document->tone_exponent_factor = float(0.95 * twilight_sky + (1.0 - twilight_sky) * 1.1);
+    document->tone_scale_factor = 1.1f;
+    s.sun_strength = sun_strength(s, document->light_model == LIGHT_MODEL_EXACT);
+    bool is_dark;
+    s.sky_strength = sky_base(s, is_dark) * s.sky_intensity * twilight_sky;
+    s.sky_axis = sky_axis(s);
+    set_colors(s, is_dark);
+    set_sun_light(s);
+    return 1;
 }
+
+int32_t zr_get_sky_ground_intensity(const vector3* direction, const sun_sky* sun_sky, double* result_out)
+{
+    *result_out = 0.0;
+    if (job.simple_colors || !sun_sky || sun_sky->sky_strength == 0.0) { return 0; }
+    *result_out = sky_luminance(*sun_sky, *direction);
+    return 1;
+}
+
+namespace zr
+{
+
+double sky_luminance(const sun_sky& sky, const vector3& direction)
+{
+    constexpr double level = 0.333333, darkest = 0.1;
+    const double q = dot(sky.sky_axis, direction);
+    if (q > 0.0) { return (2.0 * q + 1.0) / 3.0; }
+    // Away from the axis lies the ground: level under a high sun, and darker toward the nadir under a low
+    // one.
+    const double g = 0.2 - sky.sun_direction.z;
+    if (g > 1.0) { return level; }
+    const double flat = std::max(g, 0.0), s = -q;
+    return ((1.0 - s) * level + s * darkest) * (1.0 - flat) + flat * level;
+}
+
+} // namespace zr
+
+namespace
+{
 
 /// The host's settings within their ranges.
 void clamp_settings(sun_sky& s)
@@ -69,6 +126,11 @@ void set_angles(sun_sky& s)
         s.latitude * degree, s.longitude * degree, &s.azimuth, &s.altitude, &solar_minutes);
 }
 
+double clamp_or(double value, double low, double high, double neutral)
+{
+    return std::isfinite(value) ? std::clamp(value, low, high) : neutral;
+}
+
 void set_twilight(double sine)
 {
     const double below_day = full_day_sine - sine;
@@ -76,14 +138,6 @@ void set_twilight(double sine)
     const double sky = std::max(1.0 - below_day * 3.005349522149, 0.0);
     twilight_color = sine >= full_day_sine ? 1.0 : sine >= 0.0 ? color * color : 0.0;
     twilight_sky = sine >= full_day_sine ? 1.0 : sine >= astronomical_sine ? sky * sky * sky * sky : 0.0;
-}
-
-/// Square of the mean over the day's distance of the sun: the Fourier series of Spencer (Search 2(5), 1971).
-double distance_factor(int32_t day)
-{
-    const double g = 2.0 * M_PI * day / 365.0;
-    return 1.00011 + 0.034221 * std::cos(g) + 0.00128 * std::sin(g) + 0.000719 * std::cos(2.0 * g) +
-           0.000077 * std::sin(2.0 * g);
 }
 
 double sun_strength(const sun_sky& s, bool follows_distance)
@@ -95,6 +149,14 @@ double sun_strength(const sun_sky& s, bool follows_distance)
     const double distance =
         follows_distance && !(s.flags & SUN_BY_ANGLES) ? distance_factor(s.day_of_year) : 1.0;
     return outside_air * distance * std::exp(-t) * s.sun_intensity;
+}
+
+/// Square of the mean over the day's distance of the sun: the Fourier series of Spencer (Search 2(5), 1971).
+double distance_factor(int32_t day)
+{
+    const double g = 2.0 * M_PI * day / 365.0;
+    return 1.00011 + 0.034221 * std::cos(g) + 0.00128 * std::sin(g) + 0.000719 * std::cos(2.0 * g) +
+           0.000077 * std::sin(2.0 * g);
 }
 
 /// The sky's strength before the user's factor and the twilight; `is_dark` where it is at its floor.
@@ -111,6 +173,13 @@ double sky_base(const sun_sky& s, bool& is_dark)
     strength *= table_sky_factor(s.altitude, c);
     is_dark = strength < weakest_sky;
     return is_dark ? weakest_sky : strength;
+}
+
+/// Between the zenith and the sun, nearer the zenith as clouds grow.
+vector3 sky_axis(const sun_sky& s)
+{
+    const vector3& d = s.sun_direction;
+    return normalized({ -0.5 * d.x, -0.5 * d.y, 0.25 * s.cloudiness + 0.5 - 0.5 * d.z });
 }
 
 void set_colors(sun_sky& s, bool is_dark)
@@ -161,57 +230,4 @@ void set_sun_light(const sun_sky& s)
     }
 }
 
-/// Between the zenith and the sun, nearer the zenith as clouds grow.
-vector3 sky_axis(const sun_sky& s)
-{
-    const vector3& d = s.sun_direction;
-    return normalized({ -0.5 * d.x, -0.5 * d.y, 0.25 * s.cloudiness + 0.5 - 0.5 * d.z });
-}
-
 } // namespace
-
-int32_t zr_set_sun_and_sky(document* document)
-{
-    if (!document || !document->sun_sky) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
-    sun_sky& s = *document->sun_sky;
-    current_sun_sky = &s;
-    clamp_settings(s);
-    set_angles(s);
-    zr_sun_angles_to_vector(s.azimuth, s.altitude, s.north, &s.sun_direction);
-    set_twilight(-s.sun_direction.z);
-    document->tone_exponent_factor = float(0.95 * twilight_sky + (1.0 - twilight_sky) * 1.1);
-    document->tone_scale_factor = 1.1f;
-    s.sun_strength = sun_strength(s, document->light_model == LIGHT_MODEL_EXACT);
-    bool is_dark;
-    s.sky_strength = sky_base(s, is_dark) * s.sky_intensity * twilight_sky;
-    s.sky_axis = sky_axis(s);
-    set_colors(s, is_dark);
-    set_sun_light(s);
-    return 1;
-}
-
-int32_t zr_get_sky_ground_intensity(const vector3* direction, const sun_sky* sun_sky, double* result_out)
-{
-    *result_out = 0.0;
-    if (job.simple_colors || !sun_sky || sun_sky->sky_strength == 0.0) { return 0; }
-    *result_out = sky_luminance(*sun_sky, *direction);
-    return 1;
-}
-
-namespace zr
-{
-
-double sky_luminance(const sun_sky& sky, const vector3& direction)
-{
-    constexpr double level = 0.333333, darkest = 0.1;
-    const double q = dot(sky.sky_axis, direction);
-    if (q > 0.0) { return (2.0 * q + 1.0) / 3.0; }
-    // Away from the axis lies the ground: level under a high sun, and darker toward the nadir under a low
-    // one.
-    const double g = 0.2 - sky.sun_direction.z;
-    if (g > 1.0) { return level; }
-    const double flat = std::max(g, 0.0), s = -q;
-    return ((1.0 - s) * level + s * darkest) * (1.0 - flat) + flat * level;
-}
-
-} // namespace zr

@@ -37,15 +37,7 @@ constexpr double sky_factors[22][3] = { { 1.034, 0.637, 0.409 }, { 0.825, 0.567,
 constexpr double lowest_sun = -0.1963;                // radians; the sky is black below
 constexpr double rows_per_radian = 11.45915590294399; // one row in 5 degrees
 
-double interpolate(const yearly_point* points, size_t count, int day)
-{
-    day = std::clamp(day, points[0].day, points[count - 1].day);
-    size_t i = 0;
-    while (points[i].day < day) { ++i; }
-    if (points[i].day == day) { return points[i].amount; }
-    const yearly_point &a = points[i - 1], &b = points[i];
-    return a.amount + (b.amount - a.amount) * (day - a.day) / (b.day - a.day);
-}
+double interpolate(const yearly_point* points, size_t count, int day);
 
 } // namespace
 
@@ -68,5 +60,20 @@ double table_sky_factor(double altitude, double cloudiness)
     { return (1.0 - w) * sky_factors[r][column] + w * sky_factors[r][column + 1]; };
     return (1.0 - g) * mixed(row) + g * mixed(row + 1);
 }
+
+namespace
+{
+
+double interpolate(const yearly_point* points, size_t count, int day)
+{
+    day = std::clamp(day, points[0].day, points[count - 1].day);
+    size_t i = 0;
+    while (points[i].day < day) { ++i; }
+    if (points[i].day == day) { return points[i].amount; }
+    const yearly_point &a = points[i - 1], &b = points[i];
+    return a.amount + (b.amount - a.amount) * (day - a.day) / (b.day - a.day);
+}
+
+} // namespace
 
 } // namespace zr

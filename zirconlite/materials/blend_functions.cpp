@@ -21,61 +21,15 @@ constexpr double neutral_cosine = 0.7; ///< of an angular blend that nobody look
 constexpr double min_band = 4.0;       ///< in footprints; thinner bands fade to the mean
 constexpr double dither_frequency = 10000.0;
 
-/// A value clamped to 0 to 1; NaN gives 0.
-double unit(double value) { return value > 0.0 ? std::min(value, 1.0) : 0.0; }
-
-int32_t octaves_of(const complex_material& m, int32_t least)
-{
-    return std::clamp(m.params.octaves, least, pattern_max_octaves);
-}
-
-/// Bands across `x`, one to a unit.
-double bands(const complex_material& m, double x)
-{
-    return soft_pulse(fraction_of(x), m.params.ratio[0], m.params.softness[0]);
-}
-
-double facing_cosine(const ray& r) { return std::min(std::fabs(dot(r.facing_normal, r.direction)), 1.0); }
-
-/// How many footprints of the ray a length of `extent` on the surface covers, for each axis.
-void screen_ratio(const ray& r, const double extent[2], double ratio[2])
-{
-    if (r.footprint[0] == 0.0 || r.footprint[1] == 0.0)
-    {
-        ratio[0] = ratio[1] = 5.0; // no footprint: nothing fades
-        return;
-    }
-    const double k = std::max(std::fabs(dot(r.interpolated_normal, r.direction)), min_cosine);
-    const double distance = r.footprint_slope[0] == 0.0 ? 1.0 : r.raw_length / (r.hit_t + r.path_length);
-    for (int i = 0; i < 2; ++i) { ratio[i] = k * extent[i] * distance / r.footprint[i]; }
-}
-
-/// Size of the thinner of the two bands along an axis, with a margin.
-double thinner_band(double scale, double ratio)
-{
-    double size = std::fabs(1.0 / scale);
-    if (ratio > 0.5) { size *= 1.0 - ratio; }
-    else if (ratio > 0.0) { size *= ratio; }
-    return size * 2.5;
-}
-
-double fade_of(double ratio)
-{
-    if (!(ratio < min_band)) { return 0.0; }
-    const double part = ratio / min_band;
-    return std::min(0.9, 1.0 - part * part);
-}
-
-/// By how much the row below `y` is pushed along x.
-double row_shift(const complex_material& m, double y)
-{
-    return fraction_of(std::floor(y) * m.params.tile_offset.x);
-}
-
-double brightness_of(const bitmap& b, const double sample[3])
-{
-    return b.bits_per_pixel == 8 ? sample[0] : std::max({ sample[0], sample[1], sample[2] });
-}
+int32_t octaves_of(const complex_material& m, int32_t least);
+double bands(const complex_material& m, double x);
+double brightness_of(const bitmap& b, const double sample[3]);
+double facing_cosine(const ray& r);
+double thinner_band(double scale, double ratio);
+void screen_ratio(const ray& r, const double extent[2], double ratio[2]);
+double fade_of(double ratio);
+double unit(double value);
+double row_shift(const complex_material& m, double y);
 
 } // namespace
 
@@ -231,5 +185,66 @@ void prepare_tile(const complex_material* m, ray*, const vector3* point, child_c
         tile.coordinate_offset = { entry[0] * by.x, entry[1] * by.y, entry[2] * by.z };
     }
 }
+
+namespace
+{
+
+int32_t octaves_of(const complex_material& m, int32_t least)
+{
+    return std::clamp(m.params.octaves, least, pattern_max_octaves);
+}
+
+/// Bands across `x`, one to a unit.
+double bands(const complex_material& m, double x)
+{
+    return soft_pulse(fraction_of(x), m.params.ratio[0], m.params.softness[0]);
+}
+
+double brightness_of(const bitmap& b, const double sample[3])
+{
+    return b.bits_per_pixel == 8 ? sample[0] : std::max({ sample[0], sample[1], sample[2] });
+}
+
+double facing_cosine(const ray& r) { return std::min(std::fabs(dot(r.facing_normal, r.direction)), 1.0); }
+
+/// Size of the thinner of the two bands along an axis, with a margin.
+double thinner_band(double scale, double ratio)
+{
+    double size = std::fabs(1.0 / scale);
+    if (ratio > 0.5) { size *= 1.0 - ratio; }
+    else if (ratio > 0.0) { size *= ratio; }
+    return size * 2.5;
+}
+
+/// How many footprints of the ray a length of `extent` on the surface covers, for each axis.
+void screen_ratio(const ray& r, const double extent[2], double ratio[2])
+{
+    if (r.footprint[0] == 0.0 || r.footprint[1] == 0.0)
+    {
+        ratio[0] = ratio[1] = 5.0; // no footprint: nothing fades
+        return;
+    }
+    const double k = std::max(std::fabs(dot(r.interpolated_normal, r.direction)), min_cosine);
+    const double distance = r.footprint_slope[0] == 0.0 ? 1.0 : r.raw_length / (r.hit_t + r.path_length);
+    for (int i = 0; i < 2; ++i) { ratio[i] = k * extent[i] * distance / r.footprint[i]; }
+}
+
+double fade_of(double ratio)
+{
+    if (!(ratio < min_band)) { return 0.0; }
+    const double part = ratio / min_band;
+    return std::min(0.9, 1.0 - part * part);
+}
+
+/// A value clamped to 0 to 1; NaN gives 0.
+double unit(double value) { return value > 0.0 ? std::min(value, 1.0) : 0.0; }
+
+/// By how much the row below `y` is pushed along x.
+double row_shift(const complex_material& m, double y)
+{
+    return fraction_of(std::floor(y) * m.params.tile_offset.x);
+}
+
+} // namespace
 
 } // namespace zr

@@ -53,26 +53,9 @@ struct bump_row
 constexpr bump_row bump_rows[] = { { 1, zr_bump_rubble, 0, 672 }, { 2, zr_bump_sandpaper, 0, 671 },
     { 3, zr_bump_pyramid, BUMP_MAPPED, 673 } };
 
-complex_material* as_complex(material* m)
-{
-    return m && (m->flags & MATERIAL_COMPLEX) ? reinterpret_cast<complex_material*>(m) : nullptr;
-}
-
-const blend_row* row_of(blend_function blend)
-{
-    for (const blend_row& row : rows)
-    {
-        if (row.blend == blend) { return &row; }
-    }
-    return nullptr;
-}
-
-/// The message, or an empty text where the table has none.
-void copy_label(char16_t (&out)[32], int32_t number)
-{
-    const char16_t* text = zr_get_message(nullptr, number);
-    platform::copy_text(out, std::size(out), platform::same_text(text, u"???") ? u"" : text);
-}
+complex_material* as_complex(material* m);
+void copy_label(char16_t (&out)[32], int32_t number);
+const blend_row* row_of(blend_function blend);
 
 } // namespace
 
@@ -146,3 +129,29 @@ bool blend_works_on_children(const complex_material& m)
 bool is_own_kind(const complex_material& m) { return row_of(m.blend) != nullptr; }
 
 } // namespace zr
+
+namespace
+{
+
+complex_material* as_complex(material* m)
+{
+    return m && (m->flags & MATERIAL_COMPLEX) ? reinterpret_cast<complex_material*>(m) : nullptr;
+}
+
+/// The message, or an empty text where the table has none.
+void copy_label(char16_t (&out)[32], int32_t number)
+{
+    const char16_t* text = zr_get_message(nullptr, number);
+    platform::copy_text(out, std::size(out), platform::same_text(text, u"???") ? u"" : text);
+}
+
+const blend_row* row_of(blend_function blend)
+{
+    for (const blend_row& row : rows)
+    {
+        if (row.blend == blend) { return &row; }
+    }
+    return nullptr;
+}
+
+} // namespace

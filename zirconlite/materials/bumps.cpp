@@ -8,20 +8,8 @@ using namespace zr;
 namespace
 {
 
-void tilt(vector3* normal, const vector3& by, double strength)
-{
-    const vector3 m = normalized(*normal + by);
-    *normal = normalized(*normal * (1.0 - strength) + m * strength);
-}
-
-/// The signed unit axis nearest to `n`.
-vector3 nearest_axis(const vector3& n)
-{
-    const double x = std::fabs(n.x), y = std::fabs(n.y), z = std::fabs(n.z);
-    if (x >= y && x >= z) { return { n.x < 0.0 ? -1.0 : 1.0, 0, 0 }; }
-    if (y >= z) { return { 0, n.y < 0.0 ? -1.0 : 1.0, 0 }; }
-    return { 0, 0, n.z < 0.0 ? -1.0 : 1.0 };
-}
+void tilt(vector3* normal, const vector3& by, double strength);
+vector3 nearest_axis(const vector3& n);
 
 } // namespace
 
@@ -54,3 +42,23 @@ void zr_bump_pyramid(const vector3* point, vector3* normal, double strength)
     else { n += f <= 1.0 - g ? v * -strength : u * strength; }
     *normal = normalized(n);
 }
+
+namespace
+{
+
+void tilt(vector3* normal, const vector3& by, double strength)
+{
+    const vector3 m = normalized(*normal + by);
+    *normal = normalized(*normal * (1.0 - strength) + m * strength);
+}
+
+/// The signed unit axis nearest to `n`.
+vector3 nearest_axis(const vector3& n)
+{
+    const double x = std::fabs(n.x), y = std::fabs(n.y), z = std::fabs(n.z);
+    if (x >= y && x >= z) { return { n.x < 0.0 ? -1.0 : 1.0, 0, 0 }; }
+    if (y >= z) { return { 0, n.y < 0.0 ? -1.0 : 1.0, 0 }; }
+    return { 0, 0, n.z < 0.0 ? -1.0 : 1.0 };
+}
+
+} // namespace

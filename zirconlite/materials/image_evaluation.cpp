@@ -34,6 +34,8 @@ struct strength_sums
     double color, reflect, transparent, shininess, clearness;
 };
 
+void cut_out(double share, surface& out);
+
 /// One look at a picture.
 struct image_sample
 {
@@ -44,6 +46,63 @@ struct image_sample
     double u, v; ///< in the tile, 0 to 1
     bool flip_u, flip_v;
 };
+
+strength_sums add_up(const mat_image* images);
+image_sample sample_at(
+    const mat_image& image, const ray& r, const child_context* context, const evaluation_points& points);
+bool into_tile(double& coordinate, bool mirrors);
+bool is_odd(double whole);
+mip_level level_at(const mat_image& image, const ray& r, const evaluation_points& points);
+double blur_amplitude(uint32_t flags);
+void blur(const ray& r, double amplitude, double& u, double& v);
+image_sample average_of(const bitmap& b);
+void apply_channels(const mat_image& image, const image_sample& s, const strength_sums& sums,
+    const simple_material& m, surface& out);
+void move_to(float color[3], double share, const double rgb[3]);
+void give(float& weight, double part);
+void take(float& weight, double part);
+void apply_bump(
+    const mat_image& image, const image_sample& s, const evaluation_points& points, vector3& normal);
+void picture_axes(
+    const mat_image& image, const evaluation_points& points, const vector3& normal, vector3& u, vector3& v);
+vector3 tangent_along(const vector3& direction, const vector3& normal);
+vector3 image_gradient(const mat_image& image, const evaluation_points& points, int axis);
+void tilt_by_picture(
+    const image_sample& s, double strength, const vector3& u, const vector3& v, vector3& normal);
+
+} // namespace
+
+void apply_images(const simple_material& m, const ray* r, vector3& normal, const child_context* context,
+    const evaluation_points& points, surface& out)
+{
+    const strength_sums sums = add_up(m.images);
+    for (const mat_image* image = m.images; image; image = image->next)
+    {
+        if (!image->bitmap) { continue; }
+        const image_sample s = r ? sample_at(*image, *r, context, points) : average_of(*image->bitmap);
+        if (image->strength != 0.0f) { apply_channels(*image, s, sums, m, out); }
+        if (image->bump_strength != 0.0f && r)
+        {
+            apply_bump(*image, s, points, normal);
+            out.flags |= SURFACE_TEXTURED;
+        }
+        if (s.cut_out != 0.0) { cut_out(s.cut_out, out); }
+    }
+}
+
+bool images_stay_opaque(const mat_image* images)
+{
+    for (; images; images = images->next)
+    {
+        const bool clears = (images->flags & IMAGE_ON_CLEARNESS) && images->strength != 0.0f;
+        const bool cuts = images->key && images->key->kind != KEY_NONE && (images->key->flags & KEY_CUTS_OUT);
+        if (images->bitmap && (clears || cuts)) { return false; }
+    }
+    return true;
+}
+
+namespace
+{
 
 strength_sums add_up(const mat_image* images)
 {
@@ -57,50 +116,6 @@ strength_sums add_up(const mat_image* images)
         if (i->flags & IMAGE_ON_CLEARNESS) { sums.clearness += i->strength; }
     }
     return sums;
-}
-
-bool is_odd(double whole) { return fraction_of(whole * 0.5) != 0.0; }
-
-/// Gives `coordinate` its place in the tile; true when the tile is a flipped one.
-bool into_tile(double& coordinate, bool mirrors)
-{
-    const bool flips = mirrors && is_odd(std::floor(coordinate));
-    coordinate = fraction_of(coordinate);
-    if (flips) { coordinate = 1.0 - coordinate; }
-    return flips;
-}
-
-double blur_amplitude(uint32_t flags)
-{
-    if (flags & IMAGE_BLUR_MOST) { return 1.0; }
-    if (flags & IMAGE_BLUR_MORE) { return 0.7; }
-    return flags & IMAGE_BLUR_LITTLE ? 0.2 : 0.0;
-}
-
-void blur(const ray& r, double amplitude, double& u, double& v)
-{
-    double j[2];
-    table_jitter(r.pixel, job.bitmap_jitter_amplitude, j);
-    u = std::clamp(u + j[0] * amplitude, 0.0, 1.0);
-    v = std::clamp(v + j[1] * amplitude, 0.0, 1.0);
-}
-
-/// How the picture's own coordinates grow along the surface, per unit of length: the placement on top of the
-/// coordinates of vertices.
-vector3 image_gradient(const mat_image& image, const evaluation_points& points, int axis)
-{
-    const double* row = image.transform.m[axis];
-    return (points.gradient[0] * row[0] + points.gradient[1] * row[1]) * image.scale[axis];
-}
-
-mip_level level_at(const mat_image& image, const ray& r, const evaluation_points& points)
-{
-    double scale[2] = { image.scale[0], image.scale[1] };
-    if (points.has_gradients)
-    {
-        for (int i = 0; i < 2; ++i) { scale[i] = length(image_gradient(image, points, i)); }
-    }
-    return choose_level(footprint_measure(r, scale, *image.bitmap), image.bitmap->level_count);
 }
 
 image_sample sample_at(
@@ -138,6 +153,42 @@ image_sample sample_at(
     return s;
 }
 
+/// Gives `coordinate` its place in the tile; true when the tile is a flipped one.
+bool into_tile(double& coordinate, bool mirrors)
+{
+    const bool flips = mirrors && is_odd(std::floor(coordinate));
+    coordinate = fraction_of(coordinate);
+    if (flips) { coordinate = 1.0 - coordinate; }
+    return flips;
+}
+
+bool is_odd(double whole) { return fraction_of(whole * 0.5) != 0.0; }
+
+mip_level level_at(const mat_image& image, const ray& r, const evaluation_points& points)
+{
+    double scale[2] = { image.scale[0], image.scale[1] };
+    if (points.has_gradients)
+    {
+        for (int i = 0; i < 2; ++i) { scale[i] = length(image_gradient(image, points, i)); }
+    }
+    return choose_level(footprint_measure(r, scale, *image.bitmap), image.bitmap->level_count);
+}
+
+double blur_amplitude(uint32_t flags)
+{
+    if (flags & IMAGE_BLUR_MOST) { return 1.0; }
+    if (flags & IMAGE_BLUR_MORE) { return 0.7; }
+    return flags & IMAGE_BLUR_LITTLE ? 0.2 : 0.0;
+}
+
+void blur(const ray& r, double amplitude, double& u, double& v)
+{
+    double j[2];
+    table_jitter(r.pixel, job.bitmap_jitter_amplitude, j);
+    u = std::clamp(u + j[0] * amplitude, 0.0, 1.0);
+    v = std::clamp(v + j[1] * amplitude, 0.0, 1.0);
+}
+
 /// What a material without a ray sees of a picture.
 image_sample average_of(const bitmap& b)
 {
@@ -145,15 +196,6 @@ image_sample average_of(const bitmap& b)
     for (int c = 0; c < 3; ++c) { s.rgb[c] = std::pow(double(b.average[c]), display_gamma); }
     return s;
 }
-
-void move_to(float color[3], double share, const double rgb[3])
-{
-    for (int c = 0; c < 3; ++c) { color[c] = float(color[c] * (1.0 - share) + share * rgb[c]); }
-}
-
-void take(float& weight, double part) { weight = float(std::max(weight - part, 0.0)); }
-
-void give(float& weight, double part) { weight = float(std::min(weight + part, 1.0)); }
 
 /// The channels that the picture acts on, each by its part of all strengths there.
 void apply_channels(const mat_image& image, const image_sample& s, const strength_sums& sums,
@@ -196,38 +238,14 @@ void apply_channels(const mat_image& image, const image_sample& s, const strengt
     }
 }
 
-/// A direction on the surface made square to the normal; the zero vector when it runs along it.
-vector3 tangent_along(const vector3& direction, const vector3& normal)
+void move_to(float color[3], double share, const double rgb[3])
 {
-    const vector3 unit = normalized(direction);
-    const vector3 t = unit - normal * dot(unit, normal);
-    return dot(t, t) < min_tangent ? vector3{ 0, 0, 0 } : normalized(t);
+    for (int c = 0; c < 3; ++c) { color[c] = float(color[c] * (1.0 - share) + share * rgb[c]); }
 }
 
-/// The directions on the surface in which a picture's coordinates grow. Those of projected pictures are axes
-/// of the normal; those of pictures by vertex coordinates are the picture's own, so that relief follows it.
-void picture_axes(
-    const mat_image& image, const evaluation_points& points, const vector3& normal, vector3& u, vector3& v)
-{
-    if (points.has_gradients)
-    {
-        u = tangent_along(image_gradient(image, points, 0), normal);
-        v = tangent_along(image_gradient(image, points, 1), normal);
-        if (dot(u, u) > 0.0 && dot(v, v) > 0.0) { return; }
-    }
-    zr_make_axes(&normal, &u, &v, axis_tolerance);
-}
+void give(float& weight, double part) { weight = float(std::min(weight + part, 1.0)); }
 
-/// A picture of normals: red and green tilt along its axes, blue is up.
-void tilt_by_picture(
-    const image_sample& s, double strength, const vector3& u, const vector3& v, vector3& normal)
-{
-    const double x = (2.0 * s.raw[0] - 1.0) * (s.flip_u ? -strength : strength);
-    const double y = (2.0 * s.raw[1] - 1.0) * (s.flip_v ? -strength : strength);
-    const double z = std::max(2.0 * s.raw[2] - 1.0, 0.0);
-    const vector3 tilted = x * u + y * v + z * normal;
-    if (dot(tilted, tilted) > 0.0) { normal = normalized(tilted); }
-}
+void take(float& weight, double part) { weight = float(std::max(weight - part, 0.0)); }
 
 void apply_bump(
     const mat_image& image, const image_sample& s, const evaluation_points& points, vector3& normal)
@@ -247,6 +265,47 @@ void apply_bump(
     image_bump(b, at, strength, normal);
 }
 
+/// The directions on the surface in which a picture's coordinates grow. Those of projected pictures are axes
+/// of the normal; those of pictures by vertex coordinates are the picture's own, so that relief follows it.
+void picture_axes(
+    const mat_image& image, const evaluation_points& points, const vector3& normal, vector3& u, vector3& v)
+{
+    if (points.has_gradients)
+    {
+        u = tangent_along(image_gradient(image, points, 0), normal);
+        v = tangent_along(image_gradient(image, points, 1), normal);
+        if (dot(u, u) > 0.0 && dot(v, v) > 0.0) { return; }
+    }
+    zr_make_axes(&normal, &u, &v, axis_tolerance);
+}
+
+/// A direction on the surface made square to the normal; the zero vector when it runs along it.
+vector3 tangent_along(const vector3& direction, const vector3& normal)
+{
+    const vector3 unit = normalized(direction);
+    const vector3 t = unit - normal * dot(unit, normal);
+    return dot(t, t) < min_tangent ? vector3{ 0, 0, 0 } : normalized(t);
+}
+
+/// How the picture's own coordinates grow along the surface, per unit of length: the placement on top of the
+/// coordinates of vertices.
+vector3 image_gradient(const mat_image& image, const evaluation_points& points, int axis)
+{
+    const double* row = image.transform.m[axis];
+    return (points.gradient[0] * row[0] + points.gradient[1] * row[1]) * image.scale[axis];
+}
+
+/// A picture of normals: red and green tilt along its axes, blue is up.
+void tilt_by_picture(
+    const image_sample& s, double strength, const vector3& u, const vector3& v, vector3& normal)
+{
+    const double x = (2.0 * s.raw[0] - 1.0) * (s.flip_u ? -strength : strength);
+    const double y = (2.0 * s.raw[1] - 1.0) * (s.flip_v ? -strength : strength);
+    const double z = std::max(2.0 * s.raw[2] - 1.0, 0.0);
+    const vector3 tilted = x * u + y * v + z * normal;
+    if (dot(tilted, tilted) > 0.0) { normal = normalized(tilted); }
+}
+
 void cut_out(double share, surface& out)
 {
     out.transparent = float(share);
@@ -257,34 +316,5 @@ void cut_out(double share, surface& out)
 }
 
 } // namespace
-
-void apply_images(const simple_material& m, const ray* r, vector3& normal, const child_context* context,
-    const evaluation_points& points, surface& out)
-{
-    const strength_sums sums = add_up(m.images);
-    for (const mat_image* image = m.images; image; image = image->next)
-    {
-        if (!image->bitmap) { continue; }
-        const image_sample s = r ? sample_at(*image, *r, context, points) : average_of(*image->bitmap);
-        if (image->strength != 0.0f) { apply_channels(*image, s, sums, m, out); }
-        if (image->bump_strength != 0.0f && r)
-        {
-            apply_bump(*image, s, points, normal);
-            out.flags |= SURFACE_TEXTURED;
-        }
-        if (s.cut_out != 0.0) { cut_out(s.cut_out, out); }
-    }
-}
-
-bool images_stay_opaque(const mat_image* images)
-{
-    for (; images; images = images->next)
-    {
-        const bool clears = (images->flags & IMAGE_ON_CLEARNESS) && images->strength != 0.0f;
-        const bool cuts = images->key && images->key->kind != KEY_NONE && (images->key->flags & KEY_CUTS_OUT);
-        if (images->bitmap && (clears || cuts)) { return false; }
-    }
-    return true;
-}
 
 } // namespace zr

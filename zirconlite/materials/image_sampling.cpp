@@ -14,41 +14,9 @@ constexpr double min_cosine = 1e-8;
 constexpr double of_byte = 0.003921568627451; // 1 / 255
 constexpr double bump_depth = 8.0;
 
-/// The texel that stands for position `at` along an axis of `size` texels, at most one step outside.
-int32_t bordered(int32_t at, int32_t size, bump_border border)
-{
-    if (at >= 0 && at < size) { return at; }
-    switch (border)
-    {
-    case bump_border::wrap:
-        return at < 0 ? at + size : at - size;
-    case bump_border::mirror:
-        return at < 0 ? -1 - at : 2 * size - 1 - at;
-    case bump_border::clamp:
-        break;
-    }
-    return at < 0 ? 0 : size - 1;
-}
-
-int32_t grey_level(const bitmap& b, int32_t x, int32_t y)
-{
-    const uint8_t* p = b.pixels + (size_t(y) * b.width + x) * b.bytes_per_pixel;
-    return b.bytes_per_pixel == 1 ? p[0] : std::max({ p[0], p[1], p[2] });
-}
-
-double color_key(const mat_key& key, const double sample[4])
-{
-    int32_t sum = 0;
-    for (int c = 0; c < 3; ++c)
-    {
-        const int32_t difference = std::abs(int32_t(sample[c] * 255.0 + 0.5) - key.color_bytes[c]);
-        if (difference >= key.tolerance_byte) { return 0.0; }
-        sum += difference;
-    }
-    if (key.feather == 0.0f) { return 1.0; }
-    const double inside = 1.0 - double(sum) / key.tolerance_byte * 0.33333333;
-    return inside < key.feather ? inside / key.feather : 1.0;
-}
+double color_key(const mat_key& key, const double sample[4]);
+int32_t bordered(int32_t at, int32_t size, bump_border border);
+int32_t grey_level(const bitmap& b, int32_t x, int32_t y);
 
 } // namespace
 
@@ -122,5 +90,46 @@ void image_bump(const bitmap& b, const bump_place& at, double strength, vector3&
     const double gu = (right - left) * of_byte / 6.0, gv = (first - last) * of_byte / 6.0;
     normal = normalized(normal + (gu * at.u + gv * at.v) * (bump_depth * strength));
 }
+
+namespace
+{
+
+double color_key(const mat_key& key, const double sample[4])
+{
+    int32_t sum = 0;
+    for (int c = 0; c < 3; ++c)
+    {
+        const int32_t difference = std::abs(int32_t(sample[c] * 255.0 + 0.5) - key.color_bytes[c]);
+        if (difference >= key.tolerance_byte) { return 0.0; }
+        sum += difference;
+    }
+    if (key.feather == 0.0f) { return 1.0; }
+    const double inside = 1.0 - double(sum) / key.tolerance_byte * 0.33333333;
+    return inside < key.feather ? inside / key.feather : 1.0;
+}
+
+/// The texel that stands for position `at` along an axis of `size` texels, at most one step outside.
+int32_t bordered(int32_t at, int32_t size, bump_border border)
+{
+    if (at >= 0 && at < size) { return at; }
+    switch (border)
+    {
+    case bump_border::wrap:
+        return at < 0 ? at + size : at - size;
+    case bump_border::mirror:
+        return at < 0 ? -1 - at : 2 * size - 1 - at;
+    case bump_border::clamp:
+        break;
+    }
+    return at < 0 ? 0 : size - 1;
+}
+
+int32_t grey_level(const bitmap& b, int32_t x, int32_t y)
+{
+    const uint8_t* p = b.pixels + (size_t(y) * b.width + x) * b.bytes_per_pixel;
+    return b.bytes_per_pixel == 1 ? p[0] : std::max({ p[0], p[1], p[2] });
+}
+
+} // namespace
 
 } // namespace zr

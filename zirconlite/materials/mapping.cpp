@@ -15,17 +15,9 @@ namespace
 
 constexpr double min_pattern = 1e-10;
 
-/// The angle about z, 0 to two pi; pi on the positive x axis.
-double angle_about_z(const vector3& p) { return std::atan2(p.y, p.x) + pi; }
-
-/// The angle of the point above the negative z axis, 0 to pi.
-double angle_from_below(const vector3& p)
-{
-    const double r = length(p);
-    return pi - std::acos(std::clamp(r != 0.0 ? p.z / r : p.z, -1.0, 1.0));
-}
-
-double divided(double value, double by) { return by != 0.0 ? value / by : value; }
+double divided(double value, double by);
+double angle_about_z(const vector3& p);
+double angle_from_below(const vector3& p);
 
 } // namespace
 
@@ -126,3 +118,20 @@ int32_t zr_get_uv_from_vertices(const ray* ray, int32_t set, float uv_out[2])
     const double weights[3] = { ray->element_coords[2], ray->element_coords[1], ray->element_coords[0] };
     return object->vft->get_vertex_uv(object, set, weights, uv_out);
 }
+
+namespace
+{
+
+double divided(double value, double by) { return by != 0.0 ? value / by : value; }
+
+/// The angle about z, 0 to two pi; pi on the positive x axis.
+double angle_about_z(const vector3& p) { return std::atan2(p.y, p.x) + pi; }
+
+/// The angle of the point above the negative z axis, 0 to pi.
+double angle_from_below(const vector3& p)
+{
+    const double r = length(p);
+    return pi - std::acos(std::clamp(r != 0.0 ? p.z / r : p.z, -1.0, 1.0));
+}
+
+} // namespace

@@ -16,15 +16,9 @@ namespace
 constexpr double tile_size = 0.25;
 constexpr double min_size = 1e-10, max_scale = 1e12;
 
-int32_t display_byte(float linear)
-{
-    const double clamped = linear > 0.0f ? std::fmin(linear, 1.0) : 0.0;
-    return int32_t(std::pow(clamped, 1.0 / 2.2) * 255.0 + 0.5);
-}
-
-double scale_of(double size) { return std::fabs(size) > min_size ? 1.0 / size : max_scale; }
-
-bool is_of_user(const bitmap* b) { return b && (b->flags & BITMAP_OF_USER); }
+int32_t display_byte(float linear);
+double scale_of(double size);
+bool is_of_user(const bitmap* b);
 
 } // namespace
 
@@ -144,3 +138,18 @@ void release_mask(mask_source* mask)
 }
 
 } // namespace zr
+
+namespace
+{
+
+int32_t display_byte(float linear)
+{
+    const double clamped = linear > 0.0f ? std::fmin(linear, 1.0) : 0.0;
+    return int32_t(std::pow(clamped, 1.0 / 2.2) * 255.0 + 0.5);
+}
+
+double scale_of(double size) { return std::fabs(size) > min_size ? 1.0 / size : max_scale; }
+
+bool is_of_user(const bitmap* b) { return b && (b->flags & BITMAP_OF_USER); }
+
+} // namespace

@@ -24,11 +24,10 @@ bool dupe_head(const material& source, material& copy);
 bool dupe_simple(const simple_material& source, simple_material& copy);
 bool dupe_complex(const complex_material& source, complex_material& copy);
 void free_bumps(bump* first);
-
-simple_material& as_simple(material& m) { return reinterpret_cast<simple_material&>(m); }
-complex_material& as_complex(material& m) { return reinterpret_cast<complex_material&>(m); }
-bool is_complex(const material& m) { return (m.flags & MATERIAL_COMPLEX) != 0; }
-float share(float value) { return value > 0.0f ? std::min(value, 1.0f) : 0.0f; }
+complex_material& as_complex(material& m);
+bool is_complex(const material& m);
+float share(float value);
+simple_material& as_simple(material& m);
 
 } // namespace
 
@@ -260,5 +259,13 @@ void free_bumps(bump* first)
         first = next;
     }
 }
+
+complex_material& as_complex(material& m) { return reinterpret_cast<complex_material&>(m); }
+
+bool is_complex(const material& m) { return (m.flags & MATERIAL_COMPLEX) != 0; }
+
+float share(float value) { return value > 0.0f ? std::min(value, 1.0f) : 0.0f; }
+
+simple_material& as_simple(material& m) { return reinterpret_cast<simple_material&>(m); }
 
 } // namespace

@@ -8,41 +8,10 @@ using namespace zr;
 namespace
 {
 
-uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k) { return (59 * i + 103 * j + 79 * k) & 0xfff; }
-
-/// The lattice coordinate below `c`, wrapped to 32 bits, and the fraction behind it.
-uint32_t split(double c, double& fraction)
-{
-    if (std::fabs(c) < 9e15)
-    {
-        // One conversion serves both: whole numbers of this size are exact.
-        const int64_t toward_0 = int64_t(c);
-        const int64_t whole = toward_0 - (c < double(toward_0));
-        fraction = c - double(whole);
-        return uint32_t(whole);
-    }
-    fraction = 0.0;
-    return lattice_coordinate(c);
-}
-
-double bent(double f) { return f <= 0.5 ? 2.0 * f * f : 1.0 - 2.0 * (1.0 - f) * (1.0 - f); }
-
-int32_t turbulence(const vector3* point, double* out, int32_t octaves, int32_t components)
-{
-    for (int32_t c = 0; c < components; ++c) { out[c] = 0.0; }
-    if (octaves > NOISE_MAX_OCTAVES) { octaves = NOISE_MAX_OCTAVES; }
-    vector3 q = *point;
-    double weight = 1.0;
-    for (int32_t n = 0; n < octaves; ++n)
-    {
-        double value[3];
-        zr_noise(&q, value, components);
-        for (int32_t c = 0; c < components; ++c) { out[c] += value[c] * weight; }
-        weight *= 0.5;
-        q = { q.x * 2.0, q.y * 2.0, q.z * 2.0 };
-    }
-    return 1;
-}
+uint32_t split(double c, double& fraction);
+double bent(double f);
+uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k);
+int32_t turbulence(const vector3* point, double* out, int32_t octaves, int32_t components);
 
 } // namespace
 
@@ -88,3 +57,44 @@ int32_t turb3(const vector3* point, double out[3], int32_t octaves)
 {
     return turbulence(point, out, octaves, 3);
 }
+
+namespace
+{
+
+/// The lattice coordinate below `c`, wrapped to 32 bits, and the fraction behind it.
+uint32_t split(double c, double& fraction)
+{
+    if (std::fabs(c) < 9e15)
+    {
+        // One conversion serves both: whole numbers of this size are exact.
+        const int64_t toward_0 = int64_t(c);
+        const int64_t whole = toward_0 - (c < double(toward_0));
+        fraction = c - double(whole);
+        return uint32_t(whole);
+    }
+    fraction = 0.0;
+    return lattice_coordinate(c);
+}
+
+double bent(double f) { return f <= 0.5 ? 2.0 * f * f : 1.0 - 2.0 * (1.0 - f) * (1.0 - f); }
+
+uint32_t lattice_hash(uint32_t i, uint32_t j, uint32_t k) { return (59 * i + 103 * j + 79 * k) & 0xfff; }
+
+int32_t turbulence(const vector3* point, double* out, int32_t octaves, int32_t components)
+{
+    for (int32_t c = 0; c < components; ++c) { out[c] = 0.0; }
+    if (octaves > NOISE_MAX_OCTAVES) { octaves = NOISE_MAX_OCTAVES; }
+    vector3 q = *point;
+    double weight = 1.0;
+    for (int32_t n = 0; n < octaves; ++n)
+    {
+        double value[3];
+        zr_noise(&q, value, components);
+        for (int32_t c = 0; c < components; ++c) { out[c] += value[c] * weight; }
+        weight *= 0.5;
+        q = { q.x * 2.0, q.y * 2.0, q.z * 2.0 };
+    }
+    return 1;
+}
+
+} // namespace

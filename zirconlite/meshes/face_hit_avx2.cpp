@@ -24,75 +24,20 @@ struct turned
     __m256d row[4];
 };
 
-ZR_AVX2 inline turned turn(const float* a, const float* b, const float* c, const float* d)
-{
-    __m128 x = _mm_loadu_ps(a), y = _mm_loadu_ps(b), z = _mm_loadu_ps(c), w = _mm_loadu_ps(d);
-    _MM_TRANSPOSE4_PS(x, y, z, w);
-    return { { _mm256_cvtps_pd(x), _mm256_cvtps_pd(y), _mm256_cvtps_pd(z), _mm256_cvtps_pd(w) } };
-}
-
-ZR_AVX2 inline __m256d mask_of(__m128i equal) { return _mm256_castsi256_pd(_mm256_cvtepi32_epi64(equal)); }
-
-/// The two projected coordinates of one vertex of each face.
-ZR_AVX2 inline void projected(
-    const y_face* const f[4], int vertex, const lanes::lane_edges& e, __m256d out[2])
-{
-    const turned p = turn(f[0]->vertex[vertex]->position, f[1]->vertex[vertex]->position,
-        f[2]->vertex[vertex]->position, f[3]->vertex[vertex]->position);
-    out[0] = _mm256_blendv_pd(p.row[0], p.row[1], e.first_is_y);
-    out[1] = _mm256_blendv_pd(p.row[1], p.row[2], e.second_is_z);
-}
-
-ZR_AVX2 inline lanes::lane_edges edges_of(const y_face* const f[4])
-{
-    static_assert(offsetof(y_face, edge_b_second) == offsetof(y_face, edge_a_first) + 3 * sizeof(float));
-    lanes::lane_edges e;
-    const __m128i axes = _mm_set_epi32(int(f[3]->head.kind_word), int(f[2]->head.kind_word),
-        int(f[1]->head.kind_word), int(f[0]->head.kind_word));
-    e.first_is_y = mask_of(_mm_cmpeq_epi32(_mm_srli_epi32(axes, 28), _mm_set1_epi32(1)));
-    e.second_is_z = mask_of(
-        _mm_cmpeq_epi32(_mm_and_si128(_mm_srli_epi32(axes, 24), _mm_set1_epi32(0xf)), _mm_set1_epi32(2)));
-    // In the face's order: a first, b first, a second, b second.
-    const turned edges =
-        turn(&f[0]->edge_a_first, &f[1]->edge_a_first, &f[2]->edge_a_first, &f[3]->edge_a_first);
-    e.edge_a[0] = edges.row[0];
-    e.edge_b[0] = edges.row[1];
-    e.edge_a[1] = edges.row[2];
-    e.edge_b[1] = edges.row[3];
-    projected(f, 1, e, e.vertex_1);
-    projected(f, 2, e, e.vertex_2);
-    return e;
-}
-
 /// The faces of a batch that the ray hits; their distances and weights.
 struct batch_hits
 {
     double t[4], w1[4], w2[4];
 };
 
+void prefetch_face(const scene_object* object);
 ZR_AVX2 inline unsigned hit_faces(
-    const y_face* const f[4], unsigned used, const lanes::lane_ray& q, double t_high, batch_hits& hits)
-{
-    static_assert(offsetof(y_face, plane_d) == offsetof(y_face, normal) + 3 * sizeof(float));
-    const turned planes = turn(f[0]->normal, f[1]->normal, f[2]->normal, f[3]->normal);
-    __m256d in;
-    const __m256d t = lanes::plane_distance(planes.row, planes.row[3], q, t_high, in);
-    if (!(static_cast<unsigned>(_mm256_movemask_pd(in)) & used)) { return 0; }
-    __m256d w1, w2;
-    const unsigned inside = lanes::inside(edges_of(f), q, t, in, w1, w2) & used;
-    if (!inside) { return 0; }
-    _mm256_storeu_pd(hits.t, t);
-    _mm256_storeu_pd(hits.w1, w1);
-    _mm256_storeu_pd(hits.w2, w2);
-    return inside;
-}
-
-void prefetch_face(const scene_object* object)
-{
-    const auto* bytes = reinterpret_cast<const char*>(object);
-    __builtin_prefetch(bytes);
-    __builtin_prefetch(bytes + 64);
-}
+    const y_face* const f[4], unsigned used, const lanes::lane_ray& q, double t_high, batch_hits& hits);
+ZR_AVX2 inline lanes::lane_edges edges_of(const y_face* const f[4]);
+ZR_AVX2 inline __m256d mask_of(__m128i equal);
+ZR_AVX2 inline void projected(
+    const y_face* const f[4], int vertex, const lanes::lane_edges& e, __m256d out[2]);
+ZR_AVX2 inline turned turn(const float* a, const float* b, const float* c, const float* d);
 
 } // namespace
 
@@ -147,3 +92,77 @@ int32_t intersect_faces_avx2(ray*, scene_object* const*, const uint32_t*, size_t
 } // namespace zr
 
 #endif
+
+namespace zr
+{
+
+namespace
+{
+
+void prefetch_face(const scene_object* object)
+{
+    const auto* bytes = reinterpret_cast<const char*>(object);
+    __builtin_prefetch(bytes);
+    __builtin_prefetch(bytes + 64);
+}
+
+ZR_AVX2 inline unsigned hit_faces(
+    const y_face* const f[4], unsigned used, const lanes::lane_ray& q, double t_high, batch_hits& hits)
+{
+    static_assert(offsetof(y_face, plane_d) == offsetof(y_face, normal) + 3 * sizeof(float));
+    const turned planes = turn(f[0]->normal, f[1]->normal, f[2]->normal, f[3]->normal);
+    __m256d in;
+    const __m256d t = lanes::plane_distance(planes.row, planes.row[3], q, t_high, in);
+    if (!(static_cast<unsigned>(_mm256_movemask_pd(in)) & used)) { return 0; }
+    __m256d w1, w2;
+    const unsigned inside = lanes::inside(edges_of(f), q, t, in, w1, w2) & used;
+    if (!inside) { return 0; }
+    _mm256_storeu_pd(hits.t, t);
+    _mm256_storeu_pd(hits.w1, w1);
+    _mm256_storeu_pd(hits.w2, w2);
+    return inside;
+}
+
+ZR_AVX2 inline lanes::lane_edges edges_of(const y_face* const f[4])
+{
+    static_assert(offsetof(y_face, edge_b_second) == offsetof(y_face, edge_a_first) + 3 * sizeof(float));
+    lanes::lane_edges e;
+    const __m128i axes = _mm_set_epi32(int(f[3]->head.kind_word), int(f[2]->head.kind_word),
+        int(f[1]->head.kind_word), int(f[0]->head.kind_word));
+    e.first_is_y = mask_of(_mm_cmpeq_epi32(_mm_srli_epi32(axes, 28), _mm_set1_epi32(1)));
+    e.second_is_z = mask_of(
+        _mm_cmpeq_epi32(_mm_and_si128(_mm_srli_epi32(axes, 24), _mm_set1_epi32(0xf)), _mm_set1_epi32(2)));
+    // In the face's order: a first, b first, a second, b second.
+    const turned edges =
+        turn(&f[0]->edge_a_first, &f[1]->edge_a_first, &f[2]->edge_a_first, &f[3]->edge_a_first);
+    e.edge_a[0] = edges.row[0];
+    e.edge_b[0] = edges.row[1];
+    e.edge_a[1] = edges.row[2];
+    e.edge_b[1] = edges.row[3];
+    projected(f, 1, e, e.vertex_1);
+    projected(f, 2, e, e.vertex_2);
+    return e;
+}
+
+ZR_AVX2 inline __m256d mask_of(__m128i equal) { return _mm256_castsi256_pd(_mm256_cvtepi32_epi64(equal)); }
+
+/// The two projected coordinates of one vertex of each face.
+ZR_AVX2 inline void projected(
+    const y_face* const f[4], int vertex, const lanes::lane_edges& e, __m256d out[2])
+{
+    const turned p = turn(f[0]->vertex[vertex]->position, f[1]->vertex[vertex]->position,
+        f[2]->vertex[vertex]->position, f[3]->vertex[vertex]->position);
+    out[0] = _mm256_blendv_pd(p.row[0], p.row[1], e.first_is_y);
+    out[1] = _mm256_blendv_pd(p.row[1], p.row[2], e.second_is_z);
+}
+
+ZR_AVX2 inline turned turn(const float* a, const float* b, const float* c, const float* d)
+{
+    __m128 x = _mm_loadu_ps(a), y = _mm_loadu_ps(b), z = _mm_loadu_ps(c), w = _mm_loadu_ps(d);
+    _MM_TRANSPOSE4_PS(x, y, z, w);
+    return { { _mm256_cvtps_pd(x), _mm256_cvtps_pd(y), _mm256_cvtps_pd(z), _mm256_cvtps_pd(w) } };
+}
+
+} // namespace
+
+} // namespace zr

@@ -13,55 +13,11 @@ using namespace zr;
 namespace
 {
 
-/// Radiance that a `brightness` of 0 to 1 stands for: 0 to 30000, evenly in its logarithm.
-double luminous_radiance(float brightness) { return std::pow(30001.0, double(brightness)) - 1.0; }
-
-property_node* new_property(mesh_build& build, int32_t kind)
-{
-    auto* node = static_cast<property_node*>(zr_new_initialized_object(build.objects, sizeof(property_node)));
-    if (node) { node->kind = kind; }
-    return node;
-}
-
-bool add_light_property(mesh_build& build, scene_object* head, int32_t kind, light* source)
-{
-    property_node* node = new_property(build, kind);
-    if (!node) { return false; }
-    const object_descriptor& d = *build.descriptor;
-    node->payload.light = source;
-    node->factor = kind == PROPERTY_LIGHT_SHAPE ? 1.0f : d.brightness;
-    if (kind == PROPERTY_GLOW_FILTERED)
-    {
-        for (int i = 0; i < 3; ++i) { node->filter[i] = d.luminous_color[i]; }
-    }
-    head->vft->add_property(head, node);
-    return true;
-}
-
-bool add_luminous_property(mesh_build& build, scene_object* head)
-{
-    property_node* node = new_property(build, PROPERTY_LUMINOUS);
-    if (!node) { return false; }
-    const object_descriptor& d = *build.descriptor;
-    const double radiance = luminous_radiance(d.brightness);
-    for (int i = 0; i < 3; ++i)
-    {
-        node->radiance[i] = float(d.luminous_color[i] * radiance);
-        node->color[i] = d.luminous_color[i] * d.brightness;
-    }
-    head->vft->add_property(head, node);
-    return true;
-}
-
-bool add_list_property(mesh_build& build, scene_object* head, int32_t kind, void* list)
-{
-    if (!list) { return true; }
-    property_node* node = new_property(build, kind);
-    if (!node) { return false; }
-    node->payload.list = list;
-    head->vft->add_property(head, node);
-    return true;
-}
+bool add_light_property(mesh_build& build, scene_object* head, int32_t kind, light* source);
+bool add_luminous_property(mesh_build& build, scene_object* head);
+double luminous_radiance(float brightness);
+bool add_list_property(mesh_build& build, scene_object* head, int32_t kind, void* list);
+property_node* new_property(mesh_build& build, int32_t kind);
 
 } // namespace
 
@@ -178,3 +134,58 @@ bool apply_descriptor(mesh_build& build, scene_object* head)
 }
 
 } // namespace zr
+
+namespace
+{
+
+bool add_light_property(mesh_build& build, scene_object* head, int32_t kind, light* source)
+{
+    property_node* node = new_property(build, kind);
+    if (!node) { return false; }
+    const object_descriptor& d = *build.descriptor;
+    node->payload.light = source;
+    node->factor = kind == PROPERTY_LIGHT_SHAPE ? 1.0f : d.brightness;
+    if (kind == PROPERTY_GLOW_FILTERED)
+    {
+        for (int i = 0; i < 3; ++i) { node->filter[i] = d.luminous_color[i]; }
+    }
+    head->vft->add_property(head, node);
+    return true;
+}
+
+bool add_luminous_property(mesh_build& build, scene_object* head)
+{
+    property_node* node = new_property(build, PROPERTY_LUMINOUS);
+    if (!node) { return false; }
+    const object_descriptor& d = *build.descriptor;
+    const double radiance = luminous_radiance(d.brightness);
+    for (int i = 0; i < 3; ++i)
+    {
+        node->radiance[i] = float(d.luminous_color[i] * radiance);
+        node->color[i] = d.luminous_color[i] * d.brightness;
+    }
+    head->vft->add_property(head, node);
+    return true;
+}
+
+/// Radiance that a `brightness` of 0 to 1 stands for: 0 to 30000, evenly in its logarithm.
+double luminous_radiance(float brightness) { return std::pow(30001.0, double(brightness)) - 1.0; }
+
+bool add_list_property(mesh_build& build, scene_object* head, int32_t kind, void* list)
+{
+    if (!list) { return true; }
+    property_node* node = new_property(build, kind);
+    if (!node) { return false; }
+    node->payload.list = list;
+    head->vft->add_property(head, node);
+    return true;
+}
+
+property_node* new_property(mesh_build& build, int32_t kind)
+{
+    auto* node = static_cast<property_node*>(zr_new_initialized_object(build.objects, sizeof(property_node)));
+    if (node) { node->kind = kind; }
+    return node;
+}
+
+} // namespace

@@ -14,7 +14,7 @@ constexpr double fine_step = 0.0004885197850512946;
 constexpr double inverse_display_gamma = 0.45454545454545453;
 
 void fill_simple_gamma(double gamma);
-uint32_t rounded_byte(double value) { return uint32_t(value * 255.0 + 0.5); }
+uint32_t rounded_byte(double value);
 
 } // namespace
 
@@ -63,5 +63,7 @@ void fill_simple_gamma(double gamma)
         zr::gamma.simple_float[i] = float(std::pow(v, clamped * inverse_display_gamma));
     }
 }
+
+uint32_t rounded_byte(double value) { return uint32_t(value * 255.0 + 0.5); }
 
 } // namespace

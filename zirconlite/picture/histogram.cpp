@@ -18,17 +18,11 @@ constexpr float empty_minimum = 1e12f;
 constexpr float darkest_sample = 1e-10f;
 constexpr float brightest_sample = 0x1.fffffep62f;
 
-/// A locked exposure keeps a histogram that has been measured.
-bool is_locked(const render_view& view)
-{
-    return (view.exposure_flags & EXPOSURE_LOCKED) && (view.view_flags & VIEW_TONE_VALID) && view.histogram &&
-           view.histogram->count > 0;
-}
-
 float highlight(histogram& h);
 void place_edges(histogram& h);
 void count_samples(histogram& h);
 void cap_bins(histogram& h);
+bool is_locked(const render_view& view);
 
 } // namespace
 
@@ -195,6 +189,13 @@ void cap_bins(histogram& h)
         h.count -= excess;
         bin.bin_count -= uint32_t(excess);
     }
+}
+
+/// A locked exposure keeps a histogram that has been measured.
+bool is_locked(const render_view& view)
+{
+    return (view.exposure_flags & EXPOSURE_LOCKED) && (view.view_flags & VIEW_TONE_VALID) && view.histogram &&
+           view.histogram->count > 0;
 }
 
 } // namespace

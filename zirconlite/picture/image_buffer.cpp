@@ -15,7 +15,7 @@ constexpr int32_t spare_slots = 4; // the header slot before the pixels and thre
 constexpr uint8_t black_pixel[8] = {};
 
 image_buffer* new_buffer(int32_t width, int32_t height, int32_t pixel_format, uint32_t planes);
-size_t slots(const image_buffer& buffer) { return size_t(buffer.row_pixels) * size_t(buffer.height); }
+size_t slots(const image_buffer& buffer);
 
 } // namespace
 
@@ -176,5 +176,7 @@ image_buffer* new_buffer(int32_t width, int32_t height, int32_t pixel_format, ui
     zr_destroy_image_buffer(buffer);
     return nullptr;
 }
+
+size_t slots(const image_buffer& buffer) { return size_t(buffer.row_pixels) * size_t(buffer.height); }
 
 } // namespace

@@ -16,12 +16,12 @@ constexpr uint8_t background_bit = 0x80;
 constexpr int exponent_bias = 64;
 constexpr float byte_share = 0.003921568627451f;
 
-bool is_present(const float rgb[3]) { return rgb[0] > 0.0f || rgb[1] > 0.0f || rgb[2] > 0.0f; }
 float clamped_channel(float channel);
 void pack_shared_exponent(const float rgb[3], uint8_t* pixel);
 void unpack_shared_exponent(const uint8_t* pixel, float rgb[3]);
 uint8_t background_fractions(const float rgb[3], const uint8_t* pixel);
 void add_background_fractions(const uint8_t* pixel, float rgb[3]);
+bool is_present(const float rgb[3]);
 
 } // namespace
 
@@ -193,5 +193,7 @@ void add_background_fractions(const uint8_t* pixel, float rgb[3])
         rgb[weaker[n]] = float((mantissa + fraction_of_step(mantissa, step)) * unit);
     }
 }
+
+bool is_present(const float rgb[3]) { return rgb[0] > 0.0f || rgb[1] > 0.0f || rgb[2] > 0.0f; }
 
 } // namespace

@@ -13,143 +13,21 @@ namespace zr
 namespace
 {
 
-void aim_at(ray& r, const vector3& point)
-{
-    r.image_point = point;
-    r.raw_direction = point - r.origin;
-    r.raw_length = length(r.raw_direction);
-    r.direction = r.raw_length > 0.0 ? r.raw_direction * (1.0 / r.raw_length) : r.raw_direction;
-}
-
-void aim_along(ray& r, const vector3& direction)
-{
-    r.direction = r.raw_direction = direction;
-    r.raw_length = 1.0;
-    r.image_point = r.origin + direction;
-}
-
-double plane_x(const render_view& view, double x) { return view.pixel_width * x - view.image_width / 2.0; }
-double plane_y(const render_view& view, double y) { return view.pixel_height * y - view.image_height / 2.0; }
-
-bool parallel_ray(const render_view& view, const double p[2], ray& r)
-{
-    r.origin = view.position + plane_x(view, p[0]) * view.right + plane_y(view, p[1]) * view.up;
-    aim_along(r, -view.back);
-    return true;
-}
-
-bool perspective_ray(const render_view& view, const double p[2], ray& r)
-{
-    r.origin = view.position;
-    const bool sub_frame = view.projection == PROJECTION_PERSPECTIVE && view.frame_aspect > 0.0f;
-    const double sx = sub_frame ? view.frame_low[0] * view.image_width : 0.0;
-    const double sy = sub_frame ? view.frame_low[1] * view.image_height : 0.0;
-    aim_at(r, view.target + (sx + plane_x(view, p[0])) * view.right + (sy + plane_y(view, p[1])) * view.up);
-    return true;
-}
-
-bool two_point_ray(const render_view& view, const double p[2], ray& r)
-{
-    r.origin = view.position;
-    const double w = view.up.z < 0.0 ? -1.0 : 1.0;
-    const vector3 across = plane_x(view, p[0]) * view.right;
-    aim_at(r, projection_state.two_point_target + across + vector3{ 0, 0, w * plane_y(view, p[1]) });
-    return true;
-}
-
-bool cylinder_ray(const render_view& view, const double p[2], ray& r)
-{
-    r.origin = view.position;
-    const double steps = view.width > 1 ? view.width - 1.0 : 1.0;
-    const double angle = p[0] / steps * two_pi - pi;
-    const vector3 level = rotated_about_z(-projection_state.pano_flat, -angle);
-    aim_at(r, view.position + level + plane_y(view, p[1]) * view.up);
-    return true;
-}
-
-bool sphere_ray(const render_view& view, const double p[2], ray& r)
-{
-    const projection_state_record& s = projection_state;
-    r.origin = view.position;
-    const double latitude = p[1] / view.height * pi - half_pi;
-    const double longitude = (1.0 - p[0] / view.width) * two_pi - pi;
-    const vector3 axis = rotated(s.pano_axis_a, s.pano_axis_b, longitude);
-    const vector3 flat = rotated(s.pano_flat, s.pano_axis_b, longitude);
-    aim_along(r, rotated(flat, axis, latitude));
-    return true;
-}
-
-bool probe_ray(const render_view& view, const double p[2], ray& r)
-{
-    r.origin = view.position;
-    vector3 d;
-    if (!zr_hdri_pixels_to_vector(
-            float(p[0]), float(view.width), float(p[1]), float(view.height), &d, nullptr, nullptr))
-    {
-        return false;
-    }
-    const auto& m = projection_state.probe_matrix;
-    aim_along(
-        r, { m[0][0] * d.x + m[0][1] * d.y + m[0][2] * d.z, m[1][0] * d.x + m[1][1] * d.y + m[1][2] * d.z,
-               m[2][0] * d.x + m[2][1] * d.y + m[2][2] * d.z });
-    return true;
-}
-
-bool aim(const render_view& view, const double position[2], ray& r)
-{
-    switch (view.projection)
-    {
-    case PROJECTION_PARALLEL:
-        return parallel_ray(view, position, r);
-    case PROJECTION_CYLINDER:
-        return cylinder_ray(view, position, r);
-    case PROJECTION_SPHERE:
-        return sphere_ray(view, position, r);
-    case PROJECTION_PROBE:
-        return probe_ray(view, position, r);
-    default:
-        return projection_state.two_point ? two_point_ray(view, position, r)
-                                          : perspective_ray(view, position, r);
-    }
-}
-
-bool is_panorama(int32_t projection)
-{
-    return projection == PROJECTION_CYLINDER || projection == PROJECTION_SPHERE ||
-           projection == PROJECTION_PROBE;
-}
-
-bool uses_lens(const document& document, const render_view& view)
-{
-    return (document.render_flags & RENDER_DEPTH_OF_FIELD) && !(document.render_flags & RENDER_FAST) &&
-           document.quality > 2 && (view.projection == PROJECTION_PERSPECTIVE || projection_state.two_point);
-}
-
-/// Moves the origin over the lens; what lies in the focus stays where it is.
-void apply_lens(const document& document, const render_view& view, ray& r)
-{
-    constexpr double spread = 0.002; // the stratum spans half of -1 to 1, and lenses are in mm
-    const vector3 focus = r.origin + r.direction * document.focus_distance;
-    vector3 u, v;
-    zr_make_axes(&r.direction, &u, &v, 1e-4);
-    const double radius = view.lens_length / document.lens_f_stop * spread;
-    r.origin += radius * r.stratum[0] * u + radius * r.stratum[1] * v;
-    r.direction = focus - r.origin;
-    r.raw_length = length(r.direction);
-    r.direction = r.raw_length > 0.0 ? r.direction * (1.0 / r.raw_length) : r.direction;
-}
-
-double near_distance(const render_view& view, const vector3& direction)
-{
-    if (!(view.near >= 0.0) || is_panorama(view.projection)) { return 0.0; }
-    if (view.projection == PROJECTION_PARALLEL) { return view.near; }
-    if (projection_state.two_point)
-    {
-        const vector3 n = normalized({ -view.back.x, -view.back.y, 0.0 });
-        return projection_state.two_point_near / dot(n, direction);
-    }
-    return view.near / dot(-view.back, direction);
-}
+bool aim(const render_view& view, const double position[2], ray& r);
+bool parallel_ray(const render_view& view, const double p[2], ray& r);
+bool cylinder_ray(const render_view& view, const double p[2], ray& r);
+bool sphere_ray(const render_view& view, const double p[2], ray& r);
+bool probe_ray(const render_view& view, const double p[2], ray& r);
+void aim_along(ray& r, const vector3& direction);
+bool two_point_ray(const render_view& view, const double p[2], ray& r);
+bool perspective_ray(const render_view& view, const double p[2], ray& r);
+void aim_at(ray& r, const vector3& point);
+double plane_x(const render_view& view, double x);
+double plane_y(const render_view& view, double y);
+bool uses_lens(const document& document, const render_view& view);
+void apply_lens(const document& document, const render_view& view, ray& r);
+double near_distance(const render_view& view, const vector3& direction);
+bool is_panorama(int32_t projection);
 
 } // namespace
 
@@ -233,3 +111,152 @@ int32_t zr_equirectangular_vector_to_pixels(
     *y = float((latitude + half_pi) / pi * height);
     return 1;
 }
+
+namespace zr
+{
+
+namespace
+{
+
+bool aim(const render_view& view, const double position[2], ray& r)
+{
+    switch (view.projection)
+    {
+    case PROJECTION_PARALLEL:
+        return parallel_ray(view, position, r);
+    case PROJECTION_CYLINDER:
+        return cylinder_ray(view, position, r);
+    case PROJECTION_SPHERE:
+        return sphere_ray(view, position, r);
+    case PROJECTION_PROBE:
+        return probe_ray(view, position, r);
+    default:
+        return projection_state.two_point ? two_point_ray(view, position, r)
+                                          : perspective_ray(view, position, r);
+    }
+}
+
+bool parallel_ray(const render_view& view, const double p[2], ray& r)
+{
+    r.origin = view.position + plane_x(view, p[0]) * view.right + plane_y(view, p[1]) * view.up;
+    aim_along(r, -view.back);
+    return true;
+}
+
+bool cylinder_ray(const render_view& view, const double p[2], ray& r)
+{
+    r.origin = view.position;
+    const double steps = view.width > 1 ? view.width - 1.0 : 1.0;
+    const double angle = p[0] / steps * two_pi - pi;
+    const vector3 level = rotated_about_z(-projection_state.pano_flat, -angle);
+    aim_at(r, view.position + level + plane_y(view, p[1]) * view.up);
+    return true;
+}
+
+bool sphere_ray(const render_view& view, const double p[2], ray& r)
+{
+    const projection_state_record& s = projection_state;
+    r.origin = view.position;
+    const double latitude = p[1] / view.height * pi - half_pi;
+    const double longitude = (1.0 - p[0] / view.width) * two_pi - pi;
+    const vector3 axis = rotated(s.pano_axis_a, s.pano_axis_b, longitude);
+    const vector3 flat = rotated(s.pano_flat, s.pano_axis_b, longitude);
+    aim_along(r, rotated(flat, axis, latitude));
+    return true;
+}
+
+bool probe_ray(const render_view& view, const double p[2], ray& r)
+{
+    r.origin = view.position;
+    vector3 d;
+    if (!zr_hdri_pixels_to_vector(
+            float(p[0]), float(view.width), float(p[1]), float(view.height), &d, nullptr, nullptr))
+    {
+        return false;
+    }
+    const auto& m = projection_state.probe_matrix;
+    aim_along(
+        r, { m[0][0] * d.x + m[0][1] * d.y + m[0][2] * d.z, m[1][0] * d.x + m[1][1] * d.y + m[1][2] * d.z,
+               m[2][0] * d.x + m[2][1] * d.y + m[2][2] * d.z });
+    return true;
+}
+
+void aim_along(ray& r, const vector3& direction)
+{
+    r.direction = r.raw_direction = direction;
+    r.raw_length = 1.0;
+    r.image_point = r.origin + direction;
+}
+
+bool two_point_ray(const render_view& view, const double p[2], ray& r)
+{
+    r.origin = view.position;
+    const double w = view.up.z < 0.0 ? -1.0 : 1.0;
+    const vector3 across = plane_x(view, p[0]) * view.right;
+    aim_at(r, projection_state.two_point_target + across + vector3{ 0, 0, w * plane_y(view, p[1]) });
+    return true;
+}
+
+bool perspective_ray(const render_view& view, const double p[2], ray& r)
+{
+    r.origin = view.position;
+    const bool sub_frame = view.projection == PROJECTION_PERSPECTIVE && view.frame_aspect > 0.0f;
+    const double sx = sub_frame ? view.frame_low[0] * view.image_width : 0.0;
+    const double sy = sub_frame ? view.frame_low[1] * view.image_height : 0.0;
+    aim_at(r, view.target + (sx + plane_x(view, p[0])) * view.right + (sy + plane_y(view, p[1])) * view.up);
+    return true;
+}
+
+void aim_at(ray& r, const vector3& point)
+{
+    r.image_point = point;
+    r.raw_direction = point - r.origin;
+    r.raw_length = length(r.raw_direction);
+    r.direction = r.raw_length > 0.0 ? r.raw_direction * (1.0 / r.raw_length) : r.raw_direction;
+}
+
+double plane_x(const render_view& view, double x) { return view.pixel_width * x - view.image_width / 2.0; }
+
+double plane_y(const render_view& view, double y) { return view.pixel_height * y - view.image_height / 2.0; }
+
+bool uses_lens(const document& document, const render_view& view)
+{
+    return (document.render_flags & RENDER_DEPTH_OF_FIELD) && !(document.render_flags & RENDER_FAST) &&
+           document.quality > 2 && (view.projection == PROJECTION_PERSPECTIVE || projection_state.two_point);
+}
+
+/// Moves the origin over the lens; what lies in the focus stays where it is.
+void apply_lens(const document& document, const render_view& view, ray& r)
+{
+    constexpr double spread = 0.002; // the stratum spans half of -1 to 1, and lenses are in mm
+    const vector3 focus = r.origin + r.direction * document.focus_distance;
+    vector3 u, v;
+    zr_make_axes(&r.direction, &u, &v, 1e-4);
+    const double radius = view.lens_length / document.lens_f_stop * spread;
+    r.origin += radius * r.stratum[0] * u + radius * r.stratum[1] * v;
+    r.direction = focus - r.origin;
+    r.raw_length = length(r.direction);
+    r.direction = r.raw_length > 0.0 ? r.direction * (1.0 / r.raw_length) : r.direction;
+}
+
+double near_distance(const render_view& view, const vector3& direction)
+{
+    if (!(view.near >= 0.0) || is_panorama(view.projection)) { return 0.0; }
+    if (view.projection == PROJECTION_PARALLEL) { return view.near; }
+    if (projection_state.two_point)
+    {
+        const vector3 n = normalized({ -view.back.x, -view.back.y, 0.0 });
+        return projection_state.two_point_near / dot(n, direction);
+    }
+    return view.near / dot(-view.back, direction);
+}
+
+bool is_panorama(int32_t projection)
+{
+    return projection == PROJECTION_CYLINDER || projection == PROJECTION_SPHERE ||
+           projection == PROJECTION_PROBE;
+}
+
+} // namespace
+
+} // namespace zr

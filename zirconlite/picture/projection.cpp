@@ -16,42 +16,64 @@ namespace
 
 constexpr double half_film = 18.0; ///< mm: the film is 36 mm wide
 
-bool has_sub_frame(const render_view& view)
+using prepare_projection = void (*)(render_view&);
+
+prepare_projection preparation_of(int32_t projection);
+void prepare_parallel(render_view&);
+void prepare_cylinder(render_view& view);
+void prepare_sphere(render_view& view);
+void prepare_probe(render_view& view);
+vector3 level_direction(const vector3& v, const vector3& fallback);
+bool check_view(const render_view& view, prepare_projection prepare);
+void prepare_perspective(render_view& view);
+bool has_sub_frame(const render_view& view);
+
+} // namespace
+
+} // namespace zr
+
+using namespace zr;
+
+int32_t zr_init_projection(render_view* view)
 {
-    return view.projection == PROJECTION_PERSPECTIVE && view.frame_aspect > 0.0f;
+    const prepare_projection prepare = preparation_of(view->projection);
+    projection_state = {};
+    if (!check_view(*view, prepare)) { return 0; }
+    prepare(*view);
+    view->pixel_width = view->image_width / view->width;
+    view->pixel_height = view->image_height / view->height;
+    if (has_sub_frame(*view))
+    {
+        view->pixel_width *= double(view->frame_high[0]) - view->frame_low[0];
+        view->pixel_height *= double(view->frame_high[1]) - view->frame_low[1];
+    }
+    return 1;
 }
 
-/// The level part of `v` at unit length, `fallback` where there is none.
-vector3 level_direction(const vector3& v, const vector3& fallback)
+namespace zr
 {
-    if (std::fabs(v.x) < geometry_zero && std::fabs(v.y) < geometry_zero) { return fallback; }
-    return normalized({ v.x, v.y, 0.0 });
+
+namespace
+{
+
+prepare_projection preparation_of(int32_t projection)
+{
+    switch (projection)
+    {
+    case PROJECTION_PARALLEL:
+        return prepare_parallel;
+    case PROJECTION_CYLINDER:
+        return prepare_cylinder;
+    case PROJECTION_SPHERE:
+        return prepare_sphere;
+    case PROJECTION_PROBE:
+        return prepare_probe;
+    default:
+        return prepare_perspective;
+    }
 }
 
-void prepare_perspective(render_view& view)
-{
-    const double d = length(view.position - view.target);
-    const double h = half_film / view.lens_length;
-    if (view.pixel_aspect == 0.0) { view.pixel_aspect = 1.0; }
-    const double frame = has_sub_frame(view) ? 1.0 / view.frame_aspect : double(view.width) / view.height;
-    const double a = frame / view.pixel_aspect;
-    const double t = std::atan(h / a);
-    const double tilt = std::asin(std::fmin(std::fmax(-view.back.z, -1.0), 1.0));
-    view.image_width = 2.0 * h * d;
-    view.image_height = view.image_width / a;
-
-    projection_state_record& s = projection_state;
-    if (view.projection != PROJECTION_TWO_POINT || tilt == 0.0 || !(view.up.z > 0.0)) { return; }
-    const double c = std::cos(tilt) * d;
-    const double m = std::tan(tilt) * c;
-    s.two_point = 1;
-    s.two_point_low = m - std::tan(t) * d;
-    view.image_height = (m + std::tan(t) * d) - s.two_point_low;
-    view.image_width = a * view.image_height;
-    s.two_point_target = view.target;
-    s.two_point_distance = c;
-    s.two_point_near = std::cos(tilt) * view.near;
-}
+void prepare_parallel(render_view&) {} // the host has set the image size
 
 void prepare_cylinder(render_view& view)
 {
@@ -85,25 +107,11 @@ void prepare_probe(render_view& view)
     view.image_height = pi;
 }
 
-void prepare_parallel(render_view&) {} // the host has set the image size
-
-using prepare_projection = void (*)(render_view&);
-
-prepare_projection preparation_of(int32_t projection)
+/// The level part of `v` at unit length, `fallback` where there is none.
+vector3 level_direction(const vector3& v, const vector3& fallback)
 {
-    switch (projection)
-    {
-    case PROJECTION_PARALLEL:
-        return prepare_parallel;
-    case PROJECTION_CYLINDER:
-        return prepare_cylinder;
-    case PROJECTION_SPHERE:
-        return prepare_sphere;
-    case PROJECTION_PROBE:
-        return prepare_probe;
-    default:
-        return prepare_perspective;
-    }
+    if (std::fabs(v.x) < geometry_zero && std::fabs(v.y) < geometry_zero) { return fallback; }
+    return normalized({ v.x, v.y, 0.0 });
 }
 
 bool check_view(const render_view& view, prepare_projection prepare)
@@ -126,24 +134,36 @@ bool check_view(const render_view& view, prepare_projection prepare)
     return true;
 }
 
+void prepare_perspective(render_view& view)
+{
+    const double d = length(view.position - view.target);
+    const double h = half_film / view.lens_length;
+    if (view.pixel_aspect == 0.0) { view.pixel_aspect = 1.0; }
+    const double frame = has_sub_frame(view) ? 1.0 / view.frame_aspect : double(view.width) / view.height;
+    const double a = frame / view.pixel_aspect;
+    const double t = std::atan(h / a);
+    const double tilt = std::asin(std::fmin(std::fmax(-view.back.z, -1.0), 1.0));
+    view.image_width = 2.0 * h * d;
+    view.image_height = view.image_width / a;
+
+    projection_state_record& s = projection_state;
+    if (view.projection != PROJECTION_TWO_POINT || tilt == 0.0 || !(view.up.z > 0.0)) { return; }
+    const double c = std::cos(tilt) * d;
+    const double m = std::tan(tilt) * c;
+    s.two_point = 1;
+    s.two_point_low = m - std::tan(t) * d;
+    view.image_height = (m + std::tan(t) * d) - s.two_point_low;
+    view.image_width = a * view.image_height;
+    s.two_point_target = view.target;
+    s.two_point_distance = c;
+    s.two_point_near = std::cos(tilt) * view.near;
+}
+
+bool has_sub_frame(const render_view& view)
+{
+    return view.projection == PROJECTION_PERSPECTIVE && view.frame_aspect > 0.0f;
+}
+
 } // namespace
 
 } // namespace zr
-
-using namespace zr;
-
-int32_t zr_init_projection(render_view* view)
-{
-    const prepare_projection prepare = preparation_of(view->projection);
-    projection_state = {};
-    if (!check_view(*view, prepare)) { return 0; }
-    prepare(*view);
-    view->pixel_width = view->image_width / view->width;
-    view->pixel_height = view->image_height / view->height;
-    if (has_sub_frame(*view))
-    {
-        view->pixel_width *= double(view->frame_high[0]) - view->frame_low[0];
-        view->pixel_height *= double(view->frame_high[1]) - view->frame_low[1];
-    }
-    return 1;
-}

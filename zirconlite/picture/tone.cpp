@@ -17,7 +17,7 @@ constexpr float max_radiance = 0x1.fffffep62f; // the top of the packed range
 constexpr double last_position = 99.99999;     // of the curve, in bins
 
 int dominant_channel(const float rgb[3]);
-void set_black(float rgb[3]) { rgb[0] = rgb[1] = rgb[2] = 0.0f; }
+
 void clamp_radiance(float rgb[3]);
 const histogram* curve_of(const render_view& view, int32_t method);
 void follow_method(const render_view& view, float background[3]);
@@ -31,6 +31,7 @@ double display_value(const histogram& curve, double luminance, bool plain);
 float luminance_of(const histogram& curve, double value);
 float encode_smoothly(float linear);
 float decode_smoothly(float encoded);
+void set_black(float rgb[3]);
 
 } // namespace
 
@@ -287,5 +288,7 @@ float decode_smoothly(float encoded)
     const float step = table[entry + 1] - table[entry];
     return (float(entry) + (encoded - table[entry]) / step) / 2047.0f;
 }
+
+void set_black(float rgb[3]) { rgb[0] = rgb[1] = rgb[2] = 0.0f; }
 
 } // namespace

@@ -25,10 +25,7 @@ struct luminance_sum
 luminance_sum sample_image(render_view& view, image_buffer& image, int32_t width, int32_t height, bool clear);
 void store_white(const luminance_sum& sum, float white[3]);
 void set_neutral_tone(render_view& view);
-double clamped_brightness(const render_view& view)
-{
-    return std::isnan(view.brightness) ? 0.0 : std::clamp(double(view.brightness), -5.0, 5.0);
-}
+double clamped_brightness(const render_view& view);
 
 } // namespace
 
@@ -156,6 +153,11 @@ void set_neutral_tone(render_view& view)
 {
     view.tone_exponent = view.tone_scale = 1.0;
     view.background_exponent = view.background_scale = 1.0;
+}
+
+double clamped_brightness(const render_view& view)
+{
+    return std::isnan(view.brightness) ? 0.0 : std::clamp(double(view.brightness), -5.0, 5.0);
 }
 
 } // namespace

@@ -34,12 +34,9 @@ bool read_frame(const int32_t size[2], float* read, uint8_t* pixels, size_t row_
 bool check_writer(const bitmap_format* record);
 int32_t walkabout_line_source(bitmap_format* record, line_request* request);
 int32_t model_view_line_source(bitmap_format* record, line_request* request);
-size_t padded_row(uint32_t width) { return (size_t(width) * 3 + 3) / 4 * 4; }
-uint8_t to_byte(float c) { return c > 0.0f ? uint8_t(std::min(c, 1.0f) * 255.0f + 0.5f) : uint8_t(0); }
-bool is_size(int64_t width, int64_t height)
-{
-    return width >= 1 && height >= 1 && width <= IMAGE_MAX_SIDE && height <= IMAGE_MAX_SIDE;
-}
+bool is_size(int64_t width, int64_t height);
+uint8_t to_byte(float c);
+size_t padded_row(uint32_t width);
 
 } // namespace
 
@@ -176,5 +173,14 @@ int32_t model_view_line_source(bitmap_format* record, line_request* request)
     }
     return 1;
 }
+
+bool is_size(int64_t width, int64_t height)
+{
+    return width >= 1 && height >= 1 && width <= IMAGE_MAX_SIDE && height <= IMAGE_MAX_SIDE;
+}
+
+uint8_t to_byte(float c) { return c > 0.0f ? uint8_t(std::min(c, 1.0f) * 255.0f + 0.5f) : uint8_t(0); }
+
+size_t padded_row(uint32_t width) { return (size_t(width) * 3 + 3) / 4 * 4; }
 
 } // namespace

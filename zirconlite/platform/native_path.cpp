@@ -14,10 +14,10 @@ namespace zr::platform
 namespace
 {
 
-bool exists(const char* path) { return faccessat(AT_FDCWD, path, F_OK, AT_SYMLINK_NOFOLLOW) == 0; }
 bool same_name(const char* a, const char* b);
 bool correct_part(const char* folder, char* part, size_t length);
 void correct_case(char* path);
+bool exists(const char* path);
 
 } // namespace
 
@@ -93,6 +93,8 @@ void correct_case(char* path)
         while (*part == '/') { ++part; }
     }
 }
+
+bool exists(const char* path) { return faccessat(AT_FDCWD, path, F_OK, AT_SYMLINK_NOFOLLOW) == 0; }
 
 } // namespace
 

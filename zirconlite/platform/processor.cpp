@@ -9,16 +9,9 @@ namespace zr::platform
 namespace
 {
 
-bool ask_processor()
-{
-#if defined(__x86_64__)
-    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
-#else
-    return false;
-#endif
-}
-
 bool portable_only = false;
+
+bool ask_processor();
 
 } // namespace
 
@@ -33,5 +26,24 @@ void prefer_large_pages(void* block, size_t bytes)
 }
 
 void force_portable(bool portable) { portable_only = portable; }
+
+} // namespace zr::platform
+
+namespace zr::platform
+{
+
+namespace
+{
+
+bool ask_processor()
+{
+#if defined(__x86_64__)
+    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
+#else
+    return false;
+#endif
+}
+
+} // namespace
 
 } // namespace zr::platform

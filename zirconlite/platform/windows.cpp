@@ -55,8 +55,9 @@ constexpr size_t longest_queue = 65536;
 template <class T> bool push(list<T>& l, const T& item);
 bool replace_text(char16_t** text, const char16_t* with);
 window* new_window();
-window* as_window(zr_handle handle) { return static_cast<window*>(handle); }
+
 menu_item* item_at(zr_handle handle, size_t index);
+window* as_window(zr_handle handle);
 
 } // namespace
 
@@ -297,6 +298,8 @@ menu_item* item_at(zr_handle handle, size_t index)
     auto* m = static_cast<menu*>(handle);
     return m && index < m->items.count ? &m->items.items[index] : nullptr;
 }
+
+window* as_window(zr_handle handle) { return static_cast<window*>(handle); }
 
 } // namespace
 

@@ -26,6 +26,34 @@ struct rgb
     double c[3];
 };
 
+rgb total_flux(const document& document);
+rgb mean_reflectance(const document& document);
+double sky_factor(const document& document);
+void desaturate(float c[3], double p);
+
+} // namespace
+
+void prepare_ambient(const document& document)
+{
+    for (float& c : job.ambient_color) { c = 0.0f; }
+    const rgb flux = total_flux(document);
+    if (flux.c[0] == 0.0 && flux.c[1] == 0.0 && flux.c[2] == 0.0) { return; }
+    const rgb reflectance = document.mode == MODE_RAYTRACE ? mean_reflectance(document) : rgb{};
+    const bool exact = is_exact();
+    const double sky = exact ? 1.0 : sky_factor(document);
+    for (int i = 0; i < 3; ++i)
+    {
+        const double e = document.scene_area > geometry_zero ? flux.c[i] / document.scene_area : 0.0;
+        const double rho = reflectance.c[i];
+        // The fast model adds the first light to the reflected one, the exact model has it from the lights.
+        job.ambient_color[i] = float(e / (1.0 - rho) * (exact ? rho : sky));
+    }
+    if (!exact) { desaturate(job.ambient_color, fast_shortcuts.desaturation); }
+}
+
+namespace
+{
+
 rgb total_flux(const document& document)
 {
     rgb sum = {};
@@ -79,6 +107,16 @@ rgb mean_reflectance(const document& document)
     return sum;
 }
 
+double sky_factor(const document& document)
+{
+    const uint32_t sun = document.sun_sky_flags;
+    if (sun == SUN_SKY_SUN || (sun & SUN_SKY_EXTERIOR))
+    {
+        return document.sky_scale * fast_shortcuts.sky_share;
+    }
+    return document.sky_scale * document.sky_scale;
+}
+
 /// Pales a colour by the exponent `p` and keeps its luminance.
 void desaturate(float c[3], double p)
 {
@@ -94,34 +132,6 @@ void desaturate(float c[3], double p)
     for (int i = 0; i < 3; ++i) { c[i] = float(paled[i] * scale); }
 }
 
-double sky_factor(const document& document)
-{
-    const uint32_t sun = document.sun_sky_flags;
-    if (sun == SUN_SKY_SUN || (sun & SUN_SKY_EXTERIOR))
-    {
-        return document.sky_scale * fast_shortcuts.sky_share;
-    }
-    return document.sky_scale * document.sky_scale;
-}
-
 } // namespace
-
-void prepare_ambient(const document& document)
-{
-    for (float& c : job.ambient_color) { c = 0.0f; }
-    const rgb flux = total_flux(document);
-    if (flux.c[0] == 0.0 && flux.c[1] == 0.0 && flux.c[2] == 0.0) { return; }
-    const rgb reflectance = document.mode == MODE_RAYTRACE ? mean_reflectance(document) : rgb{};
-    const bool exact = is_exact();
-    const double sky = exact ? 1.0 : sky_factor(document);
-    for (int i = 0; i < 3; ++i)
-    {
-        const double e = document.scene_area > geometry_zero ? flux.c[i] / document.scene_area : 0.0;
-        const double rho = reflectance.c[i];
-        // The fast model adds the first light to the reflected one, the exact model has it from the lights.
-        job.ambient_color[i] = float(e / (1.0 - rho) * (exact ? rho : sky));
-    }
-    if (!exact) { desaturate(job.ambient_color, fast_shortcuts.desaturation); }
-}
 
 } // namespace zr

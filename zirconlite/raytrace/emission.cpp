@@ -12,44 +12,12 @@ namespace zr
 namespace
 {
 
-bool adds_stored_color(int32_t kind)
-{
-    return kind == PROPERTY_LIGHT_SHAPE || kind == PROPERTY_GLOW || kind == PROPERTY_GLOW_FILTERED;
-}
-
 constexpr double long_pi = 3.14159265358979;
 
-/// Factor of a light's own shape: dimmer, fixture scale, and the node's factor, of which -1 makes it black.
-double shape_factor(const light& source, const property_node& node)
-{
-    double factor = source.fixture_scale;
-    if (source.dimmer > 0.0f) { factor *= source.dimmer; }
-    if (node.factor == -1.0f) { return 0.0; }
-    return node.factor > 0.0f ? factor * node.factor : factor;
-}
-
-void store_shape_color(const light& source, property_node& node)
-{
-    const bool simple = job.simple_colors != 0;
-    const double spread = double(source.candela) * source.area * long_pi;
-    const double base = simple ? 1.0 : spread > 0.0 ? source.lumens / spread : 0.0;
-    const float* color = simple ? source.simple_color : source.intensity_color;
-    const double factor = base * shape_factor(source, node);
-    for (int i = 0; i < 3; ++i) { node.color[i] = float(color[i] * factor); }
-}
-
-void store_glow_color(const light& source, property_node& node)
-{
-    const bool simple = job.simple_colors != 0;
-    const double spread = source.area * long_pi;
-    const double factor = simple ? 1.0 : spread > 0.0 ? node.factor / spread : 0.0;
-    const float* color = simple ? source.simple_color : source.flux_color;
-    for (int i = 0; i < 3; ++i)
-    {
-        const float filter = node.kind == PROPERTY_GLOW_FILTERED ? node.filter[i] : 1.0f;
-        node.color[i] = float(color[i] * factor * filter);
-    }
-}
+bool adds_stored_color(int32_t kind);
+void store_shape_color(const light& source, property_node& node);
+double shape_factor(const light& source, const property_node& node);
+void store_glow_color(const light& source, property_node& node);
 
 } // namespace
 
@@ -96,3 +64,50 @@ int32_t zr_set_source_initial_luminance(scene_object* objects)
     }
     return 1;
 }
+
+namespace zr
+{
+
+namespace
+{
+
+bool adds_stored_color(int32_t kind)
+{
+    return kind == PROPERTY_LIGHT_SHAPE || kind == PROPERTY_GLOW || kind == PROPERTY_GLOW_FILTERED;
+}
+
+void store_shape_color(const light& source, property_node& node)
+{
+    const bool simple = job.simple_colors != 0;
+    const double spread = double(source.candela) * source.area * long_pi;
+    const double base = simple ? 1.0 : spread > 0.0 ? source.lumens / spread : 0.0;
+    const float* color = simple ? source.simple_color : source.intensity_color;
+    const double factor = base * shape_factor(source, node);
+    for (int i = 0; i < 3; ++i) { node.color[i] = float(color[i] * factor); }
+}
+
+/// Factor of a light's own shape: dimmer, fixture scale, and the node's factor, of which -1 makes it black.
+double shape_factor(const light& source, const property_node& node)
+{
+    double factor = source.fixture_scale;
+    if (source.dimmer > 0.0f) { factor *= source.dimmer; }
+    if (node.factor == -1.0f) { return 0.0; }
+    return node.factor > 0.0f ? factor * node.factor : factor;
+}
+
+void store_glow_color(const light& source, property_node& node)
+{
+    const bool simple = job.simple_colors != 0;
+    const double spread = source.area * long_pi;
+    const double factor = simple ? 1.0 : spread > 0.0 ? node.factor / spread : 0.0;
+    const float* color = simple ? source.simple_color : source.flux_color;
+    for (int i = 0; i < 3; ++i)
+    {
+        const float filter = node.kind == PROPERTY_GLOW_FILTERED ? node.filter[i] : 1.0f;
+        node.color[i] = float(color[i] * factor * filter);
+    }
+}
+
+} // namespace
+
+} // namespace zr

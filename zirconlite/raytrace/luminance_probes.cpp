@@ -27,82 +27,18 @@ struct probe_plan
     background_function background;
 };
 
-bool is_locked(const render_view& view)
-{
-    return (view.exposure_flags & EXPOSURE_LOCKED) && (view.view_flags & VIEW_TONE_VALID);
-}
-
-ray make_probe(const probe_plan& plan)
-{
-    ray r = {};
-    r.flags = plan.ray_flags;
-    r.reflect_limit = plan.reflect_limit;
-    r.refract_limit = plan.refract_limit;
-    return r;
-}
-
-/// Luminance of what a probe brought back, radiance and background together.
-double probe_luminance(const ray& r, float& largest)
-{
-    float sum[3];
-    for (int i = 0; i < 3; ++i)
-    {
-        const double surface = r.radiance[i] > 0.0 ? r.radiance[i] : 0.0;
-        sum[i] = float(surface + (r.background[i] > 0.0f ? r.background[i] : 0.0f));
-    }
-    largest = std::fmax(sum[0], std::fmax(sum[1], sum[2]));
-    return luminance(sum);
-}
-
 struct measurement
 {
     double log_sum;
     int64_t count;
 };
 
-measurement shoot_probes(document& document, render_view& view, const probe_plan& plan)
-{
-    measurement m = {};
-    for (double y = 0.5; y < plan.height - plan.margin; y += probe_step)
-    {
-        for (double x = 0.5; x < plan.width - plan.margin; x += probe_step)
-        {
-            ray r = make_probe(plan);
-            const double position[2] = { x, y };
-            trace_primary(document, view, r, 0, position, plan.sample_index, plan.background);
-            float largest;
-            const double l = probe_luminance(r, largest);
-            if (l > 0.0)
-            {
-                m.log_sum += std::log10(l);
-                ++m.count;
-                histogram_add_sample(&view, largest);
-            }
-            else if (view.tone_method == TONE_HISTOGRAM) { histogram_add_sample(&view, 0.001f); }
-        }
-    }
-    return m;
-}
-
-/// Shoots the plan's probes with the document's flags and per-thread tables set for it.
-measurement measure(document& document, render_view& view, const probe_plan& plan)
-{
-    const uint32_t flags = document.render_flags;
-    document.render_flags = 0;
-    fill_random_tables();
-    const int32_t size[2] = { plan.width, plan.height };
-    make_histogram(&view, size);
-    const measurement m = shoot_probes(document, view, plan);
-    if (m.count > 0) { finish_histogram(&view, std::pow(10.0, m.log_sum / m.count)); }
-    document.render_flags = flags;
-    view.view_flags |= VIEW_TONE_VALID;
-    return m;
-}
-
-double adapted(const measurement& m, double brightness)
-{
-    return m.count > 0 ? std::pow(10.0, m.log_sum / m.count - brightness) : 0.0;
-}
+bool is_locked(const render_view& view);
+measurement measure(document& document, render_view& view, const probe_plan& plan);
+measurement shoot_probes(document& document, render_view& view, const probe_plan& plan);
+ray make_probe(const probe_plan& plan);
+double probe_luminance(const ray& r, float& largest);
+double adapted(const measurement& m, double brightness);
 
 } // namespace
 
@@ -131,3 +67,84 @@ int32_t zr_set_rt_world_log_avg_luminance(document* document, render_view* view)
     view->measured_luminance = adapted(m, 0.0);
     return 1;
 }
+
+namespace zr
+{
+
+namespace
+{
+
+bool is_locked(const render_view& view)
+{
+    return (view.exposure_flags & EXPOSURE_LOCKED) && (view.view_flags & VIEW_TONE_VALID);
+}
+
+/// Shoots the plan's probes with the document's flags and per-thread tables set for it.
+measurement measure(document& document, render_view& view, const probe_plan& plan)
+{
+    const uint32_t flags = document.render_flags;
+    document.render_flags = 0;
+    fill_random_tables();
+    const int32_t size[2] = { plan.width, plan.height };
+    make_histogram(&view, size);
+    const measurement m = shoot_probes(document, view, plan);
+    if (m.count > 0) { finish_histogram(&view, std::pow(10.0, m.log_sum / m.count)); }
+    document.render_flags = flags;
+    view.view_flags |= VIEW_TONE_VALID;
+    return m;
+}
+
+measurement shoot_probes(document& document, render_view& view, const probe_plan& plan)
+{
+    measurement m = {};
+    for (double y = 0.5; y < plan.height - plan.margin; y += probe_step)
+    {
+        for (double x = 0.5; x < plan.width - plan.margin; x += probe_step)
+        {
+            ray r = make_probe(plan);
+            const double position[2] = { x, y };
+            trace_primary(document, view, r, 0, position, plan.sample_index, plan.background);
+            float largest;
+            const double l = probe_luminance(r, largest);
+            if (l > 0.0)
+            {
+                m.log_sum += std::log10(l);
+                ++m.count;
+                histogram_add_sample(&view, largest);
+            }
+            else if (view.tone_method == TONE_HISTOGRAM) { histogram_add_sample(&view, 0.001f); }
+        }
+    }
+    return m;
+}
+
+ray make_probe(const probe_plan& plan)
+{
+    ray r = {};
+    r.flags = plan.ray_flags;
+    r.reflect_limit = plan.reflect_limit;
+    r.refract_limit = plan.refract_limit;
+    return r;
+}
+
+/// Luminance of what a probe brought back, radiance and background together.
+double probe_luminance(const ray& r, float& largest)
+{
+    float sum[3];
+    for (int i = 0; i < 3; ++i)
+    {
+        const double surface = r.radiance[i] > 0.0 ? r.radiance[i] : 0.0;
+        sum[i] = float(surface + (r.background[i] > 0.0f ? r.background[i] : 0.0f));
+    }
+    largest = std::fmax(sum[0], std::fmax(sum[1], sum[2]));
+    return luminance(sum);
+}
+
+double adapted(const measurement& m, double brightness)
+{
+    return m.count > 0 ? std::pow(10.0, m.log_sum / m.count - brightness) : 0.0;
+}
+
+} // namespace
+
+} // namespace zr

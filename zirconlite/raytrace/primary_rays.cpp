@@ -17,46 +17,9 @@ constexpr double column_offsets[grid_side] = { -0.4999, -0.25, 0.0, 0.25, 0.4999
 constexpr double row_offsets[grid_side] = { 0.4999, 0.25, 0.0, -0.25, -0.4999 };
 constexpr double footprint_share = 0.2;
 
-/// Offset of a cell; neighbouring pixels are mirror images, so a cell on a shared edge has one offset.
-void set_stratum(ray& r)
-{
-    const double x = column_offsets[r.sample_index % grid_side], y = row_offsets[r.sample_index / grid_side];
-    r.stratum[0] = r.pixel_x & 1 ? -x : x;
-    r.stratum[1] = r.pixel_y & 1 ? -y : y;
-}
-
-void start_primary(ray& r, int32_t thread, const double position[2], int32_t sample_index)
-{
-    r.kind = RAY_PRIMARY;
-    r.flags &= RAY_PROBE;
-    r.thread = thread;
-    r.reflect_depth = r.refract_depth = r.inside_count = 0;
-    r.hit_object = nullptr;
-    r.hit_ground = 0;
-    r.parent = nullptr;
-    r.material_id = 0;
-    for (double& w : r.weight) { w = 1.0; }
-    clear_results(r);
-    r.hit_t = r.t_max = ZR_FAR;
-    r.t_min = r.path_length = 0.0;
-    r.pixel[0] = position[0];
-    r.pixel[1] = position[1];
-    r.pixel_x = int32_t(position[0]);
-    r.pixel_y = int32_t(position[1]);
-    r.sample_index = sample_index;
-    set_stratum(r);
-}
-
-void set_footprint(const render_view& view, ray& r)
-{
-    for (int i = 0; i < 2; ++i)
-    {
-        r.footprint[i] = footprint_share * r.pixel_size[i];
-        r.footprint_slope[i] = view.projection == PROJECTION_PARALLEL || r.raw_length == 0.0
-                                   ? 0.0
-                                   : r.footprint[i] / r.raw_length;
-    }
-}
+void start_primary(ray& r, int32_t thread, const double position[2], int32_t sample_index);
+void set_stratum(ray& r);
+void set_footprint(const render_view& view, ray& r);
 
 } // namespace
 
@@ -110,5 +73,51 @@ void jittered_position(const double position[2], const double low[2], const doub
     table_jitter(position, job.pixel_jitter_amplitude, j);
     for (int i = 0; i < 2; ++i) { result[i] = std::fmin(std::fmax(position[i] + j[i], low[i]), high[i]); }
 }
+
+namespace
+{
+
+void start_primary(ray& r, int32_t thread, const double position[2], int32_t sample_index)
+{
+    r.kind = RAY_PRIMARY;
+    r.flags &= RAY_PROBE;
+    r.thread = thread;
+    r.reflect_depth = r.refract_depth = r.inside_count = 0;
+    r.hit_object = nullptr;
+    r.hit_ground = 0;
+    r.parent = nullptr;
+    r.material_id = 0;
+    for (double& w : r.weight) { w = 1.0; }
+    clear_results(r);
+    r.hit_t = r.t_max = ZR_FAR;
+    r.t_min = r.path_length = 0.0;
+    r.pixel[0] = position[0];
+    r.pixel[1] = position[1];
+    r.pixel_x = int32_t(position[0]);
+    r.pixel_y = int32_t(position[1]);
+    r.sample_index = sample_index;
+    set_stratum(r);
+}
+
+/// Offset of a cell; neighbouring pixels are mirror images, so a cell on a shared edge has one offset.
+void set_stratum(ray& r)
+{
+    const double x = column_offsets[r.sample_index % grid_side], y = row_offsets[r.sample_index / grid_side];
+    r.stratum[0] = r.pixel_x & 1 ? -x : x;
+    r.stratum[1] = r.pixel_y & 1 ? -y : y;
+}
+
+void set_footprint(const render_view& view, ray& r)
+{
+    for (int i = 0; i < 2; ++i)
+    {
+        r.footprint[i] = footprint_share * r.pixel_size[i];
+        r.footprint_slope[i] = view.projection == PROJECTION_PARALLEL || r.raw_length == 0.0
+                                   ? 0.0
+                                   : r.footprint[i] / r.raw_length;
+    }
+}
+
+} // namespace
 
 } // namespace zr

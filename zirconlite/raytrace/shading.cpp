@@ -13,58 +13,11 @@ namespace zr
 namespace
 {
 
-void add_emission(const document& document, const surface& s, ray& r)
-{
-    float light[3];
-    emission(r.hit_object, s, light);
-    for (int i = 0; i < 3; ++i)
-    {
-        const double seen = light[i] * r.weight[i];
-        if (document.mode == MODE_SIMPLE) { r.simple_color[i] += float(seen); }
-        else { r.radiance[i] += seen; }
-    }
-}
-
 void shade_inside(
-    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background)
-{
-    if (s.attenuation != 0.0f && s.transparent != 0.0f)
-    {
-        const double kept = std::pow(std::fmax(1.0 - s.attenuation, 0.0), r.hit_t);
-        for (double& w : r.weight) { w *= kept; }
-    }
-    const bool reflects = r.hit_object->vft->get_flags(r.hit_object) & OBJECT_INNER_REFLECTION;
-    if (s.translucent + s.diffuse > 0.2f || reflects)
-    {
-        s.highlight = 0.0f;
-        add_direct_light(document, s, r, nullptr);
-    }
-    add_emission(document, s, r);
-    if (reflects)
-    {
-        const vector3 direction = normalized(mirror);
-        reflect_ray(document, s, r, d, 0.0, s.highlight > 1.0f ? &direction : nullptr, background);
-    }
-    exit_ray(document, s, r, background);
-}
-
+    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background);
 void shade_outside(
-    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background)
-{
-    add_direct_light(document, s, r, s.highlight > 1.0f ? &mirror : nullptr);
-    add_emission(document, s, r);
-    const double mirrored = entering_reflectance(s, r, d);
-    transmit_ray(document, s, r, d, mirrored, background);
-    reflect_ray(document, s, r, d, mirrored, nullptr, background);
-    r.path_length += r.hit_t;
-    haze(document, r);
-    if (document.mode != MODE_SIMPLE) { return; }
-    for (int i = 0; i < 3; ++i)
-    {
-        r.simple_color[i] = std::fmin(std::fmax(r.simple_color[i], 0.0f), 1.0f);
-        r.radiance[i] = 0.0;
-    }
-}
+    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background);
+void add_emission(const document& document, const surface& s, ray& r);
 
 } // namespace
 
@@ -134,5 +87,63 @@ size_t shading_stack_bytes(int32_t reflect_limit, int32_t refract_limit)
     constexpr size_t base = 512 * 1024, per_level = 48 * 1024;
     return base + per_level * size_t(reflect_limit + refract_limit + 2);
 }
+
+namespace
+{
+
+void shade_inside(
+    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background)
+{
+    if (s.attenuation != 0.0f && s.transparent != 0.0f)
+    {
+        const double kept = std::pow(std::fmax(1.0 - s.attenuation, 0.0), r.hit_t);
+        for (double& w : r.weight) { w *= kept; }
+    }
+    const bool reflects = r.hit_object->vft->get_flags(r.hit_object) & OBJECT_INNER_REFLECTION;
+    if (s.translucent + s.diffuse > 0.2f || reflects)
+    {
+        s.highlight = 0.0f;
+        add_direct_light(document, s, r, nullptr);
+    }
+    add_emission(document, s, r);
+    if (reflects)
+    {
+        const vector3 direction = normalized(mirror);
+        reflect_ray(document, s, r, d, 0.0, s.highlight > 1.0f ? &direction : nullptr, background);
+    }
+    exit_ray(document, s, r, background);
+}
+
+void shade_outside(
+    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background)
+{
+    add_direct_light(document, s, r, s.highlight > 1.0f ? &mirror : nullptr);
+    add_emission(document, s, r);
+    const double mirrored = entering_reflectance(s, r, d);
+    transmit_ray(document, s, r, d, mirrored, background);
+    reflect_ray(document, s, r, d, mirrored, nullptr, background);
+    r.path_length += r.hit_t;
+    haze(document, r);
+    if (document.mode != MODE_SIMPLE) { return; }
+    for (int i = 0; i < 3; ++i)
+    {
+        r.simple_color[i] = std::fmin(std::fmax(r.simple_color[i], 0.0f), 1.0f);
+        r.radiance[i] = 0.0;
+    }
+}
+
+void add_emission(const document& document, const surface& s, ray& r)
+{
+    float light[3];
+    emission(r.hit_object, s, light);
+    for (int i = 0; i < 3; ++i)
+    {
+        const double seen = light[i] * r.weight[i];
+        if (document.mode == MODE_SIMPLE) { r.simple_color[i] += float(seen); }
+        else { r.radiance[i] += seen; }
+    }
+}
+
+} // namespace
 
 } // namespace zr

@@ -23,6 +23,68 @@ struct lit_side
     int32_t leaf;
 };
 
+void simple_light(
+    document& document, const surface& s, ray& r, const light& source, int32_t leaf, const vector3* mirror);
+bool cast_stratified_rays(document& document, const surface& s, ray& r, lit_side& side, float filter[3]);
+bool shows_highlight(const surface& s, const ray& r, const lit_side& side, const vector3* mirror);
+
+} // namespace
+
+void simple_shade(document& document, const surface& s, ray& r, const vector3* mirror)
+{
+    const uint32_t flags = r.hit_object->vft->get_flags(r.hit_object);
+    if (flags & OBJECT_NO_DIRECT_LIGHT) { return; }
+    const bool excludes = flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
+    if (daylight_takes_part(document) && document.sun_sky->sun_strength != 0.0)
+    {
+        simple_light(document, s, r, sun_light, light_tables[r.thread].leaf_count, mirror);
+    }
+    int32_t leaf = 0;
+    for (light* l = first_leaf(document.lights); l; l = next_leaf(l), ++leaf)
+    {
+        if (!l->sample || (excludes && is_unlit_by(r.hit_object, l))) { continue; }
+        simple_light(document, s, r, *l, leaf, mirror);
+    }
+    for (int i = 0; i < 3; ++i)
+    {
+        const double ambient = s.diffuse * s.color[i] + s.translucent * s.translucent_color[i];
+        r.simple_color[i] += float(job.simple_ambient_color[i] * ambient * r.weight[i]);
+    }
+}
+
+namespace
+{
+
+void simple_light(
+    document& document, const surface& s, ray& r, const light& source, int32_t leaf, const vector3* mirror)
+{
+    lit_side side = { source, {}, false, leaf };
+    side.sample.u = side.sample.v = 0.5;
+    source.sample(&source, &r.hit_point, &side.sample, 1);
+    const double* color = side.sample.color;
+    if (color[0] == 0.0 && color[1] == 0.0 && color[2] == 0.0) { return; }
+    const double c = dot(side.sample.direction, r.shading_normal);
+    side.back = c < 0.0;
+    if (side.back ? s.translucent == 0.0f : c == 0.0 || (s.diffuse == 0.0f && s.reflect == 0.0f)) { return; }
+    const vector3 towards = side.sample.direction;
+
+    float filter[3];
+    const bool blocked = cast_stratified_rays(document, s, r, side, filter);
+    if (blocked && !(filter[0] > 0.0f || filter[1] > 0.0f || filter[2] > 0.0f)) { return; }
+    const double w = side.back ? -s.translucent * c : s.diffuse * c;
+    double h = 0.0;
+    if (shows_highlight(s, r, side, mirror))
+    {
+        const double m = dot(towards, *mirror);
+        if (m > 0.0) { h = std::pow(m, double(s.highlight)) * s.highlight_strength; }
+    }
+    for (int i = 0; i < 3; ++i)
+    {
+        const double v = s.color[i] * w * color[i] + s.highlight_color[i] * source.simple_color[i] * h;
+        r.simple_color[i] += float(filter[i] * v * r.weight[i]);
+    }
+}
+
 /// Casts the shadow rays of one light, over strata of its disc. Whether all were blocked; `filter` is their
 /// mean.
 bool cast_stratified_rays(document& document, const surface& s, ray& r, lit_side& side, float filter[3])
@@ -61,58 +123,6 @@ bool shows_highlight(const surface& s, const ray& r, const lit_side& side, const
            !(r.hit_object->vft->get_flags(r.hit_object) & OBJECT_NO_HIGHLIGHT);
 }
 
-void simple_light(
-    document& document, const surface& s, ray& r, const light& source, int32_t leaf, const vector3* mirror)
-{
-    lit_side side = { source, {}, false, leaf };
-    side.sample.u = side.sample.v = 0.5;
-    source.sample(&source, &r.hit_point, &side.sample, 1);
-    const double* color = side.sample.color;
-    if (color[0] == 0.0 && color[1] == 0.0 && color[2] == 0.0) { return; }
-    const double c = dot(side.sample.direction, r.shading_normal);
-    side.back = c < 0.0;
-    if (side.back ? s.translucent == 0.0f : c == 0.0 || (s.diffuse == 0.0f && s.reflect == 0.0f)) { return; }
-    const vector3 towards = side.sample.direction;
-
-    float filter[3];
-    const bool blocked = cast_stratified_rays(document, s, r, side, filter);
-    if (blocked && !(filter[0] > 0.0f || filter[1] > 0.0f || filter[2] > 0.0f)) { return; }
-    const double w = side.back ? -s.translucent * c : s.diffuse * c;
-    double h = 0.0;
-    if (shows_highlight(s, r, side, mirror))
-    {
-        const double m = dot(towards, *mirror);
-        if (m > 0.0) { h = std::pow(m, double(s.highlight)) * s.highlight_strength; }
-    }
-    for (int i = 0; i < 3; ++i)
-    {
-        const double v = s.color[i] * w * color[i] + s.highlight_color[i] * source.simple_color[i] * h;
-        r.simple_color[i] += float(filter[i] * v * r.weight[i]);
-    }
-}
-
 } // namespace
-
-void simple_shade(document& document, const surface& s, ray& r, const vector3* mirror)
-{
-    const uint32_t flags = r.hit_object->vft->get_flags(r.hit_object);
-    if (flags & OBJECT_NO_DIRECT_LIGHT) { return; }
-    const bool excludes = flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
-    if (daylight_takes_part(document) && document.sun_sky->sun_strength != 0.0)
-    {
-        simple_light(document, s, r, sun_light, light_tables[r.thread].leaf_count, mirror);
-    }
-    int32_t leaf = 0;
-    for (light* l = first_leaf(document.lights); l; l = next_leaf(l), ++leaf)
-    {
-        if (!l->sample || (excludes && is_unlit_by(r.hit_object, l))) { continue; }
-        simple_light(document, s, r, *l, leaf, mirror);
-    }
-    for (int i = 0; i < 3; ++i)
-    {
-        const double ambient = s.diffuse * s.color[i] + s.translucent * s.translucent_color[i];
-        r.simple_color[i] += float(job.simple_ambient_color[i] * ambient * r.weight[i]);
-    }
-}
 
 } // namespace zr

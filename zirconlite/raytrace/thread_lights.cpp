@@ -13,23 +13,8 @@ thread_lights light_tables[thread_slots] = {};
 namespace
 {
 
-int32_t count_leaves(const document& document)
-{
-    int32_t count = 0;
-    for (light* l = first_leaf(document.lights); l; l = next_leaf(l)) { ++count; }
-    return count;
-}
-
-bool make_tables(thread_lights& slot, const document& document, int32_t leaves)
-{
-    slot.leaf_count = leaves;
-    slot.candidates = static_cast<light_candidate*>(zr_calloc(size_t(leaves) + 1, sizeof(light_candidate)));
-    slot.caches = static_cast<shadow_cache_entry*>(zr_calloc(size_t(leaves) + 1, sizeof(shadow_cache_entry)));
-    if (!slot.candidates || !slot.caches) { return false; }
-    int32_t i = 0;
-    for (light* l = first_leaf(document.lights); l; l = next_leaf(l)) { slot.caches[i++].light = l; }
-    return true;
-}
+int32_t count_leaves(const document& document);
+bool make_tables(thread_lights& slot, const document& document, int32_t leaves);
 
 } // namespace
 
@@ -84,5 +69,28 @@ shadow_cache_entry* cache_entry(int32_t thread, int32_t leaf)
     thread_lights& slot = light_tables[thread];
     return slot.caches && leaf <= slot.leaf_count ? &slot.caches[leaf] : nullptr;
 }
+
+namespace
+{
+
+int32_t count_leaves(const document& document)
+{
+    int32_t count = 0;
+    for (light* l = first_leaf(document.lights); l; l = next_leaf(l)) { ++count; }
+    return count;
+}
+
+bool make_tables(thread_lights& slot, const document& document, int32_t leaves)
+{
+    slot.leaf_count = leaves;
+    slot.candidates = static_cast<light_candidate*>(zr_calloc(size_t(leaves) + 1, sizeof(light_candidate)));
+    slot.caches = static_cast<shadow_cache_entry*>(zr_calloc(size_t(leaves) + 1, sizeof(shadow_cache_entry)));
+    if (!slot.candidates || !slot.caches) { return false; }
+    int32_t i = 0;
+    for (light* l = first_leaf(document.lights); l; l = next_leaf(l)) { slot.caches[i++].light = l; }
+    return true;
+}
+
+} // namespace
 
 } // namespace zr

@@ -20,39 +20,6 @@ struct cell_range
     bool single() const { return first[0] == last[0] && first[1] == last[1] && first[2] == last[2]; }
 };
 
-int32_t cell_index(double position, const voxel_level& level, int axis)
-{
-    const double index = position * level.inv_cell_size[axis];
-    if (!(index > 0.0)) { return 0; }
-    return index >= level.max_index[axis] ? level.max_index[axis] : int32_t(index);
-}
-
-cell_range range_of(const voxel_node& node, const voxel_level& level, const bounding_box& box, double error)
-{
-    cell_range r;
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        const double origin = component(node.bounds.min, axis);
-        const double low = component(box.min, axis), high = component(box.max, axis);
-        // An object without bounds on an axis may be hit anywhere along it.
-        const bool bounded = low <= high;
-        r.first[axis] = bounded ? cell_index(low - error - origin, level, axis) : 0;
-        r.last[axis] = bounded ? cell_index(high + error - origin, level, axis) : level.max_index[axis];
-    }
-    return r;
-}
-
-bool is_small(const bounding_box& box, const voxel_level& level)
-{
-    const vector3 size = box.max - box.min;
-    int small_sides = 0;
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        small_sides += component(size, axis) * level.inv_cell_size[axis] < small_share;
-    }
-    return small_sides >= 2;
-}
-
 /// The insertion of one object into one node. Nodes move when their array grows, so they go by number.
 struct insertion
 {
@@ -61,86 +28,6 @@ struct insertion
     scene_object* object;
     bool small;
 };
-
-uint32_t new_entry(voxel_grid& grid)
-{
-    if (grid.spare)
-    {
-        const uint32_t entry = grid.spare;
-        grid.spare = grid.entries[entry].next;
-        return entry;
-    }
-    if (grid.entries.count >= UINT32_MAX || !grid.entries.push({}))
-    {
-        grid.out_of_memory = 1;
-        return 0;
-    }
-    return uint32_t(grid.entries.count - 1);
-}
-
-void push_entry(insertion& in, uint32_t cell)
-{
-    voxel_grid& grid = in.grid;
-    const uint32_t entry = new_entry(grid);
-    if (!entry) { return; }
-    if (grid.reentering) { ++grid.document->build_reentered; }
-    grid.entries[entry] = { grid.cells[cell].head, in.object->number };
-    grid.cells[cell].head = entry;
-    grid.memory_bytes += sizeof(voxel_entry);
-}
-
-/// Puts a node of the next level in the place of a cell and enters the cell's objects in it.
-void split(insertion& in, uint32_t cell, const bounding_box& box)
-{
-    voxel_grid& grid = in.grid;
-    const int32_t level = grid.nodes[in.node].level + 1;
-    const size_t cell_count = size_t(grid.levels[level].max_index[0] + 1) * grid.levels[level].stride[0];
-    const voxel_node node = { box, uint32_t(grid.cells.count), level, &grid };
-    if (grid.cells.count + cell_count > UINT32_MAX || !grid.cells.resize(grid.cells.count + cell_count) ||
-        !grid.nodes.push(node))
-    {
-        grid.out_of_memory = 1;
-        return;
-    }
-    const auto node_number = uint32_t(grid.nodes.count - 1);
-    grid.memory_bytes += cell_count * sizeof(voxel_cell);
-    ++grid.subgrid_count[level - 1];
-
-    uint32_t entry = grid.cells[cell].head;
-    grid.cells[cell] = { node_number, split_cell };
-    const int32_t outer = grid.reentering;
-    grid.reentering = 1;
-    while (entry)
-    {
-        const voxel_entry old = grid.entries[entry];
-        scene_object* object = grid.document->object_table[old.object];
-        object->vft->add_to_grid(&grid.nodes[node_number], object);
-        grid.entries[entry].next = grid.spare;
-        grid.spare = entry;
-        grid.memory_bytes -= sizeof(voxel_entry);
-        entry = old.next;
-    }
-    grid.reentering = outer;
-}
-
-void enter_cell(insertion& in, uint32_t cell, const bounding_box& box)
-{
-    voxel_grid& grid = in.grid;
-    if (grid.out_of_memory) { return; }
-    const voxel_level& level = grid.levels[grid.nodes[in.node].level];
-    if (grid.cells[cell].count != split_cell)
-    {
-        grid.cells[cell].count += in.small;
-        if (!level.subdivide_at || grid.cells[cell].count < level.subdivide_at)
-        {
-            push_entry(in, cell);
-            return;
-        }
-        split(in, cell, box);
-        if (grid.out_of_memory) { return; }
-    }
-    in.object->vft->add_to_grid(&grid.nodes[grid.cells[cell].head], in.object);
-}
 
 /// Which of a node's cells a polygon crosses.
 class polygon_test
@@ -190,6 +77,52 @@ private:
     vector3 normal_;
 };
 
+insertion begin_insertion(voxel_node* node, scene_object* object, const bounding_box& box);
+bool is_small(const bounding_box& box, const voxel_level& level);
+void enter_range(insertion& in, const bounding_box& box, polygon_test* polygon);
+cell_range range_of(const voxel_node& node, const voxel_level& level, const bounding_box& box, double error);
+int32_t cell_index(double position, const voxel_level& level, int axis);
+void enter_cell(insertion& in, uint32_t cell, const bounding_box& box);
+void push_entry(insertion& in, uint32_t cell);
+uint32_t new_entry(voxel_grid& grid);
+void split(insertion& in, uint32_t cell, const bounding_box& box);
+
+} // namespace
+
+void insert_box(voxel_node* node, scene_object* object, const bounding_box& box)
+{
+    insertion in = begin_insertion(node, object, box);
+    enter_range(in, box, nullptr);
+}
+
+void insert_polygon(voxel_node* node, scene_object* object, int vertex_count, const vector3* vertices,
+    const bounding_box& box)
+{
+    insertion in = begin_insertion(node, object, box);
+    polygon_test polygon(vertices, vertex_count);
+    enter_range(in, box, &polygon);
+}
+
+namespace
+{
+
+insertion begin_insertion(voxel_node* node, scene_object* object, const bounding_box& box)
+{
+    voxel_grid& grid = *node->grid;
+    return { grid, uint32_t(node - grid.nodes.items), object, is_small(box, grid.levels[node->level]) };
+}
+
+bool is_small(const bounding_box& box, const voxel_level& level)
+{
+    const vector3 size = box.max - box.min;
+    int small_sides = 0;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        small_sides += component(size, axis) * level.inv_cell_size[axis] < small_share;
+    }
+    return small_sides >= 2;
+}
+
 void enter_range(insertion& in, const bounding_box& box, polygon_test* polygon)
 {
     // Both are copied: the arrays that hold them grow while cells are entered.
@@ -220,26 +153,108 @@ void enter_range(insertion& in, const bounding_box& box, polygon_test* polygon)
     }
 }
 
-insertion begin_insertion(voxel_node* node, scene_object* object, const bounding_box& box)
+cell_range range_of(const voxel_node& node, const voxel_level& level, const bounding_box& box, double error)
 {
-    voxel_grid& grid = *node->grid;
-    return { grid, uint32_t(node - grid.nodes.items), object, is_small(box, grid.levels[node->level]) };
+    cell_range r;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        const double origin = component(node.bounds.min, axis);
+        const double low = component(box.min, axis), high = component(box.max, axis);
+        // An object without bounds on an axis may be hit anywhere along it.
+        const bool bounded = low <= high;
+        r.first[axis] = bounded ? cell_index(low - error - origin, level, axis) : 0;
+        r.last[axis] = bounded ? cell_index(high + error - origin, level, axis) : level.max_index[axis];
+    }
+    return r;
+}
+
+int32_t cell_index(double position, const voxel_level& level, int axis)
+{
+    const double index = position * level.inv_cell_size[axis];
+    if (!(index > 0.0)) { return 0; }
+    return index >= level.max_index[axis] ? level.max_index[axis] : int32_t(index);
+}
+
+void enter_cell(insertion& in, uint32_t cell, const bounding_box& box)
+{
+    voxel_grid& grid = in.grid;
+    if (grid.out_of_memory) { return; }
+    const voxel_level& level = grid.levels[grid.nodes[in.node].level];
+    if (grid.cells[cell].count != split_cell)
+    {
+        grid.cells[cell].count += in.small;
+        if (!level.subdivide_at || grid.cells[cell].count < level.subdivide_at)
+        {
+            push_entry(in, cell);
+            return;
+        }
+        split(in, cell, box);
+        if (grid.out_of_memory) { return; }
+    }
+    in.object->vft->add_to_grid(&grid.nodes[grid.cells[cell].head], in.object);
+}
+
+void push_entry(insertion& in, uint32_t cell)
+{
+    voxel_grid& grid = in.grid;
+    const uint32_t entry = new_entry(grid);
+    if (!entry) { return; }
+    if (grid.reentering) { ++grid.document->build_reentered; }
+    grid.entries[entry] = { grid.cells[cell].head, in.object->number };
+    grid.cells[cell].head = entry;
+    grid.memory_bytes += sizeof(voxel_entry);
+}
+
+uint32_t new_entry(voxel_grid& grid)
+{
+    if (grid.spare)
+    {
+        const uint32_t entry = grid.spare;
+        grid.spare = grid.entries[entry].next;
+        return entry;
+    }
+    if (grid.entries.count >= UINT32_MAX || !grid.entries.push({}))
+    {
+        grid.out_of_memory = 1;
+        return 0;
+    }
+    return uint32_t(grid.entries.count - 1);
+}
+
+/// Puts a node of the next level in the place of a cell and enters the cell's objects in it.
+void split(insertion& in, uint32_t cell, const bounding_box& box)
+{
+    voxel_grid& grid = in.grid;
+    const int32_t level = grid.nodes[in.node].level + 1;
+    const size_t cell_count = size_t(grid.levels[level].max_index[0] + 1) * grid.levels[level].stride[0];
+    const voxel_node node = { box, uint32_t(grid.cells.count), level, &grid };
+    if (grid.cells.count + cell_count > UINT32_MAX || !grid.cells.resize(grid.cells.count + cell_count) ||
+        !grid.nodes.push(node))
+    {
+        grid.out_of_memory = 1;
+        return;
+    }
+    const auto node_number = uint32_t(grid.nodes.count - 1);
+    grid.memory_bytes += cell_count * sizeof(voxel_cell);
+    ++grid.subgrid_count[level - 1];
+
+    uint32_t entry = grid.cells[cell].head;
+    grid.cells[cell] = { node_number, split_cell };
+    const int32_t outer = grid.reentering;
+    grid.reentering = 1;
+    while (entry)
+    {
+        const voxel_entry old = grid.entries[entry];
+        scene_object* object = grid.document->object_table[old.object];
+        object->vft->add_to_grid(&grid.nodes[node_number], object);
+        grid.entries[entry].next = grid.spare;
+        grid.spare = entry;
+        grid.memory_bytes -= sizeof(voxel_entry);
+        entry = old.next;
+    }
+    grid.reentering = outer;
 }
 
 } // namespace
-
-void insert_box(voxel_node* node, scene_object* object, const bounding_box& box)
-{
-    insertion in = begin_insertion(node, object, box);
-    enter_range(in, box, nullptr);
-}
-
-void insert_polygon(voxel_node* node, scene_object* object, int vertex_count, const vector3* vertices,
-    const bounding_box& box)
-{
-    insertion in = begin_insertion(node, object, box);
-    polygon_test polygon(vertices, vertex_count);
-    enter_range(in, box, &polygon);
-}
 
 } // namespace zr

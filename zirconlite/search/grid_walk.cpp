@@ -23,87 +23,6 @@ struct walk_ray
     bool forward[3]; ///< direction is at least 0
 };
 
-int32_t clamped_index(double position, const voxel_level& level, int axis)
-{
-    const double index = position * level.inv_cell_size[axis];
-    if (!(index > 0.0)) { return 0; }
-    return index >= level.max_index[axis] ? level.max_index[axis] : int32_t(index);
-}
-
-/// Walks the cells of one node from distance `t` on. `test(cell, t_low, t_high)` is called for every cell
-/// that holds entries, in order; true ends the walk. `limit()` is the distance beyond which nothing counts.
-template <class Test> bool walk_node(const walk_ray& w, uint32_t node_number, double t, Test& test)
-{
-    const voxel_node& node = w.grid.nodes[node_number];
-    const voxel_level& level = w.grid.levels[node.level];
-    const double low[3] = { node.bounds.min.x, node.bounds.min.y, node.bounds.min.z };
-    double cross[3], step[3];
-    int32_t left[3];      // cells between the current one and the border
-    int64_t cell_step[3]; // along the array
-    int64_t cell = node.cells;
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        const int32_t i = clamped_index(w.origin[axis] + t * w.direction[axis] - low[axis], level, axis);
-        const double plane = (w.forward[axis] ? i + 1 : i) * level.cell_size[axis] + low[axis];
-        cross[axis] = (plane - w.origin[axis]) * w.inverse[axis];
-        step[axis] = std::fabs(level.cell_size[axis] * w.inverse[axis]);
-        left[axis] = w.forward[axis] ? level.max_index[axis] - i : i;
-        cell_step[axis] = w.forward[axis] ? level.stride[axis] : -level.stride[axis];
-        cell += int64_t(i) << level.shift[axis];
-    }
-    const voxel_cell* cells = w.grid.cells.items;
-    for (;;)
-    {
-        if (t > test.limit()) { return false; }
-        const int axis = cross[0] <= cross[1] && cross[0] <= cross[2] ? 0 : cross[1] <= cross[2] ? 1 : 2;
-        const double t_next = cross[axis];
-        const voxel_cell& here = cells[cell];
-        if (here.count)
-        {
-            const bool ended = here.count == split_cell
-                                   ? walk_node(w, here.head, t, test)
-                                   : test.cell(w, here, t - border_slack, t_next + border_slack);
-            if (ended) { return true; }
-        }
-        if (left[axis] == 0) { return false; }
-        --left[axis];
-        cell += cell_step[axis];
-        t = t_next;
-        cross[axis] += step[axis];
-    }
-}
-
-/// Where the ray enters the root box: false when it misses it. Touching counts as entering.
-bool enter_root(const walk_ray& w, const bounding_box& box, double& t_out)
-{
-    double enter = 0.0, leave = ZR_FAR;
-    for (int axis = 0; axis < 3; ++axis)
-    {
-        const double low = component(box.min, axis), high = component(box.max, axis);
-        const double a = (low - w.origin[axis]) * w.inverse[axis];
-        const double b = (high - w.origin[axis]) * w.inverse[axis];
-        enter = std::fmax(enter, std::fmin(a, b));
-        leave = std::fmin(leave, std::fmax(a, b));
-    }
-    t_out = enter;
-    return enter <= leave * (1.0 + 1e-12) + border_slack;
-}
-
-template <class Test>
-bool walk(const voxel_grid& grid, scene_object* const* objects, const ray& ray, Test& test)
-{
-    const walk_ray w = {
-        .grid = grid,
-        .objects = objects,
-        .origin = { ray.origin.x, ray.origin.y, ray.origin.z },
-        .direction = { ray.direction.x, ray.direction.y, ray.direction.z },
-        .inverse = { ray.inv_direction.x, ray.inv_direction.y, ray.inv_direction.z },
-        .forward = { ray.direction.x >= 0.0, ray.direction.y >= 0.0, ray.direction.z >= 0.0 },
-    };
-    double t;
-    return enter_root(w, grid.nodes[grid.root].bounds, t) && walk_node(w, grid.root, t, test);
-}
-
 /// Keeps the nearest hit in the ray. The first cell with a hit inside its own interval has the nearest one.
 struct nearest_test
 {
@@ -149,6 +68,12 @@ struct visiting_test
     }
 };
 
+template <class Test>
+bool walk(const voxel_grid& grid, scene_object* const* objects, const ray& ray, Test& test);
+bool enter_root(const walk_ray& w, const bounding_box& box, double& t_out);
+template <class Test> bool walk_node(const walk_ray& w, uint32_t node_number, double t, Test& test);
+int32_t clamped_index(double position, const voxel_level& level, int axis);
+
 } // namespace
 
 bool grid_nearest_hit(const voxel_grid& grid, scene_object* const* objects, ray& ray)
@@ -163,5 +88,91 @@ bool grid_visit_hits(
     visiting_test test = { ray, visit, context };
     return walk(grid, objects, ray, test);
 }
+
+namespace
+{
+
+template <class Test>
+bool walk(const voxel_grid& grid, scene_object* const* objects, const ray& ray, Test& test)
+{
+    const walk_ray w = {
+        .grid = grid,
+        .objects = objects,
+        .origin = { ray.origin.x, ray.origin.y, ray.origin.z },
+        .direction = { ray.direction.x, ray.direction.y, ray.direction.z },
+        .inverse = { ray.inv_direction.x, ray.inv_direction.y, ray.inv_direction.z },
+        .forward = { ray.direction.x >= 0.0, ray.direction.y >= 0.0, ray.direction.z >= 0.0 },
+    };
+    double t;
+    return enter_root(w, grid.nodes[grid.root].bounds, t) && walk_node(w, grid.root, t, test);
+}
+
+/// Where the ray enters the root box: false when it misses it. Touching counts as entering.
+bool enter_root(const walk_ray& w, const bounding_box& box, double& t_out)
+{
+    double enter = 0.0, leave = ZR_FAR;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        const double low = component(box.min, axis), high = component(box.max, axis);
+        const double a = (low - w.origin[axis]) * w.inverse[axis];
+        const double b = (high - w.origin[axis]) * w.inverse[axis];
+        enter = std::fmax(enter, std::fmin(a, b));
+        leave = std::fmin(leave, std::fmax(a, b));
+    }
+    t_out = enter;
+    return enter <= leave * (1.0 + 1e-12) + border_slack;
+}
+
+/// Walks the cells of one node from distance `t` on. `test(cell, t_low, t_high)` is called for every cell
+/// that holds entries, in order; true ends the walk. `limit()` is the distance beyond which nothing counts.
+template <class Test> bool walk_node(const walk_ray& w, uint32_t node_number, double t, Test& test)
+{
+    const voxel_node& node = w.grid.nodes[node_number];
+    const voxel_level& level = w.grid.levels[node.level];
+    const double low[3] = { node.bounds.min.x, node.bounds.min.y, node.bounds.min.z };
+    double cross[3], step[3];
+    int32_t left[3];      // cells between the current one and the border
+    int64_t cell_step[3]; // along the array
+    int64_t cell = node.cells;
+    for (int axis = 0; axis < 3; ++axis)
+    {
+        const int32_t i = clamped_index(w.origin[axis] + t * w.direction[axis] - low[axis], level, axis);
+        const double plane = (w.forward[axis] ? i + 1 : i) * level.cell_size[axis] + low[axis];
+        cross[axis] = (plane - w.origin[axis]) * w.inverse[axis];
+        step[axis] = std::fabs(level.cell_size[axis] * w.inverse[axis]);
+        left[axis] = w.forward[axis] ? level.max_index[axis] - i : i;
+        cell_step[axis] = w.forward[axis] ? level.stride[axis] : -level.stride[axis];
+        cell += int64_t(i) << level.shift[axis];
+    }
+    const voxel_cell* cells = w.grid.cells.items;
+    for (;;)
+    {
+        if (t > test.limit()) { return false; }
+        const int axis = cross[0] <= cross[1] && cross[0] <= cross[2] ? 0 : cross[1] <= cross[2] ? 1 : 2;
+        const double t_next = cross[axis];
+        const voxel_cell& here = cells[cell];
+        if (here.count)
+        {
+            const bool ended = here.count == split_cell
+                                   ? walk_node(w, here.head, t, test)
+                                   : test.cell(w, here, t - border_slack, t_next + border_slack);
+            if (ended) { return true; }
+        }
+        if (left[axis] == 0) { return false; }
+        --left[axis];
+        cell += cell_step[axis];
+        t = t_next;
+        cross[axis] += step[axis];
+    }
+}
+
+int32_t clamped_index(double position, const voxel_level& level, int axis)
+{
+    const double index = position * level.inv_cell_size[axis];
+    if (!(index > 0.0)) { return 0; }
+    return index >= level.max_index[axis] ? level.max_index[axis] : int32_t(index);
+}
+
+} // namespace
 
 } // namespace zr

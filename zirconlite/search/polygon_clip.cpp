@@ -9,17 +9,8 @@ using namespace zr;
 namespace
 {
 
-bool is_outside(const clip_plane& plane, const vector3& p)
-{
-    return dot(p - plane.point, plane.normal) > 0.0;
-}
-
-vector3 crossing(const clip_plane& plane, const vector3& a, const vector3& b)
-{
-    const vector3 along = normalized(b - a);
-    const double t = -(dot(a, plane.normal) - plane.d) / dot(along, plane.normal);
-    return a + t * along;
-}
+bool is_outside(const clip_plane& plane, const vector3& p);
+vector3 crossing(const clip_plane& plane, const vector3& a, const vector3& b);
 
 } // namespace
 
@@ -50,3 +41,20 @@ int32_t zr_sh_clip_arbitrary(
     *result_out = in;
     return count;
 }
+
+namespace
+{
+
+bool is_outside(const clip_plane& plane, const vector3& p)
+{
+    return dot(p - plane.point, plane.normal) > 0.0;
+}
+
+vector3 crossing(const clip_plane& plane, const vector3& a, const vector3& b)
+{
+    const vector3 along = normalized(b - a);
+    const double t = -(dot(a, plane.normal) - plane.d) / dot(along, plane.normal);
+    return a + t * along;
+}
+
+} // namespace

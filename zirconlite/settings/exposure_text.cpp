@@ -19,9 +19,10 @@ struct exposure_line
     render_view& view;
 };
 
-float clamped(double value, double low, double high) { return float(std::clamp(value, low, high)); }
-
 using store_value = void (*)(const exposure_line& to, double value);
+
+float clamped(double value, double low, double high);
+
 constexpr store_value places[] = {
     [](const exposure_line& to, double v) { to.view.brightness = clamped(v, -5.0, 5.0); },
     [](const exposure_line& to, double v) { to.view.contrast = clamped(v, 0.001, 0.999); },
@@ -34,21 +35,7 @@ constexpr store_value places[] = {
     },
 };
 
-bool read_exposure_line(const settings_line& line, const exposure_line& to)
-{
-    const char16_t* at = line.text;
-    for (const store_value store : places)
-    {
-        settings_token token;
-        double value;
-        if (!next_token(at, token))
-        {
-            return report_failure(ZR_ERROR_FORMAT, "a line of the exposure lacks a value: six are expected");
-        }
-        if (number_of(token, value)) { store(to, value); }
-    }
-    return true;
-}
+bool read_exposure_line(const settings_line& line, const exposure_line& to);
 
 } // namespace
 
@@ -95,3 +82,31 @@ int32_t read_exposure_config_info(FILE* stream, document* document, render_view*
     zr::unit_source from = { stream, nullptr, 0 };
     return stream && document && view && zr::read_exposure(from, *document, *view);
 }
+
+namespace zr
+{
+
+namespace
+{
+
+bool read_exposure_line(const settings_line& line, const exposure_line& to)
+{
+    const char16_t* at = line.text;
+    for (const store_value store : places)
+    {
+        settings_token token;
+        double value;
+        if (!next_token(at, token))
+        {
+            return report_failure(ZR_ERROR_FORMAT, "a line of the exposure lacks a value: six are expected");
+        }
+        if (number_of(token, value)) { store(to, value); }
+    }
+    return true;
+}
+
+float clamped(double value, double low, double high) { return float(std::clamp(value, low, high)); }
+
+} // namespace
+
+} // namespace zr

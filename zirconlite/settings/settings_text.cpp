@@ -30,144 +30,20 @@ constexpr head_row heads[] = {
 };
 static_assert(std::size(heads) == SETTINGS_EXPOSURE);
 
-bool next_byte(unit_source& from, uint8_t& byte)
-{
-    if (from.stream)
-    {
-        const int c = fgetc(from.stream);
-        byte = uint8_t(c);
-        return c != EOF;
-    }
-    if (!from.left) { return false; }
-    byte = *from.bytes++;
-    --from.left;
-    return true;
-}
-
-bool next_unit(unit_source& from, char16_t& unit)
-{
-    uint8_t pair[2];
-    if (!next_byte(from, pair[0]) || !next_byte(from, pair[1])) { return false; }
-    unit = byte_reader(pair, 2).u16();
-    return true;
-}
-
-bool is_separator(char16_t c) { return c == u'\t' || c == u'\n' || c == u'='; }
-
-bool begins_with(const char16_t* text, const char16_t* start, size_t count)
-{
-    for (size_t i = 0; i < count; ++i)
-    {
-        if (text[i] != start[i]) { return false; }
-    }
-    return true;
-}
-
-bool is_key(const settings_token& token, const char16_t* key)
-{
-    return platform::text_length(key) == token.length && begins_with(token.text, key, token.length);
-}
-
-/// The value's whole part in 32 bits; false where it does not fit. Signed and unsigned words share the range.
-bool whole_number(double value, uint32_t& word)
-{
-    const double whole = std::trunc(value);
-    if (!(whole >= -2147483648.0 && whole <= 4294967295.0)) { return false; }
-    word = uint32_t(int64_t(whole));
-    return true;
-}
-
-void store_number(settings_type type, double value, uint8_t* place)
-{
-    if (type == settings_type::real) { memcpy(place, &value, sizeof(value)); }
-    if (type == settings_type::single && std::fabs(value) <= double(FLT_MAX))
-    {
-        const auto f = float(value);
-        memcpy(place, &f, sizeof(f));
-    }
-    uint32_t word;
-    if (type == settings_type::integer && whole_number(value, word)) { memcpy(place, &word, sizeof(word)); }
-}
-
-size_t size_of(settings_type type) { return type == settings_type::real ? sizeof(double) : sizeof(uint32_t); }
-
-bool fail_text(const settings_field& f, size_t room)
-{
-    const platform::utf8_text key(f.key);
-    return report_failure(
-        ZR_ERROR_LIMIT, "the text of %s is longer than %zu characters", key.bytes ? key.bytes : "", room);
-}
-
-/// Room for the text of a key in its line.
-size_t text_room(const settings_field& f) { return settings_line_limit - platform::text_length(f.key) - 1; }
-
-bool read_text(const settings_field& f, const char16_t* at, bool is_cut, uint8_t* place)
-{
-    settings_token token;
-    if (!next_token(at, token)) { return true; }
-    if (is_cut) { return fail_text(f, text_room(f)); }
-    settings_line value;
-    std::copy_n(token.text, token.length, value.text);
-    value.text[token.length] = 0;
-    if (f.type == settings_type::text)
-    {
-        const auto capacity = size_t(f.count);
-        if (platform::text_length(value.text) >= capacity) { return fail_text(f, capacity - 1); }
-        platform::copy_text(reinterpret_cast<char16_t*>(place), size_t(f.count), value.text);
-        return true;
-    }
-    char16_t* copy = zr_dupestring(value.text);
-    if (!copy) { return report_failure(ZR_ERROR_MEMORY, "no memory for a text of the settings"); }
-    char16_t* old;
-    memcpy(&old, place, sizeof(old));
-    zr_free(old);
-    memcpy(place, &copy, sizeof(copy));
-    return true;
-}
-
-bool read_value(const settings_field& f, const char16_t* at, bool is_cut, uint8_t* record)
-{
-    uint8_t* place = record + f.offset;
-    if (f.type == settings_type::text || f.type == settings_type::owned_text)
-    {
-        return read_text(f, at, is_cut, place);
-    }
-    settings_token token;
-    double value;
-    for (int32_t i = 0; i < f.count && next_token(at, token); ++i)
-    {
-        if (number_of(token, value)) { store_number(f.type, value, place + i * size_of(f.type)); }
-    }
-    return true;
-}
-
-/// A text as a value, up to what would end it. False where it does not fit the line with its key.
-bool write_text(settings_writer& to, const settings_field& f, const char16_t* text)
-{
-    size_t room = text_room(f);
-    for (; *text && !is_separator(*text) && *text != u'\r'; ++text)
-    {
-        if (room-- == 0) { return fail_text(f, text_room(f)); }
-        to.add(*text);
-    }
-    return true;
-}
-
-void write_number(settings_writer& to, settings_type type, const uint8_t* place)
-{
-    if (type == settings_type::integer)
-    {
-        int32_t word;
-        memcpy(&word, place, sizeof(word));
-        to.add_integer(word);
-        return;
-    }
-    double value;
-    float f;
-    memcpy(&f, place, sizeof(f));
-    if (type == settings_type::real) { memcpy(&value, place, sizeof(value)); }
-    to.add_number(type == settings_type::real ? value : double(f));
-}
+bool next_unit(unit_source& from, char16_t& unit);
+bool next_byte(unit_source& from, uint8_t& byte);
+bool is_key(const settings_token& token, const char16_t* key);
+bool begins_with(const char16_t* text, const char16_t* start, size_t count);
+bool read_value(const settings_field& f, const char16_t* at, bool is_cut, uint8_t* record);
+bool read_text(const settings_field& f, const char16_t* at, bool is_cut, uint8_t* place);
+void store_number(settings_type type, double value, uint8_t* place);
+bool whole_number(double value, uint32_t& word);
+bool write_text(settings_writer& to, const settings_field& f, const char16_t* text);
+size_t text_room(const settings_field& f);
+bool is_separator(char16_t c);
+bool fail_text(const settings_field& f, size_t room);
+void write_number(settings_writer& to, settings_type type, const uint8_t* place);
+size_t size_of(settings_type type);
 
 } // namespace
 
@@ -333,3 +209,152 @@ int32_t zr_read_settings_head(FILE* stream)
     zr::unit_source from = { stream, nullptr, 0 };
     return stream ? zr::read_settings_head(from) : 0;
 }
+
+namespace zr
+{
+
+namespace
+{
+
+bool next_unit(unit_source& from, char16_t& unit)
+{
+    uint8_t pair[2];
+    if (!next_byte(from, pair[0]) || !next_byte(from, pair[1])) { return false; }
+    unit = byte_reader(pair, 2).u16();
+    return true;
+}
+
+bool next_byte(unit_source& from, uint8_t& byte)
+{
+    if (from.stream)
+    {
+        const int c = fgetc(from.stream);
+        byte = uint8_t(c);
+        return c != EOF;
+    }
+    if (!from.left) { return false; }
+    byte = *from.bytes++;
+    --from.left;
+    return true;
+}
+
+bool is_key(const settings_token& token, const char16_t* key)
+{
+    return platform::text_length(key) == token.length && begins_with(token.text, key, token.length);
+}
+
+bool begins_with(const char16_t* text, const char16_t* start, size_t count)
+{
+    for (size_t i = 0; i < count; ++i)
+    {
+        if (text[i] != start[i]) { return false; }
+    }
+    return true;
+}
+
+bool read_value(const settings_field& f, const char16_t* at, bool is_cut, uint8_t* record)
+{
+    uint8_t* place = record + f.offset;
+    if (f.type == settings_type::text || f.type == settings_type::owned_text)
+    {
+        return read_text(f, at, is_cut, place);
+    }
+    settings_token token;
+    double value;
+    for (int32_t i = 0; i < f.count && next_token(at, token); ++i)
+    {
+        if (number_of(token, value)) { store_number(f.type, value, place + i * size_of(f.type)); }
+    }
+    return true;
+}
+
+bool read_text(const settings_field& f, const char16_t* at, bool is_cut, uint8_t* place)
+{
+    settings_token token;
+    if (!next_token(at, token)) { return true; }
+    if (is_cut) { return fail_text(f, text_room(f)); }
+    settings_line value;
+    std::copy_n(token.text, token.length, value.text);
+    value.text[token.length] = 0;
+    if (f.type == settings_type::text)
+    {
+        const auto capacity = size_t(f.count);
+        if (platform::text_length(value.text) >= capacity) { return fail_text(f, capacity - 1); }
+        platform::copy_text(reinterpret_cast<char16_t*>(place), size_t(f.count), value.text);
+        return true;
+    }
+    char16_t* copy = zr_dupestring(value.text);
+    if (!copy) { return report_failure(ZR_ERROR_MEMORY, "no memory for a text of the settings"); }
+    char16_t* old;
+    memcpy(&old, place, sizeof(old));
+    zr_free(old);
+    memcpy(place, &copy, sizeof(copy));
+    return true;
+}
+
+void store_number(settings_type type, double value, uint8_t* place)
+{
+    if (type == settings_type::real) { memcpy(place, &value, sizeof(value)); }
+    if (type == settings_type::single && std::fabs(value) <= double(FLT_MAX))
+    {
+        const auto f = float(value);
+        memcpy(place, &f, sizeof(f));
+    }
+    uint32_t word;
+    if (type == settings_type::integer && whole_number(value, word)) { memcpy(place, &word, sizeof(word)); }
+}
+
+/// The value's whole part in 32 bits; false where it does not fit. Signed and unsigned words share the range.
+bool whole_number(double value, uint32_t& word)
+{
+    const double whole = std::trunc(value);
+    if (!(whole >= -2147483648.0 && whole <= 4294967295.0)) { return false; }
+    word = uint32_t(int64_t(whole));
+    return true;
+}
+
+/// A text as a value, up to what would end it. False where it does not fit the line with its key.
+bool write_text(settings_writer& to, const settings_field& f, const char16_t* text)
+{
+    size_t room = text_room(f);
+    for (; *text && !is_separator(*text) && *text != u'\r'; ++text)
+    {
+        if (room-- == 0) { return fail_text(f, text_room(f)); }
+        to.add(*text);
+    }
+    return true;
+}
+
+/// Room for the text of a key in its line.
+size_t text_room(const settings_field& f) { return settings_line_limit - platform::text_length(f.key) - 1; }
+
+bool is_separator(char16_t c) { return c == u'\t' || c == u'\n' || c == u'='; }
+
+bool fail_text(const settings_field& f, size_t room)
+{
+    const platform::utf8_text key(f.key);
+    return report_failure(
+        ZR_ERROR_LIMIT, "the text of %s is longer than %zu characters", key.bytes ? key.bytes : "", room);
+}
+
+void write_number(settings_writer& to, settings_type type, const uint8_t* place)
+{
+    if (type == settings_type::integer)
+    {
+        int32_t word;
+        memcpy(&word, place, sizeof(word));
+        to.add_integer(word);
+        return;
+    }
+    double value;
+    float f;
+    memcpy(&f, place, sizeof(f));
+    if (type == settings_type::real) { memcpy(&value, place, sizeof(value)); }
+    to.add_number(type == settings_type::real ? value : double(f));
+}
+
+size_t size_of(settings_type type) { return type == settings_type::real ? sizeof(double) : sizeof(uint32_t); }
+
+} // namespace
+
+} // namespace zr

@@ -15,37 +15,8 @@ namespace
 
 constexpr double degree = 0.017453292519444445;
 
-void copy_place(char16_t* to, size_t size, const char16_t* from, size_t from_size)
-{
-    size_t n = 0;
-    while (n + 1 < size && n < from_size && from[n]) { ++n; }
-    if (n && n + 1 == size && from[n - 1] >= 0xd800 && from[n - 1] < 0xdc00) { --n; } // half a character
-    std::copy_n(from, n, to);
-    std::fill(to + n, to + size, u'\0');
-}
-
-/// The fields that both records have under one name, in `from` and `to`.
-template <class To, class From> void copy_shared_fields(To& to, const From& from)
-{
-    to.flags = from.flags;
-    to.north = from.north;
-    to.cloudiness = from.cloudiness;
-    to.sun_samples = from.sun_samples;
-    to.sun_jitter = from.sun_jitter;
-    to.daylight_saving = from.daylight_saving;
-    to.day_of_year = from.day_of_year;
-    to.local_minutes = from.local_minutes;
-    to.sun_intensity = from.sun_intensity;
-    to.sky_intensity = from.sky_intensity;
-    std::copy_n(from.direct_sun_rgb, 3, to.direct_sun_rgb);
-    std::copy_n(from.direct_sky_rgb, 3, to.direct_sky_rgb);
-    to.sun_ct0 = from.sun_ct0;
-    to.sun_ct1 = from.sun_ct1;
-    to.sky_ct0 = from.sky_ct0;
-    to.sky_ct1 = from.sky_ct1;
-    to.cloudy_ct = from.cloudy_ct;
-    copy_place(to.place, std::size(to.place), from.place, std::size(from.place));
-}
+template <class To, class From> void copy_shared_fields(To& to, const From& from);
+void copy_place(char16_t* to, size_t size, const char16_t* from, size_t from_size);
 
 } // namespace
 
@@ -87,3 +58,40 @@ int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sun_sky, documen
     }
     return 1;
 }
+
+namespace
+{
+
+/// The fields that both records have under one name, in `from` and `to`.
+template <class To, class From> void copy_shared_fields(To& to, const From& from)
+{
+    to.flags = from.flags;
+    to.north = from.north;
+    to.cloudiness = from.cloudiness;
+    to.sun_samples = from.sun_samples;
+    to.sun_jitter = from.sun_jitter;
+    to.daylight_saving = from.daylight_saving;
+    to.day_of_year = from.day_of_year;
+    to.local_minutes = from.local_minutes;
+    to.sun_intensity = from.sun_intensity;
+    to.sky_intensity = from.sky_intensity;
+    std::copy_n(from.direct_sun_rgb, 3, to.direct_sun_rgb);
+    std::copy_n(from.direct_sky_rgb, 3, to.direct_sky_rgb);
+    to.sun_ct0 = from.sun_ct0;
+    to.sun_ct1 = from.sun_ct1;
+    to.sky_ct0 = from.sky_ct0;
+    to.sky_ct1 = from.sky_ct1;
+    to.cloudy_ct = from.cloudy_ct;
+    copy_place(to.place, std::size(to.place), from.place, std::size(from.place));
+}
+
+void copy_place(char16_t* to, size_t size, const char16_t* from, size_t from_size)
+{
+    size_t n = 0;
+    while (n + 1 < size && n < from_size && from[n]) { ++n; }
+    if (n && n + 1 == size && from[n - 1] >= 0xd800 && from[n - 1] < 0xdc00) { --n; } // half a character
+    std::copy_n(from, n, to);
+    std::fill(to + n, to + size, u'\0');
+}
+
+} // namespace

@@ -40,11 +40,7 @@ constexpr zr::settings_field fields[] = {
     { u"SKY INTENSITY", type::single, 1, offsetof(sun_sky_data, sky_intensity) },
 };
 
-bool has_sun_sky(const document* document)
-{
-    return (document && document->sun_sky) ||
-           zr::report_failure(ZR_ERROR_ARGUMENT, "the document has no sun and sky");
-}
+bool has_sun_sky(const document* document);
 
 } // namespace
 
@@ -84,3 +80,14 @@ int32_t read_sunsky_config_info(FILE* stream, document* document)
     zr::unit_source from = { stream, nullptr, 0 };
     return zr::read_sunsky(from, *document);
 }
+
+namespace
+{
+
+bool has_sun_sky(const document* document)
+{
+    return (document && document->sun_sky) ||
+           zr::report_failure(ZR_ERROR_ARGUMENT, "the document has no sun and sky");
+}
+
+} // namespace
