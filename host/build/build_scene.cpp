@@ -1,10 +1,11 @@
 /// @file
-/// The order matters: settings, then meshes (they make the bounds), then lights (distant ones take their
-/// power from the bounds).
+/// The order matters: settings, then light sources, then meshes (some are the shapes of lights, and they make
+/// the bounds), then the insertion of the lights (distant ones take their power from the bounds).
 #include "host/build/build_scene.hpp"
 
 #include "host/build/build_daylight.hpp"
 #include "host/build/build_environment.hpp"
+#include "host/build/build_light.hpp"
 #include "host/build/build_material.hpp"
 #include "host/build/camera_fit.hpp"
 #include "host/failure.hpp"
@@ -16,7 +17,6 @@
 #include "host/text.hpp"
 #include "host/vectors.hpp"
 #include "zirconlite/geometry/vector.h"
-#include "zirconlite/lighting/light.h"
 #include "zirconlite/materials/mapping.h"
 #include "zirconlite/materials/mat_image.h"
 #include "zirconlite/materials/material.h"
@@ -239,7 +239,7 @@ std::string mesh_name(const scene_model& from, const model_mesh& mesh)
 }
 
 void add_mesh(document* d, const scene_model& from, const transform& t, const model_mesh& mesh,
-    const used_material& material, built_scene& built)
+    const used_material& material, light* shape_of, built_scene& built)
 {
     constexpr size_t most = size_t(std::numeric_limits<int32_t>::max());
     const size_t vertices = mesh.positions.size() / 3;
@@ -293,8 +293,11 @@ void add_mesh(document* d, const scene_model& from, const transform& t, const mo
     descriptor.mapping = mapping_of(from, material, built);
     if (!from.casts_shadow) { descriptor.flags |= OBJECT_NO_SHADOW | OBJECT_NO_SOLVER_SHADOW; }
 
+    if (shape_of) { descriptor.flags |= OBJECT_LIGHT_SHAPE; }
+
     mesh_build build{};
     zr_init_mesh_build(d, &build);
+    build.light = shape_of;
     build.descriptor = &descriptor;
     build.material = material.entry;
     build.geometry = &geometry;
@@ -319,7 +322,7 @@ model import_for_scene(const scene& s, const scene_model& from, const import_req
 }
 
 void add_model(document* d, const scene& s, const scene_model& from, const import_limits& limits,
-    material_store& materials, built_scene& built)
+    material_store& materials, scene_lights& lights, built_scene& built)
 {
     import_request request;
     request.file = beside_scene(s, from.file);
@@ -348,85 +351,14 @@ void add_model(document* d, const scene& s, const scene_model& from, const impor
             "{}: {} points, lines or polygons without area left out", from.file, m.dropped_polygons));
     }
     const transform t = transform_of(from);
+    light* const shape_of = lights.named(from.light);
+    const double area_before = d->scene_objects.area_sum;
     for (const model_mesh& mesh : m.meshes)
     {
         end_if_stopped("the build of the scene");
-        add_mesh(d, from, t, mesh, materials.of_mesh(from, m, mesh.material), built);
+        add_mesh(d, from, t, mesh, materials.of_mesh(from, m, mesh.material), shape_of, built);
     }
-}
-
-void set_strength(const scene_light& from, light& l)
-{
-    l.brightness_unit = from.watts ? BRIGHTNESS_WATTS : from.lumens ? BRIGHTNESS_LUMENS : BRIGHTNESS_CANDELA;
-    l.lumens = float(from.lumens.value_or(0));
-    l.candela = float(from.candela.value_or(0));
-    l.watts = float(from.watts.value_or(0));
-    l.bulb_index = uint32_t(from.bulb);
-}
-
-void set_point(const scene_light& from, light& l)
-{
-    l.type = LIGHT_SPHERICAL;
-    l.distribution = DISTRIBUTION_ISOTROPIC;
-    set_strength(from, l);
-}
-
-void set_spot(const scene_light& from, light& l)
-{
-    l.type = LIGHT_SPHERICAL;
-    l.distribution = DISTRIBUTION_SPOT;
-    set_strength(from, l);
-    l.aim_point = { (*from.target)[0], (*from.target)[1], (*from.target)[2] };
-    const double x = l.aim_point.x - l.position.x, y = l.aim_point.y - l.position.y,
-                 z = l.aim_point.z - l.position.z;
-    const double length = std::sqrt(x * x + y * y + z * z);
-    l.normal = { x / length, y / length, z / length };
-    // The record counts from the axis.
-    l.beam_angle = float(from.beam_deg / 2 * radians);
-    l.field_angle = float(from.field_deg / 2 * radians);
-}
-
-void set_distant(const scene_light& from, light& l)
-{
-    l.type = LIGHT_PARALLEL;
-    l.distribution = DISTRIBUTION_DEFAULT;
-    l.azimuth = std::remainder(*from.azimuth_deg * radians, 2 * pi);
-    l.altitude = *from.altitude_deg * radians;
-    l.dimmer = float(std::pow(*from.lux / 100000, 0.25));
-    l.disc_size = float(std::min(5 * std::tan(from.disc_deg / 2 * radians), 2.0));
-    l.falloff = 0;
-}
-
-/// By light kind; the names are in light_kind_names.
-constexpr void (*set_kind[])(const scene_light&, light&) = { set_point, set_spot, set_distant, set_window };
-
-void add_light(document* d, const scene& s, const scene_light& from)
-{
-    light l{};
-    l.position = { from.position[0], from.position[1], from.position[2] };
-    l.normal = { 0, 0, -1 };
-    l.axis_u = { 1, 0, 0 };
-    l.axis_v = { 0, 1, 0 };
-    l.radius = from.radius;
-    l.area = 4 * pi * from.radius * from.radius;
-    l.color_temperature = float(from.kelvin);
-    set_color(l.filter, from.filter);
-    l.falloff = from.falloff;
-    l.shadow_strength = from.shadow_strength;
-    l.shadow_samples = from.shadow_samples;
-    l.sample_jitter = float(from.shadow_jitter);
-    l.simple_brightness = 1;
-    l.fixture_scale = 1;
-    l.flags = from.highlight ? 0 : LIGHT_NO_HIGHLIGHT;
-    set_kind[from.kind](from, l);
-
-    light* made = zr_create_light(&l, d->sun_sky);
-    if (!made || zr_insert_light_source_ex(&d->lights, made, d) != 1)
-    {
-        zr_light_free(made);
-        throw failure(exit_render_failed,
-            fmt::format("{}:{}: the light cannot be made{}", s.file.string(), from.line, library_error()));
-    }
+    if (shape_of) { lights.add_area(from.light, d->scene_objects.area_sum - area_before); }
 }
 
 /// The camera's axes; a view straight along `up` takes north, or east, for the picture's top.
@@ -477,12 +409,14 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
     set_environment(s, d, built.hdr_views, built.notes);
     material_store materials{ s, d, built.notes };
     if (!s.ground.material.empty()) { materials.of_scene(s.ground.material); }
-    for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, built); }
+    scene_lights lights(s, d);
+    for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, lights, built); }
+    lights.add_shapes();
     built.camera = s.camera;
     place_camera(s, d, built.camera);
     if (s.ground.below_models) { d->ground_height = height_below(d->bounds); }
     d->scene_area = s.render.ambient ? d->scene_objects.area_sum : 0;
-    for (const scene_light& l : s.lights) { add_light(d, s, l); }
+    lights.insert();
     const bool surrounded = !s.environment_map.file.empty() || s.background.luminance.value_or(0) > 0;
     if (!s.models.empty() && s.lights.empty() && !s.sun.is_on && !surrounded && !materials.any_glows)
     {

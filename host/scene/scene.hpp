@@ -173,6 +173,7 @@ struct scene_model
     vec3 mapping_origin{ 0, 0, 0 }, mapping_axis{ 0, 0, 1 }, mapping_scale{ 1, 1, 1 };
     double mapping_rotation_deg = 0;
     std::array<double, 2> mapping_repeats{ 1, 1 };
+    std::string light;    ///< name of the light source whose visible shape this is
     bool pictures = true; ///< the pictures that the model's own materials name show
     int line = 0;         ///< of its table in the scene file
 };
@@ -180,23 +181,32 @@ struct scene_model
 struct scene_light
 {
     std::string name;
-    int kind = 0; ///< row of `light_kinds`
+    std::string group; ///< name of the light of kind `group` that it belongs to
+    int kind = 0;      ///< a scene_light_kind
     vec3 position{ 0, 0, 3 };
     std::optional<vec3> target;
     std::optional<double> lumens, candela, watts, lux;
     int bulb = 1; ///< row of the library's table of bulb efficacies
     double kelvin = 5000;
     color3 filter{ { 1, 1, 1 } };
+    double dimmer = 1;
+    std::optional<int> distribution;      ///< a scene_distribution; by the kind when left out
+    std::string ies;                      ///< file of photometric data
+    std::optional<vec3> c0;               ///< horizontal angle 0 of that; also the width of a rectangle
     double beam_deg = 60, field_deg = 90; ///< full angles of the cone
     std::optional<double> azimuth_deg, altitude_deg;
     double radius = 0, disc_deg = 0;
-    std::vector<vec3> corners; ///< of a window
+    std::vector<vec3> corners; ///< of a window or a rectangle
     std::array<double, 2> size{ 1, 1 };
-    std::optional<vec3> normal; ///< into the room
+    std::optional<vec3> normal; ///< the side that shines; of a window into the room
+    std::vector<vec3> ends;     ///< of a line or tube; or
+    std::optional<vec3> axis;   ///< its direction, with
+    double length = 1;
     double opacity = 0;
     int shadow_samples = 1;
     double shadow_jitter = 0.5, shadow_strength = 1, falloff = 2;
     bool highlight = true;
+    bool visible = false; ///< the shape is seen, with its own light
     int line = 0;
 };
 
@@ -228,13 +238,27 @@ struct scene
     std::map<std::string, scene_material> materials;
 };
 
-/// Rows of the choices that need a name outside the tables of keys.
-enum
+/// Values of scene_light::kind, by `light_kind_names`.
+enum scene_light_kind
 {
-    light_point = 0,
-    light_spot = 1,
-    light_distant = 2,
-    light_window = 3
+    light_point,
+    light_spot,
+    light_distant,
+    light_window,
+    light_sphere,
+    light_area,
+    light_linear,
+    light_tube,
+    light_disk,
+    light_group
+};
+
+/// Values of scene_light::distribution, by `distribution_names`.
+enum scene_distribution
+{
+    distribution_even,
+    distribution_diffuse,
+    distribution_spot
 };
 
 /// Complex materials in a chain, the library's own limit.
@@ -260,7 +284,8 @@ enum
 /// Names by projection number less 1.
 extern const char* const projection_names[7];
 extern const char* const light_model_names[3];
-extern const char* const light_kind_names[5];
+extern const char* const light_kind_names[11];
+extern const char* const distribution_names[4];
 extern const char* const tone_method_names[4];
 extern const char* const bulb_names[8];
 extern const char* const material_kind_names[10]; ///< "simple", then the library's kinds in their order
@@ -285,6 +310,12 @@ scene parse_scene(
 
 /// The reference of all sections and keys as a Markdown text, made from the tables that the reader uses.
 std::string describe_scene_keys();
+
+/// Refuses light sources that lack what their kind needs, or whose values do not go together.
+void check_lights(const scene& s, const std::string& file);
+
+/// The light of this name; null for none.
+const scene_light* find_light(const scene& s, const std::string& name);
 
 /// `path` of a scene file, taken from the scene file's folder unless it is absolute.
 std::filesystem::path beside_scene(const scene& s, const std::string& path);

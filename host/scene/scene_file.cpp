@@ -377,44 +377,13 @@ void check_models(const scene& s, const std::string& file)
             }
         }
         if (is_null(m.mapping_axis)) { bad_scene(file, m.line, "[[model]] mapping_axis: has no length"); }
+        if (!m.light.empty() && !find_light(s, m.light))
+        {
+            bad_scene(
+                file, m.line, fmt::format("[[model]] light: there is no [[light]] named \"{}\"", m.light));
+        }
         if (!m.material.empty()) { check_material(m.line, m.material); }
         for (const auto& pair : m.materials) { check_material(m.line, pair.second); }
-    }
-}
-
-void check_lights(const scene& s, const std::string& file)
-{
-    for (const scene_light& l : s.lights)
-    {
-        const auto wrong = [&](const std::string& text)
-        {
-            bad_scene(file, l.line,
-                fmt::format("[[light]]{} {}", l.name.empty() ? "" : " \"" + l.name + "\"", text));
-        };
-        if (l.kind == light_window)
-        {
-            if (!s.sun.is_on || s.sun.mode != sun_mode_windows)
-            {
-                wrong("is a window: it needs a [sun] of mode \"windows\"");
-            }
-            const std::string text = check_window(l);
-            if (!text.empty()) { wrong(text); }
-            continue;
-        }
-        const int given = int(l.lumens.has_value()) + int(l.candela.has_value()) + int(l.watts.has_value());
-        if (l.kind == light_distant)
-        {
-            if (!l.lux || given) { wrong("is distant: give its lux, and no lumens, candela or watts"); }
-            if (!l.azimuth_deg || !l.altitude_deg) { wrong("is distant: give azimuth_deg and altitude_deg"); }
-            continue;
-        }
-        if (l.lux || given != 1) { wrong("give one of lumens, candela and watts"); }
-        if (l.kind != light_spot) { continue; }
-        if (!l.target) { wrong("is a spot: give its target"); }
-        double distance = 0;
-        for (int i = 0; i < 3; ++i) { distance += std::abs((*l.target)[i] - l.position[i]); }
-        if (distance < 1e-9) { wrong("aims at its own position"); }
-        if (l.field_deg < l.beam_deg) { wrong("has a field_deg below its beam_deg"); }
     }
 }
 

@@ -11,12 +11,7 @@ const char* const light_model_names[3] = { "fast", "exact", nullptr };
 const char* const indirect_names[] = { "ambient", "paths", "cache", nullptr };
 const char* const sampler_names[] = { "strips", "converging", nullptr };
 const char* const search_names[3] = { "grid", "tree", nullptr };
-const char* const light_kind_names[5] = { "point", "spot", "distant", "window", nullptr };
 const char* const tone_method_names[4] = { "power", "histogram", "film", nullptr };
-// The order is that of the library's bulb efficacies: 1.8, 17, 75, 100, 100, 55 and 60 lumens a watt.
-const char* const bulb_names[8] = { "candle", "incandescent", "fluorescent", "metal-halide", "sodium",
-    "mercury", "compact", nullptr };
-
 namespace
 {
 
@@ -185,6 +180,9 @@ const key_row<scene_model> model_rows[] = {
     { "thin", &scene_model::thin, 0, 0, nullptr, 0,
         "glass of a sheet (true) or a solid (false); open meshes are sheets when left out" },
     { "casts_shadow", &scene_model::casts_shadow, 0, 0, nullptr, 0, "true" },
+    { "light", &scene_model::light, 1, 255, nullptr, 0,
+        "name of the light whose shape this is: it glows with that light's luminance, and casts no shadow of "
+        "it" },
     { "pictures", &scene_model::pictures, 0, 0, nullptr, 0,
         "the pictures that the model's own materials name show, true" },
     { "mapping", &scene_model::mapping, 0, 0, mapping_names, 0,
@@ -201,43 +199,6 @@ const key_row<scene_model> model_rows[] = {
     { nullptr, &scene_model::file, 0, 0, nullptr, 0, nullptr },
 };
 
-const key_row<scene_light> light_rows[] = {
-    { "kind", &scene_light::kind, 0, 0, light_kind_names, 0, "`point`, `spot`, `distant` or `window`" },
-    { "name", &scene_light::name, 1, 255, nullptr, 0, "for messages" },
-    { "position", &scene_light::position, -far, far, nullptr, 0, "metres; point, spot and window" },
-    { "target", &scene_light::target, -far, far, nullptr, 0, "where a spot aims" },
-    { "lumens", &scene_light::lumens, 0, 1e9, nullptr, 0, "luminous flux; or" },
-    { "candela", &scene_light::candela, 0, 1e9, nullptr, 0, "peak intensity; or" },
-    { "watts", &scene_light::watts, 0, 1e7, nullptr, 0, "electric power of a `bulb`" },
-    { "bulb", &scene_light::bulb, 0, 0, bulb_names, 0, "kind of bulb for `watts`, `incandescent`" },
-    { "lux", &scene_light::lux, 0, 200000, nullptr, 0, "illuminance square to a distant light" },
-    { "kelvin", &scene_light::kelvin, 1000, 40000, nullptr, 0, "colour temperature, 5000 is white" },
-    { "filter", &scene_light::filter, 0, 1, nullptr, 0, "coloured glass in front of the source, white" },
-    { "beam_deg", &scene_light::beam_deg, 4, 179, nullptr, 0,
-        "full angle at which a spot has half its intensity, 60" },
-    { "field_deg", &scene_light::field_deg, 1, 180, nullptr, 0, "full angle beyond which it is dark, 90" },
-    { "azimuth_deg", &scene_light::azimuth_deg, -360, 360, nullptr, 0,
-        "where a distant light comes from: 0 north (+y), 90 east (+x)" },
-    { "altitude_deg", &scene_light::altitude_deg, -90, 90, nullptr, 0, "its height above the horizon" },
-    { "radius", &scene_light::radius, 0, 1000, nullptr, 0, "of the source, metres, for soft shadows, 0" },
-    { "disc_deg", &scene_light::disc_deg, 0, 43, nullptr, 0,
-        "diameter of a distant light as seen, for soft shadows, 0; the sun's is 0.53" },
-    { "corners", &scene_light::corners, -far, far, nullptr, 0,
-        "of a window: 3 to 10 points, counter-clockwise from the room or by `normal`; the first three span "
-        "it; or" },
-    { "size", &scene_light::size, 0, 1000, nullptr, 0,
-        "its width and height about `position`, `[1, 1]`, with" },
-    { "normal", &scene_light::normal, -far, far, nullptr, 0, "its direction into the room" },
-    { "opacity", &scene_light::opacity, 0, 0.999, nullptr, 0, "share of the sky's light that it blocks, 0" },
-    { "shadow_samples", &scene_light::shadow_samples, 1, 256, nullptr, 0, "shadow rays a point, 1" },
-    { "shadow_jitter", &scene_light::shadow_jitter, 0, 1, nullptr, 0, "noise of their places, 0.5" },
-    { "shadow_strength", &scene_light::shadow_strength, 0, 1, nullptr, 0,
-        "0 no shadows; below 1 half-shadows are paler, what no ray reaches stays dark; 1" },
-    { "falloff", &scene_light::falloff, 0, 4, nullptr, 0, "power of the distance, 2; a real source has 2" },
-    { "highlight", &scene_light::highlight, 0, 0, nullptr, 0, "shows highlights, true" },
-    { nullptr, &scene_light::name, 0, 0, nullptr, 0, nullptr },
-};
-
 } // namespace
 
 const section<scene_camera> camera_section{ "[camera]",
@@ -249,11 +210,5 @@ const section<scene_variant> variant_section{ "[[variant]]",
     "One more picture of the same render, at another exposure. At most 64.", variant_rows };
 const section<scene_model> model_section{ "[[model]]", "A model file, put into the scene. At most 4096.",
     model_rows };
-const section<scene_light> light_section{ "[[light]]",
-    "A light source. Point and spot take one of `lumens`, `candela` and `watts`; distant takes `lux`; a "
-    "window takes "
-    "the sky's "
-    "light. At most 10000.",
-    light_rows };
 
 } // namespace host

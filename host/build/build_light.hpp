@@ -1,0 +1,54 @@
+/// @file
+/// The light sources of a scene file in a document of the library, with the meshes that are their visible
+/// shapes.
+#pragma once
+
+#include "host/scene/scene.hpp"
+#include "zirconlite/frame/document.h"
+#include "zirconlite/lighting/light.h"
+
+#include <memory>
+#include <vector>
+
+namespace host
+{
+
+struct free_light
+{
+    void operator()(light* l) const { zr_light_free(l); }
+};
+
+/// All light sources of a scene. They are made first, so that meshes can be their shapes, and inserted last,
+/// when the bounds of the scene are known. Every step throws `failure`.
+class scene_lights
+{
+public:
+    scene_lights(const scene& s, document* d);
+
+    /// The light of this name; null for none.
+    light* named(const std::string& name) const;
+
+    /// Counts `area` of the meshes that are the shape of a light, m^2. Its luminance is spread over all of
+    /// them.
+    void add_area(const std::string& name, double area);
+
+    /// Makes the meshes of the lights that are `visible`.
+    void add_shapes();
+
+    /// Puts them into the document, which owns them from then on, those of groups with the colours of these.
+    void insert();
+
+private:
+    struct entry
+    {
+        const scene_light& from;
+        std::unique_ptr<light, free_light> made; ///< null once it is inserted
+        double mesh_area = 0;
+    };
+
+    const scene& s_;
+    document* d_;
+    std::vector<entry> lights_; ///< as in the scene file
+};
+
+} // namespace host
