@@ -5,8 +5,8 @@
 
 The source tree is never written to: a changed copy is compiled in a temporary folder and linked in place of
 the object of the build. A break that does not compile, or gives the same machine code, is drawn again. Tests
-of the folder's own name run first, then the references, the other unit tests and the tests that start the
-library. A test that takes a large part of the whole time runs only for its own folder.
+of the folder's own name run first, then the references and the other unit tests, last the long tests of the folder
+and the tests that start the library. A test that takes a large part of the whole time runs only for its own folder.
 """
 
 import argparse
@@ -27,6 +27,7 @@ MEMORY_LIMIT = 8 << 30  # bytes; a break may ask for any amount
 CPU_LIMIT = 100  # seconds of processor time for one process; what loops is seen, on a busy machine, too
 TIME_LIMIT = 900  # seconds for one run of tests; what waits for ever is seen
 SLOW = 0.04  # part of the time of all tests; what takes more runs for its own folder alone
+QUICK = 0.5  # seconds; tests that take longer run one by one, as most breaks are seen before
 
 
 def constant(match):
@@ -140,12 +141,18 @@ class Build:
         except subprocess.TimeoutExpired:
             return True
 
-    def is_sound(self, room, tests):
-        """Whether the tests of a room pass by themselves on the code as it is."""
-        if room not in self.sound:
+    def is_sound(self, tests):
+        """Whether tests pass by themselves on the code as it is."""
+        if tests not in self.sound:
             with tempfile.TemporaryDirectory(prefix="mutate") as scratch:
-                self.sound[room] = not self.fails(self.unit, scratch, "--gtest_filter=" + ":".join(tests))
-        return self.sound[room]
+                self.sound[tests] = not self.fails(self.unit, scratch, "--gtest_filter=" + tests)
+        return self.sound[tests]
+
+    def verdict(self, unit, scratch, tests):
+        """What the failure of tests on broken code says; nothing where they pass."""
+        if not tests or not self.fails(unit, scratch, "--gtest_filter=" + tests):
+            return None
+        return "killed" if self.is_sound(tests) else "tests fail without it"
 
     def outcome(self, place):
         file, kind, start, end, text = place
@@ -166,17 +173,22 @@ class Build:
             unit = scratch / "unit_tests"
             if not self.link(self.link_unit, old, str(compiled), unit):
                 return "does not link"
-            near = [name for _, name, path in self.tests if pathlib.Path(path).parent.name == file.parent.name]
-            if near and self.fails(unit, scratch, "--gtest_filter=" + ":".join(near)):
-                return "killed" if self.is_sound(file.parent.name, near) else "tests fail without it"
+            near = [(seconds, name) for seconds, name, path in self.tests
+                    if pathlib.Path(path).parent.name == file.parent.name]
+            found = self.verdict(unit, scratch, ":".join(name for seconds, name in near if seconds < QUICK))
+            if found:
+                return found
             if not self.link(self.link_library, old, str(compiled), scratch / "libzirconlite.so.0"):
                 return "does not link"
             if self.fails(self.references, scratch, "--gtest_filter=References.*"):
                 return "killed"
             limit = SLOW * sum(seconds for seconds, _, _ in self.tests)
-            far = [name for seconds, name, _ in self.tests if name not in near and seconds < limit]
-            if self.fails(unit, scratch, "--gtest_filter=" + ":".join(far)):
-                return "killed"
+            own = {name for _, name in near}
+            far = [name for seconds, name, _ in self.tests if name not in own and seconds < limit]
+            for tests in [":".join(far), *(name for seconds, name in near if seconds >= QUICK)]:
+                found = self.verdict(unit, scratch, tests)
+                if found:
+                    return found
             return "killed" if any(self.fails(p, scratch) for p in self.processes) else "survived"
 
 

@@ -185,7 +185,7 @@ std::optional<std::vector<uint32_t>> read_indices(gltf_file& f, const json& acce
     const auto bytes =
         buffer_bytes(f, integer(view, "buffer", -1), uint64_t(view_start + start), uint64_t(count) * size);
     if (!bytes) { return {}; }
-    std::vector<uint32_t> out(static_cast<size_t>(count));
+    auto out = std::vector<uint32_t>(size_t(count));
     for (size_t i = 0; i < out.size(); ++i)
     {
         for (size_t b = size; b-- > 0;) { out[i] = out[i] << 8 | uint8_t((*bytes)[i * size + b]); }

@@ -17,7 +17,7 @@ light_picture read_exr(const std::filesystem::path& file, const light_maker& mak
     const int64_t width = int64_t(window.max.x) - window.min.x + 1,
                   height = int64_t(window.max.y) - window.min.y + 1;
     light_picture light = make(width, height);
-    std::vector<Imf::Rgba> pixels(static_cast<size_t>(width));
+    auto pixels = std::vector<Imf::Rgba>(size_t(width));
     std::vector<float> rgb(3 * pixels.size());
     for (int y = 0; y < light->height; ++y)
     {

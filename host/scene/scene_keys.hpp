@@ -19,7 +19,7 @@ constexpr void require_toml(bool is_sound)
 
 } // namespace host
 
-#define TOML_ASSERT(condition) host::require_toml(static_cast<bool>(condition))
+#define TOML_ASSERT(condition) host::require_toml(bool(condition))
 #include <toml++/toml.h>
 
 #include <functional>

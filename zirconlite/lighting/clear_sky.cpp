@@ -133,7 +133,7 @@ around_sun look_up_around_sun(const sun_sky& sky, const vector3& direction)
     static const around_sun_table table;
     const double away = 0.5 * (1.0 + dot(sky.sun_direction, direction)); // `sun_direction` is that of light
     const double place = std::sqrt(std::clamp(away, 0.0, 1.0)) * around_sun_table::steps;
-    const int i = static_cast<int>(place);
+    const int i = int(place);
     const double share = place - i;
     return { table.shape[i] + (table.shape[i + 1] - table.shape[i]) * share,
         table.glow[i] + (table.glow[i + 1] - table.glow[i]) * share };

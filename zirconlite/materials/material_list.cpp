@@ -1,11 +1,10 @@
 #include "zirconlite/materials/material_list.hpp"
 
-#include <atomic>
-
 #include "zirconlite/frame/document.h"
 #include "zirconlite/frame/memory.h"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/platform/text.hpp"
+#include "zirconlite/platform/threads.hpp"
 
 namespace platform = zr::platform;
 
@@ -99,15 +98,14 @@ material_library_function material_library_hook = nullptr;
 material* entry_material(material_entry* entry)
 {
     if (!entry) { return nullptr; }
-    std::atomic_ref<material*> place(entry->material);
-    material* present = place.load(std::memory_order_acquire);
+    material* present = platform::load_word(&entry->material);
     if (present) { return present; }
 
     material* made = new_default_material();
     if (!made) { return nullptr; }
     resolve_neutral_surface(*made);
     // Of several threads that come here at once the first one's material stays.
-    if (place.compare_exchange_strong(present, made, std::memory_order_acq_rel)) { return made; }
+    if (platform::replace_word(&entry->material, present, made)) { return made; }
     free_material(made);
     return present;
 }

@@ -113,7 +113,7 @@ ZR_AVX2 inline unsigned hit_faces(
     const turned planes = turn(f[0]->normal, f[1]->normal, f[2]->normal, f[3]->normal);
     __m256d in;
     const __m256d t = lanes::plane_distance(planes.row, planes.row[3], q, t_high, in);
-    if (!(static_cast<unsigned>(_mm256_movemask_pd(in)) & used)) { return 0; }
+    if (!(unsigned(_mm256_movemask_pd(in)) & used)) { return 0; }
     __m256d w1, w2;
     const unsigned inside = lanes::inside(edges_of(f), q, t, in, w1, w2) & used;
     if (!inside) { return 0; }

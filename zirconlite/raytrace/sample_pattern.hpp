@@ -86,7 +86,7 @@ inline void quarter_circle(double quarters, double& cosine, double& sine)
 /// library.
 inline void turned(double share, double& cosine, double& sine)
 {
-    const int quarter = static_cast<int>(4.0 * share + 0.5);
+    const int quarter = int(4.0 * share + 0.5);
     double c, s;
     quarter_circle(4.0 * share - quarter, c, s);
     const bool swaps = quarter & 1;

@@ -33,7 +33,7 @@ double place_of(double share)
 double offset_at(double share)
 {
     const double x = share * steps;
-    const int i = static_cast<int>(x);
+    const int i = int(x);
     return i >= steps ? places[steps] : places[i] + (places[i + 1] - places[i]) * (x - i);
 }
 

@@ -67,7 +67,7 @@ void publish(const sampling_progress& progress)
 
 bool is_stopped(const sampling_run& run) { return platform::load_word(&run.doc.stop_render) == 1; }
 
-double seconds_now() { return static_cast<double>(platform::tick_ns()) * 1e-9; }
+double seconds_now() { return double(platform::tick_ns()) * 1e-9; }
 
 bool is_out_of_time(const sampling_run& run) { return run.end_time > 0.0 && seconds_now() >= run.end_time; }
 
@@ -87,13 +87,13 @@ void add_sample(pixel_sums& sums, const path_light& light, bool is_even)
     double brightest = 0.0;
     for (int i = 0; i < 3; ++i)
     {
-        sums.radiance[i] += static_cast<float>(light.radiance[i]);
-        sums.background[i] += static_cast<float>(light.background[i]);
-        if (is_even) { sums.half[i] += static_cast<float>(light.radiance[i] + light.background[i]); }
+        sums.radiance[i] += float(light.radiance[i]);
+        sums.background[i] += float(light.background[i]);
+        if (is_even) { sums.half[i] += float(light.radiance[i] + light.background[i]); }
         brightest = std::fmax(brightest, light.light_radiance[i]);
     }
-    sums.light += static_cast<float>(brightest);
-    sums.alpha += static_cast<float>(light.alpha);
+    sums.light += float(brightest);
+    sums.alpha += float(light.alpha);
     ++sums.count;
 }
 
@@ -150,8 +150,8 @@ void store_pixel(sampling_run& run, int32_t x, int32_t y, const pixel_sums& sums
     if (c.source_ratio == 0.0f) { p.pixel[4] = 0; }
     if (p.alpha)
     {
-        const float share = std::clamp(sums.alpha / static_cast<float>(sums.count), 0.0f, 1.0f);
-        *p.alpha = static_cast<uint8_t>(share * 255.0f + 0.5f);
+        const float share = std::clamp(sums.alpha / float(sums.count), 0.0f, 1.0f);
+        *p.alpha = uint8_t(share * 255.0f + 0.5f);
     }
 }
 
@@ -175,7 +175,7 @@ void store_middle_hit(sampling_run& run, const ray& prototype, int32_t thread, i
         r.map_point = r.hit_point;
         r.hit_object->vft->get_surface(r.hit_object, &r, &s);
     }
-    if (p.depth) { *p.depth = hit ? static_cast<float>(r.hit_t) : nothing_hit_depth; }
+    if (p.depth) { *p.depth = hit ? float(r.hit_t) : nothing_hit_depth; }
     if (p.object_id) { *p.object_id = hit ? r.material_id : uint16_t(0); }
 }
 
@@ -252,7 +252,7 @@ void mark_rows(const sampling_run& run)
 {
     for (int32_t y = run.rectangle.bottom; y < run.rectangle.top; ++y)
     {
-        platform::store_word(zr_image_buffer_signature(&run.image, y), static_cast<uint8_t>(ROW_COMPLETE));
+        platform::store_word(zr_image_buffer_signature(&run.image, y), uint8_t(ROW_COMPLETE));
     }
 }
 

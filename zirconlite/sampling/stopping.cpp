@@ -189,7 +189,7 @@ uint64_t with_neighbors(uint64_t mask)
 pixel_components mean_components(const pixel_sums& sums)
 {
     pixel_components c = {};
-    const float scale = 1.0f / static_cast<float>(std::max<uint32_t>(sums.count, 1));
+    const float scale = 1.0f / float(std::max<uint32_t>(sums.count, 1));
     float largest = 0.0f;
     for (int i = 0; i < 3; ++i)
     {

@@ -58,7 +58,7 @@ ZR_TARGET inline unsigned hit_children(const tree_node& node, const wide_ray& w,
     const __m256 size = _mm256_andnot_ps(_mm256_set1_ps(-0.0f), leave);
     leave = _mm256_fmadd_ps(size, _mm256_set1_ps(4.0f * fused_margin), leave);
     _mm256_storeu_ps(near, enter);
-    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_cmp_ps(enter, leave, _CMP_LE_OQ)));
+    return unsigned(_mm256_movemask_ps(_mm256_cmp_ps(enter, leave, _CMP_LE_OQ)));
 }
 
 ZR_TARGET inline __m256d load(const float* four) { return _mm256_cvtps_pd(_mm_loadu_ps(four)); }

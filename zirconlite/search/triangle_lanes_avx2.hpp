@@ -80,7 +80,7 @@ ZR_AVX2 inline unsigned inside(
     w1 = edge_weight(e.edge_b, e.vertex_1, pa, pb, in);
     const __m256d most = _mm256_set1_pd(1.0 + 2.0 * edge_tolerance);
     in = _mm256_and_pd(in, _mm256_cmp_pd(_mm256_add_pd(w1, w2), most, _CMP_LE_OQ));
-    return static_cast<unsigned>(_mm256_movemask_pd(in));
+    return unsigned(_mm256_movemask_pd(in));
 }
 
 } // namespace zr::lanes

@@ -3,7 +3,7 @@
 //
 // After a change that is meant to change pictures, render them again and look at them before they are
 // committed:
-//     ZIRCONLITE_ACCEPT_PICTURES=1 ctest --preset release -R ReferencePictures
+//     ZIRCONLITE_ACCEPT_REFERENCES=1 ctest --preset release -R References
 #include "host/pictures/light_picture.hpp"
 #include "tests/support/program.hpp"
 
@@ -71,6 +71,13 @@ TEST(References, PicturesAreMadeAgain)
         { "windows-histogram.png", { "windows.toml", "--method", "histogram", "--contrast", "0.7" } },
         { "lights-film.png",
             { "lights.toml", "--method", "film", "--contrast", "0.4", "--region", "0,8,72,40" } },
+        { "lights-paths.hdr", { "lights.toml", "--sampler", "converging", "--indirect", "paths" } },
+        { "sky-cache.hdr", { "sky.toml", "--sampler", "converging", "--indirect", "cache" } },
+        { "windows-cache.png",
+            { "windows.toml", "--sampler", "converging", "--indirect", "cache", "--denoise" } },
+        { "map-paths.hdr", { "environment_map.toml", "--sampler", "converging", "--indirect", "paths" } },
+        { "odds-paths.png", { "odds.toml", "--sampler", "converging", "--indirect", "paths", "--denoise",
+                                "--region", "3,5,50,35" } },
     };
     const temporary_folder folder;
     for (const auto& c : cases)
@@ -79,11 +86,12 @@ TEST(References, PicturesAreMadeAgain)
         std::vector<std::string> arguments = c.arguments;
         arguments[0] = stored(c.reference).parent_path() / c.arguments[0];
         arguments.insert(arguments.begin(), "render");
-        arguments.insert(arguments.end(), { "-o", c.reference, "--threads", "2", "--sampler", "strips" });
-        if (std::find(arguments.begin(), arguments.end(), "--method") == arguments.end())
-        {
-            arguments.insert(arguments.end(), { "--method", "histogram" });
-        }
+        arguments.insert(arguments.end(), { "-o", c.reference, "--threads", "2" });
+        const auto is_given = [&](const char* option)
+        { return std::find(arguments.begin(), arguments.end(), option) != arguments.end(); };
+        if (!is_given("--method")) { arguments.insert(arguments.end(), { "--method", "histogram" }); }
+        if (!is_given("--sampler")) { arguments.insert(arguments.end(), { "--sampler", "strips" }); }
+        else { arguments.insert(arguments.end(), { "--light-model", "exact", "--max-samples", "16" }); }
         ASSERT_EQ(run_program(folder, arguments), 0) << folder.read("errors.txt");
         const std::filesystem::path made = folder.path / c.reference;
         if (accepts) { std::filesystem::copy_file(made, stored(c.reference), replace); }
