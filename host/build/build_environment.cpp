@@ -24,35 +24,12 @@ namespace host
 namespace
 {
 
-void set_flag(uint32_t& word, uint32_t bits, bool value) { word = value ? word | bits : word & ~bits; }
-
-void set_flag(uint32_t& word, uint32_t bits, const std::optional<bool>& value)
-{
-    if (value) { set_flag(word, bits, *value); }
-}
-
-template <class T> void set(T& field, const std::optional<double>& value, double factor = 1)
-{
-    if (value) { field = T(*value * factor); }
-}
-
-void set(int32_t& field, const std::optional<int>& value)
-{
-    if (value) { field = *value; }
-}
-
-void set(float (&field)[3], const std::optional<color3>& value)
-{
-    if (value) { set_color(field, *value); }
-}
-
-template <size_t N> void set(float (&field)[N], const std::optional<std::array<double, N>>& value)
-{
-    if (value)
-    {
-        std::transform(value->begin(), value->end(), field, [](double v) { return float(v); });
-    }
-}
+void set_flag(uint32_t& word, uint32_t bits, bool value);
+void set_flag(uint32_t& word, uint32_t bits, const std::optional<bool>& value);
+template <class T> void set(T& field, const std::optional<double>& value, double factor = 1);
+void set(int32_t& field, const std::optional<int>& value);
+void set(float (&field)[3], const std::optional<color3>& value);
+template <size_t N> void set(float (&field)[N], const std::optional<std::array<double, N>>& value);
 
 } // namespace
 
@@ -234,6 +211,36 @@ void set_record_defaults(environment& e)
     e.ci_transparency = 0.8f;
     e.ci_horizon = 0.5f;
     e.hdr_scale = 1;
+}
+
+void set_flag(uint32_t& word, uint32_t bits, bool value) { word = value ? word | bits : word & ~bits; }
+
+void set_flag(uint32_t& word, uint32_t bits, const std::optional<bool>& value)
+{
+    if (value) { set_flag(word, bits, *value); }
+}
+
+template <class T> void set(T& field, const std::optional<double>& value, double factor)
+{
+    if (value) { field = T(*value * factor); }
+}
+
+void set(int32_t& field, const std::optional<int>& value)
+{
+    if (value) { field = *value; }
+}
+
+void set(float (&field)[3], const std::optional<color3>& value)
+{
+    if (value) { set_color(field, *value); }
+}
+
+template <size_t N> void set(float (&field)[N], const std::optional<std::array<double, N>>& value)
+{
+    if (value)
+    {
+        std::transform(value->begin(), value->end(), field, [](double v) { return float(v); });
+    }
 }
 
 } // namespace

@@ -20,148 +20,18 @@ namespace
 
 constexpr int preview_reduction = 4;
 
-[[noreturn]] void wrong_usage(const std::string& text) { throw failure(exit_usage, text + "; see --help"); }
-
-template <class R> const key_row<R>& row_of(const section<R>& s, const char* name)
-{
-    const key_row<R>* row = s.rows;
-    while (row->name && std::string(row->name) != name) { ++row; }
-    return *row;
-}
-
+void apply_size(const std::string& text, scene& s);
 template <class R, class T>
 void override_number(const section<R>& s, const char* key, const std::optional<T>& given, T& value,
-    const char* option = nullptr)
-{
-    if (!given) { return; }
-    const auto& row = row_of(s, key);
-    if (!(double(*given) >= row.low && double(*given) <= row.high))
-    {
-        wrong_usage(
-            fmt::format("--{}: {} is outside {} to {}", option ? option : key, *given, row.low, row.high));
-    }
-    value = *given;
-}
-
+    const char* option = nullptr);
 template <class R>
 void override_choice(
-    const section<R>& s, const char* key, const char* option, const std::string& given, int& value)
-{
-    if (given.empty()) { return; }
-    const auto& row = row_of(s, key);
-    for (int i = 0; row.choices[i]; ++i)
-    {
-        if (given == row.choices[i])
-        {
-            value = row.first_choice + i;
-            return;
-        }
-    }
-    const char* near = nearest_name(given, row.choices);
-    std::string names;
-    for (int i = 0; row.choices[i]; ++i) { names += std::string(i ? ", " : "") + row.choices[i]; }
-    wrong_usage(fmt::format("{}: \"{}\" is not one of {}{}", option, given, names,
-        near ? fmt::format("; did you mean \"{}\"?", near) : ""));
-}
-
-void apply_size(const std::string& text, scene& s)
-{
-    if (text.empty()) { return; }
-    int size[2];
-    const auto& row = row_of(render_section, "size");
-    if (!read_numbers(text, 'x', size, 2))
-    {
-        wrong_usage(fmt::format("--size: \"{}\" is not like 640x480", text));
-    }
-    for (int i = 0; i < 2; ++i)
-    {
-        if (size[i] < row.low || size[i] > row.high)
-        {
-            wrong_usage(
-                fmt::format("--size: {} is outside {} to {} pixels a side", size[i], row.low, row.high));
-        }
-        s.render.size[i] = size[i];
-    }
-}
-
-void apply_region(const std::string& text, scene& s)
-{
-    if (!text.empty())
-    {
-        int r[4];
-        if (!read_numbers(text, ',', r, 4))
-        {
-            wrong_usage(fmt::format("--region: \"{}\" is not like 100,50,320,200", text));
-        }
-        s.render.region = std::array<int, 4>{ r[0], r[1], r[2], r[3] };
-    }
-    if (!s.render.region) { return; }
-    const auto& r = *s.render.region;
-    if (r[2] < 1 || r[3] < 1 || r[0] + r[2] > s.render.size[0] || r[1] + r[3] > s.render.size[1])
-    {
-        wrong_usage(fmt::format("the region {},{},{},{} does not lie in the picture of {}x{}", r[0], r[1],
-            r[2], r[3], s.render.size[0], s.render.size[1]));
-    }
-}
-
-void apply_preview(scene& s)
-{
-    // Few samples without grain where light bounces, else the coarse passes alone.
-    constexpr int preview_samples = 8;
-    const bool converges =
-        s.render.sampler == SAMPLER_CONVERGING && s.render.light_model == LIGHT_MODEL_EXACT;
-    s.render.fast = !converges;
-    s.render.denoise |= converges;
-    s.render.max_samples = std::min(s.render.max_samples, preview_samples);
-    s.render.min_samples = std::min(s.render.min_samples, s.render.max_samples);
-    for (int& side : s.render.size) { side = std::max(side / preview_reduction, 1); }
-    if (!s.render.region) { return; }
-    auto& r = *s.render.region;
-    for (int& v : r) { v /= preview_reduction; }
-    for (int i = 0; i < 2; ++i)
-    {
-        r[i] = std::min(r[i], s.render.size[i] - 1);
-        r[i + 2] = std::clamp(r[i + 2], 1, s.render.size[i] - r[i]);
-    }
-}
-
-/// What no single key can say.
-void check_whole(const scene& s)
-{
-    const bool has_planes = !s.output.depth.empty() || !s.output.object_id.empty();
-    if (has_planes && s.render.quality < 3)
-    {
-        throw failure(exit_bad_scene,
-            fmt::format("{}: depth and object_id pictures exist from quality 3 on; the quality is {}",
-                s.file.string(), s.render.quality));
-    }
-    if (s.output.depth_near && s.output.depth_far && *s.output.depth_near >= *s.output.depth_far)
-    {
-        throw failure(exit_bad_scene, fmt::format("{}: depth_near {} must be below depth_far {}",
-                                          s.file.string(), *s.output.depth_near, *s.output.depth_far));
-    }
-    if (has_planes && s.render.fast)
-    {
-        throw failure(exit_bad_scene, fmt::format("{}: depth and object_id pictures need the last pass, "
-                                                  "which fast mode and --preview leave out",
-                                          s.file.string()));
-    }
-    if (s.camera.f_stop && s.render.quality < 3)
-    {
-        throw failure(exit_bad_scene, fmt::format("{}: f_stop needs quality 3 or more; the quality is {}",
-                                          s.file.string(), s.render.quality));
-    }
-    if (s.camera.sub_frame && s.camera.projection != 2)
-    {
-        throw failure(
-            exit_bad_scene, fmt::format("{}: only a perspective picture has a sub_frame", s.file.string()));
-    }
-    if (s.camera.projection == 1 && s.camera.eye && !s.camera.parallel_width)
-    {
-        throw failure(exit_bad_scene,
-            fmt::format("{}: a parallel picture needs parallel_width in [camera]", s.file.string()));
-    }
-}
+    const section<R>& s, const char* key, const char* option, const std::string& given, int& value);
+template <class R> const key_row<R>& row_of(const section<R>& s, const char* name);
+void apply_region(const std::string& text, scene& s);
+[[noreturn]] void wrong_usage(const std::string& text);
+void apply_preview(scene& s);
+void check_whole(const scene& s);
 
 } // namespace
 
@@ -266,5 +136,153 @@ void apply_options(const render_options& o, scene& s)
     if (o.preview) { apply_preview(s); }
     check_whole(s);
 }
+
+namespace
+{
+
+void apply_size(const std::string& text, scene& s)
+{
+    if (text.empty()) { return; }
+    int size[2];
+    const auto& row = row_of(render_section, "size");
+    if (!read_numbers(text, 'x', size, 2))
+    {
+        wrong_usage(fmt::format("--size: \"{}\" is not like 640x480", text));
+    }
+    for (int i = 0; i < 2; ++i)
+    {
+        if (size[i] < row.low || size[i] > row.high)
+        {
+            wrong_usage(
+                fmt::format("--size: {} is outside {} to {} pixels a side", size[i], row.low, row.high));
+        }
+        s.render.size[i] = size[i];
+    }
+}
+
+template <class R, class T>
+void override_number(
+    const section<R>& s, const char* key, const std::optional<T>& given, T& value, const char* option)
+{
+    if (!given) { return; }
+    const auto& row = row_of(s, key);
+    if (!(double(*given) >= row.low && double(*given) <= row.high))
+    {
+        wrong_usage(
+            fmt::format("--{}: {} is outside {} to {}", option ? option : key, *given, row.low, row.high));
+    }
+    value = *given;
+}
+
+template <class R>
+void override_choice(
+    const section<R>& s, const char* key, const char* option, const std::string& given, int& value)
+{
+    if (given.empty()) { return; }
+    const auto& row = row_of(s, key);
+    for (int i = 0; row.choices[i]; ++i)
+    {
+        if (given == row.choices[i])
+        {
+            value = row.first_choice + i;
+            return;
+        }
+    }
+    const char* near = nearest_name(given, row.choices);
+    std::string names;
+    for (int i = 0; row.choices[i]; ++i) { names += std::string(i ? ", " : "") + row.choices[i]; }
+    wrong_usage(fmt::format("{}: \"{}\" is not one of {}{}", option, given, names,
+        near ? fmt::format("; did you mean \"{}\"?", near) : ""));
+}
+
+template <class R> const key_row<R>& row_of(const section<R>& s, const char* name)
+{
+    const key_row<R>* row = s.rows;
+    while (row->name && std::string(row->name) != name) { ++row; }
+    return *row;
+}
+
+void apply_region(const std::string& text, scene& s)
+{
+    if (!text.empty())
+    {
+        int r[4];
+        if (!read_numbers(text, ',', r, 4))
+        {
+            wrong_usage(fmt::format("--region: \"{}\" is not like 100,50,320,200", text));
+        }
+        s.render.region = std::array<int, 4>{ r[0], r[1], r[2], r[3] };
+    }
+    if (!s.render.region) { return; }
+    const auto& r = *s.render.region;
+    if (r[2] < 1 || r[3] < 1 || r[0] + r[2] > s.render.size[0] || r[1] + r[3] > s.render.size[1])
+    {
+        wrong_usage(fmt::format("the region {},{},{},{} does not lie in the picture of {}x{}", r[0], r[1],
+            r[2], r[3], s.render.size[0], s.render.size[1]));
+    }
+}
+
+[[noreturn]] void wrong_usage(const std::string& text) { throw failure(exit_usage, text + "; see --help"); }
+
+void apply_preview(scene& s)
+{
+    // Few samples without grain where light bounces, else the coarse passes alone.
+    constexpr int preview_samples = 8;
+    const bool converges =
+        s.render.sampler == SAMPLER_CONVERGING && s.render.light_model == LIGHT_MODEL_EXACT;
+    s.render.fast = !converges;
+    s.render.denoise |= converges;
+    s.render.max_samples = std::min(s.render.max_samples, preview_samples);
+    s.render.min_samples = std::min(s.render.min_samples, s.render.max_samples);
+    for (int& side : s.render.size) { side = std::max(side / preview_reduction, 1); }
+    if (!s.render.region) { return; }
+    auto& r = *s.render.region;
+    for (int& v : r) { v /= preview_reduction; }
+    for (int i = 0; i < 2; ++i)
+    {
+        r[i] = std::min(r[i], s.render.size[i] - 1);
+        r[i + 2] = std::clamp(r[i + 2], 1, s.render.size[i] - r[i]);
+    }
+}
+
+/// What no single key can say.
+void check_whole(const scene& s)
+{
+    const bool has_planes = !s.output.depth.empty() || !s.output.object_id.empty();
+    if (has_planes && s.render.quality < 3)
+    {
+        throw failure(exit_bad_scene,
+            fmt::format("{}: depth and object_id pictures exist from quality 3 on; the quality is {}",
+                s.file.string(), s.render.quality));
+    }
+    if (s.output.depth_near && s.output.depth_far && *s.output.depth_near >= *s.output.depth_far)
+    {
+        throw failure(exit_bad_scene, fmt::format("{}: depth_near {} must be below depth_far {}",
+                                          s.file.string(), *s.output.depth_near, *s.output.depth_far));
+    }
+    if (has_planes && s.render.fast)
+    {
+        throw failure(exit_bad_scene, fmt::format("{}: depth and object_id pictures need the last pass, "
+                                                  "which fast mode and --preview leave out",
+                                          s.file.string()));
+    }
+    if (s.camera.f_stop && s.render.quality < 3)
+    {
+        throw failure(exit_bad_scene, fmt::format("{}: f_stop needs quality 3 or more; the quality is {}",
+                                          s.file.string(), s.render.quality));
+    }
+    if (s.camera.sub_frame && s.camera.projection != 2)
+    {
+        throw failure(
+            exit_bad_scene, fmt::format("{}: only a perspective picture has a sub_frame", s.file.string()));
+    }
+    if (s.camera.projection == 1 && s.camera.eye && !s.camera.parallel_width)
+    {
+        throw failure(exit_bad_scene,
+            fmt::format("{}: a parallel picture needs parallel_width in [camera]", s.file.string()));
+    }
+}
+
+} // namespace
 
 } // namespace host

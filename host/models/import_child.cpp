@@ -70,144 +70,16 @@ struct running_child
     ~running_child() { end(); }
 };
 
-void limit(int resource, uint64_t value)
-{
-    const rlimit l{ value, value };
-    setrlimit(__rlimit_resource(resource), &l);
-}
-
-/// Only calls that are safe between fork and exec.
+void check_file(const import_request& r);
+running_child start(const import_request& r);
 [[noreturn]] void become_child(
-    const char* program, char* const* arguments, int pipe, const import_limits& limits)
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    signal(SIGINT, SIG_IGN); // the parent decides; a terminal sends Ctrl-C to both
-    signal(SIGHUP, SIG_IGN); // a closing terminal sends that to both as well
-    signal(SIGTERM, SIG_DFL);
-    if (pipe == answer_descriptor) { fcntl(pipe, F_SETFD, 0); }
-    else { dup2(pipe, answer_descriptor); }
-    // Importers print on their own; the terminal belongs to the progress line.
-    const int nowhere = open("/dev/null", O_RDWR);
-    dup2(nowhere, 0);
-    dup2(nowhere, 1);
-    dup2(nowhere, 2);
-    limit(RLIMIT_CORE, 0);
-    limit(RLIMIT_CPU, uint64_t(limits.seconds) + 2);
-    if (limits_address_space) { limit(RLIMIT_AS, limits.memory_bytes); }
-    execv(program, arguments);
-    _exit(127);
-}
-
-running_child start(const import_request& r)
-{
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-    {
-        throw failure(exit_render_failed,
-            fmt::format("{}: no pipe to the importer: {}", r.file.string(), strerror(errno)));
-    }
-    const std::string program = r.program.empty() ? "/proc/self/exe" : r.program.string();
-    const std::string file = r.file.string(), unit = fmt::format("{}", r.metres_per_unit);
-    const std::string up = r.up ? std::string(1, r.up) : "-";
-    const char* arguments[] = { "zirconlite", import_child_command, file.c_str(), unit.c_str(), up.c_str(),
-        nullptr };
-
-    running_child child;
-    child.pipe = ends[0];
-    child.id = fork();
-    if (child.id == 0)
-    {
-        become_child(program.c_str(), const_cast<char* const*>(arguments), ends[1], r.limits);
-    }
-    close(ends[1]);
-    if (child.id < 0)
-    {
-        throw failure(exit_render_failed,
-            fmt::format("{}: the importer does not start: {}", r.file.string(), strerror(errno)));
-    }
-    return child;
-}
-
-uint64_t resident_bytes(pid_t id)
-{
-    std::ifstream in(fmt::format("/proc/{}/statm", id));
-    uint64_t pages = 0, resident = 0;
-    in >> pages >> resident;
-    return resident * uint64_t(sysconf(_SC_PAGESIZE));
-}
-
-std::string memory_text(const import_limits& limits)
-{
-    return fmt::format("reading it takes more than {} MB of memory", limits.memory_bytes >> 20);
-}
-
-[[noreturn]] void damaged(const import_request& r, const std::string& why)
-{
-    throw failure(exit_bad_scene, fmt::format("{}: {}", r.file.string(), why));
-}
-
-/// Everything that the child writes until it closes its end, watching time, memory and signals.
-std::vector<unsigned char> read_all(running_child& child, const import_request& r)
-{
-    using clock = std::chrono::steady_clock;
-    const auto end = clock::now() + std::chrono::duration<double>(r.limits.seconds);
-    std::vector<unsigned char> bytes;
-    std::vector<unsigned char> block(1 << 20);
-    for (;;)
-    {
-        end_if_stopped("the import");
-        if (clock::now() >= end)
-        {
-            damaged(r, fmt::format("reading it takes longer than {} seconds", r.limits.seconds));
-        }
-        if (!limits_address_space && resident_bytes(child.id) > r.limits.memory_bytes)
-        {
-            damaged(r, memory_text(r.limits));
-        }
-        pollfd waiting{ child.pipe, POLLIN, 0 };
-        if (poll(&waiting, 1, 50) <= 0) { continue; }
-        const ssize_t count = read(child.pipe, block.data(), block.size());
-        if (count < 0 && (errno == EINTR || errno == EAGAIN)) { continue; }
-        if (count <= 0) { return bytes; }
-        if (bytes.size() + size_t(count) > r.limits.memory_bytes) { damaged(r, memory_text(r.limits)); }
-        bytes.insert(bytes.end(), block.begin(), block.begin() + count);
-    }
-}
-
-/// Why a child without an answer ended.
-std::string end_text(const std::optional<int>& ended, const import_limits& limits)
-{
-    if (!ended) { return "the importer stopped answering and had to be ended"; }
-    const int status = *ended;
-    if (WIFSIGNALED(status) && (WTERMSIG(status) == SIGXCPU || WTERMSIG(status) == SIGKILL))
-    {
-        return fmt::format("the importer was ended by the system after its limits of {} seconds and {} MB",
-            limits.seconds, limits.memory_bytes >> 20);
-    }
-    if (WIFSIGNALED(status))
-    {
-        return fmt::format(
-            "the importer crashed on it ({}); the file is damaged", strsignal(WTERMSIG(status)));
-    }
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 127) { return "the importer cannot be started"; }
-    return "the importer failed on it; the file is damaged";
-}
-
-void check_file(const import_request& r)
-{
-    std::error_code error;
-    const auto status = std::filesystem::status(r.file, error);
-    if (!std::filesystem::exists(status))
-    {
-        throw failure(exit_missing_file, fmt::format("{}: model file not found", r.file.string()));
-    }
-    if (std::filesystem::is_directory(status) || access(r.file.c_str(), R_OK) != 0)
-    {
-        throw failure(exit_missing_file, fmt::format("{}: model file cannot be read", r.file.string()));
-    }
-    if (!std::filesystem::is_regular_file(status)) { damaged(r, "is not a regular file"); }
-    if (std::filesystem::file_size(r.file, error) == 0) { damaged(r, "the file is empty"); }
-}
+    const char* program, char* const* arguments, int pipe, const import_limits& limits);
+void limit(int resource, uint64_t value);
+std::vector<unsigned char> read_all(running_child& child, const import_request& r);
+uint64_t resident_bytes(pid_t id);
+[[noreturn]] void damaged(const import_request& r, const std::string& why);
+std::string end_text(const std::optional<int>& ended, const import_limits& limits);
+std::string memory_text(const import_limits& limits);
 
 } // namespace
 
@@ -251,6 +123,145 @@ bool send(const std::vector<unsigned char>& bytes)
         at += size_t(count);
     }
     return true;
+}
+
+void check_file(const import_request& r)
+{
+    std::error_code error;
+    const auto status = std::filesystem::status(r.file, error);
+    if (!std::filesystem::exists(status))
+    {
+        throw failure(exit_missing_file, fmt::format("{}: model file not found", r.file.string()));
+    }
+    if (std::filesystem::is_directory(status) || access(r.file.c_str(), R_OK) != 0)
+    {
+        throw failure(exit_missing_file, fmt::format("{}: model file cannot be read", r.file.string()));
+    }
+    if (!std::filesystem::is_regular_file(status)) { damaged(r, "is not a regular file"); }
+    if (std::filesystem::file_size(r.file, error) == 0) { damaged(r, "the file is empty"); }
+}
+
+running_child start(const import_request& r)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+    {
+        throw failure(exit_render_failed,
+            fmt::format("{}: no pipe to the importer: {}", r.file.string(), strerror(errno)));
+    }
+    const std::string program = r.program.empty() ? "/proc/self/exe" : r.program.string();
+    const std::string file = r.file.string(), unit = fmt::format("{}", r.metres_per_unit);
+    const std::string up = r.up ? std::string(1, r.up) : "-";
+    const char* arguments[] = { "zirconlite", import_child_command, file.c_str(), unit.c_str(), up.c_str(),
+        nullptr };
+
+    running_child child;
+    child.pipe = ends[0];
+    child.id = fork();
+    if (child.id == 0)
+    {
+        become_child(program.c_str(), const_cast<char* const*>(arguments), ends[1], r.limits);
+    }
+    close(ends[1]);
+    if (child.id < 0)
+    {
+        throw failure(exit_render_failed,
+            fmt::format("{}: the importer does not start: {}", r.file.string(), strerror(errno)));
+    }
+    return child;
+}
+
+/// Only calls that are safe between fork and exec.
+[[noreturn]] void become_child(
+    const char* program, char* const* arguments, int pipe, const import_limits& limits)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    signal(SIGINT, SIG_IGN); // the parent decides; a terminal sends Ctrl-C to both
+    signal(SIGHUP, SIG_IGN); // a closing terminal sends that to both as well
+    signal(SIGTERM, SIG_DFL);
+    if (pipe == answer_descriptor) { fcntl(pipe, F_SETFD, 0); }
+    else { dup2(pipe, answer_descriptor); }
+    // Importers print on their own; the terminal belongs to the progress line.
+    const int nowhere = open("/dev/null", O_RDWR);
+    dup2(nowhere, 0);
+    dup2(nowhere, 1);
+    dup2(nowhere, 2);
+    limit(RLIMIT_CORE, 0);
+    limit(RLIMIT_CPU, uint64_t(limits.seconds) + 2);
+    if (limits_address_space) { limit(RLIMIT_AS, limits.memory_bytes); }
+    execv(program, arguments);
+    _exit(127);
+}
+
+void limit(int resource, uint64_t value)
+{
+    const rlimit l{ value, value };
+    setrlimit(__rlimit_resource(resource), &l);
+}
+
+/// Everything that the child writes until it closes its end, watching time, memory and signals.
+std::vector<unsigned char> read_all(running_child& child, const import_request& r)
+{
+    using clock = std::chrono::steady_clock;
+    const auto end = clock::now() + std::chrono::duration<double>(r.limits.seconds);
+    std::vector<unsigned char> bytes;
+    std::vector<unsigned char> block(1 << 20);
+    for (;;)
+    {
+        end_if_stopped("the import");
+        if (clock::now() >= end)
+        {
+            damaged(r, fmt::format("reading it takes longer than {} seconds", r.limits.seconds));
+        }
+        if (!limits_address_space && resident_bytes(child.id) > r.limits.memory_bytes)
+        {
+            damaged(r, memory_text(r.limits));
+        }
+        pollfd waiting{ child.pipe, POLLIN, 0 };
+        if (poll(&waiting, 1, 50) <= 0) { continue; }
+        const ssize_t count = read(child.pipe, block.data(), block.size());
+        if (count < 0 && (errno == EINTR || errno == EAGAIN)) { continue; }
+        if (count <= 0) { return bytes; }
+        if (bytes.size() + size_t(count) > r.limits.memory_bytes) { damaged(r, memory_text(r.limits)); }
+        bytes.insert(bytes.end(), block.begin(), block.begin() + count);
+    }
+}
+
+uint64_t resident_bytes(pid_t id)
+{
+    std::ifstream in(fmt::format("/proc/{}/statm", id));
+    uint64_t pages = 0, resident = 0;
+    in >> pages >> resident;
+    return resident * uint64_t(sysconf(_SC_PAGESIZE));
+}
+
+[[noreturn]] void damaged(const import_request& r, const std::string& why)
+{
+    throw failure(exit_bad_scene, fmt::format("{}: {}", r.file.string(), why));
+}
+
+/// Why a child without an answer ended.
+std::string end_text(const std::optional<int>& ended, const import_limits& limits)
+{
+    if (!ended) { return "the importer stopped answering and had to be ended"; }
+    const int status = *ended;
+    if (WIFSIGNALED(status) && (WTERMSIG(status) == SIGXCPU || WTERMSIG(status) == SIGKILL))
+    {
+        return fmt::format("the importer was ended by the system after its limits of {} seconds and {} MB",
+            limits.seconds, limits.memory_bytes >> 20);
+    }
+    if (WIFSIGNALED(status))
+    {
+        return fmt::format(
+            "the importer crashed on it ({}); the file is damaged", strsignal(WTERMSIG(status)));
+    }
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 127) { return "the importer cannot be started"; }
+    return "the importer failed on it; the file is damaged";
+}
+
+std::string memory_text(const import_limits& limits)
+{
+    return fmt::format("reading it takes more than {} MB of memory", limits.memory_bytes >> 20);
 }
 
 } // namespace

@@ -12,13 +12,7 @@ namespace host
 namespace
 {
 
-/// Takes the first match, which hides others of its name.
-int32_t take_first(const char16_t* folder, const struct zr_find_data* match, void* argument)
-{
-    *static_cast<std::filesystem::path*>(argument) =
-        std::filesystem::path(utf8_of(folder)) / utf8_of(match->name);
-    return -1;
-}
+int32_t take_first(const char16_t* folder, const struct zr_find_data* match, void* argument);
 
 } // namespace
 
@@ -35,5 +29,18 @@ std::filesystem::path find_library(const scene& s, const std::string& name)
         exit_missing_file, fmt::format("{}: there is no library {}, nor where libraries are looked for",
                                s.file.string(), beside.string()));
 }
+
+namespace
+{
+
+/// Takes the first match, which hides others of its name.
+int32_t take_first(const char16_t* folder, const struct zr_find_data* match, void* argument)
+{
+    *static_cast<std::filesystem::path*>(argument) =
+        std::filesystem::path(utf8_of(folder)) / utf8_of(match->name);
+    return -1;
+}
+
+} // namespace
 
 } // namespace host

@@ -12,17 +12,7 @@ namespace host
 namespace
 {
 
-/// The digits of `text` from `at`; -1 where one is none.
-int digits(const std::string& text, size_t at, size_t count)
-{
-    int number = 0;
-    for (size_t i = at; i < at + count; ++i)
-    {
-        if (i >= text.size() || text[i] < '0' || text[i] > '9') { return -1; }
-        number = 10 * number + (text[i] - '0');
-    }
-    return number;
-}
+int digits(const std::string& text, size_t at, size_t count);
 
 } // namespace
 
@@ -72,5 +62,22 @@ std::string check_sun(const scene_sun& s, bool place_follows)
     }
     return "";
 }
+
+namespace
+{
+
+/// The digits of `text` from `at`; -1 where one is none.
+int digits(const std::string& text, size_t at, size_t count)
+{
+    int number = 0;
+    for (size_t i = at; i < at + count; ++i)
+    {
+        if (i >= text.size() || text[i] < '0' || text[i] > '9') { return -1; }
+        number = 10 * number + (text[i] - '0');
+    }
+    return number;
+}
+
+} // namespace
 
 } // namespace host

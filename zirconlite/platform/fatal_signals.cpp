@@ -12,14 +12,7 @@ namespace
 
 fatal_handler installed = nullptr;
 
-void on_fault(int signal_number)
-{
-    // SA_RESETHAND has put the default back: the faulting instruction runs again and ends the process.
-    if (const fatal_handler handler = __atomic_load_n(&installed, __ATOMIC_ACQUIRE))
-    {
-        handler(signal_number);
-    }
-}
+void on_fault(int signal_number);
 
 } // namespace
 
@@ -32,5 +25,24 @@ void install_fatal_handler(fatal_handler handler)
     constexpr int faults[] = { SIGSEGV, SIGBUS, SIGILL, SIGFPE };
     for (const int number : faults) { sigaction(number, &action, nullptr); }
 }
+
+} // namespace zr::platform
+
+namespace zr::platform
+{
+
+namespace
+{
+
+void on_fault(int signal_number)
+{
+    // SA_RESETHAND has put the default back: the faulting instruction runs again and ends the process.
+    if (const fatal_handler handler = __atomic_load_n(&installed, __ATOMIC_ACQUIRE))
+    {
+        handler(signal_number);
+    }
+}
+
+} // namespace
 
 } // namespace zr::platform
