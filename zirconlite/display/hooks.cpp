@@ -41,10 +41,10 @@ int32_t send_display_message(uint32_t message, uintptr_t argument, uint32_t flag
     return send ? send(message, argument, flags) : 0;
 }
 
-int32_t change_display_document(document* document)
+int32_t change_display_document(document* doc)
 {
     const auto change = entry(installed.change_document);
-    return change ? change(document) : 0;
+    return change ? change(doc) : 0;
 }
 
 namespace

@@ -23,7 +23,7 @@ struct display_functions
 {
     int32_t (*show_image)(render_view* view, int32_t wait_flag);
     int32_t (*send_message)(uint32_t message, uintptr_t argument, uint32_t flags);
-    int32_t (*change_document)(document* document);
+    int32_t (*change_document)(document* doc);
 };
 
 /// Installs a copy; null empties the table.
@@ -32,6 +32,6 @@ void set_display_functions(const display_functions* functions);
 int32_t show_image_on_display(render_view* view, int32_t wait_flag); ///< 0 without a display
 /// `flags` 0 queue it, 1 only when the display is free, 2 wait for the end. 0 without a display.
 int32_t send_display_message(uint32_t message, uintptr_t argument, uint32_t flags);
-int32_t change_display_document(document* document); ///< 0 without a display
+int32_t change_display_document(document* doc); ///< 0 without a display
 
 } // namespace zr

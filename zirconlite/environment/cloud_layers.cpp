@@ -64,15 +64,15 @@ void add_layer(cloud_ray& r, const double color[3], const float tint[3], double 
 
 } // namespace
 
-double clouds(const document& document, const environment& record, const prepared_environment& made,
+double clouds(const document& doc, const environment& record, const prepared_environment& made,
     const ray& ray, float rgb[3])
 {
-    if (!clouds_are_active(document)) { return 0.0; }
+    if (!clouds_are_active(doc)) { return 0.0; }
     const vector3 shift = { made.cloud_world_offset[0], made.cloud_world_offset[1],
         made.cloud_world_offset[2] };
-    const bool has_sun = document.sun_sky && (document.sun_sky_flags & SUN_SKY_SUN_MASK);
+    const bool has_sun = doc.sun_sky && (doc.sun_sky_flags & SUN_SKY_SUN_MASK);
     const vector3 direction = transform_vector(made.cloud_matrix, ray.direction);
-    cloud_ray r = { record, made, has_sun ? document.sun_sky : nullptr,
+    cloud_ray r = { record, made, has_sun ? doc.sun_sky : nullptr,
         transform_vector(made.cloud_matrix, ray.origin - shift), direction, ray_reciprocal(direction),
         { direction.x * direction.x, direction.y * direction.y, direction.z * direction.z }, ray.t_min,
         ray.t_max, {}, 1.0 };

@@ -36,9 +36,9 @@ struct cell_range
     size_t count() const { return size_t(high[0] - low[0] + 1) * size_t(high[1] - low[1] + 1); }
 };
 
-void build_cumulus(const document& document, const environment& e, prepared_environment& made);
+void build_cumulus(const document& doc, const environment& e, prepared_environment& made);
 bool scales_are_usable(const environment& e);
-vector3 middle_of_clouds(const document& document);
+vector3 middle_of_clouds(const document& doc);
 drawn_cloud draw_cloud(const environment& e, const vector3& middle);
 double spread(double x, double w);
 void set_box(prepared_environment& e, const drawn_cloud* drawn, int32_t n);
@@ -52,11 +52,11 @@ int32_t cell_index(const prepared_environment& e, double at, int axis);
 
 } // namespace
 
-bool clouds_are_active(const document& document)
+bool clouds_are_active(const document& doc)
 {
-    const uint32_t flags = document.environment_flags;
+    const uint32_t flags = doc.environment_flags;
     return (flags & (ENVIRONMENT_CLOUDS | ENVIRONMENT_REFLECTED_CLOUDS)) != 0 &&
-           ((document.sun_sky_flags & SUN_SKY_SUN_MASK) != 0 || (flags & ENVIRONMENT_CLOUDS_ALWAYS) != 0);
+           ((doc.sun_sky_flags & SUN_SKY_SUN_MASK) != 0 || (flags & ENVIRONMENT_CLOUDS_ALWAYS) != 0);
 }
 
 void release_clouds(prepared_environment& made)
@@ -66,9 +66,9 @@ void release_clouds(prepared_environment& made)
     std::fill_n(made.cells, cloud_cells * cloud_cells, nullptr);
 }
 
-bool clouds_prepare(const document& document, const environment& record, prepared_environment& made)
+bool clouds_prepare(const document& doc, const environment& record, prepared_environment& made)
 {
-    if (!clouds_are_active(document)) { return false; }
+    if (!clouds_are_active(doc)) { return false; }
     platform::srand15(uint32_t(record.cloud_seed));
     const double angle = std::isfinite(record.cloud_rotation) ? double(record.cloud_rotation) : 0.0;
     const double c = std::cos(angle), s = std::sin(angle);
@@ -81,7 +81,7 @@ bool clouds_prepare(const document& document, const environment& record, prepare
         made.cloud_box_max[i] = far_below;
     }
     if (!(record.cloud_flags & CLOUDS_CUMULUS)) { return true; }
-    build_cumulus(document, record, made);
+    build_cumulus(doc, record, made);
     if (!made.ellipsoids) { return true; }
     for (int i = 0; i < 3; ++i)
     {
@@ -93,7 +93,7 @@ bool clouds_prepare(const document& document, const environment& record, prepare
 namespace
 {
 
-void build_cumulus(const document& document, const environment& e, prepared_environment& made)
+void build_cumulus(const document& doc, const environment& e, prepared_environment& made)
 {
     const int32_t n = std::min(e.cu_number, cloud_limit);
     if (!scales_are_usable(e) || n < 1) { return; }
@@ -103,7 +103,7 @@ void build_cumulus(const document& document, const environment& e, prepared_envi
         report_failure(ZR_ERROR_MEMORY, "no memory for %d clouds", n);
         return;
     }
-    const vector3 middle = middle_of_clouds(document);
+    const vector3 middle = middle_of_clouds(doc);
     for (int32_t i = 0; i < n; ++i) { drawn[i] = draw_cloud(e, middle); }
     set_box(made, drawn, n);
     build_lists(made, drawn, n);
@@ -119,9 +119,9 @@ bool scales_are_usable(const environment& e)
     return std::isfinite(e.cu_scale_v);
 }
 
-vector3 middle_of_clouds(const document& document)
+vector3 middle_of_clouds(const document& doc)
 {
-    const bounding_box& b = document.bounds;
+    const bounding_box& b = doc.bounds;
     if (b.max.z == far_below) { return { 0, 0, cloud_height }; }
     const vector3 m = { 0.5 * (b.min.x + b.max.x), 0.5 * (b.min.y + b.max.y),
         std::min(cloud_height, b.max.z + cloud_height) };

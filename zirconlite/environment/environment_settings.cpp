@@ -16,10 +16,10 @@ namespace
 environment_settings working = {};
 environment_picture_settings working_picture = {};
 
-bool fill_working(const document& document, const environment& record);
-bool has_document(const document* document);
+bool fill_working(const document& doc, const environment& record);
+bool has_document(const document* doc);
 bool store_all(
-    const environment_settings& general, const environment_picture_settings& picture, document& document);
+    const environment_settings& general, const environment_picture_settings& picture, document& doc);
 bool replace_text(char16_t*& owned, const char16_t* text);
 template <class To, class From> void copy_haze_and_ground(To& to, const From& from);
 void store_record(
@@ -29,26 +29,26 @@ template <class To, class From> void copy_picture_fields(To& to, const From& fro
 
 } // namespace
 
-int32_t get_environment_info(const document* document)
+int32_t get_environment_info(const document* doc)
 {
-    return has_document(document) && fill_working(*document, document->environment);
+    return has_document(doc) && fill_working(*doc, doc->environment);
 }
 
-int32_t get_reflected_environment_info(const document* document)
+int32_t get_reflected_environment_info(const document* doc)
 {
-    return has_document(document) && fill_working(*document, document->reflected_environment);
+    return has_document(doc) && fill_working(*doc, doc->reflected_environment);
 }
 
-int32_t store_environment_info(document* document)
+int32_t store_environment_info(document* doc)
 {
-    return has_document(document) && store_all(working, working_picture, *document);
+    return has_document(doc) && store_all(working, working_picture, *doc);
 }
 
-int32_t store_reflected_environment_info(document* document)
+int32_t store_reflected_environment_info(document* doc)
 {
-    if (!has_document(document)) { return 0; }
-    document->environment_flags = working.environment_flags;
-    store_record(working, working_picture, document->reflected_environment);
+    if (!has_document(doc)) { return 0; }
+    doc->environment_flags = working.environment_flags;
+    store_record(working, working_picture, doc->reflected_environment);
     return 1;
 }
 
@@ -59,24 +59,24 @@ environment_settings* get_global_env_ptrs(environment_picture_settings** picture
 }
 
 int32_t zr_store_environment_info(
-    const environment_settings* general, const environment_picture_settings* picture, document* document)
+    const environment_settings* general, const environment_picture_settings* picture, document* doc)
 {
     if (!general || !picture) { return report_failure(ZR_ERROR_ARGUMENT, "no settings"); }
-    return has_document(document) && store_all(*general, *picture, *document);
+    return has_document(doc) && store_all(*general, *picture, *doc);
 }
 
 namespace
 {
 
-bool fill_working(const document& document, const environment& record)
+bool fill_working(const document& doc, const environment& record)
 {
-    if (!replace_text(working.ground_material_name, document.ground_material_name) ||
-        !replace_text(working.ground_material_library, document.ground_material_library))
+    if (!replace_text(working.ground_material_name, doc.ground_material_name) ||
+        !replace_text(working.ground_material_library, doc.ground_material_library))
     {
         return false;
     }
-    working.environment_flags = document.environment_flags;
-    copy_haze_and_ground(working, document);
+    working.environment_flags = doc.environment_flags;
+    copy_haze_and_ground(working, doc);
     copy_record_fields(working, record);
     copy_picture_fields(working_picture, record);
     working_picture.image_fit = (record.image_flags & BACKGROUND_FIT) != 0;
@@ -86,22 +86,19 @@ bool fill_working(const document& document, const environment& record)
     return true;
 }
 
-bool has_document(const document* document)
-{
-    return document || report_failure(ZR_ERROR_ARGUMENT, "no document");
-}
+bool has_document(const document* doc) { return doc || report_failure(ZR_ERROR_ARGUMENT, "no document"); }
 
 bool store_all(
-    const environment_settings& general, const environment_picture_settings& picture, document& document)
+    const environment_settings& general, const environment_picture_settings& picture, document& doc)
 {
-    if (!replace_text(document.ground_material_name, general.ground_material_name) ||
-        !replace_text(document.ground_material_library, general.ground_material_library))
+    if (!replace_text(doc.ground_material_name, general.ground_material_name) ||
+        !replace_text(doc.ground_material_library, general.ground_material_library))
     {
         return false;
     }
-    document.environment_flags = general.environment_flags;
-    copy_haze_and_ground(document, general);
-    store_record(general, picture, document.environment);
+    doc.environment_flags = general.environment_flags;
+    copy_haze_and_ground(doc, general);
+    store_record(general, picture, doc.environment);
     return true;
 }
 

@@ -73,15 +73,15 @@ typedef struct environment_picture_settings
 /** @{ */
 /** Copy a document's `environment`, or its `reflected_environment`, with the flags, haze and ground of the
  * document into the working copy. 1; 0 for NULL and when memory fails. */
-ZR_API int32_t get_environment_info(const document* document);
-ZR_API int32_t get_reflected_environment_info(const document* document);
+ZR_API int32_t get_environment_info(const document* doc);
+ZR_API int32_t get_reflected_environment_info(const document* doc);
 /** @} */
 
 /** @{ */
 /** Copy the working copy back: with the flags, haze and ground for `environment`, with the flags alone for
  *  `reflected_environment`. 1; 0 for NULL and when memory fails. */
-ZR_API int32_t store_environment_info(document* document);
-ZR_API int32_t store_reflected_environment_info(document* document);
+ZR_API int32_t store_environment_info(document* doc);
+ZR_API int32_t store_reflected_environment_info(document* doc);
 /** @} */
 
 /** The general block of the working copy, and in `picture_out` that of the picture. */
@@ -90,7 +90,7 @@ ZR_API environment_settings* get_global_env_ptrs(environment_picture_settings** 
 /** store_environment_info of a caller's two blocks; the working copy is as before. Its texts stay the
  * caller's. */
 ZR_API int32_t zr_store_environment_info(
-    const environment_settings* general, const environment_picture_settings* picture, document* document);
+    const environment_settings* general, const environment_picture_settings* picture, document* doc);
 
 ZR_EXTERN_C_END
 

@@ -70,9 +70,9 @@ const object_vft operations = {
 ground_object ground = { { nullptr, &operations, 0, 0 }, 0, nullptr, 0.0 };
 material_entry own_entry = {}; ///< of a material that is the ground's alone
 
-material_entry* load_material(const document& document);
+material_entry* load_material(const document& doc);
 bool is_given(const char16_t* text);
-material_entry* find_material(const document& document, const char16_t* name);
+material_entry* find_material(const document& doc, const char16_t* name);
 bool hit_plane(const ground_object& g, ray& r, double low, double high);
 
 } // namespace
@@ -84,22 +84,22 @@ void end_ground()
     ground.material_entry = &own_entry;
 }
 
-bool ground_prepare(document& document)
+bool ground_prepare(document& doc)
 {
-    if (!(document.environment_flags & ENVIRONMENT_GROUND)) { return false; }
-    ground.ground_z = document.ground_height * document.world_to_model - document.world_offset.z;
+    if (!(doc.environment_flags & ENVIRONMENT_GROUND)) { return false; }
+    ground.ground_z = doc.ground_height * doc.world_to_model - doc.world_offset.z;
     operations.set_flags(&ground.head, OBJECT_THIN | OBJECT_NOT_RADIOSITY, FLAGS_ASSIGN);
-    operations.set_material(&ground.head, load_material(document));
+    operations.set_material(&ground.head, load_material(doc));
     return true;
 }
 
-bool ground_test(const document& document, ray& ray)
+bool ground_test(const document& doc, ray& r)
 {
-    ray.hit_ground = 0;
-    if ((ray.flags & RAY_PROBE) || !(document.environment_flags & ENVIRONMENT_GROUND)) { return false; }
-    if (!hit_plane(ground, ray, ray.t_min, ray.t_max)) { return false; }
-    ray.hit_object = &ground.head;
-    ray.hit_ground = 1;
+    r.hit_ground = 0;
+    if ((r.flags & RAY_PROBE) || !(doc.environment_flags & ENVIRONMENT_GROUND)) { return false; }
+    if (!hit_plane(ground, r, r.t_min, r.t_max)) { return false; }
+    r.hit_object = &ground.head;
+    r.hit_ground = 1;
     return true;
 }
 
@@ -107,17 +107,17 @@ namespace
 {
 
 /// The entry with the ground's material.
-material_entry* load_material(const document& document)
+material_entry* load_material(const document& doc)
 {
     end_ground();
-    const char16_t* name = document.ground_material_name;
-    if (is_given(name) && is_given(document.ground_material_library))
+    const char16_t* name = doc.ground_material_name;
+    if (is_given(name) && is_given(doc.ground_material_library))
     {
-        own_entry.material = zr_load_material_from_library(name, document.ground_material_library);
+        own_entry.material = zr_load_material_from_library(name, doc.ground_material_library);
     }
     else if (is_given(name))
     {
-        if (material_entry* of_document = find_material(document, name)) { return of_document; }
+        if (material_entry* of_document = find_material(doc, name)) { return of_document; }
     }
     if (!own_entry.material) { own_entry.material = zr_build_fake_material(); }
     return &own_entry;
@@ -125,9 +125,9 @@ material_entry* load_material(const document& document)
 
 bool is_given(const char16_t* text) { return text && text[0]; }
 
-material_entry* find_material(const document& document, const char16_t* name)
+material_entry* find_material(const document& doc, const char16_t* name)
 {
-    for (material_entry* e = document.materials; e; e = e->next)
+    for (material_entry* e = doc.materials; e; e = e->next)
     {
         if (!e->library[0] && platform::same_text(e->name, name)) { return e; }
     }

@@ -13,10 +13,10 @@ namespace zr
 ///
 /// Its material is `ground_material_name` of the library `ground_material_library`; without a library the
 /// document's own material of that name; a grey one where neither gives any.
-bool ground_prepare(document& document);
+bool ground_prepare(document& doc);
 
 /// The start of each trace: sets `hit_ground` and, where the ground is the nearest hit so far, the hit.
-bool ground_test(const document& document, ray& ray);
+bool ground_test(const document& doc, ray& r);
 
 /// Gives up the ground's material.
 void end_ground();

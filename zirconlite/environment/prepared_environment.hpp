@@ -53,6 +53,6 @@ namespace zr
 {
 
 /// What environment_prepare worked out for `record`, one of the document's two; all zero before. Any thread.
-const prepared_environment& prepared_of(const document& document, const environment& record);
+const prepared_environment& prepared_of(const document& doc, const environment& record);
 
 } // namespace zr

@@ -46,7 +46,7 @@ struct environment_light
 };
 environment_light around = {};
 
-bool choose_source(const document& document);
+bool choose_source(const document& doc);
 bool make_table(const document& d);
 bool has_hdr(const document& d);
 bool has_picture_around(const document& d);
@@ -62,10 +62,10 @@ void fill_from_cell(size_t cell, sky_sample& s);
 
 } // namespace
 
-bool prepare_sky_light(const document& document)
+bool prepare_sky_light(const document& doc)
 {
     free_sky_light();
-    if (!choose_source(document)) { return false; }
+    if (!choose_source(doc)) { return false; }
     if (sky_light_shines()) { measure_level_ground(); }
     return true;
 }
@@ -107,21 +107,18 @@ sky_sample draw_sky_sample(double u, double v)
 
 using namespace zr;
 
-int32_t zr_set_sky_light_samples(document* document, int32_t count)
+int32_t zr_set_sky_light_samples(document* doc, int32_t count)
 {
-    const int32_t former = document->sky_light_samples;
-    if (count >= 0 && count <= max_samples) { document->sky_light_samples = count; }
+    const int32_t former = doc->sky_light_samples;
+    if (count >= 0 && count <= max_samples) { doc->sky_light_samples = count; }
     else { report_failure(ZR_ERROR_ARGUMENT, "%d rays to the sky; 0 to %d", count, max_samples); }
     return former;
 }
 
-double zr_set_background_luminance(document* document, double luminance)
+double zr_set_background_luminance(document* doc, double luminance)
 {
-    const double former = document->background_luminance;
-    if (luminance >= 0.0 && luminance <= max_environment_radiance)
-    {
-        document->background_luminance = luminance;
-    }
+    const double former = doc->background_luminance;
+    if (luminance >= 0.0 && luminance <= max_environment_radiance) { doc->background_luminance = luminance; }
     else
     {
         report_failure(
@@ -137,20 +134,19 @@ namespace
 {
 
 /// Decides what shines. False when memory fails.
-bool choose_source(const document& document)
+bool choose_source(const document& doc)
 {
-    if (document.light_model != LIGHT_MODEL_EXACT || document.sky_light_samples <= 0) { return true; }
-    const uint32_t mode = document.sun_sky_flags;
-    const bool has_sun = (mode & SUN_SKY_SUN_MASK) && document.sun_sky;
+    if (doc.light_model != LIGHT_MODEL_EXACT || doc.sky_light_samples <= 0) { return true; }
+    const uint32_t mode = doc.sun_sky_flags;
+    const bool has_sun = (mode & SUN_SKY_SUN_MASK) && doc.sun_sky;
     if (has_sun && (mode & SUN_SKY_INDIRECT) && !(mode & SUN_SKY_DIRECT_SKY)) { return true; }
-    if (has_sun && document.environment.mode == ENVIRONMENT_SKY && !has_hdr(document) &&
-        !has_picture_around(document))
+    if (has_sun && doc.environment.mode == ENVIRONMENT_SKY && !has_hdr(doc) && !has_picture_around(doc))
     {
-        around.sky = document.sun_sky;
+        around.sky = doc.sun_sky;
         if (around.sky->sky_strength > 0.0) { around.kind = source::formula; }
         return true;
     }
-    return (environment_white(document) <= 0.0 && !has_hdr(document)) || make_table(document);
+    return (environment_white(doc) <= 0.0 && !has_hdr(doc)) || make_table(doc);
 }
 
 bool make_table(const document& d)

@@ -19,7 +19,7 @@ struct sky_sample
 /// Prepares the environment of the document as a light, or puts it out: in the fast light model, with
 /// `sky_light_samples` 0, and where the sky comes in by windows only. After environment_prepare and the sun,
 /// before workers start. False when memory fails; they are out then.
-bool prepare_sky_light(const document& document);
+bool prepare_sky_light(const document& doc);
 
 void free_sky_light();
 

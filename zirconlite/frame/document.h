@@ -263,31 +263,31 @@ typedef struct document
 ZR_API document* zr_open_document(void);
 
 /** Frees a document and all that it owns. No job may run. Returns 1; 0 for NULL or while a job runs. */
-ZR_API int32_t zr_close_document(document* document);
+ZR_API int32_t zr_close_document(document* doc);
 
 /** Empties the scene and keeps the settings, so that it can be sent again. No job may run. Returns 1; 0 for
  *  NULL or while a job runs. */
-ZR_API int32_t zr_wipe_document(document* document);
+ZR_API int32_t zr_wipe_document(document* doc);
 
 /** Sets the document that the display shows. 0 when no display is started. */
-ZR_API int32_t zr_change_document(document* document);
+ZR_API int32_t zr_change_document(document* doc);
 
 /** 0 for unit codes 3 and 4, else 1. */
-ZR_API int32_t zr_is_doc_metric(const document* document);
+ZR_API int32_t zr_is_doc_metric(const document* doc);
 
 /** Kept for hosts that call it; does nothing. */
 ZR_API void zr_document_reload(void);
 
 /** Frees the blocks of the document's free list; returns 1. */
-ZR_API int32_t zr_free_doc_free_list(document* document);
+ZR_API int32_t zr_free_doc_free_list(document* doc);
 
 /** Pushes `block` (from zr_malloc) on the free list. Returns 1, 0 when memory fails. */
-ZR_API int32_t free_list_add(document* document, void* block);
+ZR_API int32_t free_list_add(document* doc, void* block);
 /** Frees `old_block`, a member of the list; `new_block` takes its place, or with NULL the node goes. 0 when
  *  `old_block` is not on the list. */
-ZR_API int32_t free_list_swap(document* document, void* old_block, void* new_block);
+ZR_API int32_t free_list_swap(document* doc, void* old_block, void* new_block);
 /** free_list_swap, else free_list_add: 1 swapped, 2 added, 0 when memory fails. */
-ZR_API int32_t free_list_replace(document* document, void* old_block, void* new_block);
+ZR_API int32_t free_list_replace(document* doc, void* old_block, void* new_block);
 
 /** Polls a word shared with another thread every `interval_ms`: until it is 0 with a `mask` of 0, else until
  *  it has a bit of `mask`. Returns the value last seen. */
@@ -301,23 +301,23 @@ typedef void (*zr_exception_handler)(int32_t signal_number);
 /** Installs the filter; NULL takes it away. Host's thread, while no job runs. */
 ZR_API void zr_install_exception_handler(zr_exception_handler handler);
 
-/** Chooses how direct light is gathered in `document` from the next job on; an unknown model changes
+/** Chooses how direct light is gathered in `doc` from the next job on; an unknown model changes
  *  nothing. Returns the model in force before. */
-ZR_API int32_t zr_set_light_model(document* document, int32_t model);
+ZR_API int32_t zr_set_light_model(document* doc, int32_t model);
 
 /** Rays that each point sends to the sky and the environment in the exact light model, 0 to 4096; 0 takes
  * their light away. Coarse passes and faint reflections send fewer. Counts from the next job on. Returns the
  * number in force before, also when it refuses a new one. */
-ZR_API int32_t zr_set_sky_light_samples(document* document, int32_t count);
+ZR_API int32_t zr_set_sky_light_samples(document* doc, int32_t count);
 
 /** Luminance that a background colour of 1 stands for as a light, in cd/m^2, for flat colours, gradients and
  *  pictures of 8 bits; hdr pictures have their own. With 0 it is the strength of the sky where a sun takes
  * part, and without a sun such backgrounds are seen but give no light. Returns the value in force before,
  * also when it refuses a new one (below 0, above 1e12). */
-ZR_API double zr_set_background_luminance(document* document, double luminance);
+ZR_API double zr_set_background_luminance(document* doc, double luminance);
 
 /** The object with this number, in constant time; NULL for 0 and unknown numbers. */
-ZR_API scene_object* zr_object_from_number(const document* document, uint32_t number);
+ZR_API scene_object* zr_object_from_number(const document* doc, uint32_t number);
 
 ZR_EXTERN_C_END
 

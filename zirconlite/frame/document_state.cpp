@@ -13,40 +13,40 @@ namespace
 
 zr_exception_handler stored_handler = nullptr;
 
-free_list_node** link_to(document* document, const void* block);
+free_list_node** link_to(document* doc, const void* block);
 
 } // namespace
 
-int32_t zr_change_document(document* document) { return zr::change_display_document(document); }
+int32_t zr_change_document(document* doc) { return zr::change_display_document(doc); }
 
-int32_t zr_is_doc_metric(const document* document) { return document->units != 3 && document->units != 4; }
+int32_t zr_is_doc_metric(const document* doc) { return doc->units != 3 && doc->units != 4; }
 
 void zr_document_reload(void) {}
 
-int32_t zr_free_doc_free_list(document* document)
+int32_t zr_free_doc_free_list(document* doc)
 {
-    while (free_list_node* node = document->free_list)
+    while (free_list_node* node = doc->free_list)
     {
-        document->free_list = node->next;
+        doc->free_list = node->next;
         zr_free(node->block);
         zr_free(node);
     }
     return 1;
 }
 
-int32_t free_list_add(document* document, void* block)
+int32_t free_list_add(document* doc, void* block)
 {
     auto* node = static_cast<free_list_node*>(zr_malloc(sizeof(free_list_node)));
     if (!node) { return 0; }
-    node->next = document->free_list;
+    node->next = doc->free_list;
     node->block = block;
-    document->free_list = node;
+    doc->free_list = node;
     return 1;
 }
 
-int32_t free_list_swap(document* document, void* old_block, void* new_block)
+int32_t free_list_swap(document* doc, void* old_block, void* new_block)
 {
-    free_list_node** link = link_to(document, old_block);
+    free_list_node** link = link_to(doc, old_block);
     if (!link) { return 0; }
     free_list_node* node = *link;
     if (new_block != old_block) { zr_free(old_block); }
@@ -59,10 +59,10 @@ int32_t free_list_swap(document* document, void* old_block, void* new_block)
     return 1;
 }
 
-int32_t free_list_replace(document* document, void* old_block, void* new_block)
+int32_t free_list_replace(document* doc, void* old_block, void* new_block)
 {
-    if (free_list_swap(document, old_block, new_block)) { return 1; }
-    return free_list_add(document, new_block) ? 2 : 0;
+    if (free_list_swap(doc, old_block, new_block)) { return 1; }
+    return free_list_add(doc, new_block) ? 2 : 0;
 }
 
 uint32_t zr_wait_for_state_variable_ex(const uint32_t* variable, int32_t interval_ms, uint32_t mask)
@@ -85,10 +85,10 @@ void zr_install_exception_handler(zr_exception_handler handler)
     zr::platform::store_word(&stored_handler, handler);
 }
 
-int32_t zr_set_light_model(document* document, int32_t model)
+int32_t zr_set_light_model(document* doc, int32_t model)
 {
-    const int32_t former = document->light_model;
-    if (model == LIGHT_MODEL_FAST || model == LIGHT_MODEL_EXACT) { document->light_model = model; }
+    const int32_t former = doc->light_model;
+    if (model == LIGHT_MODEL_FAST || model == LIGHT_MODEL_EXACT) { doc->light_model = model; }
     else { zr::report_failure(ZR_ERROR_ARGUMENT, "light model %d; 0 is fast, 1 is exact", model); }
     return former;
 }
@@ -114,9 +114,9 @@ namespace
 {
 
 /// The pointer that leads to the node of `block`; null when it is on no node.
-free_list_node** link_to(document* document, const void* block)
+free_list_node** link_to(document* doc, const void* block)
 {
-    for (free_list_node** link = &document->free_list; *link; link = &(*link)->next)
+    for (free_list_node** link = &doc->free_list; *link; link = &(*link)->next)
     {
         if ((*link)->block == block) { return link; }
     }

@@ -115,7 +115,7 @@ typedef int32_t host_get_model_extension_function(char16_t* extension_out);
 typedef void* host_get_color_material_table_function(void);
 /** Enabled. `fraction` is 0 to 1, `view` may be NULL, `zero` is 0. On the job's controlling thread. */
 typedef int32_t host_progress_function(
-    int32_t kind, document* document, render_view* view, int32_t code, float fraction, int32_t zero);
+    int32_t kind, document* doc, render_view* view, int32_t code, float fraction, int32_t zero);
 /** Enabled. Nonzero when found, with the full name in `path_out`, of ZR_PATH_CAPACITY. Any thread. */
 typedef int32_t host_findfile_function(const char16_t* name, char16_t* path_out);
 /** Enabled. -1 ends the search with success, -2 skips the support folder, else a mask that is merged. */

@@ -158,7 +158,7 @@ struct image_placement
 
 /** Ties a view to a document and a window and sets the exposure defaults: histogram operator, brightness 0,
  *  contrast 0.5, source gain 1. */
-ZR_API void zr_init_view(document* document, render_view* view, zr_handle window);
+ZR_API void zr_init_view(document* doc, render_view* view, zr_handle window);
 
 /** Frees what the view holds for the display. */
 ZR_API void zr_term_view(render_view* view);

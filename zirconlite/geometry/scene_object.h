@@ -152,7 +152,7 @@ struct object_vft
     property_node* (*get_properties)(const scene_object* object);
     /** Tests the object within [t_low, t_high] and the ray's own limits. Writes only into the ray, and
      *  returns 1, if its best hit was improved; of equal distances the object with the lower number wins. */
-    int32_t (*intersect)(struct ray* ray, scene_object* object, double t_low, double t_high);
+    int32_t (*intersect)(struct ray* r, scene_object* object, double t_low, double t_high);
     /** Enters the object in the cells of a grid that it touches. */
     void (*add_to_grid)(struct voxel_node* node, scene_object* object);
     /** Enters the object in the tiles of a frustum that it covers. */
@@ -168,7 +168,7 @@ struct object_vft
     /** Copies the object's mapping; 0 if it has none. */
     int32_t (*get_mapping)(const scene_object* object, struct mapping* mapping_out);
     /** The surface at the ray's hit. Any thread. */
-    void (*get_surface)(scene_object* object, struct ray* ray, struct surface* surface_out);
+    void (*get_surface)(scene_object* object, struct ray* r, struct surface* surface_out);
     /** Puts a property in front of the others. */
     void (*add_property)(scene_object* object, property_node* node);
     /** Changes flags as `mode`, a set_flags_mode, says. */
@@ -178,7 +178,7 @@ struct object_vft
     /** Gives the object, or its whole mesh, a colour. */
     void (*set_color)(scene_object* object, const uint8_t color[4]);
     /** Gives the object, or its whole mesh, a mapping, kept by pointer. */
-    void (*set_mapping)(scene_object* object, struct mapping* mapping);
+    void (*set_mapping)(scene_object* object, struct mapping* m);
     /** 1 where edges of the object are seen one by one; 0 for parts of plants, between which the pixel
      * sampler asks for fewer samples. */
     int32_t (*sharp_edges)(const scene_object* object);
@@ -191,13 +191,13 @@ struct object_vft
         const scene_object* object, int32_t set, const double weights[3], float uv_out[2]);
     /** Optional: `intersect` of `count` objects, of this kind or others, named by their numbers in `table`,
      * in one call. The results are those of one call each. Returns 1 if the ray's best hit was improved. */
-    int32_t (*intersect_many)(struct ray* ray, scene_object* const* table, const uint32_t* numbers,
+    int32_t (*intersect_many)(struct ray* r, scene_object* const* table, const uint32_t* numbers,
         size_t count, double t_low, double t_high);
     /** Optional: the coefficients of an object that is one triangle, tested as those of a y_face are. */
     void (*get_triangle)(const scene_object* object, triangle_coefficients* out);
     /** Goes with get_triangle, whose searches store distance, object and weights of a hit only: works out
      * point and normals from these, as intersect does. */
-    void (*complete_hit)(struct ray* ray, scene_object* object);
+    void (*complete_hit)(struct ray* r, scene_object* object);
     /** Optional: 1 when no point of the object lets light through, from either side. Shadow rays then end at
      * it without `get_surface`; they ask the surface of every kind that leaves this slot empty. Any thread.
      */
@@ -208,7 +208,7 @@ struct object_vft
 ZR_API const object_vft* y_mesh_get_vft(void);
 
 /** Calls `callback` for every triangle of the document's two lists, the general one first. Returns 1. */
-ZR_API int32_t zr_display_objects(document* document, triangle_callback callback, void* extra);
+ZR_API int32_t zr_display_objects(document* doc, triangle_callback callback, void* extra);
 
 ZR_EXTERN_C_END
 

@@ -105,7 +105,7 @@ ZR_API int32_t zr_init_bitmap_format_by_index(int32_t index, bitmap_format* reco
 ZR_API bitmap* zr_decode_picture(const uint8_t* bytes, size_t size, zr_status* status);
 
 /** Frees a bitmap with its store; NULL is fine. Returns 1. */
-ZR_API int32_t zr_free_bitmap(bitmap* bitmap);
+ZR_API int32_t zr_free_bitmap(bitmap* b);
 
 ZR_EXTERN_C_END
 

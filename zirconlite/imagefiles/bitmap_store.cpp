@@ -93,11 +93,11 @@ bitmap* zr_add_bitmap(
 
 bitmap* zr_find_bitmap(const char16_t* name) { return name ? find_in(store.shared, name) : nullptr; }
 
-int32_t zr_free_bitmap(bitmap* bitmap)
+int32_t zr_free_bitmap(bitmap* b)
 {
-    if (!bitmap) { return 1; }
-    zr_free(bitmap->pixels);
-    zr_free(bitmap);
+    if (!b) { return 1; }
+    zr_free(b->pixels);
+    zr_free(b);
     return 1;
 }
 

@@ -76,18 +76,18 @@ ZR_API int32_t zr_replace_temp_bitmap(int32_t value);
 
 /** Fills the levels behind level 0, each the box mean of the one before, and `average`. Returns 1; 0 when the
  *  record's sizes do not fit together or its store has no room. */
-ZR_API int32_t zr_build_mipmap(bitmap* bitmap);
+ZR_API int32_t zr_build_mipmap(bitmap* b);
 
 /** A copy of record and store, in no list; NULL when memory fails and for NULL. */
-ZR_API bitmap* zr_dupe_bitmap(const bitmap* bitmap);
+ZR_API bitmap* zr_dupe_bitmap(const bitmap* b);
 
 /** The nearest texel of level 0: each of its channels in 0 to 1. u and v are clamped to 0 to 1. Returns the
  * channel count. */
-ZR_API int32_t zr_sample_bitmap(const bitmap* bitmap, const double uv[2], double out[4]);
+ZR_API int32_t zr_sample_bitmap(const bitmap* b, const double uv[2], double out[4]);
 
 /** The bytes of texel (x, y) of level 0, as many as there are channels. Returns the channel count; -1
  * outside. */
-ZR_API int32_t zr_sample_image_map(const bitmap* bitmap, const uint32_t xy[2], uint8_t bytes[4]);
+ZR_API int32_t zr_sample_image_map(const bitmap* b, const uint32_t xy[2], uint8_t bytes[4]);
 
 /** The nearest texel of `level`, mixed with that of the next one by `fraction` when that is not 0: r, g, b in
  *  0 to 1 (a grey picture repeats its value) and alpha (a byte times 0.004, at most 1), 0 where the picture
@@ -95,7 +95,7 @@ ZR_API int32_t zr_sample_image_map(const bitmap* bitmap, const uint32_t xy[2], u
  * nothing.
  */
 ZR_API int32_t zr_sample_mipmap(
-    const bitmap* bitmap, const double uv[2], int32_t level, double fraction, double out[4]);
+    const bitmap* b, const double uv[2], int32_t level, double fraction, double out[4]);
 
 ZR_EXTERN_C_END
 

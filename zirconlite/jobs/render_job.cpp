@@ -68,9 +68,9 @@ bool external_display = false;
 
 bool settle_any();
 bool check_settings(const render_job& request);
-bool prepare_environment_map(document& document, render_view& view);
-void update_objects_for_view(document& document, render_view& view);
-bool prepare_light(document& document);
+bool prepare_environment_map(document& doc, render_view& view);
+void update_objects_for_view(document& doc, render_view& view);
+bool prepare_light(document& doc);
 bool start_job(render_job& request);
 void job_thread(void* argument);
 bool prepare_job(job_run& run);
@@ -78,26 +78,26 @@ void set_quality_costs(job_run& run);
 void limit_to_region(job_run& run);
 void set_rectangle(const render_job& request, const render_view& view, int32_t rectangle[4]);
 int32_t wanted_threads();
-void copy_job_settings(const document& document);
+void copy_job_settings(const document& doc);
 void finish_job(job_run& run, bool done);
 void say(message m);
-bool is_current_job_of(const document* document);
+bool is_current_job_of(const document* doc);
 bool join_job(int64_t milliseconds);
 platform::lock* job_lock();
 void forget_job();
 
 } // namespace
 
-bool settle_render(document* document) { return !is_current_job_of(document) || settle_any(); }
+bool settle_render(document* doc) { return !is_current_job_of(doc) || settle_any(); }
 
 } // namespace zr
 
 using namespace zr;
 
-int32_t zr_init_raytrace(document* document, render_view* view)
+int32_t zr_init_raytrace(document* doc, render_view* view)
 {
-    job.simple_colors = document->mode == MODE_SIMPLE;
-    return prepare_environment_map(*document, *view) && prepare_light(*document);
+    job.simple_colors = doc->mode == MODE_SIMPLE;
+    return prepare_environment_map(*doc, *view) && prepare_light(*doc);
 }
 
 int32_t zr_raytrace(render_job* job)
@@ -126,21 +126,21 @@ int32_t zr_raytrace(render_job* job)
     return job->status;
 }
 
-int32_t zr_pause_raytracing(document* document, zr_handle)
+int32_t zr_pause_raytracing(document* doc, zr_handle)
 {
-    if (!document) { return report_failure(ZR_ERROR_ARGUMENT, "render: no document"); }
+    if (!doc) { return report_failure(ZR_ERROR_ARGUMENT, "render: no document"); }
     say(message_stopping);
-    platform::store_word(&document->stop_render, 1);
+    platform::store_word(&doc->stop_render, 1);
     // The job's own thread cannot wait for its end: the wish remains, and the job ends after the callback.
-    if (!zr_wait_for_render(document, -1)) { return 0; }
-    platform::store_word(&document->stop_render, 0);
+    if (!zr_wait_for_render(doc, -1)) { return 0; }
+    platform::store_word(&doc->stop_render, 0);
     say(message_stopped);
     return 1;
 }
 
-int32_t zr_wait_for_render(document* document, int32_t milliseconds)
+int32_t zr_wait_for_render(document* doc, int32_t milliseconds)
 {
-    return !is_current_job_of(document) || join_job(milliseconds);
+    return !is_current_job_of(doc) || join_job(milliseconds);
 }
 
 int32_t zr_pause_preview_rt(document*) { return 1; }
@@ -247,23 +247,23 @@ bool check_settings(const render_job& request)
 }
 
 /// False when memory fails.
-bool prepare_environment_map(document& document, render_view& view)
+bool prepare_environment_map(document& doc, render_view& view)
 {
     host::ask_color_material_table(); // workers do not ask
     view.background_method = view.tone_method + 1;
-    prepare_sun(document); // the sky round the scene follows from it
-    if (!environment_prepare(document, document.environment, view) ||
-        !environment_prepare(document, document.reflected_environment, view))
+    prepare_sun(doc); // the sky round the scene follows from it
+    if (!environment_prepare(doc, doc.environment, view) ||
+        !environment_prepare(doc, doc.reflected_environment, view))
     {
         return false;
     }
-    ground_prepare(document);
+    ground_prepare(doc);
     return true;
 }
 
-void update_objects_for_view(document& document, render_view& view)
+void update_objects_for_view(document& doc, render_view& view)
 {
-    for (scene_object* list : { document.radiosity_objects.first, document.scene_objects.first })
+    for (scene_object* list : { doc.radiosity_objects.first, doc.scene_objects.first })
     {
         for (scene_object* object = list; object; object = object->next)
         {
@@ -273,14 +273,14 @@ void update_objects_for_view(document& document, render_view& view)
 }
 
 /// False when memory fails.
-bool prepare_light(document& document)
+bool prepare_light(document& doc)
 {
-    job.light_model = document.light_model;
-    job.sky_light_samples = document.sky_light_samples;
-    job.background_luminance = document.background_luminance;
-    prepare_lights_for_model(&document, document.light_model);
-    prepare_ambient(document);
-    return prepare_sky_light(document);
+    job.light_model = doc.light_model;
+    job.sky_light_samples = doc.sky_light_samples;
+    job.background_luminance = doc.background_luminance;
+    prepare_lights_for_model(&doc, doc.light_model);
+    prepare_ambient(doc);
+    return prepare_sky_light(doc);
 }
 
 bool start_job(render_job& request)
@@ -388,20 +388,20 @@ int32_t wanted_threads()
                                                               : raytrace_options.max_raytrace_threads;
 }
 
-void copy_job_settings(const document& document)
+void copy_job_settings(const document& doc)
 {
-    job.converges = document.pixel_sampler == SAMPLER_CONVERGING && job.light_model == LIGHT_MODEL_EXACT &&
-                    document.mode != MODE_SIMPLE;
-    const bool bounces = job.converges && document.indirect_light != INDIRECT_AMBIENT;
-    job.caches_light = bounces && document.indirect_light == INDIRECT_CACHE;
+    job.converges = doc.pixel_sampler == SAMPLER_CONVERGING && job.light_model == LIGHT_MODEL_EXACT &&
+                    doc.mode != MODE_SIMPLE;
+    const bool bounces = job.converges && doc.indirect_light != INDIRECT_AMBIENT;
+    job.caches_light = bounces && doc.indirect_light == INDIRECT_CACHE;
     // Paths that find no light kept go on; only chance ends them.
-    job.bounce_limit = job.caches_light ? max_bounces : bounces ? document.bounce_limit : 0;
-    job.aa_threshold = std::sqrt(std::fmax(1.0 - document.aa_level, 0.0));
+    job.bounce_limit = job.caches_light ? max_bounces : bounces ? doc.bounce_limit : 0;
+    job.aa_threshold = std::sqrt(std::fmax(1.0 - doc.aa_level, 0.0));
     for (int i = 0; i < 2; ++i)
     {
-        job.pixel_jitter_amplitude[i] = document.pixel_jitter;
-        job.gloss_jitter_amplitude[i] = document.gloss_jitter;
-        job.translucency_jitter_amplitude[i] = document.translucency_jitter;
+        job.pixel_jitter_amplitude[i] = doc.pixel_jitter;
+        job.gloss_jitter_amplitude[i] = doc.gloss_jitter;
+        job.translucency_jitter_amplitude[i] = doc.translucency_jitter;
         job.bitmap_jitter_amplitude[i] = 0.1;
     }
 }
@@ -437,10 +437,10 @@ void finish_job(job_run& run, bool done)
 
 void say(message m) { host::status_message(zr_get_message(nullptr, m)); }
 
-bool is_current_job_of(const document* document)
+bool is_current_job_of(const document* doc)
 {
     const platform::lock_scope held(job_lock());
-    return current.thread && current.doc == document;
+    return current.thread && current.doc == doc;
 }
 
 /// Joins the thread of an ended job. False when `milliseconds` passed first, and on that thread itself.

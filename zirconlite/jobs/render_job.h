@@ -39,7 +39,7 @@ typedef struct render_job
 
 /** Prepares the environment, the ground and the ambient term for shading without a job. Returns 1; 0 when
  * memory fails. */
-ZR_API int32_t zr_init_raytrace(document* document, render_view* view);
+ZR_API int32_t zr_init_raytrace(document* doc, render_view* view);
 
 /** Starts a render and returns at once. 1; -2 when the image buffer cannot be made; 0 (see zr_last_error)
  *  when a setting is out of range, the view is not projected, a job still runs, be it another document's, or
@@ -48,14 +48,14 @@ ZR_API int32_t zr_raytrace(render_job* job);
 
 /** Asks a running job to stop and waits for it; the image keeps what was reached. Returns 1; 0 for no
  *  document, and on the job's own thread, where the job stops after the callback that called this. */
-ZR_API int32_t zr_pause_raytracing(document* document, zr_handle parent_window);
+ZR_API int32_t zr_pause_raytracing(document* doc, zr_handle parent_window);
 
-ZR_API int32_t zr_pause_preview_rt(document* document); /**< kept for hosts that call it; returns 1 */
-ZR_API int32_t zr_is_preview_image_valid(void);         /**< 1 once a preview job has finished */
+ZR_API int32_t zr_pause_preview_rt(document* doc); /**< kept for hosts that call it; returns 1 */
+ZR_API int32_t zr_is_preview_image_valid(void);    /**< 1 once a preview job has finished */
 
 /** Waits until no job of the document runs: 1, or 0 when `milliseconds` passed first (negative: no limit).
  *  Right in every case, with or without the completion command. */
-ZR_API int32_t zr_wait_for_render(document* document, int32_t milliseconds);
+ZR_API int32_t zr_wait_for_render(document* doc, int32_t milliseconds);
 
 /** Stores a thread limit of 1 to 8 (more is clamped to 8, -1 gives 8; other counts change nothing). Returns
  * the stored value. */

@@ -9,6 +9,6 @@ namespace zr
 
 /// Whether the document may be changed or freed: no job of it runs. A job that has reported its end is waited
 /// for, except on its own thread.
-bool settle_render(document* document);
+bool settle_render(document* doc);
 
 } // namespace zr

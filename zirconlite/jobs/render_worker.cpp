@@ -25,7 +25,7 @@ struct strip_work
     ray_counters counters; ///< of this strip
 };
 
-bool start_worker(document& document, render_view& view, int32_t index, size_t stack_bytes);
+bool start_worker(document& doc, render_view& view, int32_t index, size_t stack_bytes);
 void worker_thread(void* argument);
 bool run_strip(render_worker& w);
 bool sample_strip(strip_work& work);
@@ -45,44 +45,44 @@ void free_worker(render_worker& w);
 
 } // namespace
 
-int32_t make_workers(document& document, render_view& view, int32_t count)
+int32_t make_workers(document& doc, render_view& view, int32_t count)
 {
-    document.thread_count = 0;
-    document.workers = static_cast<render_worker*>(zr_calloc(size_t(count), sizeof(render_worker)));
-    if (!document.workers) { return 0; }
-    const size_t stack = shading_stack_bytes(document.reflect_limit, document.refract_limit);
-    while (document.thread_count < count && start_worker(document, view, document.thread_count, stack))
+    doc.thread_count = 0;
+    doc.workers = static_cast<render_worker*>(zr_calloc(size_t(count), sizeof(render_worker)));
+    if (!doc.workers) { return 0; }
+    const size_t stack = shading_stack_bytes(doc.reflect_limit, doc.refract_limit);
+    while (doc.thread_count < count && start_worker(doc, view, doc.thread_count, stack))
     {
-        ++document.thread_count;
+        ++doc.thread_count;
     }
-    if (document.thread_count < count) { free_worker(document.workers[document.thread_count]); }
-    return document.thread_count;
+    if (doc.thread_count < count) { free_worker(doc.workers[doc.thread_count]); }
+    return doc.thread_count;
 }
 
-void end_workers(document& document)
+void end_workers(document& doc)
 {
-    for (int32_t i = 0; i < document.thread_count; ++i)
+    for (int32_t i = 0; i < doc.thread_count; ++i)
     {
-        platform::store_word(&document.workers[i].quit, 1);
-        platform::signal_event(document.workers[i].start_event);
+        platform::store_word(&doc.workers[i].quit, 1);
+        platform::signal_event(doc.workers[i].start_event);
     }
-    for (int32_t i = 0; i < document.thread_count; ++i)
+    for (int32_t i = 0; i < doc.thread_count; ++i)
     {
-        platform::wait_for_thread(document.workers[i].thread, -1);
-        free_worker(document.workers[i]);
+        platform::wait_for_thread(doc.workers[i].thread, -1);
+        free_worker(doc.workers[i]);
     }
-    zr_free(document.workers);
-    document.workers = nullptr;
-    document.thread_count = 0;
+    zr_free(doc.workers);
+    doc.workers = nullptr;
+    doc.thread_count = 0;
 }
 
 namespace
 {
 
-bool start_worker(document& document, render_view& view, int32_t index, size_t stack_bytes)
+bool start_worker(document& doc, render_view& view, int32_t index, size_t stack_bytes)
 {
-    render_worker& w = document.workers[index];
-    w.document = &document;
+    render_worker& w = doc.workers[index];
+    w.document = &doc;
     w.view = &view;
     w.index = index;
     w.width = view.width;

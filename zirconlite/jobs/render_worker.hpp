@@ -48,9 +48,9 @@ namespace zr
 
 /// Makes `count` workers of the document and starts their threads, at the lowest priority. Returns how many
 /// run; with none, memory or threads are exhausted.
-int32_t make_workers(document& document, render_view& view, int32_t count);
+int32_t make_workers(document& doc, render_view& view, int32_t count);
 
 /// Ends the threads and frees the workers. Workers that a stop has ended already are fine.
-void end_workers(document& document);
+void end_workers(document& doc);
 
 } // namespace zr

@@ -39,14 +39,14 @@ zr_handle zr_matlib_open_write(const char16_t* library_name)
         materials(), library_name, LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING);
 }
 
-uint32_t zr_matfile_add_record(zr_handle file, const char16_t* key, material* material)
+uint32_t zr_matfile_add_record(zr_handle file, const char16_t* key, material* m)
 {
-    if (!key || !material)
+    if (!key || !m)
     {
         zr::report_failure(ZR_ERROR_ARGUMENT, "a key and a material are needed");
         return 0;
     }
-    return zr_file_insert_record(file, key, write_payload, material);
+    return zr_file_insert_record(file, key, write_payload, m);
 }
 
 material* zr_matfile_read_record(zr_handle file, const char16_t* key)
@@ -54,12 +54,12 @@ material* zr_matfile_read_record(zr_handle file, const char16_t* key)
     return static_cast<material*>(zr_file_read_record(file, key, read_payload));
 }
 
-uint32_t zr_matfile_write_material(zr_handle file, material* material, uint32_t parent, int32_t with_id)
+uint32_t zr_matfile_write_material(zr_handle file, material* m, uint32_t parent, int32_t with_id)
 {
-    zr::library_file* lib = material ? zr::library_of(file) : nullptr;
-    const uint32_t place = lib ? zr::write_material_record(*lib, *material, parent) : 0;
+    zr::library_file* lib = m ? zr::library_of(file) : nullptr;
+    const uint32_t place = lib ? zr::write_material_record(*lib, *m, parent) : 0;
     if (!place || !with_id) { return place; }
-    return zr_file_set_position(file, lib->size) && zr_file_write_word(file, material->id) ? place : 0;
+    return zr_file_set_position(file, lib->size) && zr_file_write_word(file, m->id) ? place : 0;
 }
 
 material* zr_matfile_read_material(zr_handle file, uint32_t offset, int32_t with_id)
@@ -74,11 +74,11 @@ material* zr_matfile_read_material(zr_handle file, uint32_t offset, int32_t with
     return read;
 }
 
-uint32_t zr_save_material(const char16_t* key, const char16_t* library_name, material* material)
+uint32_t zr_save_material(const char16_t* key, const char16_t* library_name, material* m)
 {
     zr_handle file = zr_matlib_open_write(library_name);
     if (file == ZR_INVALID_HANDLE) { return 0; }
-    const uint32_t node = zr_matfile_add_record(file, key, material);
+    const uint32_t node = zr_matfile_add_record(file, key, m);
     return zr_libfile_close(file) ? node : 0;
 }
 

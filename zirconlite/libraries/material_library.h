@@ -22,7 +22,7 @@ ZR_API zr_handle zr_matlib_open_write(const char16_t* library_name);
 
 /** Writes a material under a key, in place of the record that is there. The node; 0 on failure. Sets the
  * material's MATERIAL_FLOAT_LUMINOSITY. Its luminosity is stored with MATERIAL_STORES_LUMINOSITY only. */
-ZR_API uint32_t zr_matfile_add_record(zr_handle file, const char16_t* key, material* material);
+ZR_API uint32_t zr_matfile_add_record(zr_handle file, const char16_t* key, material* m);
 
 /** The material of a record, with its pictures and masks, but without names and surface. The caller frees it
  * by free_material; pictures are found by zr_findfile and owned by the shared or temporary list, or by the
@@ -33,14 +33,13 @@ ZR_API material* zr_matfile_read_record(zr_handle file, const char16_t* key);
 /** Appends the record of a material with its children and lists, `parent` being the record of the complex
  *  material that owns it. With `with_id` its `id` follows, as two bytes at the end. The offset; 0 for NULL
  * and on failure. */
-ZR_API uint32_t zr_matfile_write_material(
-    zr_handle file, material* material, uint32_t parent, int32_t with_id);
+ZR_API uint32_t zr_matfile_write_material(zr_handle file, material* m, uint32_t parent, int32_t with_id);
 /** Reads the record at an offset, as zr_matfile_read_record; 0 gives the default material. With `with_id` its
  * `id` is read from 4 bytes before the end of the file: whoever uses both keeps two more bytes behind it. */
 ZR_API material* zr_matfile_read_material(zr_handle file, uint32_t offset, int32_t with_id);
 
 /** Adds a material to the library of a name. The node; 0 when it is not found or cannot be written. */
-ZR_API uint32_t zr_save_material(const char16_t* key, const char16_t* library_name, material* material);
+ZR_API uint32_t zr_save_material(const char16_t* key, const char16_t* library_name, material* m);
 
 /** zr_libfile_pack for a material library. */
 ZR_API int32_t zr_pack_matlib(zr_handle window, const char16_t* path);

@@ -40,20 +40,20 @@ double twice_area_toward(const light& l, const vector3& direction);
 
 } // namespace
 
-void lt_daylight_create(light* light, const sun_sky* sun_sky)
+void lt_daylight_create(light* source, const sun_sky* sky)
 {
-    clamp_light_to_ranges(*light);
-    light->vertex_count = std::max(light->vertex_count, 0);
-    light->falloff = 2.0;
-    light->sun_sky = const_cast<struct sun_sky*>(sun_sky);
-    light->sample_count = window_sample_count;
-    light->sample = window_sample;
-    zr_lt_daylight_update(light, sun_sky);
+    clamp_light_to_ranges(*source);
+    source->vertex_count = std::max(source->vertex_count, 0);
+    source->falloff = 2.0;
+    source->sun_sky = const_cast<struct sun_sky*>(sky);
+    source->sample_count = window_sample_count;
+    source->sample = window_sample;
+    zr_lt_daylight_update(source, sky);
 }
 
-void zr_lt_daylight_update(light* light, const sun_sky* sun_sky)
+void zr_lt_daylight_update(light* source, const sun_sky* sky)
 {
-    update_window(*light, *sun_sky, sky_integral(*sun_sky));
+    update_window(*source, *sky, sky_integral(*sky));
 }
 
 int32_t lt_daylight_test(void)
@@ -66,14 +66,14 @@ int32_t lt_daylight_test(void)
 namespace zr
 {
 
-void update_windows(document& document)
+void update_windows(document& doc)
 {
     double integral = -1.0;
-    for (light* l = first_leaf(document.lights); l; l = next_leaf(l))
+    for (light* l = first_leaf(doc.lights); l; l = next_leaf(l))
     {
         if (l->type != LIGHT_DAYLIGHT) { continue; }
-        if (integral < 0.0) { integral = sky_integral(*document.sun_sky); }
-        update_window(*l, *document.sun_sky, integral);
+        if (integral < 0.0) { integral = sky_integral(*doc.sun_sky); }
+        update_window(*l, *doc.sun_sky, integral);
     }
 }
 

@@ -11,7 +11,7 @@ namespace zr
 {
 
 /// zr_lt_daylight_update for every window of the document.
-void update_windows(document& document);
+void update_windows(document& doc);
 
 /// Whether sunlight that comes through the window may pass `point`; for a window with LIGHT_SUN_SHINES.
 inline bool is_in_sun_shaft(const light& window, const vector3& point)

@@ -79,9 +79,9 @@ struct source_sample
 };
 
 /** Samples a shooter should take for `point`: 1, 5 or 17. */
-typedef int32_t (*light_sample_count)(const light* light, const vector3* point);
+typedef int32_t (*light_sample_count)(const light* source, const vector3* point);
 /** Fills `n` consecutive records for the shading point. Writes only to them; any thread. Returns 1. */
-typedef int32_t (*light_sample)(const light* light, const vector3* point, source_sample* samples, int32_t n);
+typedef int32_t (*light_sample)(const light* source, const vector3* point, source_sample* samples, int32_t n);
 
 /** A light source. Owned by the list that it is inserted in; read-only while a job runs. Fields without a
  * remark on results are the host's to fill. */
@@ -160,28 +160,28 @@ struct light
 
 /** A new light: a copy of `template_light` with no `next` and `first_child`, and with a `goniometry` of its
  * own that shares the tables, prepared by its type and distribution. Every field that the host fills is
- * clamped to its range, NaN to a neutral value. A window takes its light from `sun_sky`, which outlives it;
+ * clamped to its range, NaN to a neutral value. A window takes its light from `sky`, which outlives it;
  * without one a LIGHT_DAYLIGHT is made as a sphere. A LIGHT_GROUP has `lumens` in `candela` and
  * `intensity_color`. The caller owns it until it is inserted, and frees it with zr_light_free. NULL when
  * memory fails. */
-ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sun_sky);
+ZR_API light* zr_create_light(const light* template_light, struct sun_sky* sky);
 
-/** Inserts `light` in the list at `head`, which is sorted by power with the strongest first; equal ones keep
+/** Inserts `source` in the list at `head`, which is sorted by power with the strongest first; equal ones keep
  *  the order of insertion. A light below a group, and all lights below a group that is inserted, take its
  * colour. A LIGHT_PARALLEL is brought up to date from its `world_bounds` first. The list owns the light.
  * Returns 1. */
-ZR_API int32_t zr_insert_light_source(light** head, light* light, void* reserved);
+ZR_API int32_t zr_insert_light_source(light** head, light* source, void* reserved);
 /** The same with the document's bounds copied into the light; raises `light_count` when `head` is the
  *  document's list, by the lights and groups below a group, else by 1. -1 for a window light while
  *  `sun_sky_flags` is not 3: the caller keeps it. */
-ZR_API int32_t zr_insert_light_source_ex(light** head, light* light, document* document);
+ZR_API int32_t zr_insert_light_source_ex(light** head, light* source, document* doc);
 
 /** Frees a light with its `goniometry`; a group does not own the one it names. Returns 1; NULL is fine. */
-ZR_API int32_t zr_light_free(light* light);
+ZR_API int32_t zr_light_free(light* source);
 /** Frees a sibling chain, with `with_children` the subtree of each too. Returns 1. */
 ZR_API int32_t zr_lights_free_ex(light* first, int32_t with_children);
 /** Frees all lights, or with `all` 0 those without LIGHT_KEPT, and recounts. Returns 1. */
-ZR_API int32_t zr_lights_free(document* document, int32_t all);
+ZR_API int32_t zr_lights_free(document* doc, int32_t all);
 
 /** @{ */
 /** Walk over all lights that are not groups; NULL at the end. */
@@ -191,12 +191,12 @@ ZR_API light* next_leaf(light* node);
 
 /** @{ */
 /** Derive `lumens` and `candela` from the unit that the user set. Return 1. */
-ZR_API int32_t zr_get_isotropic_brightness(light* light);
-ZR_API int32_t zr_get_diffuse_brightness(light* light);
-ZR_API int32_t zr_get_spot_brightness(light* light);
-ZR_API int32_t zr_get_goniometric_brightness(light* light);
+ZR_API int32_t zr_get_isotropic_brightness(light* source);
+ZR_API int32_t zr_get_diffuse_brightness(light* source);
+ZR_API int32_t zr_get_spot_brightness(light* source);
+ZR_API int32_t zr_get_goniometric_brightness(light* source);
 /** @} */
-ZR_API int32_t zr_get_cd_per_lm(const light* light, double* result); /**< returns 1 */
+ZR_API int32_t zr_get_cd_per_lm(const light* source, double* result); /**< returns 1 */
 
 /** Lumens per candela of a spot cone whose intensity is cos^exponent to the field angle. Angles in radians;
  *  beams below 2 degrees and fields below half a degree are raised to that. */
@@ -208,7 +208,7 @@ ZR_API double zr_spot_light_lm_per_cd_exact(
     double beam_angle, double field_angle, float* exponent_out, float* cos_field_out);
 
 /** Works out the colour fields from temperature, filter, groups above and strength. Returns 1. */
-ZR_API int32_t zr_get_color_intensity(light* light);
+ZR_API int32_t zr_get_color_intensity(light* source);
 
 /** Colour of a temperature in kelvin, against a white of 5000 K: ratios of Planck's law at 0.6, 0.56 and
  *  0.44 micrometres to the power 0.15. Temperatures at or below 0 give 1, 1, 1. */
@@ -216,8 +216,8 @@ ZR_API void CT_to_RGB(float temperature, float rgb_out[3]);
 
 /** @{ */
 /** A light's frame as an axis and a turn about it, and back. `axes` is u, v, n. Return 1. */
-ZR_API int32_t zr_decompose_light_matrix(const light* light, vector3 axes[3], double* angle_out);
-ZR_API int32_t zr_compose_light_matrix(light* light, vector3 axes[3], double angle);
+ZR_API int32_t zr_decompose_light_matrix(const light* source, vector3 axes[3], double* angle_out);
+ZR_API int32_t zr_compose_light_matrix(light* source, vector3 axes[3], double angle);
 /** @} */
 
 /** Integral of a function over the sphere by a midpoint rule of n rows of altitude by 2n of azimuth. */
@@ -226,15 +226,15 @@ ZR_API double get_distribution_factor(
 
 /** @{ */
 /** Prepare a light of one shape: operations, strength, colours. */
-ZR_API void lt_spherical_create(light* light);
+ZR_API void lt_spherical_create(light* source);
 /** A rectangle or parallelogram of three corners in `vertices`; with fewer than three in `vertex_count` about
  *  `position`, `length` along `axis_u` by `height` along `axis_v`. `normal` becomes square to it, on the side
  * that it pointed to. */
-ZR_API void lt_area_create(light* light);
+ZR_API void lt_area_create(light* source);
 /** A tube of `length` and `radius` along `axis_u` with its middle at `position`; with `radius` 0 a line. */
-ZR_API void lt_cylindrical_create(light* light);
-ZR_API void lt_disk_create(light* light);
-ZR_API void lt_parallel_create(light* light);
+ZR_API void lt_cylindrical_create(light* source);
+ZR_API void lt_disk_create(light* source);
+ZR_API void lt_parallel_create(light* source);
 /** @} */
 
 ZR_EXTERN_C_END

@@ -19,11 +19,11 @@ double log_planck_denominator(double kelvin, double wavelength);
 
 } // namespace
 
-int32_t zr_get_color_intensity(light* light)
+int32_t zr_get_color_intensity(light* source)
 {
     float color[3], groups[3] = { 1.0f, 1.0f, 1.0f };
-    own_color(*light, color);
-    for (const struct light* group = light->parent; group; group = group->parent)
+    own_color(*source, color);
+    for (const struct light* group = source->parent; group; group = group->parent)
     {
         float rgb[3];
         own_color(*group, rgb);
@@ -32,10 +32,10 @@ int32_t zr_get_color_intensity(light* light)
     for (int i = 0; i < 3; ++i)
     {
         color[i] *= groups[i];
-        light->plain_color[i] = color[i];
-        light->simple_color[i] = color[i] * light->simple_brightness;
-        light->flux_color[i] = color[i] * light->lumens;
-        light->intensity_color[i] = color[i] * light->candela;
+        source->plain_color[i] = color[i];
+        source->simple_color[i] = color[i] * source->simple_brightness;
+        source->flux_color[i] = color[i] * source->lumens;
+        source->intensity_color[i] = color[i] * source->candela;
     }
     return 1;
 }
@@ -58,27 +58,27 @@ void CT_to_RGB(float temperature, float rgb_out[3])
     for (int i = 0; i < 3; ++i) { rgb_out[i] = float(std::exp((ratio[i] - largest) * paleness)); }
 }
 
-int32_t zr_decompose_light_matrix(const light* light, vector3 axes[3], double* angle_out)
+int32_t zr_decompose_light_matrix(const light* source, vector3 axes[3], double* angle_out)
 {
     using namespace zr;
-    const bool along = light->flags & LIGHT_FRAME_ALONG_NORMAL;
-    const vector3 n = along ? light->normal : -light->normal;
+    const bool along = source->flags & LIGHT_FRAME_ALONG_NORMAL;
+    const vector3 n = along ? source->normal : -source->normal;
     zr_make_axes(&n, &axes[0], &axes[1], 0.01);
-    const double turn = std::atan2(dot(axes[1], light->axis_u), dot(axes[0], light->axis_u));
+    const double turn = std::atan2(dot(axes[1], source->axis_u), dot(axes[0], source->axis_u));
     *angle_out = along ? turn : -turn;
-    axes[2] = light->normal;
+    axes[2] = source->normal;
     axes[1] = cross(axes[2], axes[0]);
     return 1;
 }
 
-int32_t zr_compose_light_matrix(light* light, vector3 axes[3], double angle)
+int32_t zr_compose_light_matrix(light* source, vector3 axes[3], double angle)
 {
     using namespace zr;
     matrix4 turn = {};
-    fill_rotation_matrix(&light->normal, angle, &turn);
+    fill_rotation_matrix(&source->normal, angle, &turn);
     for (int i = 0; i < 2; ++i) { axes[i] = transform_vector(turn, axes[i]); }
-    light->axis_u = axes[0];
-    light->axis_v = axes[1];
+    source->axis_u = axes[0];
+    source->axis_v = axes[1];
     return 1;
 }
 

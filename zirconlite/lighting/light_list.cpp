@@ -35,7 +35,7 @@ bool is_group(const light& l) { return l.type == LIGHT_GROUP; }
 
 } // namespace
 
-light* zr_create_light(const light* template_light, struct sun_sky* sun_sky)
+light* zr_create_light(const light* template_light, struct sun_sky* sky)
 {
     auto* made = template_light ? static_cast<light*>(zr_malloc(sizeof(light))) : nullptr;
     if (!made)
@@ -60,9 +60,9 @@ light* zr_create_light(const light* template_light, struct sun_sky* sun_sky)
         create_group(*made);
         return made;
     }
-    if (made->type == LIGHT_DAYLIGHT && sun_sky)
+    if (made->type == LIGHT_DAYLIGHT && sky)
     {
-        lt_daylight_create(made, sun_sky);
+        lt_daylight_create(made, sky);
         return made;
     }
     for (const creator_row& row : creators)
@@ -75,11 +75,11 @@ light* zr_create_light(const light* template_light, struct sun_sky* sun_sky)
     return made;
 }
 
-int32_t zr_insert_light_source(light** head, light* light, void*)
+int32_t zr_insert_light_source(light** head, light* source, void*)
 {
-    share_group_colors(*light);
-    if (light->type == LIGHT_PARALLEL) { update_parallel(*light); }
-    const double key = power(*light);
+    share_group_colors(*source);
+    if (source->type == LIGHT_PARALLEL) { update_parallel(*source); }
+    const double key = power(*source);
     struct light** place = head;
     if (*head && !(key > power(**head)))
     {
@@ -88,29 +88,29 @@ int32_t zr_insert_light_source(light** head, light* light, void*)
             if (power(**link) >= key) { place = &(*link)->next; }
         }
     }
-    light->next = *place;
-    *place = light;
+    source->next = *place;
+    *place = source;
     return 1;
 }
 
-int32_t zr_insert_light_source_ex(light** head, light* light, document* document)
+int32_t zr_insert_light_source_ex(light** head, light* source, document* doc)
 {
-    if (light->type == LIGHT_DAYLIGHT && document->sun_sky_flags != SUN_SKY_WINDOWS)
+    if (source->type == LIGHT_DAYLIGHT && doc->sun_sky_flags != SUN_SKY_WINDOWS)
     {
         zr::report_failure(
             ZR_ERROR_STATE, "a window light needs a document whose sky shines through windows");
         return -1;
     }
-    light->world_bounds = document->bounds;
-    zr_insert_light_source(head, light, nullptr);
-    if (head == &document->lights) { document->light_count += count_nodes(*light); }
+    source->world_bounds = doc->bounds;
+    zr_insert_light_source(head, source, nullptr);
+    if (head == &doc->lights) { doc->light_count += count_nodes(*source); }
     return 1;
 }
 
-int32_t zr_light_free(light* light)
+int32_t zr_light_free(light* source)
 {
-    if (light && !is_group(*light)) { zr_free_goniometry(light->goniometry); }
-    zr_free(light);
+    if (source && !is_group(*source)) { zr_free_goniometry(source->goniometry); }
+    zr_free(source);
     return 1;
 }
 
@@ -126,16 +126,16 @@ int32_t zr_lights_free_ex(light* first, int32_t with_children)
     return 1;
 }
 
-int32_t zr_lights_free(document* document, int32_t all)
+int32_t zr_lights_free(document* doc, int32_t all)
 {
-    document->light_count = 0;
-    light** link = &document->lights;
+    doc->light_count = 0;
+    light** link = &doc->lights;
     while (*link)
     {
         light* l = *link;
         if (!all && (l->flags & LIGHT_KEPT))
         {
-            document->light_count += count_nodes(*l);
+            doc->light_count += count_nodes(*l);
             link = &l->next;
             continue;
         }

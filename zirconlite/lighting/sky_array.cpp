@@ -37,14 +37,14 @@ void push(light_batch& batch, light** head);
 
 } // namespace
 
-int32_t zr_set_sky_array(document* document, int32_t azimuth_count, int32_t altitude_count)
+int32_t zr_set_sky_array(document* doc, int32_t azimuth_count, int32_t altitude_count)
 {
     const int64_t count = int64_t(azimuth_count) * altitude_count;
-    if (!document || azimuth_count < 1 || altitude_count < 1 || count > max_lights)
+    if (!doc || azimuth_count < 1 || altitude_count < 1 || count > max_lights)
     {
         return report_failure(ZR_ERROR_ARGUMENT, "a sky of %d by %d lights", azimuth_count, altitude_count);
     }
-    zr_set_sun_and_sky(document);
+    zr_set_sun_and_sky(doc);
     const double step_azimuth = two_pi / azimuth_count, step_altitude = half_pi / altitude_count;
     light_batch batch;
     for (int32_t a = 0; a < azimuth_count; ++a)
@@ -53,16 +53,16 @@ int32_t zr_set_sky_array(document* document, int32_t azimuth_count, int32_t alti
         {
             light* l = add(batch);
             if (!l) { return give_up(batch); }
-            fill_distant(*l, *document, (a + 0.5) * step_azimuth, (h + 0.5) * step_altitude,
-                document->sun_sky->sky_strength / double(count));
+            fill_distant(*l, *doc, (a + 0.5) * step_azimuth, (h + 0.5) * step_altitude,
+                doc->sun_sky->sky_strength / double(count));
         }
     }
-    push(batch, &document->lights);
-    document->light_count += batch.count;
+    push(batch, &doc->lights);
+    doc->light_count += batch.count;
     return 1;
 }
 
-int32_t lt_sky_create(light** head, const sun_sky* sun_sky)
+int32_t lt_sky_create(light** head, const sun_sky* sky)
 {
     light_batch batch;
     for (int column = 0; column < patch_columns; ++column)
@@ -71,7 +71,7 @@ int32_t lt_sky_create(light** head, const sun_sky* sun_sky)
         {
             light* l = add(batch);
             if (!l) { return give_up(batch); }
-            fill_patch(*l, -row * patch_step, column * patch_step, *sun_sky);
+            fill_patch(*l, -row * patch_step, column * patch_step, *sky);
         }
     }
     push(batch, head);

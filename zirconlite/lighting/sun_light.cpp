@@ -11,11 +11,11 @@
 namespace zr
 {
 
-bool init_sun_sky(document& document)
+bool init_sun_sky(document& doc)
 {
     auto* s = static_cast<sun_sky*>(zr_calloc(1, sizeof(sun_sky)));
     if (!s) { return false; }
-    document.sun_sky = s;
+    doc.sun_sky = s;
     s->sun_samples = 1;
     s->sun_jitter = 0.05f;
     s->sun_intensity = s->sky_intensity = 1.0f;
@@ -40,23 +40,23 @@ bool init_sun_sky(document& document)
     s->sky_light->sample = sample_sun_disc;
     s->sky_light->shadow_strength = 1.0;
     s->sky_light->sun_sky = s;
-    s->sky_light->owner_document = &document;
+    s->sky_light->owner_document = &doc;
     return true;
 }
 
-void end_sun_sky(document& document)
+void end_sun_sky(document& doc)
 {
-    if (current_sun_sky == document.sun_sky) { current_sun_sky = nullptr; }
-    zr_light_free(document.sun_sky->sky_light);
-    zr_free(document.sun_sky);
-    document.sun_sky = nullptr;
+    if (current_sun_sky == doc.sun_sky) { current_sun_sky = nullptr; }
+    zr_light_free(doc.sun_sky->sky_light);
+    zr_free(doc.sun_sky);
+    doc.sun_sky = nullptr;
 }
 
-void prepare_sun(document& document)
+void prepare_sun(document& doc)
 {
-    if (!document.sun_sky || !document.sun_sky_flags) { return; }
-    zr_set_sun_and_sky(&document);
-    update_windows(document);
+    if (!doc.sun_sky || !doc.sun_sky_flags) { return; }
+    zr_set_sun_and_sky(&doc);
+    update_windows(doc);
 }
 
 int32_t sample_sun_disc(const light* l, const vector3*, source_sample* samples, int32_t n)

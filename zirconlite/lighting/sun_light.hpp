@@ -16,15 +16,15 @@ extern const sun_sky* current_sun_sky;
 /// How far the day's colours, and the sky's brightness, apply at the sun's altitude: 1 by day, 0 by night.
 extern double twilight_color, twilight_sky;
 
-/// Readies sun, sky and window lights for a render of `document`; nothing where neither takes part. Before
+/// Readies sun, sky and window lights for a render of `doc`; nothing where neither takes part. Before
 /// the workers start.
-void prepare_sun(document& document);
+void prepare_sun(document& doc);
 
 /// What is free of zero in a document's `sun_sky`; makes its sky light. False when memory fails.
-bool init_sun_sky(document& document);
+bool init_sun_sky(document& doc);
 
 /// Frees them; the process's sun forgets the document.
-void end_sun_sky(document& document);
+void end_sun_sky(document& doc);
 
 /// A direction to a point of the sun's disc, as `light.sample` of LIGHT_SKY.
 int32_t sample_sun_disc(const light* l, const vector3* point, source_sample* samples, int32_t n);

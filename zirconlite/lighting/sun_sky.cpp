@@ -48,18 +48,18 @@ void set_sun_light(const sun_sky& s);
 
 } // namespace
 
-int32_t zr_set_sun_and_sky(document* document)
+int32_t zr_set_sun_and_sky(document* doc)
 {
-    if (!document || !document->sun_sky) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
-    sun_sky& s = *document->sun_sky;
+    if (!doc || !doc->sun_sky) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
+    sun_sky& s = *doc->sun_sky;
     current_sun_sky = &s;
     clamp_settings(s);
     set_angles(s);
     zr_sun_angles_to_vector(s.azimuth, s.altitude, s.north, &s.sun_direction);
     set_twilight(-s.sun_direction.z);
-    document->tone_exponent_factor = float(0.95 * twilight_sky + (1.0 - twilight_sky) * 1.1);
-    document->tone_scale_factor = 1.1f;
-    s.sun_strength = sun_strength(s, document->light_model == LIGHT_MODEL_EXACT);
+    doc->tone_exponent_factor = float(0.95 * twilight_sky + (1.0 - twilight_sky) * 1.1);
+    doc->tone_scale_factor = 1.1f;
+    s.sun_strength = sun_strength(s, doc->light_model == LIGHT_MODEL_EXACT);
     bool is_dark;
     s.sky_strength = sky_base(s, is_dark) * s.sky_intensity * twilight_sky;
     s.sky_axis = sky_axis(s);
@@ -68,11 +68,11 @@ int32_t zr_set_sun_and_sky(document* document)
     return 1;
 }
 
-int32_t zr_get_sky_ground_intensity(const vector3* direction, const sun_sky* sun_sky, double* result_out)
+int32_t zr_get_sky_ground_intensity(const vector3* direction, const sun_sky* sky, double* result_out)
 {
     *result_out = 0.0;
-    if (job.simple_colors || !sun_sky || sun_sky->sky_strength == 0.0) { return 0; }
-    *result_out = sky_luminance(*sun_sky, *direction);
+    if (job.simple_colors || !sky || sky->sky_strength == 0.0) { return 0; }
+    *result_out = sky_luminance(*sky, *direction);
     return 1;
 }
 

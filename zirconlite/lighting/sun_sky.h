@@ -104,18 +104,17 @@ ZR_API int32_t zr_solar_angles(double local_minutes, int32_t day, double time_zo
 
 /** Works out all results of the document's `sun_sky` and prepares the process's sun for this document. On the
  *  host's thread, before a render. Returns 1. */
-ZR_API int32_t zr_set_sun_and_sky(document* document);
+ZR_API int32_t zr_set_sun_and_sky(document* doc);
 
 /** Relative luminance of the sky in a unit direction toward it; the caller multiplies by `sky_strength` and
  *  `sky_color`. 1; 0, with the result 0, if there is no sky. Any thread. */
-ZR_API int32_t zr_get_sky_ground_intensity(
-    const vector3* direction, const sun_sky* sun_sky, double* result_out);
+ZR_API int32_t zr_get_sky_ground_intensity(const vector3* direction, const sun_sky* sky, double* result_out);
 
 /** @{ */
 /** Copies the settings out of, or into, a document. Storing also works out `sun_direction` from the direct
  * angles and takes those only with SUN_BY_ANGLES. Return 1. */
-ZR_API int32_t zr_get_sunsky_data(sun_sky_data* data_out, const sun_sky* sun_sky, const document* document);
-ZR_API int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sun_sky, document* document);
+ZR_API int32_t zr_get_sunsky_data(sun_sky_data* data_out, const sun_sky* sky, const document* doc);
+ZR_API int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sky, document* doc);
 /** @} */
 
 /** Direction of travel of the light of a sun at `azimuth` (from north, positive toward the east) and

@@ -111,11 +111,11 @@ int32_t zr_apply_mapping(apply_record* record)
     return 1;
 }
 
-int32_t zr_get_uv_from_vertices(const ray* ray, int32_t set, float uv_out[2])
+int32_t zr_get_uv_from_vertices(const ray* r, int32_t set, float uv_out[2])
 {
-    const scene_object* object = ray->hit_object;
+    const scene_object* object = r->hit_object;
     if (!object || !object->vft->get_vertex_uv) { return 0; }
-    const double weights[3] = { ray->element_coords[2], ray->element_coords[1], ray->element_coords[0] };
+    const double weights[3] = { r->element_coords[2], r->element_coords[1], r->element_coords[0] };
     return object->vft->get_vertex_uv(object, set, weights, uv_out);
 }
 

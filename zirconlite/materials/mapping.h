@@ -62,7 +62,7 @@ ZR_API int32_t zr_angular_sphere_map(const vector3* point, const vector3* normal
 
 /** The coordinates of set 0 or 1 at the ray's hit, from the vertices of the object hit. 0 where there is no
  * object, or none with such coordinates; else 1. Any thread. */
-ZR_API int32_t zr_get_uv_from_vertices(const ray* ray, int32_t set, float uv_out[2]);
+ZR_API int32_t zr_get_uv_from_vertices(const ray* r, int32_t set, float uv_out[2]);
 
 ZR_EXTERN_C_END
 

@@ -76,30 +76,30 @@ material* dupe_material(const material* source)
     return nullptr;
 }
 
-int32_t free_material(material* material)
+int32_t free_material(material* m)
 {
-    if (!material) { return 0; }
-    zr_free(material->surface);
-    zr_free(material->name);
-    zr_free(material->library);
-    if (is_complex(*material))
+    if (!m) { return 0; }
+    zr_free(m->surface);
+    zr_free(m->name);
+    zr_free(m->library);
+    if (is_complex(*m))
     {
-        for (auto* child : as_complex(*material).children) { free_material(child); }
-        zr::release_mask(as_complex(*material).params.mask);
+        for (auto* child : as_complex(*m).children) { free_material(child); }
+        zr::release_mask(as_complex(*m).params.mask);
     }
     else
     {
-        free_bumps(as_simple(*material).bumps);
-        free_image_list(as_simple(*material).images);
+        free_bumps(as_simple(*m).bumps);
+        free_image_list(as_simple(*m).images);
     }
-    zr_free(material);
+    zr_free(m);
     return 1;
 }
 
-int32_t zr_update_material_weights(material* material)
+int32_t zr_update_material_weights(material* look)
 {
-    if (!material || is_complex(*material)) { return 0; }
-    simple_material& m = as_simple(*material);
+    if (!look || is_complex(*look)) { return 0; }
+    simple_material& m = as_simple(*look);
     m.opacity = share(m.opacity);
     m.diffuse_share = share(m.diffuse_share);
     m.translucent_share = share(m.translucent_share);

@@ -124,10 +124,10 @@ typedef struct child_context child_context; /**< what one of the two children is
 typedef struct complex_material complex_material;
 /** Share of the first child at `point`; with a null point the kind's neutral value. */
 typedef double (*blend_function)(
-    const complex_material* material, struct ray* ray, const vector3* point, child_context* children);
+    const complex_material* material, struct ray* r, const vector3* point, child_context* children);
 /** Fills the contexts of both children before they are evaluated, such as the shift of a tile's colour. */
 typedef void (*prepare_function)(
-    const complex_material* material, struct ray* ray, const vector3* point, child_context* children);
+    const complex_material* material, struct ray* r, const vector3* point, child_context* children);
 
 /** Two children and the function that says how much of the first shows at each point. */
 struct complex_material
@@ -180,11 +180,11 @@ ZR_API material* new_complex_material(void);
 ZR_API material* dupe_material(const material* source);
 
 /** Frees a material with all that it owns. 0 for NULL, else 1. */
-ZR_API int32_t free_material(material* material);
+ZR_API int32_t free_material(material* m);
 
 /** Works out `diffuse`, `reflect`, `transparent`, `translucent` and the complements from `opacity`,
  *  `diffuse_share` and `translucent_share`, each clamped to 0 to 1. Returns 1; 0 for a complex material. */
-ZR_API int32_t zr_update_material_weights(material* material);
+ZR_API int32_t zr_update_material_weights(material* m);
 
 /** A default material of that display colour: `color` = min(c, 0.99) ^ 2.2, with its surface. */
 ZR_API material* zr_build_fake_material_ex(const float rgb[3]);
@@ -194,9 +194,9 @@ ZR_API material* zr_build_fake_material(void);
 ZR_API material* zr_build_matte_material(const float rgb[3]);
 
 /** Adds a material of the host to the document's list under `name`; the document owns it from then on and
- *  resolves its surface. Gives the present entry, and frees `material`, when the name is taken already. NULL
+ *  resolves its surface. Gives the present entry, and frees `m`, when the name is taken already. NULL
  *  when memory fails. */
-ZR_API material_entry* zr_add_material(document* document, const char16_t* name, material* material);
+ZR_API material_entry* zr_add_material(document* doc, const char16_t* name, material* m);
 
 /** A material read by `name` from the library file `library`, with both texts copied into it and no surface.
  * The caller frees it. NULL when the library cannot give it. `uncached` keeps its pictures out of the shared
@@ -209,10 +209,10 @@ ZR_API material* zr_load_material_from_library(const char16_t* name, const char1
 
 /** Looks for the entry of `name` in `library`, else makes one. Its `material` is NULL when the library cannot
  *  give it, and stays so. NULL when memory fails. */
-ZR_API material_entry* zr_load_material(document* document, const char16_t* name, const char16_t* library);
+ZR_API material_entry* zr_load_material(document* doc, const char16_t* name, const char16_t* library);
 
-ZR_API int32_t zr_free_material_list(document* document);   /**< returns 1 */
-ZR_API int32_t zr_free_plant_materials(document* document); /**< returns 1 */
+ZR_API int32_t zr_free_material_list(document* doc);   /**< returns 1 */
+ZR_API int32_t zr_free_plant_materials(document* doc); /**< returns 1 */
 
 /** Raises three floats in place to the power 2.2. */
 ZR_API void zr_degamma_color(float rgb[3]);

@@ -19,33 +19,33 @@ void free_entries(material_entry*& list);
 
 } // namespace
 
-material_entry* zr_add_material(document* document, const char16_t* name, material* material)
+material_entry* zr_add_material(document* doc, const char16_t* name, material* m)
 {
-    if (!document || !name || !material)
+    if (!doc || !name || !m)
     {
         zr::report_failure(ZR_ERROR_ARGUMENT, "a document, a name and a material are needed");
         return nullptr;
     }
-    if (material_entry* present = find_entry(*document, name, host_library))
+    if (material_entry* present = find_entry(*doc, name, host_library))
     {
-        if (present->material != material) { free_material(material); }
+        if (present->material != m) { free_material(m); }
         return present;
     }
-    if (!zr::resolve_neutral_surface(*material)) { return nullptr; }
-    material_entry* entry = push_entry(*document, name, host_library);
-    if (entry) { entry->material = material; }
+    if (!zr::resolve_neutral_surface(*m)) { return nullptr; }
+    material_entry* entry = push_entry(*doc, name, host_library);
+    if (entry) { entry->material = m; }
     return entry;
 }
 
-material_entry* zr_load_material(document* document, const char16_t* name, const char16_t* library)
+material_entry* zr_load_material(document* doc, const char16_t* name, const char16_t* library)
 {
-    if (!document || !name || !library)
+    if (!doc || !name || !library)
     {
         zr::report_failure(ZR_ERROR_ARGUMENT, "a document, a name and a library are needed");
         return nullptr;
     }
-    if (material_entry* present = find_entry(*document, name, library)) { return present; }
-    material_entry* entry = push_entry(*document, name, library);
+    if (material_entry* present = find_entry(*doc, name, library)) { return present; }
+    material_entry* entry = push_entry(*doc, name, library);
     if (!entry) { return nullptr; }
     entry->material = zr_load_material_from_library(name, library);
     return entry;
@@ -78,15 +78,15 @@ material* zr_load_material_from_library(const char16_t* name, const char16_t* li
     return nullptr;
 }
 
-int32_t zr_free_material_list(document* document)
+int32_t zr_free_material_list(document* doc)
 {
-    free_entries(document->materials);
+    free_entries(doc->materials);
     return 1;
 }
 
-int32_t zr_free_plant_materials(document* document)
+int32_t zr_free_plant_materials(document* doc)
 {
-    free_entries(document->plant_materials);
+    free_entries(doc->plant_materials);
     return 1;
 }
 

@@ -46,12 +46,12 @@ typedef struct surface
 
 /** The defaults: `diffuse` 1, the other weights 0, `color` and the transmission colours 0, `reflect_color`,
  *  `filter`, `highlight_color` and `ior` 1, all else 0. */
-ZR_API void zr_void_surface(surface* surface);
+ZR_API void zr_void_surface(surface* s);
 
-/** Works out the surface of `material` at the ray's hit. With a ray it writes the ray's `facing_normal`,
+/** Works out the surface of `m` at the ray's hit. With a ray it writes the ray's `facing_normal`,
  *  `shading_normal` and `material_id`; with none it gives the material's neutral surface. Always returns 1:
  *  a null material gives the void surface. Any thread. */
-ZR_API int32_t zr_resolve_surface(const material* material, ray* ray, surface* surface);
+ZR_API int32_t zr_resolve_surface(const material* m, ray* r, surface* s);
 
 ZR_EXTERN_C_END
 

@@ -97,35 +97,32 @@ void neutral_surface(const material& m, surface& out)
 
 using namespace zr;
 
-void zr_void_surface(surface* surface)
+void zr_void_surface(surface* s)
 {
-    *surface = {};
-    surface->diffuse = 1.0f;
-    surface->ior = 1.0f;
-    for (int i = 0; i < 3; ++i)
-    {
-        surface->reflect_color[i] = surface->filter[i] = surface->highlight_color[i] = 1.0f;
-    }
+    *s = {};
+    s->diffuse = 1.0f;
+    s->ior = 1.0f;
+    for (int i = 0; i < 3; ++i) { s->reflect_color[i] = s->filter[i] = s->highlight_color[i] = 1.0f; }
 }
 
-int32_t zr_resolve_surface(const material* material, ray* ray, surface* surface)
+int32_t zr_resolve_surface(const material* m, ray* r, surface* s)
 {
     vector3 normal = { 0, 0, 1 };
     evaluation_points points = {};
-    if (ray)
+    if (r)
     {
-        normal = facing_normal(*ray);
-        ray->facing_normal = normal;
-        points = mapped_points(material, *ray, normal);
-        ray->uv = points.uvw;
+        normal = facing_normal(*r);
+        r->facing_normal = normal;
+        points = mapped_points(m, *r, normal);
+        r->uv = points.uvw;
     }
-    evaluate_material(material, ray, normal, 0, nullptr, *surface, points);
-    if (ray)
+    evaluate_material(m, r, normal, 0, nullptr, *s, points);
+    if (r)
     {
-        if (ray->hit_object) { apply_properties(*ray, *surface, normal); }
-        ray->shading_normal = normal;
+        if (r->hit_object) { apply_properties(*r, *s, normal); }
+        r->shading_normal = normal;
     }
-    if (job.simple_colors) { to_simple_mode(*surface); }
+    if (job.simple_colors) { to_simple_mode(*s); }
     return 1;
 }
 

@@ -21,19 +21,19 @@ property_node* new_property(mesh_build& build, int32_t kind);
 
 } // namespace
 
-int32_t zr_init_mesh_build(document* document, mesh_build* build)
+int32_t zr_init_mesh_build(document* doc, mesh_build* build)
 {
     *build = {};
-    object_group& group = document->scene_objects;
+    object_group& group = doc->scene_objects;
     build->object_list_head = &group.first;
     build->objects = group.memory;
     build->object_count = &group.totals[OBJECT_GROUP_COUNT];
-    build->bounds = &document->bounds;
+    build->bounds = &doc->bounds;
     build->total_area = &group.area_sum;
     return 1;
 }
 
-int32_t zr_create_mesh(document* document, mesh_build* build)
+int32_t zr_create_mesh(document* doc, mesh_build* build)
 {
     const mesh_geometry* geometry = build->geometry;
     if (!geometry || geometry->vertex_count < 1)
@@ -42,15 +42,15 @@ int32_t zr_create_mesh(document* document, mesh_build* build)
         return 0;
     }
     if (!check_geometry(*geometry)) { return 0; }
-    const bool takes_part = document->mode == MODE_RADIOSITY && build->descriptor &&
+    const bool takes_part = doc->mode == MODE_RADIOSITY && build->descriptor &&
                             !(build->descriptor->flags & OBJECT_NOT_RADIOSITY);
-    return takes_part && radiosity_mesh_builder ? radiosity_mesh_builder(document, *build)
-                                                : build_y_mesh(document, *build);
+    return takes_part && radiosity_mesh_builder ? radiosity_mesh_builder(doc, *build)
+                                                : build_y_mesh(doc, *build);
 }
 
-int32_t zr_display_objects(document* document, triangle_callback callback, void* extra)
+int32_t zr_display_objects(document* doc, triangle_callback callback, void* extra)
 {
-    for (scene_object* list : { document->scene_objects.first, document->radiosity_objects.first })
+    for (scene_object* list : { doc->scene_objects.first, doc->radiosity_objects.first })
     {
         for (scene_object* object = list; object; object = object->next)
         {

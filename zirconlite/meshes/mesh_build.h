@@ -81,13 +81,13 @@ typedef struct mesh_build
 } mesh_build;
 
 /** Fills `build` with the document's own lists, arena, bounds and totals, zero elsewhere. Returns 1. */
-ZR_API int32_t zr_init_mesh_build(document* document, mesh_build* build);
+ZR_API int32_t zr_init_mesh_build(document* doc, mesh_build* build);
 
 /** Builds a mesh and enters its faces in the document: in MODE_RADIOSITY, and without OBJECT_NOT_RADIOSITY,
  * as one that takes part in radiosity. Returns 1; 0 when the mesh has no vertices, an index or coordinate is
  * out of range or not finite, or memory fails (see zr_last_error). Indices and coordinates are checked before
  * anything is built; after a failure of memory the faces made so far stay. */
-ZR_API int32_t zr_create_mesh(document* document, mesh_build* build);
+ZR_API int32_t zr_create_mesh(document* doc, mesh_build* build);
 
 ZR_EXTERN_C_END
 

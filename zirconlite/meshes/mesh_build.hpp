@@ -14,11 +14,11 @@ bool apply_descriptor(mesh_build& build, scene_object* head);
 bool check_geometry(const mesh_geometry& geometry);
 
 /// Builds the mesh as y_mesh faces.
-bool build_y_mesh(document* document, mesh_build& build);
+bool build_y_mesh(document* doc, mesh_build& build);
 
 /// Builds the mesh as one that takes part in radiosity; false, reported, when it cannot. The radiosity solver
 /// sets it; while it is null such meshes are built as y_mesh faces.
-using mesh_builder = bool (*)(document* document, mesh_build& build);
+using mesh_builder = bool (*)(document* doc, mesh_build& build);
 extern mesh_builder radiosity_mesh_builder;
 
 } // namespace zr

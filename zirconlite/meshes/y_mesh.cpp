@@ -79,7 +79,7 @@ void free_vtx_table(vertex_entry* vtx_table, int32_t count)
 namespace zr
 {
 
-bool build_y_mesh(document* document, mesh_build& build)
+bool build_y_mesh(document* doc, mesh_build& build)
 {
     if (!check_build(build)) { return false; }
     // Faces and the mesh's own head begin alike, so the operations of the table work on both.
@@ -100,7 +100,7 @@ bool build_y_mesh(document* document, mesh_build& build)
         }
         if (build.descriptor->smooth_cosine == -1.0)
         {
-            build.descriptor->smooth_cosine = document->default_smooth_cosine;
+            build.descriptor->smooth_cosine = doc->default_smooth_cosine;
         }
     }
     vertex_entry* table = done ? new_vertex_table(build) : nullptr;
@@ -109,7 +109,7 @@ bool build_y_mesh(document* document, mesh_build& build)
         const uint32_t parts = (build.geometry->corner_uv[0] ? uint32_t(Y_FACE_UV_0) : 0u) |
                                (build.geometry->corner_uv[1] ? uint32_t(Y_FACE_UV_1) : 0u) |
                                (build.build_flags & MESH_FACE_TABLE ? uint32_t(Y_FACE_EXTENDED) : 0u);
-        mesh_work work = { document, build, table, &head->head, attributes, face_table, parts };
+        mesh_work work = { doc, build, table, &head->head, attributes, face_table, parts };
         done = add_polygons(work);
         free_vtx_table(table, build.geometry->vertex_count);
     }

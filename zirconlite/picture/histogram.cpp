@@ -138,11 +138,11 @@ int32_t zr_modify_histogram(render_view* view)
     return 1;
 }
 
-int32_t zr_free_histogram(histogram* histogram)
+int32_t zr_free_histogram(histogram* h)
 {
-    if (!histogram) { return 1; }
-    zr_free(histogram->samples);
-    zr_free(histogram);
+    if (!h) { return 1; }
+    zr_free(h->samples);
+    zr_free(h);
     return 1;
 }
 

@@ -19,18 +19,18 @@ size_t slots(const image_buffer& buffer);
 
 } // namespace
 
-image_buffer* new_image_buffer(const document* document, int32_t width, int32_t height)
+image_buffer* new_image_buffer(const document* doc, int32_t width, int32_t height)
 {
-    if (!document) { return nullptr; }
+    if (!doc) { return nullptr; }
     uint32_t planes = 0;
-    if (document->environment_flags & ENVIRONMENT_ALPHA) { planes |= PLANE_ALPHA; }
+    if (doc->environment_flags & ENVIRONMENT_ALPHA) { planes |= PLANE_ALPHA; }
     // Below quality 3 a pixel has no single hit of its own to take a depth or an object from.
-    if (document->quality >= 3)
+    if (doc->quality >= 3)
     {
-        if (document->render_flags & RENDER_OBJECT_IDS) { planes |= PLANE_OBJECT_ID; }
-        if (document->render_flags & RENDER_DEPTH_PLANE) { planes |= PLANE_DEPTH; }
+        if (doc->render_flags & RENDER_OBJECT_IDS) { planes |= PLANE_OBJECT_ID; }
+        if (doc->render_flags & RENDER_DEPTH_PLANE) { planes |= PLANE_DEPTH; }
     }
-    return new_buffer(width, height, document->mode == MODE_SIMPLE ? PIXEL_SIMPLE : PIXEL_RADIANCE, planes);
+    return new_buffer(width, height, doc->mode == MODE_SIMPLE ? PIXEL_SIMPLE : PIXEL_RADIANCE, planes);
 }
 
 image_buffer* zr_new_image_buffer(int32_t width, int32_t height, int32_t pixel_format)

@@ -101,7 +101,7 @@ typedef struct pixel_pointers
 
 /** A zeroed buffer with the format and planes that the document asks for; NULL when memory fails or the size
  *  is not from 1 to IMAGE_MAX_SIDE. */
-ZR_API image_buffer* new_image_buffer(const document* document, int32_t width, int32_t height);
+ZR_API image_buffer* new_image_buffer(const document* doc, int32_t width, int32_t height);
 /** A buffer without planes; simple format when `pixel_format` is 1. */
 ZR_API image_buffer* zr_new_image_buffer(int32_t width, int32_t height, int32_t pixel_format);
 ZR_API int32_t zr_destroy_image_buffer(image_buffer* buffer); /**< returns 1; NULL is fine */

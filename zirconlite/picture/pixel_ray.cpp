@@ -24,8 +24,8 @@ bool perspective_ray(const render_view& view, const double p[2], ray& r);
 void aim_at(ray& r, const vector3& point);
 double plane_x(const render_view& view, double x);
 double plane_y(const render_view& view, double y);
-bool uses_lens(const document& document, const render_view& view);
-void apply_lens(const document& document, const render_view& view, ray& r);
+bool uses_lens(const document& doc, const render_view& view);
+void apply_lens(const document& doc, const render_view& view, ray& r);
 double near_distance(const render_view& view, const vector3& direction);
 bool is_panorama(int32_t projection);
 
@@ -35,31 +35,31 @@ bool is_panorama(int32_t projection);
 
 using namespace zr;
 
-int32_t make_ray(const document* document, render_view* view, const double position[2], ray* ray)
+int32_t make_ray(const document* doc, render_view* view, const double position[2], ray* r)
 {
-    if (!aim(*view, position, *ray)) { return 0; }
-    if (uses_lens(*document, *view)) { apply_lens(*document, *view, *ray); }
-    ray->inv_direction = ray_reciprocal(ray->direction);
-    ray->pixel_size[0] = view->pixel_width;
-    ray->pixel_size[1] = view->pixel_height;
-    ray->t_min = near_distance(*view, ray->direction);
+    if (!aim(*view, position, *r)) { return 0; }
+    if (uses_lens(*doc, *view)) { apply_lens(*doc, *view, *r); }
+    r->inv_direction = ray_reciprocal(r->direction);
+    r->pixel_size[0] = view->pixel_width;
+    r->pixel_size[1] = view->pixel_height;
+    r->t_min = near_distance(*view, r->direction);
     return 1;
 }
 
-void clip_ray(const render_view* view, ray* ray)
+void clip_ray(const render_view* view, ray* r)
 {
     for (int32_t i = 0; i < view->clip_plane_count; ++i)
     {
         const view_clip_plane& plane = view->clip_planes[i];
         const vector3 n = { plane.a, plane.b, plane.c };
-        const double dn = dot(n, ray->direction), on = dot(n, ray->origin);
+        const double dn = dot(n, r->direction), on = dot(n, r->origin);
         if (std::fabs(dn) >= geometry_zero)
         {
             const double t = -(on + plane.d) / dn;
-            if (dn <= 0.0) { ray->t_max = std::fmin(ray->t_max, t); }
-            else { ray->t_min = std::fmax(ray->t_min, t); }
+            if (dn <= 0.0) { r->t_max = std::fmin(r->t_max, t); }
+            else { r->t_min = std::fmax(r->t_min, t); }
         }
-        else if (plane.d < -on) { ray->t_max = 0.0; }
+        else if (plane.d < -on) { r->t_max = 0.0; }
     }
 }
 
@@ -219,20 +219,20 @@ double plane_x(const render_view& view, double x) { return view.pixel_width * x 
 
 double plane_y(const render_view& view, double y) { return view.pixel_height * y - view.image_height / 2.0; }
 
-bool uses_lens(const document& document, const render_view& view)
+bool uses_lens(const document& doc, const render_view& view)
 {
-    return (document.render_flags & RENDER_DEPTH_OF_FIELD) && !(document.render_flags & RENDER_FAST) &&
-           document.quality > 2 && (view.projection == PROJECTION_PERSPECTIVE || projection_state.two_point);
+    return (doc.render_flags & RENDER_DEPTH_OF_FIELD) && !(doc.render_flags & RENDER_FAST) &&
+           doc.quality > 2 && (view.projection == PROJECTION_PERSPECTIVE || projection_state.two_point);
 }
 
 /// Moves the origin over the lens; what lies in the focus stays where it is.
-void apply_lens(const document& document, const render_view& view, ray& r)
+void apply_lens(const document& doc, const render_view& view, ray& r)
 {
     constexpr double spread = 0.002; // the stratum spans half of -1 to 1, and lenses are in mm
-    const vector3 focus = r.origin + r.direction * document.focus_distance;
+    const vector3 focus = r.origin + r.direction * doc.focus_distance;
     vector3 u, v;
     zr_make_axes(&r.direction, &u, &v, 1e-4);
-    const double radius = view.lens_length / document.lens_f_stop * spread;
+    const double radius = view.lens_length / doc.lens_f_stop * spread;
     r.origin += radius * r.stratum[0] * u + radius * r.stratum[1] * v;
     r.direction = focus - r.origin;
     r.raw_length = length(r.direction);

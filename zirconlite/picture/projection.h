@@ -20,9 +20,9 @@ ZR_API int32_t zr_init_projection(render_view* view);
 
 /** The ray through `position` (pixels, x from the left, y from the bottom, may be fractional). Reads the
  *  ray's `stratum`. 1; 0 outside a light probe's circle. Any thread. */
-ZR_API int32_t make_ray(const document* document, render_view* view, const double position[2], ray* ray);
+ZR_API int32_t make_ray(const document* doc, render_view* view, const double position[2], ray* r);
 /** Narrows `t_min` and `t_max` by the view's clip planes. */
-ZR_API void clip_ray(const render_view* view, ray* ray);
+ZR_API void clip_ray(const render_view* view, ray* r);
 
 /** Direction of a light-probe pixel; `azimuth` and `altitude` may be NULL. 1; 0 outside the circle. */
 ZR_API int32_t zr_hdri_pixels_to_vector(

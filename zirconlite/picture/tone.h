@@ -71,12 +71,12 @@ ZR_API double zr_gain(double x, double a);
 ZR_API int32_t zr_get_raytrace_tone_op(render_view* view, image_buffer* image);
 /** The work of the above; `clear` zeroes each sampled slot and the slot to its right. */
 ZR_API int32_t measure_image(
-    document* document, render_view* view, image_buffer* image, int32_t width, int32_t height, int32_t clear);
+    document* doc, render_view* view, image_buffer* image, int32_t width, int32_t height, int32_t clear);
 /** Measures by shooting probe rays over the window; returns the luminance, which `brightness` has lowered; of
  * a locked exposure that in force. No render may run. */
-ZR_API double zr_get_world_log_avg_luminance(document* document, render_view* view);
+ZR_API double zr_get_world_log_avg_luminance(document* doc, render_view* view);
 /** The same over the picture, with the job's ray limits; stores the results in the view. Returns 1. */
-ZR_API int32_t zr_set_rt_world_log_avg_luminance(document* document, render_view* view);
+ZR_API int32_t zr_set_rt_world_log_avg_luminance(document* doc, render_view* view);
 /** @{ */
 /** Work out the four tone values from the two luminances. Return 1. */
 ZR_API int32_t zr_set_raytrace_tone_operator(render_view* view);
@@ -92,18 +92,18 @@ ZR_API int32_t histogram_add_sample(render_view* view, float value);
 ZR_API int32_t finish_histogram(render_view* view, double luminance);
 /** Rebuilds the curve after a change of brightness or contrast. 0 with no histogram, else 1. */
 ZR_API int32_t zr_modify_histogram(render_view* view);
-ZR_API int32_t zr_free_histogram(histogram* histogram); /**< returns 1; NULL is fine */
+ZR_API int32_t zr_free_histogram(histogram* h); /**< returns 1; NULL is fine */
 
 /** The work of the exposure dialog's Apply: takes brightness, contrast, method and gain of the view into
  *  force on a picture that is rendered. Returns 1; 0 before the preprocess pass of a render. */
-ZR_API int32_t apply_exposure(document* document, render_view* view);
+ZR_API int32_t apply_exposure(document* doc, render_view* view);
 
 /** Has the user change the exposure of `view` by the host's dialog (zr_dialogs). Cancelled, or with no
  * dialog, the exposure is as it was. With `from_preview` not 0 the values also go to `preview_view`, whose
  * luminance is measured anew; it may be NULL otherwise. On the host's thread. Returns 1; 0 when cancelled and
  * while a render of the document runs. */
 ZR_API int32_t zr_adjust_exposure(
-    zr_handle parent, document* document, int32_t from_preview, render_view* view, render_view* preview_view);
+    zr_handle parent, document* doc, int32_t from_preview, render_view* view, render_view* preview_view);
 
 /** @{ */
 /** The gamma of the simple mode, set and returned, for the whole process; below 1 counts as 1. Set while no

@@ -93,9 +93,9 @@ int32_t zr_get_raytrace_tone_op_from_world_lum(render_view* view)
     return zr_set_raytrace_tone_operator(view);
 }
 
-int32_t apply_exposure(document* document, render_view* view)
+int32_t apply_exposure(document* doc, render_view* view)
 {
-    if (!document || !view || !(document->render_state & RENDER_STATE_PREPROCESSED)) { return 0; }
+    if (!doc || !view || !(doc->render_state & RENDER_STATE_PREPROCESSED)) { return 0; }
     zr_modify_histogram(view);
     view->world_luminance =
         view->measured_luminance > 0.0

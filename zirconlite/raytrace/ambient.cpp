@@ -26,24 +26,24 @@ struct rgb
     double c[3];
 };
 
-rgb total_flux(const document& document);
-rgb mean_reflectance(const document& document);
-double sky_factor(const document& document);
+rgb total_flux(const document& doc);
+rgb mean_reflectance(const document& doc);
+double sky_factor(const document& doc);
 void desaturate(float c[3], double p);
 
 } // namespace
 
-void prepare_ambient(const document& document)
+void prepare_ambient(const document& doc)
 {
     for (float& c : job.ambient_color) { c = 0.0f; }
-    const rgb flux = total_flux(document);
+    const rgb flux = total_flux(doc);
     if (flux.c[0] == 0.0 && flux.c[1] == 0.0 && flux.c[2] == 0.0) { return; }
-    const rgb reflectance = document.mode == MODE_RAYTRACE ? mean_reflectance(document) : rgb{};
+    const rgb reflectance = doc.mode == MODE_RAYTRACE ? mean_reflectance(doc) : rgb{};
     const bool exact = is_exact();
-    const double sky = exact ? 1.0 : sky_factor(document);
+    const double sky = exact ? 1.0 : sky_factor(doc);
     for (int i = 0; i < 3; ++i)
     {
-        const double e = document.scene_area > geometry_zero ? flux.c[i] / document.scene_area : 0.0;
+        const double e = doc.scene_area > geometry_zero ? flux.c[i] / doc.scene_area : 0.0;
         const double rho = reflectance.c[i];
         // The fast model adds the first light to the reflected one, the exact model has it from the lights.
         job.ambient_color[i] = float(e / (1.0 - rho) * (exact ? rho : sky));
@@ -54,10 +54,10 @@ void prepare_ambient(const document& document)
 namespace
 {
 
-rgb total_flux(const document& document)
+rgb total_flux(const document& doc)
 {
     rgb sum = {};
-    for (const light* l = first_leaf(document.lights); l; l = next_leaf(const_cast<light*>(l)))
+    for (const light* l = first_leaf(doc.lights); l; l = next_leaf(const_cast<light*>(l)))
     {
         if (l->type == LIGHT_SKY_PATCH) { continue; }
         const bool parallel = l->type == LIGHT_PARALLEL;
@@ -80,13 +80,13 @@ rgb total_flux(const document& document)
 /// Mean of `color` x `diffuse` over all objects that have an area. The surface that a material keeps was
 /// resolved in the colours of the mode that was in force then, so each is resolved anew; neighbours in the
 /// list mostly share theirs.
-rgb mean_reflectance(const document& document)
+rgb mean_reflectance(const document& doc)
 {
     rgb sum = {};
     double area = 0.0;
     const material* resolved = nullptr;
     surface neutral = {};
-    for (scene_object* list : { document.scene_objects.first, document.radiosity_objects.first })
+    for (scene_object* list : { doc.scene_objects.first, doc.radiosity_objects.first })
     {
         for (const scene_object* object = list; object; object = object->next)
         {
@@ -107,14 +107,11 @@ rgb mean_reflectance(const document& document)
     return sum;
 }
 
-double sky_factor(const document& document)
+double sky_factor(const document& doc)
 {
-    const uint32_t sun = document.sun_sky_flags;
-    if (sun == SUN_SKY_SUN || (sun & SUN_SKY_EXTERIOR))
-    {
-        return document.sky_scale * fast_shortcuts.sky_share;
-    }
-    return document.sky_scale * document.sky_scale;
+    const uint32_t sun = doc.sun_sky_flags;
+    if (sun == SUN_SKY_SUN || (sun & SUN_SKY_EXTERIOR)) { return doc.sky_scale * fast_shortcuts.sky_share; }
+    return doc.sky_scale * doc.sky_scale;
 }
 
 /// Pales a colour by the exponent `p` and keeps its luminance.

@@ -9,6 +9,6 @@ namespace zr
 
 /// Works out the job's ambient colour from the lights, the area and the mean reflectance of the scene. On one
 /// thread, before workers start.
-void prepare_ambient(const document& document);
+void prepare_ambient(const document& doc);
 
 } // namespace zr

@@ -22,25 +22,24 @@ constexpr double reflected_sun = 0.0159154943092; // 1 / (20 pi): sunlight that 
 
 void place_on_disc(const ray& r, light_candidate& c, int32_t i);
 void place_by_stratum(const ray& r, light_candidate& c, int32_t i);
-bool is_soft(const document& document);
+bool is_soft(const document& doc);
 void add_potential(const surface& s, double w, const float color[3], light_candidate& c);
 void add_sun_highlight(const surface& s, const vector3* mirror, const sun_sky& sky, light_candidate& c);
 double sun_exponent(double highlight);
 void add_even_sky(
-    const document& document, const surface& s, const ray& r, const sun_sky& sky, light_candidate& c);
+    const document& doc, const surface& s, const ray& r, const sun_sky& sky, light_candidate& c);
 
 } // namespace
 
-bool daylight_takes_part(const document& document)
+bool daylight_takes_part(const document& doc)
 {
-    return (document.sun_sky_flags & SUN_SKY_SUN_MASK) && current_sun_sky &&
-           current_sun_sky == document.sun_sky;
+    return (doc.sun_sky_flags & SUN_SKY_SUN_MASK) && current_sun_sky && current_sun_sky == doc.sun_sky;
 }
 
-void place_sun_sample(const document& document, const ray& r, light_candidate& c, int32_t i)
+void place_sun_sample(const document& doc, const ray& r, light_candidate& c, int32_t i)
 {
     c.sample.u = c.sample.v = 0.5;
-    if (is_soft(document))
+    if (is_soft(doc))
     {
         if (is_exact()) { place_on_disc(r, c, i); }
         else { place_by_stratum(r, c, i); }
@@ -49,14 +48,14 @@ void place_sun_sample(const document& document, const ray& r, light_candidate& c
 }
 
 void measure_sun(
-    const document& document, const surface& s, const ray& r, const vector3* mirror, light_candidate& c)
+    const document& doc, const surface& s, const ray& r, const vector3* mirror, light_candidate& c)
 {
     const sun_sky& sky = *current_sun_sky;
     c.source = &sun_light;
-    c.samples = is_soft(document) ? sun_light.shadow_samples : 1;
+    c.samples = is_soft(doc) ? sun_light.shadow_samples : 1;
     c.sample.flags = SAMPLE_SKIPPED;
     for (int i = 0; i < 3; ++i) { c.potential[i] = c.ambient_color[i] = 0.0f; }
-    place_sun_sample(document, r, c, 0);
+    place_sun_sample(doc, r, c, 0);
     if (sky.sun_strength != 0.0)
     {
         const double cosine = dot(sky.sun_direction, r.shading_normal);
@@ -71,7 +70,7 @@ void measure_sun(
             add_potential(s, s.translucent * sky.sun_strength * cosine * inverse_pi, sky.sun_color, c);
         }
     }
-    add_even_sky(document, s, r, sky, c);
+    add_even_sky(doc, s, r, sky, c);
     c.luminance = float(luminance(c.potential));
     c.ambient_luminance = float(luminance(c.ambient_color));
 }
@@ -101,7 +100,7 @@ void place_by_stratum(const ray& r, light_candidate& c, int32_t i)
     c.sample.v = clamp_to_unit((first ? (r.stratum[1] + 1.0) / 2.0 : r.stratum[1] + 0.5) + j[1]);
 }
 
-bool is_soft(const document& document) { return soft_shadows(document) && sun_light.disc_size != 0.0f; }
+bool is_soft(const document& doc) { return soft_shadows(doc) && sun_light.disc_size != 0.0f; }
 
 void add_potential(const surface& s, double w, const float color[3], light_candidate& c)
 {
@@ -128,10 +127,9 @@ double sun_exponent(double highlight)
 }
 
 /// Sky light without a shadow test: the fast model's stand-in for rays over the sky.
-void add_even_sky(
-    const document& document, const surface& s, const ray& r, const sun_sky& sky, light_candidate& c)
+void add_even_sky(const document& doc, const surface& s, const ray& r, const sun_sky& sky, light_candidate& c)
 {
-    const uint32_t mode = document.sun_sky_flags;
+    const uint32_t mode = doc.sun_sky_flags;
     const bool direct = mode & SUN_SKY_DIRECT_SKY;
     const bool night = sky.sun_strength == 0.0 && sky.sky_strength == 0.0;
     if (is_exact() || night || !(direct || !(mode & SUN_SKY_INDIRECT))) { return; }
@@ -150,7 +148,7 @@ void add_even_sky(
         a += std::fabs(dot(sky.sun_direction, r.shading_normal)) * 0.5 * d +
              (1.0 - std::fabs(r.shading_normal.z)) * d;
     }
-    a *= document.sky_scale;
+    a *= doc.sky_scale;
     for (int i = 0; i < 3; ++i) { c.ambient_color[i] = float(sky.sky_color[i] * a * s.color[i]); }
 }
 

@@ -8,14 +8,14 @@ namespace zr
 {
 
 /// Whether sun or sky reach the surfaces of the document.
-bool daylight_takes_part(const document& document);
+bool daylight_takes_part(const document& doc);
 
 /// Places shadow ray `i` of the sun on its disc and fills the sample.
-void place_sun_sample(const document& document, const ray& r, light_candidate& c, int32_t i);
+void place_sun_sample(const document& doc, const ray& r, light_candidate& c, int32_t i);
 
 /// Fills the record of the sun for a hit: what it could give, and the sky light that comes with it. `mirror`
 /// is null where no highlight shows.
 void measure_sun(
-    const document& document, const surface& s, const ray& r, const vector3* mirror, light_candidate& c);
+    const document& doc, const surface& s, const ray& r, const vector3* mirror, light_candidate& c);
 
 } // namespace zr

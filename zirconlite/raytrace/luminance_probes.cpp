@@ -34,8 +34,8 @@ struct measurement
 };
 
 bool is_locked(const render_view& view);
-measurement measure(document& document, render_view& view, const probe_plan& plan);
-measurement shoot_probes(document& document, render_view& view, const probe_plan& plan);
+measurement measure(document& doc, render_view& view, const probe_plan& plan);
+measurement shoot_probes(document& doc, render_view& view, const probe_plan& plan);
 ray make_probe(const probe_plan& plan);
 double probe_luminance(const ray& r, float& largest);
 double adapted(const measurement& m, double brightness);
@@ -46,23 +46,23 @@ double adapted(const measurement& m, double brightness);
 
 using namespace zr;
 
-double zr_get_world_log_avg_luminance(document* document, render_view* view)
+double zr_get_world_log_avg_luminance(document* doc, render_view* view)
 {
     if (is_locked(*view)) { return view->world_luminance; }
     const bool shallow = view->tone_method == TONE_HISTOGRAM;
     const probe_plan plan = { view->window_width, view->window_height, probe_step, shallow ? 1 : 0,
         shallow ? 2 : 0, RAY_PROBE, centre_cell, nullptr };
-    view->world_luminance = adapted(measure(*document, *view, plan), view->brightness);
+    view->world_luminance = adapted(measure(*doc, *view, plan), view->brightness);
     return view->world_luminance;
 }
 
-int32_t zr_set_rt_world_log_avg_luminance(document* document, render_view* view)
+int32_t zr_set_rt_world_log_avg_luminance(document* doc, render_view* view)
 {
     if (is_locked(*view)) { return 1; }
-    if (!prepare_thread_lights(*document, 1)) { return 0; }
-    const probe_plan plan = { view->width, view->height, 0.0, document->reflect_limit,
-        document->refract_limit, 0, 0, environment_background };
-    const measurement m = measure(*document, *view, plan);
+    if (!prepare_thread_lights(*doc, 1)) { return 0; }
+    const probe_plan plan = { view->width, view->height, 0.0, doc->reflect_limit, doc->refract_limit, 0, 0,
+        environment_background };
+    const measurement m = measure(*doc, *view, plan);
     view->world_luminance = adapted(m, view->brightness);
     view->measured_luminance = adapted(m, 0.0);
     return 1;
@@ -80,21 +80,21 @@ bool is_locked(const render_view& view)
 }
 
 /// Shoots the plan's probes with the document's flags and per-thread tables set for it.
-measurement measure(document& document, render_view& view, const probe_plan& plan)
+measurement measure(document& doc, render_view& view, const probe_plan& plan)
 {
-    const uint32_t flags = document.render_flags;
-    document.render_flags = 0;
+    const uint32_t flags = doc.render_flags;
+    doc.render_flags = 0;
     fill_random_tables();
     const int32_t size[2] = { plan.width, plan.height };
     make_histogram(&view, size);
-    const measurement m = shoot_probes(document, view, plan);
+    const measurement m = shoot_probes(doc, view, plan);
     if (m.count > 0) { finish_histogram(&view, std::pow(10.0, m.log_sum / m.count)); }
-    document.render_flags = flags;
+    doc.render_flags = flags;
     view.view_flags |= VIEW_TONE_VALID;
     return m;
 }
 
-measurement shoot_probes(document& document, render_view& view, const probe_plan& plan)
+measurement shoot_probes(document& doc, render_view& view, const probe_plan& plan)
 {
     measurement m = {};
     for (double y = 0.5; y < plan.height - plan.margin; y += probe_step)
@@ -103,7 +103,7 @@ measurement shoot_probes(document& document, render_view& view, const probe_plan
         {
             ray r = make_probe(plan);
             const double position[2] = { x, y };
-            trace_primary(document, view, r, 0, position, plan.sample_index, plan.background);
+            trace_primary(doc, view, r, 0, position, plan.sample_index, plan.background);
             float largest;
             const double l = probe_luminance(r, largest);
             if (l > 0.0)

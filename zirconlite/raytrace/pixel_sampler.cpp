@@ -142,13 +142,13 @@ void sample_centre(pixel_work& work, const node_shape& shape, aa_node& node);
 void shoot(pixel_work& work, int32_t cell, const double offset[2]);
 sample_values values_of(const ray& r);
 float soften(double c);
-bool may_refine(const document& document, const node_shape& shape);
+bool may_refine(const document& doc, const node_shape& shape);
 bool is_sky_uncertain(const aa_node& root);
 bool corners_differ(const pixel_work& work, const aa_node& node, int corner);
-const void* identity(const document& document, uint32_t number);
-bool lacks_sharp_edges(const document& document, uint32_t number);
-bool is_noisy(const document& document, uint32_t number);
-scene_object* object_of(const document& document, uint32_t number);
+const void* identity(const document& doc, uint32_t number);
+bool lacks_sharp_edges(const document& doc, uint32_t number);
+bool is_noisy(const document& doc, uint32_t number);
+scene_object* object_of(const document& doc, uint32_t number);
 void shown_color(const pixel_request& q, const sample_values& v, float rgb[3]);
 sample_values resolve_node(const thread_aa_store& store, int number);
 sample_values mean(const sample_values* const v[], int count);
@@ -355,13 +355,10 @@ float soften(double c)
     return float(c > soft_knee ? soft_knee + std::pow(c - soft_knee, 0.95) : c);
 }
 
-bool may_refine(const document& document, const node_shape& shape)
+bool may_refine(const document& doc, const node_shape& shape)
 {
-    if (document.render_flags & (RENDER_FAST | RENDER_NO_SUBDIVISION) || document.quality < 2)
-    {
-        return false;
-    }
-    return job.aa_threshold == 0.0 || !(shape.level == 1 && document.quality == 2);
+    if (doc.render_flags & (RENDER_FAST | RENDER_NO_SUBDIVISION) || doc.quality < 2) { return false; }
+    return job.aa_threshold == 0.0 || !(shape.level == 1 && doc.quality == 2);
 }
 
 /// Whether the first samples of a pixel leave its sky light uncertain. Refinement by what the samples saw
@@ -400,30 +397,30 @@ bool corners_differ(const pixel_work& work, const aa_node& node, int corner)
     return false;
 }
 
-const void* identity(const document& document, uint32_t number)
+const void* identity(const document& doc, uint32_t number)
 {
-    scene_object* object = object_of(document, number);
+    scene_object* object = object_of(doc, number);
     return object && object->vft->get_identity ? object->vft->get_identity(object) : nullptr;
 }
 
 /// Plants and noisy bumps change from sample to sample by nature; more difference is let pass there.
-bool lacks_sharp_edges(const document& document, uint32_t number)
+bool lacks_sharp_edges(const document& doc, uint32_t number)
 {
     if (number == empty_cell) { return true; }
-    scene_object* object = object_of(document, number);
+    scene_object* object = object_of(doc, number);
     return object && !(object->vft->sharp_edges && object->vft->sharp_edges(object));
 }
 
-bool is_noisy(const document& document, uint32_t number)
+bool is_noisy(const document& doc, uint32_t number)
 {
     if (number == empty_cell) { return true; }
-    scene_object* object = object_of(document, number);
+    scene_object* object = object_of(doc, number);
     return object && has_noisy_bump(object->vft->get_material(object));
 }
 
-scene_object* object_of(const document& document, uint32_t number)
+scene_object* object_of(const document& doc, uint32_t number)
 {
-    return number == 0 || number == empty_cell ? nullptr : document.object_table[number];
+    return number == 0 || number == empty_cell ? nullptr : doc.object_table[number];
 }
 
 void shown_color(const pixel_request& q, const sample_values& v, float rgb[3])

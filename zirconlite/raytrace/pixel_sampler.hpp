@@ -85,12 +85,12 @@ void clear_line_store(int32_t width, int32_t thread);
 
 /// Shoots one primary ray through `position` (pixels). `r` brings limits and counters, and takes the results.
 /// Whether something was hit; nothing, and all results 0, outside the projection.
-bool trace_primary(document& document, render_view& view, ray& r, int32_t thread, const double position[2],
+bool trace_primary(document& doc, render_view& view, ray& r, int32_t thread, const double position[2],
     int32_t sample_index, background_function background);
 
 /// Makes the ray through `position` with the offset `stratum` on the lens, -0.5 to 0.5 in each axis. `r`
 /// brings limits and counters. False outside the projection.
-bool aim_primary(document& document, render_view& view, ray& r, int32_t thread, const double position[2],
+bool aim_primary(document& doc, render_view& view, ray& r, int32_t thread, const double position[2],
     const double stratum[2]);
 
 /// Samples a whole pixel.

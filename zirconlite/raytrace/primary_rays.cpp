@@ -23,26 +23,26 @@ void set_footprint(const render_view& view, ray& r);
 
 } // namespace
 
-bool aim_primary(document& document, render_view& view, ray& r, int32_t thread, const double position[2],
+bool aim_primary(document& doc, render_view& view, ray& r, int32_t thread, const double position[2],
     const double stratum[2])
 {
     start_primary(r, thread, position, 0);
     r.stratum[0] = stratum[0];
     r.stratum[1] = stratum[1];
-    if (!make_ray(&document, &view, position, &r)) { return false; }
+    if (!make_ray(&doc, &view, position, &r)) { return false; }
     set_footprint(view, r);
     clip_ray(&view, &r);
     r.view = &view;
-    r.document = &document;
+    r.document = &doc;
     return true;
 }
 
-bool trace_primary(document& document, render_view& view, ray& r, int32_t thread, const double position[2],
+bool trace_primary(document& doc, render_view& view, ray& r, int32_t thread, const double position[2],
     int32_t sample_index, background_function background)
 {
     start_primary(r, thread, position, sample_index);
     if (!background || background == measured_background) { r.flags |= RAY_PREPROCESS; }
-    if (!make_ray(&document, &view, position, &r))
+    if (!make_ray(&doc, &view, position, &r))
     {
         for (int i = 0; i < 3; ++i)
         {
@@ -54,8 +54,8 @@ bool trace_primary(document& document, render_view& view, ray& r, int32_t thread
     set_footprint(view, r);
     clip_ray(&view, &r);
     r.view = &view;
-    r.document = &document;
-    return trace_ray(document, r, background);
+    r.document = &doc;
+    return trace_ray(doc, r, background);
 }
 
 float source_ratio_of(const ray& r)

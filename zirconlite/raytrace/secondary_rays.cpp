@@ -31,27 +31,25 @@ struct spreading
     uint32_t* counter; ///< null none
 };
 
-double mirror_share(const document& document, const surface& s);
-bool mirror_weight(const document& document, const surface& s, const ray& r, double mirrored, double share,
-    double weight[3]);
+double mirror_share(const document& doc, const surface& s);
+bool mirror_weight(
+    const document& doc, const surface& s, const ray& r, double mirrored, double share, double weight[3]);
 double mirror_sharpness(const surface& s, double fresnel);
 double passing_amount(const surface& s, bool thin, double mirrored);
 double passage(const surface& s, bool thin, int channel);
-bool may_spread(const document& document, const ray& r, uint32_t off_flag, uint32_t surface_off);
+bool may_spread(const document& doc, const ray& r, uint32_t off_flag, uint32_t surface_off);
 void set_samples(const ray& r, int32_t wanted, spreading& how);
-void trace_children(
-    document& document, ray& r, ray& child, const spreading& how, background_function background);
-void trace_spread(
-    document& document, ray& r, ray& child, const spreading& how, background_function background);
-void trace_one(document& document, ray& r, ray& child, const spreading& how, background_function background);
+void trace_children(document& doc, ray& r, ray& child, const spreading& how, background_function background);
+void trace_spread(document& doc, ray& r, ray& child, const spreading& how, background_function background);
+void trace_one(document& doc, ray& r, ray& child, const spreading& how, background_function background);
 void count(uint32_t* counter);
-void exit_exact(document& document, const surface& s, ray& r, background_function background);
+void exit_exact(document& doc, const surface& s, ray& r, background_function background);
 double branch_share(const ray& r);
-void exit_fast(document& document, const surface& s, ray& r, background_function background);
-void trace_leaving(document& document, const surface& s, ray& r, const vector3& direction, double share,
+void exit_fast(document& doc, const surface& s, ray& r, background_function background);
+void trace_leaving(document& doc, const surface& s, ray& r, const vector3& direction, double share,
     background_function background);
-void trace_staying(document& document, ray& r, const vector3& direction, const double share[3],
-    background_function background);
+void trace_staying(
+    document& doc, ray& r, const vector3& direction, const double share[3], background_function background);
 ray make_child(const ray& parent, const vector3& direction, double t_min);
 
 } // namespace
@@ -79,32 +77,32 @@ double shadow_reflectance(const surface& s, bool thin, double c)
     return thin ? pane_reflectance(c, s.ior) : fresnel_reflectance(c, s.ior);
 }
 
-void reflect_ray(document& document, const surface& s, ray& r, double d, double mirrored,
-    const vector3* mirror, background_function background)
+void reflect_ray(document& doc, const surface& s, ray& r, double d, double mirrored, const vector3* mirror,
+    background_function background)
 {
     if ((s.flags & SURFACE_NO_MIRROR) || r.reflect_depth >= r.reflect_limit) { return; }
-    const double share = mirror_share(document, s);
+    const double share = mirror_share(doc, s);
     double weight[3];
-    if (!mirror_weight(document, s, r, mirrored, share, weight)) { return; }
+    if (!mirror_weight(doc, s, r, mirrored, share, weight)) { return; }
     const vector3 direction = mirror ? *mirror : r.direction + 2.0 * d * r.shading_normal;
-    ray child = make_child(r, direction, document.epsilon * 10.0);
+    ray child = make_child(r, direction, doc.epsilon * 10.0);
     child.kind = RAY_REFLECTED;
     ++child.reflect_depth;
     for (int i = 0; i < 3; ++i) { child.weight[i] = weight[i]; }
     if (is_exact() && branch_share(child) < min_branch) { return; }
 
-    const bool spreads = may_spread(document, r, RENDER_SHARP_REFLECTION, s.flags & SURFACE_SHARP_REFLECTION);
+    const bool spreads = may_spread(doc, r, RENDER_SHARP_REFLECTION, s.flags & SURFACE_SHARP_REFLECTION);
     spreading how;
     how.spread = spreads ? (1.0 - mirror_sharpness(s, s.transparent * mirrored)) * 2.0 : 0.0;
-    set_samples(r, document.gloss_samples, how);
+    set_samples(r, doc.gloss_samples, how);
     how.amplitude = job.gloss_jitter_amplitude;
     how.path_share = share;
     how.counter = r.counters ? &r.counters->reflection_rays : nullptr;
-    trace_children(document, r, child, how, background);
+    trace_children(doc, r, child, how, background);
 }
 
 void transmit_ray(
-    document& document, const surface& s, ray& r, double d, double mirrored, background_function background)
+    document& doc, const surface& s, ray& r, double d, double mirrored, background_function background)
 {
     if (r.refract_depth >= r.refract_limit || s.transparent == 0.0f) { return; }
     const bool thin = is_thin(r.hit_object, s);
@@ -115,51 +113,50 @@ void transmit_ray(
         const double ior = s.ior > 0.0f ? s.ior : 1.0;
         refract(r.direction, r.shading_normal, 1.0 / ior, d, direction);
     }
-    ray child = make_child(r, direction, document.epsilon * 10.0);
+    ray child = make_child(r, direction, doc.epsilon * 10.0);
     for (int i = 0; i < 3; ++i) { child.weight[i] = passage(s, thin, i) * amount * r.weight[i]; }
     if (!(s.flags & SURFACE_PASS_THROUGH)) { child.kind = RAY_TRANSMITTED; }
     ++child.refract_depth;
     ++child.inside_count;
     if (!thin) { child.flags |= RAY_INSIDE; }
 
-    const bool spreads =
-        may_spread(document, r, RENDER_SHARP_TRANSMISSION, s.flags & SURFACE_SHARP_TRANSMISSION);
+    const bool spreads = may_spread(doc, r, RENDER_SHARP_TRANSMISSION, s.flags & SURFACE_SHARP_TRANSMISSION);
     const double sharpness = s.transparent / (double(s.transparent) + s.translucent) * 0.2 + 0.8;
     spreading how;
     how.spread = spreads ? 1.0 - sharpness : 0.0;
-    set_samples(r, document.translucency_samples, how);
+    set_samples(r, doc.translucency_samples, how);
     how.amplitude = job.translucency_jitter_amplitude;
     how.path_share = amount;
     how.counter = r.counters ? &r.counters->transmission_rays : nullptr;
-    trace_children(document, r, child, how, background);
+    trace_children(doc, r, child, how, background);
     if (child.kind == RAY_PRIMARY) { r.alpha = child.alpha * s.transparent; }
 }
 
-void exit_ray(document& document, const surface& s, ray& r, background_function background)
+void exit_ray(document& doc, const surface& s, ray& r, background_function background)
 {
     if (s.transparent == 0.0f) { return; }
-    if (is_exact()) { exit_exact(document, s, r, background); }
-    else { exit_fast(document, s, r, background); }
+    if (is_exact()) { exit_exact(doc, s, r, background); }
+    else { exit_fast(doc, s, r, background); }
 }
 
 namespace
 {
 
 /// The share that is mirrored beside what the highlight shows of it.
-double mirror_share(const document& document, const surface& s)
+double mirror_share(const document& doc, const surface& s)
 {
     if (is_exact() || s.highlight == 0.0f) { return s.reflect; }
-    return document.quality >= 3 ? (s.reflect - 0.05) * 1.05263 : (s.reflect - 0.1) * 1.111;
+    return doc.quality >= 3 ? (s.reflect - 0.05) * 1.05263 : (s.reflect - 0.1) * 1.111;
 }
 
 /// Weight of the mirrored child. False when it is too small to send a ray.
 bool mirror_weight(
-    const document& document, const surface& s, const ray& r, double mirrored, double share, double weight[3])
+    const document& doc, const surface& s, const ray& r, double mirrored, double share, double weight[3])
 {
     const double fresnel = s.transparent * mirrored;
     double total = share + fresnel;
     if (total < min_share) { return false; }
-    if (document.mode == MODE_SIMPLE && fresnel == 0.0) { total = std::pow(share, 1.5); }
+    if (doc.mode == MODE_SIMPLE && fresnel == 0.0) { total = std::pow(share, 1.5); }
     for (int i = 0; i < 3; ++i)
     {
         if (is_exact()) { weight[i] = (s.reflect_color[i] * share + fresnel) * r.weight[i]; }
@@ -195,9 +192,9 @@ double passage(const surface& s, bool thin, int channel)
     return thin ? tint : std::sqrt(tint);
 }
 
-bool may_spread(const document& document, const ray& r, uint32_t off_flag, uint32_t surface_off)
+bool may_spread(const document& doc, const ray& r, uint32_t off_flag, uint32_t surface_off)
 {
-    return !(document.render_flags & off_flag) && r.sample_index != pixel_centre && document.quality >= 3 &&
+    return !(doc.render_flags & off_flag) && r.sample_index != pixel_centre && doc.quality >= 3 &&
            !surface_off;
 }
 
@@ -210,16 +207,14 @@ void set_samples(const ray& r, int32_t wanted, spreading& how)
     how.first = was_split ? r.reflect_depth + r.refract_depth : 0;
 }
 
-void trace_children(
-    document& document, ray& r, ray& child, const spreading& how, background_function background)
+void trace_children(document& doc, ray& r, ray& child, const spreading& how, background_function background)
 {
-    if (how.spread > 0.0) { trace_spread(document, r, child, how, background); }
-    else { trace_one(document, r, child, how, background); }
+    if (how.spread > 0.0) { trace_spread(doc, r, child, how, background); }
+    else { trace_one(doc, r, child, how, background); }
 }
 
 /// Several rays round the child's direction, each with its share of the weight. Their sum goes to `r`.
-void trace_spread(
-    document& document, ray& r, ray& child, const spreading& how, background_function background)
+void trace_spread(document& doc, ray& r, ray& child, const spreading& how, background_function background)
 {
     for (double& w : child.weight) { w /= how.samples; }
     if (child.split_rays == 0) { child.split_rays = how.samples; }
@@ -239,7 +234,7 @@ void trace_spread(
         const double a = (j[0] + r.stratum[0]) * how.spread, b = (j[1] + r.stratum[1]) * how.spread;
         child.direction = normalized(axis + a * u + b * v);
         child.inv_direction = ray_reciprocal(child.direction);
-        trace_ray(document, child, background);
+        trace_ray(doc, child, background);
         if (i == 0) { r.path_length += child.hit_t * how.path_share; }
         count(how.counter);
         add_ray_results(child, sum);
@@ -248,9 +243,9 @@ void trace_spread(
     add_ray_results(sum, r);
 }
 
-void trace_one(document& document, ray& r, ray& child, const spreading& how, background_function background)
+void trace_one(document& doc, ray& r, ray& child, const spreading& how, background_function background)
 {
-    trace_ray(document, child, background);
+    trace_ray(doc, child, background);
     r.path_length += child.hit_t * how.path_share;
     count(how.counter);
     add_ray_results(child, r);
@@ -261,12 +256,12 @@ void count(uint32_t* counter)
     if (counter) { ++*counter; }
 }
 
-void exit_exact(document& document, const surface& s, ray& r, background_function background)
+void exit_exact(document& doc, const surface& s, ray& r, background_function background)
 {
     // A ray at its limit leaves unbent: the solid shows what is behind it, and no light is lost.
     if (r.refract_depth >= r.refract_limit || r.reflect_depth >= r.refract_limit)
     {
-        trace_leaving(document, s, r, r.direction, 1.0, background);
+        trace_leaving(doc, s, r, r.direction, 1.0, background);
         return;
     }
     const double c = std::fmin(std::fmax(-dot(r.direction, r.shading_normal), 0.0), 1.0);
@@ -278,11 +273,11 @@ void exit_exact(document& document, const surface& s, ray& r, background_functio
     {
         mirrored = fresnel_reflectance(c, 1.0 / ior);
         if (mirrored * branch_share(r) < min_branch) { mirrored = 0.0; }
-        trace_leaving(document, s, r, direction, 1.0 - mirrored, background);
+        trace_leaving(doc, s, r, direction, 1.0 - mirrored, background);
     }
     if (mirrored == 0.0) { return; }
     const double share[3] = { mirrored, mirrored, mirrored };
-    trace_staying(document, r, r.direction + 2.0 * c * r.shading_normal, share, background);
+    trace_staying(doc, r, r.direction + 2.0 * c * r.shading_normal, share, background);
 }
 
 /// Part of the pixel's light that a branch brings, all rays of its blurred hit together.
@@ -292,14 +287,14 @@ double branch_share(const ray& r)
     return r.split_rays > 1 ? largest * r.split_rays : largest;
 }
 
-void exit_fast(document& document, const surface& s, ray& r, background_function background)
+void exit_fast(document& doc, const surface& s, ray& r, background_function background)
 {
     if (r.refract_depth >= r.refract_limit || r.reflect_depth >= r.refract_limit) { return; }
     const double c = -dot(r.direction, r.shading_normal);
     vector3 direction;
     if (refract(r.direction, r.shading_normal, s.ior, c, direction))
     {
-        trace_leaving(document, s, r, direction, 1.0, background);
+        trace_leaving(doc, s, r, direction, 1.0, background);
         return;
     }
     double share[3];
@@ -307,14 +302,14 @@ void exit_fast(document& document, const surface& s, ray& r, background_function
     {
         share[i] = std::sqrt(double(s.transparent_color[i])) * std::sqrt(double(s.transparent));
     }
-    trace_staying(document, r, direction, share, background);
+    trace_staying(doc, r, direction, share, background);
 }
 
 /// The ray that leaves a solid through its surface with `share` of the light.
-void trace_leaving(document& document, const surface& s, ray& r, const vector3& direction, double share,
+void trace_leaving(document& doc, const surface& s, ray& r, const vector3& direction, double share,
     background_function background)
 {
-    ray child = make_child(r, direction, document.epsilon);
+    ray child = make_child(r, direction, doc.epsilon);
     for (int i = 0; i < 3; ++i)
     {
         child.weight[i] = std::sqrt(double(s.transparent_color[i])) * std::sqrt(double(s.transparent)) *
@@ -322,20 +317,20 @@ void trace_leaving(document& document, const surface& s, ray& r, const vector3& 
     }
     child.inside_count = r.inside_count - 1;
     child.flags &= ~uint32_t(RAY_INSIDE);
-    trace_ray(document, child, background);
+    trace_ray(doc, child, background);
     if (r.counters) { ++r.counters->transmission_rays; }
     add_ray_results(child, r);
 }
 
 /// The ray that is thrown back into the solid with `share` of the light.
-void trace_staying(document& document, ray& r, const vector3& direction, const double share[3],
-    background_function background)
+void trace_staying(
+    document& doc, ray& r, const vector3& direction, const double share[3], background_function background)
 {
-    ray child = make_child(r, direction, document.epsilon);
+    ray child = make_child(r, direction, doc.epsilon);
     for (int i = 0; i < 3; ++i) { child.weight[i] = share[i] * r.weight[i]; }
     child.inside_count = r.inside_count - 1;
     ++child.reflect_depth;
-    trace_ray(document, child, background);
+    trace_ray(doc, child, background);
     if (r.counters) { ++r.counters->transmission_rays; }
     add_ray_results(child, r);
 }

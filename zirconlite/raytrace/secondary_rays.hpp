@@ -21,14 +21,14 @@ bool is_thin(const scene_object* object, const surface& s);
 
 /// Traces the mirrored ray, or several glossy ones. `mirrored` is the reflectance of the transparent part;
 /// `mirror` replaces the mirror direction where given.
-void reflect_ray(document& document, const surface& s, ray& r, double d, double mirrored,
-    const vector3* mirror, background_function background);
+void reflect_ray(document& doc, const surface& s, ray& r, double d, double mirrored, const vector3* mirror,
+    background_function background);
 
 /// Traces the ray that enters or passes the surface, or several spread ones.
 void transmit_ray(
-    document& document, const surface& s, ray& r, double d, double mirrored, background_function background);
+    document& doc, const surface& s, ray& r, double d, double mirrored, background_function background);
 
 /// Traces the ray that leaves a solid from within, and in the exact light model the one that stays.
-void exit_ray(document& document, const surface& s, ray& r, background_function background);
+void exit_ray(document& doc, const surface& s, ray& r, background_function background);
 
 } // namespace zr

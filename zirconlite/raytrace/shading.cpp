@@ -14,10 +14,10 @@ namespace
 {
 
 void shade_inside(
-    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background);
+    document& doc, surface& s, ray& r, const vector3& mirror, double d, background_function background);
 void shade_outside(
-    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background);
-void add_emission(const document& document, const surface& s, ray& r);
+    document& doc, surface& s, ray& r, const vector3& mirror, double d, background_function background);
+void add_emission(const document& doc, const surface& s, ray& r);
 
 } // namespace
 
@@ -52,33 +52,33 @@ void add_ray_results(const ray& child, ray& parent)
     parent.sky_variance += child.sky_variance;
 }
 
-bool trace_ray(document& document, ray& r, background_function background)
+bool trace_ray(document& doc, ray& r, background_function background)
 {
     r.hit_object = nullptr;
     r.hit_element = 0;
-    ground_test(document, r);
-    if (find_nearest_hit(document, r)) { r.hit_ground = 0; }
+    ground_test(doc, r);
+    if (find_nearest_hit(doc, r)) { r.hit_ground = 0; }
     else if (!r.hit_ground)
     {
         r.path_length = r.hit_t;
-        if (background) { background(document, r); }
+        if (background) { background(doc, r); }
         return false;
     }
     r.map_point = r.hit_point;
     surface s;
     r.hit_object->vft->get_surface(r.hit_object, &r, &s);
-    shade(document, s, r, background);
+    shade(doc, s, r, background);
     return true;
 }
 
-void shade(document& document, surface& s, ray& r, background_function background)
+void shade(document& doc, surface& s, ray& r, background_function background)
 {
     if (r.counters) { ++r.counters->shaded_points; }
     for (double& c : r.radiance) { c = 0.0; }
     const double d = std::fabs(dot(r.direction, r.shading_normal));
     const vector3 mirror = r.direction + 2.0 * d * r.shading_normal;
-    if (r.flags & RAY_INSIDE) { shade_inside(document, s, r, mirror, d, background); }
-    else { shade_outside(document, s, r, mirror, d, background); }
+    if (r.flags & RAY_INSIDE) { shade_inside(doc, s, r, mirror, d, background); }
+    else { shade_outside(doc, s, r, mirror, d, background); }
 }
 
 size_t shading_stack_bytes(int32_t reflect_limit, int32_t refract_limit)
@@ -92,7 +92,7 @@ namespace
 {
 
 void shade_inside(
-    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background)
+    document& doc, surface& s, ray& r, const vector3& mirror, double d, background_function background)
 {
     if (s.attenuation != 0.0f && s.transparent != 0.0f)
     {
@@ -103,28 +103,28 @@ void shade_inside(
     if (s.translucent + s.diffuse > 0.2f || reflects)
     {
         s.highlight = 0.0f;
-        add_direct_light(document, s, r, nullptr);
+        add_direct_light(doc, s, r, nullptr);
     }
-    add_emission(document, s, r);
+    add_emission(doc, s, r);
     if (reflects)
     {
         const vector3 direction = normalized(mirror);
-        reflect_ray(document, s, r, d, 0.0, s.highlight > 1.0f ? &direction : nullptr, background);
+        reflect_ray(doc, s, r, d, 0.0, s.highlight > 1.0f ? &direction : nullptr, background);
     }
-    exit_ray(document, s, r, background);
+    exit_ray(doc, s, r, background);
 }
 
 void shade_outside(
-    document& document, surface& s, ray& r, const vector3& mirror, double d, background_function background)
+    document& doc, surface& s, ray& r, const vector3& mirror, double d, background_function background)
 {
-    add_direct_light(document, s, r, s.highlight > 1.0f ? &mirror : nullptr);
-    add_emission(document, s, r);
+    add_direct_light(doc, s, r, s.highlight > 1.0f ? &mirror : nullptr);
+    add_emission(doc, s, r);
     const double mirrored = entering_reflectance(s, r, d);
-    transmit_ray(document, s, r, d, mirrored, background);
-    reflect_ray(document, s, r, d, mirrored, nullptr, background);
+    transmit_ray(doc, s, r, d, mirrored, background);
+    reflect_ray(doc, s, r, d, mirrored, nullptr, background);
     r.path_length += r.hit_t;
-    haze(document, r);
-    if (document.mode != MODE_SIMPLE) { return; }
+    haze(doc, r);
+    if (doc.mode != MODE_SIMPLE) { return; }
     for (int i = 0; i < 3; ++i)
     {
         r.simple_color[i] = std::fmin(std::fmax(r.simple_color[i], 0.0f), 1.0f);
@@ -132,14 +132,14 @@ void shade_outside(
     }
 }
 
-void add_emission(const document& document, const surface& s, ray& r)
+void add_emission(const document& doc, const surface& s, ray& r)
 {
     float light[3];
     emission(r.hit_object, s, light);
     for (int i = 0; i < 3; ++i)
     {
         const double seen = light[i] * r.weight[i];
-        if (document.mode == MODE_SIMPLE) { r.simple_color[i] += float(seen); }
+        if (doc.mode == MODE_SIMPLE) { r.simple_color[i] += float(seen); }
         else { r.radiance[i] += seen; }
     }
 }

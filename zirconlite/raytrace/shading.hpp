@@ -20,10 +20,10 @@ void add_ray_results(const ray& child, ray& parent);
 
 /// Traces and shades one ray; `background`, which may be null, is called where it leaves the scene. Whether
 /// something was hit.
-bool trace_ray(document& document, ray& r, background_function background);
+bool trace_ray(document& doc, ray& r, background_function background);
 
 /// Light leaving the hit along the ray, added to the ray's results.
-void shade(document& document, surface& s, ray& r, background_function background);
+void shade(document& doc, surface& s, ray& r, background_function background);
 
 /// Stack that a worker needs for rays of these limits, bytes.
 size_t shading_stack_bytes(int32_t reflect_limit, int32_t refract_limit);

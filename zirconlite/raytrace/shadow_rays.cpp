@@ -50,7 +50,7 @@ struct shadow_walk
 };
 
 bool blocked_by_cached(const light* source, ray& r, scene_object*& blocker);
-bool follow(document& document, const light* source, ray& r);
+bool follow(document& doc, const light* source, ray& r);
 bool visit(void* context, ray& r);
 bool is_skipped(const scene_object* object, const ray& r, const light* source);
 bool hides_its_light(const scene_object* object, const light* source);
@@ -59,8 +59,8 @@ void insert(shadow_walk& walk, const pane& p);
 bool lies_before(const pane& a, const pane& b);
 pane pane_at_hit(const ray& r);
 bool filter_panes(shadow_walk& walk, ray& r);
-bool is_one_point(const document& document, const pane& a, const pane& b);
-bool filter(const document& document, const light* source, ray& r);
+bool is_one_point(const document& doc, const pane& a, const pane& b);
+bool filter(const document& doc, const light* source, ray& r);
 void surface_at_hit(ray& r, surface& s);
 void block(const light* source, ray& r);
 bool differs_sideways(const ray& r);
@@ -79,18 +79,18 @@ bool group_contains(const light* node, const light* source)
     return false;
 }
 
-bool cast_shadow_ray(document& document, const light& source, const source_sample& sample,
-    shadow_cache_entry* cache, ray& shadow)
+bool cast_shadow_ray(
+    document& doc, const light& source, const source_sample& sample, shadow_cache_entry* cache, ray& shadow)
 {
     shadow.direction = sample.direction;
     shadow.inv_direction = ray_reciprocal(shadow.direction);
-    shadow.t_max = sample.distance - 10.0 * document.epsilon;
+    shadow.t_max = sample.distance - 10.0 * doc.epsilon;
     shadow.shadow_light = &source;
     shadow.shadow_cache = cache;
-    return shadow_test(document, source.type == LIGHT_SKY ? nullptr : &source, shadow);
+    return shadow_test(doc, source.type == LIGHT_SKY ? nullptr : &source, shadow);
 }
 
-bool shadow_test(document& document, const light* source, ray& r)
+bool shadow_test(document& doc, const light* source, ray& r)
 {
     if (source && source->shadow_strength == 0.0) { return false; }
     scene_object** blocker = nullptr;
@@ -106,14 +106,14 @@ bool shadow_test(document& document, const light* source, ray& r)
     r.parent = nullptr;
     r.hit_t = ZR_FAR;
     r.hit_object = nullptr;
-    if (ground_test(document, r))
+    if (ground_test(doc, r))
     {
-        if (filter(document, source, r)) { return true; }
+        if (filter(doc, source, r)) { return true; }
         r.hit_ground = 0;
         r.hit_t = ZR_FAR;
         r.hit_object = nullptr;
     }
-    const bool blocked = follow(document, source, r);
+    const bool blocked = follow(doc, source, r);
     if (blocker) { *blocker = blocked ? r.hit_object : nullptr; }
     return blocked;
 }
@@ -137,14 +137,14 @@ bool blocked_by_cached(const light* source, ray& r, scene_object*& blocker)
     return true;
 }
 
-bool follow(document& document, const light* source, ray& r)
+bool follow(document& doc, const light* source, ray& r)
 {
-    shadow_walk walk(document, source);
+    shadow_walk walk(doc, source);
     for (;;)
     {
         walk.count = 0;
         walk.overflow = false;
-        if (visit_hits(document, r, visit, &walk))
+        if (visit_hits(doc, r, visit, &walk))
         {
             block(source, r);
             return true;
@@ -259,14 +259,14 @@ bool filter_panes(shadow_walk& walk, ray& r)
 }
 
 /// Whether two hits are one point of a mesh, met on both sides of an edge.
-bool is_one_point(const document& document, const pane& a, const pane& b)
+bool is_one_point(const document& doc, const pane& a, const pane& b)
 {
     return a.edge_of && a.edge_of == b.edge_of && a.front == b.front &&
-           std::fabs(a.t - b.t) <= 10.0 * document.epsilon;
+           std::fabs(a.t - b.t) <= 10.0 * doc.epsilon;
 }
 
 /// What the object hit leaves of the light. True when it blocks.
-bool filter(const document& document, const light* source, ray& r)
+bool filter(const document& doc, const light* source, ray& r)
 {
     surface s;
     surface_at_hit(r, s);
@@ -280,7 +280,7 @@ bool filter(const document& document, const light* source, ray& r)
     const double c = std::fabs(dot(r.shading_normal, r.direction));
     const double mirrored = shadow_reflectance(s, thin, c);
     const bool exact = is_exact();
-    const bool corrects = !exact && !(document.render_flags & RENDER_NO_GRAZING_FILTER) &&
+    const bool corrects = !exact && !(doc.render_flags & RENDER_NO_GRAZING_FILTER) &&
                           !(flags & OBJECT_PLAIN_FILTER) && !(s.flags & SURFACE_PASS_THROUGH) &&
                           differs_sideways(r);
     const double grazing = corrects ? std::fmin(1.0, 3.0 * c * c) : 1.0;

@@ -11,12 +11,12 @@ namespace zr
 
 /// Follows a shadow ray. Whether the light is fully blocked; the ray's `simple_color` holds the filter on
 /// return. `source` may be null: the sun, and distant lights over a radiosity solution.
-bool shadow_test(document& document, const light* source, ray& r);
+bool shadow_test(document& doc, const light* source, ray& r);
 
 /// Casts one shadow ray from its origin to a sample of a light, up to ten tolerances before it. Whether it
 /// was blocked; `shadow` comes as made for the sample's side and keeps the filter.
-bool cast_shadow_ray(document& document, const light& source, const source_sample& sample,
-    shadow_cache_entry* cache, ray& shadow);
+bool cast_shadow_ray(
+    document& doc, const light& source, const source_sample& sample, shadow_cache_entry* cache, ray& shadow);
 
 /// Whether `node` is `source` or a group that contains it at any depth.
 bool group_contains(const light* node, const light* source);

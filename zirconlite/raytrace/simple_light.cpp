@@ -24,26 +24,26 @@ struct lit_side
 };
 
 void simple_light(
-    document& document, const surface& s, ray& r, const light& source, int32_t leaf, const vector3* mirror);
-bool cast_stratified_rays(document& document, const surface& s, ray& r, lit_side& side, float filter[3]);
+    document& doc, const surface& s, ray& r, const light& source, int32_t leaf, const vector3* mirror);
+bool cast_stratified_rays(document& doc, const surface& s, ray& r, lit_side& side, float filter[3]);
 bool shows_highlight(const surface& s, const ray& r, const lit_side& side, const vector3* mirror);
 
 } // namespace
 
-void simple_shade(document& document, const surface& s, ray& r, const vector3* mirror)
+void simple_shade(document& doc, const surface& s, ray& r, const vector3* mirror)
 {
     const uint32_t flags = r.hit_object->vft->get_flags(r.hit_object);
     if (flags & OBJECT_NO_DIRECT_LIGHT) { return; }
     const bool excludes = flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
-    if (daylight_takes_part(document) && document.sun_sky->sun_strength != 0.0)
+    if (daylight_takes_part(doc) && doc.sun_sky->sun_strength != 0.0)
     {
-        simple_light(document, s, r, sun_light, light_tables[r.thread].leaf_count, mirror);
+        simple_light(doc, s, r, sun_light, light_tables[r.thread].leaf_count, mirror);
     }
     int32_t leaf = 0;
-    for (light* l = first_leaf(document.lights); l; l = next_leaf(l), ++leaf)
+    for (light* l = first_leaf(doc.lights); l; l = next_leaf(l), ++leaf)
     {
         if (!l->sample || (excludes && is_unlit_by(r.hit_object, l))) { continue; }
-        simple_light(document, s, r, *l, leaf, mirror);
+        simple_light(doc, s, r, *l, leaf, mirror);
     }
     for (int i = 0; i < 3; ++i)
     {
@@ -56,7 +56,7 @@ namespace
 {
 
 void simple_light(
-    document& document, const surface& s, ray& r, const light& source, int32_t leaf, const vector3* mirror)
+    document& doc, const surface& s, ray& r, const light& source, int32_t leaf, const vector3* mirror)
 {
     lit_side side = { source, {}, false, leaf };
     side.sample.u = side.sample.v = 0.5;
@@ -69,7 +69,7 @@ void simple_light(
     const vector3 towards = side.sample.direction;
 
     float filter[3];
-    const bool blocked = cast_stratified_rays(document, s, r, side, filter);
+    const bool blocked = cast_stratified_rays(doc, s, r, side, filter);
     if (blocked && !(filter[0] > 0.0f || filter[1] > 0.0f || filter[2] > 0.0f)) { return; }
     const double w = side.back ? -s.translucent * c : s.diffuse * c;
     double h = 0.0;
@@ -87,11 +87,11 @@ void simple_light(
 
 /// Casts the shadow rays of one light, over strata of its disc. Whether all were blocked; `filter` is their
 /// mean.
-bool cast_stratified_rays(document& document, const surface& s, ray& r, lit_side& side, float filter[3])
+bool cast_stratified_rays(document& doc, const surface& s, ray& r, lit_side& side, float filter[3])
 {
     const shadow_origin how = { 0.0001, 0.015, side.back };
-    const ray start = make_shadow_ray(document, r, s, how);
-    const bool soft = soft_shadows(document) && side.source.shadow_samples >= 1;
+    const ray start = make_shadow_ray(doc, r, s, how);
+    const bool soft = soft_shadows(doc) && side.source.shadow_samples >= 1;
     const int32_t count = soft ? side.source.shadow_samples : 1;
     const double amplitude[2] = { side.source.sample_jitter, side.source.sample_jitter };
     bool all_blocked = true;
@@ -109,7 +109,7 @@ bool cast_stratified_rays(document& document, const surface& s, ray& r, lit_side
         }
         ray shadow = start;
         all_blocked &=
-            cast_shadow_ray(document, side.source, side.sample, cache_entry(r.thread, side.leaf), shadow);
+            cast_shadow_ray(doc, side.source, side.sample, cache_entry(r.thread, side.leaf), shadow);
         for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k]; }
     }
     for (int k = 0; k < 3; ++k) { filter[k] = float(sum[k] / count); }

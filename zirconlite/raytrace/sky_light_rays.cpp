@@ -75,21 +75,21 @@ vector3 cosine_direction(const vector3& normal, const square_point& p)
            along * (radius * sine);
 }
 
-void meet_ground(document& document, ray& shadow, double radiance[3])
+void meet_ground(document& doc, ray& shadow, double radiance[3])
 {
-    if (!(shadow.direction.z < 0.0) || !ground_test(document, shadow)) { return; }
-    take_ground(document, shadow, radiance);
-    shadow.t_max = shadow.hit_t - 10.0 * document.epsilon;
+    if (!(shadow.direction.z < 0.0) || !ground_test(doc, shadow)) { return; }
+    take_ground(doc, shadow, radiance);
+    shadow.t_max = shadow.hit_t - 10.0 * doc.epsilon;
 }
 
-void add_sky_light(document& document, const surface& s, ray& r, float out[3])
+void add_sky_light(document& doc, const surface& s, ray& r, float out[3])
 {
     if (!sky_light_shines() || (r.hit_object->vft->get_flags(r.hit_object) & OBJECT_NO_DIRECT_LIGHT))
     {
         return;
     }
-    if (s.diffuse > 0.0f) { add_side(document, s, r, false, s.diffuse, out); }
-    if (s.translucent > 0.0f) { add_side(document, s, r, true, s.translucent, out); }
+    if (s.diffuse > 0.0f) { add_side(doc, s, r, false, s.diffuse, out); }
+    if (s.translucent > 0.0f) { add_side(doc, s, r, true, s.translucent, out); }
 }
 
 namespace

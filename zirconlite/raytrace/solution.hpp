@@ -24,10 +24,10 @@ struct solution_operations
 {
     /// Light that the solution sends from the ray's hit, on a radiosity mesh, to the eye. `mirror` is the
     /// direction for highlights, null without. Adds to the ray's `light_radiance`. Any thread.
-    void (*look_up)(const document& document, const surface& s, ray& r, float out[3], uint32_t lights,
-        const vector3* mirror);
+    void (*look_up)(
+        const document& doc, const surface& s, ray& r, float out[3], uint32_t lights, const vector3* mirror);
     /// Works out the ambient term after a change of `ambient_gain`.
-    void (*update_ambient)(document& document);
+    void (*update_ambient)(document& doc);
 };
 extern solution_operations solution;
 

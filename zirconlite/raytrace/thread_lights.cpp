@@ -13,23 +13,23 @@ thread_lights light_tables[thread_slots] = {};
 namespace
 {
 
-int32_t count_leaves(const document& document);
-bool make_tables(thread_lights& slot, const document& document, int32_t leaves);
+int32_t count_leaves(const document& doc);
+bool make_tables(thread_lights& slot, const document& doc, int32_t leaves);
 
 } // namespace
 
-bool prepare_thread_lights(const document& document, int32_t thread_count)
+bool prepare_thread_lights(const document& doc, int32_t thread_count)
 {
     free_thread_lights();
     free_shadow_caches();
     for (int i = 0; i < 3; ++i)
     {
-        job.simple_ambient_color[i] = document.ambient_intensity * document.ambient_color[i];
+        job.simple_ambient_color[i] = doc.ambient_intensity * doc.ambient_color[i];
     }
-    const int32_t leaves = count_leaves(document);
+    const int32_t leaves = count_leaves(doc);
     for (int32_t i = 0; i < thread_count && i < thread_slots; ++i)
     {
-        if (!make_tables(light_tables[i], document, leaves)) { return false; }
+        if (!make_tables(light_tables[i], doc, leaves)) { return false; }
     }
     return true;
 }
@@ -73,21 +73,21 @@ shadow_cache_entry* cache_entry(int32_t thread, int32_t leaf)
 namespace
 {
 
-int32_t count_leaves(const document& document)
+int32_t count_leaves(const document& doc)
 {
     int32_t count = 0;
-    for (light* l = first_leaf(document.lights); l; l = next_leaf(l)) { ++count; }
+    for (light* l = first_leaf(doc.lights); l; l = next_leaf(l)) { ++count; }
     return count;
 }
 
-bool make_tables(thread_lights& slot, const document& document, int32_t leaves)
+bool make_tables(thread_lights& slot, const document& doc, int32_t leaves)
 {
     slot.leaf_count = leaves;
     slot.candidates = static_cast<light_candidate*>(zr_calloc(size_t(leaves) + 1, sizeof(light_candidate)));
     slot.caches = static_cast<shadow_cache_entry*>(zr_calloc(size_t(leaves) + 1, sizeof(shadow_cache_entry)));
     if (!slot.candidates || !slot.caches) { return false; }
     int32_t i = 0;
-    for (light* l = first_leaf(document.lights); l; l = next_leaf(l)) { slot.caches[i++].light = l; }
+    for (light* l = first_leaf(doc.lights); l; l = next_leaf(l)) { slot.caches[i++].light = l; }
     return true;
 }
 

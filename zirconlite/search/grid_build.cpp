@@ -54,23 +54,23 @@ struct build_work
     bool done;
 };
 
-voxel_grid* grid_record(document& document);
+voxel_grid* grid_record(document& doc);
 void set_progress_texts(progress& record);
 void build_thread(void* argument);
-bool build(document& document);
-bool build_search_tree(document& document, size_t count);
-bool start_list(document& document, const scene_object* list);
+bool build(document& doc);
+bool build_search_tree(document& doc, size_t count);
+bool start_list(document& doc, const scene_object* list);
 bool tree_goes_on(void* context, double fraction);
-bool build_grid(document& document);
-bool make_levels(voxel_grid& grid, document& document);
+bool build_grid(document& doc);
+bool make_levels(voxel_grid& grid, document& doc);
 const level_shape& top_shape(const vector3& size);
 voxel_level make_level(int32_t index, const level_shape& shape);
-bounding_box root_box(document& document);
+bounding_box root_box(document& doc);
 vector3 size_of(const bounding_box& box);
-bool enter_list(document& document, scene_object* list);
-bool stop_asked(document& document);
-bool report_advance(document& document);
-float fraction_done(const document& document);
+bool enter_list(document& doc, scene_object* list);
+bool stop_asked(document& doc);
+bool report_advance(document& doc);
+float fraction_done(const document& doc);
 bool lay_out_objects(voxel_grid& grid);
 void empty_grid(voxel_grid& grid);
 void count_memory(voxel_grid& grid);
@@ -84,48 +84,48 @@ int32_t preprocess_running = 0;
 
 } // namespace zr
 
-int32_t zr_build_voxel_grid(document* document)
+int32_t zr_build_voxel_grid(document* doc)
 {
-    if (!document || platform::load_word(&preprocess_running))
+    if (!doc || platform::load_word(&preprocess_running))
     {
         report_failure(ZR_ERROR_STATE, "grid: no document, or another build runs");
         return 0;
     }
-    if (platform::load_word(&document->render_thread))
+    if (platform::load_word(&doc->render_thread))
     {
         report_failure(ZR_ERROR_STATE, "grid: a render of the document runs");
         return 0;
     }
-    if (!grid_record(*document))
+    if (!grid_record(*doc))
     {
         report_failure(ZR_ERROR_MEMORY, "grid: memory is exhausted");
         return 0;
     }
     // A request to stop an earlier job is over; only words set from here on stop the build.
-    platform::store_word(&document->preprocess_stop, 0);
-    platform::store_word(&document->stop_render, 0);
-    zr_invalidate_screen_frustum(document);
-    set_progress_texts(document->progress_record);
+    platform::store_word(&doc->preprocess_stop, 0);
+    platform::store_word(&doc->stop_render, 0);
+    zr_invalidate_screen_frustum(doc);
+    set_progress_texts(doc->progress_record);
     platform::store_word(&preprocess_running, 1);
-    build_work work = { *document, false };
+    build_work work = { *doc, false };
     zr_handle thread = platform::start_thread(build_thread, &work, 0);
-    document->preprocess_thread = thread;
+    doc->preprocess_thread = thread;
     if (thread) { wait_and_serve_messages(thread); }
     else { build_thread(&work); }
-    document->preprocess_thread = nullptr;
+    doc->preprocess_thread = nullptr;
     platform::close_thread(thread);
     platform::store_word(&preprocess_running, 0);
     if (work.done) { return 1; }
-    const bool no_memory = document->voxel_grid->out_of_memory != 0;
+    const bool no_memory = doc->voxel_grid->out_of_memory != 0;
     if (no_memory) { report_failure(ZR_ERROR_MEMORY, "grid: memory is exhausted"); }
     else { report_failure(ZR_ERROR_STATE, "grid: the build was stopped"); }
     return 0;
 }
 
-int32_t zr_free_voxel_grid(document* document)
+int32_t zr_free_voxel_grid(document* doc)
 {
-    document->state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
-    if (document->voxel_grid) { empty_grid(*document->voxel_grid); }
+    doc->state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
+    if (doc->voxel_grid) { empty_grid(*doc->voxel_grid); }
     return 1;
 }
 
@@ -156,18 +156,18 @@ int32_t zr_set_search_structure(int32_t structure)
 namespace
 {
 
-voxel_grid* grid_record(document& document)
+voxel_grid* grid_record(document& doc)
 {
-    if (!document.voxel_grid)
+    if (!doc.voxel_grid)
     {
         void* block = zr_calloc(1, sizeof(voxel_grid));
         if (!block) { return nullptr; }
-        document.voxel_grid = new (block) voxel_grid{};
-        document.voxel_grid->level_count = grid_levels;
-        document.voxel_grid->document = &document;
+        doc.voxel_grid = new (block) voxel_grid{};
+        doc.voxel_grid->level_count = grid_levels;
+        doc.voxel_grid->document = &doc;
     }
-    if (!document.voxel_memory) { zr_init_memory_list(&document.voxel_memory, MEMORY_CHUNK_DOCUMENT); }
-    return document.voxel_memory ? document.voxel_grid : nullptr;
+    if (!doc.voxel_memory) { zr_init_memory_list(&doc.voxel_memory, MEMORY_CHUNK_DOCUMENT); }
+    return doc.voxel_memory ? doc.voxel_grid : nullptr;
 }
 
 void set_progress_texts(progress& record)
@@ -191,55 +191,52 @@ void build_thread(void* argument)
     platform::store_word(&work.doc.progress_record.state, work.done ? PROGRESS_FINISHED : PROGRESS_CANCELLED);
 }
 
-bool build(document& document)
+bool build(document& doc)
 {
-    document.state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
-    voxel_grid& grid = *document.voxel_grid;
+    doc.state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
+    voxel_grid& grid = *doc.voxel_grid;
     empty_grid(grid);
     grid.structure = platform::load_word(&chosen_structure);
     grid.level_count = grid_levels;
-    document.build_count = document.build_reentered = 0;
+    doc.build_count = doc.build_reentered = 0;
     size_t count = 0;
-    if (!number_listed_objects(&document, &count))
+    if (!number_listed_objects(&doc, &count))
     {
         grid.out_of_memory = 1;
         return false;
     }
-    document.build_total = int32_t(count < INT32_MAX ? count : INT32_MAX);
-    if (!(grid.structure == SEARCH_TREE ? build_search_tree(document, count) : build_grid(document)))
-    {
-        return false;
-    }
+    doc.build_total = int32_t(count < INT32_MAX ? count : INT32_MAX);
+    if (!(grid.structure == SEARCH_TREE ? build_search_tree(doc, count) : build_grid(doc))) { return false; }
     count_memory(grid);
-    host::progress(preprocess_kind, &document, nullptr, grid_ends, 1.0f);
-    document.state_flags |= DOCUMENT_GRID_BUILT;
+    host::progress(preprocess_kind, &doc, nullptr, grid_ends, 1.0f);
+    doc.state_flags |= DOCUMENT_GRID_BUILT;
     return true;
 }
 
-bool build_search_tree(document& document, size_t count)
+bool build_search_tree(document& doc, size_t count)
 {
-    voxel_grid& grid = *document.voxel_grid;
-    root_box(document);
-    if (!start_list(document, document.radiosity_objects.first) ||
-        !start_list(document, document.scene_objects.first) || !tree_goes_on(&document, 0.0))
+    voxel_grid& grid = *doc.voxel_grid;
+    root_box(doc);
+    if (!start_list(doc, doc.radiosity_objects.first) || !start_list(doc, doc.scene_objects.first) ||
+        !tree_goes_on(&doc, 0.0))
     {
         return false;
     }
-    const listed_objects objects = { document.object_table,
-        { document.radiosity_objects.first, document.scene_objects.first }, count };
+    const listed_objects objects = { doc.object_table,
+        { doc.radiosity_objects.first, doc.scene_objects.first }, count };
     const build_result result =
-        build_tree(grid.tree, objects, platform::processor_count(), { tree_goes_on, &document });
+        build_tree(grid.tree, objects, platform::processor_count(), { tree_goes_on, &doc });
     grid.out_of_memory = result == build_result::out_of_memory;
     grid.memory_bytes = tree_bytes(grid.tree);
     grid.subgrid_count[0] = int32_t(grid.tree.node_count);
     grid.level_count = grid.tree.depth;
-    document.build_count = document.build_total;
+    doc.build_count = doc.build_total;
     return result == build_result::done;
 }
 
-bool start_list(document& document, const scene_object* list)
+bool start_list(document& doc, const scene_object* list)
 {
-    return !list || host::progress(preprocess_kind, &document, nullptr, grid_starts, 0.0f);
+    return !list || host::progress(preprocess_kind, &doc, nullptr, grid_starts, 0.0f);
 }
 
 bool tree_goes_on(void* context, double fraction)
@@ -249,11 +246,11 @@ bool tree_goes_on(void* context, double fraction)
     return !stop_asked(d) && report_advance(d);
 }
 
-bool build_grid(document& document)
+bool build_grid(document& doc)
 {
-    voxel_grid& grid = *document.voxel_grid;
-    if (!make_levels(grid, document) || !enter_list(document, document.radiosity_objects.first) ||
-        !enter_list(document, document.scene_objects.first))
+    voxel_grid& grid = *doc.voxel_grid;
+    if (!make_levels(grid, doc) || !enter_list(doc, doc.radiosity_objects.first) ||
+        !enter_list(doc, doc.scene_objects.first))
     {
         return false;
     }
@@ -262,12 +259,12 @@ bool build_grid(document& document)
     return false;
 }
 
-bool make_levels(voxel_grid& grid, document& document)
+bool make_levels(voxel_grid& grid, document& doc)
 {
-    const level_shape& top = top_shape(size_of(document.bounds));
+    const level_shape& top = top_shape(size_of(doc.bounds));
     grid.levels[0] = make_level(0, top);
     grid.levels[1] = make_level(1, sub_shape);
-    const bounding_box box = root_box(document);
+    const bounding_box box = root_box(doc);
     const vector3 size = box.max - box.min;
     double cells_across[3] = { 1.0, 1.0, 1.0 };
     for (voxel_level& level : grid.levels)
@@ -311,16 +308,16 @@ voxel_level make_level(int32_t index, const level_shape& shape)
 }
 
 /// The scene's box with a margin, so that no object touches the border. Sets the document's epsilon.
-bounding_box root_box(document& document)
+bounding_box root_box(document& doc)
 {
-    bounding_box box = document.bounds;
+    bounding_box box = doc.bounds;
     if (!(box.min.x <= box.max.x && box.min.y <= box.max.y && box.min.z <= box.max.z)) { box = {}; }
     const vector3 size = size_of(box);
     const double extent = std::fmax(size.x, std::fmax(size.y, size.z));
-    document.epsilon = extent > 0.0 ? extent * 1e-6 : 0.0001;
+    doc.epsilon = extent > 0.0 ? extent * 1e-6 : 0.0001;
     for (int axis = 0; axis < 3; ++axis)
     {
-        const double margin = component(size, axis) <= geometry_zero ? 0.5 : document.epsilon;
+        const double margin = component(size, axis) <= geometry_zero ? 0.5 : doc.epsilon;
         component(box.min, axis) -= margin;
         component(box.max, axis) += margin;
     }
@@ -335,19 +332,18 @@ vector3 size_of(const bounding_box& box)
 }
 
 /// False when the build was stopped or memory failed.
-bool enter_list(document& document, scene_object* list)
+bool enter_list(document& doc, scene_object* list)
 {
     if (!list) { return true; }
-    if (!host::progress(preprocess_kind, &document, nullptr, grid_starts, 0.0f)) { return false; }
-    voxel_grid& grid = *document.voxel_grid;
+    if (!host::progress(preprocess_kind, &doc, nullptr, grid_starts, 0.0f)) { return false; }
+    voxel_grid& grid = *doc.voxel_grid;
     for (scene_object* object = list; object; object = object->next)
     {
-        if (document.build_count % objects_per_report == 0 &&
-            (stop_asked(document) || !report_advance(document)))
+        if (doc.build_count % objects_per_report == 0 && (stop_asked(doc) || !report_advance(doc)))
         {
             return false;
         }
-        ++document.build_count;
+        ++doc.build_count;
         if (!object->vft || !object->vft->add_to_grid || !object->vft->intersect) { continue; }
         object->vft->add_to_grid(&grid.nodes[grid.root], object);
         if (grid.out_of_memory) { return false; }
@@ -355,33 +351,33 @@ bool enter_list(document& document, scene_object* list)
     return true;
 }
 
-bool stop_asked(document& document)
+bool stop_asked(document& doc)
 {
-    const bool asked = platform::load_word(&document.preprocess_stop) != 0 ||
-                       platform::load_word(&document.stop_render) != 0 ||
-                       platform::load_word(&document.progress_record.state) == PROGRESS_CANCELLED;
+    const bool asked = platform::load_word(&doc.preprocess_stop) != 0 ||
+                       platform::load_word(&doc.stop_render) != 0 ||
+                       platform::load_word(&doc.progress_record.state) == PROGRESS_CANCELLED;
     if (asked)
     {
-        platform::store_word(&document.preprocess_stop, 0);
-        platform::store_word(&document.stop_render, 0);
+        platform::store_word(&doc.preprocess_stop, 0);
+        platform::store_word(&doc.stop_render, 0);
     }
     return asked;
 }
 
-bool report_advance(document& document)
+bool report_advance(document& doc)
 {
-    progress_bar& bar = document.progress_record.bar;
-    bar.fraction = fraction_done(document);
+    progress_bar& bar = doc.progress_record.bar;
+    bar.fraction = fraction_done(doc);
     char text[16];
     snprintf(text, sizeof text, "%.0f%%", bar.fraction * 100.0);
     for (size_t i = 0; i < sizeof text; ++i) { bar.text[i] = char16_t(text[i]); }
-    return host::progress(preprocess_kind, &document, nullptr, grid_advances, float(bar.fraction));
+    return host::progress(preprocess_kind, &doc, nullptr, grid_advances, float(bar.fraction));
 }
 
-float fraction_done(const document& document)
+float fraction_done(const document& doc)
 {
-    if (document.build_total <= 1) { return 0.0f; }
-    const double f = double(document.build_count) / (document.build_total - 1);
+    if (doc.build_total <= 1) { return 0.0f; }
+    const double f = double(doc.build_count) / (doc.build_total - 1);
     return float(std::fmin(std::fmax(f, 0.0), 1.0));
 }
 

@@ -69,39 +69,39 @@ struct visiting_test
 };
 
 template <class Test>
-bool walk(const voxel_grid& grid, scene_object* const* objects, const ray& ray, Test& test);
+bool walk(const voxel_grid& grid, scene_object* const* objects, const ray& r, Test& test);
 bool enter_root(const walk_ray& w, const bounding_box& box, double& t_out);
 template <class Test> bool walk_node(const walk_ray& w, uint32_t node_number, double t, Test& test);
 int32_t clamped_index(double position, const voxel_level& level, int axis);
 
 } // namespace
 
-bool grid_nearest_hit(const voxel_grid& grid, scene_object* const* objects, ray& ray)
+bool grid_nearest_hit(const voxel_grid& grid, scene_object* const* objects, ray& r)
 {
-    nearest_test test = { ray };
-    return walk(grid, objects, ray, test);
+    nearest_test test = { r };
+    return walk(grid, objects, r, test);
 }
 
 bool grid_visit_hits(
-    const voxel_grid& grid, scene_object* const* objects, ray& ray, hit_visitor visit, void* context)
+    const voxel_grid& grid, scene_object* const* objects, ray& r, hit_visitor visit, void* context)
 {
-    visiting_test test = { ray, visit, context };
-    return walk(grid, objects, ray, test);
+    visiting_test test = { r, visit, context };
+    return walk(grid, objects, r, test);
 }
 
 namespace
 {
 
 template <class Test>
-bool walk(const voxel_grid& grid, scene_object* const* objects, const ray& ray, Test& test)
+bool walk(const voxel_grid& grid, scene_object* const* objects, const ray& r, Test& test)
 {
     const walk_ray w = {
         .grid = grid,
         .objects = objects,
-        .origin = { ray.origin.x, ray.origin.y, ray.origin.z },
-        .direction = { ray.direction.x, ray.direction.y, ray.direction.z },
-        .inverse = { ray.inv_direction.x, ray.inv_direction.y, ray.inv_direction.z },
-        .forward = { ray.direction.x >= 0.0, ray.direction.y >= 0.0, ray.direction.z >= 0.0 },
+        .origin = { r.origin.x, r.origin.y, r.origin.z },
+        .direction = { r.direction.x, r.direction.y, r.direction.z },
+        .inverse = { r.inv_direction.x, r.inv_direction.y, r.inv_direction.z },
+        .forward = { r.direction.x >= 0.0, r.direction.y >= 0.0, r.direction.z >= 0.0 },
     };
     double t;
     return enter_root(w, grid.nodes[grid.root].bounds, t) && walk_node(w, grid.root, t, test);

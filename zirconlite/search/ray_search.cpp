@@ -7,35 +7,35 @@
 namespace zr
 {
 
-bool locate_nearest_hit(const document& document, ray& ray)
+bool locate_nearest_hit(const document& doc, ray& r)
 {
-    const voxel_grid* built = document.voxel_grid;
+    const voxel_grid* built = doc.voxel_grid;
     if (!built) { return false; }
     if (built->structure == SEARCH_TREE)
     {
         const auto nearest = platform::has_avx2() ? avx2_walk::nearest : portable_walk::nearest;
-        return nearest(built->tree, document.object_table, ray);
+        return nearest(built->tree, doc.object_table, r);
     }
-    return built->nodes.count && grid_nearest_hit(*built, document.object_table, ray);
+    return built->nodes.count && grid_nearest_hit(*built, doc.object_table, r);
 }
 
-bool visit_hits(const document& document, ray& ray, hit_visitor visit, void* context)
+bool visit_hits(const document& doc, ray& r, hit_visitor visit, void* context)
 {
-    const voxel_grid* built = document.voxel_grid;
+    const voxel_grid* built = doc.voxel_grid;
     bool ended = false;
     if (built && built->structure == SEARCH_TREE)
     {
         const auto walk = platform::has_avx2() ? avx2_walk::visit : portable_walk::visit;
-        ended = walk(built->tree, document.object_table, ray, visit, context);
+        ended = walk(built->tree, doc.object_table, r, visit, context);
     }
     else if (built && built->nodes.count)
     {
-        ended = grid_visit_hits(*built, document.object_table, ray, visit, context);
+        ended = grid_visit_hits(*built, doc.object_table, r, visit, context);
     }
     if (!ended)
     {
-        ray.hit_t = ZR_FAR;
-        ray.hit_object = nullptr;
+        r.hit_t = ZR_FAR;
+        r.hit_object = nullptr;
     }
     return ended;
 }

@@ -16,10 +16,10 @@ int32_t zr_use_screen_buffer(int32_t flag)
     return flag;
 }
 
-int32_t zr_invalidate_screen_frustum(document* document)
+int32_t zr_invalidate_screen_frustum(document* doc)
 {
-    if (!document) { return 0; }
-    document->frustum_invalid = 1;
+    if (!doc) { return 0; }
+    doc->frustum_invalid = 1;
     return 1;
 }
 

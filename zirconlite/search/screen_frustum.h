@@ -14,7 +14,7 @@ typedef struct document document;
 ZR_API int32_t zr_use_screen_buffer(int32_t flag);
 
 /** Demands a new build of the document's frustum, as zr_build_voxel_grid does. Returns 1; 0 for NULL. */
-ZR_API int32_t zr_invalidate_screen_frustum(document* document);
+ZR_API int32_t zr_invalidate_screen_frustum(document* doc);
 
 ZR_EXTERN_C_END
 

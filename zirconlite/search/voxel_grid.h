@@ -31,10 +31,10 @@ typedef struct clip_set
  * 101 and 102; a 0 answer to 100 or 101, `preprocess_stop` or `stop_render` stops it, both words as set
  * during the build. Returns 1; 0 when stopped, when memory fails and while a render of the document runs,
  * with DOCUMENT_GRID_BUILT clear, but for the last. */
-ZR_API int32_t zr_build_voxel_grid(document* document);
+ZR_API int32_t zr_build_voxel_grid(document* doc);
 
 /** Frees what the grid or tree holds; the records stay until the document is closed. Returns 1. */
-ZR_API int32_t zr_free_voxel_grid(document* document);
+ZR_API int32_t zr_free_voxel_grid(document* doc);
 
 /** Sub-grids made by level, [10] the levels, [11] the bytes of cells and entries while the grid is built, 8
  * for each (at most 2^31 - 1); a finished grid holds half of that for its entries. Twelve zeros and 0 for a

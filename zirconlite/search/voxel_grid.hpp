@@ -79,8 +79,8 @@ namespace zr
 {
 
 /// find_nearest_hit and visit_hits of a grid; `objects` by number.
-bool grid_nearest_hit(const voxel_grid& grid, scene_object* const* objects, ray& ray);
+bool grid_nearest_hit(const voxel_grid& grid, scene_object* const* objects, ray& r);
 bool grid_visit_hits(
-    const voxel_grid& grid, scene_object* const* objects, ray& ray, hit_visitor visit, void* context);
+    const voxel_grid& grid, scene_object* const* objects, ray& r, hit_visitor visit, void* context);
 
 } // namespace zr

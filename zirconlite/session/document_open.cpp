@@ -22,11 +22,11 @@
 namespace
 {
 
-bool make_parts(document* document);
-void set_defaults(document* document);
-bool settle_jobs(document* document);
-void free_scene_memory(document* document);
-void free_ground_material(document* document);
+bool make_parts(document* doc);
+void set_defaults(document* doc);
+bool settle_jobs(document* doc);
+void free_scene_memory(document* doc);
+void free_ground_material(document* doc);
 void clear_group(object_group& group);
 void free_list_record(memory_list** list);
 
@@ -46,132 +46,132 @@ document* zr_open_document(void)
     return made;
 }
 
-int32_t zr_close_document(document* document)
+int32_t zr_close_document(document* doc)
 {
-    if (!settle_jobs(document)) { return 0; }
-    document->state_flags = 0;
-    zr::end_environments(*document);
-    free_ground_material(document);
-    free_scene_memory(document);
-    free_list_record(&document->radiosity_objects.memory);
-    free_list_record(&document->scene_objects.memory);
-    free_list_record(&document->misc_memory);
-    zr::clear_object_table(document);
-    if (document->sun_sky) { zr::end_sun_sky(*document); }
-    zr_lights_free_ex(document->lights, 1);
-    zr_free_voxel_grid(document);
-    zr_free_light_cache(document);
-    zr_free(document->voxel_grid);
-    free_list_record(&document->voxel_memory);
-    zr_free_material_list(document);
-    zr_free_plant_materials(document);
-    zr_free_doc_free_list(document);
-    for (render_view& view : document->views)
+    if (!settle_jobs(doc)) { return 0; }
+    doc->state_flags = 0;
+    zr::end_environments(*doc);
+    free_ground_material(doc);
+    free_scene_memory(doc);
+    free_list_record(&doc->radiosity_objects.memory);
+    free_list_record(&doc->scene_objects.memory);
+    free_list_record(&doc->misc_memory);
+    zr::clear_object_table(doc);
+    if (doc->sun_sky) { zr::end_sun_sky(*doc); }
+    zr_lights_free_ex(doc->lights, 1);
+    zr_free_voxel_grid(doc);
+    zr_free_light_cache(doc);
+    zr_free(doc->voxel_grid);
+    free_list_record(&doc->voxel_memory);
+    zr_free_material_list(doc);
+    zr_free_plant_materials(doc);
+    zr_free_doc_free_list(doc);
+    for (render_view& view : doc->views)
     {
         zr_free_histogram(view.histogram);
         view.histogram = nullptr;
         zr::free_view_frames(&view);
         zr::free_scanline_lock(&view);
     }
-    zr_free_raytrace_buffer(&document->views[1]);
-    zr_free(document->owned_block);
-    zr_free(document);
+    zr_free_raytrace_buffer(&doc->views[1]);
+    zr_free(doc->owned_block);
+    zr_free(doc);
     return 1;
 }
 
-int32_t zr_wipe_document(document* document)
+int32_t zr_wipe_document(document* doc)
 {
-    if (!settle_jobs(document)) { return 0; }
+    if (!settle_jobs(doc)) { return 0; }
     // The acceleration structure holds numbers of objects that go: a render must build it anew.
-    zr_free_voxel_grid(document);
-    zr_free_light_cache(document);
-    document->state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
-    document->frustum_invalid = 1;
-    free_scene_memory(document);
-    zr::clear_object_table(document);
-    clear_group(document->radiosity_objects);
-    clear_group(document->scene_objects);
-    memset(document->misc_totals, 0, sizeof(document->misc_totals));
-    document->radiosity_iterations = 0;
-    zr_free_material_list(document);
-    document->materials = nullptr;
-    zr_free_plant_materials(document);
-    document->rpc_meshes = nullptr; // they were in the arenas
-    zr_lights_free_ex(document->lights, 1);
-    document->lights = nullptr;
-    document->light_count = 0;
-    zr_free(document->views[0].cached_frame);
-    document->views[0].cached_frame = nullptr;
-    free_ground_material(document);
-    zr::free_view_frames(&document->views[1]);
-    document->bounds = zr::empty_box;
-    document->epsilon = 1e-6;
+    zr_free_voxel_grid(doc);
+    zr_free_light_cache(doc);
+    doc->state_flags &= ~uint32_t(DOCUMENT_GRID_BUILT);
+    doc->frustum_invalid = 1;
+    free_scene_memory(doc);
+    zr::clear_object_table(doc);
+    clear_group(doc->radiosity_objects);
+    clear_group(doc->scene_objects);
+    memset(doc->misc_totals, 0, sizeof(doc->misc_totals));
+    doc->radiosity_iterations = 0;
+    zr_free_material_list(doc);
+    doc->materials = nullptr;
+    zr_free_plant_materials(doc);
+    doc->rpc_meshes = nullptr; // they were in the arenas
+    zr_lights_free_ex(doc->lights, 1);
+    doc->lights = nullptr;
+    doc->light_count = 0;
+    zr_free(doc->views[0].cached_frame);
+    doc->views[0].cached_frame = nullptr;
+    free_ground_material(doc);
+    zr::free_view_frames(&doc->views[1]);
+    doc->bounds = zr::empty_box;
+    doc->epsilon = 1e-6;
     return 1;
 }
 
 namespace
 {
 
-bool make_parts(document* document)
+bool make_parts(document* doc)
 {
-    zr_init_memory_list(&document->radiosity_objects.memory, MEMORY_CHUNK_DOCUMENT);
-    zr_init_memory_list(&document->scene_objects.memory, MEMORY_CHUNK_DOCUMENT);
-    zr_init_memory_list(&document->misc_memory, MEMORY_CHUNK_DOCUMENT);
-    return document->radiosity_objects.memory && document->scene_objects.memory && document->misc_memory &&
-           zr::init_sun_sky(*document);
+    zr_init_memory_list(&doc->radiosity_objects.memory, MEMORY_CHUNK_DOCUMENT);
+    zr_init_memory_list(&doc->scene_objects.memory, MEMORY_CHUNK_DOCUMENT);
+    zr_init_memory_list(&doc->misc_memory, MEMORY_CHUNK_DOCUMENT);
+    return doc->radiosity_objects.memory && doc->scene_objects.memory && doc->misc_memory &&
+           zr::init_sun_sky(*doc);
 }
 
-void set_defaults(document* document)
+void set_defaults(document* doc)
 {
     constexpr double mesh_tolerances[] = { 0.6, 2.0, 0.5, 0.01 };
-    memcpy(document->mesh_tolerances, mesh_tolerances, sizeof(mesh_tolerances));
-    document->unshot_fraction = 1.0;
-    document->tone_default_exponent = 1.1f;
-    document->tone_default_scale = 1.0f;
-    for (float& channel : document->ambient_color) { channel = 1.0f; }
-    document->gloss_samples = 1;
-    document->translucency_samples = 1;
-    document->sky_light_samples = 16;
-    document->sampling_noise = 2.0;
-    document->min_samples = 16;
-    document->max_samples = 1024;
-    document->bounce_limit = 8;
-    document->gloss_jitter = 0.0625f;
-    document->translucency_jitter = 0.0625f;
-    document->tone_scale_factor = 1.0f;
-    document->tone_exponent_factor = 1.0f;
-    document->bounds = zr::empty_box;
-    document->epsilon = 1e-6;
+    memcpy(doc->mesh_tolerances, mesh_tolerances, sizeof(mesh_tolerances));
+    doc->unshot_fraction = 1.0;
+    doc->tone_default_exponent = 1.1f;
+    doc->tone_default_scale = 1.0f;
+    for (float& channel : doc->ambient_color) { channel = 1.0f; }
+    doc->gloss_samples = 1;
+    doc->translucency_samples = 1;
+    doc->sky_light_samples = 16;
+    doc->sampling_noise = 2.0;
+    doc->min_samples = 16;
+    doc->max_samples = 1024;
+    doc->bounce_limit = 8;
+    doc->gloss_jitter = 0.0625f;
+    doc->translucency_jitter = 0.0625f;
+    doc->tone_scale_factor = 1.0f;
+    doc->tone_exponent_factor = 1.0f;
+    doc->bounds = zr::empty_box;
+    doc->epsilon = 1e-6;
 }
 
 /// Whether nothing works on the document any more. A job that has finished, or was asked to stop, is waited
 /// for: its thread is in its last steps when the host hears of the end.
-bool settle_jobs(document* document)
+bool settle_jobs(document* doc)
 {
-    if (!document) { return zr::report_failure(ZR_ERROR_ARGUMENT, "no document"); }
-    if (zr::platform::load_word(&document->preprocess_thread))
+    if (!doc) { return zr::report_failure(ZR_ERROR_ARGUMENT, "no document"); }
+    if (zr::platform::load_word(&doc->preprocess_thread))
     {
         return zr::report_failure(ZR_ERROR_STATE, "the document's acceleration structure is being built");
     }
-    if (zr::platform::load_word(&document->solver_thread))
+    if (zr::platform::load_word(&doc->solver_thread))
     {
         return zr::report_failure(ZR_ERROR_STATE, "the document's radiosity is being solved");
     }
-    return zr::settle_render(document);
+    return zr::settle_render(doc);
 }
 
-void free_scene_memory(document* document)
+void free_scene_memory(document* doc)
 {
-    zr_free_memory_list(&document->radiosity_objects.memory);
-    zr_free_memory_list(&document->scene_objects.memory);
-    zr_free_memory_list(&document->misc_memory);
+    zr_free_memory_list(&doc->radiosity_objects.memory);
+    zr_free_memory_list(&doc->scene_objects.memory);
+    zr_free_memory_list(&doc->misc_memory);
 }
 
-void free_ground_material(document* document)
+void free_ground_material(document* doc)
 {
-    zr_free(document->ground_material_library);
-    zr_free(document->ground_material_name);
-    document->ground_material_library = document->ground_material_name = nullptr;
+    zr_free(doc->ground_material_library);
+    zr_free(doc->ground_material_name);
+    doc->ground_material_library = doc->ground_material_name = nullptr;
 }
 
 void clear_group(object_group& group)

@@ -57,22 +57,22 @@ bool has_solution(const document& d);
 } // namespace
 
 int32_t zr_adjust_exposure(
-    zr_handle parent, document* document, int32_t from_preview, render_view* view, render_view* preview_view)
+    zr_handle parent, document* doc, int32_t from_preview, render_view* view, render_view* preview_view)
 {
-    if (!document || !view || (from_preview && !preview_view))
+    if (!doc || !view || (from_preview && !preview_view))
     {
         return report_failure(ZR_ERROR_ARGUMENT, "exposure: no document or view");
     }
-    if (platform::load_word(&document->render_thread))
+    if (platform::load_word(&doc->render_thread))
     {
         return report_failure(ZR_ERROR_STATE, "exposure: a render of the document runs");
     }
-    dialog_work w = { *document, *view, from_preview ? preview_view : nullptr, false, false };
-    const exposure before = exposure_of(*document, *view);
+    dialog_work w = { *doc, *view, from_preview ? preview_view : nullptr, false, false };
+    const exposure before = exposure_of(*doc, *view);
     zr_exposure_dialog dialog = {};
     dialog.locked = (before.flags & EXPOSURE_LOCKED) != 0;
     fill_controls(dialog, before);
-    dialog.has_ambient_gain = document->mode == MODE_RADIOSITY;
+    dialog.has_ambient_gain = doc->mode == MODE_RADIOSITY;
     dialog.apply = apply;
     dialog.reset = reset;
     dialog.load = load;
@@ -81,7 +81,7 @@ int32_t zr_adjust_exposure(
     const bool kept = ask_for_exposure(parent, &dialog);
     if (kept) { apply(&dialog); }
     else if (w.applied) { take(w, before); }
-    if (w.ambient_changed && has_solution(*document) && preview_view)
+    if (w.ambient_changed && has_solution(*doc) && preview_view)
     {
         preview_view->view_flags &= ~uint32_t(VIEW_TONE_VALID);
     }

@@ -20,12 +20,12 @@ void fit_to_window(render_view* view, const int32_t* size);
 
 } // namespace
 
-void zr_init_view(document* document, render_view* view, zr_handle window)
+void zr_init_view(document* doc, render_view* view, zr_handle window)
 {
     view->window = window;
     // Windows in memory are their own device context.
     view->device_context = window;
-    view->document = document;
+    view->document = doc;
     view->view_flags = 0;
     view->tone_method = TONE_HISTOGRAM;
     view->brightness = 0.0f;

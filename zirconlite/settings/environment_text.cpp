@@ -84,9 +84,9 @@ struct working_tables
 namespace zr
 {
 
-bool write_environment(settings_writer& to, document& document)
+bool write_environment(settings_writer& to, document& doc)
 {
-    if (!get_environment_info(&document)) { return false; }
+    if (!get_environment_info(&doc)) { return false; }
     const working_tables working;
     to.add(settings_head(SETTINGS_ENVIRONMENT));
     for (const settings_table& t : working.tables)
@@ -97,34 +97,34 @@ bool write_environment(settings_writer& to, document& document)
     return true;
 }
 
-bool read_environment(unit_source& from, document& document)
+bool read_environment(unit_source& from, document& doc)
 {
     // What the text leaves out stays as the document has it.
-    if (!get_environment_info(&document)) { return false; }
+    if (!get_environment_info(&doc)) { return false; }
     const working_tables working;
-    return read_fields(from, working.tables, std::size(working.tables)) && store_environment_info(&document);
+    return read_fields(from, working.tables, std::size(working.tables)) && store_environment_info(&doc);
 }
 
 } // namespace zr
 
-int32_t save_environment_config_info(FILE* stream, document* document)
+int32_t save_environment_config_info(FILE* stream, document* doc)
 {
     zr::settings_writer text;
-    return stream && document && zr::write_environment(text, *document) && zr::write_to_stream(text, stream);
+    return stream && doc && zr::write_environment(text, *doc) && zr::write_to_stream(text, stream);
 }
 
-int32_t zr_read_environment_config_info(FILE* stream, document* document)
+int32_t zr_read_environment_config_info(FILE* stream, document* doc)
 {
     zr::unit_source from = { stream, nullptr, 0 };
-    return stream && document && zr::read_environment(from, *document);
+    return stream && doc && zr::read_environment(from, *doc);
 }
 
-int32_t read_environment_config_info(FILE* stream, document* document)
+int32_t read_environment_config_info(FILE* stream, document* doc)
 {
     static char
         wait_cursor; // its address is the handle: hosts distinguish "some cursor" from "the usual one"
     zr::host::change_cursor(&wait_cursor);
-    const int32_t done = zr_read_environment_config_info(stream, document);
+    const int32_t done = zr_read_environment_config_info(stream, doc);
     zr::host::change_cursor(nullptr);
     return done;
 }

@@ -39,12 +39,12 @@ bool read_exposure_line(const settings_line& line, const exposure_line& to);
 
 } // namespace
 
-void write_exposure(settings_writer& to, const document& document, const render_view& view)
+void write_exposure(settings_writer& to, const document& doc, const render_view& view)
 {
     to.add(settings_head(SETTINGS_EXPOSURE));
     to.add(u'\n');
-    for (const double value : { double(view.brightness), double(view.contrast), document.ambient_gain,
-             document.sky_scale, double(view.source_gain) })
+    for (const double value : { double(view.brightness), double(view.contrast), doc.ambient_gain,
+             doc.sky_scale, double(view.source_gain) })
     {
         to.add_number(value);
         to.add(u'\t');
@@ -53,7 +53,7 @@ void write_exposure(settings_writer& to, const document& document, const render_
     to.add(u"\n#END");
 }
 
-bool read_exposure(unit_source& from, document& document, render_view& view)
+bool read_exposure(unit_source& from, document& doc, render_view& view)
 {
     if (view.exposure_flags & EXPOSURE_LOCKED)
     {
@@ -62,25 +62,25 @@ bool read_exposure(unit_source& from, document& document, render_view& view)
     settings_line line;
     while (read_body_line(from, line))
     {
-        if (!read_exposure_line(line, { document, view })) { return false; }
+        if (!read_exposure_line(line, { doc, view })) { return false; }
     }
     return true;
 }
 
 } // namespace zr
 
-int32_t save_exposure_config_info(FILE* stream, document* document, render_view* view)
+int32_t save_exposure_config_info(FILE* stream, document* doc, render_view* view)
 {
-    if (!stream || !document || !view) { return 0; }
+    if (!stream || !doc || !view) { return 0; }
     zr::settings_writer text;
-    zr::write_exposure(text, *document, *view);
+    zr::write_exposure(text, *doc, *view);
     return zr::write_to_stream(text, stream);
 }
 
-int32_t read_exposure_config_info(FILE* stream, document* document, render_view* view)
+int32_t read_exposure_config_info(FILE* stream, document* doc, render_view* view)
 {
     zr::unit_source from = { stream, nullptr, 0 };
-    return stream && document && view && zr::read_exposure(from, *document, *view);
+    return stream && doc && view && zr::read_exposure(from, *doc, *view);
 }
 
 namespace zr

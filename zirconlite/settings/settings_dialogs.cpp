@@ -53,34 +53,34 @@ bool write_all(int32_t kind, settings_writer& to, const settings_place& from);
 
 } // namespace
 
-int32_t zr_load_sunsky_config(zr_handle parent, document* document)
+int32_t zr_load_sunsky_config(zr_handle parent, document* doc)
 {
-    return load(parent, SETTINGS_SUN_SKY, { document, nullptr });
+    return load(parent, SETTINGS_SUN_SKY, { doc, nullptr });
 }
 
-int32_t zr_save_sunsky_config(zr_handle parent, document* document)
+int32_t zr_save_sunsky_config(zr_handle parent, document* doc)
 {
-    return save(parent, SETTINGS_SUN_SKY, { document, nullptr });
+    return save(parent, SETTINGS_SUN_SKY, { doc, nullptr });
 }
 
-int32_t zr_load_environment_config(zr_handle parent, document* document)
+int32_t zr_load_environment_config(zr_handle parent, document* doc)
 {
-    return load(parent, SETTINGS_ENVIRONMENT, { document, nullptr });
+    return load(parent, SETTINGS_ENVIRONMENT, { doc, nullptr });
 }
 
-int32_t zr_save_environment_config(zr_handle parent, document* document)
+int32_t zr_save_environment_config(zr_handle parent, document* doc)
 {
-    return save(parent, SETTINGS_ENVIRONMENT, { document, nullptr });
+    return save(parent, SETTINGS_ENVIRONMENT, { doc, nullptr });
 }
 
-int32_t zr_load_exposure_config(zr_handle parent, document* document, render_view* view)
+int32_t zr_load_exposure_config(zr_handle parent, document* doc, render_view* view)
 {
-    return load(parent, SETTINGS_EXPOSURE, { document, view });
+    return load(parent, SETTINGS_EXPOSURE, { doc, view });
 }
 
-int32_t zr_save_exposure_config(zr_handle parent, document* document, render_view* view)
+int32_t zr_save_exposure_config(zr_handle parent, document* doc, render_view* view)
 {
-    return save(parent, SETTINGS_EXPOSURE, { document, view });
+    return save(parent, SETTINGS_EXPOSURE, { doc, view });
 }
 
 namespace

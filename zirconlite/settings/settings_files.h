@@ -41,34 +41,34 @@ ZR_API int32_t zr_read_settings_head(FILE* stream);
 /** @{ */
 /** The `sun_sky` of a document, but for `sun_sky_flags` and the size, samples and jitter of the sun. 0 also
  * where the document has none. */
-ZR_API int32_t save_sunsky_config_info(FILE* stream, document* document);
-ZR_API int32_t read_sunsky_config_info(FILE* stream, document* document);
+ZR_API int32_t save_sunsky_config_info(FILE* stream, document* doc);
+ZR_API int32_t read_sunsky_config_info(FILE* stream, document* doc);
 /** @} */
 
 /** @{ */
 /** The `environment`, with flags, haze and ground. Reading shows the wait cursor; zr_read_... does not. */
-ZR_API int32_t save_environment_config_info(FILE* stream, document* document);
-ZR_API int32_t read_environment_config_info(FILE* stream, document* document);
-ZR_API int32_t zr_read_environment_config_info(FILE* stream, document* document);
+ZR_API int32_t save_environment_config_info(FILE* stream, document* doc);
+ZR_API int32_t read_environment_config_info(FILE* stream, document* doc);
+ZR_API int32_t zr_read_environment_config_info(FILE* stream, document* doc);
 /** @} */
 
 /** @{ */
 /** Brightness, contrast, `ambient_gain`, `sky_scale`, `source_gain` and `tone_method`. Reading leaves
  * `sky_scale` alone and clamps each value to its range. 0, with nothing changed, while the view's exposure is
  * locked; 0, with the fields before it set, where a line lacks a value. */
-ZR_API int32_t save_exposure_config_info(FILE* stream, document* document, render_view* view);
-ZR_API int32_t read_exposure_config_info(FILE* stream, document* document, render_view* view);
+ZR_API int32_t save_exposure_config_info(FILE* stream, document* doc, render_view* view);
+ZR_API int32_t read_exposure_config_info(FILE* stream, document* doc, render_view* view);
 /** @} */
 
 /** @{ */
 /** Ask for a file over `parent` (may be NULL) and read or write it. 1; 0 when cancelled, and, with the reason
    for zr_last_error, when the file has another head or cannot be read or written, which keeps an old one. */
-ZR_API int32_t zr_load_sunsky_config(zr_handle parent, document* document);
-ZR_API int32_t zr_save_sunsky_config(zr_handle parent, document* document);
-ZR_API int32_t zr_load_environment_config(zr_handle parent, document* document);
-ZR_API int32_t zr_save_environment_config(zr_handle parent, document* document);
-ZR_API int32_t zr_load_exposure_config(zr_handle parent, document* document, render_view* view);
-ZR_API int32_t zr_save_exposure_config(zr_handle parent, document* document, render_view* view);
+ZR_API int32_t zr_load_sunsky_config(zr_handle parent, document* doc);
+ZR_API int32_t zr_save_sunsky_config(zr_handle parent, document* doc);
+ZR_API int32_t zr_load_environment_config(zr_handle parent, document* doc);
+ZR_API int32_t zr_save_environment_config(zr_handle parent, document* doc);
+ZR_API int32_t zr_load_exposure_config(zr_handle parent, document* doc, render_view* view);
+ZR_API int32_t zr_save_exposure_config(zr_handle parent, document* doc, render_view* view);
 /** @} */
 
 ZR_EXTERN_C_END

@@ -102,11 +102,11 @@ bool write_to_stream(const settings_writer& from, FILE* stream);
 const char16_t* settings_head(int32_t kind);
 
 // The whole file and the body of each kind.
-bool write_sunsky(settings_writer& to, document& document);
-bool read_sunsky(unit_source& from, document& document);
-bool write_environment(settings_writer& to, document& document);
-bool read_environment(unit_source& from, document& document);
-void write_exposure(settings_writer& to, const document& document, const render_view& view);
-bool read_exposure(unit_source& from, document& document, render_view& view);
+bool write_sunsky(settings_writer& to, document& doc);
+bool read_sunsky(unit_source& from, document& doc);
+bool write_environment(settings_writer& to, document& doc);
+bool read_environment(unit_source& from, document& doc);
+void write_exposure(settings_writer& to, const document& doc, const render_view& view);
+bool read_exposure(unit_source& from, document& doc, render_view& view);
 
 } // namespace zr

@@ -20,41 +20,37 @@ void copy_place(char16_t* to, size_t size, const char16_t* from, size_t from_siz
 
 } // namespace
 
-int32_t zr_get_sunsky_data(sun_sky_data* data_out, const sun_sky* sun_sky, const document* document)
+int32_t zr_get_sunsky_data(sun_sky_data* data_out, const sun_sky* sky, const document* doc)
 {
-    if (!data_out || !sun_sky || !document)
-    {
-        return zr::report_failure(ZR_ERROR_ARGUMENT, "no sun and sky");
-    }
+    if (!data_out || !sky || !doc) { return zr::report_failure(ZR_ERROR_ARGUMENT, "no sun and sky"); }
     memset(data_out, 0, sizeof *data_out);
-    copy_shared_fields(*data_out, *sun_sky);
-    data_out->sun_sky_flags = document->sun_sky_flags;
-    data_out->sun_size = float(sun_sky->sun_size);
-    data_out->latitude = sun_sky->latitude * degree;
-    data_out->longitude = sun_sky->longitude * degree;
+    copy_shared_fields(*data_out, *sky);
+    data_out->sun_sky_flags = doc->sun_sky_flags;
+    data_out->sun_size = float(sky->sun_size);
+    data_out->latitude = sky->latitude * degree;
+    data_out->longitude = sky->longitude * degree;
     // Whole minutes pass through hours and back.
-    const double minutes = sun_sky->time_zone * 60.0 + std::copysign(1e-6, sun_sky->time_zone);
+    const double minutes = sky->time_zone * 60.0 + std::copysign(1e-6, sky->time_zone);
     data_out->time_zone = std::fabs(minutes) < 1e6 ? int32_t(minutes) : 0;
-    data_out->direct_azimuth = sun_sky->direct_azimuth;
-    data_out->direct_altitude = sun_sky->direct_altitude;
+    data_out->direct_azimuth = sky->direct_azimuth;
+    data_out->direct_altitude = sky->direct_altitude;
     return 1;
 }
 
-int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sun_sky, document* document)
+int32_t zr_store_sunsky_data(const sun_sky_data* data, sun_sky* sky, document* doc)
 {
-    if (!data || !sun_sky || !document) { return zr::report_failure(ZR_ERROR_ARGUMENT, "no sun and sky"); }
-    document->sun_sky_flags = data->sun_sky_flags;
-    copy_shared_fields(*sun_sky, *data);
-    sun_sky->sun_size = data->sun_size;
-    sun_sky->latitude = data->latitude / degree;
-    sun_sky->longitude = data->longitude / degree;
-    sun_sky->time_zone = data->time_zone / 60.0;
-    zr_sun_angles_to_vector(
-        data->direct_azimuth, data->direct_altitude, data->north, &sun_sky->sun_direction);
-    if (sun_sky->flags & SUN_BY_ANGLES)
+    if (!data || !sky || !doc) { return zr::report_failure(ZR_ERROR_ARGUMENT, "no sun and sky"); }
+    doc->sun_sky_flags = data->sun_sky_flags;
+    copy_shared_fields(*sky, *data);
+    sky->sun_size = data->sun_size;
+    sky->latitude = data->latitude / degree;
+    sky->longitude = data->longitude / degree;
+    sky->time_zone = data->time_zone / 60.0;
+    zr_sun_angles_to_vector(data->direct_azimuth, data->direct_altitude, data->north, &sky->sun_direction);
+    if (sky->flags & SUN_BY_ANGLES)
     {
-        sun_sky->direct_azimuth = float(data->direct_azimuth);
-        sun_sky->direct_altitude = float(data->direct_altitude);
+        sky->direct_azimuth = float(data->direct_azimuth);
+        sky->direct_altitude = float(data->direct_altitude);
     }
     return 1;
 }

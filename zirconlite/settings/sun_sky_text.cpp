@@ -40,54 +40,53 @@ constexpr zr::settings_field fields[] = {
     { u"SKY INTENSITY", type::single, 1, offsetof(sun_sky_data, sky_intensity) },
 };
 
-bool has_sun_sky(const document* document);
+bool has_sun_sky(const document* doc);
 
 } // namespace
 
 namespace zr
 {
 
-bool write_sunsky(settings_writer& to, document& document)
+bool write_sunsky(settings_writer& to, document& doc)
 {
     sun_sky_data values;
-    zr_get_sunsky_data(&values, document.sun_sky, &document);
+    zr_get_sunsky_data(&values, doc.sun_sky, &doc);
     to.add(settings_head(SETTINGS_SUN_SKY));
     if (!write_fields(to, { fields, std::size(fields), &values })) { return false; }
     to.add(u"\n#END");
     return true;
 }
 
-bool read_sunsky(unit_source& from, document& document)
+bool read_sunsky(unit_source& from, document& doc)
 {
     sun_sky_data values;
-    zr_get_sunsky_data(&values, document.sun_sky, &document);
+    zr_get_sunsky_data(&values, doc.sun_sky, &doc);
     const settings_table table = { fields, std::size(fields), &values };
-    return read_fields(from, &table, 1) && zr_store_sunsky_data(&values, document.sun_sky, &document);
+    return read_fields(from, &table, 1) && zr_store_sunsky_data(&values, doc.sun_sky, &doc);
 }
 
 } // namespace zr
 
-int32_t save_sunsky_config_info(FILE* stream, document* document)
+int32_t save_sunsky_config_info(FILE* stream, document* doc)
 {
-    if (!stream || !has_sun_sky(document)) { return 0; }
+    if (!stream || !has_sun_sky(doc)) { return 0; }
     zr::settings_writer text;
-    return zr::write_sunsky(text, *document) && zr::write_to_stream(text, stream);
+    return zr::write_sunsky(text, *doc) && zr::write_to_stream(text, stream);
 }
 
-int32_t read_sunsky_config_info(FILE* stream, document* document)
+int32_t read_sunsky_config_info(FILE* stream, document* doc)
 {
-    if (!stream || !has_sun_sky(document)) { return 0; }
+    if (!stream || !has_sun_sky(doc)) { return 0; }
     zr::unit_source from = { stream, nullptr, 0 };
-    return zr::read_sunsky(from, *document);
+    return zr::read_sunsky(from, *doc);
 }
 
 namespace
 {
 
-bool has_sun_sky(const document* document)
+bool has_sun_sky(const document* doc)
 {
-    return (document && document->sun_sky) ||
-           zr::report_failure(ZR_ERROR_ARGUMENT, "the document has no sun and sky");
+    return (doc && doc->sun_sky) || zr::report_failure(ZR_ERROR_ARGUMENT, "the document has no sun and sky");
 }
 
 } // namespace
