@@ -117,7 +117,7 @@ TEST(LightCache, CellsTakeSamplesAsTheirFirstOnesScatter)
     light_cache cache = {};
     const cache_deposit broken = { {}, 0, { std::nanf(""), 0, 0 }, 0 };
     EXPECT_TRUE(add_deposits(cache, &broken, 1));
-    EXPECT_EQ(cache.cells.count, 0u);
+    EXPECT_EQ(cache.cells.list.count, 0u);
 }
 
 namespace
@@ -174,16 +174,16 @@ TEST(LightCache, IsTheSameForAnyWorkersAndInItsFile)
     kept_room one, other;
     const std::vector<uint8_t> made = one.picture(1, eye);
     EXPECT_EQ(made, other.picture(3, eye));
-    ASSERT_GT(one.doc->light_cache->cells.count, 100u);
+    ASSERT_GT(one.doc->light_cache->cells.list.count, 100u);
     ASSERT_EQ(zr_write_light_cache(one.doc, path("room.zrl").c_str()), 1);
 
     kept_room reader;
     ASSERT_EQ(zr_read_light_cache(reader.doc, path("room.zrl").c_str()), 1);
-    const size_t cells = reader.doc->light_cache->cells.count;
-    EXPECT_EQ(cells, one.doc->light_cache->cells.count);
+    const size_t cells = reader.doc->light_cache->cells.list.count;
+    EXPECT_EQ(cells, one.doc->light_cache->cells.list.count);
     EXPECT_EQ(reader.picture(2, eye), made);
     reader.picture(2, elsewhere);
-    EXPECT_EQ(reader.doc->light_cache->cells.count, cells) << "other views add nothing";
+    EXPECT_EQ(reader.doc->light_cache->cells.list.count, cells) << "other views add nothing";
 
     std::ifstream file(folder.path / "room.zrl", std::ios::binary);
     const std::string whole((std::istreambuf_iterator<char>(file)), {});
@@ -193,7 +193,7 @@ TEST(LightCache, IsTheSameForAnyWorkersAndInItsFile)
         EXPECT_EQ(zr_read_light_cache(d, path("bad.zrl").c_str()), 0);
         EXPECT_EQ(zr_last_error()->code, code);
         EXPECT_NE(strstr(zr_last_error()->text, "bad.zrl"), nullptr);
-        EXPECT_EQ(d->light_cache ? d->light_cache->cells.count : cells, cells) << "what was kept stays";
+        EXPECT_EQ(d->light_cache ? d->light_cache->cells.list.count : cells, cells) << "what was kept stays";
     };
     for (const size_t length : { size_t(0), size_t(30), size_t(56), whole.size() - 1 })
     {

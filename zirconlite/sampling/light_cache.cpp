@@ -20,6 +20,7 @@ constexpr double near_cells =
     0.7; ///< sides of a cell over the mean distance to other surfaces that divide it
 constexpr uint32_t pilot_samples = 16, settled_samples = 32, max_samples = 256;
 constexpr double settled_error = 0.1; ///< of a cell's mean, one standard deviation
+constexpr int32_t guide_levels = 2;   ///< by which cells of guides are larger
 constexpr int facing_side = 3;        ///< parts along each edge of the cube of directions
 
 int32_t level_at(double size)
@@ -57,80 +58,10 @@ bool set_place(const vector3& point, int32_t level, cell_key& key)
     return true;
 }
 
-uint64_t mixed(uint64_t h)
+int32_t level_of(const light_cache& cache, const vector3& point)
 {
-    h ^= h >> 32;
-    h *= 0xd6e8feb86659fd93u;
-    h ^= h >> 32;
-    return h;
-}
-
-uint64_t hash_of(const cell_key& k)
-{
-    uint64_t h = uint64_t(uint32_t(k.at[0])) | uint64_t(uint32_t(k.at[1])) << 32;
-    h = mixed(h + 0x9e3779b97f4a7c15u);
-    h ^= uint64_t(uint32_t(k.at[2])) | uint64_t(uint16_t(k.level)) << 32 | uint64_t(uint16_t(k.facing)) << 48;
-    return mixed(h);
-}
-
-bool is_same(const cell_key& a, const cell_key& b)
-{
-    return a.at[0] == b.at[0] && a.at[1] == b.at[1] && a.at[2] == b.at[2] && a.level == b.level &&
-           a.facing == b.facing;
-}
-
-/// The slot of a key: its cell's, or the free one where it would be.
-size_t slot_of(const light_cache& cache, const cell_key& key)
-{
-    const size_t mask = cache.slots.count - 1;
-    size_t slot = hash_of(key) & mask;
-    while (cache.slots[slot] && !is_same(cache.cells[cache.slots[slot] - 1].key, key))
-    {
-        slot = (slot + 1) & mask;
-    }
-    return slot;
-}
-
-const cache_cell* cell_at(const light_cache& cache, const cell_key& key)
-{
-    if (cache.slots.count == 0) { return nullptr; }
-    const uint32_t place = cache.slots[slot_of(cache, key)];
-    return place ? &cache.cells[place - 1] : nullptr;
-}
-
-/// Room for twice the cells.
-bool widen(light_cache& cache)
-{
-    const size_t count = std::max<size_t>(cache.slots.count * 2, 1024);
-    array<uint32_t> slots;
-    if (!slots.resize(count) || !cache.cells.reserve(count / 2)) { return false; }
-    cache.slots = static_cast<array<uint32_t>&&>(slots);
-    for (size_t i = 0; i < cache.cells.count; ++i)
-    {
-        cache.slots[slot_of(cache, cache.cells[i].key)] = uint32_t(i + 1);
-    }
-    return true;
-}
-
-/// Null where there are too many; `failed` when memory fails.
-cache_cell* make_cell(light_cache& cache, const cell_key& key, int32_t division, bool& failed)
-{
-    if (cache.cells.count * 2 >= cache.slots.count && !widen(cache))
-    {
-        failed = true;
-        return nullptr;
-    }
-    uint32_t& place = cache.slots[slot_of(cache, key)];
-    if (!place)
-    {
-        if (cache.cells.count >= max_cache_cells) { return nullptr; }
-        cache_cell made = {};
-        made.key = key;
-        made.division = uint16_t(division);
-        cache.cells.push(made); // widen has made room
-        place = uint32_t(cache.cells.count);
-    }
-    return &cache.cells[place - 1];
+    const double wanted = length(point - cache.eye) * size_by_distance;
+    return std::clamp(level_at(wanted), cache.min_level, cache.max_level);
 }
 
 /// Pilot samples are complete: what the cell needs, and whether others are so near that it is divided.
@@ -184,13 +115,12 @@ void start_light_cache(light_cache& cache, const vector3& eye, double extent, ui
     cache.scene = scene;
     cache.is_kept = false;
     cache.cells.clear();
-    cache.slots.clear();
+    cache.guides.clear();
 }
 
 bool find_cell(const light_cache& cache, const vector3& point, const vector3& normal, cache_reading& out)
 {
-    const double wanted = length(point - cache.eye) * size_by_distance;
-    const int32_t level = std::clamp(level_at(wanted), cache.min_level, cache.max_level);
+    const int32_t level = level_of(cache, point);
     out.key.facing = facing_of(normal);
     out.division = 0;
     for (;;)
@@ -201,10 +131,25 @@ bool find_cell(const light_cache& cache, const vector3& point, const vector3& no
         {
             return false;
         }
-        out.cell = cell_at(cache, out.key);
+        out.cell = cache.cells.find(out.key);
         if (!out.cell || !out.cell->is_split || out.division >= max_division) { return true; }
         ++out.division;
     }
+}
+
+bool find_guide_key(const light_cache& cache, const vector3& point, const vector3& normal, cell_key& key)
+{
+    const int32_t level = level_of(cache, point) + guide_levels;
+    key.facing = facing_of(normal);
+    return set_place(point + std::ldexp(above_surface, level) * normal, level, key);
+}
+
+const guide_cell* find_guide(const light_cache& cache, const vector3& point, const vector3& normal)
+{
+    cell_key key;
+    if (!find_guide_key(cache, point, normal, key)) { return nullptr; }
+    const guide_cell* guide = cache.guides.find(key);
+    return guide && guide->known > 0 ? guide : nullptr;
 }
 
 bool add_deposits(light_cache& cache, const cache_deposit* deposits, size_t count)
@@ -214,8 +159,10 @@ bool add_deposits(light_cache& cache, const cache_deposit* deposits, size_t coun
     {
         const float* light = deposits[i].light;
         if (!std::isfinite(light[0] + light[1] + light[2])) { continue; }
-        cache_cell* cell = make_cell(cache, deposits[i].key, deposits[i].division, failed);
-        if (cell) { add_deposit(*cell, deposits[i]); }
+        cache_cell* cell = cache.cells.make(deposits[i].key, max_cache_cells, failed);
+        if (!cell) { continue; }
+        if (cell->count == 0) { cell->division = uint16_t(deposits[i].division); }
+        add_deposit(*cell, deposits[i]);
     }
     return !failed;
 }
@@ -223,9 +170,18 @@ bool add_deposits(light_cache& cache, const cache_deposit* deposits, size_t coun
 bool put_back_cell(light_cache& cache, const cache_cell& cell)
 {
     bool failed = false;
-    cache_cell* made = make_cell(cache, cell.key, cell.division, failed);
+    cache_cell* made = cache.cells.make(cell.key, max_cache_cells, failed);
     if (!made || made->count > 0 || made->needed > 0) { return false; }
     *made = cell;
+    return true;
+}
+
+bool put_back_guide(light_cache& cache, const guide_cell& guide)
+{
+    bool failed = false;
+    guide_cell* made = cache.guides.make(guide.key, max_guides, failed);
+    if (!made || made->known > 0) { return false; }
+    *made = guide;
     return true;
 }
 

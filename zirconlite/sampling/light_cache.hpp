@@ -12,19 +12,12 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "zirconlite/frame/array.hpp"
+#include "zirconlite/sampling/cell_table.hpp"
+#include "zirconlite/sampling/light_guide.hpp"
 #include "zirconlite/types.h"
 
 namespace zr
 {
-
-/// A cell's place in the grid of its size, and the direction that its surfaces face.
-struct cell_key
-{
-    int32_t at[3];  ///< cells from the origin of model space
-    int16_t level;  ///< the side is 2^level model units
-    int16_t facing; ///< one of 54 parts of the directions
-};
 
 /// A cell. Its light is that which a white diffuse surface would send on: irradiance / pi, cd/m2. Pilot
 /// samples say how many more it needs, and are then forgotten: were they kept, cells that happen to be dark
@@ -43,7 +36,7 @@ struct cache_cell
 
 } // namespace zr
 
-/// The grid. Cells lie in the order in which they were first used.
+/// The grids of light and of where it comes from.
 typedef struct document document;
 struct light_cache
 {
@@ -51,8 +44,8 @@ struct light_cache
     int32_t min_level, max_level;
     uint64_t scene; ///< fingerprint of the scene that the light belongs to
     bool is_kept;   ///< read from a file: renders of the scene read it and add nothing
-    zr::array<zr::cache_cell> cells;
-    zr::array<uint32_t> slots; ///< place of a cell + 1 by hash; 0 free
+    zr::cell_table<zr::cache_cell> cells;
+    zr::cell_table<zr::guide_cell> guides; ///< larger cells, and never divided
 };
 
 namespace zr
@@ -93,11 +86,19 @@ void start_light_cache(light_cache& cache, const vector3& eye, double extent, ui
 /// the grid ends. Reads only.
 bool find_cell(const light_cache& cache, const vector3& point, const vector3& normal, cache_reading& out);
 
+/// Where the guide of such a point belongs. False where the grid ends.
+bool find_guide_key(const light_cache& cache, const vector3& point, const vector3& normal, cell_key& key);
+
+/// The guide of such a point, or null where light has no known direction. Reads only.
+const guide_cell* find_guide(const light_cache& cache, const vector3& point, const vector3& normal);
+
 /// Adds samples in their order. Beyond `max_cache_cells` new places get no cell. False when memory fails.
 bool add_deposits(light_cache& cache, const cache_deposit* deposits, size_t count);
 
-/// Takes a cell that was kept in a file. False when memory fails, or the place is taken.
+/// Takes a cell or a guide that was kept in a file. False when memory fails, or the place is taken.
 bool put_back_cell(light_cache& cache, const cache_cell& cell);
+
+bool put_back_guide(light_cache& cache, const guide_cell& guide);
 
 /// Whether a cell may be read, and whether its own error is small enough to take no more samples.
 inline bool is_readable(const cache_cell* c) { return c && c->needed > 0 && c->count >= readable_samples; }

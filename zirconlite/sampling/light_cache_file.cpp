@@ -1,4 +1,4 @@
-// The file of a light cache: a head of 56 bytes and 48 bytes a cell, little-endian.
+// The file of a light cache: a head of 56 bytes, 48 bytes a cell and 528 a guide, little-endian.
 #include <stdlib.h>
 
 #include <cmath>
@@ -22,9 +22,10 @@ namespace zr
 namespace
 {
 
-constexpr uint32_t file_mark = 0x434c525a, file_version = 1; // "ZRLC"
-constexpr size_t head_bytes = 56, cell_bytes = 48;
-constexpr uint64_t max_file_bytes = head_bytes + uint64_t(max_cache_cells) * cell_bytes;
+constexpr uint32_t file_mark = 0x434c525a, file_version = 2; // "ZRLC"
+constexpr size_t head_bytes = 56, cell_bytes = 48, guide_bytes = 16 + 2 * guide_parts;
+constexpr uint64_t max_file_bytes =
+    head_bytes + uint64_t(max_cache_cells) * cell_bytes + uint64_t(max_guides) * guide_bytes;
 
 void mix(uint64_t& h, const void* bytes, size_t size)
 {
@@ -83,10 +84,47 @@ void mix_materials(uint64_t& h, const material_entry* first)
     }
 }
 
+uint8_t* put_key(uint8_t* at, const cell_key& key)
+{
+    for (const int32_t i : key.at) { at = put_u32(at, uint32_t(i)); }
+    return put_u16(put_u16(at, uint16_t(key.level)), uint16_t(key.facing));
+}
+
+cell_key get_key(byte_reader& from)
+{
+    cell_key key;
+    for (int32_t& i : key.at) { i = from.i32(); }
+    key.level = from.i16();
+    key.facing = from.i16();
+    return key;
+}
+
+uint8_t* put_guide(uint8_t* at, const guide_cell& g)
+{
+    at = put_key(at, g.key);
+    for (const uint16_t share : g.upto) { at = put_u16(at, share); }
+    return at;
+}
+
+/// False where the shares do not rise to all.
+bool get_guide(byte_reader& from, guide_cell& g)
+{
+    g.key = get_key(from);
+    g.known = 1;
+    uint16_t before = 0;
+    bool rises = true;
+    for (uint16_t& share : g.upto)
+    {
+        share = from.u16();
+        rises &= share >= before;
+        before = share;
+    }
+    return rises && before == all_shares;
+}
+
 uint8_t* put_cell(uint8_t* at, const cache_cell& c)
 {
-    for (const int32_t i : c.key.at) { at = put_u32(at, uint32_t(i)); }
-    at = put_u16(put_u16(at, uint16_t(c.key.level)), uint16_t(c.key.facing));
+    at = put_key(at, c.key);
     for (const float f : { c.sum[0], c.sum[1], c.sum[2], c.squares, c.nearness }) { at = put_f32(at, f); }
     return put_u16(put_u16(put_u32(put_u32(at, c.count), c.needed), c.division), c.is_split);
 }
@@ -94,9 +132,7 @@ uint8_t* put_cell(uint8_t* at, const cache_cell& c)
 /// False where a number cannot be one of a cell.
 bool get_cell(byte_reader& from, cache_cell& c)
 {
-    for (int32_t& i : c.key.at) { i = from.i32(); }
-    c.key.level = from.i16();
-    c.key.facing = from.i16();
+    c.key = get_key(from);
     bool is_sound = true;
     for (float* f : { &c.sum[0], &c.sum[1], &c.sum[2], &c.squares, &c.nearness })
     {
@@ -110,6 +146,13 @@ bool get_cell(byte_reader& from, cache_cell& c)
     return is_sound && (c.count > 0 || c.needed > 0) && c.is_split <= 1;
 }
 
+uint32_t known_guides(const light_cache& cache)
+{
+    uint32_t count = 0;
+    for (const guide_cell& g : cache.guides.list) { count += g.known > 0; }
+    return count;
+}
+
 /// A path for messages.
 struct shown_path
 {
@@ -117,7 +160,14 @@ struct shown_path
     char text[1024] = {};
 };
 
-bool read_head(byte_reader& from, light_cache& cache, uint32_t& cells, const document& d, const char* name)
+/// What the head says that follows.
+struct file_counts
+{
+    uint32_t cells, guides;
+};
+
+bool read_head(
+    byte_reader& from, light_cache& cache, file_counts& counts, const document& d, const char* name)
 {
     if (from.u32() != file_mark) { return report_failure(ZR_ERROR_FORMAT, "%s: not a light cache", name); }
     const uint32_t version = from.u32();
@@ -130,8 +180,7 @@ bool read_head(byte_reader& from, light_cache& cache, uint32_t& cells, const doc
     cache.eye = { from.f64(), from.f64(), from.f64() };
     cache.min_level = from.i32();
     cache.max_level = from.i32();
-    cells = from.u32();
-    from.u32();
+    counts = { from.u32(), from.u32() };
     if (cache.scene != scene_fingerprint(d))
     {
         return report_failure(ZR_ERROR_ARGUMENT,
@@ -163,6 +212,24 @@ bool read_cells(byte_reader& from, light_cache& cache, uint32_t cells, const cha
     return true;
 }
 
+bool read_guides(byte_reader& from, light_cache& cache, uint32_t guides, const char* name)
+{
+    if (guides > max_guides || from.left() < size_t(guides) * guide_bytes)
+    {
+        return report_failure(
+            ZR_ERROR_FORMAT, "%s: %u guides were expected and the file ends before", name, guides);
+    }
+    for (uint32_t i = 0; i < guides; ++i)
+    {
+        guide_cell g = {};
+        if (!get_guide(from, g) || !put_back_guide(cache, g))
+        {
+            return report_failure(ZR_ERROR_FORMAT, "%s: guide %u is damaged", name, i);
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 uint64_t scene_fingerprint(const document& d)
@@ -189,9 +256,10 @@ int32_t zr_read_light_cache(document* document, const char16_t* path)
     if (!bytes) { return report_failure(ZR_ERROR_READ, "%s: cannot be read as a light cache", name.text); }
     light_cache* made = new_light_cache();
     byte_reader from(bytes, size);
-    uint32_t cells = 0;
-    const bool is_read = made && read_head(from, *made, cells, *document, name.text) &&
-                         read_cells(from, *made, cells, name.text);
+    file_counts counts = {};
+    const bool is_read = made && read_head(from, *made, counts, *document, name.text) &&
+                         read_cells(from, *made, counts.cells, name.text) &&
+                         read_guides(from, *made, counts.guides, name.text);
     free(bytes);
     if (!made) { return report_failure(ZR_ERROR_MEMORY, "%s: no memory for its cells", name.text); }
     if (!is_read)
@@ -218,14 +286,22 @@ int32_t zr_write_light_cache(const document* document, const char16_t* path)
     uint8_t head[head_bytes] = {};
     uint8_t* at = put_u64(put_u32(put_u32(head, file_mark), file_version), cache.scene);
     for (const double c : { cache.eye.x, cache.eye.y, cache.eye.z }) { at = put_f64(at, c); }
-    put_u32(put_u32(put_u32(at, uint32_t(cache.min_level)), uint32_t(cache.max_level)),
-        uint32_t(cache.cells.count));
+    put_u32(put_u32(put_u32(put_u32(at, uint32_t(cache.min_level)), uint32_t(cache.max_level)),
+                uint32_t(cache.cells.list.count)),
+        known_guides(cache));
     bool written = platform::write_replacement(file, head, head_bytes);
-    for (size_t i = 0; written && i < cache.cells.count; ++i)
+    for (const cache_cell& c : cache.cells.list)
     {
         uint8_t cell[cell_bytes];
-        put_cell(cell, cache.cells[i]);
-        written = platform::write_replacement(file, cell, cell_bytes);
+        put_cell(cell, c);
+        written = written && platform::write_replacement(file, cell, cell_bytes);
+    }
+    for (const guide_cell& g : cache.guides.list)
+    {
+        if (g.known == 0) { continue; }
+        uint8_t guide[guide_bytes];
+        put_guide(guide, g);
+        written = written && platform::write_replacement(file, guide, guide_bytes);
     }
     if (!written) { platform::cancel_replacement(file); }
     if (written && platform::commit_replacement(file)) { return 1; }

@@ -15,7 +15,7 @@ struct lit_vertex
     const surface& s;
     const specular_lobe& lobe;
     const vector3* mirror; ///< null where luminaires do not show
-    const double* bounce;  ///< chances that the path bounces from the front and from the back
+    const diffuse_bounce& bounce;
     uint32_t object_flags;
 };
 

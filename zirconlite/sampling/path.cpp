@@ -26,7 +26,7 @@ namespace zr
 namespace
 {
 
-constexpr double no_bounce[2] = { 0.0, 0.0 };
+constexpr diffuse_bounce no_bounce = {};
 
 bool nearest_surface(light_path& p)
 {
@@ -75,8 +75,7 @@ void end_in_sky(light_path& p)
     if (p.last.sky == sky_by_path::weighed)
     {
         const seen_openings seen = openings_from(p.last.point, p.last.normal);
-        weight = strategy_weight(p.last.chance[p.last.side] * p.last.even_density,
-            sky_ray_density(from, p.last.even_density, seen));
+        weight = strategy_weight(p.last.density, sky_ray_density(from, p.last.even_density, seen));
     }
     for (int i = 0; i < 3; ++i) { p.found.radiance[i] += from.radiance[i] * p.r.weight[i] * weight; }
     count_indirect(p, before);
@@ -120,8 +119,7 @@ double glow_by_path(const light_path& p)
     if (p.last.sky == sky_by_path::counted) { return 0.0; }
     const double facing = std::fabs(dot(p.r.direction, p.r.geometric_normal));
     if (!(facing > 1e-9)) { return 1.0; }
-    return strategy_weight(
-        p.last.chance[p.last.side] * p.last.even_density, even * p.since_bounce * p.since_bounce / facing);
+    return strategy_weight(p.last.density, even * p.since_bounce * p.since_bounce / facing);
 }
 
 void add_vertex_emission(light_path& p, const surface& s)
@@ -142,30 +140,42 @@ void measure_segment(light_path& p)
     p.fill->vertex[p.fill->count - 1].nearness = float(1.0 / std::fmax(p.r.hit_t, p.doc.epsilon));
 }
 
-/// Whether the light of a surface is kept in cells: what is translucent has two sides, and follows paths.
+/// Whether the light of a surface is kept in cells, on both sides of what is thin and translucent. What a
+/// translucent body has inside follows paths.
 bool is_kept(const light_path& p, const met_surface& at)
 {
-    return at.lobe.diffuse > 0.0 && at.s.translucent == 0.0f &&
+    return at.lobe.diffuse + at.s.translucent > 0.0 &&
+           (at.s.translucent == 0.0f || is_thin(p.r.hit_object, at.s)) &&
            !(p.r.hit_object->vft->get_flags(p.r.hit_object) & OBJECT_NO_DIRECT_LIGHT);
 }
 
-/// Adds the light that the cache keeps at the hit. False where a path does better: nothing is known, or the
-/// surface is so near to the last one that its cell would show. Places are jittered by a cell, which joins
-/// cells smoothly.
-bool read_cache(light_path& p, const met_surface& at)
+/// The cell that is read for a side of the surface at the hit, or null. Places are jittered by a cell, which
+/// joins cells smoothly.
+const cache_cell* cell_to_read(const light_path& p, const vector3& normal)
 {
     const light_cache& cache = *p.doc.light_cache;
-    const vector3 &point = p.r.hit_point, &normal = p.r.shading_normal;
+    const vector3& point = p.r.hit_point;
     cache_reading here;
-    if (!find_cell(cache, point, normal, here) || p.since_bounce < here.size) { return false; }
+    if (!find_cell(cache, point, normal, here) || p.since_bounce < here.size) { return nullptr; }
     vector3 u, v;
     zr_make_axes(&normal, &u, &v, 1e-4);
     const unit_pair jitter = numbers(p, pair_light_point);
     cache_reading beside;
     const vector3 moved = point + ((jitter.u - 0.5) * here.size) * u + ((jitter.v - 0.5) * here.size) * v;
     if (find_cell(cache, moved, normal, beside) && is_readable(beside.cell)) { here = beside; }
-    if (!is_readable(here.cell)) { return false; }
-    add_kept_light(p, at, *here.cell);
+    return is_readable(here.cell) ? here.cell : nullptr;
+}
+
+/// Adds the light that the cache keeps at the hit. False where a path does better: nothing is known, or the
+/// surface is so near to the last one that its cell would show.
+bool read_cache(light_path& p, const met_surface& at)
+{
+    const double behind = at.s.translucent;
+    const cache_cell* front = at.lobe.diffuse > 0.0 ? cell_to_read(p, p.r.shading_normal) : nullptr;
+    const cache_cell* back = behind > 0.0 ? cell_to_read(p, -p.r.shading_normal) : nullptr;
+    if ((at.lobe.diffuse > 0.0 && !front) || (behind > 0.0 && !back)) { return false; }
+    if (front) { add_kept_light(p, at, at.lobe.diffuse, *front); }
+    if (back) { add_kept_light(p, at, behind, *back); }
     return true;
 }
 
@@ -190,18 +200,25 @@ bool has_lobe(const specular_lobe& lobe)
            (lobe.reflected[0] > 0.0 || lobe.reflected[1] > 0.0 || lobe.reflected[2] > 0.0);
 }
 
+/// A surface as what its highlight alone is lit by.
+surface without_spread(const surface& s)
+{
+    surface polished = s;
+    polished.translucent = 0.0f;
+    return polished;
+}
+
 /// The light of a surface seen from outside, and the way on. False at the path's end.
 bool meet_outside(light_path& p, met_surface& at)
 {
     if (p.bounces == 0) { pass_haze(p); }
     keep_guides(p, at.s, at.lobe);
     outside_ways ways = ways_outside(p, at);
-    double bounce[2];
-    bounce_chances(p, ways, at, bounce);
+    const diffuse_bounce bounce = bounce_from(p, ways, at);
     const double before[3] = { p.found.radiance[0], p.found.radiance[1], p.found.radiance[2] };
     const vector3* mirror = has_lobe(at.lobe) ? &at.mirror : nullptr;
     const bool keeps = job.caches_light && p.bounces > 0 && is_kept(p, at);
-    bool is_lit = !p.fill || p.bounces > 0;
+    bool is_lit = !p.fill || p.bounces > 0, is_known = false;
     if (p.fill && keeps && p.fill->count < fill_path::max_vertices)
     {
         add_vertex_emission(p, at.s);
@@ -209,12 +226,13 @@ bool meet_outside(light_path& p, met_surface& at)
     }
     if (keeps && read_cache(p, at))
     {
-        // What is mirrored goes on; the rest of the light is known.
+        // What is mirrored or passes goes on; the rest of the light is known.
         at.lobe.diffuse = 0.0;
         ways.way[way_bounced] = {};
         is_lit = mirror != nullptr;
+        is_known = true;
     }
-    if (is_lit) { add_vertex_light(p, at.s, at.lobe, mirror, bounce); }
+    if (is_lit) { add_vertex_light(p, is_known ? without_spread(at.s) : at.s, at.lobe, mirror, bounce); }
     add_vertex_emission(p, at.s);
     count_indirect(p, before);
     return leave_outside(p, at, ways, bounce);
@@ -272,6 +290,14 @@ double sky_ray_density(const sky_sample& from, double even_density, const seen_o
 {
     const double at_large = sky_light_has_bright_spots() ? 0.5 * (even_density + from.density) : even_density;
     return seen.sum > 0.0 ? 0.5 * (at_large + opening_density(seen, from.direction)) : at_large;
+}
+
+double bounce_density(const diffuse_bounce& bounce, int side, const vector3& direction, double even_density)
+{
+    const guide_cell* guide = bounce.guide[side];
+    if (!guide) { return bounce.chance[side] * even_density; }
+    return bounce.chance[side] *
+           ((1.0 - guided_share) * even_density + guided_share * guided_density(*guide, direction));
 }
 
 light_path start_path(document& document, render_view& view, const ray& prototype, const sample_point& point)

@@ -8,6 +8,7 @@
 #include "zirconlite/frame/document.h"
 #include "zirconlite/geometry/ray.h"
 #include "zirconlite/materials/surface.h"
+#include "zirconlite/sampling/light_guide.hpp"
 #include "zirconlite/sampling/lobe.hpp"
 #include "zirconlite/sampling/openings.hpp"
 #include "zirconlite/sampling/sequence.hpp"
@@ -37,12 +38,18 @@ enum class sky_by_path
     counted  ///< shadow rays have counted it, straight through glass that bends the path
 };
 
-/// How a path leaves a diffuse surface. Sky is found by shadow rays too, so what both find is weighed.
+/// How a path may leave a diffuse surface, from its front and from its back.
+struct diffuse_bounce
+{
+    double chance[2];           ///< that it does
+    const guide_cell* guide[2]; ///< that it may follow; null: it spreads by the cosine
+};
+
+/// How a path has left a diffuse surface. Sky is found by shadow rays too, so what both find is weighed.
 struct diffuse_scatter
 {
-    double chance[2];      ///< that the path bounces from the front and from the back
-    int side;              ///< that it took: 0 front, 1 back
-    double even_density;   ///< of the direction taken, under the cosine; 1/sr
+    double density;        ///< of the direction taken, with the chance to bounce; 1/sr
+    double even_density;   ///< of that direction under the cosine
     vector3 point, normal; ///< where it left, and the side
     sky_by_path sky;
 };
@@ -86,10 +93,13 @@ double strategy_weight(double density, double other);
 /// openings are `seen`; 1/sr.
 double sky_ray_density(const sky_sample& from, double even_density, const seen_openings& seen);
 
+/// Density with which a path bounces to a side into a direction, whose density under the cosine is given.
+double bounce_density(const diffuse_bounce& bounce, int side, const vector3& direction, double even_density);
+
 /// Adds the light that reaches the path's hit straight from luminaires, sun and sky, and the ambient
 /// stand-in where paths do not bounce. `mirror` is the axis of the lobe in which luminaires show, null for
-/// none; `bounce` the chances that the path bounces from the front and from the back.
+/// none; `bounce` how the path may go on.
 void add_vertex_light(light_path& path, const surface& s, const specular_lobe& lobe, const vector3* mirror,
-    const double bounce[2]);
+    const diffuse_bounce& bounce);
 
 } // namespace zr

@@ -11,6 +11,7 @@
 #include "zirconlite/raytrace/secondary_rays.hpp"
 #include "zirconlite/raytrace/shading.hpp"
 #include "zirconlite/raytrace/sky_light_rays.hpp"
+#include "zirconlite/sampling/cache_fill.hpp"
 
 namespace zr
 {
@@ -104,6 +105,22 @@ void go_through(light_path& p, const surface& s, const branch& way, double proba
     go_on(p, direction, p.doc.epsilon * 10.0, way, probability);
 }
 
+/// By a guide with a part of the chances, else by the cosine.
+vector3 bounced_direction(const vector3& normal, const guide_cell* guide, unit_pair at)
+{
+    if (!guide) { return cosine_direction(normal, { at.u, at.v }); }
+    if (at.u < guided_share) { return guided_direction(*guide, at.u / guided_share, at.v); }
+    return cosine_direction(normal, { (at.u - guided_share) / (1.0 - guided_share), at.v });
+}
+
+void find_guides(const light_path& p, diffuse_bounce& bounce)
+{
+    const light_cache& cache = *p.doc.light_cache;
+    const vector3& normal = p.r.shading_normal;
+    if (bounce.chance[0] > 0.0) { bounce.guide[0] = find_guide(cache, p.r.hit_point, normal); }
+    if (bounce.chance[1] > 0.0) { bounce.guide[1] = find_guide(cache, p.r.hit_point, -normal); }
+}
+
 bool follows_mirror(const ray& r, const surface& s)
 {
     return !(s.flags & SURFACE_NO_MIRROR) && r.reflect_depth < r.reflect_limit;
@@ -138,13 +155,16 @@ outside_ways ways_outside(const light_path& p, const met_surface& at)
     return { { make_branch(passing), make_branch(mirrored), make_branch(bounced) }, thin };
 }
 
-void bounce_chances(const light_path& p, const outside_ways& ways, const met_surface& at, double chance[2])
+diffuse_bounce bounce_from(const light_path& p, const outside_ways& ways, const met_surface& at)
 {
     const chances all = chances_of(p, ways.way, 3);
     const double sent_back = at.lobe.diffuse + at.s.translucent;
     const double bounced = all.sum > 0.0 ? all.continues * ways.way[2].chance / all.sum : 0.0;
-    chance[0] = sent_back > 0.0 ? bounced * at.lobe.diffuse / sent_back : 0.0;
-    chance[1] = bounced - chance[0];
+    diffuse_bounce bounce = {};
+    bounce.chance[0] = sent_back > 0.0 ? bounced * at.lobe.diffuse / sent_back : 0.0;
+    bounce.chance[1] = bounced - bounce.chance[0];
+    if (job.caches_light) { find_guides(p, bounce); }
+    return bounce;
 }
 
 int choose_way(light_path& p, const branch* ways, int count, double& probability)
@@ -162,48 +182,50 @@ int choose_way(light_path& p, const branch* ways, int count, double& probability
     return probability > 0.0 ? way : -1;
 }
 
-void take_way(light_path& p, const met_surface& at, const outside_ways& ways, int way, double probability,
-    const double bounce[2])
+bool take_way(light_path& p, const met_surface& at, const outside_ways& ways, int way, double probability,
+    const diffuse_bounce& bounce)
 {
     switch (way)
     {
     case way_passing:
         go_through(p, at.s, ways.way[way_passing], probability, ways.thin, at.cosine);
-        break;
+        return true;
     case way_mirrored:
         go_mirrored(p, ways.way[way_mirrored], probability, at.mirror, at.lobe.exponent);
-        break;
+        return true;
     default:
-        go_bounced(p, at.s, at.lobe, bounce);
-        break;
+        return go_bounced(p, at.s, at.lobe, bounce);
     }
 }
 
-bool leave_outside(light_path& p, const met_surface& at, const outside_ways& ways, const double bounce[2])
+bool leave_outside(
+    light_path& p, const met_surface& at, const outside_ways& ways, const diffuse_bounce& bounce)
 {
     double probability;
     const int way = choose_way(p, ways.way, 3, probability);
-    if (way >= 0) { take_way(p, at, ways, way, probability, bounce); }
-    return way >= 0;
+    return way >= 0 && take_way(p, at, ways, way, probability, bounce);
 }
 
-void go_bounced(light_path& p, const surface& s, const specular_lobe& lobe, const double chance[2])
+bool go_bounced(light_path& p, const surface& s, const specular_lobe& lobe, const diffuse_bounce& bounce)
 {
     p.found.left_to_chance = true;
-    const double all = chance[0] + chance[1];
-    const int side = numbers(p, pair_branch).v * all < chance[0] ? 0 : 1;
-    const unit_pair at = numbers(p, pair_direction);
+    const double all = bounce.chance[0] + bounce.chance[1];
+    const int side = numbers(p, pair_branch).v * all < bounce.chance[0] ? 0 : 1;
     const vector3 normal = side == 0 ? p.r.shading_normal : -p.r.shading_normal;
-    const vector3 direction = cosine_direction(normal, { at.u, at.v });
-    const double sent_back = side == 0 ? lobe.diffuse : s.translucent;
+    const vector3 direction = bounced_direction(normal, bounce.guide[side], numbers(p, pair_direction));
+    const double even = std::fmax(dot(normal, direction), 0.0) * inverse_pi;
+    const double density = bounce_density(bounce, side, direction, even);
+    if (!(even > 0.0) || !(density > 0.0)) { return false; }
+    const double sent_back = (side == 0 ? lobe.diffuse : s.translucent) * even;
     const double share[3] = { sent_back * s.color[0], sent_back * s.color[1], sent_back * s.color[2] };
-    p.last = { { chance[0], chance[1] }, side, std::fmax(dot(normal, direction), 0.0) * inverse_pi,
-        p.r.hit_point, normal, sky_by_path::weighed };
+    p.last = { density, even, p.r.hit_point, normal, sky_by_path::weighed };
     ++p.bounces;
     p.since_bounce = 0.0;
     p.r.kind = RAY_REFLECTED;
     if (p.r.counters) { ++p.r.counters->reflection_rays; }
-    go_on(p, direction, p.doc.epsilon * 10.0, make_branch(share), chance[side]);
+    go_on(p, direction, p.doc.epsilon * 10.0, make_branch(share), density);
+    if (p.fill && p.bounces == 1) { note_first_bounce(p, normal, even * bounce.chance[side] / density); }
+    return true;
 }
 
 bool leave_inside(light_path& p, const met_surface& at)

@@ -47,22 +47,24 @@ double entering_fresnel(const ray& r, const surface& s, double cosine);
 
 outside_ways ways_outside(const light_path& p, const met_surface& at);
 
-/// The chances that the path bounces from the front and from the back.
-void bounce_chances(const light_path& p, const outside_ways& ways, const met_surface& at, double chance[2]);
+/// How the path may bounce, and what guides it there.
+diffuse_bounce bounce_from(const light_path& p, const outside_ways& ways, const met_surface& at);
 
 /// Chooses one of the ways on with a probability that follows their shares, or the end of the path: a faint
 /// way is taken seldom and counts more. Returns the way, or -1 for the end.
 int choose_way(light_path& p, const branch* ways, int count, double& probability);
 
-/// Turns the path into the chosen way; `bounce` as bounce_chances gives it.
-void take_way(light_path& p, const met_surface& at, const outside_ways& ways, int way, double probability,
-    const double bounce[2]);
+/// Turns the path into the chosen way; `bounce` as bounce_from gives it. False at the end of the path.
+bool take_way(light_path& p, const met_surface& at, const outside_ways& ways, int way, double probability,
+    const diffuse_bounce& bounce);
 
 /// choose_way and take_way. False at the end of the path.
-bool leave_outside(light_path& p, const met_surface& at, const outside_ways& ways, const double bounce[2]);
+bool leave_outside(
+    light_path& p, const met_surface& at, const outside_ways& ways, const diffuse_bounce& bounce);
 
-/// The path goes on from a diffuse surface, on one of its sides by their chances.
-void go_bounced(light_path& p, const surface& s, const specular_lobe& lobe, const double chance[2]);
+/// The path goes on from a diffuse surface, on one of its sides by their chances. False where its direction
+/// leads into the surface.
+bool go_bounced(light_path& p, const surface& s, const specular_lobe& lobe, const diffuse_bounce& bounce);
 
 /// Leaves a solid or is thrown back in it. False at the end of the path.
 bool leave_inside(light_path& p, const met_surface& at);

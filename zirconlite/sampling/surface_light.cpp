@@ -189,7 +189,7 @@ void add_glow(const lit_vertex& v)
     if (!(facing > 1e-9)) { return; }
     const double density = to.density * distance * distance / facing;
     const double even = std::fabs(dot(direction, r.shading_normal)) * inverse_pi;
-    const double weight = strategy_weight(density, v.bounce[back] * even) / density;
+    const double weight = strategy_weight(density, bounce_density(v.bounce, back, direction, even)) / density;
     const double light[3] = { glow[0] * share[0] * weight, glow[1] * share[1] * weight,
         glow[2] * share[2] * weight };
     if (!(luminance(light) > 0.0)) { return; }

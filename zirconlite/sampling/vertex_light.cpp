@@ -151,7 +151,7 @@ void add_sky_side(const lit_vertex& v, bool back, double share)
     double radiance[3] = { from.radiance[0], from.radiance[1], from.radiance[2] };
     if (job.bounce_limit == 0) { meet_ground(v.path.doc, shadow, radiance); }
     else if (from.direction.z < 0.0 && ground_test(v.path.doc, shadow)) { return; }
-    share *= strategy_weight(density, v.bounce[back] * even);
+    share *= strategy_weight(density, bounce_density(v.bounce, back, from.direction, even));
     double light[3];
     for (int i = 0; i < 3; ++i)
     {
@@ -231,7 +231,7 @@ bool sample_sun(const lit_vertex& v, const vector3& point, arriving_light& out)
 }
 
 void add_vertex_light(light_path& path, const surface& s, const specular_lobe& lobe, const vector3* mirror,
-    const double bounce[2])
+    const diffuse_bounce& bounce)
 {
     if (path.r.flags & RAY_PROBE) { return; }
     const lit_vertex v = { path, s, lobe, mirror, bounce,
