@@ -10,6 +10,7 @@
 #include "zirconlite/lighting/sun_sky.h"
 #include "zirconlite/picture/gamma_tables.hpp"
 #include "zirconlite/sampling/converging.h"
+#include "zirconlite/sampling/light_cache.hpp"
 
 namespace
 {
@@ -141,6 +142,42 @@ TEST(Bounces, BringLightOfPanelsAndMirrorsByTheirGeometry)
     mirror.add(test::scene::point_source({ 1, 0, 1 }, candela));
     const double radiance = albedo / M_PI * candela * (near + share * image);
     EXPECT_NEAR(mirror.mean(1, 64), radiance, 0.01 * radiance);
+}
+
+TEST(Bounces, FollowAPatchOfLightAndCurtainsToTheSameMean)
+{
+    // A spot lights a small part of the floor on either side of a translucent sheet.
+    const auto build = [](bounced& room, double x)
+    {
+        room.box(3.0, room.grey());
+        test::mesh sheet;
+        sheet.look = room.look(
+            [](simple_material& m)
+            {
+                std::fill_n(m.color, 3, float(albedo));
+                m.opacity = 0.4f;
+                m.translucent_share = 0.9f;
+                std::fill_n(m.translucent_color, 3, float(albedo));
+            });
+        sheet.flags = OBJECT_THIN;
+        sheet.quad({ -1, -3, -3 }, { -1, 3, -3 }, { -1, 3, 3 }, { -1, -3, 3 });
+        ASSERT_TRUE(room.add(sheet));
+        light spot = test::scene::point_source({ x, 0, 2.5 }, 5000.0f);
+        spot.distribution = DISTRIBUTION_SPOT;
+        spot.beam_angle = spot.field_angle = 0.15f;
+        spot.normal = { 0, 0, -1 };
+        room.add(spot);
+    };
+    for (const double x : { 1.5, -2.0 })
+    {
+        bounced followed, kept;
+        build(followed, x);
+        build(kept, x);
+        const double by_paths = followed.mean(32, 2048);
+        EXPECT_GT(by_paths, 0.1);
+        EXPECT_NEAR(kept.mean(32, 256, 0.0, INDIRECT_CACHE), by_paths, 0.03 * by_paths) << x;
+        ASSERT_GT(kept.doc->light_cache->guides.list.count, 20u);
+    }
 }
 
 TEST(Bounces, FindTheSkyThroughPanesAsWithoutThem)

@@ -120,6 +120,37 @@ TEST(LightCache, CellsTakeSamplesAsTheirFirstOnesScatter)
     EXPECT_EQ(cache.cells.list.count, 0u);
 }
 
+TEST(LightGuide, FollowsWhatItHasSeen)
+{
+    zr::cell_table<zr::guide_cell> guides;
+    const zr::cell_key key = { { 1, -2, 3 }, -1, 4 };
+    const auto learn = [&](const vector3& direction, float light, int count)
+    {
+        const std::vector<zr::guide_deposit> samples(
+            size_t(count), { key, zr::guide_part_of(direction), light });
+        EXPECT_TRUE(add_guide_deposits(guides, samples.data(), samples.size()));
+    };
+    learn({ 0, 0.6, 0.8 }, 3.0f, 100);
+    EXPECT_EQ(guides.find(key)->known, 0u) << "too few";
+    learn({ -0.6, 0, -0.8 }, 1.0f, 100);
+    learn({ 0, 0, 1 }, 0.0f, 400);
+    const zr::guide_cell& g = *guides.find(key);
+    EXPECT_GT(g.known, 400u);
+    double bright = 0, sum = 0;
+    constexpr int side = 64;
+    for (int i = 0; i < side * side; ++i)
+    {
+        const vector3 d = zr::guided_direction(g, (i % side + 0.5) / side, (i / side + 0.5) / side);
+        EXPECT_NEAR(d.x * d.x + d.y * d.y + d.z * d.z, 1.0, 1e-12);
+        EXPECT_GT(zr::guided_density(g, d), 0.0);
+        bright += zr::guide_part_of(d) == zr::guide_part_of({ 0, 0.6, 0.8 });
+        sum += 1.0 / zr::guided_density(g, d);
+    }
+    EXPECT_NEAR(bright / (side * side), 0.75, 0.01) << "by light";
+    EXPECT_NEAR(sum / (side * side), 2 * 4 * M_PI / zr::guide_parts, 0.01) << "the solid angle of two parts";
+    EXPECT_EQ(zr::guided_density(g, { 0, 0, 1 }), 0.0);
+}
+
 namespace
 {
 
@@ -206,6 +237,9 @@ TEST(LightCache, IsTheSameForAnyWorkersAndInItsFile)
     refused(reader.doc, endless, ZR_ERROR_FORMAT);
     twice.replace(56 + 48, 48, whole.substr(56, 48)); // one cell in two places
     refused(reader.doc, twice, ZR_ERROR_FORMAT);
+    std::string falling = whole;
+    falling[whole.size() - 1] = falling[whole.size() - 2] = 0; // the shares of a guide that do not end at all
+    refused(reader.doc, falling, ZR_ERROR_FORMAT);
     kept_room brighter;
     light added = {};
     added.type = LIGHT_SPHERICAL;
