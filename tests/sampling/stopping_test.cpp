@@ -118,10 +118,12 @@ TEST(Stopping, WaitsForLightThatNoShadowRayHasFoundYet)
         const char* what;
         uint32_t samples; ///< of each pixel, with a shadow ray each
         double hidden;    ///< that a ray could have brought
+        double gain;      ///< of the filter
         bool goes_on;
-    } cases[] = { { "nothing is hidden", 16, 0.0, false },
-        { "a ray in a thousand would show", 16, 20.0, true },
-        { "so many rays would have met it", 320, 20.0, false } };
+    } cases[] = { { "nothing is hidden", 16, 0.0, 1.0, false },
+        { "a ray in a thousand would show", 16, 20.0, 1.0, true },
+        { "and would be filtered", 16, 20.0, 8.0, false },
+        { "so many rays would have met it", 320, 20.0, 1.0, false } };
     for (const auto& c : cases)
     {
         SCOPED_TRACE(c.what);
@@ -137,7 +139,7 @@ TEST(Stopping, WaitsForLightThatNoShadowRayHasFoundYet)
         block.chances = int64_t(c.samples) * zr::block_pixels;
         block.shadow_rays = double(block.chances);
         block.hidden_chance = c.hidden * block.shadow_rays;
-        zr::decide(curve, { 2.0, 16, 1024, 0, 0.0 },
+        zr::decide(curve, { 2.0, 16, 1024, 0, 0.0 }, c.gain,
             { pixels, zr::block_side, zr::block_side, zr::block_side }, block);
         EXPECT_EQ(block.open, c.goes_on ? ~uint64_t(0) : 0);
     }

@@ -31,7 +31,8 @@ enum indirect_light
 /** When the converging sampler stops. */
 typedef struct sampling_limits
 {
-    double noise; /**< error that may be left in a pixel as shown, in steps of 255; above 0 to 255; 2 */
+    double noise; /**< error that may be left in a pixel as shown, in steps of 255; above 0 to 255; 2. With
+                       denoising the picture is sampled to twice as much */
     int32_t min_samples; /**< a pixel; 1 to `max_samples`; 16 */
     int32_t max_samples; /**< a pixel; 1 to 1048576; 1024 */
     uint32_t seed;       /**< another seed gives another picture of the same error; 0 */

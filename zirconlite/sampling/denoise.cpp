@@ -12,7 +12,7 @@ namespace
 {
 
 constexpr int32_t reach = 8, patch = 2, variance_reach = 3; // pixels to each side
-constexpr float strictness = 0.45f;                         // of differences, in standard deviations
+constexpr float strictness = 0.7f;                          // of differences, in standard deviations
 constexpr float min_difference = 0.004f; // of the light itself, which noise cannot be distinguished from
 constexpr float min_albedo = 0.04f;      // darker surfaces are filtered with their colour
 constexpr float albedo_difference = 0.1f, normal_difference = 0.25f;
@@ -20,7 +20,7 @@ constexpr float support = 3.0f; // of the kernel, in its squared differences
 
 constexpr int32_t dot_reach = 2;
 constexpr float brightest_dot = 2.0f; // of the other half
-constexpr float usual_spread = 2.5f;  // of the neighbours, in standard deviations
+constexpr float usual_spread = 5.0f;  // of the neighbours, in standard deviations
 static_assert(reach + patch + variance_reach + dot_reach == denoise_margin);
 
 /// Light of one pixel in both halves of its samples, without the surface's colour.
@@ -183,13 +183,21 @@ float kernel(float x)
     return t * t * t;
 }
 
+/// What a pixel has taken from others, for each half.
+struct filtered_pixel
+{
+    float light[2][3];
+    float weight[2];  ///< of all
+    float largest[2]; ///< of one
+};
+
 /// The work of one band: rows `first` to `end`, and differences of the rows around them.
 struct band
 {
     const pixel_rows& d;
     int32_t first, end;
     array<float> differences[2]; ///< of each half at one offset; rows first - patch to end + patch
-    array<float> sums;           ///< for each half: three channels and the weight
+    array<filtered_pixel> pixels;
 };
 
 const denoise_pixel& at(const pixel_rows& d, int32_t x, int32_t y)
@@ -244,7 +252,7 @@ void add_offset(band& b, int32_t dx, int32_t dy)
             const denoise_pixel &p = at(b.d, x, y), &q = at(b.d, x + dx, y + dy);
             const float guides = guide_difference(p, q);
             if (guides >= support) { continue; }
-            float* sums = &b.sums[8 * (size_t(y - b.first) * width + size_t(x))];
+            filtered_pixel& out = b.pixels[size_t(y - b.first) * width + size_t(x)];
             for (int h = 0; h < 2; ++h)
             {
                 // Weights of this half come from the other one.
@@ -252,10 +260,23 @@ void add_offset(band& b, int32_t dx, int32_t dy)
                 float sum = 0.0f;
                 for (size_t r = 0; r <= 2 * patch; ++r) { sum += column[r * width]; }
                 const float weight = kernel(std::max(sum / in_patch, guides));
-                for (int i = 0; i < 3; ++i) { sums[4 * h + i] += weight * q.half[h][i]; }
-                sums[4 * h + 3] += weight;
+                for (int i = 0; i < 3; ++i) { out.light[h][i] += weight * q.half[h][i]; }
+                out.weight[h] += weight;
+                out.largest[h] = std::max(out.largest[h], weight);
             }
         }
+    }
+}
+
+/// A pixel's own light counts as that of the one most like it: with more, its grain would stay.
+void add_own_light(filtered_pixel& out, const denoise_pixel& p)
+{
+    constexpr float alone = 0.02f; // where nothing is like it
+    for (int h = 0; h < 2; ++h)
+    {
+        const float weight = std::max(out.largest[h], alone);
+        for (int i = 0; i < 3; ++i) { out.light[h][i] += weight * p.half[h][i]; }
+        out.weight[h] += weight;
     }
 }
 
@@ -267,23 +288,27 @@ bool denoise_band(const denoiser& d, int32_t first, array<float>& out)
     if (!fill_rows(d, first, std::min(first + denoise_rows, d.height), around)) { return false; }
     band b = { around, first, std::min(first + denoise_rows, d.height), {}, {} };
     const size_t width = size_t(d.width), rows = size_t(b.end - b.first);
-    if (!b.sums.resize(8 * rows * width) || !out.resize(3 * rows * width)) { return false; }
+    if (!b.pixels.resize(rows * width) || !out.resize(3 * rows * width)) { return false; }
     for (array<float>& block : b.differences)
     {
         if (!block.resize((rows + 2 * patch) * width)) { return false; }
     }
-    std::fill_n(b.sums.items, b.sums.count, 0.0f);
+    std::fill_n(b.pixels.items, b.pixels.count, filtered_pixel{});
     for (int32_t dy = -reach; dy <= reach; ++dy)
     {
-        for (int32_t dx = -reach; dx <= reach; ++dx) { add_offset(b, dx, dy); }
+        for (int32_t dx = -reach; dx <= reach; ++dx)
+        {
+            if (dx != 0 || dy != 0) { add_offset(b, dx, dy); }
+        }
     }
     for (size_t n = 0; n < rows * width; ++n)
     {
         const denoise_pixel& p = around.pixels[size_t(first - around.first) * width + n];
-        const float* sums = &b.sums[8 * n];
+        filtered_pixel& f = b.pixels[n];
+        add_own_light(f, p);
         for (int i = 0; i < 3; ++i)
         {
-            const float light = 0.5f * (sums[i] / sums[3] + sums[4 + i] / sums[7]);
+            const float light = 0.5f * (f.light[0][i] / f.weight[0] + f.light[1][i] / f.weight[1]);
             out[3 * n + size_t(i)] = light * p.albedo[i];
         }
     }

@@ -244,7 +244,7 @@ bool sample_block(sampling_run& run, uint32_t index, const ray& prototype, int32
     {
         look_out(run, prototype, thread, x0, y0, all, block);
     }
-    decide(run.curve, run.limits, all, block);
+    decide(run.curve, run.limits, run.doc.denoise ? denoise_gain : 1.0, all, block);
     return true;
 }
 

@@ -214,11 +214,12 @@ bool shows_edge(
     return mean_square(a, b) * sure_count > limits.noise * limits.noise;
 }
 
-void decide(
-    const shown_curve& curve, const sampling_limits& limits, const block_sums& sums, sampling_block& block)
+void decide(const shown_curve& curve, const sampling_limits& limits, double gain, const block_sums& sums,
+    sampling_block& block)
 {
     const block_light light = light_of_block(curve, sums);
-    const double by_chance = squared_chance_error(curve, sums, light, block);
+    const double sampled_error = squared_chance_error(curve, sums, light, block);
+    const double by_chance = sampled_error / (gain * gain);
     const double allowed = limits.noise * limits.noise;
     const uint64_t sampled = block.open, touched = with_neighbors(sampled) | block.chancy,
                    were_good = block.good;
@@ -252,7 +253,7 @@ void decide(
         }
     }
     block.error =
-        by_chance < unknown_error ? float(std::sqrt(squares / double(sums.columns * sums.rows))) : -1.0f;
+        sampled_error < unknown_error ? float(std::sqrt(squares / double(sums.columns * sums.rows))) : -1.0f;
 }
 
 } // namespace zr

@@ -53,8 +53,9 @@ pixel_components mean_components(const pixel_sums& sums);
 bool shows_edge(
     const shown_curve& curve, const sampling_limits& limits, const pixel_sums& pixel, const pixel_sums& seen);
 
-/// Decides by the samples of the block alone. Each of its pixels has one at least.
-void decide(
-    const shown_curve& curve, const sampling_limits& limits, const block_sums& sums, sampling_block& block);
+/// Decides by the samples of the block alone. Each of its pixels has one at least. What is left to chance
+/// errs less by `gain` once it is filtered; 1 where it is not.
+void decide(const shown_curve& curve, const sampling_limits& limits, double gain, const block_sums& sums,
+    sampling_block& block);
 
 } // namespace zr
