@@ -20,7 +20,7 @@ constexpr float support = 3.0f; // of the kernel, in its squared differences
 
 constexpr int32_t dot_reach = 2;
 constexpr float brightest_dot = 2.0f; // of the other half
-constexpr float usual_spread = 5.0f;  // of the neighbours, in standard deviations
+constexpr float usual_spread = 3.5f;  // of the neighbours, in standard deviations
 static_assert(reach + patch + variance_reach + dot_reach == denoise_margin);
 
 /// Light of one pixel in both halves of its samples, without the surface's colour.
