@@ -9,6 +9,7 @@
 #include <stdlib.h>
 
 #include "fuzz/library_readers.hpp"
+#include "fuzz/photometric_readers.hpp"
 #include "fuzz/settings_readers.hpp"
 #include "zirconlite/imagefiles/codecs.hpp"
 #include "zirconlite/imagefiles/radiance.hpp"
@@ -63,6 +64,9 @@ inline constexpr reader_row readers[] = {
     { "library", use_library },
     { "material_record", use_material_record },
     { "settings", use_settings },
+    { "ies", use_ies },
+    { "ldt", use_ldt },
+    { "light_record", use_light_record },
 };
 
 } // namespace fuzz

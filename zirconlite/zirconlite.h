@@ -24,6 +24,7 @@
 #include "zirconlite/imagefiles/radiance.h"
 #include "zirconlite/jobs/render_job.h"
 #include "zirconlite/libraries/library_file.h"
+#include "zirconlite/libraries/light_library.h"
 #include "zirconlite/libraries/material_library.h"
 #include "zirconlite/lighting/daylight.h"
 #include "zirconlite/lighting/goniometry.h"

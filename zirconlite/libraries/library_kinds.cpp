@@ -8,6 +8,7 @@ namespace
 
 constexpr zr::library_kind kinds[] = {
     { u".mlib", u"MATERIAL", "material", zr::copy_material, zr::copy_material_as },
+    { u".llib", u"LIGHTING", "light", zr::copy_light, zr::copy_light_as },
 };
 
 } // namespace
@@ -22,8 +23,8 @@ const library_kind* library_kind_of(const char16_t* path)
     {
         if (platform::compare_no_case(extension, kind.extension) == 0) { return &kind; }
     }
-    report_failure(
-        ZR_ERROR_FORMAT, "the records of such a file are not known; a material library ends in .mlib");
+    report_failure(ZR_ERROR_FORMAT,
+        "the records of such a file are not known; material libraries end in .mlib, light libraries in .llib");
     return nullptr;
 }
 

@@ -30,5 +30,7 @@ const char16_t* extension_of(const char16_t* path);
 /// Copiers of the kinds.
 int32_t copy_material(zr_handle source, zr_handle target, const char16_t* key);
 int32_t copy_material_as(zr_handle source, const char16_t* key, zr_handle target, const char16_t* target_key);
+int32_t copy_light(zr_handle source, zr_handle target, const char16_t* key);
+int32_t copy_light_as(zr_handle source, const char16_t* key, zr_handle target, const char16_t* target_key);
 
 } // namespace zr
