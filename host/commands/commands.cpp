@@ -26,6 +26,7 @@ const command_row commands[] = {
     { "tone", "Show a picture kept as light at an exposure", setup_tone },
     { "settings", "Show, convert and check files of settings: .su, .en and .ex", setup_settings },
     { "library", "List, show, add, delete, pack and translate library files", setup_library },
+    { "lights", "List, show, add, delete and pack luminaires of light libraries", setup_lights },
     { "ies", "Print and plot what a photometric file holds, and write it anew", setup_ies },
     { "sun", "Print the position of the sun and the light of sun and sky", setup_sun },
     { "keys", "Print the sections and keys of a scene file", setup_keys },

@@ -31,6 +31,7 @@ std::function<int()> setup_convert(CLI::App& command);
 std::function<int()> setup_tone(CLI::App& command);
 std::function<int()> setup_settings(CLI::App& command);
 std::function<int()> setup_library(CLI::App& command);
+std::function<int()> setup_lights(CLI::App& command);
 std::function<int()> setup_ies(CLI::App& command);
 std::function<int()> setup_sun(CLI::App& command);
 std::function<int()> setup_keys(CLI::App& command);

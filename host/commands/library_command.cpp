@@ -2,12 +2,13 @@
 /// `zirconlite library`: what library files contain, and how records get in and out.
 #include "host/build/build_material.hpp"
 #include "host/commands/commands.hpp"
+#include "host/commands/library_files.hpp"
+#include "host/commands/luminaire_text.hpp"
 #include "host/commands/material_text.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/text.hpp"
-#include "zirconlite/frame/error.h"
-#include "zirconlite/libraries/library_file.h"
+#include "zirconlite/libraries/light_library.h"
 #include "zirconlite/libraries/material_library.h"
 #include "zirconlite/materials/mat_image.h"
 
@@ -15,11 +16,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
-#include <unistd.h>
 
 namespace host
 {
@@ -38,53 +36,6 @@ struct material_deleter
     void operator()(material* m) const { free_material(m); }
 };
 using owned_material = std::unique_ptr<material, material_deleter>;
-
-/// The failure that the library has just reported, with `what` in front.
-[[noreturn]] void fail_with(const std::string& what)
-{
-    const zr_status& s = *zr_last_error();
-    const exit_code code = s.code == ZR_ERROR_NOT_FOUND                            ? exit_missing_file
-                           : s.code == ZR_ERROR_FORMAT || s.code == ZR_ERROR_LIMIT ? exit_bad_scene
-                                                                                   : exit_render_failed;
-    throw failure(code, what + library_error());
-}
-
-std::u16string key_of(const std::string& text)
-{
-    if (!is_utf8(text)) { throw failure(exit_usage, "the key is not UTF-8"); }
-    return utf16_of(text);
-}
-
-/// The key of a record; that of a folder, or of nothing, is refused.
-std::u16string record_key_of(const library_request& r)
-{
-    std::u16string key = key_of(r.key);
-    if (!key.empty() && key.back() != u'\\') { return key; }
-    throw failure(
-        exit_usage, fmt::format("{}: \"{}\" is the key of a folder; a record's key ends in its name",
-                        r.file.string(), r.key));
-}
-
-/// An open library, dropped without writing unless it is committed.
-struct open_library
-{
-    open_library(const std::filesystem::path& path, uint32_t access)
-        : handle(zr_libfile_open(utf16_of(path).c_str(), access, LIBRARY_SHARE_READ, LIBRARY_OPEN_EXISTING))
-    {
-        char16_t kind[33];
-        if (handle == ZR_INVALID_HANDLE) { fail_with(path.string()); }
-        if (zr_file_get_kind(handle, kind)) { return; }
-        zr_libfile_cancel(handle);
-        throw failure(exit_bad_scene, path.string() + ": is not a library");
-    }
-    ~open_library() { zr_libfile_cancel(handle); }
-    open_library(const open_library&) = delete;
-    open_library& operator=(const open_library&) = delete;
-    zr_handle handle;
-};
-
-/// Refuses a file that is no library.
-void check_library(const std::filesystem::path& path) { const open_library opened(path, LIBRARY_READ); }
 
 // By kind of library: how a record is shown and added. The extension gives the kind.
 
@@ -123,28 +74,9 @@ void make_paths_absolute(material& m)
     }
 }
 
-/// Makes a library by `write` under another name and gives it its own when it is whole, so that a killed
-/// program leaves no empty library. False, with nothing made, when there is one by then.
-template <class Write> bool make_whole(const std::filesystem::path& file, Write write)
-{
-    std::filesystem::path part = file;
-    part += fmt::format(".{}-0.part", getpid()); // what the next writer takes away
-    struct remover
-    {
-        const std::filesystem::path& path;
-        ~remover() { unlink(path.c_str()); }
-    } const on_return{ part };
-    write(part, LIBRARY_CREATE_NEW);
-    if (link(part.c_str(), file.c_str()) == 0) { return true; }
-    if (errno == EEXIST) { return false; }
-    // A file system without second names.
-    if (rename(part.c_str(), file.c_str()) == 0) { return true; }
-    throw failure(exit_render_failed, fmt::format("{}: {}", file.string(), strerror(errno)));
-}
-
 void add_material(const library_request& r)
 {
-    const std::u16string key = record_key_of(r);
+    const std::u16string key = record_key_of(r.file, r.key);
     const scene s = read_scene(r.scene, scene_use::materials);
     const auto found = s.materials.find(r.material);
     if (found == s.materials.end())
@@ -156,41 +88,24 @@ void add_material(const library_request& r)
     const owned_material made(build_material(s, found->second, notes));
     make_paths_absolute(*made);
     for (const std::string& note : notes) { std::fprintf(stderr, "zirconlite: %s\n", note.c_str()); }
-    const auto add = [&](const std::filesystem::path& file, int32_t disposition)
-    {
-        zr_handle library = zr_matfile_open(
-            utf16_of(file).c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, disposition);
-        if (library == ZR_INVALID_HANDLE) { fail_with(r.file.string()); }
-        if (!zr_matfile_add_record(library, key.c_str(), made.get()))
-        {
-            zr_libfile_cancel(library);
-            fail_with(fmt::format("{}: \"{}\" cannot be added", r.file.string(), r.key));
-        }
-        if (!zr_libfile_close(library)) { fail_with(r.file.string()); }
-    };
-    if (!std::filesystem::exists(r.file) && make_whole(r.file, add)) { return; }
-    check_library(r.file);
-    add(r.file, LIBRARY_OPEN_EXISTING);
+    add_to_library(r.file, r.key, zr_matfile_open,
+        [&](zr_handle library) { return zr_matfile_add_record(library, key.c_str(), made.get()) != 0; });
 }
 
-void make_material_library(const library_request& r)
+void make_material_library(const library_request& r) { make_library(r.file, zr_matfile_open); }
+
+std::string show_luminaire(zr_handle library, const std::u16string& key)
 {
-    const auto make = [&](const std::filesystem::path& file, int32_t disposition)
-    {
-        zr_handle library = zr_matfile_open(
-            utf16_of(file).c_str(), LIBRARY_READ | LIBRARY_WRITE, LIBRARY_SHARE_NOTHING, disposition);
-        if (library == ZR_INVALID_HANDLE || !zr_libfile_close(library)) { fail_with(r.file.string()); }
-    };
-    const std::filesystem::path folder = r.file.parent_path();
-    if (!folder.empty() && !std::filesystem::is_directory(folder))
-    {
-        throw failure(exit_missing_file, r.file.string() + ": its folder is not there");
-    }
-    if (std::filesystem::exists(r.file) || !make_whole(r.file, make))
-    {
-        throw failure(exit_render_failed, r.file.string() + ": the library exists already");
-    }
+    const owned_luminaire l(zr_lightfile_read_record(library, key.c_str()));
+    return l ? luminaire_text(*l) : "";
 }
+
+void add_luminaire(const library_request& r)
+{
+    throw failure(exit_usage, r.file.string() + ": luminaires are added by `zirconlite lights add`");
+}
+
+void make_light_library(const library_request& r) { make_library(r.file, zr_lightfile_open); }
 
 struct kind_row
 {
@@ -201,6 +116,7 @@ struct kind_row
 };
 const kind_row kinds[] = {
     { ".mlib", show_material, add_material, make_material_library },
+    { ".llib", show_luminaire, add_luminaire, make_light_library },
 };
 
 const kind_row& kind_of(const std::filesystem::path& file)
@@ -211,23 +127,16 @@ const kind_row& kind_of(const std::filesystem::path& file)
     }
     throw failure(exit_usage,
         fmt::format(
-            "{}: the records of such a file are not known; a material library ends in .mlib", file.string()));
-}
-
-int32_t note_key(zr_handle, zr_handle keys, const char16_t* key)
-{
-    static_cast<std::vector<std::u16string>*>(keys)->push_back(key);
-    return 1;
+            "{}: the records of such a file are not known; material libraries end in .mlib, light libraries "
+            "in .llib",
+            file.string()));
 }
 
 void list_library(const library_request& r)
 {
     const open_library library(r.file, LIBRARY_READ);
     std::vector<std::u16string> keys;
-    const zr_status before = *zr_last_error();
-    const uint32_t root = zr_file_seek(library.handle, u"");
-    const bool is_walked =
-        zr_libfile_in_order_read_ex(library.handle, &keys, root, u"", note_key, note_key) != 0;
+    const bool is_whole = read_keys(library.handle, keys);
     for (const std::u16string& key : keys)
     {
         const size_t length = key.size() - (key.back() == u'\\');
@@ -235,17 +144,14 @@ void list_library(const library_request& r)
         const size_t depth = size_t(std::count(key.begin(), key.begin() + std::ptrdiff_t(name), u'\\'));
         std::printf("%*s%s\n", int(2 * depth), "", plain_text(key.c_str() + name).c_str());
     }
-    if (!is_walked || std::memcmp(&before, zr_last_error(), sizeof before) != 0)
-    {
-        fail_with(r.file.string() + ": what follows is damaged");
-    }
+    if (!is_whole) { fail_with(r.file.string() + ": what follows is damaged"); }
 }
 
 void show_record(const library_request& r)
 {
     const kind_row& kind = kind_of(r.file);
     const open_library library(r.file, LIBRARY_READ);
-    const std::u16string key = record_key_of(r);
+    const std::u16string key = record_key_of(r.file, r.key);
     if (zr_file_seek(library.handle, key.c_str()) == 0)
     {
         throw failure(
@@ -258,31 +164,15 @@ void show_record(const library_request& r)
 
 void add_record(const library_request& r) { kind_of(r.file).add(r); }
 
-void make_library(const library_request& r) { kind_of(r.file).make(r); }
+void new_library(const library_request& r) { kind_of(r.file).make(r); }
 
-void delete_key(const library_request& r)
-{
-    check_library(r.file);
-    const std::u16string path = utf16_of(r.file), key = key_of(r.key);
-    const bool is_folder = !key.empty() && key.back() == u'\\';
-    const int32_t result = is_folder ? zr_libfile_delete_folder(path.c_str(), key.c_str())
-                                     : zr_libfile_delete_record(path.c_str(), key.c_str());
-    if (result == 0) { fail_with(r.file.string()); }
-    if (result < 0)
-    {
-        throw failure(exit_missing_file, fmt::format("{}: there is no {} \"{}\"", r.file.string(),
-                                             is_folder ? "folder" : "record", r.key));
-    }
-}
+void delete_record(const library_request& r) { delete_key(r.file, r.key); }
 
-void pack_library(const library_request& r)
+void pack_records(const library_request& r)
 {
     check_library(r.file);
     kind_of(r.file);
-    const auto before = std::filesystem::file_size(r.file);
-    if (!zr_pack_library(utf16_of(r.file).c_str())) { fail_with(r.file.string() + ": not packed"); }
-    std::printf("%s: %ju bytes, before %ju\n", r.file.c_str(), uintmax_t(std::filesystem::file_size(r.file)),
-        uintmax_t(before));
+    pack_library(r.file);
 }
 
 void dump_library(const library_request& r)
@@ -317,11 +207,11 @@ const task_row tasks[] = {
     { "show", "Print a record as tables of a scene file", true, show_record },
     { "add", "Add a material of a scene, in place of one of that key; makes the library when there is none",
         true, add_record },
-    { "delete", "Delete a record, or a folder when the key ends in \\", true, delete_key },
-    { "pack", "Rebuild the file without what was deleted and replaced", false, pack_library },
+    { "delete", "Delete a record, or a folder when the key ends in \\", true, delete_record },
+    { "pack", "Rebuild the file without what was deleted and replaced", false, pack_records },
     { "dump", "Write the keys to a text file beside the library", false, dump_library },
     { "translate", "Write a copy under other keys, NAME_translated", false, translate_library },
-    { "new", "Make an empty library", false, make_library },
+    { "new", "Make an empty library", false, new_library },
 };
 
 } // namespace
