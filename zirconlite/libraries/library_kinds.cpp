@@ -23,8 +23,8 @@ const library_kind* library_kind_of(const char16_t* path)
     {
         if (platform::compare_no_case(extension, kind.extension) == 0) { return &kind; }
     }
-    report_failure(ZR_ERROR_FORMAT,
-        "the records of such a file are not known; material libraries end in .mlib, light libraries in .llib");
+    report_failure(ZR_ERROR_FORMAT, "the records of such a file are not known; material libraries end in "
+                                    ".mlib, light libraries in .llib");
     return nullptr;
 }
 
