@@ -204,6 +204,28 @@ goniometry* read_table(const scene& s, const scene_light& from)
     return table;
 }
 
+template <size_t size> void copy_text(char16_t (&to)[size], const std::string& text)
+{
+    const std::u16string units = utf16_of(text);
+    std::copy_n(units.begin(), std::min(units.size(), size - 1), to);
+}
+
+/// What a luminaire has of its library: the group its names, the lamp its table.
+void set_fixture(const luminaire_fixture& from, light& l)
+{
+    if (l.type == LIGHT_GROUP)
+    {
+        copy_text(l.material_name, from.material_key);
+        copy_text(l.material_library, from.material_library);
+        copy_text(l.library_entry, from.entry);
+        copy_text(l.library_path, from.library_file);
+        return;
+    }
+    if (!from.table) { return; }
+    l.distribution = DISTRIBUTION_GONIOMETRIC;
+    l.goniometry = zr_share_goniometry(from.table.get());
+}
+
 /// Prepared and not yet inserted.
 light* make_light(const scene& s, document* d, const scene_light& from)
 {
@@ -236,6 +258,7 @@ light* make_light(const scene& s, document* d, const scene_light& from)
             l.lumens = float(l.goniometry->lumens * dimmer);
         }
     }
+    if (from.fixture) { set_fixture(*from.fixture, l); }
     light* made = zr_create_light(&l, d->sun_sky);
     zr_free_goniometry(l.goniometry);
     return made;
@@ -285,13 +308,15 @@ void scene_lights::add_area(const std::string& name, double area)
     }
 }
 
-void scene_lights::add_shapes()
+void scene_lights::add_shapes(const std::function<material_entry*(const std::string&)>& material_of)
 {
-    material_entry* look = nullptr;
+    material_entry* plain = nullptr;
     for (entry& e : lights_)
     {
         if (!e.from.visible) { continue; }
-        if (!look) { look = add_shape_material(d_); }
+        const bool has_look = material_of && e.from.fixture && !e.from.fixture->look.empty();
+        if (!has_look && !plain) { plain = add_shape_material(d_); }
+        material_entry* const look = has_look ? material_of(e.from.fixture->look) : plain;
         if (!look || !add_light_shape(d_, look, *e.made)) { cannot_make(s_, e.from); }
     }
 }

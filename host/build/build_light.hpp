@@ -7,6 +7,7 @@
 #include "zirconlite/frame/document.h"
 #include "zirconlite/lighting/light.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -32,8 +33,8 @@ public:
     /// them.
     void add_area(const std::string& name, double area);
 
-    /// Makes the meshes of the lights that are `visible`.
-    void add_shapes();
+    /// Makes the meshes of the lights that are `visible`; `material_of` gives those of fixtures.
+    void add_shapes(const std::function<material_entry*(const std::string&)>& material_of = {});
 
     /// Puts them into the document, which owns them from then on, those of groups with the colours of these.
     void insert();

@@ -411,7 +411,7 @@ built_scene build_scene(const scene& s, document* d, const import_limits& limits
     if (!s.ground.material.empty()) { materials.of_scene(s.ground.material); }
     scene_lights lights(s, d);
     for (const scene_model& m : s.models) { add_model(d, s, m, limits, materials, lights, built); }
-    lights.add_shapes();
+    lights.add_shapes([&](const std::string& name) { return materials.of_scene(name).entry; });
     built.camera = s.camera;
     place_camera(s, d, built.camera);
     if (s.ground.below_models) { d->ground_height = height_below(d->bounds); }

@@ -3,6 +3,7 @@
 /// them.
 #include "host/build/build_daylight.hpp"
 #include "host/build/build_environment.hpp"
+#include "host/build/build_luminaire.hpp"
 #include "host/build/build_scene.hpp"
 #include "host/build/model_scene.hpp"
 #include "host/commands/commands.hpp"
@@ -123,6 +124,7 @@ int render(const render_options& o)
         s.sun.date = moments.front().date;
         s.sun.time = moments.front().time;
     }
+    place_luminaires(s, notes);
     built_scene built = build_scene(s, d, limits);
     built.notes.insert(built.notes.begin(), notes.begin(), notes.end());
     print_counts(built, s);

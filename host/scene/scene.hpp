@@ -5,6 +5,7 @@
 
 #include "host/scene/scene_daylight.hpp"
 #include "host/scene/scene_environment.hpp"
+#include "host/scene/scene_luminaire.hpp"
 
 #include <array>
 #include <filesystem>
@@ -206,7 +207,8 @@ struct scene_light
     int shadow_samples = 1;
     double shadow_jitter = 0.5, shadow_strength = 1, falloff = 2;
     bool highlight = true;
-    bool visible = false; ///< the shape is seen, with its own light
+    bool visible = false;                             ///< the shape is seen, with its own light
+    std::shared_ptr<const luminaire_fixture> fixture; ///< of a luminaire; null for others
     int line = 0;
 };
 
@@ -235,6 +237,7 @@ struct scene
     std::vector<scene_variant> variants;
     std::vector<scene_model> models;
     std::vector<scene_light> lights;
+    std::vector<scene_luminaire> luminaires;
     std::map<std::string, scene_material> materials;
 };
 

@@ -29,7 +29,7 @@ constexpr unit_row units[] = { { "m", 1 }, { "cm", 0.01 }, { "mm", 0.001 }, { "k
 
 const char* const top_level_names[] = { "camera", "render", "tone", "output", "variant", "background",
     "environment_map", "reflections", "haze", "ground", "clouds", "settings", "sun", "model", "materials",
-    "light", nullptr };
+    "light", "luminaire", nullptr };
 
 template <class R>
 void read_one(
@@ -450,6 +450,7 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path, sc
     read_list(root, "variant", variant_section, s.variants, 64, file);
     read_list(root, "model", model_section, s.models, 4096, file);
     read_list(root, "light", light_section, s.lights, 10000, file);
+    read_list(root, "luminaire", luminaire_section, s.luminaires, 10000, file);
     read_materials(root, s, file);
 
     if (use == scene_use::render && !root["camera"] && s.models.empty())
@@ -464,6 +465,7 @@ scene parse_scene(const std::string& text, const std::filesystem::path& path, sc
     check_models(s, file);
     check_sun(s, root, file);
     check_lights(s, file);
+    check_luminaires(s, file);
     check_pictures(s, file);
     return s;
 }
@@ -549,6 +551,7 @@ std::string describe_scene_keys()
     describe(out, image_section);
     describe(out, bump_section);
     describe(out, light_section);
+    describe(out, luminaire_section);
     return out;
 }
 

@@ -88,5 +88,6 @@ extern const section<scene_material> material_section;
 extern const section<scene_image> image_section;
 extern const section<scene_bump> bump_section;
 extern const section<scene_light> light_section;
+extern const section<scene_luminaire> luminaire_section;
 
 } // namespace host

@@ -353,6 +353,7 @@ HOST_READS(scene_material)
 HOST_READS(scene_image)
 HOST_READS(scene_bump)
 HOST_READS(scene_light)
+HOST_READS(scene_luminaire)
 #undef HOST_READS
 
 } // namespace host
