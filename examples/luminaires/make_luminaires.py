@@ -35,11 +35,13 @@ def pendant(c, gamma):
 
 def write_ies(name, label, law, horizontal, vertical, lumens, watts, opening):
     rows = [[law(c, g) for g in vertical] for c in horizontal]
-    total = 0
-    for row in rows:
+    total, weights = 0, [1 / len(rows)] * len(rows)
+    if len(rows) > 1:  # the first and the last row stand for half a step
+        weights = [(0.5 if i in (0, len(rows) - 1) else 1) / (len(rows) - 1) for i in range(len(rows))]
+    for weight, row in zip(weights, rows):
         mean = sum(0.5 * (row[i] + row[i + 1]) * (math.cos(math.radians(vertical[i]))
                    - math.cos(math.radians(vertical[i + 1]))) for i in range(len(vertical) - 1))
-        total += 2 * math.pi * mean / len(rows)
+        total += 2 * math.pi * mean * weight
     scale = lumens / total
     with open(name, "w") as out:
         out.write("IESNA:LM-63-2002\n[TEST] made by make_luminaires.py\n[MANUFAC] none\n")
