@@ -7,6 +7,7 @@
 #include "host/library_session.hpp"
 #include "host/text.hpp"
 #include "host/vectors.hpp"
+#include "zirconlite/frame/error.h"
 #include "zirconlite/lighting/goniometry.h"
 #include "zirconlite/lighting/ies_file.h"
 
@@ -198,8 +199,10 @@ goniometry* read_table(const scene& s, const scene_light& from)
     if (!table || !zr_read_ies_file(path.c_str(), table))
     {
         zr_free_goniometry(table);
-        throw failure(exit_bad_scene, fmt::format("{}[[light]] ies: {} cannot be used{}", place_of(s, from),
-                                          from.ies, library_error()));
+        const int line = zr_last_error()->line;
+        throw failure(
+            exit_bad_scene, fmt::format("{}[[light]] ies: {} cannot be used{}{}", place_of(s, from), from.ies,
+                                line > 0 ? fmt::format(", line {}", line) : "", library_error()));
     }
     return table;
 }

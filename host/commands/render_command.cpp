@@ -158,8 +158,9 @@ int render(const render_options& o)
 void print_counts(const built_scene& built, const scene& s)
 {
     for (const std::string& note : built.notes) { std::fprintf(stderr, "zirconlite: %s\n", note.c_str()); }
+    const auto sends_light = [](const scene_light& l) { return l.kind != light_group; };
     std::fprintf(stderr, "%llu triangles, %zu lights\n", static_cast<unsigned long long>(built.triangles),
-        s.lights.size());
+        size_t(std::count_if(s.lights.begin(), s.lights.end(), sends_light)));
 }
 
 /// Light kept in a file goes into the document. False where there is no such file yet.

@@ -14,11 +14,12 @@ namespace
 /// A quarter turn, short of it by 5e-11: the axis itself then lies just inside a table that begins at 0.
 constexpr double quarter_turn = 1.57079632675;
 constexpr double three_pi = 3.0 * zr::pi;
+constexpr double slack = 1e-4; // radians, for angles that were rounded
 
 double fold(const goniometry& g, double azimuth);
 int32_t segment_at(const float* angles, int32_t count, double angle);
 double integral_over_polar(const goniometry& g, const float* row);
-bool rises(const float* angles, int32_t count);
+bool rises(const float* angles, int32_t count, double from, double to);
 
 } // namespace
 
@@ -60,10 +61,9 @@ bool is_usable(const goniometry& g)
 {
     if (g.vertical_count < 1 || g.horizontal_count < 1) { return false; }
     if (!g.vertical_angles || !g.horizontal_angles || !g.rows) { return false; }
-    if (!rises(g.vertical_angles, g.vertical_count) || !rises(g.horizontal_angles, g.horizontal_count))
-    {
-        return false;
-    }
+    const bool is_on_sphere = rises(g.vertical_angles, g.vertical_count, 0.0, pi + slack) &&
+                              rises(g.horizontal_angles, g.horizontal_count, -two_pi - slack, two_pi + slack);
+    if (!is_on_sphere) { return false; }
     for (int32_t i = 0; i < g.horizontal_count; ++i)
     {
         const float* row = g.rows[i];
@@ -198,7 +198,8 @@ int32_t segment_at(const float* angles, int32_t count, double angle)
     const double share = (angle - angles[0]) / (double(angles[count - 1]) - angles[0]);
     const int32_t guess = std::min(int32_t(share * (count - 1)), count - 2);
     if (angles[guess] <= angle && angle <= angles[guess + 1]) { return guess; }
-    return int32_t(std::upper_bound(angles, angles + count, angle) - angles) - 1;
+    const auto behind = int32_t(std::upper_bound(angles, angles + count, angle) - angles);
+    return std::clamp(behind - 1, 0, count - 2); // a host's table may not rise
 }
 
 /// The integral of one row times the sine of the polar angle.
@@ -209,16 +210,19 @@ double integral_over_polar(const goniometry& g, const float* row)
     {
         const double p0 = g.vertical_angles[j], p1 = g.vertical_angles[j + 1];
         const double slope = (double(row[j + 1]) - row[j]) / (p1 - p0);
-        sum += row[j] * std::cos(p0) - row[j + 1] * std::cos(p1) + slope * (std::sin(p1) - std::sin(p0));
+        const double cell =
+            row[j] * std::cos(p0) - row[j + 1] * std::cos(p1) + slope * (std::sin(p1) - std::sin(p0));
+        sum += std::fmax(cell, 0.0); // the terms of a tiny cell cancel
     }
     return sum;
 }
 
-bool rises(const float* angles, int32_t count)
+bool rises(const float* angles, int32_t count, double from, double to)
 {
     for (int32_t i = 0; i < count; ++i)
     {
-        if (!std::isfinite(angles[i]) || (i > 0 && !(angles[i] > angles[i - 1]))) { return false; }
+        const bool is_within = angles[i] >= from && angles[i] <= to; // false for what is not a number
+        if (!is_within || (i > 0 && !(angles[i] > angles[i - 1]))) { return false; }
     }
     return true;
 }

@@ -2,6 +2,7 @@
 /// Decoding and scanning of photometric files.
 #include "zirconlite/lighting/photometric_text.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <float.h>
@@ -81,13 +82,8 @@ bool parse_number(std::string_view token, double& value, char decimal)
         if (!token.empty() && token.front() == '-') { return false; }
     }
     if (token.empty() || token.size() > longest) { return false; }
-    for (size_t i = 0; i < token.size(); ++i)
-    {
-        char c = token[i] == decimal ? '.' : token[i];
-        const bool is_letter = (c | 0x20) != 'e' && (c < '0' || c > '9') && c != '.' && c != '-' && c != '+';
-        if (is_letter) { return false; }
-        copy[i] = c;
-    }
+    // Hexadecimal digits are not taken; "nan" and "inf" are not finite.
+    std::replace_copy(token.begin(), token.end(), copy, decimal, '.');
     const char* copy_end = copy + token.size();
     const auto [stop, error] = std::from_chars(copy, copy_end, value);
     return error == std::errc() && stop == copy_end && std::isfinite(value);
