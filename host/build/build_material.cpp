@@ -37,6 +37,7 @@ owned_material build_from_library(const scene& s, const scene_material& m, std::
 void load_missing_pictures(material& m, std::vector<std::string>& notes);
 owned_material build_simple(const scene& s, const scene_material& m, std::vector<std::string>& notes);
 void set_simple(simple_material& out, const scene_material& m, bool blurs);
+bool takes_no_light(const simple_material& m);
 bool blurs_mirrors(const scene_render& r);
 void add_bump(material* made, const scene_bump& b);
 mat_image** add_image(mat_image** end, const scene& s, const scene_image& i, std::vector<std::string>& notes);
@@ -121,10 +122,25 @@ owned_material build_simple(const scene& s, const scene_material& m, std::vector
     if (!made) { out_of_memory(); }
     simple_material& out = *reinterpret_cast<simple_material*>(made.get());
     set_simple(out, m, blurs_mirrors(s.render));
+    if (s.render.indirect != 0 && takes_no_light(out) && m.images.empty())
+    {
+        notes.push_back(
+            fmt::format("{}:{}: the material reflects all light that it receives; in a closed room of "
+                        "it light has no end, and is cut off",
+                s.file.string(), m.line));
+    }
     for (const scene_bump& b : m.bumps) { add_bump(made.get(), b); }
     mat_image** end = &out.images;
     for (const scene_image& i : m.images) { end = add_image(end, s, i, notes); }
     return made;
+}
+
+/// Whether a diffuse surface gives back all of some colour.
+bool takes_no_light(const simple_material& m)
+{
+    constexpr float all = 0.999f;
+    const float largest = std::max({ m.color[0], m.color[1], m.color[2] });
+    return m.opacity > 0.0f && m.diffuse_share > 0.0f && largest >= all;
 }
 
 void set_simple(simple_material& out, const scene_material& m, bool blurs)

@@ -110,6 +110,19 @@ TEST(Bounces, BringTheLightOfGlowingWallsAsASeries)
         << "the first reflection alone";
 }
 
+TEST(Bounces, EndInARoomThatTakesNoLight)
+{
+    bounced room;
+    test::mesh m;
+    m.look = room.look([](simple_material& s) { std::fill_n(s.color, 3, 1.0f); });
+    m.box({ { -2, -2, -2 }, { 2, 2, 2 } });
+    ASSERT_TRUE(room.add(m));
+    room.add(test::scene::point_source({ 0.5, 0, 1 }, 10.0f));
+    const double once = room.mean(1, 16);
+    EXPECT_GT(room.mean(64, 16), 10.0 * once);
+    EXPECT_GT(room.mean(64, 16, 0.0, INDIRECT_CACHE), 10.0 * once);
+}
+
 TEST(Bounces, BringLightOfPanelsAndMirrorsByTheirGeometry)
 {
     // The ceiling's points see a square of 2 by 2, 4 below: the form factor of four quarters of it.

@@ -19,6 +19,9 @@ namespace zr
 namespace
 {
 
+constexpr int32_t always_going_on = 16; ///< bounces after which a path may end by chance
+constexpr double mostly = 0.95;
+constexpr int32_t max_fill_bounces = 1000;
 constexpr double min_continuing = 1e-4; ///< branches below this share are not worth a ray
 
 double largest(const double c[3]) { return std::fmax(c[0], std::fmax(c[1], c[2])); }
@@ -30,12 +33,14 @@ struct chances
 };
 
 /// Before it has bounced a path ends only where less than an eighth of a pixel's light is left: what mirrors
-/// show stays free of grain. Interreflection has a long tail, which fewer and stronger paths bring as well.
+/// show stays free of grain. Interreflection has a long tail, which fewer and stronger paths bring as well; in
+/// a room that takes no light away it has no end, so that of any path comes by chance.
 chances chances_of(const light_path& p, const branch* ways, int count)
 {
     double sum = 0.0;
     for (int i = 0; i < count; ++i) { sum += ways[i].chance; }
-    return { sum, sum > min_continuing ? std::fmin(std::sqrt(p.bounces > 0 ? sum : 8.0 * sum), 1.0) : 0.0 };
+    const double most = p.bounces < always_going_on ? 1.0 : mostly;
+    return { sum, sum > min_continuing ? std::fmin(std::sqrt(p.bounces > 0 ? sum : 8.0 * sum), most) : 0.0 };
 }
 
 branch make_branch(const double share[3])
@@ -139,7 +144,7 @@ outside_ways ways_outside(const light_path& p, const met_surface& at)
     const ray& r = p.r;
     const surface& s = at.s;
     const bool thin = is_thin(r.hit_object, s), mirrors = follows_mirror(r, s);
-    const bool bounces = (p.fill || p.bounces < job.bounce_limit) && !(r.flags & RAY_PROBE);
+    const bool bounces = p.bounces < (p.fill ? max_fill_bounces : job.bounce_limit) && !(r.flags & RAY_PROBE);
     const double fresnel = entering_fresnel(r, s, at.cosine), sent_back = at.lobe.diffuse + s.translucent;
     double passing[3] = {}, mirrored[3] = {}, bounced[3] = {};
     for (int i = 0; i < 3; ++i)
