@@ -175,12 +175,23 @@ def hall(across=20, along=50):
     }
 
 
+def lit_room():
+    """The room with all interreflection."""
+    return dict(room(), bounces=16)
+
+
+def sky():
+    """The village under an even sky and a sun of its real size, with all interreflection."""
+    scene = dict(exterior(), bounces=16, sun=((-0.5, -0.62, 0.6), 60000.0, 0.533), background=((0.3, 0.45, 0.75), 9000.0))
+    return dict(scene, materials={name: (rgb, 0) for name, (rgb, _) in scene["materials"].items()})
+
+
 def few():
     """The hall with 10 light sources of the same light in all."""
     return hall(2, 5)
 
 
-SCENES = {"exterior": exterior, "room": room, "courtyard": courtyard, "hall": hall, "few": few}
+SCENES = {"exterior": exterior, "room": room, "courtyard": courtyard, "hall": hall, "few": few, "lit_room": lit_room, "sky": sky}
 
 
 def triangle_count(scene):
@@ -210,7 +221,8 @@ def export_own(scene, folder):
             first += len(points)
     eye, target, fov = scene["camera"]
     text = '[camera]\neye = [%g, %g, %g]\ntarget = [%g, %g, %g]\nfov_deg = %g\n' % (*eye, *target, fov)
-    text += '[render]\nsampler = "converging"\nindirect = "ambient"\nambient = false\n[tone]\nmethod = "film"\n'
+    text += '[render]\nsampler = "converging"\nindirect = "%s"\nambient = false\n[tone]\nmethod = "film"\n' % (
+        "paths" if scene.get("bounces") else "ambient")
     color, luminance = scene["background"]
     text += "[background]\nmode = \"color\"\ncolor = %s\n" % display(color)
     text += "luminance = %g\n" % luminance if luminance else ""
@@ -230,18 +242,21 @@ def export_own(scene, folder):
 
 def own_settings(name):
     """The converged picture, and those that are timed, by `noise`."""
-    converged = {"exterior": 128, "room": 384, "courtyard": 256, "hall": 384, "few": 384}[name]
+    converged = {"exterior": 128, "room": 384, "courtyard": 256, "hall": 384, "few": 384, "lit_room": 1024, "sky": 512}[name]
     low = 1 if name == "exterior" else 4  # sharp light leaves nothing to chance
     noises = (14, 12, 10, 6) if name == "exterior" else (12, 6, 3, 2)
-    return [("converged", (0.01, converged, converged, 7))] + [("noise %g" % n, (n, low, 4096, 0)) for n in noises]
+    kinds = ("paths", "cache") if SCENES[name]().get("bounces") else ("",)
+    return [("converged", (0.01, converged, converged, 7, ""))] + [
+        (("%s noise %g" % (kind, n)).strip(), (n, low, 4096, 0, kind)) for kind in kinds for n in noises]
 
 
 def render_own(program, scene, folder, size, setting, output, threads=THREADS):
-    noise, low, high, seed = setting
+    noise, low, high, seed, kind = setting
     text = (folder / "scene.toml").read_text()
     limits = "[render]\nsize = [%d, %d]\nnoise = %g\nmin_samples = %d\nmax_samples = %d\nseed = %d\n" % (*size, noise, low, high, seed)
     (folder / "timed.toml").write_text(text.replace("[render]\n", limits))
-    return run([program, "render", "timed.toml", "-o", str(output), "--threads", str(threads)], folder)[0]
+    chosen = ["--indirect", kind] if kind else []
+    return run([program, "render", "timed.toml", "-o", str(output), "--threads", str(threads), *chosen], folder)[0]
 
 
 # POV-Ray
@@ -350,7 +365,8 @@ s.camera = o
 s.render.engine = "CYCLES"
 c = s.cycles
 c.device, c.use_adaptive_sampling, c.use_denoising = "CPU", False, False
-c.max_bounces, c.diffuse_bounces, c.glossy_bounces, c.transmission_bounces = scene["bounces"], 0, scene["bounces"], 0
+c.max_bounces, c.diffuse_bounces, c.glossy_bounces, c.transmission_bounces = (
+    scene["mirrors"] + scene["bounces"], scene["bounces"], scene["mirrors"], 0)
 c.sample_clamp_direct = c.sample_clamp_indirect = 0
 c.use_light_tree = True if hasattr(c, "use_light_tree") else None
 s.render.threads_mode, s.render.threads = "FIXED", scene["threads"]
@@ -369,14 +385,15 @@ for samples, seed, output in scene["renders"]:
 
 
 def cycles_settings(name):
-    converged = {"exterior": 128, "room": 512, "courtyard": 256, "hall": 256, "few": 256}[name]
+    converged = {"exterior": 128, "room": 512, "courtyard": 256, "hall": 256, "few": 256, "lit_room": 512, "sky": 256}[name]
     return [("converged", (converged, 7))] + [("%d samples" % n, (n, 0)) for n in (16, 64)]
 
 
 def render_cycles(program, scene, folder, size, settings, outputs):
     import json
 
-    description = dict(scene, size=size, threads=THREADS, bounces=6 if any(m for _, m in scene["materials"].values()) else 0,
+    description = dict(scene, size=size, threads=THREADS,
+        mirrors=6 if any(m for _, m in scene["materials"].values()) else 0, bounces=scene.get("bounces", 0),
         renders=[(samples, seed, str(output)) for (_, (samples, seed)), output in zip(settings, outputs)])
     if scene["sun"]:
         description["toward"] = toward(scene)
@@ -440,7 +457,7 @@ def measure(name, programs, size, folder, keep):
         inner = folder / ("%s_%s" % (name, program))
         inner.mkdir(exist_ok=True)
         settings = {"zirconlite": own_settings, "povray": pov_settings, "cycles": cycles_settings}[program](name)
-        if program == "povray" and name in ("courtyard", "hall", "few"):
+        if program == "povray" and name in ("courtyard", "hall", "few", "lit_room", "sky"):
             continue  # an even sky takes its radiosity, and a thousand area lights hours
         outputs = [inner / ("%d.hdr" % i) for i in range(len(settings))]
         if program == "cycles":
@@ -459,17 +476,21 @@ def measure(name, programs, size, folder, keep):
     return rows
 
 
-BARS = (("exterior", "povray", "+A0.1 +AM2 +R3", 0.5), ("room", "cycles", "64 samples", 0.5))
+# Of a scene: whose setting, which of our own, and the share of the other's time
+BARS = (("exterior", "povray", "+A0.1 +AM2 +R3", "", 0.5), ("room", "cycles", "64 samples", "", 0.5),
+    ("lit_room", "cycles", "64 samples", "paths", 0.5), ("lit_room", "cycles", "64 samples", "cache", 0.25),
+    ("sky", "cycles", "64 samples", "cache", 0.5))
 
 
 def report_bars(name, rows):
-    for scene, other, setting, share in BARS:
+    for scene, other, setting, kind, share in BARS:
         theirs = [r for r in rows if r[0] == other and r[1] == setting]
         if scene != name or not theirs:
             continue
-        ours = time_to([(r[2], r[3]) for r in rows if r[0] == "zirconlite"], theirs[0][3])
-        print("%s: %s of %s errs by %.2f in %.2f s; this program takes %s, to be at most %.2f s" % (
-            name, setting, other, theirs[0][3], theirs[0][2], "%.2f s" % ours if ours else "more or less than was measured",
+        ours = time_to([(r[2], r[3]) for r in rows if r[0] == "zirconlite" and r[1].startswith(kind)],
+            theirs[0][3])
+        print("%s %s: %s of %s errs by %.2f in %.2f s; this program takes %s, to be at most %.2f s" % (
+            name, kind, setting, other, theirs[0][3], theirs[0][2], "%.2f s" % ours if ours else "more or less than was measured",
             share * theirs[0][2]), flush=True)
 
 
@@ -482,7 +503,7 @@ def report_threads(program, folder, size):
     walls = []
     for threads in (1, 2):
         start = time.perf_counter()
-        render_own(program, scene, folder, size, (0.01, 64, 64, 0), folder / "threads.hdr", threads)
+        render_own(program, scene, folder, size, (0.01, 64, 64, 0, ""), folder / "threads.hdr", threads)
         walls.append(time.perf_counter() - start)
     print("two threads: %.2f of one (%.2f and %.2f s)" % (walls[0] / walls[1], *walls), flush=True)
 
