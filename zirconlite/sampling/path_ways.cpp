@@ -33,8 +33,8 @@ struct chances
 };
 
 /// Before it has bounced a path ends only where less than an eighth of a pixel's light is left: what mirrors
-/// show stays free of grain. Interreflection has a long tail, which fewer and stronger paths bring as well; in
-/// a room that takes no light away it has no end, so that of any path comes by chance.
+/// show stays free of grain. Interreflection has a long tail, which fewer and stronger paths bring as well;
+/// in a room that takes no light away it has no end, so that of any path comes by chance.
 chances chances_of(const light_path& p, const branch* ways, int count)
 {
     double sum = 0.0;

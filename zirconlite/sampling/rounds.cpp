@@ -287,7 +287,9 @@ bool make_sums(image_buffer& image)
 /// stopped.
 bool probe_rows(sampling_run& run, const ray& prototype, int32_t thread)
 {
-    constexpr int32_t step = 16, samples = 8;
+    constexpr int32_t step = 16, min_samples = 8, max_samples = 64, paths = 16384;
+    const int32_t probes = ((run.image.width + step - 1) / step) * ((run.image.height + step - 1) / step);
+    const int32_t samples = std::clamp(paths / std::max(probes, 1), min_samples, max_samples);
     for (;;)
     {
         const int64_t y = int64_t(platform::add_to_word(&run.next_block, 1u)) * step;
