@@ -172,6 +172,35 @@ TEST(Stopping, UnderSharpLightEdgesAloneTakeSamples)
     zr_close_document(d);
 }
 
+TEST(Stopping, LooksOutOfBlocksForEdgesAlongTheirSides)
+{
+    // A glowing sheet ends a tenth of a pixel beyond a block, within the windows of its last column.
+    document* d = open_empty_room();
+    material_entry* const glowing = add_look(d, u"glowing", {});
+    reinterpret_cast<simple_material*>(glowing->material)->luminosity = 100.0f;
+    EXPECT_EQ(add_box(d, glowing, { -2, -3, 3 }, { 0.00165, 3, 3.1 }), 1);
+    prepare(d);
+    EXPECT_EQ(set_room_view(d, 32, 16), 1);
+    render_view& v = d->views[1];
+    v.position = { 0, 0, 0 };
+    v.up = { 0, 1, 0 };
+    v.back = { 0, 0, -1 };
+    v.right = { 1, 0, 0 };
+    v.lens_length = 200;
+    EXPECT_EQ(zr_init_projection(&v), 1);
+    render(d, { 0.01, 256, 256, 1, 0.0 });
+    const std::vector<float> exact = test::light_of(v);
+    EXPECT_GT(exact[3 * 8], 10.0f);
+    EXPECT_EQ(exact[3 * 24], 0.0f);
+    EXPECT_NEAR(exact[3 * 15] / exact[3 * 8], 0.96, 0.03) << "where the edge is";
+    render(d, { 2.0, 1, 512, 0, 0.0 });
+    uint32_t samples = 0;
+    for (int32_t y = 0; y < 16; ++y) { samples += v.image->sums[32 * y + 15].count; }
+    EXPECT_GE(samples, 8u * 12) << "of the last column";
+    EXPECT_EQ(v.image->sums[2].count, 1u);
+    zr_close_document(d);
+}
+
 TEST(Stopping, LightSourcesAtOnePlaceShineLikeOneOfTheirSum)
 {
     constexpr int count = 10000;
