@@ -84,8 +84,8 @@ TEST(Stopping, FavoursNeitherBrightNorDarkPictures)
         const char* what;
         document* (*open)();
         double noise, tolerance;
-    } cases[] = { { "penumbra", open_penumbra, 12.0, 0.002 },
-        { "daylit room", open_daylit_room, 30.0, 0.01 } };
+    } cases[] = { { "penumbra", open_penumbra, 14.0, 0.002 },
+        { "daylit room", open_daylit_room, 36.0, 0.01 } };
     for (const auto& c : cases)
     {
         SCOPED_TRACE(c.what);

@@ -28,9 +28,9 @@ void take(const float channels[3][block_pixels], int32_t pixel, float rgb[3])
     for (int i = 0; i < 3; ++i) { rgb[i] = channels[i][pixel]; }
 }
 
-/// What the mean of two halves errs by, of their difference: half of it, and less by the fourth root of 2,
-/// since the error of the sequence falls with the power -3/4 of its length.
-constexpr double error_of_difference = 0.5 * 0.8408964152537145;
+/// What the mean of two halves errs by, of their difference: half of it. At edges it is less by the fourth
+/// root of 2, since there the error of the sequence falls with the power -3/4 of its length.
+constexpr double error_by_chance = 0.5, error_at_edges = 0.5 * 0.8408964152537145;
 
 double mean_square(const float a[3], const float b[3])
 {
@@ -39,9 +39,9 @@ double mean_square(const float a[3], const float b[3])
     return squares / 3.0;
 }
 
-/// The error that two halves of a pixel's samples show, squared: the mean of the channels. The background is
-/// taken from all.
-double squared_half_error(const shown_curve& curve, const pixel_sums& sums, const float light[3])
+/// The difference that two halves of a pixel's samples show, squared: the mean of the channels. The
+/// background is taken from all.
+double squared_difference(const shown_curve& curve, const pixel_sums& sums, const float light[3])
 {
     const uint32_t even_count = (sums.count + 1) / 2, odd_count = sums.count / 2;
     const float scale = 1.0f / float(sums.count), evens = 1.0f / float(even_count),
@@ -55,7 +55,7 @@ double squared_half_error(const shown_curve& curve, const pixel_sums& sums, cons
     }
     show(curve, even, a);
     show(curve, odd, b);
-    return error_of_difference * error_of_difference * mean_square(a, b);
+    return mean_square(a, b);
 }
 
 /// What a light that no shadow ray has found yet could add to what is shown. By the rule of succession it has
@@ -84,7 +84,8 @@ double squared_chance_error(
             if (sums_at(sums, x, y).count < 2) { return unknown_error; }
             float mean[3];
             take(light.value, block_side * y + x, mean);
-            squares += squared_half_error(curve, sums_at(sums, x, y), mean);
+            squares +=
+                error_by_chance * error_by_chance * squared_difference(curve, sums_at(sums, x, y), mean);
             for (int i = 0; i < 3; ++i) { sum[i] += mean[i]; }
             ++count;
         }
@@ -135,7 +136,7 @@ double squared_pixel_error(const shown_curve& curve, const pixel_sums& sums, con
     if (sums.count < 2 || !is_sampled) { return error; }
     float value[3];
     take(light.value, pixel, value);
-    return std::max(error, squared_half_error(curve, sums, value));
+    return std::max(error, error_at_edges * error_at_edges * squared_difference(curve, sums, value));
 }
 
 /// The least and most of each pixel and those beside it, `step` apart in each of 8 lines of 8.
