@@ -153,7 +153,7 @@ void take_picture(const std::filesystem::path& file, document* d, std::vector<st
              !zr_findfile(nullptr, e.image_filename, elsewhere))
     {
         notes.push_back(
-            fmt::format("{}: the picture \"{}\" is left out: it is not there", file.string(), name));
+            fmt::format("{}: the picture \"{}\" is left out: file not found", file.string(), name));
     }
 }
 

@@ -27,7 +27,7 @@ const command_row commands[] = {
     { "settings", "Show, convert and check files of settings: .su, .en and .ex", setup_settings },
     { "library", "List, show, add, delete, pack and translate library files", setup_library },
     { "lights", "List, show, add, delete and pack luminaires of light libraries", setup_lights },
-    { "ies", "Print and plot what a photometric file holds, and write it anew", setup_ies },
+    { "ies", "Print, plot and convert photometric files", setup_ies },
     { "sun", "Print the position of the sun and the light of sun and sky", setup_sun },
     { "keys", "Print the sections and keys of a scene file", setup_keys },
     { nullptr, nullptr, nullptr },
@@ -45,11 +45,11 @@ constexpr exit_row exit_rows[] = {
     { exit_done, "done" },
     { exit_render_failed, "the render failed, or a picture cannot be written" },
     { exit_bad_scene, "the scene, a model or a picture is wrong or damaged" },
-    { exit_missing_file, "the scene, a model or a picture is not there" },
+    { exit_missing_file, "the scene, a model or a picture was not found" },
     { exit_usage, "the command line is wrong" },
-    { exit_hung_up, "stopped by the closing of the terminal; what was reached is saved" },
-    { exit_interrupted, "stopped by Ctrl-C; what was reached is saved" },
-    { exit_terminated, "stopped by SIGTERM; what was reached is saved" },
+    { exit_hung_up, "stopped because the terminal was closed; the unfinished picture is saved" },
+    { exit_interrupted, "stopped by Ctrl-C; the unfinished picture is saved" },
+    { exit_terminated, "stopped by SIGTERM; the unfinished picture is saved" },
 };
 
 std::string exit_code_help()

@@ -205,7 +205,7 @@ json picture_json(const std::filesystem::path& file, const model& m, const std::
         const std::filesystem::path found = find_model_picture(file, name);
         if (!found.empty()) { out["file"] = utf8_of_bytes(found.string()); }
         is_read = !found.empty() && read_picture_file(found.string(), p, why);
-        if (found.empty()) { why = "not there, nor a file of its name beside the model or in textures/"; }
+        if (found.empty()) { why = "file not found, nor one of its name beside the model or in textures/"; }
     }
     out["read"] = is_read;
     if (is_read) { out["size"] = { p.width, p.height }; }

@@ -187,7 +187,7 @@ void translate_library(const library_request& r)
     check_library(r.file);
     if (!std::filesystem::exists(r.translation))
     {
-        throw failure(exit_missing_file, r.translation.string() + ": the translation file is not there");
+        throw failure(exit_missing_file, r.translation.string() + ": translation file not found");
     }
     const int32_t count = zr_translate_library(utf16_of(r.file).c_str(), utf16_of(r.translation).c_str());
     if (count < 0) { fail_with(r.file.string() + ": not translated"); }

@@ -107,7 +107,7 @@ void make_library(const std::filesystem::path& file, library_opener open)
     const std::filesystem::path folder = file.parent_path();
     if (!folder.empty() && !std::filesystem::is_directory(folder))
     {
-        throw failure(exit_missing_file, file.string() + ": its folder is not there");
+        throw failure(exit_missing_file, file.string() + ": its folder does not exist");
     }
     if (std::filesystem::exists(file) || !make_whole(file, make))
     {

@@ -315,7 +315,7 @@ int render_picture(const scene& s, render_session& session)
     write_output(s, d, session.files);
     note_samples(s, *d);
     if (!stop_signal()) { return exit_done; }
-    std::fprintf(stderr, "zirconlite: stopped; the picture holds what was reached\n");
+    std::fprintf(stderr, "zirconlite: stopped; the unfinished picture is saved\n");
     return stopped_exit_code();
 }
 

@@ -58,7 +58,7 @@ void add_tone_options(CLI::App& command, tone_options& o)
 {
     command.add_option("--brightness", o.brightness, "-5 to 5, in powers of ten of light");
     command.add_option("--contrast", o.contrast, "0.001 to 0.999");
-    command.add_option("--method", o.method, "film, histogram or power: the curve from light to screen");
+    command.add_option("--method", o.method, "Tone operator: film, histogram or power");
 }
 
 void apply_tone_options(const tone_options& o, scene_tone& tone)
@@ -70,38 +70,37 @@ void apply_tone_options(const tone_options& o, scene_tone& tone)
 
 void add_render_options(CLI::App& command, render_options& o)
 {
-    command.add_option("SCENE", o.scene, "The scene, a TOML file; or a model alone")->required();
-    command.add_option(
-        "-o,--output", o.output, "The picture: .png, .bmp, .tga, .tif, .jpg or .hdr; else the scene's own");
+    command.add_option("SCENE", o.scene, "The scene, a TOML file, or a single model")->required();
+    command.add_option("-o,--output", o.output,
+        "The picture: .png, .bmp, .tga, .tif, .jpg or .hdr; by default that of the scene");
     command.add_option("--size", o.size, "Width and height in pixels, such as 960x640");
-    command.add_option("--threads", o.threads, "Workers, 1 to 8; 0 for one a processor");
-    command.add_option("--region", o.region, "X,Y,W,H in pixels from the top left: render only this");
-    command.add_option("--quality", o.quality, "1 draft to 5 finest");
-    command.add_option("--antialiasing", o.antialiasing, "0 none to 1 finest");
+    command.add_option("--threads", o.threads, "Worker threads, 1 to 8; 0 for one per processor");
+    command.add_option("--region", o.region, "Render only X,Y,W,H, in pixels from the top left");
+    command.add_option("--quality", o.quality, "1 (draft) to 5 (finest)");
+    command.add_option("--antialiasing", o.antialiasing, "0 (none) to 1 (finest)");
     command.add_option("--projection", o.projection,
         "parallel, perspective, two-point, cylindrical, spherical or light-probe");
     command.add_option(
-        "--view", o.view, "front, back, left, right, top or three-quarter: look at all models from there");
+        "--view", o.view, "View of all models from the front, back, left, right, top or three-quarter");
     add_tone_options(command, o.tone);
     add_sequence_options(command, o.sequence);
-    command.add_option("--light-model", o.light_model, "exact or fast");
-    command.add_option("--sampler", o.sampler, "converging or strips");
-    command.add_flag("--denoise", o.denoise, "Take the grain out of the picture; .hdr pictures keep it");
-    command.add_option("--indirect", o.indirect, "ambient, paths or cache: indirect light");
-    command.add_option("--light-cache", o.light_cache,
-        "File of the light kept for --indirect cache: read where it exists, else written");
-    command.add_option("--noise", o.noise, "Error that may be left in a pixel, in steps of 255");
-    command
-        .add_option("--limit", o.seconds, "Seconds that sampling may take; the picture has what they reached")
+    command.add_option("--light-model", o.light_model, "Direct light: exact or fast");
+    command.add_option("--sampler", o.sampler, "Pixel sampler: converging or strips");
+    command.add_flag("--denoise", o.denoise, "Filter the grain out of the picture; .hdr pictures keep it");
+    command.add_option("--indirect", o.indirect, "Indirect light: ambient, paths or cache");
+    command.add_option(
+        "--light-cache", o.light_cache, "File of the light cache: read if it exists, otherwise written");
+    command.add_option("--noise", o.noise, "Target error of a pixel, in steps of 255");
+    command.add_option("--limit", o.seconds, "Time limit for sampling in seconds")
         ->check(CLI::Range(0.01, 3e7));
-    command.add_option("--seed", o.seed, "Another one gives other grain");
-    command.add_option("--max-samples", o.max_samples, "Samples of a pixel at most");
-    command.add_option("--search", o.search, "tree or grid: what finds the hits of rays");
+    command.add_option("--seed", o.seed, "A different seed gives different grain");
+    command.add_option("--max-samples", o.max_samples, "Maximum samples per pixel");
+    command.add_option("--search", o.search, "Acceleration structure: tree or grid");
     command.add_flag("--preview", o.preview, "A quarter of the width and height, coarse passes only");
-    command.add_option("--import-memory", o.import_megabytes, "MB that reading a model may take")
+    command.add_option("--import-memory", o.import_megabytes, "Memory limit for reading a model, in MB")
         ->check(CLI::Range(16, 1 << 20))
         ->capture_default_str();
-    command.add_option("--import-time", o.import_seconds, "Seconds that reading a model may take")
+    command.add_option("--import-time", o.import_seconds, "Time limit for reading a model, in seconds")
         ->check(CLI::Range(0.01, 86400.0))
         ->check([](const std::string& text)
             { return text.find_first_of("nN") == std::string::npos ? "" : "a number of seconds is wanted"; })

@@ -124,7 +124,7 @@ void check_required(const gltf_file& f, gltf_findings& found)
     for (const json& name : member(f.root, "extensionsRequired"))
     {
         if (!name.is_string() || begins_with_one(name.get<std::string>(), read_extensions)) { continue; }
-        const std::string line = fmt::format("needs {}, which is not read", name.get<std::string>());
+        const std::string line = fmt::format("needs {}, which is not supported", name.get<std::string>());
         if (!begins_with_one(name.get<std::string>(), shape_extensions)) { found.notes.push_back(line); }
         else if (found.fault.empty()) { found.fault = line; }
     }

@@ -309,7 +309,7 @@ bool walk(walk_state& s, const aiNode& node, const aiMatrix4x4& above, int depth
     {
         if (node.mMeshes[i] >= s.scene.mNumMeshes)
         {
-            s.fault = "node \"" + std::string(node.mName.C_Str()) + "\" names a mesh that is not there";
+            s.fault = "node \"" + std::string(node.mName.C_Str()) + "\" refers to a mesh that does not exist";
             return false;
         }
         const aiMesh& source = *s.scene.mMeshes[node.mMeshes[i]];

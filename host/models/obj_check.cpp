@@ -120,7 +120,7 @@ void read_library(const std::filesystem::path& folder, const std::string& text, 
         }
         else
         {
-            out.notes.push_back(fmt::format("the material file \"{}\" is not there", utf8_of_bytes(name)));
+            out.notes.push_back(fmt::format("the material file \"{}\" was not found", utf8_of_bytes(name)));
         }
     }
 }

@@ -71,7 +71,7 @@ light_picture read_light(const std::filesystem::path& file, std::string& warning
     std::error_code error;
     if (!std::filesystem::exists(file, error))
     {
-        throw failure(exit_missing_file, file.string() + ": the file is not there");
+        throw failure(exit_missing_file, file.string() + ": file not found");
     }
     const std::string mark = first_bytes(file, exr_mark.size());
     if (mark == png_mark) { return read_png_light(file); }

@@ -66,13 +66,13 @@ struct unread_kind
     const char* what;
 };
 constexpr unread_kind unread_kinds[] = {
-    { 0, "GIF8"sv, "GIF pictures are not read" },
-    { 8, "WEBP"sv, "WebP pictures are not read" },
-    { 0, "8BPS"sv, "Photoshop files are not read" },
-    { 0, "DDS "sv, "DDS textures are not read" },
-    { 1, "KTX "sv, "KTX textures are not read" },
-    { 4, "ftyp"sv, "HEIF and AVIF pictures are not read" },
-    { 4, "jP  "sv, "JPEG 2000 pictures are not read" },
+    { 0, "GIF8"sv, "GIF pictures are not supported" },
+    { 8, "WEBP"sv, "WebP pictures are not supported" },
+    { 0, "8BPS"sv, "Photoshop files are not supported" },
+    { 0, "DDS "sv, "DDS textures are not supported" },
+    { 1, "KTX "sv, "KTX textures are not supported" },
+    { 4, "ftyp"sv, "HEIF and AVIF pictures are not supported" },
+    { 4, "jP  "sv, "JPEG 2000 pictures are not supported" },
     { 0, "\x76\x2F\x31\x01"sv, "an OpenEXR picture stores radiance: use it as an environment map" },
 };
 

@@ -67,7 +67,7 @@ bitmap* load_picture(const std::filesystem::path& file, std::vector<std::string>
     std::error_code error;
     if (!std::filesystem::exists(file, error))
     {
-        note_unread(notes, file.string(), "it is not there");
+        note_unread(notes, file.string(), "file not found");
         return nullptr;
     }
     if (library_reads(file) && path.size() <= format_path_limit && is_utf8(name))
@@ -318,7 +318,7 @@ std::optional<picture8> read_texture(const std::filesystem::path& file, const mo
     if (found.empty())
     {
         note_unread(notes, (file.parent_path() / plain_separators(t.file)).lexically_normal().string(),
-            "it is not there, nor a file of its name beside the model or in textures/");
+            "file not found, nor one of its name beside the model or in textures/");
         return {};
     }
     if (read_picture_file(found.string(), p, why))

@@ -140,13 +140,13 @@ std::string sample_fault(TIFF* t)
 {
     uint16_t format = SAMPLEFORMAT_UINT;
     TIFFGetFieldDefaulted(t, TIFFTAG_SAMPLEFORMAT, &format);
-    if (format == SAMPLEFORMAT_INT) { return "TIFF pictures with signed samples are not read"; }
+    if (format == SAMPLEFORMAT_INT) { return "TIFF pictures with signed samples are not supported"; }
     if (format != SAMPLEFORMAT_UINT && format != SAMPLEFORMAT_VOID)
     {
-        return "TIFF pictures with floating-point samples are not read";
+        return "TIFF pictures with floating-point samples are not supported";
     }
     char text[1024] = "";
-    return TIFFRGBAImageOK(t, text) ? "" : fmt::format("the TIFF picture is not read: {}", text);
+    return TIFFRGBAImageOK(t, text) ? "" : fmt::format("the TIFF picture cannot be read: {}", text);
 }
 
 /// What the file says about alpha. libtiff would multiply plain alpha into the colours and lose them where it

@@ -194,7 +194,8 @@ zr::status read_header(zr::byte_reader& in, bmp_header& header)
     }
     if (!row_of_header(header))
     {
-        return zr::fail(ZR_ERROR_FORMAT, "%d bits a pixel; 1, 4, 8, 16, 24 and 32 are read", header.bits);
+        return zr::fail(
+            ZR_ERROR_FORMAT, "%d bits a pixel; 1, 4, 8, 16, 24 and 32 are supported", header.bits);
     }
     const zr::status fields = read_fields(in, header);
     if (!zr::ok(fields)) { return fields; }
@@ -220,7 +221,7 @@ zr::status read_fields(zr::byte_reader& in, bmp_header& header)
     const bool stated = header.compression == bit_fields || header.compression == bit_fields_with_alpha;
     if (header.compression != uncompressed && !(stated && has_fields))
     {
-        return zr::fail(ZR_ERROR_FORMAT, "compression %u with %d bits a pixel is not read",
+        return zr::fail(ZR_ERROR_FORMAT, "compression %u with %d bits a pixel is not supported",
             header.compression, header.bits);
     }
     if (!has_fields) { return {}; }
@@ -250,8 +251,8 @@ zr::status read_fields(zr::byte_reader& in, bmp_header& header)
         const bool fits = header.bits == 32 || masks[i] <= 0xFFFF;
         if (!is_run || !fits || (masks[i] & taken) || (i < 3 && masks[i] == 0))
         {
-            return zr::fail(ZR_ERROR_FORMAT, "the channel masks %08x %08x %08x %08x are not read", masks[0],
-                masks[1], masks[2], masks[3]);
+            return zr::fail(ZR_ERROR_FORMAT, "the channel masks %08x %08x %08x %08x are not supported",
+                masks[0], masks[1], masks[2], masks[3]);
         }
         taken |= masks[i];
     }

@@ -146,7 +146,7 @@ bool run_decoder(jpeg_reading& r)
     const int channels = d.num_components;
     if (channels != 1 && channels != 3)
     {
-        r.why = zr::fail(ZR_ERROR_FORMAT, "a JPEG picture of %d channels; 1 and 3 are read", channels);
+        r.why = zr::fail(ZR_ERROR_FORMAT, "a JPEG picture of %d channels; 1 and 3 are supported", channels);
         return false;
     }
     r.made = zr::new_bitmap_of_file(
@@ -156,7 +156,8 @@ bool run_decoder(jpeg_reading& r)
     jpeg_start_decompress(&d);
     if (d.output_components != r.made->bytes_per_pixel)
     {
-        r.why = zr::fail(ZR_ERROR_FORMAT, "JPEG colours of %d channels are not read", d.output_components);
+        r.why =
+            zr::fail(ZR_ERROR_FORMAT, "JPEG colours of %d channels are not supported", d.output_components);
         return false;
     }
     const size_t row_bytes = size_t(d.output_width) * size_t(d.output_components);

@@ -100,7 +100,7 @@ bitmap* decode_targa(const uint8_t* bytes, size_t size, status* why, uint64_t* w
     if (!form)
     {
         *why = fail(ZR_ERROR_FORMAT,
-            "TARGA pictures of kind %u with %u bits are not read; kinds 2 and 10 with 16, 24, 32 "
+            "TARGA pictures of kind %u with %u bits are not supported; kinds 2 and 10 with 16, 24, 32 "
             "bits are, and 3 and 11 with 8",
             kind, depth);
         return nullptr;

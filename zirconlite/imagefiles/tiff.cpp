@@ -249,7 +249,7 @@ zr::status read_directory(tiff_reader& in, tiff_picture& picture)
 {
     if (in.u16() == big_tiff)
     {
-        return zr::fail(ZR_ERROR_FORMAT, "BigTIFF, with offsets of 64 bits, is not read");
+        return zr::fail(ZR_ERROR_FORMAT, "BigTIFF, with offsets of 64 bits, is not supported");
     }
     in.bytes.seek(in.u32());
     const uint16_t entry_count = in.u16();
@@ -311,15 +311,16 @@ zr::status check_form(const tiff_picture& picture)
     const uint32_t samples = picture.samples;
     if (picture.width == 0 || picture.height == 0 || picture.strips.count == 0)
     {
-        return zr::fail(ZR_ERROR_FORMAT, "the file has no width, no height or no strips; tiles are not read");
+        return zr::fail(
+            ZR_ERROR_FORMAT, "the file has no width, no height or no strips; tiles are not supported");
     }
     if (picture.bits == mixed_bits)
     {
-        return zr::fail(ZR_ERROR_FORMAT, "samples of different depths are not read");
+        return zr::fail(ZR_ERROR_FORMAT, "samples of different depths are not supported");
     }
     if (picture.sample_format != whole_numbers && picture.sample_format != unknown_numbers)
     {
-        return zr::fail(ZR_ERROR_FORMAT, "%s samples are not read; unsigned whole numbers are",
+        return zr::fail(ZR_ERROR_FORMAT, "%s samples are not supported; unsigned whole numbers are",
             picture.sample_format == 2 ? "signed" : "floating-point or complex");
     }
     if (picture.bits != 8 || (samples != 1 && samples != 3 && samples != 4))
@@ -331,16 +332,17 @@ zr::status check_form(const tiff_picture& picture)
     if (picture.compression != uncompressed && picture.compression != pack_bits)
     {
         return zr::fail(
-            ZR_ERROR_FORMAT, "compression %u is not read; none and PackBits are", picture.compression);
+            ZR_ERROR_FORMAT, "compression %u is not supported; none and PackBits are", picture.compression);
     }
     const uint32_t model = picture.photometric;
     if (model != photometric_unknown && model > photometric_palette)
     {
-        return zr::fail(ZR_ERROR_FORMAT, "colour model %u is not read; grey, RGB and palettes are", model);
+        return zr::fail(
+            ZR_ERROR_FORMAT, "colour model %u is not supported; grey, RGB and palettes are", model);
     }
     if (samples > 1 && picture.planes == 2)
     {
-        return zr::fail(ZR_ERROR_FORMAT, "samples in planes of their own are not read");
+        return zr::fail(ZR_ERROR_FORMAT, "samples in planes of their own are not supported");
     }
     if (picture.rows_per_strip == 0) { return zr::fail(ZR_ERROR_FORMAT, "its strips have no rows"); }
     return {};

@@ -254,7 +254,7 @@ bool report_opening(const char16_t* path, platform::file_error why)
         const char* text;
     };
     constexpr row rows[] = {
-        { platform::file_error::not_found, ZR_ERROR_NOT_FOUND, "the library is not there" },
+        { platform::file_error::not_found, ZR_ERROR_NOT_FOUND, "the library does not exist" },
         { platform::file_error::exists, ZR_ERROR_WRITE, "the library exists already" },
         { platform::file_error::in_use, ZR_ERROR_STATE, "the library is in use" },
         { platform::file_error::denied, ZR_ERROR_WRITE, "the library may not be opened" },

@@ -182,7 +182,7 @@ TEST_F(CommandLine, ExplainsItself)
     EXPECT_EQ(run({ "render", "--help" }), 0);
     const std::string help = folder.read("output.txt");
     for (const char* part : { "--size", "--region", "--preview", "130  stopped by Ctrl-C",
-             "  3  the scene, a model or a picture is not there" })
+             "  3  the scene, a model or a picture was not found" })
     {
         EXPECT_NE(help.find(part), std::string::npos) << part;
     }

@@ -201,7 +201,7 @@ TEST_F(Import, RefusesDamagedFilesInOneLine)
         { "second.gltf", gltf(indices, "AAAJAAIAAAACAAMA"), "1 of its 2 triangles" },
         { "count.gltf", gltf("\"count\":6", "\"count\":60000"), "" },
         { "packed.gltf", gltf("{\"asset", R"({"extensionsRequired":["EXT_meshopt_compression"],"asset)"),
-            "needs EXT_meshopt_compression, which is not read" },
+            "needs EXT_meshopt_compression, which is not supported" },
         { "cut.glb", "glTF\x02\x00\x00\x00", "" },
         { "cut.3ds", stored("square.3ds").substr(0, 60), "" },
         { "cut.ifc", stored("square.ifc").substr(0, 400), "" },
@@ -235,7 +235,7 @@ TEST_F(Import, SaysWhatAnObjLacksAndPlacesItsPictures)
     const model m = read("a.obj", "mtllib a.mtl\nmtllib none.mtl\nv 0 0 0\nv 1 0 0\nv 1 1 0\nusemtl caf\xE9\n"
                                   "f 1 2 3\nusemtl oak\nf 3 2 1\n");
     ASSERT_EQ(m.notes.size(), 2u);
-    EXPECT_EQ(m.notes[0], "the material file \"none.mtl\" is not there");
+    EXPECT_EQ(m.notes[0], "the material file \"none.mtl\" was not found");
     EXPECT_NE(m.notes[1].find("no material \"oak\""), std::string::npos) << m.notes[1];
     const auto cafe = std::find_if(m.materials.begin(), m.materials.end(),
         [](const model_material& own) { return own.name == "caf\xC3\xA9"; });

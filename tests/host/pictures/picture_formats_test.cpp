@@ -245,7 +245,7 @@ TEST(PictureForms, RefusalsNameTheReason)
 {
     const std::pair<std::string, const char*> cases[] = {
         { "a text of no kind at all", "no picture of a kind that is read" },
-        { std::string("RIFF\1\0\0\0WEBPVP8 ", 16), "WebP pictures are not read" },
+        { std::string("RIFF\1\0\0\0WEBPVP8 ", 16), "WebP pictures are not supported" },
         { "#?RADIANCE\n", "stores radiance" },
         { bmp(60000, 60000, 8, 1, black_red_green, "x"), "too many" },
     };
