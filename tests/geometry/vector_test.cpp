@@ -144,13 +144,22 @@ TEST(Transform, SplitsIntoRotationAndScale)
     EXPECT_FALSE(zr_transform_reverses_normals(&m));
     for (auto& row : m.m) { row[1] *= -1.0; }
     EXPECT_TRUE(zr_transform_reverses_normals(&m));
-    matrix4 r, t;
-    zr_transform_make_r_and_t(&m, &r, &t, 4.0);
-    EXPECT_NEAR(t.m[1][0], 4.0 * r.m[1][0], 1e-12);
-    EXPECT_EQ(t.m[3][3], 1.0);
     for (auto& row : m.m) { row[2] = 0.0; }
     zr_transform_get_inverse_scale(&m, inverse);
     EXPECT_EQ(inverse[2], 0.0);
+
+    const matrix4 given = { { { 1, 0, 0, 7 }, { 2, 3, 0, 8 }, { 2, 4, 6, 9 }, { 1, 2, 3, 4 } } };
+    const double columns[4] = { 3, 5, 6, 1 }; // their lengths
+    matrix4 r = given, t;
+    zr_transform_make_r_and_t(&r, &r, &t, 4.0);
+    for (int i = 0; i < 4; ++i)
+    {
+        for (int j = 0; j < 4; ++j)
+        {
+            EXPECT_NEAR(r.m[i][j], given.m[i][j] / columns[i], 1e-12);
+            EXPECT_NEAR(t.m[i][j], given.m[i][j] / columns[i] * (i < 3 ? 4.0 : 1.0), 1e-12);
+        }
+    }
 }
 
 TEST(Box, SidesCloseTheBoxAndLookOutwards)
@@ -168,6 +177,14 @@ TEST(Box, SidesCloseTheBoxAndLookOutwards)
         area += length(n);
     }
     EXPECT_NEAR(area, 2.0 * (5 * 4 + 4 * 2 + 2 * 5), 1e-9);
+    vector3 points[8];
+    zr_get_bounding_box_points(&box, points);
+    for (int i = 0; i < 8; ++i) // round the floor, then round the ceiling
+    {
+        const vector3 wanted = { i % 4 == 1 || i % 4 == 2 ? 4.0 : -1.0, i % 4 >= 2 ? 6.0 : 2.0,
+            i < 4 ? 3.0 : 5.0 };
+        EXPECT_EQ(max_difference(points[i], wanted), 0.0) << i;
+    }
 }
 
 TEST(Packing, KeepsItsLimits)
