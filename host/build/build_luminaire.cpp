@@ -97,7 +97,7 @@ std::string find_look(scene& s, const luminaire& record, int line, std::vector<s
     const std::string library = utf8_of(record.material_library), key = utf8_of(record.material_key);
     const std::string full = library + "\\\\" + key;
     // A colon cannot start a name of the scene's materials as TOML writes them bare.
-    const std::string name = ":fixture:" + full;
+    std::string name = ":fixture:" + full;
     if (s.materials.count(name)) { return name; }
     scene_material m;
     m.library = full;

@@ -177,7 +177,7 @@ std::string luminaire_name(const ies_file& file, const std::filesystem::path& pa
 
 std::string opening_text(const luminous_opening& o)
 {
-    const std::string name = opening_names[o.shape];
+    std::string name = opening_names[o.shape];
     switch (o.shape)
     {
     case LUMINOUS_POINT:

@@ -177,6 +177,9 @@ TEST(PhotometricWriter, GivesBackWhatItRead)
         { "full", "a.ies", lm63("0 90 180 270 350 360", 6) },
         { "absolute", "a.ies", lm63("0", 1, "-1") },
         { "tilt", "a.ies", lm63("0", 1, "750", "TILT=INCLUDE\n1 2 0 90 1.0 .9\n") },
+        { "type B", "a.ies",
+            std::string("IESNA91\n[TEST] 4\n[MANUFAC] M\nTILT=NONE\n1 900 1 3 3 2 2 0.5 0.4 0\n1 1 40\n") +
+                "-60 0 60\n0 20 50\n90 100 50\n70 80 40\n10 20 5\n" },
         { "EULUMDAT, none", "a.ldt", ldt(0, eighths, { 10, 20, 30, 40, 50, 60, 70, 100 }) },
         { "EULUMDAT, axis", "a.ldt", ldt(1, eighths, { 100 }) },
         { "EULUMDAT, half", "a.ldt", ldt(2, eighths, { 10, 20, 30, 40, 50 }) },

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdio.h>
 #include <stdlib.h>
 
 #include "zirconlite/frame/memory.h"
@@ -411,9 +412,11 @@ float* read_angles(text_scanner& in, int32_t count, const char* what, double fro
     if (!in.ok()) { return nullptr; }
     auto* angles = static_cast<float*>(zr_calloc(size_t(count), sizeof(float)));
     if (!angles) { in.fail(out_of_memory()); }
+    char expected[32];
+    snprintf(expected, sizeof(expected), "a %s", what);
     for (int32_t i = 0; in.ok() && i < count; ++i)
     {
-        const double angle = in.number(what);
+        const double angle = in.number(expected);
         angles[i] = float(angle);
         if (in.ok() && !(angle >= from && angle <= to))
         {
