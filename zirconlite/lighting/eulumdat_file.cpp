@@ -244,7 +244,8 @@ double ldt_reader::number(const char* what, bool may_be_blank)
     const std::string_view text = line(what);
     double value = 0.0;
     if (!in.ok() || (may_be_blank && text.empty())) { return 0.0; }
-    if (!parse_number(text, value, text.find('.') == std::string_view::npos ? ',' : '.') || std::fabs(value) > FLT_MAX)
+    if (!parse_number(text, value, text.find('.') == std::string_view::npos ? ',' : '.') ||
+        std::fabs(value) > FLT_MAX)
     {
         in.fail(fail(ZR_ERROR_FORMAT, "\"%.*s\" is no number; %s was expected", shown_length(text),
             text.data(), what));
