@@ -21,6 +21,7 @@ constexpr double title_height = 13, label_height = 9, legend_height = 10.5;
 constexpr double margin = 64, head = 70, half_head = 92, foot = 120;
 constexpr double ring_step_deg = 1, spoke_step_deg = 15;
 constexpr size_t longest_title = 60;
+constexpr double min_peak = 1e-6; ///< of the rings, for a table that is all but dark
 
 /// The frame of the plot: where 0 cd is, and how far an intensity is from there.
 struct polar_frame
@@ -152,7 +153,7 @@ drawing polar_plot(const ies_file&, const goniometry& g, const luminaire_figures
 {
     const bool by_lamps = in_klm && figures.lamp_lumens;
     const double unit = by_lamps ? 1000 / *figures.lamp_lumens : 1;
-    const double peak = figures.peak_candela * unit, step = ring_step(peak);
+    const double peak = std::max(figures.peak_candela * unit, min_peak), step = ring_step(peak);
     const polar_frame frame = frame_of(figures, step * std::ceil(peak / step - 1e-9));
     const bool is_axial = g.symmetry == GONIOMETRY_AXIAL;
     drawing d{ plot_width, is_half(figures) ? half_plot_height : plot_height, {}, {} };

@@ -231,6 +231,15 @@ TEST(PhotometricWriter, GivesBackWhatItRead)
         }
     }
     EXPECT_EQ(zr_write_ies_file(folder.wide("none/a.ies").c_str(), nullptr), 0);
+    // A single direction has no lumens, which EULUMDAT divides by.
+    folder.write("a.ies", "IESNA91\nTILT=NONE\n1 -1 1 1 1 1 2 0 0 0\n1 1 40\n0\n0\n100\n");
+    ies_file* beam = zr_open_ies_file(folder.wide("a.ies").c_str());
+    ASSERT_NE(beam, nullptr) << zr_last_error()->text;
+    EXPECT_EQ(zr_write_ies_file(folder.wide("c.ies").c_str(), beam), 1);
+    EXPECT_EQ(zr_write_ies_file(folder.wide("c.ldt").c_str(), beam), 0);
+    EXPECT_EQ(zr_write_ies_file(folder.wide("none/c.ies").c_str(), beam), 0);
+    EXPECT_EQ(zr_last_error()->code, ZR_ERROR_WRITE);
+    zr_free_ies_file(beam);
 }
 
 } // namespace

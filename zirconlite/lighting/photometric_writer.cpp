@@ -142,6 +142,11 @@ status write_eulumdat(const ies_file& file, const ies_file& table, text_writer& 
     const bool is_absolute = file.lumens_per_lamp <= 0.0f;
     const double lamp_lumens =
         is_absolute ? double(g.lumens) : double(file.lamp_count) * file.lumens_per_lamp;
+    if (!(g.lumens > 0.0f && lamp_lumens > 0.0))
+    {
+        clear_goniometry(g);
+        return fail(ZR_ERROR_FORMAT, "the table holds no light; EULUMDAT gives intensities for each lumen");
+    }
     const double step =
         table.vertical_count > 1 ? double(table.vertical_angles[1]) - table.vertical_angles[0] : 0.0;
     out.add_line(label_of(file, "[MANUFAC]"));
