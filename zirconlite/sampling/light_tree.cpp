@@ -6,6 +6,8 @@
 #include "zirconlite/frame/array.hpp"
 #include "zirconlite/frame/status.hpp"
 #include "zirconlite/geometry/vector.hpp"
+#include "zirconlite/lighting/goniometry.h"
+#include "zirconlite/lighting/light_emission.hpp"
 
 namespace zr
 {
@@ -13,14 +15,20 @@ namespace zr
 namespace
 {
 
+/// Directions about an axis, in bands of equal angle.
+constexpr int band_count = 16;
+constexpr double band_rad = M_PI / band_count;
+constexpr double angle_error = 2e-4; ///< of `near_acos`, with room for rounding
+
 /// A luminaire, or all of those below a node.
 struct light_bounds
 {
     vector3 center;
-    double radius;     ///< of a sphere round all sources, metres
-    vector3 axis;      ///< middle of the directions of light
-    double spread_rad; ///< largest angle between `axis` and a direction of light; pi: everywhere
-    double power;      ///< luminance of the intensities, cd
+    double radius;           ///< of a sphere round all sources, metres
+    vector3 axis;            ///< middle of the bands
+    float reach[band_count]; ///< most that goes into each band: luminance of intensity, cd
+    float peak;              ///< the largest of them
+    bool is_even;            ///< all bands are alike
 };
 
 /// Inner nodes have two children, stored one after the other; leaves have a source.
@@ -64,14 +72,84 @@ void enclose(light_bounds& b, const light& l)
     if (l.vertex_count == 0) { b.radius += l.radius + 0.5 * (l.length + l.height); }
 }
 
+/// Most of the table's share of its peak between two angles from the axis, over all azimuths. Between its
+/// angles it is linear, so the largest value is at one of them or at an end.
+double largest_of_table(const goniometry& g, double low, double high)
+{
+    double largest = 0.0;
+    for (int32_t i = 0; i < g.horizontal_count; ++i)
+    {
+        for (int32_t j = 0; j + 1 < g.vertical_count; ++j)
+        {
+            const double a = g.vertical_angles[j], b = g.vertical_angles[j + 1];
+            const double from = std::fmax(low, a), to = std::fmin(high, b);
+            if (from > to) { continue; }
+            const auto at = [&](double angle)
+            {
+                const double t = b > a ? (angle - a) / (b - a) : 0.0;
+                return g.rows[i][j] * (1.0 - t) + g.rows[i][j + 1] * t;
+            };
+            largest = std::fmax(largest, std::fmax(at(from), at(to)));
+        }
+    }
+    return largest;
+}
+
+/// Most of the light's share of its peak between two angles from the axis of its law.
+double largest_between(const light& l, emission_law law, double low, double high)
+{
+    switch (law)
+    {
+    case emission_law::cosine:
+        return std::fmax(std::cos(low), 0.0);
+    case emission_law::sine:
+        return low < M_PI / 2 && high > M_PI / 2 ? 1.0 : std::fmax(std::sin(low), std::sin(high));
+    case emission_law::spot:
+    {
+        const double c = std::cos(low);
+        return c > 0.0 && c >= l.cos_field - 1e-6 ? std::pow(c, double(l.spot_exponent)) : 0.0;
+    }
+    case emission_law::table:
+        return largest_of_table(*l.goniometry, low, high);
+    case emission_law::even:
+        break;
+    }
+    return 1.0;
+}
+
 light_bounds bounds_of(const light& l)
 {
-    light_bounds b = { {}, 0.0, { 0.0, 0.0, 1.0 }, M_PI, strength_of(l) };
+    light_bounds b = {};
     enclose(b, l);
-    if (l.distribution != DISTRIBUTION_SPOT) { return b; }
-    b.axis = l.normal;
-    b.spread_rad = std::acos(std::clamp(double(l.cos_field), -1.0, 1.0));
+    const bool has_law = l.falloff != 0.0 && l.type != LIGHT_DAYLIGHT;
+    const emission_law law = has_law ? law_of(l, true) : emission_law::even;
+    b.is_even = law == emission_law::even;
+    b.axis = law == emission_law::sine ? l.axis_u : l.normal;
+    b.peak = float(strength_of(l));
+    for (int i = 0; i < band_count; ++i)
+    {
+        b.reach[i] = float(b.peak * largest_between(l, law, i * band_rad, (i + 1) * band_rad));
+    }
     return b;
+}
+
+/// Most that goes into directions between two angles from the axis.
+float largest_reach(const light_bounds& b, double low, double high)
+{
+    if (b.is_even) { return b.peak; }
+    const int first = std::max(int((low - angle_error) / band_rad), 0);
+    const int last = std::min(int((high + angle_error) / band_rad), band_count - 1);
+    float largest = 0.0f;
+    for (int i = first; i <= last; ++i) { largest = std::fmax(largest, b.reach[i]); }
+    return largest;
+}
+
+/// The arc cosine within 7e-5: Abramowitz and Stegun, "Handbook of mathematical functions" (1964), 4.4.45.
+double near_acos(double cosine)
+{
+    const double x = std::fmin(std::fabs(cosine), 1.0);
+    const double a = std::sqrt(1.0 - x) * (1.5707288 + x * (-0.2121144 + x * (0.0742610 - x * 0.0187293)));
+    return cosine < 0.0 ? M_PI - a : a;
 }
 
 double angle_between(const vector3& a, const vector3& b)
@@ -79,10 +157,21 @@ double angle_between(const vector3& a, const vector3& b)
     return std::acos(std::clamp(dot(a, b), -1.0, 1.0));
 }
 
+/// Adds what one part sends to the bands of the whole, whose axis is another.
+void add_reach(light_bounds& sum, const light_bounds& part)
+{
+    const double turn = part.is_even ? 0.0 : angle_between(sum.axis, part.axis);
+    for (int i = 0; i < band_count; ++i)
+    {
+        // Bands that agree are taken as they are.
+        sum.reach[i] +=
+            turn < 1e-6 ? part.reach[i] : largest_reach(part, i * band_rad - turn, (i + 1) * band_rad + turn);
+    }
+}
+
 light_bounds merged(const light_bounds& a, const light_bounds& b)
 {
-    light_bounds sum;
-    sum.power = a.power + b.power;
+    light_bounds sum = {};
     const vector3 apart = b.center - a.center;
     const double d = length(apart);
     if (d + b.radius <= a.radius) { sum.center = a.center, sum.radius = a.radius; }
@@ -92,10 +181,12 @@ light_bounds merged(const light_bounds& a, const light_bounds& b)
         sum.radius = 0.5 * (d + a.radius + b.radius);
         sum.center = a.center + apart * ((sum.radius - a.radius) / d);
     }
-    const vector3 axis = a.axis * a.power + b.axis * b.power;
+    const vector3 axis = a.axis * (a.is_even ? 0.0 : a.peak) + b.axis * (b.is_even ? 0.0 : b.peak);
     sum.axis = length(axis) > geometry_zero ? normalized(axis) : a.axis;
-    sum.spread_rad = std::fmin(M_PI, std::fmax(a.spread_rad + angle_between(sum.axis, a.axis),
-                                         b.spread_rad + angle_between(sum.axis, b.axis)));
+    sum.is_even = a.is_even && b.is_even;
+    add_reach(sum, a);
+    add_reach(sum, b);
+    sum.peak = *std::max_element(sum.reach, sum.reach + band_count);
     return sum;
 }
 
@@ -143,33 +234,49 @@ bool collect(const document& document, array<light_entry>& placed)
         const bool is_distant = l->falloff == 0.0;
         const light_entry entry = { bounds_of(*l), l, order };
         if (!(is_distant ? tree.distant.push(entry) : placed.push(entry))) { return false; }
-        if (is_distant) { tree.distant_power += entry.bounds.power; }
+        if (is_distant) { tree.distant_power += entry.bounds.peak; }
     }
     return true;
 }
 
-/// What may reach the point from the sources of a node, up to a factor; 0 only where nothing can.
-double importance(const light_bounds& b, const vector3& point, const vector3& normal, bool both_sides)
+/// A point that is lit, and the side.
+struct lit_place
 {
-    const vector3 to_center = b.center - point;
+    const vector3& point;
+    const vector3& normal;
+    bool both_sides;
+};
+
+/// What may reach a place from the sources of a node, up to a factor; 0 only where nothing can. `vagueness`
+/// is the share of it that may lie anywhere within the node.
+double importance(const light_bounds& b, const lit_place& at, double& vagueness)
+{
+    const vector3 to_center = b.center - at.point;
     const double squared = dot(to_center, to_center), radius_squared = b.radius * b.radius;
+    vagueness = 1.0;
     if (squared == 0.0 && radius_squared == 0.0) { return 0.0; } // a light source gives nothing at distance 0
-    if (squared <= radius_squared) { return b.power / std::fmax(radius_squared, geometry_zero); }
-    const vector3 direction = to_center * (1.0 / std::sqrt(squared));
-    const double sine = std::sqrt(radius_squared / squared), far_cosine = std::sqrt(1.0 - sine * sine);
-    if (b.spread_rad < M_PI && angle_between(b.axis, -direction) - std::asin(sine) > b.spread_rad)
-    {
-        return 0.0;
-    }
+    if (squared <= radius_squared) { return b.peak / std::fmax(radius_squared, geometry_zero); }
+    const double distance = std::sqrt(squared), sine = b.radius / distance;
+    vagueness = sine;
+    const vector3 direction = to_center * (1.0 / distance);
+    const double far_cosine = std::sqrt(1.0 - sine * sine);
     // The best cosine over the ball: that of the angle to its middle less its half angle.
-    double cosine = dot(normal, direction);
-    if (both_sides || cosine >= far_cosine) { cosine = 1.0; }
+    double cosine = dot(at.normal, direction);
+    if (at.both_sides || cosine >= far_cosine) { cosine = 1.0; }
     else
     {
         cosine = cosine * far_cosine + std::sqrt(std::fmax(1.0 - cosine * cosine, 0.0)) * sine;
         if (!(cosine > 0.0)) { return 0.0; }
     }
-    return b.power * cosine / squared;
+    if (b.is_even) { return b.peak * cosine / squared; }
+    const double angle = near_acos(-dot(b.axis, direction)), spread = M_PI / 2 - near_acos(sine);
+    return largest_reach(b, angle - spread - angle_error, angle + spread + angle_error) * cosine / squared;
+}
+
+double importance(const light_bounds& b, const lit_place& at)
+{
+    double unused;
+    return importance(b, at, unused);
 }
 
 light_pick pick_distant(double u)
@@ -177,22 +284,21 @@ light_pick pick_distant(double u)
     double below = 0.0;
     for (const light_entry& e : tree.distant)
     {
-        const double share = e.bounds.power / tree.distant_power;
+        const double share = e.bounds.peak / tree.distant_power;
         if (u < below + share || &e == tree.distant.end() - 1) { return { e.source, share }; }
         below += share;
     }
     return {};
 }
 
-light_pick pick_placed(const vector3& point, const vector3& normal, bool both_sides, double u)
+/// Goes down from a node to one of its luminaires.
+light_pick pick_below(const light_node* node, const lit_place& at, double u)
 {
     double probability = 1.0;
-    const light_node* node = &tree.nodes[0];
     while (!node->source)
     {
         const light_node* child = &tree.nodes[node->first_child];
-        const double a = importance(child[0].bounds, point, normal, both_sides);
-        const double b = importance(child[1].bounds, point, normal, both_sides);
+        const double a = importance(child[0].bounds, at), b = importance(child[1].bounds, at);
         if (!(a + b > 0.0)) { return {}; }
         const double share = a / (a + b);
         if (u < share)
@@ -209,6 +315,53 @@ light_pick pick_placed(const vector3& point, const vector3& normal, bool both_si
         }
     }
     return { node->source, probability };
+}
+
+/// Nodes that share all luminaires of the tree among them.
+struct tree_cut
+{
+    struct part
+    {
+        const light_node* node;
+        double importance, vagueness;
+    };
+    part parts[max_light_candidates];
+    int count;
+    double sum; ///< of the importances
+};
+
+void add_part(tree_cut& cut, const light_node& node, const lit_place& at)
+{
+    tree_cut::part part = { &node, 0.0, 0.0 };
+    part.importance = importance(node.bounds, at, part.vagueness);
+    if (!(part.importance > 0.0)) { return; }
+    cut.parts[cut.count++] = part;
+    cut.sum += part.importance;
+}
+
+/// Divides the nodes of which least is known, until the rest is too little to matter or there is no more
+/// room.
+void divide(tree_cut& cut, const lit_place& at)
+{
+    constexpr double enough = 0.01; // share of the point's light that one node may leave open
+    while (cut.count > 0 && cut.count < max_light_candidates)
+    {
+        tree_cut::part* widest = nullptr;
+        double most = enough * cut.sum;
+        for (tree_cut::part* p = cut.parts; p < cut.parts + cut.count; ++p)
+        {
+            const double open = p->importance * p->vagueness;
+            if (p->node->source || open <= most) { continue; }
+            most = open;
+            widest = p;
+        }
+        if (!widest) { return; }
+        const light_node* child = &tree.nodes[widest->node->first_child];
+        cut.sum -= widest->importance;
+        *widest = cut.parts[--cut.count];
+        add_part(cut, child[0], at);
+        add_part(cut, child[1], at);
+    }
 }
 
 } // namespace
@@ -251,11 +404,23 @@ int pick_distant_lights(double u, light_pick picks[max_light_picks])
     return count;
 }
 
-size_t placed_light_count() { return (tree.nodes.count + 1) / 2; }
-
-light_pick pick_placed_light(const vector3& point, const vector3& normal, bool both_sides, double u)
+int pick_light_candidates(const vector3& point, const vector3& normal, bool both_sides, double u,
+    light_pick picks[max_light_candidates])
 {
-    return tree.nodes.count > 0 ? pick_placed(point, normal, both_sides, u) : light_pick{};
+    if (tree.nodes.count == 0) { return 0; }
+    const lit_place at = { point, normal, both_sides };
+    tree_cut cut = {};
+    add_part(cut, tree.nodes[0], at);
+    divide(cut, at);
+    int count = 0;
+    for (int i = 0; i < cut.count; ++i)
+    {
+        // Each part goes down by a number of its own.
+        const double own = u + i * 0.6180339887498949;
+        const light_pick pick = pick_below(cut.parts[i].node, at, own - std::floor(own));
+        if (pick.source) { picks[count++] = pick; }
+    }
+    return count;
 }
 
 light_pick pick_light(const vector3& point, const vector3& normal, bool both_sides, double u)
@@ -269,7 +434,8 @@ light_pick pick_light(const vector3& point, const vector3& normal, bool both_sid
     else if (tree.nodes.count > 0)
     {
         const double placed_share = 1.0 - tree.distant_share;
-        picked = pick_placed(point, normal, both_sides, (u - tree.distant_share) / placed_share);
+        picked = pick_below(
+            &tree.nodes[0], { point, normal, both_sides }, (u - tree.distant_share) / placed_share);
         picked.probability *= placed_share;
     }
     return picked;

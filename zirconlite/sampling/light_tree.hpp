@@ -1,7 +1,8 @@
 /// @file
 /// Chooses one luminaire for a point by its likely share of the point's light, in time that grows with the
 /// logarithm of their number: Conty Estevez and Kulla, "Importance sampling of many lights with adaptive tree
-/// splitting" (2018), with one path down the tree. Made once for each render; workers only read.
+/// splitting" (2018). Nodes bound what their sources send by its angle to an axis. Made once for each render;
+/// workers only read.
 #pragma once
 
 #include "zirconlite/frame/document.h"
@@ -29,14 +30,17 @@ inline constexpr int max_light_picks = 4;
 /// the sun would else leave most samples without light. Returns how many.
 int pick_distant_lights(double u, light_pick picks[max_light_picks]);
 
-/// Luminaires with a place.
-size_t placed_light_count();
+/// Room for the candidates of a point.
+inline constexpr int max_light_candidates = 16;
 
-/// Chooses one of those with a place, as `pick_light`.
-light_pick pick_placed_light(const vector3& point, const vector3& normal, bool both_sides, double u);
+/// Luminaires with a place that between them stand for all of these: those that matter by themselves, and one
+/// of each group of those that matter less. Each has the probability with which it stands for its group.
+/// `normal` is the side that is lit; with `both_sides` every direction counts. Returns how many.
+int pick_light_candidates(const vector3& point, const vector3& normal, bool both_sides, double u,
+    light_pick picks[max_light_candidates]);
 
-/// Chooses one by `u` in [0, 1). `normal` is the side that is lit; with `both_sides` every direction counts.
-/// A luminaire that can give light to the point has a probability above 0.
+/// Chooses one by `u` in [0, 1), distant ones included. A luminaire that can give light to the point has a
+/// probability above 0.
 light_pick pick_light(const vector3& point, const vector3& normal, bool both_sides, double u);
 
 } // namespace zr

@@ -69,24 +69,23 @@ void add_pick(const lit_vertex& v, const light_pick& pick, const unit_pair& at)
     if (sample_luminaire(v, pick.source, at, sample)) { add_luminaire(v, sample, 1.0 / pick.probability); }
 }
 
-/// One of a few candidates of the tree, by what each would give: only its shadow remains to chance. Resampled
+/// One of the candidates of the tree, by what each would give: only its shadow remains to chance. Resampled
 /// importance sampling: Talbot, Cline and Egbert (2005).
 void add_resampled(const lit_vertex& v, const unit_pair& choice, const unit_pair& at)
 {
-    constexpr int candidates = 8;
-    constexpr size_t enough_lights = 8;
     const ray& r = v.path.r;
-    const int count = placed_light_count() >= enough_lights ? candidates : 1;
-    luminaire_sample samples[candidates];
-    double weights[candidates], sum = 0.0;
+    light_pick picks[max_light_candidates];
+    const int count =
+        pick_light_candidates(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, choice.u, picks);
+    luminaire_sample samples[max_light_candidates];
+    double weights[max_light_candidates], sum = 0.0;
     int found = 0;
+    v.path.found.left_to_chance |= count > 1;
     for (int i = 0; i < count; ++i)
     {
-        const double u = (choice.u + i) / count; // one in each part, so that candidates differ
-        const light_pick pick = pick_placed_light(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, u);
-        v.path.found.left_to_chance |= pick.source && pick.probability < 1.0;
-        if (!sample_luminaire(v, pick.source, at, samples[found])) { continue; }
-        weights[found] = luminance(samples[found].given) / pick.probability;
+        v.path.found.left_to_chance |= picks[i].probability < 1.0;
+        if (!sample_luminaire(v, picks[i].source, at, samples[found])) { continue; }
+        weights[found] = luminance(samples[found].given) / picks[i].probability;
         sum += weights[found++];
     }
     if (!(sum > 0.0)) { return; }
@@ -94,7 +93,7 @@ void add_resampled(const lit_vertex& v, const unit_pair& choice, const unit_pair
     int taken = 0;
     while (taken + 1 < found && u >= weights[taken]) { u -= weights[taken++]; }
     const double strength = luminance(samples[taken].given);
-    if (strength > 0.0) { add_luminaire(v, samples[taken], sum / (count * strength)); }
+    if (strength > 0.0) { add_luminaire(v, samples[taken], sum / strength); }
 }
 
 void add_luminaires(const lit_vertex& v)
