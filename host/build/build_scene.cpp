@@ -52,6 +52,7 @@ void set_settings(const scene& s, document* d)
     d->gloss_jitter = float(r.gloss_jitter);
     d->translucency_samples = r.translucency_samples;
     zr_set_sky_light_samples(d, r.sky_samples);
+    zr_set_light_early_stop(d, r.early_stop);
     d->translucency_jitter = float(r.translucency_jitter);
     d->default_smooth_cosine = 1;
     zr_set_light_model(d, r.light_model);

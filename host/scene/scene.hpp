@@ -56,6 +56,7 @@ struct scene_render
     bool glossy_reflections = true, glossy_transmission = true;
     int gloss_samples = 4, translucency_samples = 4;
     int sky_samples = 16;
+    bool early_stop = false;
     int sampler = 1; ///< a pixel_sampler; the fast light model has strips alone
     double noise = 2.0, seconds = 0;
     int indirect = 2; ///< an indirect_light

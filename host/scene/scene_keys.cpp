@@ -99,6 +99,10 @@ const key_row<scene_render> render_rows[] = {
         "noise of sample places in pixels, 0.25" },
     { "ambient", &scene_render::ambient, 0, 0, nullptr, 0,
         "an even light stands in for what walls reflect, true" },
+    { "early_stop", &scene_render::early_stop, 0, 0, nullptr, 0,
+        "of many lights test the strongest and some of the rest at each point, with the exact light model "
+        "and the "
+        "strips sampler, false" },
     { "sky_samples", &scene_render::sky_samples, 0, 4096, nullptr, 0,
         "rays a point to sky and environment in the exact light model, 16; 0 takes their light away" },
     { "ambient_scale", &scene_render::ambient_scale, 0, 10, nullptr, 0,

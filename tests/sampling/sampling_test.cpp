@@ -2,11 +2,17 @@
 /// The parts of a converging sample: its numbers, its place in the pixel, its luminaire, its lobe.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <set>
+
 #include <algorithm>
 #include <map>
 #include <set>
 
 #include "tests/support/scene.hpp"
+#include "zirconlite/lighting/goniometry.hpp"
+#include "zirconlite/lighting/light_model.hpp"
+#include "zirconlite/raytrace/light_shape.hpp"
 #include "zirconlite/sampling/blue_noise.hpp"
 #include "zirconlite/sampling/light_tree.hpp"
 #include "zirconlite/sampling/lobe.hpp"
@@ -157,6 +163,86 @@ TEST(LightTree, EveryLuminaireThatReachesAPointIsChosenAsOftenAsItSays)
     EXPECT_NE(pick_light({ 4, 3, 10 }, { 0, 0, 1 }, true, 0.3).source, nullptr);
     free_light_tree();
     EXPECT_EQ(pick_light(cases[0].point, { 0, 0, 1 }, false, 0.3).source, nullptr);
+}
+
+TEST(LightTree, CandidatesStandForAllLuminairesByTheirRealDistribution)
+{
+    // What candidates give over their probabilities is on average what all luminaires give.
+    test::scene s;
+    uint32_t seed = 1;
+    const auto number = [&seed]
+    {
+        seed = seed * 1664525u + 1013904223u;
+        return seed * 0x1p-32;
+    };
+    goniometry* table = zr_new_goniometry();
+    make_goniometry_tables(*table, 4, 2);
+    const float angles[] = { 0, 0.5f, 1.2f, 1.8f };
+    std::copy_n(angles, 4, table->vertical_angles);
+    table->horizontal_angles[1] = float(M_PI);
+    table->symmetry = GONIOMETRY_HALF;
+    for (int i = 0; i < 2; ++i)
+    {
+        std::copy_n(std::array{ 0.1f, 0.2f + 0.8f * i, 0.5f, 0.0f }.data(), 4, table->rows[i]);
+    }
+    table->lm_per_cd = 1.0f;
+    const std::pair<int32_t, int32_t> kinds[] = { { LIGHT_SPHERICAL, DISTRIBUTION_ISOTROPIC },
+        { LIGHT_SPHERICAL, DISTRIBUTION_SPOT }, { LIGHT_DISK, DISTRIBUTION_DIFFUSE },
+        { LIGHT_AREA, DISTRIBUTION_DEFAULT }, { LIGHT_CYLINDRICAL, DISTRIBUTION_DIFFUSE },
+        { LIGHT_SPHERICAL, DISTRIBUTION_GONIOMETRIC } };
+    for (int i = 0; i < 240; ++i)
+    {
+        light l =
+            test::scene::point_source({ 20 * number(), 10 * number(), 2 + number() }, 10.0f + float(i % 7));
+        l.type = kinds[i % 6].first;
+        l.distribution = kinds[i % 6].second;
+        l.radius = l.type == LIGHT_DISK ? 0.2 : 0.0;
+        l.length = l.height = l.type == LIGHT_SPHERICAL || l.type == LIGHT_DISK ? 0.0 : 0.4;
+        l.normal = normalized({ number() - 0.5, number() - 0.5, -number() });
+        l.beam_angle = 0.3f;
+        l.field_angle = 0.5f;
+        l.goniometry = i % 6 == 5 ? table : nullptr;
+        s.add(l);
+    }
+    prepare_lights_for_model(s.doc, LIGHT_MODEL_EXACT);
+    job.light_model = LIGHT_MODEL_EXACT;
+    job.simple_colors = 0;
+    ASSERT_TRUE(prepare_light_tree(*s.doc));
+    for (const vector3& point : { vector3{ 3, 4, 0 }, { 19, 1, 1.5 }, { 60, 5, 0 }, { 10, 5, 2.4 } })
+    {
+        SCOPED_TRACE(point.x);
+        const vector3 normal = normalized({ 0.3 * (10 - point.x), 0, 5 });
+        const auto given = [&](const light* l)
+        {
+            source_sample middle = {};
+            sample_middle(*l, point, middle);
+            const double cosine = std::fmax(dot(middle.direction, normal), 0.0);
+            return middle.color[1] * cosine / (middle.distance * middle.distance);
+        };
+        double exact = 0.0;
+        std::set<const light*> reaching, found;
+        for (const light* l = first_leaf(s.doc->lights); l; l = next_leaf(const_cast<light*>(l)))
+        {
+            exact += given(l);
+            if (given(l) > 0.0) { reaching.insert(l); }
+        }
+        constexpr int count = 20000;
+        double sum = 0.0;
+        for (int i = 0; i < count; ++i)
+        {
+            light_pick picks[max_light_candidates];
+            const int n = pick_light_candidates(point, normal, false, (i + 0.5) / count, picks);
+            for (int k = 0; k < n; ++k)
+            {
+                sum += given(picks[k].source) / picks[k].probability;
+                found.insert(picks[k].source);
+            }
+        }
+        EXPECT_NEAR(sum / count, exact, 2e-3 * exact);
+        for (const light* l : reaching) { EXPECT_TRUE(found.count(l) || given(l) < 1e-3 * exact); }
+    }
+    zr_free_goniometry(table);
+    free_light_tree();
 }
 
 TEST(Lobe, ReturnsWhatItReceivesFromEverySide)

@@ -253,6 +253,7 @@ typedef struct document
     int32_t denoise;                  /**< 0; zr_set_denoising */
     struct light_cache* light_cache;  /**< owned: what the last job with INDIRECT_CACHE kept; NULL none */
     double clamp_indirect;            /**< 0; of one sample, in log-average luminances; 0 never */
+    int32_t light_early_stop;         /**< 0; zr_set_light_early_stop */
     prepared_environment* prepared_environments[2]; /**< owned: what renders work out from the two records */
     scene_object** object_table;                    /**< object by number; entry 0 is NULL */
     uint32_t object_table_count, object_table_capacity; /**< entries in use and allocated */
@@ -309,6 +310,11 @@ ZR_API int32_t zr_set_light_model(document* doc, int32_t model);
  * their light away. Coarse passes and faint reflections send fewer. Counts from the next job on. Returns the
  * number in force before, also when it refuses a new one. */
 ZR_API int32_t zr_set_sky_light_samples(document* doc, int32_t count);
+
+/** Whether the exact light model with the strips sampler tests the strongest lights of a point and some of
+ *  the rest, whose mean transmission then stands for those that are left. Counts from the next job on.
+ *  Returns the value in force before. */
+ZR_API int32_t zr_set_light_early_stop(document* document, int32_t on);
 
 /** Luminance that a background colour of 1 stands for as a light, in cd/m^2, for flat colours, gradients and
  *  pictures of 8 bits; hdr pictures have their own. With 0 it is the strength of the sky where a sun takes

@@ -15,6 +15,7 @@ job_state job = {
     .preview_running = 0,
     .preview_valid = 0,
     .light_model = 0,
+    .stops_early = 0,
     .converges = 0,
     .sky_light_samples = 0,
     .background_luminance = 0.0,

@@ -62,6 +62,7 @@ struct job_state
     int32_t simple_colors;   ///< nonzero when the job's document is in simple mode, and before the first job
     int32_t preview_running, preview_valid;
     int32_t light_model;         ///< copied from the document
+    int32_t stops_early;         ///< copied from the document
     int32_t converges;           ///< nonzero when the job's pixels are sampled in rounds
     int32_t sky_light_samples;   ///< copied from the document
     double background_luminance; ///< what white of the background stands for, cd/m2; 0: by the sky

@@ -277,6 +277,7 @@ bool prepare_light(document& doc)
 {
     job.light_model = doc.light_model;
     job.sky_light_samples = doc.sky_light_samples;
+    job.stops_early = doc.light_early_stop;
     job.background_luminance = doc.background_luminance;
     prepare_lights_for_model(&doc, doc.light_model);
     prepare_ambient(doc);

@@ -18,14 +18,19 @@ int32_t spherical_sample_count(const light* l, const vector3* point)
 
 int32_t spherical_sample(const light* l, const vector3* point, source_sample* samples, int32_t n)
 {
-    const vector3 outward = normalized(*point - l->position);
     vector3 a, b;
-    if (l->radius != 0.0) { zr_make_axes(&outward, &a, &b, 1e-5); }
+    bool has_axes = false;
     for (source_sample* s = samples; s < samples + n; ++s)
     {
         s->point = l->position;
         if (l->radius != 0.0 && (s->u != 0.5 || s->v != 0.5))
         {
+            if (!has_axes)
+            {
+                const vector3 outward = normalized(*point - l->position);
+                zr_make_axes(&outward, &a, &b, 1e-5);
+                has_axes = true;
+            }
             s->point += a * (2.0 * (s->u - 0.5) * l->radius) + b * (2.0 * (s->v - 0.5) * l->radius);
         }
         finish_sample(*l, *point, *s);

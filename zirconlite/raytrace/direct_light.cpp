@@ -8,72 +8,17 @@
 #include "zirconlite/meshes/mesh_attributes.hpp"
 #include "zirconlite/raytrace/direct_sun.hpp"
 #include "zirconlite/raytrace/light_shape.hpp"
+#include "zirconlite/raytrace/lit_point.hpp"
 #include "zirconlite/raytrace/secondary_rays.hpp"
 #include "zirconlite/raytrace/shadow_rays.hpp"
 #include "zirconlite/raytrace/sky_light_rays.hpp"
 #include "zirconlite/raytrace/solution.hpp"
-#include "zirconlite/raytrace/thread_lights.hpp"
 
 namespace zr
 {
 
 namespace
 {
-
-/// The hit as every light of one point sees it.
-struct lit_point
-{
-    document& doc;
-    const surface& s;
-    ray& r;
-    const vector3* mirror;
-    thread_lights& tables;
-    uint32_t object_flags;
-    bool soft;
-};
-
-/// 1 / d^falloff. The fast model lets no light be amplified beyond pi times its intensity; in the exact one
-/// a light at distance 0 gives nothing.
-double distance_factor(double distance, double falloff)
-{
-    const double d = falloff == 2.0 ? distance * distance : std::pow(distance, falloff);
-    if (is_exact()) { return d > 0.0 ? 1.0 / d : 0.0; }
-    return 1.0 / std::fmax(d, fast_shortcuts.min_square);
-}
-
-void add_highlight(
-    const lit_point& p, const light& source, double f, const source_sample& sample, float potential[3])
-{
-    const bool gives = potential[0] > 0.0f || potential[1] > 0.0f || potential[2] > 0.0f;
-    if (!p.mirror || !gives || !(p.s.highlight > 1.0f) || (p.object_flags & OBJECT_NO_HIGHLIGHT) ||
-        (source.flags & LIGHT_NO_HIGHLIGHT) || !(f > geometry_zero))
-    {
-        return;
-    }
-    const double m = std::fmin(dot(sample.direction, *p.mirror), 1.0);
-    if (!(m > 0.0)) { return; }
-    const double h = std::pow(m, double(p.s.highlight)) * p.s.highlight_strength * f;
-    for (int i = 0; i < 3; ++i) { potential[i] += float(p.s.highlight_color[i] * h * sample.color[i]); }
-}
-
-/// What one sample of a light gives where nothing blocks it. `towards` is the direction that the cosine is
-/// taken with; marks samples that reach the back of the surface.
-void measure_sample(const lit_point& p, const light& source, const vector3& towards, source_sample& sample,
-    float potential[3])
-{
-    const double f = source.falloff == 0.0 ? 1.0 : distance_factor(sample.distance, source.falloff);
-    const double cosine = dot(towards, p.r.shading_normal);
-    double w = 0.0;
-    sample.flags = 0;
-    if (cosine > 0.0) { w = p.s.diffuse * f * cosine * inverse_pi; }
-    else if (p.s.translucent != 0.0f)
-    {
-        sample.flags |= SAMPLE_BACK_SIDE;
-        w = p.s.translucent * f * -cosine * inverse_pi;
-    }
-    for (int i = 0; i < 3; ++i) { potential[i] = float(w * sample.color[i] * p.s.color[i]); }
-    if (cosine > 0.0) { add_highlight(p, source, f, sample, potential); }
-}
 
 /// Fast model: where on the source a sample of the stratum lies, moved by `offset`. What leaves the source on
 /// one side comes back on the other, so that no rim is sampled more than the rest.
@@ -153,19 +98,6 @@ light_candidate* merge(light_candidate* a, light_candidate* b)
     return first;
 }
 
-/// Links `count` records with the strongest first; equal ones keep their order.
-light_candidate* sorted_list(light_candidate* records, int32_t count)
-{
-    if (count == 0) { return nullptr; }
-    if (count == 1)
-    {
-        records->next = nullptr;
-        return records;
-    }
-    const int32_t half = count / 2;
-    return merge(sorted_list(records, half), sorted_list(records + half, count - half));
-}
-
 /// Moves the sample of shadow ray `i` of a light; the first keeps the one it was measured with.
 void resample(const lit_point& p, light_candidate& c, int32_t i, float potential[3])
 {
@@ -180,86 +112,6 @@ void resample(const lit_point& p, light_candidate& c, int32_t i, float potential
     table_jitter(key, amplitude, j);
     place_sample(p, *c.source, j, c.sample);
     measure_place(p, *c.source, c.sample, potential);
-}
-
-ray shadow_ray_of(const lit_point& p, const source_sample& sample)
-{
-    return make_shadow_ray(p.doc, p.r, p.s, { 0.01, 0.003333, (sample.flags & SAMPLE_BACK_SIDE) != 0 });
-}
-
-/// Casts the shadow rays of one light, each with what its own sample gives. Whether all were blocked; `given`
-/// is the mean of what was not.
-bool cast_shadow_rays(const lit_point& p, light_candidate& c, float given[3])
-{
-    bool all_blocked = true;
-    float sum[3] = { 0, 0, 0 }, potential[3] = { c.potential[0], c.potential[1], c.potential[2] };
-    for (int32_t i = 0; i < c.samples; ++i)
-    {
-        if (i > 0) { resample(p, c, i, potential); }
-        ray shadow = shadow_ray_of(p, c.sample);
-        all_blocked &= cast_shadow_ray(p.doc, *c.source, c.sample, c.cache, shadow);
-        for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k] * potential[k]; }
-    }
-    for (int k = 0; k < 3; ++k) { given[k] = all_blocked ? 0.0f : sum[k] / float(c.samples); }
-    return all_blocked;
-}
-
-/// Exact model: the light of the sun's whole disc.
-void add_sun(const lit_point& p, float out[3])
-{
-    light_candidate c;
-    measure_sun(p.doc, p.s, p.r, p.object_flags & OBJECT_NO_HIGHLIGHT ? nullptr : p.mirror, c);
-    c.cache = cache_entry(p.r.thread, p.tables.leaf_count);
-    float given[3];
-    if (!(c.luminance > 0.0f) || cast_shadow_rays(p, c, given)) { return; }
-    for (int k = 0; k < 3; ++k) { out[k] += given[k]; }
-}
-
-/// Exact model: the light of a whole source, each of its samples with its own brightness and shadow.
-void add_lamp(const lit_point& p, const light& source, int32_t leaf, float out[3])
-{
-    const int32_t count = p.soft ? shape_samples(source) : 1;
-    const square_point start = pattern_start(p.r, pattern_first_light + uint32_t(leaf));
-    shadow_cache_entry* const cache = cache_entry(p.r.thread, leaf);
-    bool all_blocked = true;
-    float sum[3] = { 0, 0, 0 };
-    for (int32_t i = 0; i < count; ++i)
-    {
-        source_sample sample;
-        if (p.soft) { sample_shape(source, p.r.hit_point, pattern_point(start, i, count), sample); }
-        else { sample_middle(source, p.r.hit_point, sample); }
-        float potential[3];
-        const bool by_normal = source.falloff == 0.0 && source.type != LIGHT_PARALLEL;
-        measure_sample(p, source, by_normal ? -source.normal : sample.direction, sample, potential);
-        if (!(luminance(potential) > 0.0)) { continue; }
-        ray shadow = shadow_ray_of(p, sample);
-        all_blocked &= cast_shadow_ray(p.doc, source, sample, cache, shadow);
-        for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k] * potential[k]; }
-    }
-    if (all_blocked) { return; }
-    for (int k = 0; k < 3; ++k) { out[k] += sum[k] / float(count); }
-}
-
-/// Which lights are sampled whole.
-enum class whole_lights
-{
-    all,    ///< the exact model
-    distant ///< those that a solution leaves to rays: the sun and distant lights
-};
-
-/// Each light that gives light, by all samples of its shape.
-void add_whole_lights(const lit_point& p, whole_lights which, float out[3])
-{
-    if (p.object_flags & OBJECT_NO_DIRECT_LIGHT) { return; }
-    const bool excludes = p.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT);
-    if (daylight_takes_part(p.doc)) { add_sun(p, out); }
-    int32_t leaf = 0;
-    for (const light* l = first_leaf(p.doc.lights); l && leaf < p.tables.leaf_count;
-         l = next_leaf(const_cast<light*>(l)), ++leaf)
-    {
-        if (which == whole_lights::distant && l->type != LIGHT_PARALLEL) { continue; }
-        if (l->sample && !(excludes && is_unlit_by(p.r.hit_object, l))) { add_lamp(p, *l, leaf, out); }
-    }
 }
 
 enum class testing
@@ -378,6 +230,33 @@ void add_lights_by_rays(const lit_point& p, bool over_solution, float out[3])
 }
 
 } // namespace
+
+light_candidate* sorted_list(light_candidate* records, int32_t count)
+{
+    if (count == 0) { return nullptr; }
+    if (count == 1)
+    {
+        records->next = nullptr;
+        return records;
+    }
+    const int32_t half = count / 2;
+    return merge(sorted_list(records, half), sorted_list(records + half, count - half));
+}
+
+bool cast_shadow_rays(const lit_point& p, light_candidate& c, float given[3])
+{
+    bool all_blocked = true;
+    float sum[3] = { 0, 0, 0 }, potential[3] = { c.potential[0], c.potential[1], c.potential[2] };
+    for (int32_t i = 0; i < c.samples; ++i)
+    {
+        if (i > 0) { resample(p, c, i, potential); }
+        ray shadow = shadow_ray_of(p, c.sample);
+        all_blocked &= cast_shadow_ray(p.doc, *c.source, c.sample, c.cache, shadow);
+        for (int k = 0; k < 3; ++k) { sum[k] += shadow.simple_color[k] * potential[k]; }
+    }
+    for (int k = 0; k < 3; ++k) { given[k] = all_blocked ? 0.0f : sum[k] / float(c.samples); }
+    return all_blocked;
+}
 
 bool soft_shadows(const document& document)
 {

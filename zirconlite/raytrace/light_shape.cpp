@@ -54,6 +54,12 @@ bool is_point(const light& source)
 
 bool has_extent(const light& source) { return !is_point(source); }
 
+bool is_even_ball(const light& source)
+{
+    return source.type == LIGHT_SPHERICAL && source.falloff != 0.0 &&
+           (source.distribution == DISTRIBUTION_ISOTROPIC || law_of(source, true) == emission_law::even);
+}
+
 int32_t shape_samples(const light& source)
 {
     return is_point(source) || source.shadow_samples < 1 ? 1 : source.shadow_samples;

@@ -11,6 +11,9 @@ namespace zr
 /// Whether a light is more than a point or one direction.
 bool has_extent(const light& source);
 
+/// Whether a light is a sphere, or point, that shines alike in all directions.
+bool is_even_ball(const light& source);
+
 /// Samples that the shape of a light is worth: its `shadow_samples`, 1 where it is a point.
 int32_t shape_samples(const light& source);
 

@@ -37,14 +37,15 @@ inline double unit(uint32_t x) { return x * 0x1p-32; }
 
 } // namespace pattern_detail
 
-/// Patterns of one hit that must not move together: the sky's two sides, the sun, and the lights from
-/// `pattern_first_light` on.
+/// Patterns of one hit that must not move together: the sky's two sides, the sun, the order of lights, and
+/// the lights from `pattern_first_light` on.
 enum : uint32_t
 {
     pattern_sky = 0,
     pattern_sky_behind = 1,
     pattern_sun = 2,
-    pattern_first_light = 3
+    pattern_first_light = 3,
+    pattern_light_order = 0xffffffffu
 };
 
 /// Where the pattern of a hit starts: a hash of the pixel, so that pixels share no order that the eye could

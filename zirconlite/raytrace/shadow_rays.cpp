@@ -90,6 +90,15 @@ bool cast_shadow_ray(
     return shadow_test(doc, source.type == LIGHT_SKY ? nullptr : &source, shadow);
 }
 
+bool is_between(scene_object* blocker, const light& source, const source_sample& sample, ray& shadow)
+{
+    if (source.shadow_strength == 0.0 || is_skipped(blocker, shadow, &source)) { return false; }
+    shadow.direction = sample.direction;
+    shadow.inv_direction = ray_reciprocal(shadow.direction);
+    shadow.t_max = sample.distance - 10.0 * shadow.document->epsilon;
+    return blocked_by_cached(&source, shadow, blocker);
+}
+
 bool shadow_test(document& doc, const light* source, ray& r)
 {
     if (source && source->shadow_strength == 0.0) { return false; }
@@ -121,13 +130,15 @@ bool shadow_test(document& doc, const light* source, ray& r)
 namespace
 {
 
-/// Tries the object that blocked this light last at this depth.
+/// Tries the object that blocked this light last at this depth. The fast model takes it wherever it is along
+/// the ray.
 bool blocked_by_cached(const light* source, ray& r, scene_object*& blocker)
 {
     if (!blocker) { return false; }
     r.hit_t = ZR_FAR;
     r.hit_object = nullptr;
-    if (!blocker->vft->intersect(&r, blocker, far_below, ZR_FAR)) { return false; }
+    const double low = is_exact() ? r.t_min : far_below, high = is_exact() ? r.t_max : ZR_FAR;
+    if (!blocker->vft->intersect(&r, blocker, low, high)) { return false; }
     if (!hit_is_opaque(r))
     {
         blocker = nullptr;

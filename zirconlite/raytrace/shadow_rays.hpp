@@ -21,4 +21,7 @@ bool cast_shadow_ray(
 /// Whether `node` is `source` or a group that contains it at any depth.
 bool group_contains(const light* node, const light* source);
 
+/// Whether one object blocks the way to a sample of a light, without a search. Exact model.
+bool is_between(scene_object* blocker, const light& source, const source_sample& sample, ray& shadow);
+
 } // namespace zr

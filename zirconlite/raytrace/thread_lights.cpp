@@ -38,6 +38,8 @@ void reset_thread_lights(int32_t thread)
 {
     thread_lights& slot = light_tables[thread];
     slot.total_potential = slot.point_potential = 0.0;
+    memset(slot.recent, 0, sizeof slot.recent);
+    slot.next_recent = 0;
     for (int32_t i = 0; slot.caches && i <= slot.leaf_count; ++i)
     {
         memset(slot.caches[i].blocker, 0, sizeof slot.caches[i].blocker);
@@ -61,6 +63,7 @@ void free_shadow_caches()
         zr_free(slot.caches);
         slot.caches = nullptr;
         slot.leaf_count = 0;
+        memset(slot.recent, 0, sizeof slot.recent);
     }
 }
 

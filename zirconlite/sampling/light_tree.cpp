@@ -273,12 +273,6 @@ double importance(const light_bounds& b, const lit_place& at, double& vagueness)
     return largest_reach(b, angle - spread - angle_error, angle + spread + angle_error) * cosine / squared;
 }
 
-double importance(const light_bounds& b, const lit_place& at)
-{
-    double unused;
-    return importance(b, at, unused);
-}
-
 light_pick pick_distant(double u)
 {
     double below = 0.0;
@@ -291,14 +285,23 @@ light_pick pick_distant(double u)
     return {};
 }
 
-/// Goes down from a node to one of its luminaires.
-light_pick pick_below(const light_node* node, const lit_place& at, double u)
+/// Goes down from a node, of which `vagueness` is known, to one of its luminaires.
+light_pick pick_below(const light_node* node, double vagueness, const lit_place& at, double u)
 {
+    constexpr double near_enough = 0.1; // half angle under which a node is small
     double probability = 1.0;
     while (!node->source)
     {
         const light_node* child = &tree.nodes[node->first_child];
-        const double a = importance(child[0].bounds, at), b = importance(child[1].bounds, at);
+        double a = child[0].bounds.peak, b = child[1].bounds.peak;
+        // Seen from far away lights that shine all round differ by their power alone.
+        if (!node->bounds.is_even || vagueness > near_enough)
+        {
+            double other;
+            a = importance(child[0].bounds, at, vagueness);
+            b = importance(child[1].bounds, at, other);
+            vagueness = std::fmax(vagueness, other);
+        }
         if (!(a + b > 0.0)) { return {}; }
         const double share = a / (a + b);
         if (u < share)
@@ -417,7 +420,8 @@ int pick_light_candidates(const vector3& point, const vector3& normal, bool both
     {
         // Each part goes down by a number of its own.
         const double own = u + i * 0.6180339887498949;
-        const light_pick pick = pick_below(cut.parts[i].node, at, own - std::floor(own));
+        const light_pick pick =
+            pick_below(cut.parts[i].node, cut.parts[i].vagueness, at, own - std::floor(own));
         if (pick.source) { picks[count++] = pick; }
     }
     return count;
@@ -435,7 +439,7 @@ light_pick pick_light(const vector3& point, const vector3& normal, bool both_sid
     {
         const double placed_share = 1.0 - tree.distant_share;
         picked = pick_below(
-            &tree.nodes[0], { point, normal, both_sides }, (u - tree.distant_share) / placed_share);
+            &tree.nodes[0], 1.0, { point, normal, both_sides }, (u - tree.distant_share) / placed_share);
         picked.probability *= placed_share;
     }
     return picked;

@@ -1,5 +1,6 @@
 // Light that reaches a surface of a path straight from its sources, one sample of each kind.
 #include <algorithm>
+#include <cmath>
 
 #include "zirconlite/environment/ground.hpp"
 #include "zirconlite/environment/sky_light.hpp"
@@ -40,18 +41,46 @@ struct luminaire_sample
     double given[3];
 };
 
-/// False where it gives nothing.
-bool sample_luminaire(const lit_vertex& v, const light* source, const unit_pair& at, luminaire_sample& out)
+/// Works out what arrives from `out.from`. False where it is nothing.
+bool scatter_luminaire(const lit_vertex& v, luminaire_sample& out)
 {
-    out.source = source;
     double share[3];
-    if (!source || !sample_source(v, *source, v.path.r.hit_point, at, out.from) ||
-        !scattering(v, out.from.direction, !(source->flags & LIGHT_NO_HIGHLIGHT), share, out.back))
+    if (!scattering(v, out.from.direction, !(out.source->flags & LIGHT_NO_HIGHLIGHT), share, out.back))
     {
         return false;
     }
     for (int i = 0; i < 3; ++i) { out.given[i] = out.from.light[i] * share[i]; }
     return out.given[0] > 0.0 || out.given[1] > 0.0 || out.given[2] > 0.0;
+}
+
+/// False where it gives nothing.
+bool sample_luminaire(const lit_vertex& v, const light* source, const unit_pair& at, luminaire_sample& out)
+{
+    out.source = source;
+    return source && sample_source(v, *source, v.path.r.hit_point, at, out.from) && scatter_luminaire(v, out);
+}
+
+/// A small ball that is even and well above the horizon gives a matte surface much the same from each of its
+/// points: the middle says how much, for less. False where it does not say enough.
+bool measure_middle(const lit_vertex& v, const light& source, luminaire_sample& out)
+{
+    if (v.mirror || v.object_flags & (OBJECT_LIGHT_SHAPE | OBJECT_GROUP_UNLIT) || !is_even_ball(source))
+    {
+        return false;
+    }
+    const ray& r = v.path.r;
+    const vector3 to_middle = source.position - r.hit_point;
+    const double squared = dot(to_middle, to_middle), distance = std::sqrt(squared);
+    if (distance < 10.0 * source.radius || std::fabs(dot(to_middle, r.shading_normal)) < 0.2 * distance)
+    {
+        return false;
+    }
+    out.source = &source;
+    out.from.direction = to_middle * (1.0 / distance);
+    out.from.distance = distance;
+    const double factor = distance_factor(distance, source.falloff);
+    for (int i = 0; i < 3; ++i) { out.from.light[i] = source.intensity_color[i] * factor; }
+    return scatter_luminaire(v, out);
 }
 
 void add_luminaire(const lit_vertex& v, const luminaire_sample& sample, double scale)
@@ -79,12 +108,14 @@ void add_resampled(const lit_vertex& v, const unit_pair& choice, const unit_pair
         pick_light_candidates(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, choice.u, picks);
     luminaire_sample samples[max_light_candidates];
     double weights[max_light_candidates], sum = 0.0;
+    bool by_middle[max_light_candidates];
     int found = 0;
     v.path.found.left_to_chance |= count > 1;
     for (int i = 0; i < count; ++i)
     {
         v.path.found.left_to_chance |= picks[i].probability < 1.0;
-        if (!sample_luminaire(v, picks[i].source, at, samples[found])) { continue; }
+        by_middle[found] = measure_middle(v, *picks[i].source, samples[found]);
+        if (!by_middle[found] && !sample_luminaire(v, picks[i].source, at, samples[found])) { continue; }
         weights[found] = luminance(samples[found].given) / picks[i].probability;
         sum += weights[found++];
     }
@@ -93,7 +124,9 @@ void add_resampled(const lit_vertex& v, const unit_pair& choice, const unit_pair
     int taken = 0;
     while (taken + 1 < found && u >= weights[taken]) { u -= weights[taken++]; }
     const double strength = luminance(samples[taken].given);
-    if (strength > 0.0) { add_luminaire(v, samples[taken], sum / strength); }
+    if (!(strength > 0.0)) { return; }
+    if (by_middle[taken] && !sample_luminaire(v, samples[taken].source, at, samples[taken])) { return; }
+    add_luminaire(v, samples[taken], sum / strength);
 }
 
 void add_luminaires(const lit_vertex& v)
