@@ -96,6 +96,78 @@ def point_cases():
     ]
 
 
+# Closed forms of form factors from a small level surface: J. R. Howell, "A catalog of radiation heat transfer
+# configuration factors".
+
+
+def disk_factor(radius, height, aside):
+    z = height * height + radius * radius + aside * aside
+    return 0.5 * (1 - (z - 2 * radius * radius) / math.sqrt(z * z - 4 * aside * aside * radius * radius))
+
+
+def corner_factor(a, b, height):
+    x, y = a / height, b / height
+    p, q = math.sqrt(1 + x * x), math.sqrt(1 + y * y)
+    return (x / p * math.atan(y / p) + y / q * math.atan(x / q)) / (2 * math.pi)
+
+
+def rectangle_factor(width, depth, height, x, y):
+    return sum(i * k * corner_factor(i * width / 2 - x, k * depth / 2 - y, height) for i in (-1, 1) for k in (-1, 1))
+
+
+def line_lux(lumens, length, height, x, y):
+    """Of a line along x by the sine of the angle to it."""
+    d = math.hypot(height, y)
+    part = lambda to: math.atan2(to, d) + to * d / (to * to + d * d)
+    return lumens / (math.pi**2 * length) / (2 * d) * (part(length / 2 - x) + part(length / 2 + x)) * height / d
+
+
+def tube_lux(lumens, length, radius, height, x, y, steps=400):
+    """Of the side of a cylinder along x: strips of its outline, each in closed form along x."""
+    d, tilt = math.hypot(height, y), math.atan2(y, height)
+    half, total = math.asin(radius / d), 0.0
+    for i in range(steps):
+        turn = half * (2 * (i + 0.5) / steps - 1)
+        near = d * math.cos(turn) - math.sqrt(radius * radius - (d * math.sin(turn)) ** 2)
+        part = lambda to: math.atan2(to, near) + to * near / (to * to + near * near)
+        total += math.cos(turn + tilt) * 0.5 * (part(length / 2 - x) + part(length / 2 + x))
+    return lumens / (math.pi * 2 * math.pi * radius * length) * total * 2 * half / steps
+
+
+def shape_cases():
+    cases = []
+    for height in (0.25, 1.0, 4.0):
+        place = "position = [0, 0, %g]\nlumens = 1000\n" % height
+        aside = 0.4 * height + 0.2
+        shapes = [
+            ("disk", "disk", "radius = 0.5", lambda x, y, h: 1000 / (math.pi * 0.25) * disk_factor(0.5, h, math.hypot(x, y))),
+            ("rectangle", "area", "size = [1.2, 0.6]", lambda x, y, h: 1000 / 0.72 * rectangle_factor(1.2, 0.6, h, x, y)),
+            ("line", "line", "axis = [1, 0, 0]\nlength = 1.2\ndistribution = \"diffuse\"", lambda x, y, h: line_lux(1000, 1.2, h, x, y)),
+            ("tube", "tube", "axis = [1, 0, 0]\nlength = 1.2\nradius = 0.1", lambda x, y, h: tube_lux(1000, 1.2, 0.1, h, x, y)),
+            ("ball", "sphere", "radius = 0.2", lambda x, y, h: point_lux(1000 / (4 * math.pi), (0, 0, h))(x, y)),
+        ]
+        for name, kind, keys, exact in shapes:
+            cases.append(Floor("%s, %g m below" % (name, height), light(kind, place + keys),
+                functools.cache(lambda x, y, h=height, exact=exact: exact(x, y, h)), width=0.2, center=(aside, 0.1)))
+    table = "IESNA:LM-63-2002\nTILT=NONE\n1 -1 1 4 3 1 2 0 0 0\n1 1 20\n0 30 60 90\n0 45 90\n1000 800 200 0\n1000 600 100 0\n1000 400 50 0\n"
+    cases.append(Floor("photometric file, in its planes", light("point", "position = [0, 0, 2]\nies = \"lamp.ies\""),
+        table_lux, width=0.4, center=(0.9, 0.5), files=lambda folder: (folder / "lamp.ies").write_text(table)))
+    return cases
+
+
+def table_lux(x, y):
+    """Of the table of shape_cases, 2 m above: linear between its angles, a quadrant mirrored."""
+    rows = {0: (1000, 800, 200, 0), 45: (1000, 600, 100, 0), 90: (1000, 400, 50, 0)}
+    polar, plane = math.degrees(math.atan2(math.hypot(x, y), 2)), abs(math.degrees(math.atan2(y, x)))
+    plane = 180 - plane if plane > 90 else plane
+    low = 0 if plane < 45 else 45
+    j, t = int(polar // 30), polar % 30 / 30
+    at = lambda row: row[j] * (1 - t) + row[j + 1] * t
+    s = (plane - low) / 45
+    candela = at(rows[low]) * (1 - s) + at(rows[low + 45]) * s
+    return candela * 2 / (x * x + y * y + 4) ** 1.5
+
+
 def distant_cases():
     altitude = 40.0
     keys = "azimuth_deg = 70\naltitude_deg = %g\nlux = 20000" % altitude
@@ -245,6 +317,15 @@ def penumbra_cases(program, folder):
             filtered_edge(x, w / SIDE, lambda s: -s[0] * height / (s[1] - height)),
             rows=300 if w < 0.1 else 40, columns=600 if w < 0.1 else 80)
         cases.append(penumbra("penumbra of a sphere, " + what, keys, height, across(lit), width, (middle, 0.0), 200.0))
+    # A panel of 0.2 m in its place: what is beyond the edge is a rectangle too.
+    def panel_lux(x, y):
+        end = min(max(-x, -0.1), 0.1)
+        seen = sum(i * k * corner_factor((end if i > 0 else -0.1) - x, k * 0.1 - y, 2.0) for i in (-1, 1) for k in (-1, 1))
+        return 1000 / 0.04 * seen
+
+    keys = light("area", "position = [0, 0, 2]\nsize = [0.2, 0.2]\nlumens = 1000")
+    for what, width, middle in (("whole", 0.32, 0.0), ("half lit", 0.004, 0.0)):
+        cases.append(penumbra("penumbra of a panel, " + what, keys, height, panel_lux, width, (middle, 0.0), 1000 / math.pi / 4))
     lux, _ = sun_values(program, folder, 90, 50, 0)
     half = math.tan(math.radians(3.0))
     keys = (
@@ -402,7 +483,7 @@ def lens_cases():
 
 def all_cases(program, folder, indirect):
     return (
-        point_cases() + distant_cases() + window_case(program, folder) + sun_cases(program, folder) + map_cases()
+        point_cases() + shape_cases() + distant_cases() + window_case(program, folder) + sun_cases(program, folder) + map_cases()
         + penumbra_cases(program, folder) + furnace_cases() + lens_cases() + bounce_cases(program, folder, indirect)
     )
 
@@ -427,7 +508,7 @@ def table_of_cases(program, folder, cases, samples):
 
 CACHE_LIMIT = 0.02  # the cache of light may be off by this
 
-CONVERGING = ("sphere, near", "sky, clear", "map, one bright pixel", "penumbra of a sphere, half lit",
+CONVERGING = ("sphere, near", "disk, 1 m below", "rectangle, 1 m below", "tube, 1 m below", "penumbra of a panel, half lit", "sky, clear", "map, one bright pixel", "penumbra of a sphere, half lit",
     "penumbra of the sun, half lit", "closed box, two reflectances", "sphere lit from inside, reflectance 0.8", "two parallel plates",
     "room with a window, near the window", "room with a window, at the back", "mirror wall, overcast sky", "luminous panel, aside",
     "soffit over a terrace")
