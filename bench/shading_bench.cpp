@@ -9,6 +9,7 @@
 
 #include "tests/support/scene.hpp"
 #include "zirconlite/picture/projection.h"
+#include "zirconlite/raytrace/light_shape.hpp"
 #include "zirconlite/raytrace/pixel_sampler.hpp"
 
 namespace
@@ -57,9 +58,11 @@ struct ball_room : test::scene
 };
 
 /// Rays at the ball from one side; per shaded point, those that mirrored and bent rays reach counted too.
-void shade_ball(benchmark::State& state, const material_kind& kind, int lights, int32_t model)
+void shade_ball(
+    benchmark::State& state, const material_kind& kind, int lights, int32_t model, int32_t stops_early = 0)
 {
     ball_room s(kind, lights, model);
+    job.stops_early = stops_early;
     std::vector<ray> rays;
     for (int i = 0; i < 1024; ++i)
     {
@@ -101,12 +104,54 @@ BENCHMARK(shade_material)->ArgsProduct({ { 0, 1, 2, 3 }, { LIGHT_MODEL_FAST, LIG
 void shade_lights(benchmark::State& state)
 {
     const auto model = int32_t(state.range(1));
-    shade_ball(state, kinds[0], int(state.range(0)), model);
-    state.SetLabel(model == LIGHT_MODEL_EXACT ? "exact" : "fast");
+    shade_ball(state, kinds[0], int(state.range(0)), model, int32_t(state.range(2)));
+    state.SetLabel(model == LIGHT_MODEL_FAST ? "fast" : state.range(2) ? "exact, early stop" : "exact");
 }
 BENCHMARK(shade_lights)
-    ->ArgNames({ "lights", "model" })
-    ->ArgsProduct({ { 1, 10, 100 }, { LIGHT_MODEL_FAST, LIGHT_MODEL_EXACT } });
+    ->ArgNames({ "lights", "model", "early stop" })
+    ->ArgsProduct({ { 1, 10, 100, 1000 }, { LIGHT_MODEL_FAST }, { 0 } })
+    ->ArgsProduct({ { 1, 10, 100, 1000 }, { LIGHT_MODEL_EXACT }, { 0, 1 } });
+
+/// Points on the shape of a light, as seen from places below it.
+void sample_shapes(benchmark::State& state)
+{
+    const struct
+    {
+        const char* name;
+        int32_t type, distribution;
+    } shapes[] = { { "sphere", LIGHT_SPHERICAL, DISTRIBUTION_ISOTROPIC },
+        { "area", LIGHT_AREA, DISTRIBUTION_DIFFUSE }, { "area, spot", LIGHT_AREA, DISTRIBUTION_SPOT },
+        { "disk", LIGHT_DISK, DISTRIBUTION_DIFFUSE }, { "tube", LIGHT_CYLINDRICAL, DISTRIBUTION_DIFFUSE } };
+    const auto& shape = shapes[state.range(0)];
+    light l = test::scene::point_source({ 0, 0, 3 }, 100.0f);
+    l.type = shape.type;
+    l.distribution = shape.distribution;
+    l.normal = { 0, 0, -1 };
+    l.axis_u = { 1, 0, 0 };
+    l.axis_v = { 0, 1, 0 };
+    l.radius = 0.1;
+    l.length = l.height = 0.6;
+    l.beam_angle = 0.4f;
+    l.field_angle = 0.8f;
+    test::scene s;
+    s.add(l);
+    s.relight();
+    const light& made = *s.doc->lights;
+    double sum = 0.0;
+    int i = 0;
+    for (auto _ : state)
+    {
+        source_sample sample = {};
+        const square_point start = { (i & 1023) / 1024.0, (i >> 10 & 1023) / 1024.0 };
+        sample_shape(made, { start.u, start.v, 0 }, pattern_point(start, i & 7, 8), sample);
+        sum += sample.color[1];
+        ++i;
+    }
+    benchmark::DoNotOptimize(sum);
+    state.SetItemsProcessed(state.iterations());
+    state.SetLabel(shape.name);
+}
+BENCHMARK(sample_shapes)->DenseRange(0, 4);
 
 /// A picture of 64 by 64 pixels, as one strip of the last pass.
 void last_pass(benchmark::State& state)
