@@ -65,17 +65,17 @@ void add_layer(cloud_ray& r, const double color[3], const float tint[3], double 
 } // namespace
 
 double clouds(const document& doc, const environment& record, const prepared_environment& made,
-    const ray& ray, float rgb[3])
+    const ray& seen, float rgb[3])
 {
     if (!clouds_are_active(doc)) { return 0.0; }
     const vector3 shift = { made.cloud_world_offset[0], made.cloud_world_offset[1],
         made.cloud_world_offset[2] };
     const bool has_sun = doc.sun_sky && (doc.sun_sky_flags & SUN_SKY_SUN_MASK);
-    const vector3 direction = transform_vector(made.cloud_matrix, ray.direction);
+    const vector3 direction = transform_vector(made.cloud_matrix, seen.direction);
     cloud_ray r = { record, made, has_sun ? doc.sun_sky : nullptr,
-        transform_vector(made.cloud_matrix, ray.origin - shift), direction, ray_reciprocal(direction),
-        { direction.x * direction.x, direction.y * direction.y, direction.z * direction.z }, ray.t_min,
-        ray.t_max, {}, 1.0 };
+        transform_vector(made.cloud_matrix, seen.origin - shift), direction, ray_reciprocal(direction),
+        { direction.x * direction.x, direction.y * direction.y, direction.z * direction.z }, seen.t_min,
+        seen.t_max, {}, 1.0 };
     if (record.cloud_flags & CLOUDS_CUMULUS) { cumulus(r); }
     if ((record.cloud_flags & CLOUDS_CIRRUS) && r.transmission != 0.0) { cirrus(r); }
     for (int i = 0; i < 3; ++i) { rgb[i] = float(r.radiance[i]); }

@@ -128,12 +128,12 @@ void zr::sample_rectangle(const light& l, const vector3& shading_point, source_s
     color_flat_sample(l, shading_point, n, area, 1.0 / r.solid_angle, mixed, s);
 }
 
-void lt_area_create(light* light)
+void lt_area_create(light* source)
 {
-    clamp_light_to_ranges(*light);
-    complete_shape(*light);
-    light->sample_count = area_sample_count;
-    light->sample = area_sample;
-    derive_brightness(*light);
-    zr_get_color_intensity(light);
+    clamp_light_to_ranges(*source);
+    complete_shape(*source);
+    source->sample_count = area_sample_count;
+    source->sample = area_sample;
+    derive_brightness(*source);
+    zr_get_color_intensity(source);
 }

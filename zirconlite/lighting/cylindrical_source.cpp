@@ -106,12 +106,12 @@ void zr::sample_tube(const light& l, const vector3& shading_point, source_sample
     color_sample(l, factor * width * extent / l.length * reach, s);
 }
 
-void lt_cylindrical_create(light* light)
+void lt_cylindrical_create(light* source)
 {
-    clamp_light_to_ranges(*light);
-    light->axis_u = normalized(light->axis_u);
-    light->sample_count = tube_sample_count;
-    light->sample = tube_sample;
-    derive_brightness(*light);
-    zr_get_color_intensity(light);
+    clamp_light_to_ranges(*source);
+    source->axis_u = normalized(source->axis_u);
+    source->sample_count = tube_sample_count;
+    source->sample = tube_sample;
+    derive_brightness(*source);
+    zr_get_color_intensity(source);
 }

@@ -133,12 +133,12 @@ void zr::sample_disk(const light& l, const vector3& shading_point, source_sample
     color_flat_sample(l, shading_point, l.normal, M_PI * l.radius * l.radius, 1.0 / weight, mixed, s);
 }
 
-void lt_disk_create(light* light)
+void lt_disk_create(light* source)
 {
-    clamp_light_to_ranges(*light);
-    square_axes(*light);
-    light->sample_count = disk_sample_count;
-    light->sample = disk_sample;
-    derive_brightness(*light);
-    zr_get_color_intensity(light);
+    clamp_light_to_ranges(*source);
+    square_axes(*source);
+    source->sample_count = disk_sample_count;
+    source->sample = disk_sample;
+    derive_brightness(*source);
+    zr_get_color_intensity(source);
 }

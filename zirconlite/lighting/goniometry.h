@@ -37,21 +37,21 @@ enum goniometry_symmetry
 ZR_API goniometry* zr_new_goniometry(void);
 
 /** A further record with the same tables; NULL for NULL and when memory fails. On the host's thread. */
-ZR_API goniometry* zr_share_goniometry(goniometry* goniometry);
+ZR_API goniometry* zr_share_goniometry(goniometry* table);
 
 /** Frees the record, and its tables where no other record shares them; NULL is fine. Tables, rows and the
  * array of rows each come from zr_malloc. */
-ZR_API void zr_free_goniometry(goniometry* goniometry);
+ZR_API void zr_free_goniometry(goniometry* table);
 
 /** Intensity in one direction as a share of the peak, 0 to 1; linear between the angles of the table, 0 at
  * and beyond the first and the last vertical angle. Azimuths turn counter-clockwise seen from above for a
  * table whose axis points down.
  *
- *  @param goniometry its angles rise and its counts are those of its tables; NULL gives 0
+ *  @param table its angles rise and its counts are those of its tables; NULL gives 0
  *  @param azimuth    radians, -2 pi to 2 pi; others give 0
  *  @param polar      radians from the axis
  *  Any thread. */
-ZR_API double zr_goniometry_value(const goniometry* goniometry, double azimuth, double polar);
+ZR_API double zr_goniometry_value(const goniometry* table, double azimuth, double polar);
 
 ZR_EXTERN_C_END
 

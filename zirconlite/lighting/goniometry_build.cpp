@@ -26,9 +26,9 @@ double step_of(const float* angles, int32_t count);
 
 } // namespace
 
-int32_t zr_fill_goniometry(const ies_file* file, goniometry* goniometry)
+int32_t zr_fill_goniometry(const ies_file* file, goniometry* table)
 {
-    if (!file || !goniometry)
+    if (!file || !table)
     {
         return report_failure(ZR_ERROR_ARGUMENT, "no photometric file, or no goniometry");
     }
@@ -52,8 +52,8 @@ int32_t zr_fill_goniometry(const ies_file* file, goniometry* goniometry)
     made.peak_candela = float(double(file->candela_multiplier) * file->ballast_factor * peak);
     made.lumens = float(integral * made.peak_candela);
     made.lm_per_cd = float(std::fmax(integral, min_integral));
-    clear_goniometry(*goniometry);
-    *goniometry = made;
+    clear_goniometry(*table);
+    *table = made;
     return 1;
 }
 

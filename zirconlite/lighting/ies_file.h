@@ -93,15 +93,15 @@ ZR_API ies_file* zr_open_ies_file(const char16_t* path);
 /** Frees the record and all that belongs to it; NULL is fine. */
 ZR_API void zr_free_ies_file(ies_file* file);
 
-/** Reads a photometric file into `goniometry`, whose former tables are freed. Types A and B are turned into
+/** Reads a photometric file into `table`, whose former tables are freed. Types A and B are turned into
  * C.
  *
- *  @return 1; 0 on any failure, with `goniometry` as it was and file, line and reason in zr_last_error.
+ *  @return 1; 0 on any failure, with `table` as it was and file, line and reason in zr_last_error.
  *  Nothing is printed. On the host's thread. */
-ZR_API int32_t zr_read_ies_file(const char16_t* path, goniometry* goniometry);
+ZR_API int32_t zr_read_ies_file(const char16_t* path, goniometry* table);
 
 /** The same from a file that was opened. 0 only when memory fails. */
-ZR_API int32_t zr_fill_goniometry(const ies_file* file, goniometry* goniometry);
+ZR_API int32_t zr_fill_goniometry(const ies_file* file, goniometry* table);
 
 /** Writes the file anew: EULUMDAT where the name ends in .ldt, else LM-63 with the heading of 2002. What was
  * read comes back the same but for what a format has no place for; types A and B are turned into C for

@@ -36,32 +36,32 @@ int32_t derive_spot(light& l, double (*lm_per_cd)(double, double, float*, float*
 
 } // namespace
 
-int32_t zr_get_isotropic_brightness(light* light) { return derive(*light, isotropic); }
+int32_t zr_get_isotropic_brightness(light* source) { return derive(*source, isotropic); }
 
-int32_t zr_get_diffuse_brightness(light* light) { return derive(*light, diffuse); }
+int32_t zr_get_diffuse_brightness(light* source) { return derive(*source, diffuse); }
 
-int32_t zr_get_spot_brightness(light* light) { return derive_spot(*light, spot_light_lm_per_cd); }
+int32_t zr_get_spot_brightness(light* source) { return derive_spot(*source, spot_light_lm_per_cd); }
 
-int32_t zr_get_goniometric_brightness(light* light)
+int32_t zr_get_goniometric_brightness(light* source)
 {
     double cd_per_lm;
-    zr_get_cd_per_lm(light, &cd_per_lm);
-    return derive(*light, { cd_per_lm, 1.0 / cd_per_lm });
+    zr_get_cd_per_lm(source, &cd_per_lm);
+    return derive(*source, { cd_per_lm, 1.0 / cd_per_lm });
 }
 
-int32_t zr_get_cd_per_lm(const light* light, double* result)
+int32_t zr_get_cd_per_lm(const light* source, double* result)
 {
     float unused[2];
-    if (light->distribution == DISTRIBUTION_SPOT)
+    if (source->distribution == DISTRIBUTION_SPOT)
     {
-        *result = 1.0 / spot_light_lm_per_cd(light->beam_angle, light->field_angle, &unused[0], &unused[1]);
+        *result = 1.0 / spot_light_lm_per_cd(source->beam_angle, source->field_angle, &unused[0], &unused[1]);
     }
-    else if (light->distribution == DISTRIBUTION_GONIOMETRIC && zr::has_table(*light))
+    else if (source->distribution == DISTRIBUTION_GONIOMETRIC && zr::has_table(*source))
     {
-        *result = 1.0 / std::fmax(light->goniometry->lm_per_cd, min_lm_per_cd);
+        *result = 1.0 / std::fmax(source->goniometry->lm_per_cd, min_lm_per_cd);
     }
-    else if (light->distribution == DISTRIBUTION_ISOTROPIC) { *result = short_isotropic; }
-    else { *result = light->type == LIGHT_AREA ? short_diffuse : short_isotropic; }
+    else if (source->distribution == DISTRIBUTION_ISOTROPIC) { *result = short_isotropic; }
+    else { *result = source->type == LIGHT_AREA ? short_diffuse : short_isotropic; }
     return 1;
 }
 

@@ -37,22 +37,22 @@ int32_t parallel_sample(const light* l, const vector3*, source_sample* samples, 
 
 } // namespace
 
-void lt_parallel_create(light* light)
+void lt_parallel_create(light* source)
 {
-    clamp_light_to_ranges(*light);
-    light->sample_count = parallel_sample_count;
-    light->sample = parallel_sample;
-    zr_sun_angles_to_vector(light->azimuth, light->altitude, 0.0, &light->normal);
-    const double illuminance = parallel_illuminance(*light);
-    light->lumens = parallel_lumens(*light);
-    zr_make_axes(&light->normal, &light->axis_u, &light->axis_v, 0.0001);
-    light->candela = 1.0f;
-    zr_get_color_intensity(light);
+    clamp_light_to_ranges(*source);
+    source->sample_count = parallel_sample_count;
+    source->sample = parallel_sample;
+    zr_sun_angles_to_vector(source->azimuth, source->altitude, 0.0, &source->normal);
+    const double illuminance = parallel_illuminance(*source);
+    source->lumens = parallel_lumens(*source);
+    zr_make_axes(&source->normal, &source->axis_u, &source->axis_v, 0.0001);
+    source->candela = 1.0f;
+    zr_get_color_intensity(source);
     float color[3];
-    CT_to_RGB(light->color_temperature, color);
-    light->falloff = 0.0;
+    CT_to_RGB(source->color_temperature, color);
+    source->falloff = 0.0;
     for (int i = 0; i < 3; ++i)
     {
-        light->illuminance_color[i] = float(double(color[i] * light->filter[i]) * illuminance);
+        source->illuminance_color[i] = float(double(color[i] * source->filter[i]) * illuminance);
     }
 }

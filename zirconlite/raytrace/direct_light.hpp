@@ -40,7 +40,7 @@ struct light_candidate
 
 /// Makes the tables of `thread_count` threads for the lights of a document, and the simple ambient colour.
 /// False when memory fails. Between jobs only.
-bool prepare_thread_lights(const document& document, int32_t thread_count);
+bool prepare_thread_lights(const document& doc, int32_t thread_count);
 
 /// Forgets what one thread carries from point to point. Strips begin so, and a picture does not depend on
 /// which thread makes them.
@@ -51,10 +51,10 @@ void free_shadow_caches();
 
 /// Adds the light at the ray's hit to its `radiance` (simple mode: `simple_color`). `mirror` is the direction
 /// for highlights, null without.
-void add_direct_light(document& document, const surface& s, ray& r, const vector3* mirror);
+void add_direct_light(document& doc, const surface& s, ray& r, const vector3* mirror);
 
 /// Simple mode: a plain loop over the lights.
-void simple_shade(document& document, const surface& s, ray& r, const vector3* mirror);
+void simple_shade(document& doc, const surface& s, ray& r, const vector3* mirror);
 
 /// Entry of the light with this place in the walk over the leaves, or behind the last for the sun; null
 /// without tables.
@@ -67,13 +67,13 @@ struct shadow_origin
     double offset_factor;        ///< of the sum of the object's extents
     bool back_side;
 };
-ray make_shadow_ray(const document& document, const ray& r, const surface& s, const shadow_origin& how);
+ray make_shadow_ray(const document& doc, const ray& r, const surface& s, const shadow_origin& how);
 
 /// Whether `source` is left out for the hit object: its own shape's light, or one of a group that does not
 /// light it.
 bool is_unlit_by(const scene_object* object, const light* source);
 
 /// Whether the soft sampling of lights is on.
-bool soft_shadows(const document& document);
+bool soft_shadows(const document& doc);
 
 } // namespace zr

@@ -181,30 +181,29 @@ int32_t rounds_for(const render_view& view)
 }
 
 /// The document's cache: what was read for this scene, else an empty one. False when memory fails.
-bool ready_cache(document& document, const render_view& view)
+bool ready_cache(document& doc, const render_view& view)
 {
-    const uint64_t scene = scene_fingerprint(document);
-    if (!document.light_cache) { document.light_cache = new_light_cache(); }
-    if (!document.light_cache) { return false; }
-    if (document.light_cache->is_kept && document.light_cache->scene == scene) { return true; }
-    start_light_cache(
-        *document.light_cache, view.position, length(document.bounds.max - document.bounds.min), scene);
+    const uint64_t scene = scene_fingerprint(doc);
+    if (!doc.light_cache) { doc.light_cache = new_light_cache(); }
+    if (!doc.light_cache) { return false; }
+    if (doc.light_cache->is_kept && doc.light_cache->scene == scene) { return true; }
+    start_light_cache(*doc.light_cache, view.position, length(doc.bounds.max - doc.bounds.min), scene);
     return true;
 }
 
 } // namespace
 
-cache_filling* begin_cache_fill(document& document, render_view& view)
+cache_filling* begin_cache_fill(document& doc, render_view& view)
 {
     void* memory = zr_malloc(sizeof(cache_filling));
-    if (!memory || !ready_cache(document, view))
+    if (!memory || !ready_cache(doc, view))
     {
         report_failure(ZR_ERROR_MEMORY, "no memory to fill the light cache");
         zr_free(memory);
         return nullptr;
     }
-    auto* f = new (memory) cache_filling{ document, view, *document.light_cache, document.sampling_seed, -1,
-        document.light_cache->is_kept ? 0 : rounds_for(view), 0, false, {}, {}, {} };
+    auto* f = new (memory) cache_filling{ doc, view, *doc.light_cache, doc.sampling_seed, -1,
+        doc.light_cache->is_kept ? 0 : rounds_for(view), 0, false, {}, {}, {} };
     if (!f->deposits.resize(size_t(bundle_count) * bundle_deposits) ||
         !f->guides.resize(size_t(bundle_count) * bundle_guides))
     {

@@ -41,7 +41,7 @@ struct fill_path
 
 /// Readies the document's cache and the rounds of a job; null, with the status set, when memory fails. On the
 /// job's thread, after the light tree.
-cache_filling* begin_cache_fill(document& document, render_view& view);
+cache_filling* begin_cache_fill(document& doc, render_view& view);
 void end_cache_fill(cache_filling* filling);
 
 /// Readies a round. False when cells have light enough.

@@ -50,13 +50,13 @@ typedef struct sampling_progress
 
 /** Chooses how pixels are sampled from the next job on; an unknown sampler changes nothing. Returns the one
  * in force before. Host's thread. */
-ZR_API int32_t zr_set_pixel_sampler(document* document, int32_t sampler);
+ZR_API int32_t zr_set_pixel_sampler(document* doc, int32_t sampler);
 
 /** @{ */
 /** Sets when the converging sampler stops, from the next job on. Returns 1; 0, with nothing changed and
  *  zr_last_error set, where a value is out of its range. */
-ZR_API int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits);
-ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* limits_out);
+ZR_API int32_t zr_set_sampling_limits(document* doc, const sampling_limits* limits);
+ZR_API void zr_get_sampling_limits(const document* doc, sampling_limits* limits_out);
 /** @} */
 
 /** Chooses how indirect light is found, from the next job on: the kind; after how
@@ -64,7 +64,7 @@ ZR_API void zr_get_sampling_limits(const document* document, sampling_limits* li
  * the log-average luminance of the picture one sample's share of that light is clamped, which takes single
  * bright dots away and a little light with them, 0 for never, to 1e6. Returns 1; 0, with nothing changed and
  * zr_last_error set, for an unknown kind or a number out of range. Host's thread. */
-ZR_API int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit, double clamp);
+ZR_API int32_t zr_set_indirect_light(document* doc, int32_t kind, int32_t bounce_limit, double clamp);
 
 /** @{ */
 /** The light that a document keeps for INDIRECT_CACHE. A job fills it for its view, and it stays until the
@@ -73,15 +73,15 @@ ZR_API int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t b
  *  changes; a path that finds no light kept goes on. It refuses files of another scene, of another version
  * and damaged ones, with the document as it was. Return 1, or 0 with zr_last_error set. zr_free_light_cache
  *  forgets it; NULL is fine. Host's thread, while no job runs, with the scene whole and its sun set. */
-ZR_API int32_t zr_read_light_cache(document* document, const char16_t* path);
-ZR_API int32_t zr_write_light_cache(const document* document, const char16_t* path);
-ZR_API void zr_free_light_cache(document* document);
+ZR_API int32_t zr_read_light_cache(document* doc, const char16_t* path);
+ZR_API int32_t zr_write_light_cache(const document* doc, const char16_t* path);
+ZR_API void zr_free_light_cache(document* doc);
 /** @} */
 
 /** Whether the converging sampler ends with a filter that takes the grain out of what is shown, from the next
  * job on; the sums, and .hdr pictures with them, keep it. 24 bytes a pixel more.
  * Returns what was set before. Host's thread. */
-ZR_API int32_t zr_set_denoising(document* document, int32_t is_on);
+ZR_API int32_t zr_set_denoising(document* doc, int32_t is_on);
 
 /** Any thread, also while the job runs. */
 ZR_API void zr_get_sampling_progress(sampling_progress* progress_out);

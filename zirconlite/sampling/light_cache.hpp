@@ -77,7 +77,7 @@ light_cache* new_light_cache();
 void free_light_cache(light_cache* cache);
 
 /// What tells scenes apart as far as their light goes: extents of objects, lights, sky and plain materials.
-uint64_t scene_fingerprint(const document& document);
+uint64_t scene_fingerprint(const document& doc);
 
 /// An empty grid round an eye, for a scene of an extent.
 void start_light_cache(light_cache& cache, const vector3& eye, double extent, uint64_t scene);

@@ -247,9 +247,9 @@ uint64_t scene_fingerprint(const document& d)
 
 using namespace zr;
 
-int32_t zr_read_light_cache(document* document, const char16_t* path)
+int32_t zr_read_light_cache(document* doc, const char16_t* path)
 {
-    if (!document || !path) { return report_failure(ZR_ERROR_ARGUMENT, "read light cache: null argument"); }
+    if (!doc || !path) { return report_failure(ZR_ERROR_ARGUMENT, "read light cache: null argument"); }
     const shown_path name(path);
     size_t size = 0;
     unsigned char* bytes = platform::read_whole_file(path, max_file_bytes, &size);
@@ -257,7 +257,7 @@ int32_t zr_read_light_cache(document* document, const char16_t* path)
     light_cache* made = new_light_cache();
     byte_reader from(bytes, size);
     file_counts counts = {};
-    const bool is_read = made && read_head(from, *made, counts, *document, name.text) &&
+    const bool is_read = made && read_head(from, *made, counts, *doc, name.text) &&
                          read_cells(from, *made, counts.cells, name.text) &&
                          read_guides(from, *made, counts.guides, name.text);
     free(bytes);
@@ -267,19 +267,19 @@ int32_t zr_read_light_cache(document* document, const char16_t* path)
         free_light_cache(made);
         return 0;
     }
-    free_light_cache(document->light_cache);
+    free_light_cache(doc->light_cache);
     made->is_kept = true;
-    document->light_cache = made;
+    doc->light_cache = made;
     return 1;
 }
 
-int32_t zr_write_light_cache(const document* document, const char16_t* path)
+int32_t zr_write_light_cache(const document* doc, const char16_t* path)
 {
-    if (!document || !path || !document->light_cache)
+    if (!doc || !path || !doc->light_cache)
     {
         return report_failure(ZR_ERROR_ARGUMENT, "write light cache: the document keeps no light");
     }
-    const light_cache& cache = *document->light_cache;
+    const light_cache& cache = *doc->light_cache;
     const shown_path name(path);
     platform::replacement* file = platform::begin_replacement(path);
     if (!file) { return report_failure(ZR_ERROR_WRITE, "%s: cannot be written", name.text); }
@@ -308,9 +308,9 @@ int32_t zr_write_light_cache(const document* document, const char16_t* path)
     return report_failure(ZR_ERROR_WRITE, "%s: cannot be written; what was there stays", name.text);
 }
 
-void zr_free_light_cache(document* document)
+void zr_free_light_cache(document* doc)
 {
-    if (!document) { return; }
-    free_light_cache(document->light_cache);
-    document->light_cache = nullptr;
+    if (!doc) { return; }
+    free_light_cache(doc->light_cache);
+    doc->light_cache = nullptr;
 }

@@ -53,7 +53,7 @@ double open_share(document& d, const flat_panel& panel, const vector3& side)
 
 } // namespace
 
-void prepare_openings(document& document)
+void prepare_openings(document& doc)
 {
     constexpr double room = 0.25; // share of open directions at most
     openings.count = 0;
@@ -62,7 +62,7 @@ void prepare_openings(document& document)
     for (size_t i = 0; i < count; ++i)
     {
         const vector3& n = panels[i].normal;
-        const double front = open_share(document, panels[i], n), back = open_share(document, panels[i], -n);
+        const double front = open_share(doc, panels[i], n), back = open_share(doc, panels[i], -n);
         const bool is_opening = std::fmin(front, back) <= room && std::fmax(front, back) > room;
         if (is_opening) { openings.items[openings.count++] = { panels[i], front < back ? n : -n }; }
     }

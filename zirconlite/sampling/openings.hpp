@@ -24,7 +24,7 @@ struct seen_openings
 };
 
 /// Finds which sides of the clear panels lie outdoors. After the survey; on one thread.
-void prepare_openings(document& document);
+void prepare_openings(document& doc);
 
 /// From the side of a surface that faces `normal`.
 seen_openings openings_from(const vector3& point, const vector3& normal);

@@ -300,9 +300,9 @@ double bounce_density(const diffuse_bounce& bounce, int side, const vector3& dir
            ((1.0 - guided_share) * even_density + guided_share * guided_density(*guide, direction));
 }
 
-light_path start_path(document& document, render_view& view, const ray& prototype, const sample_point& point)
+light_path start_path(document& doc, render_view& view, const ray& prototype, const sample_point& point)
 {
-    return { document, view, point, prototype, 0, false, 1.0, 0, 0.0, {}, nullptr, {} };
+    return { doc, view, point, prototype, 0, false, 1.0, 0, 0.0, {}, nullptr, {} };
 }
 
 bool aim_path(light_path& p, int32_t thread, const double position[2])
@@ -327,10 +327,10 @@ void follow_path(light_path& p)
     end_in_background(p);
 }
 
-path_light trace_path(document& document, render_view& view, const ray& prototype, int32_t thread,
+path_light trace_path(document& doc, render_view& view, const ray& prototype, int32_t thread,
     const sample_point& point, const double position[2])
 {
-    light_path p = start_path(document, view, prototype, point);
+    light_path p = start_path(doc, view, prototype, point);
     if (aim_path(p, thread, position)) { follow_path(p); }
     return p.found;
 }

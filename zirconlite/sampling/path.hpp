@@ -76,12 +76,12 @@ struct light_path
 
 /// Traces a whole path. `prototype` brings the limits and counters of the worker's rays; `position` in
 /// pixels.
-path_light trace_path(document& document, render_view& view, const ray& prototype, int32_t thread,
+path_light trace_path(document& doc, render_view& view, const ray& prototype, int32_t thread,
     const sample_point& point, const double position[2]);
 
 /// A path before its first ray; aim_path gives it one, from a position in pixels, and is false where the
 /// lens lets none through. follow_path traces it to its end.
-light_path start_path(document& document, render_view& view, const ray& prototype, const sample_point& point);
+light_path start_path(document& doc, render_view& view, const ray& prototype, const sample_point& point);
 bool aim_path(light_path& p, int32_t thread, const double position[2]);
 void follow_path(light_path& p);
 

@@ -353,17 +353,16 @@ bool denoise_bands(sampling_run& run)
 
 } // namespace
 
-sampling_run* begin_sampling(
-    document& document, render_view& view, image_buffer& image, const pixel_rectangle& r)
+sampling_run* begin_sampling(document& doc, render_view& view, image_buffer& image, const pixel_rectangle& r)
 {
     publish({});
     void* memory = zr_malloc(sizeof(sampling_run));
     if (!memory) { return nullptr; }
     auto* run = new (memory)
-        sampling_run{ document, view, image, r, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {}, {}, {}, {}, false, false };
+        sampling_run{ doc, view, image, r, r, {}, 0, 0, 0, 0, 0, 0, 0.0, {}, {}, {}, {}, false, false };
     job.max_indirect = ZR_FAR;
-    zr_get_sampling_limits(&document, &run->limits);
-    if (document.denoise && r.right > r.left && r.top > r.bottom)
+    zr_get_sampling_limits(&doc, &run->limits);
+    if (doc.denoise && r.right > r.left && r.top > r.bottom)
     {
         run->sampled = { std::max(r.left - denoise_margin, 0), std::max(r.bottom - denoise_margin, 0),
             std::min(r.right + denoise_margin, image.width), std::min(r.top + denoise_margin, image.height) };
@@ -374,9 +373,9 @@ sampling_run* begin_sampling(
     run->columns = (sampled.right + block_side - 1) / block_side - run->first_column;
     run->rows = (sampled.top + block_side - 1) / block_side - run->first_row;
     const size_t blocks = size_t(std::max(run->columns, 0)) * size_t(std::max(run->rows, 0));
-    const size_t guided = document.denoise ? size_t(image.width) * size_t(image.height) : 0;
+    const size_t guided = doc.denoise ? size_t(image.width) * size_t(image.height) : 0;
     if (!make_sums(image) || !run->guides.resize(guided) || !run->blocks.resize(blocks) ||
-        !prepare_light_tree(document) || !(job.bounce_limit == 0 || prepare_survey(document)))
+        !prepare_light_tree(doc) || !(job.bounce_limit == 0 || prepare_survey(doc)))
     {
         end_sampling(run);
         report_failure(ZR_ERROR_MEMORY, "render: no memory for the samples of %d x %d pixels", image.width,
@@ -385,7 +384,7 @@ sampling_run* begin_sampling(
     }
     std::fill_n(run->guides.items, run->guides.count, pixel_guides{});
     for (sampling_block& b : run->blocks) { b.open = ~uint64_t(0), b.error = -1.0f; }
-    prepare_openings(document);
+    prepare_openings(doc);
     prepare_pixel_filter();
     prepare_sequence(run->limits.seed);
     return run;
@@ -477,19 +476,19 @@ double measure_round(sampling_run& run)
 
 using namespace zr;
 
-int32_t zr_set_pixel_sampler(document* document, int32_t sampler)
+int32_t zr_set_pixel_sampler(document* doc, int32_t sampler)
 {
-    if (!document) { return SAMPLER_STRIPS; }
-    const int32_t former = document->pixel_sampler;
-    if (sampler == SAMPLER_STRIPS || sampler == SAMPLER_CONVERGING) { document->pixel_sampler = sampler; }
+    if (!doc) { return SAMPLER_STRIPS; }
+    const int32_t former = doc->pixel_sampler;
+    if (sampler == SAMPLER_STRIPS || sampler == SAMPLER_CONVERGING) { doc->pixel_sampler = sampler; }
     else { report_failure(ZR_ERROR_ARGUMENT, "pixel sampler %d; 0 strips, 1 converging", sampler); }
     return former;
 }
 
-int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_limit, double clamp)
+int32_t zr_set_indirect_light(document* doc, int32_t kind, int32_t bounce_limit, double clamp)
 {
     constexpr double max_clamp = 1e6;
-    if (!document) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
+    if (!doc) { return report_failure(ZR_ERROR_ARGUMENT, "no document"); }
     if (kind < INDIRECT_AMBIENT || kind > INDIRECT_CACHE)
     {
         return report_failure(ZR_ERROR_ARGUMENT, "indirect light of kind %d", kind);
@@ -499,25 +498,25 @@ int32_t zr_set_indirect_light(document* document, int32_t kind, int32_t bounce_l
         return report_failure(ZR_ERROR_ARGUMENT, "%d bounces, 1 to %d; indirect light clamped to %g, 0 to %g",
             bounce_limit, max_bounces, clamp, max_clamp);
     }
-    document->indirect_light = kind;
-    document->bounce_limit = bounce_limit;
-    document->clamp_indirect = clamp;
+    doc->indirect_light = kind;
+    doc->bounce_limit = bounce_limit;
+    doc->clamp_indirect = clamp;
     return 1;
 }
 
-int32_t zr_set_denoising(document* document, int32_t is_on)
+int32_t zr_set_denoising(document* doc, int32_t is_on)
 {
-    if (!document) { return 0; }
-    const int32_t former = document->denoise;
-    document->denoise = is_on != 0;
+    if (!doc) { return 0; }
+    const int32_t former = doc->denoise;
+    doc->denoise = is_on != 0;
     return former;
 }
 
-int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits)
+int32_t zr_set_sampling_limits(document* doc, const sampling_limits* limits)
 {
     constexpr int32_t max_samples = 1 << 20;
     constexpr double max_seconds = 3.2e7;
-    if (!document || !limits) { return report_failure(ZR_ERROR_ARGUMENT, "sampling limits: null argument"); }
+    if (!doc || !limits) { return report_failure(ZR_ERROR_ARGUMENT, "sampling limits: null argument"); }
     if (!(limits->noise > 0.0 && limits->noise <= 255.0))
     {
         return report_failure(
@@ -536,18 +535,18 @@ int32_t zr_set_sampling_limits(document* document, const sampling_limits* limits
         return report_failure(ZR_ERROR_ARGUMENT, "sampling limits: %g seconds; must be 0 (no limit) to %g",
             limits->seconds, max_seconds);
     }
-    document->sampling_noise = limits->noise;
-    document->sampling_seconds = limits->seconds;
-    document->min_samples = limits->min_samples;
-    document->max_samples = limits->max_samples;
-    document->sampling_seed = limits->seed;
+    doc->sampling_noise = limits->noise;
+    doc->sampling_seconds = limits->seconds;
+    doc->min_samples = limits->min_samples;
+    doc->max_samples = limits->max_samples;
+    doc->sampling_seed = limits->seed;
     return 1;
 }
 
-void zr_get_sampling_limits(const document* document, sampling_limits* limits_out)
+void zr_get_sampling_limits(const document* doc, sampling_limits* limits_out)
 {
-    *limits_out = { document->sampling_noise, document->min_samples, document->max_samples,
-        document->sampling_seed, document->sampling_seconds };
+    *limits_out = { doc->sampling_noise, doc->min_samples, doc->max_samples, doc->sampling_seed,
+        doc->sampling_seconds };
 }
 
 void zr_get_sampling_progress(sampling_progress* progress_out)

@@ -24,8 +24,7 @@ struct pixel_rectangle
 
 /// Makes the sums of the picture, its blocks and the tables of the sampler. Null, with the status set, when
 /// memory fails. On the job's thread; end_sampling frees it.
-sampling_run* begin_sampling(
-    document& document, render_view& view, image_buffer& image, const pixel_rectangle& r);
+sampling_run* begin_sampling(document& doc, render_view& view, image_buffer& image, const pixel_rectangle& r);
 void end_sampling(sampling_run* run);
 
 /// Readies a round that finds the light of one pixel in 16 by 16 of the whole picture, for the tone operator;

@@ -268,15 +268,15 @@ bool make_panels(array<flat_triangle>& flat)
 
 } // namespace
 
-bool prepare_survey(const document& document)
+bool prepare_survey(const document& doc)
 {
     constexpr double plane_steps = 2e4; // in the scene's extent
     free_survey();
-    const double extent = length(document.bounds.max - document.bounds.min);
+    const double extent = length(doc.bounds.max - doc.bounds.min);
     const double step = extent > 0.0 && std::isfinite(extent) ? extent / plane_steps : 1.0;
     array<flat_triangle> flat;
-    const bool made = survey_objects(document.scene_objects.first, flat, step) &&
-                      survey_objects(document.radiosity_objects.first, flat, step) && make_panels(flat);
+    const bool made = survey_objects(doc.scene_objects.first, flat, step) &&
+                      survey_objects(doc.radiosity_objects.first, flat, step) && make_panels(flat);
     if (!made) { free_survey(); }
     return made;
 }

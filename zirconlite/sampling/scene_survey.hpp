@@ -30,7 +30,7 @@ struct glowing_point
 };
 
 /// Surveys a document. False when memory fails.
-bool prepare_survey(const document& document);
+bool prepare_survey(const document& doc);
 void free_survey();
 
 /// Panels of one kind at most.
