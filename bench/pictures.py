@@ -242,7 +242,7 @@ def export_own(scene, folder):
 
 def own_settings(name):
     """The converged picture, and those that are timed, by `noise`."""
-    converged = {"exterior": 128, "room": 384, "courtyard": 256, "hall": 384, "few": 384, "lit_room": 1024, "sky": 512}[name]
+    converged = {"exterior": 128, "room": 384, "courtyard": 256, "hall": 384, "few": 384, "lit_room": 512, "sky": 256}[name]
     low = 1 if name == "exterior" else 4  # sharp light leaves nothing to chance
     noises = (14, 12, 10, 6) if name == "exterior" else (12, 6, 3, 2)
     kinds = ("paths", "cache") if SCENES[name]().get("bounces") else ("",)
@@ -385,7 +385,7 @@ for samples, seed, output in scene["renders"]:
 
 
 def cycles_settings(name):
-    converged = {"exterior": 128, "room": 512, "courtyard": 256, "hall": 256, "few": 256, "lit_room": 512, "sky": 256}[name]
+    converged = {"exterior": 128, "room": 512, "courtyard": 256, "hall": 256, "few": 256, "lit_room": 256, "sky": 128}[name]
     return [("converged", (converged, 7))] + [("%d samples" % n, (n, 0)) for n in (16, 64)]
 
 

@@ -148,7 +148,7 @@ TEST(Sequence, GoesOnWhereItWasKilled)
 
     const pid_t id =
         start_program(broken, { "render", "day.toml", "-o", "d.png", "--time", "05:00..13:00/2h" });
-    for (int i = 0; i < 3000 && !std::filesystem::exists(broken.path / "d-0002.png"); ++i)
+    for (int i = 0; i < 60000 && !std::filesystem::exists(broken.path / "d-0002.png"); ++i)
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
