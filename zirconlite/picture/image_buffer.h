@@ -46,8 +46,9 @@ typedef struct pixel_sums
     float radiance[3];   /**< surfaces, cd/m^2 */
     float background[3]; /**< background layer */
     float half[3];       /**< both, of the samples with even numbers */
-    float light;         /**< straight from light sources, the largest channel of each sample */
-    float alpha;         /**< share of background, 0 to 1 a sample */
+    uint16_t light;      /**< straight from light sources, the largest channel of each sample: share of the
+                              largest sum of `radiance`, 0 to 4 in 65535ths of that */
+    uint16_t alpha;      /**< mean share of background, 0 to 1 in 65535ths */
     uint32_t count;      /**< samples */
 } pixel_sums;
 

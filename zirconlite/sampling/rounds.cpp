@@ -82,8 +82,15 @@ int32_t target_after(int32_t count, const sampling_limits& limits)
     return int32_t(std::min<int64_t>(next, limits.max_samples));
 }
 
+/// In 65535ths of the range; rounded.
+uint16_t share_of(float value, float unit)
+{
+    return uint16_t(std::clamp(value / unit + 0.5f, 0.0f, 65535.0f));
+}
+
 void add_sample(pixel_sums& sums, const path_light& light, bool is_even)
 {
+    const float before = float(sums.light) * light_unit * largest_channel(sums.radiance);
     double brightest = 0.0;
     for (int i = 0; i < 3; ++i)
     {
@@ -92,8 +99,10 @@ void add_sample(pixel_sums& sums, const path_light& light, bool is_even)
         if (is_even) { sums.half[i] += float(light.radiance[i] + light.background[i]); }
         brightest = std::fmax(brightest, light.light_radiance[i]);
     }
-    sums.light += float(brightest);
-    sums.alpha += float(light.alpha);
+    const float largest = largest_channel(sums.radiance), count = float(sums.count);
+    sums.light = largest > 0.0f ? share_of((before + float(brightest)) / largest, light_unit) : uint16_t(0);
+    sums.alpha =
+        share_of((float(sums.alpha) * alpha_unit * count + float(light.alpha)) / (count + 1.0f), alpha_unit);
     ++sums.count;
 }
 
@@ -148,11 +157,7 @@ void store_pixel(sampling_run& run, int32_t x, int32_t y, const pixel_sums& sums
     const pixel_components c = mean_components(sums);
     pack_pixel(&run.image, &c, p.pixel);
     if (c.source_ratio == 0.0f) { p.pixel[4] = 0; }
-    if (p.alpha)
-    {
-        const float share = std::clamp(sums.alpha / float(sums.count), 0.0f, 1.0f);
-        *p.alpha = uint8_t(share * 255.0f + 0.5f);
-    }
+    if (p.alpha) { *p.alpha = uint8_t(float(sums.alpha) * alpha_unit * 255.0f + 0.5f); }
 }
 
 /// Depth and object of a pixel are those of its middle.

@@ -191,14 +191,13 @@ pixel_components mean_components(const pixel_sums& sums)
 {
     pixel_components c = {};
     const float scale = 1.0f / float(std::max<uint32_t>(sums.count, 1));
-    float largest = 0.0f;
     for (int i = 0; i < 3; ++i)
     {
         c.surface[i] = sums.radiance[i] * scale;
         c.background[i] = sums.background[i] * scale;
-        largest = std::fmax(largest, c.surface[i]);
     }
-    c.source_ratio = largest > float(geometry_zero) ? std::fmin(sums.light * scale / largest, 1.0f) : 0.0f;
+    const bool is_lit = largest_channel(c.surface) > float(geometry_zero);
+    c.source_ratio = is_lit ? std::fmin(float(sums.light) * light_unit, 1.0f) : 0.0f;
     return c;
 }
 

@@ -46,6 +46,14 @@ inline const pixel_sums& sums_at(const block_sums& sums, int32_t x, int32_t y)
     return sums.first[size_t(y) * sums.row_stride + size_t(x)];
 }
 
+/// Units of the shares in a pixel's sums.
+inline constexpr float light_unit = 4.0f / 65535.0f, alpha_unit = 1.0f / 65535.0f;
+
+inline float largest_channel(const float c[3])
+{
+    return c[0] > c[1] ? (c[0] > c[2] ? c[0] : c[2]) : (c[1] > c[2] ? c[1] : c[2]);
+}
+
 /// What a pixel shows: the mean of its samples.
 pixel_components mean_components(const pixel_sums& sums);
 
