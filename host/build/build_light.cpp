@@ -95,7 +95,6 @@ void set_rectangle(const scene_light& from, light& l)
     const bool is_turned = (from.corners.empty() || from.normal || from.target) && dot(across, l.normal) < 0;
     l.area = length(across);
     l.normal = plus({}, across, (is_turned ? -1 : 1) / l.area);
-    l.position = plus(plus(l.vertices[0], e1, 0.5), e2, 0.5);
     l.length = length(e1);
     l.height = length(e2);
     if (from.corners.empty()) { return; }
@@ -114,7 +113,6 @@ void set_line(const scene_light& from, light& l)
         const vector3 a = point(from.ends[0]), b = point(from.ends[1]);
         l.length = length(plus(b, a, -1));
         along = unit(plus(b, a, -1));
-        l.position = plus({}, plus(a, b, 1), 0.5);
     }
     l.axis_u = along;
     // Its aim and the axis are square to each other.
@@ -200,9 +198,17 @@ goniometry* read_table(const scene& s, const scene_light& from)
     {
         zr_free_goniometry(table);
         const int line = zr_last_error()->line;
-        throw failure(
-            exit_bad_scene, fmt::format("{}[[light]] ies: {} cannot be used{}{}", place_of(s, from), from.ies,
-                                line > 0 ? fmt::format(", line {}", line) : "", library_error()));
+        const bool is_missing = zr_last_error()->code == ZR_ERROR_NOT_FOUND && line == 0;
+        throw failure(is_missing ? exit_missing_file : exit_bad_scene,
+            fmt::format("{}[[light]] ies: {} cannot be used{}{}", place_of(s, from), from.ies,
+                line > 0 ? fmt::format(", line {}", line) : "", library_error()));
+    }
+    if (!(table->lumens > 0))
+    {
+        zr_free_goniometry(table);
+        throw failure(exit_bad_scene,
+            fmt::format("{}[[light]] ies: {} holds no light: its table is 0 between its vertical angles",
+                place_of(s, from), from.ies));
     }
     return table;
 }
@@ -233,7 +239,7 @@ void set_fixture(const luminaire_fixture& from, light& l)
 light* make_light(const scene& s, document* d, const scene_light& from)
 {
     light l{};
-    l.position = point(from.position);
+    l.position = point(middle_of(from));
     set_frame(from, l);
     l.radius = from.radius;
     l.color_temperature = float(from.kelvin);
@@ -280,6 +286,15 @@ int groups_above(const light& l)
 }
 
 } // namespace
+
+vec3 middle_of(const scene_light& l)
+{
+    const bool is_line = l.kind == light_linear || l.kind == light_tube;
+    const bool has_corners = l.kind == light_area && !l.corners.empty();
+    if (!has_corners && (!is_line || l.ends.empty())) { return l.position; }
+    const vec3 &a = has_corners ? l.corners[0] : l.ends[0], &b = has_corners ? l.corners[2] : l.ends[1];
+    return { (a[0] + b[0]) / 2, (a[1] + b[1]) / 2, (a[2] + b[2]) / 2 };
+}
 
 scene_lights::scene_lights(const scene& s, document* d) : s_(s), d_(d)
 {

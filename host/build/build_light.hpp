@@ -52,4 +52,8 @@ private:
     std::vector<entry> lights_; ///< as in the scene file
 };
 
+/// A light's position, or the middle of what the corners of an area or the ends of a line span: where its aim
+/// starts. There are as many of these as its kind asks for.
+vec3 middle_of(const scene_light& l);
+
 } // namespace host

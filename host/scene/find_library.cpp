@@ -25,9 +25,9 @@ std::filesystem::path find_library(const scene& s, const std::string& name)
     const std::u16string stem = utf16_of(beside.stem()), extension = utf16_of(beside.extension());
     zr_libfile_search_ex(stem.c_str(), extension.c_str(), take_first, &found, 1);
     if (!found.empty()) { return found; }
-    throw failure(
-        exit_missing_file, fmt::format("{}: there is no library {}, nor where libraries are looked for",
-                               s.file.string(), beside.string()));
+    throw failure(exit_missing_file,
+        fmt::format("{}: there is no library {}, and none of its name in the folders of libraries",
+            s.file.string(), beside.string()));
 }
 
 namespace

@@ -1,6 +1,7 @@
 /// @file
 /// The keys of `[[light]]`, and what its kinds ask of them.
 #include "host/build/build_daylight.hpp"
+#include "host/build/build_light.hpp"
 #include "host/scene/scene_keys.hpp"
 #include "host/vectors.hpp"
 
@@ -201,6 +202,11 @@ void check_group(const light_check& c)
     {
         c.wrong("is a group: its lights have strengths and shapes, and it a colour");
     }
+    const auto has_name = [&](const scene_light& other) { return other.name == l.name; };
+    if (std::count_if(c.s.lights.begin(), c.s.lights.end(), has_name) > 1)
+    {
+        c.wrong("is a group: another light has its name");
+    }
 }
 
 /// By kind; the names are in light_kind_names.
@@ -210,7 +216,10 @@ constexpr void (*checks[])(const light_check&) = { check_strength, check_spot, c
 void check_aim(const light_check& c)
 {
     const scene_light& l = c.l;
-    if (l.target && length_of(between(*l.target, l.position)) < tiny) { c.wrong("aims at its own position"); }
+    if (l.target && length_of(between(*l.target, middle_of(l))) < tiny)
+    {
+        c.wrong("aims at its own position");
+    }
     if (l.normal && length_of(*l.normal) < tiny) { c.wrong("normal: has no length"); }
     if (l.target && l.normal) { c.wrong("takes target or normal, not both"); }
     const bool is_spot = l.kind == light_spot || l.distribution == int(distribution_spot);
@@ -219,9 +228,10 @@ void check_aim(const light_check& c)
     {
         c.wrong("ies: the file is the distribution; it takes no other");
     }
-    if (!l.ies.empty() && (l.kind == light_distant || l.kind == light_window))
+    const bool has_no_law = l.kind == light_distant || l.kind == light_window || l.kind == light_group;
+    if (has_no_law && (l.distribution || !l.ies.empty()))
     {
-        c.wrong("ies: its kind has none");
+        c.wrong(l.distribution ? "distribution: its kind has none" : "ies: its kind has none");
     }
     const bool has_surface = l.radius > 0 || l.kind == light_area;
     const bool has_none = l.kind == light_distant || l.kind == light_window || l.kind == light_linear;

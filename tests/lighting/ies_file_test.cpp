@@ -134,6 +134,8 @@ TEST(IesFile, GivesTheLightThatItsTableHolds)
         { "half", "0 180", "0 0 0 50 50 50", "1 1000 1 ", "1 1 40\n", "1 2 0 0 0\n", 3, 50, 50 * M_PI },
         { "side", "90 270", "0 0 0 50 50 50", "1 1000 1 ", "1 1 40\n", "1 2 0 0 0\n", 4, 50, 50 * M_PI },
         { "full", "0 360", "0 0 0 50 50 50", "1 1000 1 ", "1 1 40\n", "1 2 0 0 0\n", 0, 50, 50 * M_PI },
+        { "from -180", "-180 180", "0 0 0 50 50 50", "1 1000 1 ", "1 1 40\n", "1 2 0 0 0\n", 0, 50,
+            50 * M_PI },
     };
     const temporary_folder folder;
     for (const auto& c : cases)

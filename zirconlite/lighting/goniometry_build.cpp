@@ -64,6 +64,7 @@ int32_t symmetry_of(const ies_file& file)
 {
     if (file.horizontal_count == 1) { return GONIOMETRY_AXIAL; }
     const float first = file.horizontal_angles[0], last = file.horizontal_angles[file.horizontal_count - 1];
+    if (first < 0.0f) { return GONIOMETRY_FULL; } // both sides are there
     if (first == 90.0f && last == 270.0f) { return GONIOMETRY_SIDE; }
     return last == 90.0f ? GONIOMETRY_QUADRANT : last == 180.0f ? GONIOMETRY_HALF : GONIOMETRY_FULL;
 }

@@ -72,6 +72,12 @@ TEST(SceneLights, FillTheirRecords)
             [](const light& l) {
                 return l.normal.z < -0.999 && distance(l.vertices[3], { 1, 1, 2 }) < 1e-9;
             } },
+        { "kind = \"area\"\nlumens = 800\ncorners = [[0, 0, 9], [3, 0, 9], [4, 1, 9]]\ntarget = [0, 0, 5]",
+            LIGHT_AREA, DISTRIBUTION_DIFFUSE, 800, 3,
+            [](const light& l) { return l.normal.z < -0.999 && l.position.z == 9.0; } },
+        { "kind = \"line\"\nlumens = 5\nends = [[-1, 0, 9], [1, 0, 9]]\ntarget = [0, 4, 9]",
+            LIGHT_CYLINDRICAL, DISTRIBUTION_ISOTROPIC, 5, 0,
+            [](const light& l) { return l.normal.y > 0.999 && l.position.z == 9.0; } },
         { "kind = \"tube\"\nwatts = 10\nbulb = \"fluorescent\"\nradius = 0.1\nends = [[1, 1, 2], [1, 4, 2]]",
             LIGHT_CYLINDRICAL, DISTRIBUTION_DIFFUSE, 750, 0.6 * pi,
             [](const light& l)
@@ -117,16 +123,22 @@ TEST(SceneLights, TakeTheirDistributionFromAFile)
     EXPECT_EQ(file.first().axis_v.x, -1.0) << "angles turn counter-clockwise seen from above";
     const lit_document own(text + "lumens = 1000\n", folder.path / "room.toml");
     EXPECT_NEAR(own.first().lumens, 500.0, 1e-3);
-    try
+    folder.write("dark.ies", "IESNA:LM-63-2002\nTILT=NONE\n1 -1 1 1 1 1 2 0 0 0\n1 1 20\n0\n0\n100\n");
+    for (const char* wrong : { "up.ies cannot be used", "dark.ies holds no light" })
     {
-        const lit_document missing("[[light]]\nies = \"up.ies\"\n", folder.path / "room.toml");
-        FAIL();
-    }
-    catch (const failure& f)
-    {
-        const std::string message = f.what();
-        EXPECT_NE(message.find("room.toml:4: [[light]] ies"), std::string::npos) << message;
-        EXPECT_NE(message.find("up.ies"), std::string::npos) << message;
+        const std::string named(wrong, 0, std::string(wrong).find(' '));
+        try
+        {
+            const lit_document made("[[light]]\nies = \"" + named + "\"\n", folder.path / "room.toml");
+            FAIL() << wrong;
+        }
+        catch (const failure& f)
+        {
+            const std::string message = f.what();
+            EXPECT_EQ(f.code, named == "up.ies" ? exit_missing_file : exit_bad_scene);
+            EXPECT_NE(message.find("room.toml:4: [[light]] ies: " + std::string(wrong)), std::string::npos)
+                << message;
+        }
     }
 }
 
