@@ -221,6 +221,10 @@ bool meet_outside(light_path& p, met_surface& at)
     bool is_lit = !p.fill || p.bounces > 0, is_known = false;
     if (p.fill && keeps && p.fill->count < fill_path::max_vertices)
     {
+        // Luminaires in the lobe are no part of what the cell keeps, and no path finds them.
+        specular_lobe gloss = at.lobe;
+        gloss.diffuse = 0.0;
+        if (mirror) { add_vertex_light(p, without_spread(at.s), gloss, mirror, no_bounce); }
         add_vertex_emission(p, at.s);
         return meet_fill_vertex(p, at, ways);
     }
