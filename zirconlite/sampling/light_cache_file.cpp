@@ -52,10 +52,14 @@ void mix_lights(uint64_t& h, light* first)
         mix(h, l->type);
         mix(h, l->position);
         mix(h, l->normal);
-        for (const float strength : { l->lumens, l->candela, l->dimmer, l->color_temperature })
+        for (const float value : { l->lumens, l->candela, l->dimmer, l->color_temperature, l->beam_angle,
+                 l->field_angle, l->opacity, l->disc_size })
         {
-            mix(h, strength);
+            mix(h, value);
         }
+        for (const double extent : { l->length, l->height, l->radius, l->falloff }) { mix(h, extent); }
+        mix(h, l->intensity_color);
+        mix(h, l->illuminance_color);
     }
 }
 
