@@ -35,7 +35,7 @@ const key_row<scene_material> material_rows[] = {
     { "ior", &scene_material::ior, 1, 4, nullptr, 0, "index of refraction, 1.5" },
     { "attenuation", &scene_material::attenuation, 0, 1, nullptr, 0, "share lost per metre inside, 0" },
     { "luminosity", &scene_material::luminosity, 0, 1e6, nullptr, 0,
-        "own light, cd/m2, times `color`; lights nothing else; 0" },
+        "own light, cd/m2, times `color`; lights others where light bounces; 0" },
     { "highlight", &scene_material::highlight, 1, 2000, nullptr, 0,
         "exponent of the highlight; follows `mirror` when left out" },
     { "highlight_strength", &scene_material::highlight_strength, 0, 10, nullptr, 0,

@@ -123,6 +123,32 @@ TEST(Bounces, EndInARoomThatTakesNoLight)
     EXPECT_GT(room.mean(64, 16, 0.0, INDIRECT_CACHE), 10.0 * once);
 }
 
+TEST(Bounces, KeepTheLightOfLuminairesInGloss)
+{
+    double light[2] = {};
+    for (const int kind : { INDIRECT_PATHS, INDIRECT_CACHE })
+    {
+        bounced room;
+        test::mesh m;
+        m.look = room.look(
+            [](simple_material& s)
+            {
+                std::fill_n(s.color, 3, 0.8f);
+                std::fill_n(s.reflect_color, 3, 1.0f);
+                s.diffuse_share = 0.5f;
+                s.head.flags |= MATERIAL_OWN_HIGHLIGHT;
+                s.own_highlight = 20.0f;
+                s.own_strength = 1.0f;
+                std::fill_n(s.own_highlight_color, 3, 1.0f);
+            });
+        m.box({ { -2, -2, -2 }, { 2, 2, 2 } });
+        ASSERT_TRUE(room.add(m));
+        room.add(test::scene::point_source({ 0.5, 0, 1 }, 100.0f));
+        light[kind == INDIRECT_CACHE] = room.mean(32, 512, 0.0, kind);
+    }
+    EXPECT_NEAR(light[1] / light[0], 1.0, 0.02);
+}
+
 TEST(Bounces, BringLightOfPanelsAndMirrorsByTheirGeometry)
 {
     // The ceiling's points see a square of 2 by 2, 4 below: the form factor of four quarters of it.

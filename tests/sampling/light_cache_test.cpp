@@ -176,6 +176,14 @@ struct kept_room : test::scene
             else { m.quad({ -1, -1, 1.9 }, { 1, -1, 1.9 }, { 1, 1, 1.9 }, { -1, 1, 1.9 }); }
             EXPECT_TRUE(add(m));
         }
+        // Of lumens, whose candela are those of the light model once a job has begun.
+        light spot = test::scene::point_source({ 0, 0, 1 }, 0.0f);
+        spot.distribution = DISTRIBUTION_SPOT;
+        spot.beam_angle = spot.field_angle = 0.5f;
+        spot.normal = { 0, 0, -1 };
+        spot.brightness_unit = BRIGHTNESS_LUMENS;
+        spot.lumens = 50.0f;
+        add(spot);
         EXPECT_EQ(zr_build_voxel_grid(doc), 1);
     }
     std::vector<uint8_t> picture(int32_t threads, const vector3& eye)

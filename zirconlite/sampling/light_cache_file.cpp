@@ -52,14 +52,18 @@ void mix_lights(uint64_t& h, light* first)
         mix(h, l->type);
         mix(h, l->position);
         mix(h, l->normal);
-        for (const float value : { l->lumens, l->candela, l->dimmer, l->color_temperature, l->beam_angle,
+        // Of the strength what the user set: the rest follows by the light model of a job.
+        mix(h, l->brightness_unit);
+        mix(h, l->brightness_unit == BRIGHTNESS_WATTS    ? l->watts
+               : l->brightness_unit == BRIGHTNESS_LUMENS ? l->lumens
+                                                         : l->candela);
+        for (const float value : { float(l->bulb_index), l->dimmer, l->color_temperature, l->beam_angle,
                  l->field_angle, l->opacity, l->disc_size })
         {
             mix(h, value);
         }
         for (const double extent : { l->length, l->height, l->radius, l->falloff }) { mix(h, extent); }
-        mix(h, l->intensity_color);
-        mix(h, l->illuminance_color);
+        mix(h, l->filter);
     }
 }
 
