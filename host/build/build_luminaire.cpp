@@ -107,10 +107,10 @@ std::string find_look(scene& s, const luminaire& record, int line, std::vector<s
         std::vector<std::string> own_notes;
         free_material(build_material(s, m, own_notes));
     }
-    catch (const failure&)
+    catch (const failure& f)
     {
         const std::string note =
-            fmt::format("the fixture material {} is not found; the fixture is white", full);
+            fmt::format("the fixture material {} cannot be used, the fixture is white: {}", full, f.what());
         if (std::find(notes.begin(), notes.end(), note) == notes.end()) { notes.push_back(note); }
         return "";
     }

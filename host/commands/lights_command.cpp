@@ -174,7 +174,7 @@ void add_options(CLI::App& sub, lights_request& r)
         ->check(CLI::Range(-100.0, 100.0));
     sub.add_option("--shape", r.geo, "R a rectangle, D a disk")->check(CLI::IsMember({ "R", "D" }));
     sub.add_option("--kelvin", r.kelvin, "Colour temperature")
-        ->check(CLI::Range(500.0, 100000.0))
+        ->check(CLI::Range(1000.0, 40000.0))
         ->capture_default_str();
     sub.add_option("--output", r.output, "Output against the largest lamp of its family")
         ->check(CLI::Range(0.001, 1000.0))
