@@ -411,6 +411,11 @@ int pick_light_candidates(const vector3& point, const vector3& normal, bool both
     light_pick picks[max_light_candidates])
 {
     if (tree.nodes.count == 0) { return 0; }
+    if (tree.nodes[0].source)
+    {
+        picks[0] = { tree.nodes[0].source, 1.0 };
+        return 1;
+    }
     const lit_place at = { point, normal, both_sides };
     tree_cut cut = {};
     add_part(cut, tree.nodes[0], at);

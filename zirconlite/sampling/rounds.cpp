@@ -82,15 +82,12 @@ int32_t target_after(int32_t count, const sampling_limits& limits)
     return int32_t(std::min<int64_t>(next, limits.max_samples));
 }
 
-/// In 65535ths of the range; rounded.
-uint16_t share_of(float value, float unit)
-{
-    return uint16_t(std::clamp(value / unit + 0.5f, 0.0f, 65535.0f));
-}
+/// A share in steps, rounded.
+uint16_t steps_of(float steps) { return uint16_t(std::clamp(steps + 0.5f, 0.0f, 65535.0f)); }
 
 void add_sample(pixel_sums& sums, const path_light& light, bool is_even)
 {
-    const float before = float(sums.light) * light_unit * largest_channel(sums.radiance);
+    const float before = float(sums.light) * largest_channel(sums.radiance);
     double brightest = 0.0;
     for (int i = 0; i < 3; ++i)
     {
@@ -99,10 +96,14 @@ void add_sample(pixel_sums& sums, const path_light& light, bool is_even)
         if (is_even) { sums.half[i] += float(light.radiance[i] + light.background[i]); }
         brightest = std::fmax(brightest, light.light_radiance[i]);
     }
-    const float largest = largest_channel(sums.radiance), count = float(sums.count);
-    sums.light = largest > 0.0f ? share_of((before + float(brightest)) / largest, light_unit) : uint16_t(0);
-    sums.alpha =
-        share_of((float(sums.alpha) * alpha_unit * count + float(light.alpha)) / (count + 1.0f), alpha_unit);
+    const float largest = largest_channel(sums.radiance);
+    sums.light = largest > 0.0f ? steps_of((before + float(brightest) * light_steps) / largest) : uint16_t(0);
+    if (sums.alpha > 0 || light.alpha > 0.0)
+    {
+        const float count = float(sums.count);
+        sums.alpha =
+            steps_of((float(sums.alpha) * count + float(light.alpha) * alpha_steps) / (count + 1.0f));
+    }
     ++sums.count;
 }
 
@@ -157,7 +158,7 @@ void store_pixel(sampling_run& run, int32_t x, int32_t y, const pixel_sums& sums
     const pixel_components c = mean_components(sums);
     pack_pixel(&run.image, &c, p.pixel);
     if (c.source_ratio == 0.0f) { p.pixel[4] = 0; }
-    if (p.alpha) { *p.alpha = uint8_t(float(sums.alpha) * alpha_unit * 255.0f + 0.5f); }
+    if (p.alpha) { *p.alpha = uint8_t(float(sums.alpha) * (255.0f / alpha_steps) + 0.5f); }
 }
 
 /// Depth and object of a pixel are those of its middle.

@@ -197,7 +197,7 @@ pixel_components mean_components(const pixel_sums& sums)
         c.background[i] = sums.background[i] * scale;
     }
     const bool is_lit = largest_channel(c.surface) > float(geometry_zero);
-    c.source_ratio = is_lit ? std::fmin(float(sums.light) * light_unit, 1.0f) : 0.0f;
+    c.source_ratio = is_lit ? std::fmin(float(sums.light) / light_steps, 1.0f) : 0.0f;
     return c;
 }
 

@@ -46,8 +46,8 @@ inline const pixel_sums& sums_at(const block_sums& sums, int32_t x, int32_t y)
     return sums.first[size_t(y) * sums.row_stride + size_t(x)];
 }
 
-/// Units of the shares in a pixel's sums.
-inline constexpr float light_unit = 4.0f / 65535.0f, alpha_unit = 1.0f / 65535.0f;
+/// Steps in 1 of the shares in a pixel's sums.
+inline constexpr float light_steps = 65535.0f / 4.0f, alpha_steps = 65535.0f;
 
 inline float largest_channel(const float c[3])
 {

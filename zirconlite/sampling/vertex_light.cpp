@@ -106,6 +106,11 @@ void add_resampled(const lit_vertex& v, const unit_pair& choice, const unit_pair
     light_pick picks[max_light_candidates];
     const int count =
         pick_light_candidates(r.hit_point, r.shading_normal, v.s.translucent > 0.0f, choice.u, picks);
+    if (count == 1)
+    {
+        add_pick(v, picks[0], at);
+        return;
+    }
     luminaire_sample samples[max_light_candidates];
     double weights[max_light_candidates], sum = 0.0;
     bool by_middle[max_light_candidates];
@@ -113,7 +118,6 @@ void add_resampled(const lit_vertex& v, const unit_pair& choice, const unit_pair
     v.path.found.left_to_chance |= count > 1;
     for (int i = 0; i < count; ++i)
     {
-        v.path.found.left_to_chance |= picks[i].probability < 1.0;
         by_middle[found] = measure_middle(v, *picks[i].source, samples[found]);
         if (!by_middle[found] && !sample_luminaire(v, picks[i].source, at, samples[found])) { continue; }
         weights[found] = luminance(samples[found].given) / picks[i].probability;
