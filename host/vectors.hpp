@@ -2,6 +2,7 @@
 /// Angles, and the little vector arithmetic that cameras, daylight and materials of a scene need.
 #pragma once
 
+#include <array>
 #include <cmath>
 
 #include "zirconlite/types.h"
@@ -18,6 +19,14 @@ inline double length(const vector3& a) { return std::sqrt(dot(a, a)); }
 inline vector3 cross(const vector3& a, const vector3& b)
 {
     return { a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x };
+}
+
+inline vector3 to_vector(const std::array<double, 3>& v) { return { v[0], v[1], v[2] }; }
+
+/// `a` + `factor` x `b`.
+inline vector3 plus(const vector3& a, const vector3& b, double factor)
+{
+    return { a.x + factor * b.x, a.y + factor * b.y, a.z + factor * b.z };
 }
 
 /// Of length 1; `v` must have a length.

@@ -23,7 +23,6 @@ std::vector<vec3> rectangle(const scene_light& from);
 vector3 times(const vector3& a, double f);
 vector3 twice_area(const std::vector<vec3>& corners);
 vector3 plus(const vector3& a, const vector3& b);
-vector3 point(const vec3& v);
 vector3 minus(const vector3& a, const vector3& b);
 
 } // namespace
@@ -63,7 +62,7 @@ void set_window(const scene_light& from, light& l)
     l.distribution = DISTRIBUTION_DEFAULT;
     std::vector<vec3> corners = from.corners.empty() ? rectangle(from) : from.corners;
     vector3 area = twice_area(corners);
-    if (from.normal && dot(area, point(*from.normal)) < 0)
+    if (from.normal && dot(area, to_vector(*from.normal)) < 0)
     {
         std::reverse(corners.begin(), corners.end());
         area = times(area, -1);
@@ -71,7 +70,7 @@ void set_window(const scene_light& from, light& l)
     l.area = length(area) / 2;
     l.normal = times(area, 1 / length(area));
     l.vertex_count = int32_t(corners.size());
-    for (size_t i = 0; i < corners.size(); ++i) { l.vertices[i] = point(corners[i]); }
+    for (size_t i = 0; i < corners.size(); ++i) { l.vertices[i] = to_vector(corners[i]); }
     const vector3 e1 = minus(l.vertices[1], l.vertices[0]), e2 = minus(l.vertices[2], l.vertices[1]);
     l.length = length(e1);
     l.axis_u = times(e1, 1 / l.length);
@@ -86,7 +85,7 @@ std::string check_window(const scene_light& l)
     if (l.corners.empty())
     {
         if (!l.normal) { return "is a window: give its corners, or position, size and normal"; }
-        if (length(point(*l.normal)) < 1e-9) { return "normal: has no length"; }
+        if (length(to_vector(*l.normal)) < 1e-9) { return "normal: has no length"; }
         return l.size[0] > 0 && l.size[1] > 0 ? "" : "size: is 0";
     }
     const size_t n = l.corners.size();
@@ -96,9 +95,9 @@ std::string check_window(const scene_light& l)
     if (size < 1e-9) { return "corners: span no area"; }
     for (size_t i = 0; i < n; ++i)
     {
-        const vector3 a = point(l.corners[i]), b = point(l.corners[(i + 1) % n]),
-                      c = point(l.corners[(i + 2) % n]);
-        if (std::abs(dot(minus(a, point(l.corners[0])), area)) > 1e-3 * size * std::sqrt(size))
+        const vector3 a = to_vector(l.corners[i]), b = to_vector(l.corners[(i + 1) % n]),
+                      c = to_vector(l.corners[(i + 2) % n]);
+        if (std::abs(dot(minus(a, to_vector(l.corners[0])), area)) > 1e-3 * size * std::sqrt(size))
         {
             return "corners: do not lie in one plane";
         }
@@ -145,14 +144,14 @@ void set_colors(const scene_sun& s, sun_sky& k)
 /// The corners of a rectangle about `position`, counter-clockwise from the side that the normal points to.
 std::vector<vec3> rectangle(const scene_light& from)
 {
-    const vector3 n = times(point(*from.normal), 1 / length(point(*from.normal)));
+    const vector3 n = times(to_vector(*from.normal), 1 / length(to_vector(*from.normal)));
     vector3 u, v;
     zr_make_axes(&n, &u, &v, 1e-5);
     std::vector<vec3> corners;
     for (const auto& [along, up] : { std::pair{ -1, -1 }, { 1, -1 }, { 1, 1 }, { -1, 1 } })
     {
-        const vector3 c = plus(
-            point(from.position), plus(times(u, along * from.size[0] / 2), times(v, up * from.size[1] / 2)));
+        const vector3 c = plus(to_vector(from.position),
+            plus(times(u, along * from.size[0] / 2), times(v, up * from.size[1] / 2)));
         corners.push_back({ c.x, c.y, c.z });
     }
     return corners;
@@ -166,15 +165,13 @@ vector3 twice_area(const std::vector<vec3>& corners)
     vector3 sum{};
     for (size_t i = 1; i + 1 < corners.size(); ++i)
     {
-        sum = plus(sum, cross(minus(point(corners[i]), point(corners[0])),
-                            minus(point(corners[i + 1]), point(corners[0]))));
+        sum = plus(sum, cross(minus(to_vector(corners[i]), to_vector(corners[0])),
+                            minus(to_vector(corners[i + 1]), to_vector(corners[0]))));
     }
     return sum;
 }
 
 vector3 plus(const vector3& a, const vector3& b) { return { a.x + b.x, a.y + b.y, a.z + b.z }; }
-
-vector3 point(const vec3& v) { return { v[0], v[1], v[2] }; }
 
 vector3 minus(const vector3& a, const vector3& b) { return { a.x - b.x, a.y - b.y, a.z - b.z }; }
 

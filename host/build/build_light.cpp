@@ -23,12 +23,6 @@ namespace host
 namespace
 {
 
-vector3 point(const vec3& v) { return { v[0], v[1], v[2] }; }
-vector3 plus(const vector3& a, const vector3& b, double f)
-{
-    return { a.x + f * b.x, a.y + f * b.y, a.z + f * b.z };
-}
-
 /// The light itself is dimmed: what its shape shows follows from it.
 void set_strength(const scene_light& from, double dimmer, light& l)
 {
@@ -87,7 +81,7 @@ void set_rectangle(const scene_light& from, light& l)
     }
     else
     {
-        for (int i = 0; i < 3; ++i) { l.vertices[i] = point(from.corners[size_t(i)]); }
+        for (int i = 0; i < 3; ++i) { l.vertices[i] = to_vector(from.corners[size_t(i)]); }
         l.vertices[3] = plus(plus(l.vertices[0], l.vertices[2], 1), l.vertices[1], -1);
     }
     const vector3 e1 = plus(l.vertices[1], l.vertices[0], -1), e2 = plus(l.vertices[2], l.vertices[1], -1);
@@ -98,7 +92,7 @@ void set_rectangle(const scene_light& from, light& l)
     l.length = length(e1);
     l.height = length(e2);
     if (from.corners.empty()) { return; }
-    l.axis_u = unit(from.c0 ? plus(point(*from.c0), l.normal, -dot(point(*from.c0), l.normal)) : e1);
+    l.axis_u = unit(from.c0 ? plus(to_vector(*from.c0), l.normal, -dot(to_vector(*from.c0), l.normal)) : e1);
     l.axis_v = cross(l.axis_u, l.normal);
 }
 
@@ -107,10 +101,10 @@ void set_line(const scene_light& from, light& l)
     l.type = LIGHT_CYLINDRICAL;
     l.distribution = DISTRIBUTION_ISOTROPIC;
     l.length = from.length;
-    vector3 along = from.axis ? unit(point(*from.axis)) : vector3{};
+    vector3 along = from.axis ? unit(to_vector(*from.axis)) : vector3{};
     if (!from.ends.empty())
     {
-        const vector3 a = point(from.ends[0]), b = point(from.ends[1]);
+        const vector3 a = to_vector(from.ends[0]), b = to_vector(from.ends[1]);
         l.length = length(plus(b, a, -1));
         along = unit(plus(b, a, -1));
     }
@@ -145,23 +139,16 @@ void set_group(const scene_light&, light& l) { l.type = LIGHT_GROUP; }
 constexpr void (*set_kind[])(const scene_light&, light&) = { set_point, set_spot, set_distant, set_window,
     set_point, set_rectangle, set_line, set_tube, set_disk, set_group };
 
-/// The aim, and the frame of horizontal angle 0 about it: angles turn counter-clockwise as seen from behind.
 void set_frame(const scene_light& from, light& l)
 {
-    if (from.target) { l.aim_point = point(*from.target); }
+    if (from.target) { l.aim_point = to_vector(*from.target); }
     const vector3 aim = from.target   ? plus(l.aim_point, l.position, -1)
-                        : from.normal ? point(*from.normal)
+                        : from.normal ? to_vector(*from.normal)
                                       : vector3{ 0, 0, -1 };
-    l.normal = unit(aim);
-    const vector3 given = from.c0 ? point(*from.c0) : vector3{ 1, 0, 0 };
-    for (const vector3& wanted : { given, vector3{ 0, 1, 0 }, vector3{ 1, 0, 0 } })
-    {
-        const vector3 u = plus(wanted, l.normal, -dot(wanted, l.normal));
-        if (length(u) <= 1e-3 * length(wanted)) { continue; }
-        l.axis_u = unit(u);
-        break;
-    }
-    l.axis_v = cross(l.axis_u, l.normal);
+    const light_frame frame = frame_about(aim, from.c0);
+    l.normal = frame.normal;
+    l.axis_u = frame.u;
+    l.axis_v = frame.v;
 }
 
 void set_distribution(const scene_light& from, light& l)
@@ -239,7 +226,7 @@ void set_fixture(const luminaire_fixture& from, light& l)
 light* make_light(const scene& s, document* d, const scene_light& from)
 {
     light l{};
-    l.position = point(middle_of(from));
+    l.position = to_vector(middle_of(from));
     set_frame(from, l);
     l.radius = from.radius;
     l.color_temperature = float(from.kelvin);
@@ -286,6 +273,18 @@ int groups_above(const light& l)
 }
 
 } // namespace
+
+light_frame frame_about(const vector3& aim, const std::optional<vec3>& c0)
+{
+    const vector3 n = unit(aim);
+    const vector3 given = c0 ? to_vector(*c0) : vector3{ 1, 0, 0 };
+    for (const vector3& wanted : { given, vector3{ 0, 1, 0 }, vector3{ 1, 0, 0 } })
+    {
+        const vector3 u = plus(wanted, n, -dot(wanted, n));
+        if (length(u) > 1e-3 * length(wanted)) { return { unit(u), cross(unit(u), n), n }; }
+    }
+    return {}; // not reached: one of two axes is across any aim
+}
 
 vec3 middle_of(const scene_light& l)
 {

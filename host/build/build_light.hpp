@@ -52,6 +52,16 @@ private:
     std::vector<entry> lights_; ///< as in the scene file
 };
 
+/// The frame of a photometric table.
+struct light_frame
+{
+    vector3 u, v, normal; ///< unit: C0, C90, and the aim
+};
+
+/// About an aim, which has a length, with `c0` or what is nearest to it across the aim as C0; else the x
+/// axis, or the y axis. Angles turn counter-clockwise as seen from behind.
+light_frame frame_about(const vector3& aim, const std::optional<vec3>& c0);
+
 /// A light's position, or the middle of what the corners of an area or the ends of a line span: where its aim
 /// starts. There are as many of these as its kind asks for.
 vec3 middle_of(const scene_light& l);

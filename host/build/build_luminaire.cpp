@@ -1,7 +1,7 @@
 #include "host/build/build_luminaire.hpp"
 
+#include "host/build/build_light.hpp"
 #include "host/build/build_material.hpp"
-#include "host/commands/luminaire_text.hpp"
 #include "host/failure.hpp"
 #include "host/library_session.hpp"
 #include "host/scene/find_library.hpp"
@@ -31,43 +31,24 @@ struct read_luminaire
     std::shared_ptr<luminaire_fixture> fixture;
 };
 
-/// The axes of a fixture: C0, C90, and up, against its aim.
-struct fixture_frame
-{
-    vector3 u, v, up;
-};
-
-vector3 point(const vec3& v) { return { v[0], v[1], v[2] }; }
 vec3 numbers(const vector3& v) { return { v.x, v.y, v.z }; }
 
-fixture_frame frame_of(const scene_luminaire& l)
+light_frame frame_of(const scene_luminaire& l)
 {
-    const vector3 aim = l.target ? vector3{ (*l.target)[0] - l.position[0], (*l.target)[1] - l.position[1],
-        (*l.target)[2] - l.position[2] }
-                        : l.aim  ? point(*l.aim)
+    const vector3 aim = l.target ? plus(to_vector(*l.target), to_vector(l.position), -1)
+                        : l.aim  ? to_vector(*l.aim)
                                  : vector3{ 0, 0, -1 };
-    const vector3 n = unit(aim);
-    const vector3 given = l.c0 ? point(*l.c0) : vector3{ 1, 0, 0 };
-    for (const vector3& wanted : { given, vector3{ 0, 1, 0 }, vector3{ 1, 0, 0 } })
-    {
-        const double along = dot(wanted, n);
-        const vector3 u = { wanted.x - along * n.x, wanted.y - along * n.y, wanted.z - along * n.z };
-        if (length(u) <= 1e-3 * length(wanted)) { continue; }
-        return { unit(u), cross(unit(u), n), { -n.x, -n.y, -n.z } };
-    }
-    return {}; // not reached: one of two axes is across any aim
+    return frame_about(aim, l.c0);
 }
 
-vec3 lamp_position(const scene_luminaire& l, const fixture_frame& f, const double (&off)[3])
+/// `off` is along C0, C90 and up, against the aim.
+vec3 lamp_position(const scene_luminaire& l, const light_frame& f, const double (&off)[3])
 {
-    const vector3 p = point(l.position);
-    return numbers({ p.x + off[0] * f.u.x + off[1] * f.v.x + off[2] * f.up.x,
-        p.y + off[0] * f.u.y + off[1] * f.v.y + off[2] * f.up.y,
-        p.z + off[0] * f.u.z + off[1] * f.v.z + off[2] * f.up.z });
+    return numbers(plus(plus(plus(to_vector(l.position), f.u, off[0]), f.v, off[1]), f.normal, -off[2]));
 }
 
 /// The opening's shape: a disk of the same area as an ellipse, a rectangle, a line where one size is 0.
-void set_shape(const luminaire& record, const fixture_frame& f, scene_light& lamp)
+void set_shape(const luminaire& record, const light_frame& f, scene_light& lamp)
 {
     const double along = double(record.dim[0]), across = double(record.dim[1]);
     const double longer = std::max(along, across), shorter = std::min(along, across);
@@ -143,7 +124,7 @@ read_luminaire read_record(scene& s, const scene_luminaire& l, std::vector<std::
 void place(scene& s, const scene_luminaire& l, const read_luminaire& from, size_t number)
 {
     const luminaire& record = *from.record;
-    const fixture_frame frame = frame_of(l);
+    const light_frame frame = frame_of(l);
     const goniometry* table = from.fixture->table.get();
     if (!l.lumens && !table)
     {
@@ -166,7 +147,7 @@ void place(scene& s, const scene_luminaire& l, const read_luminaire& from, size_
     lamp.group = group.name;
     lamp.fixture = from.fixture;
     lamp.position = lamp_position(l, frame, record.off);
-    lamp.normal = numbers({ -frame.up.x, -frame.up.y, -frame.up.z });
+    lamp.normal = numbers(frame.normal);
     lamp.c0 = numbers(frame.u);
     set_shape(record, frame, lamp);
     lamp.lumens = l.lumens ? *l.lumens : double(table->lumens) * double(record.rh);

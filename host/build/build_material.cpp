@@ -45,7 +45,6 @@ uint32_t image_flags(const scene_image& i);
 void set_key(mat_key& key, const scene_image& i);
 owned_material build_pattern(const scene& s, const scene_material& m, std::vector<std::string>& notes);
 void set_pattern(complex_material& out, const scene_material& m);
-vector3 as_vector(const vec3& v);
 double repeats(double size);
 mask_source* load_mask(const scene& s, const scene_material& m, std::vector<std::string>& notes);
 [[noreturn]] void out_of_memory();
@@ -180,7 +179,7 @@ bool blurs_mirrors(const scene_render& r)
 
 void add_bump(material* made, const scene_bump& b)
 {
-    const vector3 axis = unit(as_vector(b.axis));
+    const vector3 axis = unit(to_vector(b.axis));
     const double axes[3] = { axis.x, axis.y, axis.z };
     const double scale[3] = { repeats(b.size[0]), repeats(b.size[1]), repeats(b.size[2]) };
     if (!zr_add_bump(made, b.kind, axes, b.origin.data(), b.rotation_deg * radians, scale, b.strength))
@@ -201,7 +200,7 @@ mat_image** add_image(mat_image** end, const scene& s, const scene_image& i, std
     made->bump_strength = float(i.bump);
     made->size[0] = i.size[0];
     made->size[1] = i.size[1];
-    const vector3 axis = unit(as_vector(i.axis));
+    const vector3 axis = unit(to_vector(i.axis));
     made->axis[0] = axis.x, made->axis[1] = axis.y, made->axis[2] = axis.z;
     for (int k = 0; k < 3; ++k) { made->origin[k] = i.origin[k]; }
     made->rotation = float(i.rotation_deg * radians);
@@ -254,8 +253,8 @@ owned_material build_pattern(const scene& s, const scene_material& m, std::vecto
 
 void set_pattern(complex_material& out, const scene_material& m)
 {
-    out.axis = unit(as_vector(m.axis));
-    out.origin = as_vector(m.origin);
+    out.axis = unit(to_vector(m.axis));
+    out.origin = to_vector(m.origin);
     out.rotation = float(m.rotation_deg * radians);
     out.scale = { repeats(m.size[0]), repeats(m.size[1]), repeats(m.size[2]) };
     zr_update_pattern_transform(&out.head);
@@ -272,16 +271,14 @@ void set_pattern(complex_material& out, const scene_material& m)
     if (m.color_jitter)
     {
         out.blend_flags |= BLEND_JITTER_COLOR;
-        p.color_jitter = as_vector(*m.color_jitter);
+        p.color_jitter = to_vector(*m.color_jitter);
     }
     if (m.coordinate_jitter)
     {
         out.blend_flags |= BLEND_JITTER_COORDINATES;
-        p.coordinate_jitter = as_vector(*m.coordinate_jitter);
+        p.coordinate_jitter = to_vector(*m.coordinate_jitter);
     }
 }
-
-vector3 as_vector(const vec3& v) { return { v[0], v[1], v[2] }; }
 
 double repeats(double size) { return std::abs(size) < 1e-9 ? 1e9 : 1 / size; }
 

@@ -2,6 +2,7 @@
 /// A luminaire of a light library, as text and as the part of a scene file that places it.
 #pragma once
 
+#include "host/build/build_luminaire.hpp"
 #include "host/photometry/luminaire_figures.hpp"
 #include "zirconlite/libraries/light_library.h"
 
@@ -10,17 +11,6 @@
 
 namespace host
 {
-
-/// Frees a luminaire with its table.
-struct luminaire_deleter
-{
-    void operator()(luminaire* l) const
-    {
-        if (l) { zr_free_goniometry(l->goniometry); }
-        zr_free_luminaire(l);
-    }
-};
-using owned_luminaire = std::unique_ptr<luminaire, luminaire_deleter>;
 
 /// Every field of the record, and the figures of its table.
 std::string luminaire_text(const luminaire& l);

@@ -25,7 +25,20 @@ inline bool is_same(const cell_key& a, const cell_key& b)
            a.facing == b.facing;
 }
 
-uint64_t hash_of(const cell_key& k);
+inline uint64_t mixed(uint64_t h)
+{
+    h ^= h >> 32;
+    h *= 0xd6e8feb86659fd93u;
+    return h ^ h >> 32;
+}
+
+inline uint64_t hash_of(const cell_key& k)
+{
+    uint64_t h = uint64_t(uint32_t(k.at[0])) | uint64_t(uint32_t(k.at[1])) << 32;
+    h = mixed(h + 0x9e3779b97f4a7c15u);
+    h ^= uint64_t(uint32_t(k.at[2])) | uint64_t(uint16_t(k.level)) << 32 | uint64_t(uint16_t(k.facing)) << 48;
+    return mixed(h);
+}
 
 /// Plain records that start with their `key`.
 template <class T> struct cell_table

@@ -35,20 +35,6 @@ void bring_up_to_date(guide_cell& g)
 
 } // namespace
 
-uint64_t hash_of(const cell_key& k)
-{
-    const auto mixed = [](uint64_t h)
-    {
-        h ^= h >> 32;
-        h *= 0xd6e8feb86659fd93u;
-        return h ^ h >> 32;
-    };
-    uint64_t h = uint64_t(uint32_t(k.at[0])) | uint64_t(uint32_t(k.at[1])) << 32;
-    h = mixed(h + 0x9e3779b97f4a7c15u);
-    h ^= uint64_t(uint32_t(k.at[2])) | uint64_t(uint16_t(k.level)) << 32 | uint64_t(uint16_t(k.facing)) << 48;
-    return mixed(h);
-}
-
 int32_t guide_part_of(const vector3& d)
 {
     const int row = std::clamp(int((d.z + 1.0) * (0.5 * guide_rows)), 0, guide_rows - 1);
