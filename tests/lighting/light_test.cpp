@@ -352,39 +352,3 @@ TEST(Light, FramesComeBackFromAxisAndTurn)
         EXPECT_NEAR(zr::length(l.axis_v - zr::cross(l.normal, before)), 0.0, 1e-9) << "flags " << flags;
     }
 }
-
-TEST(Light, SamplesOfASphereLieOnTheDiscThatThePointSees)
-{
-    using zr::operator-, zr::operator*;
-    light l = source_of(1000.0f);
-    l.position = { 0, 0, 3 };
-    l.radius = 0.5;
-    const owned_light made(l);
-    const vector3 below = { 0, 0, 0 };
-    const struct
-    {
-        double u, v;
-        vector3 point; ///< from below x is turned round
-    } cases[] = { { 0.5, 0.5, { 0, 0, 3 } }, { 1.0, 0.5, { -0.5, 0, 3 } }, { 0.5, 1.0, { 0, 0.5, 3 } },
-        { 0.25, 0.0, { 0.25, -0.5, 3 } } };
-    for (const auto& c : cases)
-    {
-        source_sample sample = {};
-        sample.u = c.u;
-        sample.v = c.v;
-        made->sample(made.made, &below, &sample, 1);
-        EXPECT_NEAR(zr::length(sample.point - c.point), 0.0, 1e-9) << c.u << " " << c.v;
-        EXPECT_NEAR(sample.distance, zr::length(c.point), 1e-9);
-        EXPECT_NEAR(zr::length(sample.direction * sample.distance - c.point), 0.0, 1e-9);
-        EXPECT_NEAR(sample.color[1], 1000.0 / (4 * M_PI), 1e-3);
-    }
-    // The solver's count is by the square of the distance against the radius.
-    const vector3 near = { 7, 0, 3 }, far = { 7.1, 0, 3 };
-    EXPECT_EQ(made->sample_count(made.made, &near), 17);
-    EXPECT_EQ(made->sample_count(made.made, &far), 5);
-    made->radius = 0.0;
-    EXPECT_EQ(made->sample_count(made.made, &near), 1);
-    l.type = LIGHT_PARALLEL;
-    const owned_light distant(l);
-    EXPECT_EQ(distant->sample_count(distant.made, &near), 1);
-}

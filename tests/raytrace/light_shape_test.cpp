@@ -284,6 +284,9 @@ TEST(LightShape, OperationsPlaceTheirSamplesByTheSquare)
         { "tube, one for all", LIGHT_CYLINDRICAL, 0.5, 0.5, { 0.76, 0, -3 }, { 0.75, 0, 0 } },
         { "beyond its end", LIGHT_CYLINDRICAL, 0.5, 0.5, { -9, 0, -3 }, { -0.875, 0, 0 } },
         { "between two places", LIGHT_CYLINDRICAL, 0.5, 0.5, { 0.0625, 0, -3 }, { 0, 0, 0 } },
+        { "sphere", LIGHT_SPHERICAL, 0.5, 0.5, { 0, 0, -3 }, { 0, 0, 0 } },
+        { "its disc, aside", LIGHT_SPHERICAL, 1.0, 0.5, { 0, 0, -3 }, { -1, 0, 0 } },
+        { "its disc, a corner", LIGHT_SPHERICAL, 0.25, 0.0, { 0, 0, -3 }, { 0.5, -1, 0 } },
     };
     for (const auto& c : cases)
     {
@@ -313,6 +316,9 @@ TEST(LightShape, SolversTakeMoreSamplesNearby)
         { LIGHT_AREA, 7.1, 5, 5 }, // 25 x length 2 against the square
         { LIGHT_CYLINDRICAL, 9.9, 17, 1 },
         { LIGHT_CYLINDRICAL, 10.1, 5, 1 }, // 100 x radius 1
+        { LIGHT_SPHERICAL, 9.9, 17, 1 },
+        { LIGHT_SPHERICAL, 10.1, 5, 1 },
+        { LIGHT_PARALLEL, 1.0, 1, 1 },
         { LIGHT_DISK, 4.0, 17, 1 },
         { LIGHT_DISK, 10.0, 5, 1 },
         { LIGHT_DISK, 30.0, 1, 1 },
